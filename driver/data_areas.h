@@ -1,0 +1,55 @@
+/// \file
+/// The store of current values, which items are monitored, and how changes are reported. The exported
+/// intf_getData is declared in korvalent_dx7.h.
+#ifndef KORVALENT_DX7_DATA_AREAS_H
+#define KORVALENT_DX7_DATA_AREAS_H
+
+#include "korvalent_dx7.h"
+
+/// Bits of _DATA_::wordMonitorFlags.
+const int MONITOR_WORD = 1;
+const int MONITOR_DOUBLE_FIRST = 2;
+const int MONITOR_DOUBLE_SECOND = 4;
+
+/// Index in `areas` of the first area with this key; a zero area is appended when there is none. Takes
+/// constant time on average for driver.dataAreas, whose order and content stay the only truth: edits from
+/// outside are noticed.
+int getIndexOfDataArea(int station, const QString& regType, int address, QList<_DATA_>& areas);
+
+/// Marks `length` consecutive items as monitored: bit types in the mask of their bit-group area, word types
+/// by their word flag, other types not at all. Returns 0.
+int _setDataAreaMonitorFlag(int station, const QString& regType, int address, int length);
+
+/// Zeroes the monitor flags of every area.
+void clearMonitorFlags();
+
+/// Empties driver.dataAreas.
+void clearDataAreas();
+
+/// Reports, in ascending order, the monitored bits of one group that differ between two bytes.
+void _byteDataChange(const unsigned char* oldValue, const unsigned char* newValue, int station,
+                     const QString& regType, int groupAddress);
+
+/// Reports a changed word: its monitored bits in ascending order (unless `noBitScan`), the word, the double
+/// word at its address, the double word one below; each only when its flag is set.
+void _wordDataChange(const int* oldValue, const int* newValue, int station, const QString& regType,
+                     int address, int noBitScan);
+
+/// The area with this key, created if absent, to be read at once: the reference does not survive the next
+/// call into the store or the host's callback.
+const _DATA_& dataArea(int station, const QString& regType, int address);
+
+/// Write access to one area, created if absent, for the scope of this object. No other access to the store
+/// and no callback may happen inside that scope.
+class DataAreaEdit {
+public:
+    DataAreaEdit(int station, const QString& regType, int address);
+    ~DataAreaEdit();
+    _DATA_* operator->() const { return area_; }
+
+private:
+    Q_DISABLE_COPY(DataAreaEdit)
+    _DATA_* area_;
+};
+
+#endif

@@ -1,0 +1,166 @@
+/// \file
+/// The records that cross the host interface or travel inside the driver.
+///
+/// KEY_ADDRESS, FRAME_PRO and _RCP_VAR_PRO cross the interface by layout: host and driver must agree on every
+/// offset. On the panel (32-bit pointers) the layouts are fixed and asserted at the end of this file.
+#ifndef KORVALENT_DX7_RECORDS_H
+#define KORVALENT_DX7_RECORDS_H
+
+#include <QtCore/QString>
+#include <cstddef>
+#include <cstring>
+
+/// Bytes in the value buffer of a request and in the request buffer of a frame.
+const int DX7_DATA_BYTES = 1024;
+
+/// One device request before framing. A new record is zero and has an empty register type.
+struct VARIABLE {
+    int opKind;   ///< Tag that travels with the request into its frame and so back to the host: 4 for cyclic
+                  ///< reads, else what the host passed. The driver decides by korvalent_dx7::opKind, never by
+                  ///< this.
+    int station;  ///< Station number; its low 8 bits are the first byte of every frame.
+    QString regType;  ///< Register type name, one of REG_LIST.
+    int address;      ///< Start address within the register type, before any offset of the type is added.
+    int count;        ///< Number of items: bits for bit types, 16-bit words for word types.
+    unsigned char
+        data[DX7_DATA_BYTES];  ///< Values to write: a byte per bit, or two per word, low byte first.
+
+    VARIABLE() : opKind(0), station(0), address(0), count(0) { std::memset(data, 0, sizeof data); }
+};
+
+/// One address, or run of consecutive addresses, that the host hands over for monitoring or for a condition
+/// read.
+struct KEY_ADDRESS {
+    QString hostText;                    ///< The host's own; carried unchanged, never read.
+    int hostWord1;                       ///< The host's own; carried unchanged, never read.
+    int hostWord2;                       ///< The host's own; carried unchanged, never read.
+    int station;                         ///< Station number.
+    QString regType;                     ///< Register type name.
+    QString hostText2;                   ///< The host's own; carried unchanged, never read.
+    int address;                         ///< Start address within the register type.
+    int bitOffset;                       ///< Only the test for -1 matters: a condition read of bits.
+    int length;                          ///< Number of items (bits or words).
+    unsigned char data[DX7_DATA_BYTES];  ///< The host's own; carried unchanged, never read.
+
+    KEY_ADDRESS() : hostWord1(0), hostWord2(0), station(0), address(0), bitOffset(0), length(0) {
+        std::memset(data, 0, sizeof data);
+    }
+};
+
+/// One data area: the current value of one device item. The key is (station, regType, address).
+struct _DATA_ {
+    unsigned char commError;     ///< 1 = the last read of this item failed, 0 = it succeeded.
+    unsigned char writePending;  ///< 1 while a value written by the host waits for completion.
+    int pendingBits;             ///< Per-bit pending mask of a bit-group area; nothing in the driver sets it.
+    int wordMonitorFlags;        ///< Bit 0: the word is monitored. Bits 1 and 2: first and second word of a
+                                 ///< monitored double word; nothing in the driver sets them.
+    int bitMonitorMask;  ///< Bit-group area (address a multiple of 8): bit n = item address + n is monitored.
+    int station;         ///< Key, part 1.
+    QString regType;     ///< Key, part 2.
+    int address;         ///< Key, part 3: item address, untranslated.
+    unsigned char
+        value[4];  ///< Last value read: byte 0 the bit, status byte or low byte; byte 1 the high byte.
+    unsigned char writtenValue[4];  ///< Last value written by the host, same layout.
+
+    _DATA_()
+        : commError(0),
+          writePending(0),
+          pendingBits(0),
+          wordMonitorFlags(0),
+          bitMonitorMask(0),
+          station(0),
+          address(0) {
+        std::memset(value, 0, sizeof value);
+        std::memset(writtenValue, 0, sizeof writtenValue);
+    }
+};
+
+/// One request frame and what is needed to judge its reply; also the buffer that intf_getSendFrame fills.
+struct FRAME_PRO {
+    unsigned char sendBuf[DX7_DATA_BYTES];  ///< The request, CRC included; zero beyond sendLen.
+    int sendLen;                            ///< Number of request bytes in sendBuf.
+    int expectLen;                          ///< Exact reply length in bytes; 0 = no reply is expected.
+    int dataOffset;                         ///< Index in the reply of the first data byte; 0 for writes.
+    int dataCount;      ///< Bits (bit read), data bytes (word read), 1 (status query) or 0 (write).
+    int frameReserved;  ///< Carries nothing; always 0.
+    int opKind;         ///< The request's VARIABLE::opKind.
+    int station;        ///< The request's station, all 32 bits of it.
+    QString regType;    ///< The request's register type.
+    int address;        ///< The request's start address, untranslated.
+    int count;          ///< The request's item count.
+    unsigned char varData[DX7_DATA_BYTES];  ///< The request's data.
+
+    FRAME_PRO()
+        : sendLen(0),
+          expectLen(0),
+          dataOffset(0),
+          dataCount(0),
+          frameReserved(0),
+          opKind(0),
+          station(0),
+          address(0),
+          count(0) {
+        std::memset(sendBuf, 0, sizeof sendBuf);
+        std::memset(varData, 0, sizeof varData);
+    }
+};
+
+/// One recipe variable, or one block of them.
+struct _RCP_VAR_PRO {
+    int linkId;        ///< Link the variable belongs to; only the driver's own link is kept.
+    int station;       ///< Station number.
+    QString regType;   ///< Register type name.
+    int address;       ///< Start address within the register type.
+    int count;         ///< Number of 16-bit words.
+    int recipeIndex;   ///< Index of the first word in the host's recipe memory (word n begins at byte 2n).
+    int hostReserved;  ///< Copied along with the record; nothing in the driver reads it.
+
+    _RCP_VAR_PRO() : linkId(0), station(0), address(0), count(0), recipeIndex(0), hostReserved(0) {}
+};
+
+// Where pointers are 32 bits wide (the panel), hosts rely on these layouts byte by byte.
+#if defined(__SIZEOF_POINTER__) && __SIZEOF_POINTER__ == 4
+// offsetof on a record with a QString member is conditionally supported; g++ and clang both support it.
+#if defined(__GNUC__)
+#pragma GCC diagnostic push
+#pragma GCC diagnostic ignored "-Winvalid-offsetof"
+#endif
+static_assert(sizeof(int) == 4 && sizeof(QString) == 4, "the panel's interface has 32-bit int and pointers");
+static_assert(sizeof(KEY_ADDRESS) == 1060, "KEY_ADDRESS layout");
+static_assert(offsetof(KEY_ADDRESS, hostText) == 0, "KEY_ADDRESS layout");
+static_assert(offsetof(KEY_ADDRESS, hostWord1) == 4, "KEY_ADDRESS layout");
+static_assert(offsetof(KEY_ADDRESS, hostWord2) == 8, "KEY_ADDRESS layout");
+static_assert(offsetof(KEY_ADDRESS, station) == 12, "KEY_ADDRESS layout");
+static_assert(offsetof(KEY_ADDRESS, regType) == 16, "KEY_ADDRESS layout");
+static_assert(offsetof(KEY_ADDRESS, hostText2) == 20, "KEY_ADDRESS layout");
+static_assert(offsetof(KEY_ADDRESS, address) == 24, "KEY_ADDRESS layout");
+static_assert(offsetof(KEY_ADDRESS, bitOffset) == 28, "KEY_ADDRESS layout");
+static_assert(offsetof(KEY_ADDRESS, length) == 32, "KEY_ADDRESS layout");
+static_assert(offsetof(KEY_ADDRESS, data) == 36, "KEY_ADDRESS layout");
+static_assert(sizeof(FRAME_PRO) == 2088, "FRAME_PRO layout");
+static_assert(offsetof(FRAME_PRO, sendBuf) == 0, "FRAME_PRO layout");
+static_assert(offsetof(FRAME_PRO, sendLen) == 1024, "FRAME_PRO layout");
+static_assert(offsetof(FRAME_PRO, expectLen) == 1028, "FRAME_PRO layout");
+static_assert(offsetof(FRAME_PRO, dataOffset) == 1032, "FRAME_PRO layout");
+static_assert(offsetof(FRAME_PRO, dataCount) == 1036, "FRAME_PRO layout");
+static_assert(offsetof(FRAME_PRO, frameReserved) == 1040, "FRAME_PRO layout");
+static_assert(offsetof(FRAME_PRO, opKind) == 1044, "FRAME_PRO layout");
+static_assert(offsetof(FRAME_PRO, station) == 1048, "FRAME_PRO layout");
+static_assert(offsetof(FRAME_PRO, regType) == 1052, "FRAME_PRO layout");
+static_assert(offsetof(FRAME_PRO, address) == 1056, "FRAME_PRO layout");
+static_assert(offsetof(FRAME_PRO, count) == 1060, "FRAME_PRO layout");
+static_assert(offsetof(FRAME_PRO, varData) == 1064, "FRAME_PRO layout");
+static_assert(sizeof(_RCP_VAR_PRO) == 28, "_RCP_VAR_PRO layout");
+static_assert(offsetof(_RCP_VAR_PRO, linkId) == 0, "_RCP_VAR_PRO layout");
+static_assert(offsetof(_RCP_VAR_PRO, station) == 4, "_RCP_VAR_PRO layout");
+static_assert(offsetof(_RCP_VAR_PRO, regType) == 8, "_RCP_VAR_PRO layout");
+static_assert(offsetof(_RCP_VAR_PRO, address) == 12, "_RCP_VAR_PRO layout");
+static_assert(offsetof(_RCP_VAR_PRO, count) == 16, "_RCP_VAR_PRO layout");
+static_assert(offsetof(_RCP_VAR_PRO, recipeIndex) == 20, "_RCP_VAR_PRO layout");
+static_assert(offsetof(_RCP_VAR_PRO, hostReserved) == 24, "_RCP_VAR_PRO layout");
+#if defined(__GNUC__)
+#pragma GCC diagnostic pop
+#endif
+#endif
+
+#endif

@@ -1,0 +1,230 @@
+#include "write_path.h"
+
+#include <algorithm>
+#include <cstring>
+
+#include "addressing.h"
+#include "data_areas.h"
+#include "polling_plan.h"
+
+namespace {
+
+int wordOf(const unsigned char* lowByteFirst) {
+    return lowByteFirst[0] + 256 * lowByteFirst[1];
+}
+
+/// Queues the write of `count` items. `data` holds `dataBytes` bytes for them, of which a request carries at
+/// most DX7_DATA_BYTES.
+void queueWrite(int station, const QString& regType, int address, int count, const unsigned char* data,
+                int dataBytes, int tag) {
+    VARIABLE var;
+    var.opKind = tag;
+    var.station = station;
+    var.regType = regType;
+    var.address = address;
+    var.count = count;
+    if (dataBytes > 0) {
+        std::memcpy(var.data, data, static_cast<std::size_t>(std::min<int>(dataBytes, sizeof var.data)));
+    }
+    addVarToList(driver.writeList, var);
+}
+
+int wordBytes(int words) {
+    return 2 * std::min<int>(words, DX7_DATA_BYTES);
+}
+
+/// Splits a word write by the block limit. A limit below 1 does not split.
+void queueWordWrites(int station, const QString& regType, int address, int count, const unsigned char* data,
+                     int tag) {
+    const int limit = driver.maxBlockWordsCopy;
+    if (limit < 1) {
+        if (count != 0) {
+            queueWrite(station, regType, address, count, data, wordBytes(count), tag);
+        }
+        return;
+    }
+    const int rest = count % limit;
+    const int blocks = count / limit + (rest != 0 ? 1 : 0);
+    for (int k = 0; k < blocks; ++k) {
+        const int words = rest != 0 && k == blocks - 1 ? rest : limit;
+        const unsigned char* blockData = data + 2 * static_cast<std::ptrdiff_t>(k) * limit;
+        queueWrite(station, regType, addressAfter(address, k * limit), words, blockData, wordBytes(words),
+                   tag);
+    }
+}
+
+void storeWord(int station, const QString& regType, int address, const unsigned char* bytes) {
+    const unsigned char written[2] = {bytes[0], bytes[1]};
+    const _DATA_& area = dataArea(station, regType, address);
+    const int shown = wordOf(area.writePending == 1 ? area.writtenValue : area.value);
+    const int wanted = wordOf(written);
+    _wordDataChange(&shown, &wanted, station, regType, address, 0);
+
+    DataAreaEdit edit(station, regType, address);
+    std::memcpy(edit->writtenValue, written, sizeof written);
+    edit->writePending = 1;
+}
+
+void storeBit(int station, const QString& regType, int address, unsigned char written) {
+    const int group = bitGroupBase(address);
+    const _DATA_& area = dataArea(station, regType, group);
+    const unsigned char shown = area.writePending == 1 ? area.writtenValue[0] : area.value[0];
+    if (shown != written) {
+        reportValueChange(driver.linkId, station, regType, address);
+    }
+
+    DataAreaEdit edit(station, regType, group);
+    edit->writtenValue[0] = written;
+    edit->writePending = 1;
+}
+
+void completeWord(int station, const QString& regType, int address, bool success) {
+    int read = 0;
+    int written = 0;
+    {
+        DataAreaEdit edit(station, regType, address);
+        edit->writePending = 0;
+        if (success) {
+            std::memcpy(edit->value, edit->writtenValue, 2);
+        }
+        read = wordOf(edit->value);
+        written = wordOf(edit->writtenValue);
+    }
+    if (!success) {
+        _wordDataChange(&read, &written, station, regType, address, 0);
+    }
+}
+
+void completeBit(int station, const QString& regType, int address, bool success) {
+    const int group = bitGroupBase(address);
+    unsigned char read = 0;
+    unsigned char written = 0;
+    {
+        DataAreaEdit edit(station, regType, group);
+        edit->pendingBits = _setBitValue(edit->pendingBits, bitNumberInGroup(address), 0);
+        if (edit->pendingBits == 0) {
+            edit->writePending = 0;
+        }
+        if (success) {
+            edit->value[0] = edit->writtenValue[0];
+        }
+        read = edit->value[0];
+        written = edit->writtenValue[0];
+    }
+    if (!success) {
+        _byteDataChange(&read, &written, station, regType, group);
+    }
+}
+
+void finishWrite() {
+    if (driver.writeList.isEmpty()) {
+        return;
+    }
+    const VARIABLE& head = driver.writeList.at(0);
+    const QString regType = head.regType;
+    _write_FailOrSuc(head.station, regType, head.address, head.count, driver.commFailed != 0 ? 0 : 1);
+    if (!driver.writeList.isEmpty()) {
+        driver.writeList.removeFirst();
+    }
+}
+
+/// Reports before the head leaves the list: a request that the host adds inside the report stays queued after
+/// a success and is dropped with the rest after a failure.
+void finishConditionRead() {
+    if (!driver.conditionList.isEmpty() && sameItems(driver.conditionList.at(0), driver.conditionVar)) {
+        reportValueChange(-1, -1, QString::fromLatin1("-1"), driver.commFailed != 0 ? -1 : 0);
+    }
+    if (driver.commFailed != 0) {
+        driver.conditionList.clear();
+    } else if (!driver.conditionList.isEmpty()) {
+        driver.conditionList.removeFirst();
+    }
+}
+
+/// Advances to the next recipe block; after the last one, or a failure, takes the host's request back.
+void finishRecipeBlock(int requestByte) {
+    if (driver.commFailed == 0) {
+        ++driver.recipeIndex;
+        if (driver.recipeIndex < driver.recipeBlocks.size()) {
+            return;
+        }
+    }
+    driver.recipeIndex = 0;
+    driver.hostMutex->lock();
+    driver.hostFlags[requestByte] = 0;
+    driver.hostMutex->unlock();
+}
+
+}  // namespace
+
+void write_saveDataToArea(int station, const QString& regType, int address, int count,
+                          const unsigned char* data) {
+    const RegisterKind kind = registerKind(regType);
+    for (int i = 0; i < count; ++i) {
+        const int item = addressAfter(address, i);
+        if (kind == KIND_WORD) {
+            storeWord(station, regType, item, data + 2 * static_cast<std::ptrdiff_t>(i));
+        } else if (kind == KIND_BIT) {
+            storeBit(station, regType, item, data[i]);
+        } else {
+            return;
+        }
+    }
+}
+
+void _write_FailOrSuc(int station, const QString& regType, int address, int count, int success) {
+    const RegisterKind kind = registerKind(regType);
+    for (int i = 0; i < count; ++i) {
+        const int item = addressAfter(address, i);
+        if (kind == KIND_WORD) {
+            completeWord(station, regType, item, success == 1);
+        } else if (kind == KIND_BIT) {
+            completeBit(station, regType, item, success == 1);
+        } else {
+            return;
+        }
+    }
+}
+
+void dealListWhenFinish() {
+    switch (driver.opKind) {
+        case OP_WRITE:
+            finishWrite();
+            break;
+        case OP_CONDITION_READ:
+            finishConditionRead();
+            break;
+        case OP_CYCLIC_READ:
+            if (driver.pollList.size() >= 2) {
+                driver.pollList.move(0, driver.pollList.size() - 1);
+            }
+            break;
+        case OP_RECIPE_WRITE:
+            finishRecipeBlock(RECIPE_WRITE_REQUEST);
+            break;
+        case OP_RECIPE_READ:
+            finishRecipeBlock(RECIPE_READ_REQUEST);
+            break;
+        default:
+            break;
+    }
+}
+
+int intf_setData(int station, const QString& regType, int address, int count, unsigned char* data, int tag) {
+    // The host's text may change inside a report.
+    const QString type(regType);  // NOLINT(performance-unnecessary-copy-initialization)
+    if (driver.propField1 == 0) {
+        switch (registerKind(type)) {
+            case KIND_BIT:
+                queueWrite(station, type, address, count, data, count, tag);
+                break;
+            case KIND_WORD:
+                queueWordWrites(station, type, address, count, data, tag);
+                break;
+            default:
+                break;
+        }
+    }
+    write_saveDataToArea(station, type, address, count, data);
+    return 1;
+}
