@@ -1,0 +1,84 @@
+# Shared by the scripts of this folder; sourced, not run.
+# shellcheck shell=bash
+
+set -euo pipefail
+
+project=$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd)
+
+say() { printf '\n== %s\n' "$*"; }
+note() { printf '   %s\n' "$*"; }
+fail() {
+    printf '%s: %s\n' "$(basename "$0")" "$*" >&2
+    exit 1
+}
+
+build_packages=(
+    build-essential cmake ninja-build pkg-config ccache
+    qtbase5-dev libqt5serialport5-dev
+    libcli11-dev nlohmann-json3-dev libtomlplusplus-dev libpcap-dev libncurses-dev libmodbus-dev
+)
+test_packages=(libgtest-dev libgmock-dev librapidcheck-dev mbpoll binutils)
+lint_packages=(clang clang-format clang-tidy cppcheck)
+
+missing_packages() {
+    local name
+    for name in "$@"; do
+        if [ "$(dpkg-query -W -f='${db:Status-Status}' "$name" 2>/dev/null || true)" != installed ]; then
+            printf '%s\n' "$name"
+        fi
+    done
+}
+
+as_root() {
+    if [ "$(id -u)" -eq 0 ]; then
+        "$@"
+    elif command -v sudo >/dev/null 2>&1; then
+        sudo "$@"
+    else
+        fail "root is needed to install packages; run as root, or install sudo, or install these yourself: ${wanted[*]}"
+    fi
+}
+
+# Installs the named Debian packages that are missing. An index that fails to refresh for a moment is tried again,
+# and does no harm as long as the packages themselves can be had.
+install_packages() {
+    local -a wanted=()
+    mapfile -t wanted < <(missing_packages "$@")
+    if [ "${#wanted[@]}" -eq 0 ]; then
+        return
+    fi
+    command -v apt-get >/dev/null 2>&1 ||
+        fail "this script installs Debian packages and finds no apt-get; install what these stand for: ${wanted[*]}"
+    say "Installing ${#wanted[@]} missing package(s): ${wanted[*]}"
+    local attempt
+    for attempt in 1 2 3; do
+        if as_root apt-get update -qq; then
+            break
+        fi
+        note "the package index could not be refreshed (attempt $attempt of 3)"
+        sleep $((attempt * 3))
+    done
+    for attempt in 1 2 3; do
+        if as_root env DEBIAN_FRONTEND=noninteractive apt-get install -y -qq --no-install-recommends "${wanted[@]}" \
+            >"${TMPDIR:-/tmp}/dx7-apt.log" 2>&1; then
+            return
+        fi
+        note "installation failed (attempt $attempt of 3)"
+        sleep $((attempt * 3))
+    done
+    tail -n 15 "${TMPDIR:-/tmp}/dx7-apt.log" >&2
+    fail "these packages are still missing: $(missing_packages "${wanted[@]}" | tr '\n' ' ')"
+}
+
+# configure_and_build PRESET [TARGET...]: build/PRESET, everything unless targets are named.
+configure_and_build() {
+    local preset=$1
+    shift
+    cd "$project"
+    cmake --preset "$preset" -DCMAKE_CXX_COMPILER_LAUNCHER=ccache >"$project/build-$preset.log" 2>&1 || {
+        cat "$project/build-$preset.log" >&2
+        fail "configuring the preset '$preset' failed; see above"
+    }
+    rm -f "$project/build-$preset.log"
+    cmake --build --preset "$preset" ${1:+--target "$@"}
+}
