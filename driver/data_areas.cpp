@@ -13,7 +13,7 @@ struct AreaKey {
 };
 
 bool operator==(const AreaKey& a, const AreaKey& b) {
-    return a.station == b.station && a.address == b.address && a.regType == b.regType;
+    return a.station == b.station && a.address == b.address && sameName(a.regType, b.regType);
 }
 
 // Neighbouring addresses fall into neighbouring buckets, so that a walk over a block stays within the cache.
@@ -21,82 +21,144 @@ uint qHash(const AreaKey& key) {
     return ::qHash(key.regType) + 16384U * static_cast<uint>(key.station) + static_cast<uint>(key.address);
 }
 
+bool hasKey(const _DATA_& area, int station, const QString& regType, int address) {
+    return area.address == address && area.station == station && sameName(area.regType, regType);
+}
+
+void appendArea(QList<_DATA_>& areas, int station, const QString& regType, int address) {
+    _DATA_ area;
+    area.station = station;
+    area.regType = canonicalName(regType);
+    area.address = address;
+    areas.append(area);
+}
+
+int indexByWalk(int station, const QString& regType, int address, QList<_DATA_>& areas) {
+    for (int i = 0; i < areas.size(); ++i) {
+        if (hasKey(areas.at(i), station, regType, address)) {
+            return i;
+        }
+    }
+    appendArea(areas, station, regType, address);
+    return areas.size() - 1;
+}
+
+// Lists up to this size are walked: quicker than hashing.
+const int WALKED_AREAS = 32;
+
 /// Where the areas of driver.dataAreas stand, by key.
 ///
-/// The list itself is public and the only truth. Between two accesses a second reference to it (the seal) is
-/// held, so that anyone else's edit makes the list detach from the seal; then the index is made anew.
+/// The list itself is public and the only truth; hosts and tests may edit it between calls and inside
+/// reports. So a hit counts only if the area still has the key, and a miss only after the index was checked
+/// against the list since control last came back from the host.
 class AreaIndex {
 public:
-    /// Position of the first area with this key, or -1.
-    int find(const AreaKey& key) {
-        if (!driver.dataAreas.isSharedWith(seal_)) {
+    AreaIndex() : keysAreUnique_(true), checked_(false), calls_(0), size_(-1), last_(0) {}
+
+    /// Position of the first area with this key; the area is appended when there is none.
+    int findOrAppend(int station, const QString& regType, int address) {
+        if (driver.dataAreas.size() <= WALKED_AREAS) {
+            size_ = -1;
+            return indexByWalk(station, regType, address, driver.dataAreas);
+        }
+        if (driver.dataAreas.size() != size_) {
             rebuild();
         }
-        return positions_.value(key, -1);
+        // An item is looked up several times in a row, and blocks are walked in the order their areas were
+        // made in.
+        if (keysAreUnique_) {
+            if (isAt(last_, station, regType, address)) {
+                return last_;
+            }
+            if (isAt(last_ + 1, station, regType, address)) {
+                return ++last_;
+            }
+        }
+        const AreaKey key = {station, address, regType};
+        last_ = find(key);
+        if (last_ < 0) {
+            last_ = append(key);
+        }
+        return last_;
+    }
+
+    void beginCall() {
+        ++calls_;
+        checked_ = false;
+    }
+    void endCall() {
+        --calls_;
+        checked_ = false;
+    }
+    void distrust() { checked_ = false; }
+
+private:
+    static bool isAt(int position, int station, const QString& regType, int address) {
+        return position < driver.dataAreas.size() &&
+               hasKey(driver.dataAreas.at(position), station, regType, address);
+    }
+
+    static bool isAt(int position, const AreaKey& key) {
+        return isAt(position, key.station, key.regType, key.address);
+    }
+
+    int find(const AreaKey& key) {
+        int position = positions_.value(key, -1);
+        const bool isRight = position >= 0 ? isAt(position, key) : matchesList();
+        if (!isRight) {
+            rebuild();
+            position = positions_.value(key, -1);
+        }
+        return position;
+    }
+
+    /// Whether every area still stands where the index has it.
+    bool matchesList() {
+        if (checked_) {
+            return true;
+        }
+        if (!keysAreUnique_) {
+            return false;
+        }
+        QHash<AreaKey, int>::const_iterator entry = positions_.constBegin();
+        while (entry != positions_.constEnd() && isAt(entry.value(), entry.key())) {
+            ++entry;
+        }
+        const bool matches = entry == positions_.constEnd();
+        checked_ = matches && calls_ > 0;
+        return matches;
     }
 
     int append(const AreaKey& key) {
-        _DATA_ area;
-        area.station = key.station;
-        area.regType = key.regType;
-        area.address = key.address;
-        const int position = driver.dataAreas.size();
-        open();
-        driver.dataAreas.append(area);
-        close();
+        const int position = size_++;
+        appendArea(driver.dataAreas, key.station, key.regType, key.address);
         positions_.insert(key, position);
         return position;
     }
 
-    void clear() {
-        driver.dataAreas.clear();
-        positions_.clear();
-        close();
-    }
-
-    /// Lets go of the second reference, so that an edit of our own does not copy the list.
-    void open() { seal_ = QList<_DATA_>(); }
-    /// Takes the second reference again.
-    void close() { seal_ = driver.dataAreas; }
-
-private:
     void rebuild() {
+        size_ = driver.dataAreas.size();
         positions_.clear();
-        positions_.reserve(driver.dataAreas.size());
-        for (int i = driver.dataAreas.size() - 1; i >= 0; --i) {
+        positions_.reserve(size_);
+        for (int i = size_ - 1; i >= 0; --i) {
             const _DATA_& area = driver.dataAreas.at(i);
             const AreaKey key = {area.station, area.address, area.regType};
             positions_.insert(key, i);  // from the end, so that the first of equal keys stays
         }
-        close();
+        keysAreUnique_ = positions_.size() == size_;
+        checked_ = calls_ > 0;
+        last_ = 0;
     }
 
     QHash<AreaKey, int> positions_;
-    QList<_DATA_> seal_;
+    bool keysAreUnique_;
+    bool checked_;  ///< Whether the index was checked since control last came from the host.
+    int calls_;  ///< Calls from the host under way; more than one when the host calls from inside a report.
+    int size_;   ///< Areas in the list when the index was last right.
+    int last_;   ///< Position found last.
 };
 
 AreaIndex areaIndex;
-
-int indexByWalk(const AreaKey& key, QList<_DATA_>& areas) {
-    for (int i = 0; i < areas.size(); ++i) {
-        const _DATA_& area = areas.at(i);
-        if (area.station == key.station && area.regType == key.regType && area.address == key.address) {
-            return i;
-        }
-    }
-    _DATA_ area;
-    area.station = key.station;
-    area.regType = key.regType;
-    area.address = key.address;
-    areas.append(area);
-    return areas.size() - 1;
-}
-
-int areaPosition(int station, const QString& regType, int address) {
-    const AreaKey key = {station, address, regType};
-    const int position = areaIndex.find(key);
-    return position >= 0 ? position : areaIndex.append(key);
-}
 
 bool isBitSet(int value, int bit) {
     return (static_cast<unsigned>(value) >> bit & 1U) != 0;
@@ -115,44 +177,39 @@ bool hasWordFlag(int station, const QString& regType, int address, int flag) {
 
 int getIndexOfDataArea(int station, const QString& regType, int address, QList<_DATA_>& areas) {
     if (&areas == &driver.dataAreas) {
-        return areaPosition(station, regType, address);
+        return areaIndex.findOrAppend(station, regType, address);
     }
-    const AreaKey key = {station, address, regType};
-    return indexByWalk(key, areas);
+    return indexByWalk(station, regType, address, areas);
 }
 
 const _DATA_& dataArea(int station, const QString& regType, int address) {
-    const int position = areaPosition(station, regType, address);
+    const int position = areaIndex.findOrAppend(station, regType, address);
     return driver.dataAreas.at(position);
 }
 
-DataAreaEdit::DataAreaEdit(int station, const QString& regType, int address) {
-    const int position = areaPosition(station, regType, address);
-    areaIndex.open();
-    area_ = &driver.dataAreas[position];
+_DATA_& editDataArea(int station, const QString& regType, int address) {
+    const int position = areaIndex.findOrAppend(station, regType, address);
+    return driver.dataAreas[position];
 }
 
-DataAreaEdit::~DataAreaEdit() {
-    areaIndex.close();
+DataAreaCall::DataAreaCall() {
+    areaIndex.beginCall();
+}
+
+DataAreaCall::~DataAreaCall() {
+    areaIndex.endCall();
+}
+
+void DataAreaCall::reportReturned() {
+    areaIndex.distrust();
 }
 
 void clearMonitorFlags() {
-    if (driver.dataAreas.isEmpty()) {
-        return;
-    }
-    areaPosition(driver.dataAreas.at(0).station, driver.dataAreas.at(0).regType,
-                 driver.dataAreas.at(0).address);
-    areaIndex.open();
     for (int i = 0; i < driver.dataAreas.size(); ++i) {
         _DATA_& area = driver.dataAreas[i];
         area.wordMonitorFlags = 0;
         area.bitMonitorMask = 0;
     }
-    areaIndex.close();
-}
-
-void clearDataAreas() {
-    areaIndex.clear();
 }
 
 int _setDataAreaMonitorFlag(int station, const QString& regType, int address, int length) {
@@ -160,11 +217,10 @@ int _setDataAreaMonitorFlag(int station, const QString& regType, int address, in
     for (int i = 0; i < length; ++i) {
         const int item = addressAfter(address, i);
         if (kind == KIND_BIT) {
-            DataAreaEdit edit(station, regType, bitGroupBase(item));
-            edit->bitMonitorMask = _setBitValue(edit->bitMonitorMask, bitNumberInGroup(item), 1);
+            _DATA_& area = editDataArea(station, regType, bitGroupBase(item));
+            area.bitMonitorMask = _setBitValue(area.bitMonitorMask, bitNumberInGroup(item), 1);
         } else if (kind == KIND_WORD) {
-            DataAreaEdit edit(station, regType, item);
-            edit->wordMonitorFlags |= MONITOR_WORD;
+            editDataArea(station, regType, item).wordMonitorFlags |= MONITOR_WORD;
         } else {
             break;
         }
@@ -217,8 +273,10 @@ int intf_getData(int station, const QString& regType, int address, int count, un
     if (kind == KIND_UNKNOWN) {
         return 1;
     }
+    const DataAreaCall call;
+    const QString& name = canonicalName(regType);
     for (int k = 0; k < count; ++k) {
-        const _DATA_& area = dataArea(station, regType, addressAfter(address, k));
+        const _DATA_& area = dataArea(station, name, addressAfter(address, k));
         const unsigned char* shown = area.writePending != 0 ? area.writtenValue : area.value;
         *out++ = shown[0];
         if (kind == KIND_WORD) {

@@ -23,9 +23,6 @@ int _setDataAreaMonitorFlag(int station, const QString& regType, int address, in
 /// Zeroes the monitor flags of every area.
 void clearMonitorFlags();
 
-/// Empties driver.dataAreas.
-void clearDataAreas();
-
 /// Reports, in ascending order, the monitored bits of one group that differ between two bytes.
 void _byteDataChange(const unsigned char* oldValue, const unsigned char* newValue, int station,
                      const QString& regType, int groupAddress);
@@ -35,21 +32,26 @@ void _byteDataChange(const unsigned char* oldValue, const unsigned char* newValu
 void _wordDataChange(const int* oldValue, const int* newValue, int station, const QString& regType,
                      int address, int noBitScan);
 
-/// The area with this key, created if absent, to be read at once: the reference does not survive the next
-/// call into the store or the host's callback.
+/// The area with this key, created if absent. The reference does not survive the next call into the store or
+/// the host's callback.
 const _DATA_& dataArea(int station, const QString& regType, int address);
 
-/// Write access to one area, created if absent, for the scope of this object. No other access to the store
-/// and no callback may happen inside that scope.
-class DataAreaEdit {
+/// The same for writing; the key must not be changed.
+_DATA_& editDataArea(int station, const QString& regType, int address);
+
+/// Spans one call from the host into an exported function that uses the store. Only the host's side edits
+/// driver.dataAreas, so within the span the index needs checking against the list at most once, and once more
+/// after every report.
+class DataAreaCall {
 public:
-    DataAreaEdit(int station, const QString& regType, int address);
-    ~DataAreaEdit();
-    _DATA_* operator->() const { return area_; }
+    DataAreaCall();
+    ~DataAreaCall();
+
+    /// To be called when a report has returned.
+    static void reportReturned();
 
 private:
-    Q_DISABLE_COPY(DataAreaEdit)
-    _DATA_* area_;
+    Q_DISABLE_COPY(DataAreaCall)
 };
 
 #endif

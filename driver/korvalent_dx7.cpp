@@ -52,6 +52,7 @@ void reportValueChange(int linkId, int station, const QString& regType, int addr
                "the host must register its callback before replies and writes");
     QString hostText(regType);
     driver.valueChangeCallback(linkId, station, hostText, address);
+    DataAreaCall::reportReturned();
 }
 
 void intf_getProtocolType(int* protocolType) {
@@ -128,7 +129,7 @@ int intf_initProperty(unsigned char* hostFlags, quintptr hostParam2, unsigned ch
     driver.pollList.clear();
     driver.writeList.clear();
     driver.conditionList.clear();
-    clearDataAreas();
+    driver.dataAreas.clear();
     driver.frameList.clear();
 
     driver.opKind = OP_NONE;

@@ -79,7 +79,7 @@ VARIABLE requestFor(const KEY_ADDRESS& key, int address, int count, int opKind) 
     VARIABLE var;
     var.opKind = opKind;
     var.station = key.station;
-    var.regType = key.regType;
+    var.regType = canonicalName(key.regType);
     var.address = address;
     var.count = count;
     return var;
@@ -94,7 +94,7 @@ void queueConditionRead(const KEY_ADDRESS& key, int address, int count, int tag)
 }  // namespace
 
 int the_Merge(const KEY_ADDRESS& block, const KEY_ADDRESS& next) {
-    if (block.regType != next.regType) {
+    if (!sameName(block.regType, next.regType)) {
         return 1;
     }
     const unsigned blockEnd = static_cast<unsigned>(block.address) + static_cast<unsigned>(block.length);
@@ -117,7 +117,8 @@ void addrMerge(QList<KEY_ADDRESS>& list, int mode) {
 }
 
 bool sameItems(const VARIABLE& a, const VARIABLE& b) {
-    return a.station == b.station && a.address == b.address && a.count == b.count && a.regType == b.regType;
+    return a.station == b.station && a.address == b.address && a.count == b.count &&
+           sameName(a.regType, b.regType);
 }
 
 void addVarToList(QList<VARIABLE>& list, const VARIABLE& var) {
@@ -136,6 +137,7 @@ void addVarToList(QList<VARIABLE>& list, const VARIABLE& var) {
 }
 
 int intf_addrMerge(QList<KEY_ADDRESS>& list) {
+    const DataAreaCall call;
     clearMonitorFlags();
     for (int i = 0; i < list.size(); ++i) {
         const KEY_ADDRESS& key = list.at(i);

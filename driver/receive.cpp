@@ -24,6 +24,25 @@ private:
     const QByteArray bytes_;
 };
 
+// Four numbers of up to 11 characters, and what stands between them.
+const int LONGEST_INFO_NUMBERS = 4 * 11 + 5;
+
+/// Appends the decimal text of `number` without an allocation of its own.
+void appendNumber(QString& text, int number) {
+    unsigned rest = number < 0 ? 0U - static_cast<unsigned>(number) : static_cast<unsigned>(number);
+    char digits[12];
+    int first = sizeof digits - 1;
+    digits[first] = 0;
+    do {
+        digits[--first] = static_cast<char>('0' + rest % 10);
+        rest /= 10;
+    } while (rest != 0);
+    if (number < 0) {
+        digits[--first] = '-';
+    }
+    text += QLatin1String(digits + first);
+}
+
 /// What the frame on the wire says about its reply. A copy, since the frame list may change inside a report.
 struct Expected {
     int dataCount;
@@ -44,18 +63,13 @@ Expected expectedReply() {
 void storeBits(const Expected& expected, const Reply& reply) {
     for (int i = 0; i < expected.dataCount; ++i) {
         const int item = addressAfter(expected.address, i);
-        const unsigned char bit = reply[expected.dataOffset + i / 8] >> (i % 8) & 1;
-        bool changed = false;
-        {
-            DataAreaEdit edit(expected.station, expected.regType, item);
-            changed = edit->value[0] != reply[expected.dataOffset + i];
-            edit->commError = 0;
-            edit->value[0] = bit;
-            if (changed) {
-                edit->writePending = 0;
-            }
-        }
+        const unsigned char bit = reply[addressAfter(expected.dataOffset, i / 8)] >> (i % 8) & 1;
+        _DATA_& area = editDataArea(expected.station, expected.regType, item);
+        const bool changed = area.value[0] != reply[addressAfter(expected.dataOffset, i)];
+        area.commError = 0;
+        area.value[0] = bit;
         if (changed) {
+            area.writePending = 0;
             reportValueChange(driver.linkId, expected.station, expected.regType, item);
         }
     }
@@ -64,41 +78,36 @@ void storeBits(const Expected& expected, const Reply& reply) {
 void storeWords(const Expected& expected, const Reply& reply) {
     for (int i = 0; i < expected.dataCount / 2; ++i) {
         const int item = addressAfter(expected.address, i);
-        const unsigned char high = reply[expected.dataOffset + 2 * i];
-        const unsigned char low = reply[expected.dataOffset + 2 * i + 1];
-        const int newWord = 256 * high + low;
-        int oldWord = 0;
-        {
-            DataAreaEdit edit(expected.station, expected.regType, item);
-            oldWord = edit->value[0] + 256 * edit->value[1];
-            edit->commError = 0;
-            if (oldWord != newWord && edit->pendingBits == 0) {
-                edit->writePending = 0;
-            }
-            edit->value[0] = low;
-            edit->value[1] = high;
+        const unsigned char high = reply[addressAfter(expected.dataOffset, 2 * i)];
+        const unsigned char low = reply[addressAfter(expected.dataOffset, 2 * i + 1)];
+        _DATA_& area = editDataArea(expected.station, expected.regType, item);
+        const int oldWord = area.value[0] + 256 * area.value[1];
+        const int newWord = low + 256 * high;
+        area.commError = 0;
+        if (oldWord == newWord) {
+            continue;
         }
-        if (oldWord != newWord) {
-            _wordDataChange(&oldWord, &newWord, expected.station, expected.regType, item, 0);
+        if (area.pendingBits == 0) {
+            area.writePending = 0;
         }
+        area.value[0] = low;
+        area.value[1] = high;
+        _wordDataChange(&oldWord, &newWord, expected.station, expected.regType, item, 0);
     }
 }
 
 /// Leaves commError as it is; hosts rely on this.
 void storeStatus(const Expected& expected, const Reply& reply) {
     const unsigned char status = reply[expected.dataOffset];
-    bool changed = false;
-    {
-        DataAreaEdit edit(expected.station, expected.regType, expected.address);
-        changed = edit->value[0] != status;
-        if (changed && edit->pendingBits == 0) {
-            edit->writePending = 0;
-        }
-        edit->value[0] = status;
+    _DATA_& area = editDataArea(expected.station, expected.regType, expected.address);
+    if (area.value[0] == status) {
+        return;
     }
-    if (changed) {
-        reportValueChange(driver.linkId, expected.station, expected.regType, expected.address);
+    if (area.pendingBits == 0) {
+        area.writePending = 0;
     }
+    area.value[0] = status;
+    reportValueChange(driver.linkId, expected.station, expected.regType, expected.address);
 }
 
 struct RecipeBounds {
@@ -185,7 +194,7 @@ void markFailed(const Expected& expected) {
     const unsigned step = kind == KIND_BIT ? 8U : 1U;
     for (int i = 0; i < items; ++i) {
         const int item = addressAfter(expected.address, static_cast<int>(step * static_cast<unsigned>(i)));
-        DataAreaEdit(expected.station, expected.regType, item)->commError = 1;
+        editDataArea(expected.station, expected.regType, item).commError = 1;
     }
 }
 
@@ -242,9 +251,18 @@ int check_rcv_data(const unsigned char* buf, int len) {
 
 QString getErrorInfo(const QByteArray& reply) {
     const FRAME_PRO& head = driver.frameList.at(0);
-    return QString::number(head.station) + QLatin1Char('#') + head.regType + QString::number(head.address) +
-           QLatin1Char('(') + QString::number(head.count) + QLatin1String(")(") +
-           QString::number(reply.size()) + QLatin1Char(')');
+    QString text;
+    text.reserve(head.regType.size() + LONGEST_INFO_NUMBERS);
+    appendNumber(text, head.station);
+    text += QLatin1Char('#');
+    text += head.regType;
+    appendNumber(text, head.address);
+    text += QLatin1Char('(');
+    appendNumber(text, head.count);
+    text += QLatin1String(")(");
+    appendNumber(text, reply.size());
+    text += QLatin1Char(')');
+    return text;
 }
 
 int intf_dealRcvFrame(QByteArray& reply, QString& info) {
@@ -253,6 +271,7 @@ int intf_dealRcvFrame(QByteArray& reply, QString& info) {
         return DEAL_NO_FRAME;
     }
     info = getErrorInfo(reply);
+    const DataAreaCall call;
     switch (check_rcv_data(reinterpret_cast<const unsigned char*>(reply.constData()), reply.size())) {
         case REPLY_DATA:
             driver.commFailed = 0;

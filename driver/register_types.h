@@ -47,20 +47,68 @@ enum RegisterKind {
     KIND_UNKNOWN
 };
 
-extern const QString REG_LIST[REG_TYPE_COUNT];
+/// One copy of the text tables per linked image, so that including this header is all that a host or test
+/// needs.
+template <typename Unused>
+struct RegisterTexts {
+    static const QString list[REG_TYPE_COUNT];
+    static const QString description[REG_TYPE_COUNT * REG_COLUMN_COUNT];
+
+private:
+    static QString text(const char* latin1) { return QString::fromLatin1(latin1); }
+};
+
+template <typename Unused>
+const QString RegisterTexts<Unused>::list[REG_TYPE_COUNT] = {
+    text("CW_bit"), text("SW_bit"), text("DO"), text("RO"), text("SDO"), text("DI"),  text("AI"), text("FIN"),
+    text("F"),      text("D"),      text("DE"), text("CW"), text("SW"),  text("MOD"), text("FAS")};
+
+// clang-format off
+template <typename Unused>
+const QString RegisterTexts<Unused>::description[REG_TYPE_COUNT * REG_COLUMN_COUNT] = {
+    text("ddd"),    text("0"),      text("15"),     text("0"), text("1"),  // CW_bit
+    text("ddd"),    text("0"),      text("15"),     text("0"), text("0"),  // SW_bit
+    text("ddd"),    text("1"),      text("2"),      text("0"), text("1"),  // DO
+    text("ddd"),    text("1"),      text("1"),      text("0"), text("1"),  // RO
+    text("ddd"),    text("1"),      text("8"),      text("0"), text("1"),  // SDO
+    text("ddd"),    text("1"),      text("6"),      text("0"), text("0"),  // DI
+    text("ddd"),    text("0"),      text("3"),      text("1"), text("0"),  // AI
+    text("ddd"),    text("0"),      text("0"),      text("1"), text("0"),  // FIN
+    text("h.h.dd"), text("0.0.00"), text("F.#.55"), text("1"), text("1"),  // F
+    text("h.h.dd"), text("0.0.00"), text("1.#.55"), text("1"), text("0"),  // D
+    text("dd"),     text("0"),      text("55"),     text("1"), text("0"),  // DE
+    text("ddd"),    text("0"),      text("0"),      text("1"), text("1"),  // CW
+    text("ddd"),    text("0"),      text("0"),      text("1"), text("0"),  // SW
+    text("ddd"),    text("1"),      text("2"),      text("1"), text("1"),  // MOD
+    text("ddd"),    text("0"),      text("0"),      text("1"), text("0"),  // FAS
+};
+// clang-format on
+
+static const QString (&REG_LIST)[REG_TYPE_COUNT] = RegisterTexts<void>::list;
 /// Rows of five texts, parallel to REG_LIST: address format, lowest and highest address, kind ("0" bit, "1"
 /// word), writable ("1") or read-only ("0").
-extern const QString REG_DESCRIPTION[REG_TYPE_COUNT * REG_COLUMN_COUNT];
+static const QString (&REG_DESCRIPTION)[REG_TYPE_COUNT * REG_COLUMN_COUNT] = RegisterTexts<void>::description;
 /// Register number of address 0 of each type, parallel to REG_LIST. The entries of AI, F, D, DE, MOD and FAS
-/// stand here for completeness only: those types compose their register number otherwise.
-extern const int REG_OFFSETADDR[REG_TYPE_COUNT];
+/// stand here for completeness: those types compose their register number otherwise.
+static const int REG_OFFSETADDR[REG_TYPE_COUNT] = {0x1000, 0x1100, 0x101F, 0x103F, 0x105F,
+                                                   0x111F, 0x1200, 0x1203, 0x00F0, 0x00D0,
+                                                   0x00DE, 0x1300, 0x1309, 0x1300, 0x0000};
 /// High byte of the register number when reading group g of F.
-extern const int REG_F_OFFSETADDR[16];
+static const int REG_F_OFFSETADDR[16] = {0xF0, 0xF1, 0xF2, 0xF3, 0xF4, 0xF5, 0xF6, 0xF7,
+                                         0xF8, 0xF9, 0xFA, 0xFB, 0xFC, 0xFD, 0xFE, 0xFF};
 /// High byte of the register number when reading group g of D.
-extern const int REG_D_OFFSETADDR[2];
+static const int REG_D_OFFSETADDR[2] = {0xD0, 0xD1};
+
+/// Whether two names are equal; quick when they share their data, as the names that canonicalName() gives do.
+inline bool sameName(const QString& a, const QString& b) {
+    return a.size() == b.size() && (a.constData() == b.constData() || a == b);
+}
 
 /// Row of `regType` in REG_LIST, or ROW_UNKNOWN.
 RegisterRow registerRow(const QString& regType);
+
+/// The entry of REG_LIST that equals `regType`, else `regType` itself.
+const QString& canonicalName(const QString& regType);
 
 /// Kind of `regType`; KIND_UNKNOWN for a name that is not in REG_LIST.
 RegisterKind registerKind(const QString& regType);

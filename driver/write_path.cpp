@@ -30,7 +30,7 @@ void queueWrite(int station, const QString& regType, int address, int count, con
 }
 
 int wordBytes(int words) {
-    return 2 * std::min<int>(words, DX7_DATA_BYTES);
+    return words > 0 ? 2 * std::min<int>(words, DX7_DATA_BYTES / 2) : 0;
 }
 
 /// Splits a word write by the block limit. A limit below 1 does not split.
@@ -55,65 +55,55 @@ void queueWordWrites(int station, const QString& regType, int address, int count
 
 void storeWord(int station, const QString& regType, int address, const unsigned char* bytes) {
     const unsigned char written[2] = {bytes[0], bytes[1]};
-    const _DATA_& area = dataArea(station, regType, address);
-    const int shown = wordOf(area.writePending == 1 ? area.writtenValue : area.value);
+    const _DATA_& seen = dataArea(station, regType, address);
+    const int shown = wordOf(seen.writePending == 1 ? seen.writtenValue : seen.value);
     const int wanted = wordOf(written);
     _wordDataChange(&shown, &wanted, station, regType, address, 0);
 
-    DataAreaEdit edit(station, regType, address);
-    std::memcpy(edit->writtenValue, written, sizeof written);
-    edit->writePending = 1;
+    _DATA_& area = editDataArea(station, regType, address);
+    std::memcpy(area.writtenValue, written, sizeof written);
+    area.writePending = 1;
 }
 
 void storeBit(int station, const QString& regType, int address, unsigned char written) {
     const int group = bitGroupBase(address);
-    const _DATA_& area = dataArea(station, regType, group);
-    const unsigned char shown = area.writePending == 1 ? area.writtenValue[0] : area.value[0];
+    const _DATA_& seen = dataArea(station, regType, group);
+    const unsigned char shown = seen.writePending == 1 ? seen.writtenValue[0] : seen.value[0];
     if (shown != written) {
         reportValueChange(driver.linkId, station, regType, address);
     }
 
-    DataAreaEdit edit(station, regType, group);
-    edit->writtenValue[0] = written;
-    edit->writePending = 1;
+    _DATA_& area = editDataArea(station, regType, group);
+    area.writtenValue[0] = written;
+    area.writePending = 1;
 }
 
 void completeWord(int station, const QString& regType, int address, bool success) {
-    int read = 0;
-    int written = 0;
-    {
-        DataAreaEdit edit(station, regType, address);
-        edit->writePending = 0;
-        if (success) {
-            std::memcpy(edit->value, edit->writtenValue, 2);
-        }
-        read = wordOf(edit->value);
-        written = wordOf(edit->writtenValue);
+    _DATA_& area = editDataArea(station, regType, address);
+    area.writePending = 0;
+    if (success) {
+        std::memcpy(area.value, area.writtenValue, 2);
+        return;
     }
-    if (!success) {
-        _wordDataChange(&read, &written, station, regType, address, 0);
-    }
+    const int read = wordOf(area.value);
+    const int written = wordOf(area.writtenValue);
+    _wordDataChange(&read, &written, station, regType, address, 0);
 }
 
 void completeBit(int station, const QString& regType, int address, bool success) {
     const int group = bitGroupBase(address);
-    unsigned char read = 0;
-    unsigned char written = 0;
-    {
-        DataAreaEdit edit(station, regType, group);
-        edit->pendingBits = _setBitValue(edit->pendingBits, bitNumberInGroup(address), 0);
-        if (edit->pendingBits == 0) {
-            edit->writePending = 0;
-        }
-        if (success) {
-            edit->value[0] = edit->writtenValue[0];
-        }
-        read = edit->value[0];
-        written = edit->writtenValue[0];
+    _DATA_& area = editDataArea(station, regType, group);
+    area.pendingBits = _setBitValue(area.pendingBits, bitNumberInGroup(address), 0);
+    if (area.pendingBits == 0) {
+        area.writePending = 0;
     }
-    if (!success) {
-        _byteDataChange(&read, &written, station, regType, group);
+    if (success) {
+        area.value[0] = area.writtenValue[0];
+        return;
     }
+    const unsigned char read = area.value[0];
+    const unsigned char written = area.writtenValue[0];
+    _byteDataChange(&read, &written, station, regType, group);
 }
 
 void finishWrite() {
@@ -211,8 +201,7 @@ void dealListWhenFinish() {
 }
 
 int intf_setData(int station, const QString& regType, int address, int count, unsigned char* data, int tag) {
-    // The host's text may change inside a report.
-    const QString type(regType);  // NOLINT(performance-unnecessary-copy-initialization)
+    const QString type(canonicalName(regType));  // a copy: the host's text may change inside a report
     if (driver.propField1 == 0) {
         switch (registerKind(type)) {
             case KIND_BIT:
@@ -225,6 +214,7 @@ int intf_setData(int station, const QString& regType, int address, int count, un
                 break;
         }
     }
+    const DataAreaCall call;
     write_saveDataToArea(station, type, address, count, data);
     return 1;
 }
