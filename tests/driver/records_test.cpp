@@ -1,0 +1,285 @@
+// The driver object and the records that cross the host interface: their fields, their layout and their first
+// state.
+
+#include <cstddef>
+#include <cstring>
+#include <type_traits>
+#include <vector>
+
+#include "support.h"
+
+namespace dx7test {
+namespace {
+
+// Offsets inside records with text members are conditionally supported; g++ and clang both support them.
+#pragma GCC diagnostic ignored "-Winvalid-offsetof"
+
+using DriverObject = DriverTest;
+using Records = DriverTest;
+using RecipeVariableToRequest = DriverTest;
+
+struct Field {
+    const char* name;
+    size_t offset;
+    size_t size;
+};
+
+#define FIELD(record, member)                                     \
+    Field {                                                       \
+#member, offsetof(record, member), sizeof(record::member) \
+    }
+
+/// Expects that fields follow one another in the given order, the first at offset 0, with no more than
+/// alignment between them and after the last.
+void expectOrder(const std::vector<Field>& fields, size_t recordSize) {
+    size_t end = 0;
+    for (const Field& field : fields) {
+        EXPECT_GE(field.offset, end) << field.name << " stands before its predecessor ends";
+        EXPECT_LT(field.offset - end, sizeof(void*)) << "something hidden before " << field.name;
+        end = field.offset + field.size;
+    }
+    EXPECT_EQ(fields.front().offset, 0u);
+    EXPECT_GE(recordSize, end);
+    EXPECT_LT(recordSize - end, sizeof(void*)) << "something hidden after the last field";
+}
+
+/// What the driver looks like when the program starts, before any test touched it.
+struct FirstState : ::testing::Environment {
+    void SetUp() override {
+        pointersAreNull = driver.valueChangeCallback == nullptr && driver.hostFlags == nullptr &&
+                          driver.recipeMemory == nullptr && driver.hostMutex == nullptr;
+        numbers = {driver.linkId,
+                   driver.propField1,
+                   driver.propField2,
+                   driver.retryCount,
+                   driver.opKind,
+                   driver.maxBlockWords,
+                   driver.burstCount,
+                   driver.reservedA,
+                   driver.maxBlockBits,
+                   driver.badReplyCount,
+                   driver.commFailed,
+                   driver.maxBlockWordsCopy,
+                   driver.reservedB,
+                   driver.reservedC,
+                   driver.recipeIndex,
+                   int(driver.hostParam2),
+                   driver.conditionVar.count,
+                   driver.currentVar.count};
+        listsAreEmpty = driver.pollList.isEmpty() && driver.writeList.isEmpty() &&
+                        driver.conditionList.isEmpty() && driver.dataAreas.isEmpty() &&
+                        driver.recipeVars.isEmpty() && driver.recipeBlocks.isEmpty() &&
+                        driver.recipeBlockStart.isEmpty() && driver.frameList.isEmpty();
+        textsAreEmpty = driver.conditionVar.regType.isEmpty() && driver.currentVar.regType.isEmpty();
+    }
+
+    bool pointersAreNull = false;
+    bool listsAreEmpty = false;
+    bool textsAreEmpty = false;
+    std::vector<int> numbers;
+};
+FirstState* const firstState = static_cast<FirstState*>(::testing::AddGlobalTestEnvironment(new FirstState));
+
+TEST(DriverAtLoad, EveryPointerIsNull) {
+    EXPECT_TRUE(firstState->pointersAreNull);
+}
+
+TEST(DriverAtLoad, EveryNumberIsZero) {
+    EXPECT_EQ(firstState->numbers, std::vector<int>(firstState->numbers.size(), 0));
+}
+
+TEST(DriverAtLoad, EveryListAndEveryTextIsEmpty) {
+    EXPECT_TRUE(firstState->listsAreEmpty);
+    EXPECT_TRUE(firstState->textsAreEmpty);
+}
+
+TEST_F(DriverObject, RegNamesAreFourteenWithFwAndWithoutSwAndFas) {
+    const QList<QString> names = {"CW_bit", "SW_bit", "DO", "RO", "SDO", "DI", "AI",
+                                  "FIN",    "F",      "D",  "DE", "CW",  "FW", "MOD"};
+    EXPECT_EQ(driver.regNames, names);
+}
+
+TEST_F(DriverObject, ItsThirtyOneFieldsStandInTheirOrder) {
+    const std::vector<Field> fields = {
+        FIELD(korvalent_dx7, valueChangeCallback),
+        FIELD(korvalent_dx7, linkId),
+        FIELD(korvalent_dx7, propField1),
+        FIELD(korvalent_dx7, propField2),
+        FIELD(korvalent_dx7, retryCount),
+        FIELD(korvalent_dx7, maxBlockWords),
+        FIELD(korvalent_dx7, hostFlags),
+        FIELD(korvalent_dx7, hostParam2),
+        FIELD(korvalent_dx7, recipeMemory),
+        FIELD(korvalent_dx7, hostMutex),
+        FIELD(korvalent_dx7, pollList),
+        FIELD(korvalent_dx7, writeList),
+        FIELD(korvalent_dx7, conditionList),
+        FIELD(korvalent_dx7, dataAreas),
+        FIELD(korvalent_dx7, recipeVars),
+        FIELD(korvalent_dx7, recipeBlocks),
+        FIELD(korvalent_dx7, recipeBlockStart),
+        FIELD(korvalent_dx7, regNames),
+        FIELD(korvalent_dx7, conditionVar),
+        FIELD(korvalent_dx7, currentVar),
+        FIELD(korvalent_dx7, opKind),
+        FIELD(korvalent_dx7, burstCount),
+        FIELD(korvalent_dx7, reservedA),
+        FIELD(korvalent_dx7, badReplyCount),
+        FIELD(korvalent_dx7, maxBlockBits),
+        FIELD(korvalent_dx7, maxBlockWordsCopy),
+        FIELD(korvalent_dx7, commFailed),
+        FIELD(korvalent_dx7, reservedB),
+        FIELD(korvalent_dx7, reservedC),
+        FIELD(korvalent_dx7, frameList),
+        FIELD(korvalent_dx7, recipeIndex),
+    };
+    ASSERT_EQ(fields.size(), 31u);
+    expectOrder(fields, sizeof(korvalent_dx7));
+}
+
+TEST_F(DriverObject, ItsFieldsHaveTheTypesHostsExpect) {
+    EXPECT_FALSE(std::is_polymorphic<korvalent_dx7>::value);
+    EXPECT_EQ(sizeof(driver.hostParam2), sizeof(void*));
+    EXPECT_TRUE(
+        (std::is_same<decltype(driver.valueChangeCallback), void (*)(int, int, QString&, int)>::value));
+    EXPECT_TRUE((std::is_same<decltype(driver.hostFlags), unsigned char*>::value));
+    EXPECT_TRUE((std::is_same<decltype(driver.recipeMemory), unsigned char*>::value));
+    EXPECT_TRUE((std::is_same<decltype(driver.hostMutex), QMutex*>::value));
+    EXPECT_TRUE((std::is_same<decltype(driver.pollList), QList<VARIABLE>>::value));
+    EXPECT_TRUE((std::is_same<decltype(driver.writeList), QList<VARIABLE>>::value));
+    EXPECT_TRUE((std::is_same<decltype(driver.conditionList), QList<VARIABLE>>::value));
+    EXPECT_TRUE((std::is_same<decltype(driver.dataAreas), QList<_DATA_>>::value));
+    EXPECT_TRUE((std::is_same<decltype(driver.recipeVars), QVector<_RCP_VAR_PRO>>::value));
+    EXPECT_TRUE((std::is_same<decltype(driver.recipeBlocks), QVector<_RCP_VAR_PRO>>::value));
+    EXPECT_TRUE((std::is_same<decltype(driver.recipeBlockStart), QList<int>>::value));
+    EXPECT_TRUE((std::is_same<decltype(driver.regNames), QList<QString>>::value));
+    EXPECT_TRUE((std::is_same<decltype(driver.frameList), QList<FRAME_PRO>>::value));
+}
+
+TEST_F(Records, TheirFieldsStandInTheirOrder) {
+    expectOrder({FIELD(VARIABLE, opKind), FIELD(VARIABLE, station), FIELD(VARIABLE, regType),
+                 FIELD(VARIABLE, address), FIELD(VARIABLE, count), FIELD(VARIABLE, data)},
+                sizeof(VARIABLE));
+    expectOrder({FIELD(KEY_ADDRESS, hostText), FIELD(KEY_ADDRESS, hostWord1), FIELD(KEY_ADDRESS, hostWord2),
+                 FIELD(KEY_ADDRESS, station), FIELD(KEY_ADDRESS, regType), FIELD(KEY_ADDRESS, hostText2),
+                 FIELD(KEY_ADDRESS, address), FIELD(KEY_ADDRESS, bitOffset), FIELD(KEY_ADDRESS, length),
+                 FIELD(KEY_ADDRESS, data)},
+                sizeof(KEY_ADDRESS));
+    expectOrder(
+        {FIELD(_DATA_, commError), FIELD(_DATA_, writePending), FIELD(_DATA_, pendingBits),
+         FIELD(_DATA_, wordMonitorFlags), FIELD(_DATA_, bitMonitorMask), FIELD(_DATA_, station),
+         FIELD(_DATA_, regType), FIELD(_DATA_, address), FIELD(_DATA_, value), FIELD(_DATA_, writtenValue)},
+        sizeof(_DATA_));
+    expectOrder({FIELD(FRAME_PRO, sendBuf), FIELD(FRAME_PRO, sendLen), FIELD(FRAME_PRO, expectLen),
+                 FIELD(FRAME_PRO, dataOffset), FIELD(FRAME_PRO, dataCount), FIELD(FRAME_PRO, frameReserved),
+                 FIELD(FRAME_PRO, opKind), FIELD(FRAME_PRO, station), FIELD(FRAME_PRO, regType),
+                 FIELD(FRAME_PRO, address), FIELD(FRAME_PRO, count), FIELD(FRAME_PRO, varData)},
+                sizeof(FRAME_PRO));
+    expectOrder({FIELD(_RCP_VAR_PRO, linkId), FIELD(_RCP_VAR_PRO, station), FIELD(_RCP_VAR_PRO, regType),
+                 FIELD(_RCP_VAR_PRO, address), FIELD(_RCP_VAR_PRO, count), FIELD(_RCP_VAR_PRO, recipeIndex),
+                 FIELD(_RCP_VAR_PRO, hostReserved)},
+                sizeof(_RCP_VAR_PRO));
+}
+
+TEST_F(Records, TheirBuffersHaveTheirSizes) {
+    EXPECT_EQ(sizeof(VARIABLE::data), 1024u);
+    EXPECT_EQ(sizeof(KEY_ADDRESS::data), 1024u);
+    EXPECT_EQ(sizeof(FRAME_PRO::sendBuf), 1024u);
+    EXPECT_EQ(sizeof(FRAME_PRO::varData), 1024u);
+    EXPECT_EQ(sizeof(_DATA_::commError), 1u);
+    EXPECT_EQ(sizeof(_DATA_::writePending), 1u);
+    EXPECT_EQ(sizeof(_DATA_::value), 4u);
+    EXPECT_EQ(sizeof(_DATA_::writtenValue), 4u);
+}
+
+TEST_F(Records, FrameOffsetsBeforeTheTextAreTheSameOnEveryPlatform) {
+    EXPECT_EQ(offsetof(FRAME_PRO, sendLen), 1024u);
+    EXPECT_EQ(offsetof(FRAME_PRO, expectLen), 1028u);
+    EXPECT_EQ(offsetof(FRAME_PRO, dataOffset), 1032u);
+    EXPECT_EQ(offsetof(FRAME_PRO, dataCount), 1036u);
+    EXPECT_EQ(offsetof(FRAME_PRO, frameReserved), 1040u);
+    EXPECT_EQ(offsetof(FRAME_PRO, opKind), 1044u);
+    EXPECT_EQ(offsetof(FRAME_PRO, station), 1048u);
+}
+
+#if defined(__SIZEOF_POINTER__) && __SIZEOF_POINTER__ == 4
+TEST_F(Records, SizesOnThePanelAreFixed) {
+    EXPECT_EQ(sizeof(KEY_ADDRESS), 1060u);
+    EXPECT_EQ(sizeof(FRAME_PRO), 2088u);
+    EXPECT_EQ(sizeof(_RCP_VAR_PRO), 28u);
+    EXPECT_EQ(offsetof(FRAME_PRO, regType), 1052u);
+    EXPECT_EQ(offsetof(FRAME_PRO, address), 1056u);
+    EXPECT_EQ(offsetof(FRAME_PRO, count), 1060u);
+    EXPECT_EQ(offsetof(FRAME_PRO, varData), 1064u);
+}
+#endif
+
+/// Fills `bytes` with a pattern without a period of a power of two.
+template <size_t Size>
+void fill(unsigned char (&bytes)[Size]) {
+    for (size_t i = 0; i < Size; ++i)
+        bytes[i] = static_cast<unsigned char>(i % 251 + 1);
+}
+
+TEST_F(Records, CopyingARequestCopiesEveryByte) {
+    VARIABLE original = request(7, "MOD", -3, 5, 99);
+    fill(original.data);
+    VARIABLE copy;
+    copy = original;
+    EXPECT_EQ(copy.opKind, 99);
+    EXPECT_EQ(itemsOf(copy), itemsOf(original));
+    EXPECT_EQ(std::memcmp(copy.data, original.data, sizeof copy.data), 0);
+}
+
+TEST_F(Records, CopyingAKeyAddressCopiesEveryByte) {
+    KEY_ADDRESS original = entry(7, "MOD", -3, 5);
+    original.hostText = "first";
+    original.hostText2 = "second";
+    original.hostWord1 = 11;
+    original.hostWord2 = 12;
+    original.bitOffset = -1;
+    fill(original.data);
+    KEY_ADDRESS copy;
+    copy = original;
+    EXPECT_EQ(itemsOf(copy), itemsOf(original));
+    EXPECT_EQ(copy.hostText, "first");
+    EXPECT_EQ(copy.hostText2, "second");
+    EXPECT_EQ(copy.hostWord1, 11);
+    EXPECT_EQ(copy.hostWord2, 12);
+    EXPECT_EQ(copy.bitOffset, -1);
+    EXPECT_EQ(std::memcmp(copy.data, original.data, sizeof copy.data), 0);
+}
+
+TEST_F(RecipeVariableToRequest, FieldsAreCopiedDataIsZeroedAndOpKindStays) {
+    VARIABLE var = request(9, "CW", 9, 9, 42, QByteArray(1024, '\x55'));
+    rcpAddrToVar(recipeVariable(1, 3, "F", 57, 4, 10), var, 0);
+    EXPECT_EQ(itemsOf(var), (Items{3, "F", 57, 4}));
+    EXPECT_EQ(var.opKind, 42);
+    EXPECT_EQ(QByteArray(reinterpret_cast<char*>(var.data), 1024), QByteArray(1024, '\0'));
+}
+
+TEST_F(RecipeVariableToRequest, WordsComeFromTheVariablesOwnPlaceInRecipeMemory) {
+    for (size_t i = 0; i < recipeMemory.size(); ++i)
+        recipeMemory[i] = static_cast<unsigned char>(i % 253);
+    for (int withData : {1, 2, -1}) {
+        VARIABLE var = request(0, "", 0, 0, 0, QByteArray(1024, '\x55'));
+        rcpAddrToVar(recipeVariable(1, 3, "F", 57, 4, 10), var, withData);
+        const QByteArray words(reinterpret_cast<char*>(recipeMemory.data()) + 20, 8);
+        EXPECT_EQ(QByteArray(reinterpret_cast<char*>(var.data), 8), words);
+        EXPECT_EQ(QByteArray(reinterpret_cast<char*>(var.data) + 8, 1016), QByteArray(1016, '\0'));
+    }
+}
+
+TEST_F(RecipeVariableToRequest, CopiesStayInsideTheBuffer) {
+    std::fill(recipeMemory.begin(), recipeMemory.end(), static_cast<unsigned char>(0xA5));
+    VARIABLE var;
+    rcpAddrToVar(recipeVariable(1, 3, "F", 0, 513, 0), var, 1);
+    EXPECT_EQ(var.count, 513);
+    EXPECT_EQ(QByteArray(reinterpret_cast<char*>(var.data), 1024), QByteArray(1024, '\xA5'));
+    rcpAddrToVar(recipeVariable(1, 3, "F", 0, -5, 0), var, 1);
+    EXPECT_EQ(var.count, -5);
+    EXPECT_EQ(QByteArray(reinterpret_cast<char*>(var.data), 1024), QByteArray(1024, '\0'));
+}
+
+}  // namespace
+}  // namespace dx7test
