@@ -1,0 +1,112 @@
+#include "commands.h"
+
+#include <map>
+
+#include "usage_error.h"
+
+namespace dx7sim {
+
+namespace {
+
+const char* const HELP =
+    "set TYPE:ADDRESS[@STATION]=VALUE  give an item a value, which then holds (all stations without "
+    "@STATION)\n"
+    "get TYPE:ADDRESS[@STATION]        show an item's value\n"
+    "silence STATION                   the station does not answer any more\n"
+    "revive STATION                    the station answers again\n"
+    "summary                           show what the device saw\n"
+    "help                              show this\n"
+    "quit                              end the device\n";
+
+const std::map<std::string, CommandKind> WORDS = {
+    {"set", CommandKind::Set},         {"get", CommandKind::Get},   {"silence", CommandKind::Silence},
+    {"revive", CommandKind::Revive},   {"help", CommandKind::Help}, {"quit", CommandKind::Quit},
+    {"summary", CommandKind::Summary},
+};
+
+void parseSet(const std::string& text, Command& command) {
+    const std::size_t equals = text.find('=');
+    if (equals == std::string::npos) {
+        throw UsageError("\"set\" needs an item and a value: write set TYPE:ADDRESS[@STATION]=VALUE");
+    }
+    command.target = parseTarget(trimmed(text.substr(0, equals)));
+    command.value = parseValue(command.target.item.type, trimmed(text.substr(equals + 1)));
+}
+
+std::string valuesText(const Target& target, const Device& device, Time now) {
+    std::string text;
+    for (const auto& [station, value] : device.values(target, now)) {
+        text += itemText(target.item) + "@" + std::to_string(station) + " = " + std::to_string(value) + "\n";
+    }
+    return text;
+}
+
+CommandResult run(const Command& command, Device& device, Time now, std::size_t droppedBytes) {
+    switch (command.kind) {
+        case CommandKind::Set:
+            device.set(command.target, command.value, now);
+            return {valuesText(command.target, device, now)};
+        case CommandKind::Get:
+            return {valuesText(command.target, device, now)};
+        case CommandKind::Silence:
+            device.setSilent(command.station, true);
+            return {"station " + std::to_string(command.station) + " is silent\n"};
+        case CommandKind::Revive:
+            device.setSilent(command.station, false);
+            return {"station " + std::to_string(command.station) + " answers\n"};
+        case CommandKind::Summary:
+            return {summaryText(device.statistics(), droppedBytes)};
+        case CommandKind::Help:
+            return {HELP};
+        case CommandKind::Quit:
+            return {"", true};
+        case CommandKind::Nothing:
+            break;
+    }
+    return {};
+}
+
+}  // namespace
+
+Command parseCommand(const std::string& line) {
+    const std::string text = trimmed(line);
+    Command command;
+    if (text.empty()) {
+        return command;
+    }
+    const std::size_t wordEnd = text.find_first_of(" \t");
+    const std::string word = text.substr(0, wordEnd);
+    const std::string rest = wordEnd == std::string::npos ? "" : trimmed(text.substr(wordEnd));
+    const auto known = WORDS.find(word);
+    if (known == WORDS.end()) {
+        throw UsageError("\"" + word + "\" is no command: \"help\" shows them all");
+    }
+    command.kind = known->second;
+    switch (command.kind) {
+        case CommandKind::Set:
+            parseSet(rest, command);
+            break;
+        case CommandKind::Get:
+            command.target = parseTarget(rest);
+            break;
+        case CommandKind::Silence:
+        case CommandKind::Revive:
+            command.station = parseStation(rest);
+            break;
+        default:
+            if (!rest.empty()) {
+                throw UsageError("\"" + word + "\" takes nothing behind it, not \"" + rest + "\"");
+            }
+    }
+    return command;
+}
+
+CommandResult runCommand(const std::string& line, Device& device, Time now, std::size_t droppedBytes) {
+    try {
+        return run(parseCommand(line), device, now, droppedBytes);
+    } catch (const UsageError& error) {
+        return {std::string("error: ") + error.what() + "\n"};
+    }
+}
+
+}  // namespace dx7sim

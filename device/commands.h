@@ -1,0 +1,35 @@
+/// \file
+/// The command channel: lines on standard input that change a running device.
+#ifndef DX7_DEVICE_COMMANDS_H
+#define DX7_DEVICE_COMMANDS_H
+
+#include <string>
+
+#include "device.h"
+
+namespace dx7sim {
+
+enum class CommandKind { Nothing, Set, Get, Silence, Revive, Summary, Help, Quit };
+
+struct Command {
+    CommandKind kind = CommandKind::Nothing;
+    Target target{{RegisterType::CW, 0}, {}};  ///< Of Set and Get.
+    std::uint16_t value = 0;                   ///< Of Set.
+    int station = 0;                           ///< Of Silence and Revive.
+};
+
+/// Reads one line. An empty line is Nothing. Throws UsageError for what is no command.
+Command parseCommand(const std::string& line);
+
+/// What a command answers and whether the device is to end.
+struct CommandResult {
+    std::string answer;  ///< Lines, each ended; may be empty.
+    bool quit = false;
+};
+
+/// Carries out one line; errors become the answer. `droppedBytes` is shown in the summary.
+CommandResult runCommand(const std::string& line, Device& device, Time now, std::size_t droppedBytes);
+
+}  // namespace dx7sim
+
+#endif

@@ -1,0 +1,50 @@
+#include "descriptor.h"
+
+#include <unistd.h>
+
+#include <cerrno>
+#include <system_error>
+
+namespace dx7sim {
+
+void Descriptor::close() {
+    if (m_fd >= 0) {
+        ::close(m_fd);
+        m_fd = -1;
+    }
+}
+
+ReadEnd readAvailable(int fd, Bytes& bytes) {
+    // Bounded, so that a client that never stops sending cannot keep the loop from its other duties.
+    enum : std::size_t { CHUNK = 512, MOST = 8192 };
+    std::uint8_t chunk[CHUNK];
+    for (std::size_t taken = 0; taken < MOST;) {
+        const ssize_t count = ::read(fd, chunk, sizeof chunk);
+        if (count > 0) {
+            bytes.insert(bytes.end(), chunk, chunk + count);
+            taken += static_cast<std::size_t>(count);
+        } else if (count == 0) {
+            return ReadEnd::EndOfFile;
+        } else if (errno != EINTR) {
+            return errno == EAGAIN ? ReadEnd::NothingMore : ReadEnd::Failed;
+        }
+    }
+    return ReadEnd::NothingMore;
+}
+
+void writeAvailable(int fd, const Bytes& bytes) {
+    std::size_t sent = 0;
+    while (sent < bytes.size()) {
+        const ssize_t count = ::write(fd, bytes.data() + sent, bytes.size() - sent);
+        if (count < 0 && errno != EINTR) {
+            return;
+        }
+        sent += count > 0 ? static_cast<std::size_t>(count) : 0;
+    }
+}
+
+std::string errnoText() {
+    return std::generic_category().message(errno);
+}
+
+}  // namespace dx7sim

@@ -1,0 +1,140 @@
+#include "device.h"
+
+#include "usage_error.h"
+
+namespace dx7sim {
+
+namespace {
+
+/// Between a foreign reply and the right one: silence enough to tell two frames apart.
+constexpr Time AFTER_FOREIGN = std::chrono::milliseconds(5);
+
+}  // namespace
+
+Device::Device(const std::vector<int>& stations, const FaultPlan& plan, std::uint64_t seed, Time lateBy)
+    : m_faults(plan, seed), m_lateBy(lateBy) {
+    for (const int number : stations) {
+        m_stations[number];
+        m_statistics.stations[number];
+    }
+    for (const int number : plan.silent) {
+        setSilent(number, true);
+    }
+}
+
+std::vector<Outgoing> Device::handle(const Bytes& frame, Time now) {
+    const int number = frame[0];
+    const int functionCode = frame[1];
+    if (number == MODBUS_BROADCAST_ADDRESS) {
+        ++m_statistics.broadcasts[functionCode];
+        broadcast(frame, now);
+        return {};
+    }
+    const auto station = m_stations.find(number);
+    if (station == m_stations.end()) {
+        ++m_statistics.otherStations;
+        return {};
+    }
+    StationStatistics& counts = m_statistics.stations[number];
+    ++counts.requests[functionCode];
+    if (station->second.silent) {
+        ++counts.unanswered;
+        return {};
+    }
+    return answer(frame, station->second.model, counts, now);
+}
+
+void Device::broadcast(const Bytes& frame, Time now) {
+    for (auto& entry : m_stations) {
+        if (!entry.second.silent) {
+            m_engine.answer(frame, entry.second.model, now);
+        }
+    }
+}
+
+std::vector<Outgoing> Device::answer(const Bytes& frame, Model& model, StationStatistics& counts, Time now) {
+    const FaultDecision decision = m_faults.next();
+    if (decision.fault != Fault::None) {
+        ++m_statistics.faults[static_cast<std::size_t>(decision.fault)];
+    }
+    if (decision.fault == Fault::Exception) {
+        return {{m_engine.exceptionReply(frame, faultExceptionCode(decision.detail)), {}}};
+    }
+    const Answer answer = m_engine.answer(frame, model, now);
+    if (!answer.accepted) {
+        ++m_statistics.refused;
+        return {};
+    }
+    if (const int code = answer.exceptionCode()) {
+        ++counts.exceptions[code];
+    }
+    return damaged(answer.reply, decision);
+}
+
+std::vector<Outgoing> Device::damaged(const Bytes& reply, const FaultDecision& decision) const {
+    switch (decision.fault) {
+        case Fault::Drop:
+            return {};
+        case Fault::Truncate:
+            return {{truncated(reply, decision.detail), {}}};
+        case Fault::Corrupt:
+            return {{corrupted(reply, decision.detail), {}}};
+        case Fault::Foreign:
+            return {{foreign(reply, decision.detail), {}}, {reply, AFTER_FOREIGN}};
+        case Fault::Late:
+            return {{reply, m_lateBy}};
+        case Fault::Exception:
+        case Fault::None:
+            break;
+    }
+    return {{reply, {}}};
+}
+
+void Device::set(const Target& target, std::uint16_t value, Time now) {
+    if (target.station) {
+        requireStation(*target.station);
+    }
+    for (auto& [number, station] : m_stations) {
+        if (!target.station || *target.station == number) {
+            station.model.set(target.item, value, now);
+        }
+    }
+}
+
+std::map<int, std::uint16_t> Device::values(const Target& target, Time now) const {
+    if (target.station) {
+        requireStation(*target.station);
+    }
+    std::map<int, std::uint16_t> found;
+    for (const auto& [number, station] : m_stations) {
+        if (!target.station || *target.station == number) {
+            found[number] = station.model.value(target.item, now);
+        }
+    }
+    return found;
+}
+
+void Device::setSilent(int station, bool silent) {
+    requireStation(station);
+    m_stations[station].silent = silent;
+}
+
+std::vector<int> Device::stations() const {
+    std::vector<int> numbers;
+    for (const auto& entry : m_stations) {
+        numbers.push_back(entry.first);
+    }
+    return numbers;
+}
+
+void Device::requireStation(int station) const {
+    if (m_stations.count(station) == 0) {
+        std::string known;
+        for (const int number : stations()) {
+            known += (known.empty() ? "" : ", ") + std::to_string(number);
+        }
+        throw UsageError("station " + std::to_string(station) + " is not simulated: simulated are " + known);
+    }
+}
+
+}  // namespace dx7sim

@@ -1,0 +1,157 @@
+#include "engine.h"
+
+#include <fcntl.h>
+#include <sys/socket.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <stdexcept>
+#include <string>
+#include <system_error>
+
+#include "window.h"
+
+namespace dx7sim {
+
+namespace {
+
+enum : int { SHORTEST_FRAME = 4, EXCEPTION_LENGTH = 5, EXCEPTION_FLAG = 0x80 };
+
+bool isSupported(int functionCode) {
+    return (functionCode >= MODBUS_FC_READ_COILS && functionCode <= MODBUS_FC_READ_EXCEPTION_STATUS) ||
+           functionCode == MODBUS_FC_WRITE_MULTIPLE_COILS ||
+           functionCode == MODBUS_FC_WRITE_MULTIPLE_REGISTERS;
+}
+
+/// Whether a write of several coils or registers announces more or fewer bytes than its quantity takes.
+/// libmodbus looks at this for registers only.
+bool hasWrongByteCount(const Bytes& request) {
+    const unsigned quantity = static_cast<unsigned>(request[4] << 8 | request[5]);
+    switch (request[1]) {
+        case MODBUS_FC_WRITE_MULTIPLE_COILS:
+            return request[6] != (quantity + 7) / 8;
+        case MODBUS_FC_WRITE_MULTIPLE_REGISTERS:
+            return request[6] != 2 * quantity;
+        default:
+            return false;
+    }
+}
+
+/// The whole request is at hand whenever the engine is asked, so it never has to wait: these times only bound
+/// how long it looks for bytes that a damaged request lacks. It also sleeps the response time before some
+/// exceptions.
+void setShortTimes(modbus_t* context) {
+    enum : std::uint32_t { LOOK_US = 1000, NO_SLEEP_US = 1 };
+    modbus_set_indication_timeout(context, 0, LOOK_US);
+    modbus_set_byte_timeout(context, 0, LOOK_US);
+    modbus_set_response_timeout(context, 0, NO_SLEEP_US);
+}
+
+}  // namespace
+
+int Answer::exceptionCode() const {
+    const bool isException = reply.size() == EXCEPTION_LENGTH && (reply[1] & EXCEPTION_FLAG) != 0;
+    return isException ? reply[2] : 0;
+}
+
+Engine::Engine() {
+    int ends[2];
+    if (::socketpair(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0, ends) != 0) {
+        throw std::system_error(errno, std::generic_category(), "cannot create a socket pair");
+    }
+    m_outside = ends[0];
+    m_inside = ends[1];
+    ::fcntl(m_outside, F_SETFL, O_NONBLOCK);
+    // The device name is never opened: the context gets its descriptor from outside.
+    m_context.reset(modbus_new_rtu("/dev/null", 9600, 'N', 8, 1));
+    if (!m_context || modbus_set_socket(m_context.get(), m_inside) != 0) {
+        const std::string reason = modbus_strerror(errno);
+        ::close(m_outside);
+        ::close(m_inside);
+        throw std::runtime_error("libmodbus gives no context: " + reason);
+    }
+    setShortTimes(m_context.get());
+}
+
+Engine::~Engine() {
+    ::close(m_outside);
+    ::close(m_inside);
+}
+
+Answer Engine::answer(const Bytes& request, Model& model, Time now) {
+    if (request.size() < SHORTEST_FRAME) {
+        return {};
+    }
+    const int station = request[0];
+    if (!isSupported(request[1])) {
+        // The engine cannot know the length of a foreign request, so it is not asked to receive it.
+        const bool whole = endsInGoodCrc(request, request.size());
+        return {whole, whole ? refusal(request, MODBUS_EXCEPTION_ILLEGAL_FUNCTION) : Bytes()};
+    }
+    modbus_set_slave(m_context.get(), station == MODBUS_BROADCAST_ADDRESS ? 1 : station);
+    putIn(request);
+    Bytes received(MODBUS_MAX_ADU_LENGTH);
+    const int length = modbus_receive(m_context.get(), received.data());
+    if (length != static_cast<int>(request.size())) {
+        // Too short, too long for its function code, or a wrong CRC: what is left over must not lead the next
+        // request.
+        while (::recv(m_inside, received.data(), received.size(), MSG_DONTWAIT) > 0) {
+        }
+        return {};
+    }
+    if (request[1] == MODBUS_FC_READ_EXCEPTION_STATUS) {
+        return replyWithStatus(request, model, now);
+    }
+    if (hasWrongByteCount(request)) {
+        return {true, refusal(request, MODBUS_EXCEPTION_ILLEGAL_DATA_VALUE)};
+    }
+    return replyFromMap(received, length, model, now);
+}
+
+Answer Engine::replyFromMap(const Bytes& request, int requestLength, Model& model, Time now) {
+    Window window(request, model, now);
+    modbus_reply(m_context.get(), request.data(), requestLength, window.mapping());
+    window.storeWritten(model, now);
+    return {true, takeOut()};
+}
+
+Answer Engine::replyWithStatus(const Bytes& request, const Model& model, Time now) {
+    if (request[0] == MODBUS_BROADCAST_ADDRESS) {
+        return {true, {}};
+    }
+    // libmodbus leaves the content of this reply to the application; it still frames it.
+    const std::uint8_t status = static_cast<std::uint8_t>(model.value({RegisterType::FAS, 0}, now));
+    const std::uint8_t raw[] = {request[0], request[1], status};
+    modbus_send_raw_request(m_context.get(), raw, sizeof raw);
+    return {true, takeOut()};
+}
+
+Bytes Engine::refusal(const Bytes& request, int code) {
+    return request[0] == MODBUS_BROADCAST_ADDRESS ? Bytes() : exceptionReply(request, code);
+}
+
+Bytes Engine::exceptionReply(const Bytes& request, int code) {
+    modbus_set_slave(m_context.get(), request[0]);
+    modbus_reply_exception(m_context.get(), request.data(), static_cast<unsigned>(code));
+    return takeOut();
+}
+
+void Engine::putIn(const Bytes& request) {
+    std::size_t sent = 0;
+    while (sent < request.size()) {
+        const ssize_t count = ::write(m_outside, request.data() + sent, request.size() - sent);
+        if (count < 0 && errno != EINTR) {
+            throw std::system_error(errno, std::generic_category(), "cannot hand a request to the engine");
+        }
+        sent += count > 0 ? static_cast<std::size_t>(count) : 0;
+    }
+}
+
+Bytes Engine::takeOut() {
+    Bytes reply(MODBUS_MAX_ADU_LENGTH);
+    const ssize_t count = ::read(m_outside, reply.data(), reply.size());
+    reply.resize(count > 0 ? static_cast<std::size_t>(count) : 0);
+    return reply;
+}
+
+}  // namespace dx7sim

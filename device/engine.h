@@ -1,0 +1,70 @@
+/// \file
+/// The protocol engine of the simulated device: libmodbus, which checks every request's length and CRC,
+/// judges quantities, addresses and values, and builds every reply.
+///
+/// libmodbus works on a file descriptor, so it is given one end of a socket pair inside the process: a
+/// request goes in at the other end and the reply comes out there, free to be delayed or damaged before it
+/// goes to the line.
+///
+/// libmodbus knows one contiguous range of numbers per table and the device's map has gaps. For each request
+/// it is shown the run of numbers around the request's start that may be read (or written), and nothing when
+/// there is none; it refuses whatever goes beyond.
+#ifndef DX7_DEVICE_ENGINE_H
+#define DX7_DEVICE_ENGINE_H
+
+#include <modbus/modbus.h>
+
+#include <memory>
+
+#include "crc16.h"
+#include "device_time.h"
+#include "model.h"
+
+namespace dx7sim {
+
+/// What became of a request.
+struct Answer {
+    bool accepted =
+        false;    ///< The engine took it for a request; otherwise it was damaged and nothing was done.
+    Bytes reply;  ///< With CRC; empty for broadcasts and damaged requests.
+
+    /// The exception code of the reply, 0 when it is none.
+    int exceptionCode() const;
+};
+
+class Engine {
+public:
+    /// Throws std::runtime_error when the system gives no socket pair or libmodbus no context.
+    Engine();
+    ~Engine();
+    Engine(const Engine&) = delete;
+    Engine& operator=(const Engine&) = delete;
+
+    /// Carries out `request` (a whole frame of at least 4 bytes with CRC) as the station it is addressed to,
+    /// or as any station for a broadcast. Function codes 1 to 7, 15 and 16 are the device's; others are
+    /// answered with exception 1, reads and writes outside the map with 2, bad quantities and values with 3.
+    Answer answer(const Bytes& request, Model& model, Time now);
+
+    /// The exception reply `code` (1 to 8) to `request`, which is not carried out.
+    Bytes exceptionReply(const Bytes& request, int code);
+
+private:
+    struct ContextDeleter {
+        void operator()(modbus_t* context) const { modbus_free(context); }
+    };
+
+    Answer replyFromMap(const Bytes& request, int requestLength, Model& model, Time now);
+    Answer replyWithStatus(const Bytes& request, const Model& model, Time now);
+    /// The exception reply, nothing for a broadcast.
+    Bytes refusal(const Bytes& request, int code);
+    void putIn(const Bytes& request);
+    Bytes takeOut();
+
+    int m_outside = -1;
+    int m_inside = -1;
+    std::unique_ptr<modbus_t, ContextDeleter> m_context;
+};
+
+}  // namespace dx7sim
+
+#endif

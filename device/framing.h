@@ -1,0 +1,61 @@
+/// \file
+/// Requests out of the bytes that arrive on a line.
+#ifndef DX7_DEVICE_FRAMING_H
+#define DX7_DEVICE_FRAMING_H
+
+#include <optional>
+#include <vector>
+
+#include "crc16.h"
+#include "device_time.h"
+
+namespace dx7sim {
+
+/// A request and when its last byte was through on the line.
+struct ReceivedFrame {
+    Bytes bytes;
+    Time complete{};
+};
+
+/// Cuts requests out of a stream of bytes.
+///
+/// A request of a known function code is complete as soon as the length that follows from its bytes is there
+/// and its CRC is right: nothing is gained by waiting for silence on a line that has a scheduler in it.
+/// Everything else is judged when the line has fallen silent: it is a request when it ends in a good CRC (a
+/// function code of unknown length), else it is noise, which is dropped and counted; so reception always
+/// starts afresh after a damaged request.
+class Framing {
+public:
+    /// `charTime`: how long one character takes on the simulated line, 0 when bytes take no time. `silence`:
+    /// how long nothing must arrive for the line to count as silent.
+    Framing(Time charTime, Time silence);
+
+    /// Takes in bytes that arrived at `now` and returns the requests they complete.
+    std::vector<ReceivedFrame> take(const Bytes& bytes, Time now);
+
+    /// When silence has to be looked at; none while nothing is pending.
+    std::optional<Time> deadline() const;
+
+    /// The request that silence completes at `now`, if it does.
+    std::optional<ReceivedFrame> silence(Time now);
+
+    /// Forgets what is pending, for a new client.
+    void reset();
+
+    std::size_t droppedBytes() const { return m_droppedBytes; }
+
+private:
+    ReceivedFrame cut(std::size_t length);
+    void drop();
+
+    Time m_charTime;
+    Time m_silence;
+    Bytes m_pending;
+    Time m_first{};
+    Time m_last{};
+    std::size_t m_droppedBytes = 0;
+};
+
+}  // namespace dx7sim
+
+#endif

@@ -1,0 +1,71 @@
+/// \file
+/// The device's end of a line: a pseudo-terminal, a TCP port or a serial port.
+#ifndef DX7_DEVICE_LINE_H
+#define DX7_DEVICE_LINE_H
+
+#include <memory>
+#include <stdexcept>
+#include <string>
+#include <vector>
+
+#include "crc16.h"
+
+namespace dx7sim {
+
+/// The line cannot be used any more; the text says why.
+class LineError : public std::runtime_error {
+public:
+    using std::runtime_error::runtime_error;
+};
+
+/// What a line reports in one go.
+struct LineInput {
+    bool newClient = false;  ///< The bytes are from a client that was not there before.
+    Bytes bytes;             ///< May be empty.
+    bool clientGone =
+        false;  ///< After these bytes the client has left: what was meant for it is to be dropped.
+};
+
+class Line {
+public:
+    virtual ~Line() = default;
+
+    /// The descriptors to wait for; receive() is due when one of them is readable. May change from call to
+    /// call.
+    virtual std::vector<int> descriptors() const = 0;
+
+    /// Takes what is there, without waiting. Throws LineError when the line has failed for good.
+    virtual LineInput receive() = 0;
+
+    /// Sends without waiting. What nobody takes is lost, as on a wire.
+    virtual void send(const Bytes& bytes) = 0;
+
+    /// Where a client finds the line.
+    virtual std::string name() const = 0;
+};
+
+struct SerialSettings {
+    int baud = 9600;
+    char parity = 'N';  ///< 'N', 'E' or 'O'
+    int stopBits = 1;   ///< 1 or 2
+
+    int bitsPerChar() const { return 9 + (parity == 'N' ? 0 : 1) + stopBits; }
+};
+
+// Each throws UsageError when the line cannot be opened as asked.
+
+/// A new pseudo-terminal; `link` becomes a symbolic link to the end for clients, and is removed in the end. A
+/// link to a pseudo-terminal that is there already is replaced, anything else is left alone and refused.
+/// Clients may come and go.
+std::unique_ptr<Line> openPty(const std::string& link);
+
+/// RTU frames on a TCP port of `address` (numeric), port 0 for any free one. One client at a time: a new one
+/// takes over, so that a client that vanished without a word does not block the line.
+std::unique_ptr<Line> openTcp(const std::string& address, int port);
+
+/// A serial port, 8 data bits.
+std::unique_ptr<Line> openSerial(const std::string& path, const SerialSettings& settings);
+
+}  // namespace dx7sim
+
+#endif

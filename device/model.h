@@ -1,0 +1,46 @@
+/// \file
+/// The values of one simulated station.
+///
+/// What moves by itself is a pure function of time and address:
+///   - AI n (and FIN 0, the same register as AI 3): a ramp 0..999, one step in 100 ms, AI n starting at 250 x
+///   n
+///   - DI n: changes over every n seconds, starting with OFF
+///   - D g.i: 1000 x (g + 1) + 10 x i plus a last digit that counts on every 1 + i mod 5 seconds
+///   - SW: bit 0 ready (1), bits 1..3 the control word's bits 0..2, bit 9 remote (1), bit 15 changes over
+///   every second
+///   - FAS: bits 0..6 of SW, and SW's bit 15 as bit 7
+/// What does not move: F g.i starts as 100 x g + i, DE i is 7000 + i, everything else starts as 0.
+///
+/// A value that was written or set holds: it no longer moves by itself.
+#ifndef DX7_DEVICE_MODEL_H
+#define DX7_DEVICE_MODEL_H
+
+#include <cstdint>
+#include <map>
+#include <utility>
+
+#include "device_time.h"
+#include "register_map.h"
+
+namespace dx7sim {
+
+class Model {
+public:
+    /// The value of an existing item at `now`; 0 or 1 for bits, 0..255 for FAS.
+    std::uint16_t value(const Item& item, Time now) const;
+
+    /// Sets an existing item, whether or not it can be written over the line. CW_bit and CW (SW_bit and SW,
+    /// FIN 0 and AI 3) are two views of one value. `now` decides what the other bits of a moving word are
+    /// held at.
+    void set(const Item& item, std::uint16_t value, Time now);
+
+private:
+    using Key = std::pair<RegisterType, int>;
+
+    std::uint16_t wordValue(const Item& item, Time now) const;
+    std::map<Key, std::uint16_t> m_held;
+};
+
+}  // namespace dx7sim
+
+#endif

@@ -1,0 +1,134 @@
+#include "options.h"
+
+#include <CLI/CLI.hpp>
+#include <iostream>
+
+#include "exit_codes.h"
+#include "notation.h"
+#include "usage_error.h"
+
+namespace dx7sim {
+
+namespace {
+
+const char* const EXAMPLES =
+    "Examples:\n"
+    "  dx7-device --pty /tmp/dx7\n"
+    "      a device as station 1 on a pseudo-terminal; clients open /tmp/dx7\n"
+    "  dx7-device --tcp 8888 --stations 1,2,9 --baud 9600\n"
+    "      three stations, RTU frames over TCP on the loopback interface, at the pace of 9600 baud\n"
+    "  dx7-device --pty /tmp/dx7 --fault drop=0.01,corrupt=0.01,late=0.02 --seed 7\n"
+    "      a flaky line, flaky in the same way every time\n"
+    "  dx7-device --pty /tmp/dx7 --values start.toml\n"
+    "      with values to start from, as \"F:3.0.25\" = 500 in a table [values]\n"
+    "\n"
+    "Commands on standard input: set TYPE:ADDRESS[@STATION]=VALUE, get TYPE:ADDRESS[@STATION], silence "
+    "STATION,\n"
+    "revive STATION, summary, help, quit.\n"
+    "Exit codes: 0 ended by quit or a signal, 1 the line failed, 2 wrong usage or a line that cannot be "
+    "opened.\n";
+
+/// What needs more than CLI11 to be checked.
+struct RawTexts {
+    std::string station;
+    std::string stations;
+    std::vector<std::string> faults;
+    std::string parity = "none";
+    int lateMs = 500;
+};
+
+void addLineOptions(CLI::App& app, Options& options, RawTexts& raw) {
+    auto* const line = app.add_option_group("Line", "Where the device is found; exactly one of these");
+    line->add_option("--pty", options.pty, "Make a pseudo-terminal and PATH a symbolic link to it")
+        ->type_name("PATH");
+    line->add_option("--tcp", options.tcpPort, "RTU frames over TCP on this port, 0 for any free one")
+        ->type_name("PORT")
+        ->check(CLI::Range(0, 65535));
+    line->add_option("--serial", options.serial, "Use a serial port")->type_name("DEVICE");
+    line->require_option(1);
+    app.add_option("--bind", options.bindAddress, "Listen on this address with --tcp")
+        ->type_name("ADDRESS")
+        ->capture_default_str();
+    app.add_option(
+           "--baud", options.baud,
+           "Speed of the serial port (default 9600); with --pty and --tcp: pace bytes as a line of this "
+           "speed would (default: no pacing)")
+        ->type_name("N")
+        ->check(CLI::Range(300, 4000000));
+    app.add_option("--parity", raw.parity, "Parity: none, even or odd")
+        ->type_name("NAME")
+        ->check(CLI::IsMember({"none", "even", "odd"}))
+        ->capture_default_str();
+    app.add_option("--stop-bits", options.serialSettings.stopBits, "Stop bits: 1 or 2")
+        ->type_name("N")
+        ->check(CLI::Range(1, 2))
+        ->capture_default_str();
+}
+
+void addDeviceOptions(CLI::App& app, Options& options, RawTexts& raw) {
+    auto* const station =
+        app.add_option("--station", raw.station, "The station simulated, 1 to 247 (default 1)");
+    station->type_name("N");
+    app.add_option("--stations", raw.stations, "Several stations, as 1,2,9")
+        ->type_name("LIST")
+        ->excludes(station);
+    app.add_option("--values", options.valuesFile, "Values to start from, a TOML file")->type_name("FILE");
+    app.add_option("--fault", raw.faults,
+                   "Faults to make, as drop=0.01,late=0.1: a share from 0 to 1 of the replies each for drop, "
+                   "exception, truncate, corrupt, foreign and late; and silent=STATION")
+        ->type_name("LIST")
+        ->allow_extra_args(false);
+    app.add_option("--seed", options.seed, "The faults of this seed are the same every time")
+        ->type_name("N")
+        ->capture_default_str();
+    app.add_option("--late-by", raw.lateMs, "How late a late reply is")
+        ->type_name("MS")
+        ->check(CLI::Range(1, 60000))
+        ->capture_default_str();
+    app.add_flag("--trace", options.trace, "Show every request and reply on standard error");
+}
+
+/// Throws UsageError.
+void settle(Options& options, const RawTexts& raw) {
+    if (!raw.station.empty()) {
+        options.stations = {parseStation(raw.station)};
+    }
+    if (!raw.stations.empty()) {
+        options.stations = parseStations(raw.stations);
+    }
+    for (const std::string& faults : raw.faults) {
+        parseFaults(faults, options.faults);
+    }
+    options.lateBy = std::chrono::milliseconds(raw.lateMs);
+    options.serialSettings.baud = options.baud.value_or(options.serialSettings.baud);
+    options.serialSettings.parity = raw.parity == "none" ? 'N' : raw.parity == "even" ? 'E' : 'O';
+}
+
+}  // namespace
+
+CommandLine parseCommandLine(int argc, const char* const* argv) {
+    CLI::App app("A simulated field device that answers Modbus RTU requests.", "dx7-device");
+    app.set_version_flag("--version", "dx7-device " DX7_VERSION);
+    app.footer(EXAMPLES);
+    Options options;
+    RawTexts raw;
+    addLineOptions(app, options, raw);
+    addDeviceOptions(app, options, raw);
+    try {
+        app.parse(argc, argv);
+        settle(options, raw);
+    } catch (const CLI::ParseError& error) {
+        if (error.get_exit_code() == 0) {
+            app.exit(error);
+            return {std::nullopt, EXIT_DONE};
+        }
+        std::cerr << "dx7-device: " << error.what() << " (--help shows what can be asked)\n";
+        return {std::nullopt, EXIT_WRONG_USAGE};
+    } catch (const UsageError& error) {
+        std::cerr << "dx7-device: " << error.what() << '\n';
+        return {std::nullopt, EXIT_WRONG_USAGE};
+    }
+    return {options, EXIT_DONE};
+}
+
+}  // namespace dx7sim

@@ -1,0 +1,99 @@
+/// \file
+/// Where each of the device's fifteen register types lives among its Modbus coils, inputs and registers.
+///
+/// Parameters (F) are read at 0xF0 + group and written at 0xE0 + group; the low byte of the register number
+/// is the index 0..55 as packed decimal, so 25 is 0x25. Register numbers between the decades (0x0A..0x0F,
+/// 0x1A..0x1F, ...) do not exist, and a quantity counts register numbers: a request that runs from one decade
+/// into the next touches such a number and is refused.
+///
+/// The blocks of coils (0x1000..0x107F) and discrete inputs (0x1100..0x113F) are backed as a whole for
+/// reading: bits between and behind the assigned ones read as 0. Writing them is refused. Registers have no
+/// such padding.
+#ifndef DX7_DEVICE_REGISTER_MAP_H
+#define DX7_DEVICE_REGISTER_MAP_H
+
+#include <cstdint>
+#include <map>
+#include <optional>
+#include <string>
+#include <utility>
+
+namespace dx7sim {
+
+enum class RegisterType { CW_bit, SW_bit, DO, RO, SDO, DI, AI, FIN, F, D, DE, CW, SW, MOD, FAS };
+
+/// The four Modbus tables, and none for the status byte, which has a function code of its own.
+enum class Table { Coils, DiscreteInputs, InputRegisters, HoldingRegisters, None };
+
+enum : int { REGISTER_TYPES = 15, GROUP_ITEMS = 56 };
+
+/// What the device knows about one register type.
+struct TypeInfo {
+    RegisterType type;
+    const char* name;
+    int lowest;   ///< Lowest address.
+    int highest;  ///< Highest address; grouped types count 56 x group + index.
+    Table table;
+    bool writable;  ///< Over the line.
+    bool grouped;   ///< Addresses are written group.sub.index.
+};
+
+/// Information on `type`.
+const TypeInfo& typeInfo(RegisterType type);
+/// The type of this exact name, if there is one.
+std::optional<RegisterType> typeByName(const std::string& name);
+/// Whether items of the type are single bits.
+bool isBit(RegisterType type);
+
+/// One item of the device: a register type and an address within it.
+struct Item {
+    RegisterType type;
+    int address;
+};
+
+inline bool operator==(const Item& a, const Item& b) {
+    return a.type == b.type && a.address == b.address;
+}
+
+/// Consecutive register numbers that one request may cover.
+struct Span {
+    std::uint16_t start;
+    std::uint16_t count;
+};
+
+/// The index 0..99 with its tens in the high and its ones in the low four bits.
+std::uint8_t packedDecimal(int index);
+
+/// The number an item is read at, or none (FAS, and addresses the type does not have).
+std::optional<std::uint16_t> readPlace(const Item& item);
+/// The number an item is written at, or none when it cannot be written over the line.
+std::optional<std::uint16_t> writePlace(const Item& item);
+
+/// All places of the device, looked up from the line's side. Immutable.
+class RegisterMap {
+public:
+    /// The one map of the device.
+    static const RegisterMap& instance();
+
+    /// The item read at `number` of `table`; none for padding and for what does not exist. 0x1203 is both AI
+    /// 3 and FIN 0 and is found as AI 3.
+    std::optional<Item> readAt(Table table, std::uint16_t number) const;
+    std::optional<Item> writtenAt(Table table, std::uint16_t number) const;
+
+    /// The longest run of readable (writable) numbers around `number`; none when `number` itself is not.
+    std::optional<Span> readableSpan(Table table, std::uint16_t number) const;
+    std::optional<Span> writableSpan(Table table, std::uint16_t number) const;
+
+private:
+    using Places = std::map<std::pair<Table, int>, Item>;
+
+    RegisterMap();
+    static std::optional<Span> spanAround(const Places& places, Table table, int number);
+
+    Places m_reads;
+    Places m_writes;
+};
+
+}  // namespace dx7sim
+
+#endif

@@ -1,0 +1,83 @@
+#include <fcntl.h>
+#include <termios.h>
+
+#include <map>
+
+#include "descriptor.h"
+#include "line.h"
+#include "usage_error.h"
+
+namespace dx7sim {
+
+namespace {
+
+const std::map<int, speed_t> SPEEDS = {{1200, B1200},   {2400, B2400},     {4800, B4800},
+                                       {9600, B9600},   {19200, B19200},   {38400, B38400},
+                                       {57600, B57600}, {115200, B115200}, {230400, B230400}};
+
+speed_t speedOf(int baud) {
+    const auto found = SPEEDS.find(baud);
+    if (found != SPEEDS.end()) {
+        return found->second;
+    }
+    std::string known;
+    for (const auto& entry : SPEEDS) {
+        known += (known.empty() ? "" : ", ") + std::to_string(entry.first);
+    }
+    throw UsageError("a serial port cannot run at " + std::to_string(baud) + " baud: use one of " + known);
+}
+
+class SerialLine : public Line {
+public:
+    SerialLine(const std::string& path, const SerialSettings& settings);
+
+    std::vector<int> descriptors() const override { return {m_port.get()}; }
+    LineInput receive() override;
+    void send(const Bytes& bytes) override { writeAvailable(m_port.get(), bytes); }
+    std::string name() const override { return m_path; }
+
+private:
+    std::string m_path;
+    Descriptor m_port;
+};
+
+SerialLine::SerialLine(const std::string& path, const SerialSettings& settings) : m_path(path) {
+    const speed_t speed = speedOf(settings.baud);
+    m_port = Descriptor(::open(path.c_str(), O_RDWR | O_NOCTTY | O_NONBLOCK | O_CLOEXEC));
+    if (!m_port.isOpen()) {
+        throw UsageError("cannot open the serial port \"" + path + "\": " + errnoText());
+    }
+    termios line{};
+    if (::tcgetattr(m_port.get(), &line) != 0) {
+        throw UsageError("\"" + path + "\" is no serial port: " + errnoText());
+    }
+    ::cfmakeraw(&line);
+    ::cfsetspeed(&line, speed);
+    line.c_cflag &= ~static_cast<tcflag_t>(CSTOPB | PARENB | PARODD | CRTSCTS);
+    line.c_cflag |= CREAD | CLOCAL;
+    line.c_cc[VMIN] = 1;  // So that a read of 0 bytes means that the port is gone.
+    line.c_cc[VTIME] = 0;
+    line.c_cflag |= settings.stopBits == 2 ? CSTOPB : 0U;
+    line.c_cflag |= settings.parity == 'N' ? 0U : PARENB;
+    line.c_cflag |= settings.parity == 'O' ? PARODD : 0U;
+    if (::tcsetattr(m_port.get(), TCSANOW, &line) != 0) {
+        throw UsageError("the serial port \"" + path + "\" refuses its settings: " + errnoText());
+    }
+    ::tcflush(m_port.get(), TCIOFLUSH);
+}
+
+LineInput SerialLine::receive() {
+    LineInput input;
+    if (readAvailable(m_port.get(), input.bytes) != ReadEnd::NothingMore) {
+        throw LineError("the serial port " + m_path + " is gone");
+    }
+    return input;
+}
+
+}  // namespace
+
+std::unique_ptr<Line> openSerial(const std::string& path, const SerialSettings& settings) {
+    return std::make_unique<SerialLine>(path, settings);
+}
+
+}  // namespace dx7sim

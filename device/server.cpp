@@ -1,0 +1,158 @@
+#include "server.h"
+
+#include <unistd.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <iomanip>
+#include <iostream>
+#include <sstream>
+
+#include "commands.h"
+
+namespace dx7sim {
+
+namespace {
+
+/// Silence that ends a damaged request. A line's own 3.5 characters would be too short for programs that
+/// share a processor, and for adapters that hand bytes over in batches.
+constexpr Time SHORTEST_SILENCE = std::chrono::milliseconds(20);
+
+}  // namespace
+
+Server::Server(Device& device, Line& line, const LineTiming& timing, int signals, bool traceFrames)
+    : m_device(device),
+      m_line(line),
+      m_timing(timing),
+      m_signals(signals),
+      m_trace(traceFrames),
+      m_start(std::chrono::steady_clock::now()),
+      m_framing(timing.charTime, std::max(SHORTEST_SILENCE, timing.turnaround)),
+      m_pacing(timing.charTime) {}
+
+std::string Server::summary() const {
+    return summaryText(m_device.statistics(), m_framing.droppedBytes());
+}
+
+Time Server::now() const {
+    return std::chrono::steady_clock::now() - m_start;
+}
+
+void Server::run() {
+    while (!m_ending) {
+        std::vector<pollfd> waitedFor{{m_signals, POLLIN, 0},
+                                      {m_commandsOpen ? STDIN_FILENO : -1, POLLIN, 0}};
+        for (const int descriptor : m_line.descriptors()) {
+            waitedFor.push_back({descriptor, POLLIN, 0});
+        }
+        wait(waitedFor);
+        if (waitedFor[0].revents != 0) {
+            return;
+        }
+        const bool lineReady = std::any_of(waitedFor.begin() + 2, waitedFor.end(),
+                                           [](const pollfd& one) { return one.revents != 0; });
+        if (lineReady) {
+            receive();
+        }
+        if (const auto frame = m_framing.silence(now())) {
+            carryOut(*frame);
+        }
+        const Bytes due = m_pacing.due(now());
+        if (!due.empty()) {
+            m_line.send(due);
+        }
+        if (waitedFor[1].revents != 0) {
+            readCommands();
+        }
+    }
+}
+
+void Server::wait(std::vector<pollfd>& waitedFor) const {
+    const Time current = now();
+    std::optional<Time> until = m_framing.deadline();
+    if (const auto due = m_pacing.nextDue(current)) {
+        until = until ? std::min(*until, *due) : *due;
+    }
+    timespec timeout{};
+    if (until) {
+        const Time left = std::max(Time(), *until - current);
+        const auto seconds = std::chrono::duration_cast<std::chrono::seconds>(left);
+        timeout.tv_sec = seconds.count();
+        timeout.tv_nsec = (left - seconds).count();
+    }
+    if (::ppoll(waitedFor.data(), waitedFor.size(), until ? &timeout : nullptr, nullptr) < 0) {
+        std::for_each(waitedFor.begin(), waitedFor.end(), [](pollfd& one) { one.revents = 0; });
+    }
+}
+
+void Server::receive() {
+    const LineInput input = m_line.receive();
+    if (input.newClient) {
+        forgetClient();
+    }
+    if (!input.bytes.empty()) {
+        for (const ReceivedFrame& frame : m_framing.take(input.bytes, now())) {
+            carryOut(frame);
+        }
+    }
+    if (input.clientGone) {
+        forgetClient();
+    }
+}
+
+void Server::carryOut(const ReceivedFrame& frame) {
+    trace("request", frame.bytes);
+    for (const Outgoing& outgoing : m_device.handle(frame.bytes, now())) {
+        trace("reply  ", outgoing.bytes);
+        m_pacing.queue(outgoing.bytes, frame.complete + m_timing.turnaround, outgoing.pause);
+    }
+}
+
+void Server::forgetClient() {
+    m_framing.reset();
+    m_pacing.clear();
+}
+
+void Server::readCommands() {
+    char chunk[512];
+    const ssize_t count = ::read(STDIN_FILENO, chunk, sizeof chunk);
+    if (count > 0) {
+        m_typed.append(chunk, static_cast<std::size_t>(count));
+        runCommands();
+    } else if (count == 0 || (errno != EINTR && errno != EAGAIN)) {
+        // The end of the commands is not the end of the device: it runs on in the background.
+        m_commandsOpen = false;
+    }
+}
+
+void Server::runCommands() {
+    enum : std::size_t { LONGEST_LINE = 4096 };
+    for (std::size_t end = m_typed.find('\n'); end != std::string::npos && !m_ending;
+         end = m_typed.find('\n')) {
+        const CommandResult result =
+            runCommand(m_typed.substr(0, end), m_device, now(), m_framing.droppedBytes());
+        m_typed.erase(0, end + 1);
+        std::cout << result.answer << std::flush;
+        m_ending = result.quit;
+    }
+    if (m_typed.size() > LONGEST_LINE) {
+        m_typed.clear();
+        std::cout << "error: a command of more than " << int(LONGEST_LINE) << " characters was dropped\n"
+                  << std::flush;
+    }
+}
+
+void Server::trace(const char* direction, const Bytes& bytes) const {
+    if (!m_trace) {
+        return;
+    }
+    std::ostringstream text;
+    text << std::fixed << std::setprecision(6) << std::chrono::duration<double>(now()).count() << ' '
+         << direction << std::hex << std::uppercase << std::setfill('0');
+    for (const std::uint8_t byte : bytes) {
+        text << ' ' << std::setw(2) << static_cast<unsigned>(byte);
+    }
+    std::cerr << text.str() + "\n";
+}
+
+}  // namespace dx7sim

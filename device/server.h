@@ -1,0 +1,56 @@
+/// \file
+/// The loop that joins line, stations and command channel. It waits without polling.
+#ifndef DX7_DEVICE_SERVER_H
+#define DX7_DEVICE_SERVER_H
+
+#include <poll.h>
+
+#include <chrono>
+#include <string>
+#include <vector>
+
+#include "device.h"
+#include "framing.h"
+#include "line.h"
+#include "pacing.h"
+
+namespace dx7sim {
+
+class Server {
+public:
+    /// `timing` is all zero for a line whose bytes take no time of their own. `signals` is a signalfd whose
+    /// signals end the loop. `trace` shows every frame on standard error.
+    Server(Device& device, Line& line, const LineTiming& timing, int signals, bool trace);
+
+    /// Runs until a signal or "quit". Throws LineError when the line fails.
+    void run();
+
+    /// What the device saw.
+    std::string summary() const;
+
+private:
+    Time now() const;
+    void wait(std::vector<pollfd>& waitedFor) const;
+    void receive();
+    void carryOut(const ReceivedFrame& frame);
+    void readCommands();
+    void runCommands();
+    void forgetClient();
+    void trace(const char* direction, const Bytes& bytes) const;
+
+    Device& m_device;
+    Line& m_line;
+    LineTiming m_timing;
+    int m_signals;
+    bool m_trace;
+    std::chrono::steady_clock::time_point m_start;
+    Framing m_framing;
+    Pacing m_pacing;
+    std::string m_typed;
+    bool m_commandsOpen = true;
+    bool m_ending = false;
+};
+
+}  // namespace dx7sim
+
+#endif

@@ -1,0 +1,34 @@
+/// \file
+/// What the device saw and did.
+#ifndef DX7_DEVICE_STATISTICS_H
+#define DX7_DEVICE_STATISTICS_H
+
+#include <array>
+#include <cstddef>
+#include <map>
+#include <string>
+
+#include "faults.h"
+
+namespace dx7sim {
+
+struct StationStatistics {
+    std::map<int, std::size_t> requests;    ///< By function code; those left unanswered included.
+    std::map<int, std::size_t> exceptions;  ///< Replies by exception code; those made as faults not included.
+    std::size_t unanswered = 0;             ///< Requests that came while the station was silent.
+};
+
+struct Statistics {
+    std::map<int, StationStatistics> stations;
+    std::map<int, std::size_t> broadcasts;  ///< By function code.
+    std::size_t otherStations = 0;          ///< Requests to stations that are not simulated.
+    std::size_t refused = 0;                ///< Whole frames that the engine did not take for requests.
+    std::array<std::size_t, FAULT_KINDS> faults{};
+};
+
+/// The summary shown at the end; several lines, each ended. `droppedBytes` arrived but belonged to no frame.
+std::string summaryText(const Statistics& statistics, std::size_t droppedBytes);
+
+}  // namespace dx7sim
+
+#endif

@@ -1,0 +1,108 @@
+#include "values_file.h"
+
+#include <toml++/toml.h>
+#include <algorithm>
+#include <cerrno>
+#include <fstream>
+#include <sstream>
+#include <system_error>
+
+#include "usage_error.h"
+
+namespace dx7sim {
+
+namespace {
+
+class ValuesReader {
+public:
+    ValuesReader(const std::string& name, const std::vector<int>& stations)
+        : m_name(name), m_stations(stations) {}
+
+    std::vector<InitialValue> read(const toml::table& document) const;
+
+private:
+    [[noreturn]] void fail(const toml::source_region& place, const std::string& what) const;
+    InitialValue readValue(const toml::key& key, const toml::node& node) const;
+
+    const std::string& m_name;
+    const std::vector<int>& m_stations;
+};
+
+void ValuesReader::fail(const toml::source_region& place, const std::string& what) const {
+    throw UsageError(m_name + ":" + std::to_string(place.begin.line) + ":" +
+                     std::to_string(place.begin.column) + ": " + what);
+}
+
+std::vector<InitialValue> ValuesReader::read(const toml::table& document) const {
+    std::vector<InitialValue> values;
+    for (const auto& [key, node] : document) {
+        if (key.str() != "values" || !node.is_table()) {
+            fail(key.source(),
+                 "\"" + std::string(key.str()) + "\" is not expected here: write a table [values]");
+        }
+        for (const auto& [item, value] : *node.as_table()) {
+            values.push_back(readValue(item, value));
+        }
+    }
+    std::stable_sort(values.begin(), values.end(), [](const InitialValue& a, const InitialValue& b) {
+        return !a.target.station && b.target.station;
+    });
+    return values;
+}
+
+InitialValue ValuesReader::readValue(const toml::key& key, const toml::node& node) const {
+    InitialValue result{};
+    try {
+        result.target = parseTarget(std::string(key.str()));
+    } catch (const UsageError& error) {
+        fail(key.source(), error.what());
+    }
+    const auto station = result.target.station;
+    if (station && std::find(m_stations.begin(), m_stations.end(), *station) == m_stations.end()) {
+        fail(key.source(), "station " + std::to_string(*station) + " is not simulated");
+    }
+    const RegisterType type = result.target.item.type;
+    try {
+        if (node.is_integer()) {
+            const long long value = node.as_integer()->get();
+            result.value = checkValue(type, value, std::to_string(value));
+        } else if (node.is_boolean() && isBit(type)) {
+            result.value = node.as_boolean()->get() ? 1 : 0;
+        } else {
+            fail(node.source(), std::string("this is no value for ") + typeInfo(type).name +
+                                    ": write a whole number" + (isBit(type) ? " 0 or 1, true or false" : ""));
+        }
+    } catch (const UsageError& error) {
+        const std::string what = error.what();
+        if (what.rfind(m_name + ":", 0) == 0) {
+            throw;
+        }
+        fail(node.source(), what);
+    }
+    return result;
+}
+
+}  // namespace
+
+std::vector<InitialValue> parseValues(const std::string& text, const std::string& name,
+                                      const std::vector<int>& stations) {
+    try {
+        return ValuesReader(name, stations).read(toml::parse(text));
+    } catch (const toml::parse_error& error) {
+        const toml::source_position at = error.source().begin;
+        throw UsageError(name + ":" + std::to_string(at.line) + ":" + std::to_string(at.column) + ": " +
+                         std::string(error.description()));
+    }
+}
+
+std::vector<InitialValue> readValuesFile(const std::string& path, const std::vector<int>& stations) {
+    std::ifstream file(path);
+    std::ostringstream text;
+    if (!file || !(text << file.rdbuf())) {
+        throw UsageError("cannot read the values file \"" + path +
+                         "\": " + std::generic_category().message(errno));
+    }
+    return parseValues(text.str(), path, stations);
+}
+
+}  // namespace dx7sim

@@ -1,0 +1,85 @@
+#include "window.h"
+
+namespace dx7sim {
+
+namespace {
+
+Table tableOf(int functionCode) {
+    switch (functionCode) {
+        case MODBUS_FC_READ_COILS:
+        case MODBUS_FC_WRITE_SINGLE_COIL:
+        case MODBUS_FC_WRITE_MULTIPLE_COILS:
+            return Table::Coils;
+        case MODBUS_FC_READ_DISCRETE_INPUTS:
+            return Table::DiscreteInputs;
+        case MODBUS_FC_READ_INPUT_REGISTERS:
+            return Table::InputRegisters;
+        default:
+            return Table::HoldingRegisters;
+    }
+}
+
+}  // namespace
+
+Window::Window(const Bytes& request, const Model& model, Time now)
+    : m_isWrite(request[1] > MODBUS_FC_READ_INPUT_REGISTERS), m_table(tableOf(request[1])) {
+    const RegisterMap& map = RegisterMap::instance();
+    const std::uint16_t start = static_cast<std::uint16_t>(request[2] << 8 | request[3]);
+    const auto span = m_isWrite ? map.writableSpan(m_table, start) : map.readableSpan(m_table, start);
+    if (span) {
+        m_span = *span;
+        fill(model, now);
+    }
+    attach();
+}
+
+void Window::fill(const Model& model, Time now) {
+    const RegisterMap& map = RegisterMap::instance();
+    for (int offset = 0; offset < m_span.count; ++offset) {
+        const std::uint16_t number = static_cast<std::uint16_t>(m_span.start + offset);
+        m_items.push_back(m_isWrite ? map.writtenAt(m_table, number) : map.readAt(m_table, number));
+        m_before.push_back(m_items.back() ? model.value(*m_items.back(), now) : std::uint16_t(0));
+    }
+    m_words = m_before;
+    m_bits.assign(m_before.begin(), m_before.end());
+}
+
+void Window::attach() {
+    switch (m_table) {
+        case Table::Coils:
+            m_mapping.start_bits = m_span.start;
+            m_mapping.nb_bits = m_span.count;
+            m_mapping.tab_bits = m_bits.data();
+            break;
+        case Table::DiscreteInputs:
+            m_mapping.start_input_bits = m_span.start;
+            m_mapping.nb_input_bits = m_span.count;
+            m_mapping.tab_input_bits = m_bits.data();
+            break;
+        case Table::InputRegisters:
+            m_mapping.start_input_registers = m_span.start;
+            m_mapping.nb_input_registers = m_span.count;
+            m_mapping.tab_input_registers = m_words.data();
+            break;
+        case Table::HoldingRegisters:
+        case Table::None:
+            m_mapping.start_registers = m_span.start;
+            m_mapping.nb_registers = m_span.count;
+            m_mapping.tab_registers = m_words.data();
+            break;
+    }
+}
+
+std::uint16_t Window::current(std::size_t offset) const {
+    return m_table == Table::Coils ? m_bits[offset] : m_words[offset];
+}
+
+void Window::storeWritten(Model& model, Time now) const {
+    for (std::size_t offset = 0; m_isWrite && offset < m_items.size(); ++offset) {
+        if (current(offset) != m_before[offset]) {
+            model.set(*m_items[offset], current(offset), now);
+        }
+    }
+}
+
+}  // namespace dx7sim

@@ -1,0 +1,47 @@
+/// \file
+/// The part of the register map that one request may touch, in the form libmodbus works on.
+#ifndef DX7_DEVICE_WINDOW_H
+#define DX7_DEVICE_WINDOW_H
+
+#include <modbus/modbus.h>
+
+#include <optional>
+#include <vector>
+
+#include "crc16.h"
+#include "device_time.h"
+#include "model.h"
+
+namespace dx7sim {
+
+/// Values copied out of the model for one request, and the way back for what it wrote.
+class Window {
+public:
+    /// Shows the run of numbers around the start of `request` (function codes 1 to 6, 15, 16; at least 4
+    /// bytes) that may be read or, for a write, written. Empty when the start is outside the map.
+    Window(const Bytes& request, const Model& model, Time now);
+
+    /// Valid as long as the window.
+    modbus_mapping_t* mapping() { return &m_mapping; }
+
+    /// Carries over to `model` what a write changed.
+    void storeWritten(Model& model, Time now) const;
+
+private:
+    void fill(const Model& model, Time now);
+    void attach();
+    std::uint16_t current(std::size_t offset) const;
+
+    bool m_isWrite;
+    Table m_table;
+    Span m_span{0, 0};
+    std::vector<std::optional<Item>> m_items;
+    std::vector<std::uint16_t> m_before;
+    std::vector<std::uint16_t> m_words;
+    std::vector<std::uint8_t> m_bits;
+    modbus_mapping_t m_mapping{};
+};
+
+}  // namespace dx7sim
+
+#endif

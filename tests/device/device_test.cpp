@@ -1,0 +1,132 @@
+// Several stations, silence, broadcasts, faults and counts.
+#include "device.h"
+
+#include <gtest/gtest.h>
+
+#include "frames.h"
+#include "usage_error.h"
+
+namespace {
+
+using namespace dx7sim;
+
+constexpr Time AT_START{};
+constexpr Time LATE_BY = std::chrono::milliseconds(300);
+
+const Bytes READ_MODE = withCrc({1, 3, 0x13, 0x01, 0, 1});
+const Bytes MODE = withCrc({1, 3, 2, 0, 0});
+
+FaultPlan always(const std::string& fault) {
+    FaultPlan plan;
+    parseFaults(fault + "=1", plan);
+    return plan;
+}
+
+std::size_t faults(const Device& device, Fault fault) {
+    return device.statistics().faults[static_cast<std::size_t>(fault)];
+}
+
+TEST(Device, AnswersForEachOfItsStations) {
+    Device device({1, 9}, {}, 1, LATE_BY);
+    device.handle(withCrc({9, 6, 0x13, 0x01, 0, 5}), AT_START);
+    EXPECT_EQ(device.handle(READ_MODE, AT_START).at(0).bytes, MODE);
+    EXPECT_EQ(device.handle(withCrc({9, 3, 0x13, 0x01, 0, 1}), AT_START).at(0).bytes,
+              withCrc({9, 3, 2, 0, 5}));
+}
+
+TEST(Device, IgnoresOtherStations) {
+    Device device({1}, {}, 1, LATE_BY);
+    EXPECT_TRUE(device.handle(withCrc({2, 3, 0x13, 0x01, 0, 1}), AT_START).empty());
+    EXPECT_EQ(device.statistics().otherStations, 1U);
+    EXPECT_EQ(device.handle(READ_MODE, AT_START).at(0).bytes, MODE)
+        << "the reply of station 2 is not awaited";
+}
+
+TEST(Device, CarriesOutABroadcastAtEveryStation) {
+    Device device({1, 9}, {}, 1, LATE_BY);
+    EXPECT_TRUE(device.handle(withCrc({0, 6, 0x13, 0x01, 0, 5}), AT_START).empty());
+    const std::map<int, std::uint16_t> both{{1, 5}, {9, 5}};
+    EXPECT_EQ(device.values({{RegisterType::MOD, 1}, {}}, AT_START), both);
+    EXPECT_EQ(device.statistics().broadcasts.at(6), 1U);
+}
+
+TEST(Device, LetsAStationFallSilentAndComeBack) {
+    Device device({1, 2}, {}, 1, LATE_BY);
+    device.setSilent(1, true);
+    EXPECT_TRUE(device.handle(READ_MODE, AT_START).empty());
+    EXPECT_EQ(device.handle(withCrc({2, 7}), AT_START).size(), 1U);
+    device.setSilent(1, false);
+    EXPECT_EQ(device.handle(READ_MODE, AT_START).size(), 1U);
+    EXPECT_EQ(device.statistics().stations.at(1).unanswered, 1U);
+    EXPECT_EQ(device.statistics().stations.at(1).requests.at(3), 2U);
+}
+
+TEST(Device, StartsWithSilentStations) {
+    FaultPlan plan;
+    plan.silent = {1};
+    Device device({1, 2}, plan, 1, LATE_BY);
+    EXPECT_TRUE(device.handle(READ_MODE, AT_START).empty());
+    plan.silent = {3};
+    EXPECT_THROW(Device({1, 2}, plan, 1, LATE_BY), UsageError);
+}
+
+TEST(Device, CountsExceptions) {
+    Device device({1}, {}, 1, LATE_BY);
+    device.handle(withCrc({1, 3, 0, 0, 0, 1}), AT_START);
+    device.handle(withCrc({1, 9, 0, 0}), AT_START);
+    const std::map<int, std::size_t> expected{{1, 1}, {2, 1}};
+    EXPECT_EQ(device.statistics().stations.at(1).exceptions, expected);
+}
+
+TEST(Device, CountsFramesThatAreNoRequests) {
+    Device device({1}, {}, 1, LATE_BY);
+    EXPECT_TRUE(device.handle(withCrc({1, 3, 0x13, 0x01, 0, 1, 0}), AT_START).empty());
+    EXPECT_EQ(device.statistics().refused, 1U);
+}
+
+TEST(DeviceFaults, DropAReply) {
+    Device device({1}, always("drop"), 1, LATE_BY);
+    EXPECT_TRUE(device.handle(withCrc({1, 6, 0x13, 0x01, 0, 5}), AT_START).empty());
+    EXPECT_EQ(device.values({{RegisterType::MOD, 1}, {}}, AT_START).at(1), 5) << "the request is carried out";
+    EXPECT_EQ(faults(device, Fault::Drop), 1U);
+}
+
+TEST(DeviceFaults, AnswerWithAnExceptionInstead) {
+    Device device({1}, always("exception"), 1, LATE_BY);
+    const auto sent = device.handle(withCrc({1, 6, 0x13, 0x01, 0, 5}), AT_START);
+    ASSERT_EQ(sent.size(), 1U);
+    EXPECT_EQ(sent[0].bytes.size(), 5U);
+    EXPECT_EQ(sent[0].bytes[1], 0x86);
+    EXPECT_EQ(device.values({{RegisterType::MOD, 1}, {}}, AT_START).at(1), 0)
+        << "the request is not carried out";
+    EXPECT_TRUE(device.statistics().stations.at(1).exceptions.empty());
+}
+
+TEST(DeviceFaults, TruncateAndCorrupt) {
+    Device shortened({1}, always("truncate"), 1, LATE_BY);
+    EXPECT_LT(shortened.handle(READ_MODE, AT_START).at(0).bytes.size(), MODE.size());
+    Device wrong({1}, always("corrupt"), 1, LATE_BY);
+    const Bytes reply = wrong.handle(READ_MODE, AT_START).at(0).bytes;
+    EXPECT_EQ(reply.size(), MODE.size());
+    EXPECT_FALSE(endsInGoodCrc(reply, reply.size()));
+}
+
+TEST(DeviceFaults, PutAForeignReplyBeforeTheRightOne) {
+    Device device({1}, always("foreign"), 1, LATE_BY);
+    const auto sent = device.handle(READ_MODE, AT_START);
+    ASSERT_EQ(sent.size(), 2U);
+    EXPECT_NE(sent[0].bytes, MODE);
+    EXPECT_EQ(sent[0].bytes.size(), MODE.size());
+    EXPECT_EQ(sent[1].bytes, MODE);
+    EXPECT_GT(sent[1].pause, Time());
+}
+
+TEST(DeviceFaults, SendLate) {
+    Device device({1}, always("late"), 1, LATE_BY);
+    const auto sent = device.handle(READ_MODE, AT_START);
+    ASSERT_EQ(sent.size(), 1U);
+    EXPECT_EQ(sent[0].bytes, MODE);
+    EXPECT_EQ(sent[0].pause, LATE_BY);
+}
+
+}  // namespace

@@ -1,0 +1,98 @@
+// Requests out of bytes: whole, in pieces, joined, damaged.
+#include "framing.h"
+
+#include <gtest/gtest.h>
+
+#include "frames.h"
+
+namespace {
+
+using namespace dx7sim;
+using std::chrono::milliseconds;
+
+const Bytes READ = {0x01, 0x03, 0xF3, 0x25, 0x00, 0x01, 0xA6, 0x85};
+const Bytes STATUS = {0x01, 0x07, 0x41, 0xE2};
+const Bytes WRITE = {0x01, 0x10, 0xE0, 0x10, 0x00, 0x02, 0x04, 0x00, 0x0A, 0x01, 0x02, 0x9B, 0x34};
+
+Bytes joined(const Bytes& a, const Bytes& b) {
+    Bytes both = a;
+    both.insert(both.end(), b.begin(), b.end());
+    return both;
+}
+
+class FramingTest : public testing::Test {
+protected:
+    Framing framing{Time(), milliseconds(20)};
+};
+
+TEST_F(FramingTest, TakesEachLengthAsSoonAsItIsThere) {
+    for (const Bytes& request : {READ, STATUS, WRITE}) {
+        const auto frames = framing.take(request, milliseconds(1));
+        ASSERT_EQ(frames.size(), 1U);
+        EXPECT_EQ(frames[0].bytes, request);
+        EXPECT_FALSE(framing.deadline());
+    }
+}
+
+TEST_F(FramingTest, JoinsPieces) {
+    EXPECT_TRUE(framing.take({WRITE.begin(), WRITE.begin() + 5}, milliseconds(1)).empty());
+    EXPECT_TRUE(framing.take({WRITE.begin() + 5, WRITE.end() - 1}, milliseconds(2)).empty());
+    const auto frames = framing.take({WRITE.back()}, milliseconds(3));
+    ASSERT_EQ(frames.size(), 1U);
+    EXPECT_EQ(frames[0].bytes, WRITE);
+}
+
+TEST_F(FramingTest, PartsRequestsThatArriveTogether) {
+    const auto frames = framing.take(joined(joined(STATUS, READ), {0x01, 0x03}), milliseconds(1));
+    ASSERT_EQ(frames.size(), 2U);
+    EXPECT_EQ(frames[0].bytes, STATUS);
+    EXPECT_EQ(frames[1].bytes, READ);
+    EXPECT_EQ(framing.deadline(), milliseconds(21));
+}
+
+TEST_F(FramingTest, DropsADamagedRequestAtSilence) {
+    Bytes damaged = READ;
+    damaged[3] ^= 1;
+    EXPECT_TRUE(framing.take(damaged, milliseconds(1)).empty());
+    EXPECT_FALSE(framing.silence(milliseconds(20)));
+    EXPECT_EQ(framing.droppedBytes(), 0U);
+    EXPECT_FALSE(framing.silence(milliseconds(21)));
+    EXPECT_EQ(framing.droppedBytes(), 8U);
+    EXPECT_EQ(framing.take(READ, milliseconds(30)).size(), 1U);
+}
+
+TEST_F(FramingTest, TakesAnUnknownFunctionCodeAtSilence) {
+    const Bytes diagnostics = withCrc({0x01, 0x08, 0x00, 0x00, 0x12, 0x34});
+    EXPECT_TRUE(framing.take(diagnostics, milliseconds(1)).empty());
+    const auto frame = framing.silence(milliseconds(21));
+    ASSERT_TRUE(frame);
+    EXPECT_EQ(frame->bytes, diagnostics);
+}
+
+TEST_F(FramingTest, NeverKeepsMoreThanTheLongestFrame) {
+    for (int i = 0; i < 100; ++i) {
+        EXPECT_TRUE(framing.take(Bytes(100, 0x55), milliseconds(i)).empty());
+    }
+    EXPECT_GE(framing.droppedBytes(), 100U * 100U - 256U);
+}
+
+TEST_F(FramingTest, ForgetsWhatAClientLeftBehind) {
+    framing.take({0x01, 0x03}, milliseconds(1));
+    framing.reset();
+    EXPECT_FALSE(framing.deadline());
+    EXPECT_EQ(framing.take(READ, milliseconds(2)).size(), 1U);
+}
+
+TEST(FramingAtASpeed, CountsTheRequestsOwnTimeOnTheLine) {
+    Framing framing(milliseconds(1), milliseconds(20));
+    const auto atOnce = framing.take(READ, milliseconds(100));
+    ASSERT_EQ(atOnce.size(), 1U);
+    EXPECT_EQ(atOnce[0].complete, milliseconds(108));
+
+    framing.take({READ.begin(), READ.begin() + 4}, milliseconds(200));
+    const auto slow = framing.take({READ.begin() + 4, READ.end()}, milliseconds(215));
+    ASSERT_EQ(slow.size(), 1U);
+    EXPECT_EQ(slow[0].complete, milliseconds(215));
+}
+
+}  // namespace
