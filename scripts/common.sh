@@ -70,15 +70,15 @@ install_packages() {
     fail "these packages are still missing: $(missing_packages "${wanted[@]}" | tr '\n' ' ')"
 }
 
-# configure_and_build PRESET [TARGET...]: build/PRESET, everything unless targets are named.
-configure_and_build() {
-    local preset=$1
-    shift
-    cd "$project"
-    cmake --preset "$preset" -DCMAKE_CXX_COMPILER_LAUNCHER=ccache >"$project/build-$preset.log" 2>&1 || {
-        cat "$project/build-$preset.log" >&2
+# configure PRESET FOLDER [CMAKE-OPTION...]: silent unless it fails.
+configure() {
+    local preset=$1 folder=$2 log
+    shift 2
+    log=$(mktemp)
+    if ! (cd "$project" && cmake --preset "$preset" -B "$folder" -DCMAKE_CXX_COMPILER_LAUNCHER=ccache "$@") >"$log" 2>&1; then
+        cat "$log" >&2
+        rm -f "$log"
         fail "configuring the preset '$preset' failed; see above"
-    }
-    rm -f "$project/build-$preset.log"
-    cmake --build --preset "$preset" ${1:+--target "$@"}
+    fi
+    rm -f "$log"
 }
