@@ -47,47 +47,51 @@ enum RegisterKind {
     KIND_UNKNOWN
 };
 
-/// One copy of the text tables per linked image, so that including this header is all that a host or test
+/// The text tables, one copy per linked image, so that including this header is all that a host or test
 /// needs.
 template <typename Unused>
-struct RegisterTexts {
-    static const QString list[REG_TYPE_COUNT];
-    static const QString description[REG_TYPE_COUNT * REG_COLUMN_COUNT];
+class RegisterTexts {
+public:
+    QString list[REG_TYPE_COUNT];
+    QString description[REG_TYPE_COUNT * REG_COLUMN_COUNT];
+
+    static const RegisterTexts all;
 
 private:
-    static QString text(const char* latin1) { return QString::fromLatin1(latin1); }
+    RegisterTexts() {
+        static const char* const ROWS[REG_TYPE_COUNT][1 + REG_COLUMN_COUNT] = {
+            {"CW_bit", "ddd", "0", "15", "0", "1"},
+            {"SW_bit", "ddd", "0", "15", "0", "0"},
+            {"DO", "ddd", "1", "2", "0", "1"},
+            {"RO", "ddd", "1", "1", "0", "1"},
+            {"SDO", "ddd", "1", "8", "0", "1"},
+            {"DI", "ddd", "1", "6", "0", "0"},
+            {"AI", "ddd", "0", "3", "1", "0"},
+            {"FIN", "ddd", "0", "0", "1", "0"},
+            {"F", "h.h.dd", "0.0.00", "F.#.55", "1", "1"},
+            {"D", "h.h.dd", "0.0.00", "1.#.55", "1", "0"},
+            {"DE", "dd", "0", "55", "1", "0"},
+            {"CW", "ddd", "0", "0", "1", "1"},
+            {"SW", "ddd", "0", "0", "1", "0"},
+            {"MOD", "ddd", "1", "2", "1", "1"},
+            {"FAS", "ddd", "0", "0", "1", "0"}};
+        for (int row = 0; row < REG_TYPE_COUNT; ++row) {
+            list[row] = QString::fromLatin1(ROWS[row][0]);
+            for (int column = 0; column < REG_COLUMN_COUNT; ++column) {
+                description[row * REG_COLUMN_COUNT + column] = QString::fromLatin1(ROWS[row][1 + column]);
+            }
+        }
+    }
 };
 
 template <typename Unused>
-const QString RegisterTexts<Unused>::list[REG_TYPE_COUNT] = {
-    text("CW_bit"), text("SW_bit"), text("DO"), text("RO"), text("SDO"), text("DI"),  text("AI"), text("FIN"),
-    text("F"),      text("D"),      text("DE"), text("CW"), text("SW"),  text("MOD"), text("FAS")};
+const RegisterTexts<Unused> RegisterTexts<Unused>::all;
 
-// clang-format off
-template <typename Unused>
-const QString RegisterTexts<Unused>::description[REG_TYPE_COUNT * REG_COLUMN_COUNT] = {
-    text("ddd"),    text("0"),      text("15"),     text("0"), text("1"),  // CW_bit
-    text("ddd"),    text("0"),      text("15"),     text("0"), text("0"),  // SW_bit
-    text("ddd"),    text("1"),      text("2"),      text("0"), text("1"),  // DO
-    text("ddd"),    text("1"),      text("1"),      text("0"), text("1"),  // RO
-    text("ddd"),    text("1"),      text("8"),      text("0"), text("1"),  // SDO
-    text("ddd"),    text("1"),      text("6"),      text("0"), text("0"),  // DI
-    text("ddd"),    text("0"),      text("3"),      text("1"), text("0"),  // AI
-    text("ddd"),    text("0"),      text("0"),      text("1"), text("0"),  // FIN
-    text("h.h.dd"), text("0.0.00"), text("F.#.55"), text("1"), text("1"),  // F
-    text("h.h.dd"), text("0.0.00"), text("1.#.55"), text("1"), text("0"),  // D
-    text("dd"),     text("0"),      text("55"),     text("1"), text("0"),  // DE
-    text("ddd"),    text("0"),      text("0"),      text("1"), text("1"),  // CW
-    text("ddd"),    text("0"),      text("0"),      text("1"), text("0"),  // SW
-    text("ddd"),    text("1"),      text("2"),      text("1"), text("1"),  // MOD
-    text("ddd"),    text("0"),      text("0"),      text("1"), text("0"),  // FAS
-};
-// clang-format on
-
-static const QString (&REG_LIST)[REG_TYPE_COUNT] = RegisterTexts<void>::list;
+static const QString (&REG_LIST)[REG_TYPE_COUNT] = RegisterTexts<void>::all.list;
 /// Rows of five texts, parallel to REG_LIST: address format, lowest and highest address, kind ("0" bit, "1"
 /// word), writable ("1") or read-only ("0").
-static const QString (&REG_DESCRIPTION)[REG_TYPE_COUNT * REG_COLUMN_COUNT] = RegisterTexts<void>::description;
+static const QString (&REG_DESCRIPTION)[REG_TYPE_COUNT * REG_COLUMN_COUNT] =
+    RegisterTexts<void>::all.description;
 /// Register number of address 0 of each type, parallel to REG_LIST. The entries of AI, F, D, DE, MOD and FAS
 /// stand here for completeness: those types compose their register number otherwise.
 static const int REG_OFFSETADDR[REG_TYPE_COUNT] = {0x1000, 0x1100, 0x101F, 0x103F, 0x105F,
