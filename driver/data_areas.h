@@ -13,8 +13,8 @@ const int MONITOR_DOUBLE_SECOND = 4;
 
 /// Index in `areas` of the first area with this key; a zero area is appended when there is none. Takes
 /// constant time on average for driver.dataAreas, whose order and content stay the only truth: edits from
-/// outside are noticed, with one exception: a list of more than 32 areas in which an area was given the key
-/// of a later one.
+/// outside are noticed, with one exception: edits that leave two areas with the same key in a list of more
+/// than 32 areas.
 int getIndexOfDataArea(int station, const QString& regType, int address, QList<_DATA_>& areas);
 
 /// Marks `length` consecutive items as monitored: bit types in the mask of their bit-group area, word types
