@@ -26,9 +26,11 @@ rc::Gen<Text> textsOver(const Text& alphabet, int longest) {
 }  // namespace
 
 rc::Gen<Text> storedTypes() {
-    static const auto generator =
+    // A few types come often, so that operations meet the items of earlier ones.
+    static const auto every =
         gen::element<Text>(u"CW", u"DO", u"F", u"MOD", u"AI", u"CW_bit", u"SW_bit", u"RO", u"SDO", u"DI",
                            u"FIN", u"D", u"DE", u"SW", u"FAS", u"FAS");
+    static const auto generator = gen::oneOf(gen::element<Text>(u"CW", u"DO", u"F", u"RO"), every);
     return generator;
 }
 
@@ -42,7 +44,8 @@ rc::Gen<Text> regTypes() {
 
 rc::Gen<int> stations() {
     static const auto generator =
-        gen::weightedOneOf<int>({{10, between(1, 2)},
+        gen::weightedOneOf<int>({{20, gen::just(1)},
+                                 {4, between(1, 2)},
                                  {2, between(0, 4)},
                                  {1, gen::element(0, 0x101, 255, -1, 247, INT_MAX, INT_MIN)}});
     return generator;
@@ -50,7 +53,8 @@ rc::Gen<int> stations() {
 
 rc::Gen<int> addresses() {
     static const auto generator = gen::weightedOneOf<int>(
-        {{12, between(0, 20)},
+        {{12, between(0, 6)},
+         {8, between(0, 20)},
          {4, between(0, 130)},
          {3, gen::element(0, 7, 8, 9, 10, 15, 16, 19, 20, 49, 50, 54, 55, 56, 57, 63, 65, 66, 111, 112, 113,
                           600, 839, 840, 895, 896, 897, 1000)},
@@ -141,7 +145,7 @@ std::vector<Byte> bytesOf(int seed, std::size_t size) {
     return bytes;
 }
 
-model::KeyAddress KeySpec::key(const Text& listType) const {
+model::KeyAddress KeyEntry::key(const Text& listType) const {
     model::KeyAddress result;
     result.hostText = u"shown " + model::decimal(hostWord);
     result.hostWord1 = hostWord;
@@ -157,12 +161,12 @@ model::KeyAddress KeySpec::key(const Text& listType) const {
     return result;
 }
 
-rc::Gen<KeySpec> keySpecs() {
-    static const auto generator = gen::build<KeySpec>(
-        gen::set(&KeySpec::ownType, gen::element(false, false, true)), gen::set(&KeySpec::type, regTypes()),
-        gen::set(&KeySpec::station, stations()), gen::set(&KeySpec::address, addresses()),
-        gen::set(&KeySpec::length, counts()), gen::set(&KeySpec::bitOffset, gen::element(0, -1, 3)),
-        gen::set(&KeySpec::hostWord, between(0, 200)));
+rc::Gen<KeyEntry> keyEntries() {
+    static const auto generator = gen::build<KeyEntry>(
+        gen::set(&KeyEntry::ownType, gen::element(false, false, true)), gen::set(&KeyEntry::type, regTypes()),
+        gen::set(&KeyEntry::station, stations()), gen::set(&KeyEntry::address, addresses()),
+        gen::set(&KeyEntry::length, counts()), gen::set(&KeyEntry::bitOffset, gen::element(0, -1, 3)),
+        gen::set(&KeyEntry::hostWord, between(0, 200)));
     return generator;
 }
 

@@ -35,7 +35,7 @@ rc::Gen<int> dataSeeds();
 std::vector<model::Byte> bytesOf(int seed, std::size_t size);
 
 /// One entry of a host list. Entries without a type of their own take the type of the list.
-struct KeySpec {
+struct KeyEntry {
     bool ownType = false;
     model::Text type;
     int station = 0;
@@ -45,7 +45,7 @@ struct KeySpec {
     int hostWord = 0;
     model::KeyAddress key(const model::Text& listType) const;
 };
-rc::Gen<KeySpec> keySpecs();
+rc::Gen<KeyEntry> keyEntries();
 
 rc::Gen<model::Variable> variables();
 rc::Gen<model::RecipeVar> recipeVars();

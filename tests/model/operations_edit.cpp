@@ -44,26 +44,45 @@ struct EditNumber {
     void print(std::ostream& out) const { out << "driver." << which().name << " = " << value; }
 };
 
+// The driver notices every edit of its areas but one: in a longer list, one that leaves two areas with the
+// same key. Such edits are made in short lists only.
+const std::size_t shortList = 24;
+
+bool mayRepeatKeys(const std::vector<model::DataArea>& areas) {
+    return areas.size() <= shortList;
+}
+
+bool holdsKey(const std::vector<model::DataArea>& areas, const model::DataArea& key) {
+    return std::any_of(areas.begin(), areas.end(), [&key](const model::DataArea& area) {
+        return area.station == key.station && area.regType == key.regType && area.address == key.address;
+    });
+}
+
 const char* const areaEdits[] = {"commError",      "writePending", "pendingBits",  "wordMonitorFlags",
                                  "bitMonitorMask", "value",        "writtenValue", "station",
                                  "regType",        "address"};
+const int firstKeyField = 7;
 
 struct EditArea {
     int index = 0;
     int field = 0;
     int value = 0;
+    int run = 1;  ///< Areas from that one on that are edited alike.
     model::Text type;
     void perform(Rig& rig) const {
-        if (rig.model.dataAreas.empty()) {
+        const int size = static_cast<int>(rig.model.dataAreas.size());
+        if (field >= firstKeyField && !mayRepeatKeys(rig.model.dataAreas)) {
             return;
         }
-        const int place = index % static_cast<int>(rig.model.dataAreas.size());
-        edit(rig.model.dataAreas[static_cast<std::size_t>(place)], type);
-        edit(rig.library.dataAreas[place], toQString(type));
+        for (int place = size == 0 ? 0 : index % size, left = run; place < size && left > 0;
+             ++place, --left) {
+            edit(rig.model.dataAreas[static_cast<std::size_t>(place)], type);
+            edit(rig.library.dataAreas[place], toQString(type));
+        }
     }
     void print(std::ostream& out) const {
-        out << "driver.dataAreas[" << index << " modulo size]." << areaEdits[field] << " = " << value
-            << " or " << quoted(type);
+        out << "driver.dataAreas[" << index << " modulo size and on, " << run << "]." << areaEdits[field]
+            << " = " << value << " or " << quoted(type);
     }
 
 private:
@@ -114,6 +133,10 @@ struct RearrangeAreas {
     void perform(Rig& rig) const {
         std::vector<model::DataArea>& ours = rig.model.dataAreas;
         QList<_DATA_>& theirs = rig.library.dataAreas;
+        const bool adds = how == 0 || how == 1 || how == 5;
+        if (adds && !mayRepeatKeys(ours) && holdsKey(ours, area)) {
+            return;
+        }
         if (how == 0) {
             ours.insert(ours.begin(), area);
             theirs.prepend(toLibrary(area));
@@ -267,7 +290,8 @@ rc::Gen<OperationPtr> editOperations() {
                                gen::set(&EditNumber::value, gen::element(0, 1, 2, 3, 5, 8, 16, 64)));
     const auto area = gen::build<EditArea>(
         gen::set(&EditArea::index, gen::inRange(0, 400)), gen::set(&EditArea::field, gen::inRange(0, 7)),
-        gen::set(&EditArea::value, masks()), gen::set(&EditArea::type, regTypes()));
+        gen::set(&EditArea::value, masks()), gen::set(&EditArea::run, gen::element(1, 1, 3, 20, 400)),
+        gen::set(&EditArea::type, regTypes()));
     const auto key = gen::build<EditArea>(
         gen::set(&EditArea::index, gen::inRange(0, 400)), gen::set(&EditArea::field, gen::inRange(7, 10)),
         gen::set(&EditArea::value, gen::inRange(0, 17)), gen::set(&EditArea::type, regTypes()));

@@ -98,30 +98,37 @@ struct Changes {
     model::Text type;
     int address = 0;
     int noBitScan = 0;
+    int watch = 0;  ///< What is watched of the word, as a mask of bits and of word flags; 0 leaves it.
     void perform(Rig& rig) const {
         const QString name = toQString(type);
+        const int index = rig.model.getIndexOfDataArea(station, type, address, rig.model.dataAreas);
+        rig.same("area", index, getIndexOfDataArea(station, name, address, rig.library.dataAreas));
+        if (watch != 0) {
+            rig.model.dataAreas[static_cast<std::size_t>(index)].bitMonitorMask = watch;
+            rig.model.dataAreas[static_cast<std::size_t>(index)].wordMonitorFlags = watch >> 4;
+            rig.library.dataAreas[index].bitMonitorMask = watch;
+            rig.library.dataAreas[index].wordMonitorFlags = watch >> 4;
+        }
         const unsigned char oldByte = static_cast<unsigned char>(oldValue);
         const unsigned char newByte = static_cast<unsigned char>(newValue);
         rig.model._byteDataChange(oldByte, newByte, station, type, model::groupBase(address));
         _byteDataChange(&oldByte, &newByte, station, name, model::groupBase(address));
         rig.model._wordDataChange(oldValue, newValue, station, type, address, noBitScan);
         _wordDataChange(&oldValue, &newValue, station, name, address, noBitScan);
-        rig.same("area", rig.model.getIndexOfDataArea(station, type, address, rig.model.dataAreas),
-                 getIndexOfDataArea(station, name, address, rig.library.dataAreas));
     }
     void print(std::ostream& out) const {
         out << "_byteDataChange and _wordDataChange(" << oldValue << ", " << newValue << ", " << station
-            << ", " << quoted(type) << ", " << address << ", " << noBitScan << ")";
+            << ", " << quoted(type) << ", " << address << ", " << noBitScan << "), watched " << watch;
     }
 };
 
 // Lists of areas that are not the driver's own.
 struct OwnAreas {
-    std::vector<KeySpec> keys;
+    std::vector<KeyEntry> keys;
     void perform(Rig& rig) const {
         std::vector<model::DataArea> ours;
         QList<_DATA_> theirs;
-        for (const KeySpec& key : keys) {
+        for (const KeyEntry& key : keys) {
             rig.same("index", rig.model.getIndexOfDataArea(key.station, key.type, key.address, ours),
                      getIndexOfDataArea(key.station, toQString(key.type), key.address, theirs));
             rig.same("areas", static_cast<long long>(ours.size()), theirs.size());
@@ -135,11 +142,11 @@ struct OwnAreas {
 struct MergeMode {
     int mode = 0;
     model::Text type;
-    std::vector<KeySpec> entries;
+    std::vector<KeyEntry> entries;
     void perform(Rig& rig) const {
         std::vector<model::KeyAddress> ours;
         QList<KEY_ADDRESS> theirs;
-        for (const KeySpec& entry : entries) {
+        for (const KeyEntry& entry : entries) {
             ours.push_back(entry.key(type));
             theirs.append(toLibrary(ours.back()));
         }
@@ -158,7 +165,7 @@ struct MergeMode {
     }
     void print(std::ostream& out) const {
         out << "addrMerge, mode " << mode;
-        for (const KeySpec& entry : entries) {
+        for (const KeyEntry& entry : entries) {
             out << " {" << entry.station << ", " << quoted(entry.ownType ? entry.type : type) << ", "
                 << entry.address << ", length " << entry.length << "}";
         }
@@ -209,9 +216,11 @@ rc::Gen<OperationPtr> internalOperations() {
     const auto changes = gen::build<Changes>(
         gen::set(&Changes::oldValue, word), gen::set(&Changes::newValue, word),
         gen::set(&Changes::station, stations()), gen::set(&Changes::type, regTypes()),
-        gen::set(&Changes::address, addresses()), gen::set(&Changes::noBitScan, gen::element(0, 0, 1)));
+        gen::set(&Changes::address, addresses()), gen::set(&Changes::noBitScan, gen::element(0, 0, 1)),
+        gen::set(&Changes::watch,
+                 gen::weightedOneOf<int>({{1, gen::just(0)}, {2, gen::inRange(0, 0x20000)}})));
     const auto lists = gen::mapcat(gen::inRange<std::size_t>(1, 10), [](std::size_t size) {
-        return gen::container<std::vector<KeySpec>>(size, keySpecs());
+        return gen::container<std::vector<KeyEntry>>(size, keyEntries());
     });
     const auto merge =
         gen::build<MergeMode>(gen::set(&MergeMode::mode, gen::element(2, 1, 0, 3)),

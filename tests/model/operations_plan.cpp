@@ -33,11 +33,11 @@ struct InitProperty {
 
 struct AddrMerge {
     model::Text type;
-    std::vector<KeySpec> entries;
+    std::vector<KeyEntry> entries;
     void perform(Rig& rig) const {
         std::vector<model::KeyAddress> modelList;
         QList<KEY_ADDRESS> libraryList;
-        for (const KeySpec& entry : entries) {
+        for (const KeyEntry& entry : entries) {
             modelList.push_back(entry.key(type));
             libraryList.append(toLibrary(modelList.back()));
         }
@@ -50,7 +50,7 @@ struct AddrMerge {
     }
     void print(std::ostream& out) const {
         out << "addrMerge";
-        for (const KeySpec& entry : entries) {
+        for (const KeyEntry& entry : entries) {
             out << " {" << entry.station << ", " << quoted(entry.ownType ? entry.type : type) << ", "
                 << entry.address << ", length " << entry.length << "}";
         }
@@ -58,7 +58,7 @@ struct AddrMerge {
 };
 
 struct AddConditionRead {
-    KeySpec key;
+    KeyEntry key;
     int tag = 0;
     void perform(Rig& rig) const {
         const model::KeyAddress modelKey = key.key(key.type);
@@ -161,10 +161,10 @@ rc::Gen<OperationPtr> planOperations() {
     const auto merge = gen::build<AddrMerge>(
         gen::set(&AddrMerge::type, regTypes()),
         gen::set(&AddrMerge::entries, gen::mapcat(gen::inRange<std::size_t>(0, 14), [](std::size_t size) {
-            return gen::container<std::vector<KeySpec>>(size, keySpecs());
+            return gen::container<std::vector<KeyEntry>>(size, keyEntries());
         })));
     const auto condition =
-        gen::build<AddConditionRead>(gen::set(&AddConditionRead::key, keySpecs()),
+        gen::build<AddConditionRead>(gen::set(&AddConditionRead::key, keyEntries()),
                                      gen::set(&AddConditionRead::tag, gen::element(3, 0, -1, 99)));
     const auto many =
         gen::build<ManyConditionReads>(gen::set(&ManyConditionReads::number, gen::inRange(0, 520)),

@@ -1,6 +1,7 @@
 #include "state_difference.h"
 
 #include <cstring>
+#include <initializer_list>
 
 #include "texts.h"
 
@@ -12,8 +13,18 @@ std::string numbers(const std::string& name, long long model, long long library)
     return name + ": model " + std::to_string(model) + ", library " + std::to_string(library);
 }
 
-std::string number(const std::string& name, long long model, long long library) {
+std::string number(const char* name, long long model, long long library) {
     return model == library ? std::string() : numbers(name, model, library);
+}
+
+// The first of several comparisons that found a difference.
+std::string first(std::initializer_list<std::string> differences) {
+    for (const std::string& difference : differences) {
+        if (!difference.empty()) {
+            return difference;
+        }
+    }
+    return std::string();
 }
 
 std::string text(const char* name, const model::Text& model, const QString& library) {
@@ -36,30 +47,20 @@ std::string bytes(const char* name, const Array& model, const unsigned char* lib
 }
 
 std::string recipeDifference(const model::RecipeVar& m, const _RCP_VAR_PRO& l) {
-    std::string d;
-    (d = number("linkId", m.linkId, l.linkId)).empty() &&
-        (d = number("station", m.station, l.station)).empty() &&
-        (d = text("regType", m.regType, l.regType)).empty() &&
-        (d = number("address", m.address, l.address)).empty() &&
-        (d = number("count", m.count, l.count)).empty() &&
-        (d = number("recipeIndex", m.recipeIndex, l.recipeIndex)).empty() &&
-        (d = number("hostReserved", m.hostReserved, l.hostReserved)).empty();
-    return d;
+    return first({number("linkId", m.linkId, l.linkId), number("station", m.station, l.station),
+                  text("regType", m.regType, l.regType), number("address", m.address, l.address),
+                  number("count", m.count, l.count), number("recipeIndex", m.recipeIndex, l.recipeIndex),
+                  number("hostReserved", m.hostReserved, l.hostReserved)});
 }
 
 std::string areaDifference(const model::DataArea& m, const _DATA_& l) {
-    std::string d;
-    (d = number("station", m.station, l.station)).empty() &&
-        (d = text("regType", m.regType, l.regType)).empty() &&
-        (d = number("address", m.address, l.address)).empty() &&
-        (d = number("commError", m.commError, l.commError)).empty() &&
-        (d = number("writePending", m.writePending, l.writePending)).empty() &&
-        (d = number("pendingBits", m.pendingBits, l.pendingBits)).empty() &&
-        (d = number("wordMonitorFlags", m.wordMonitorFlags, l.wordMonitorFlags)).empty() &&
-        (d = number("bitMonitorMask", m.bitMonitorMask, l.bitMonitorMask)).empty() &&
-        (d = bytes("value", m.value, l.value)).empty() &&
-        (d = bytes("writtenValue", m.writtenValue, l.writtenValue)).empty();
-    return d;
+    return first({number("station", m.station, l.station), text("regType", m.regType, l.regType),
+                  number("address", m.address, l.address), number("commError", m.commError, l.commError),
+                  number("writePending", m.writePending, l.writePending),
+                  number("pendingBits", m.pendingBits, l.pendingBits),
+                  number("wordMonitorFlags", m.wordMonitorFlags, l.wordMonitorFlags),
+                  number("bitMonitorMask", m.bitMonitorMask, l.bitMonitorMask),
+                  bytes("value", m.value, l.value), bytes("writtenValue", m.writtenValue, l.writtenValue)});
 }
 
 std::string intDifference(const int& m, const int& l) {
@@ -91,86 +92,59 @@ std::string named(const char* name, const std::string& difference) {
 }
 
 std::string counterDifference(const model::Model& m, const korvalent_dx7& l) {
-    std::string d;
-    (d = number("linkId", m.linkId, l.linkId)).empty() &&
-        (d = number("propField1", m.propField1, l.propField1)).empty() &&
-        (d = number("propField2", m.propField2, l.propField2)).empty() &&
-        (d = number("retryCount", m.retryCount, l.retryCount)).empty() &&
-        (d = number("maxBlockWords", m.maxBlockWords, l.maxBlockWords)).empty() &&
-        (d = number("opKind", m.opKind, l.opKind)).empty() &&
-        (d = number("burstCount", m.burstCount, l.burstCount)).empty() &&
-        (d = number("reservedA", m.reservedA, l.reservedA)).empty() &&
-        (d = number("badReplyCount", m.badReplyCount, l.badReplyCount)).empty() &&
-        (d = number("maxBlockBits", m.maxBlockBits, l.maxBlockBits)).empty() &&
-        (d = number("maxBlockWordsCopy", m.maxBlockWordsCopy, l.maxBlockWordsCopy)).empty() &&
-        (d = number("commFailed", m.commFailed, l.commFailed)).empty() &&
-        (d = number("reservedB", m.reservedB, l.reservedB)).empty() &&
-        (d = number("reservedC", m.reservedC, l.reservedC)).empty() &&
-        (d = number("recipeIndex", m.recipeIndex, l.recipeIndex)).empty() &&
-        (d = number("hostParam2", static_cast<long long>(m.hostParam2), static_cast<long long>(l.hostParam2)))
-            .empty() &&
-        (d = number("hostMutex is the host's", 1, m.hostMutex == l.hostMutex ? 1 : 0)).empty();
-    return d;
+    return first(
+        {number("linkId", m.linkId, l.linkId), number("propField1", m.propField1, l.propField1),
+         number("propField2", m.propField2, l.propField2), number("retryCount", m.retryCount, l.retryCount),
+         number("maxBlockWords", m.maxBlockWords, l.maxBlockWords), number("opKind", m.opKind, l.opKind),
+         number("burstCount", m.burstCount, l.burstCount), number("reservedA", m.reservedA, l.reservedA),
+         number("badReplyCount", m.badReplyCount, l.badReplyCount),
+         number("maxBlockBits", m.maxBlockBits, l.maxBlockBits),
+         number("maxBlockWordsCopy", m.maxBlockWordsCopy, l.maxBlockWordsCopy),
+         number("commFailed", m.commFailed, l.commFailed), number("reservedB", m.reservedB, l.reservedB),
+         number("reservedC", m.reservedC, l.reservedC), number("recipeIndex", m.recipeIndex, l.recipeIndex),
+         number("hostParam2", static_cast<long long>(m.hostParam2), static_cast<long long>(l.hostParam2)),
+         number("hostMutex is the host's", 1, m.hostMutex == l.hostMutex ? 1 : 0)});
 }
 
 }  // namespace
 
 std::string variableDifference(const model::Variable& m, const VARIABLE& l) {
-    std::string d;
-    (d = number("opKind", m.opKind, l.opKind)).empty() &&
-        (d = number("station", m.station, l.station)).empty() &&
-        (d = text("regType", m.regType, l.regType)).empty() &&
-        (d = number("address", m.address, l.address)).empty() &&
-        (d = number("count", m.count, l.count)).empty() && (d = bytes("data", m.data, l.data)).empty();
-    return d;
+    return first({number("opKind", m.opKind, l.opKind), number("station", m.station, l.station),
+                  text("regType", m.regType, l.regType), number("address", m.address, l.address),
+                  number("count", m.count, l.count), bytes("data", m.data, l.data)});
 }
 
 std::string keyDifference(const model::KeyAddress& m, const KEY_ADDRESS& l) {
-    std::string d;
-    (d = text("hostText", m.hostText, l.hostText)).empty() &&
-        (d = number("hostWord1", m.hostWord1, l.hostWord1)).empty() &&
-        (d = number("hostWord2", m.hostWord2, l.hostWord2)).empty() &&
-        (d = number("station", m.station, l.station)).empty() &&
-        (d = text("regType", m.regType, l.regType)).empty() &&
-        (d = text("hostText2", m.hostText2, l.hostText2)).empty() &&
-        (d = number("address", m.address, l.address)).empty() &&
-        (d = number("bitOffset", m.bitOffset, l.bitOffset)).empty() &&
-        (d = number("length", m.length, l.length)).empty() && (d = bytes("data", m.data, l.data)).empty();
-    return d;
+    return first({text("hostText", m.hostText, l.hostText), number("hostWord1", m.hostWord1, l.hostWord1),
+                  number("hostWord2", m.hostWord2, l.hostWord2), number("station", m.station, l.station),
+                  text("regType", m.regType, l.regType), text("hostText2", m.hostText2, l.hostText2),
+                  number("address", m.address, l.address), number("bitOffset", m.bitOffset, l.bitOffset),
+                  number("length", m.length, l.length), bytes("data", m.data, l.data)});
 }
 
 std::string frameDifference(const model::Frame& m, const FRAME_PRO& l) {
-    std::string d;
-    (d = number("sendLen", m.sendLen, l.sendLen)).empty() &&
-        (d = bytes("sendBuf", m.sendBuf, l.sendBuf)).empty() &&
-        (d = number("expectLen", m.expectLen, l.expectLen)).empty() &&
-        (d = number("dataOffset", m.dataOffset, l.dataOffset)).empty() &&
-        (d = number("dataCount", m.dataCount, l.dataCount)).empty() &&
-        (d = number("frameReserved", m.frameReserved, l.frameReserved)).empty() &&
-        (d = number("opKind", m.opKind, l.opKind)).empty() &&
-        (d = number("station", m.station, l.station)).empty() &&
-        (d = text("regType", m.regType, l.regType)).empty() &&
-        (d = number("address", m.address, l.address)).empty() &&
-        (d = number("count", m.count, l.count)).empty() &&
-        (d = bytes("varData", m.varData, l.varData)).empty();
-    return d;
+    return first({number("sendLen", m.sendLen, l.sendLen), bytes("sendBuf", m.sendBuf, l.sendBuf),
+                  number("expectLen", m.expectLen, l.expectLen),
+                  number("dataOffset", m.dataOffset, l.dataOffset),
+                  number("dataCount", m.dataCount, l.dataCount),
+                  number("frameReserved", m.frameReserved, l.frameReserved),
+                  number("opKind", m.opKind, l.opKind), number("station", m.station, l.station),
+                  text("regType", m.regType, l.regType), number("address", m.address, l.address),
+                  number("count", m.count, l.count), bytes("varData", m.varData, l.varData)});
 }
 
 std::string stateDifference(const model::Model& m, const korvalent_dx7& l) {
-    std::string d;
-    (d = counterDifference(m, l)).empty() &&
-        (d = lists("pollList", m.pollList, l.pollList, variableDifference)).empty() &&
-        (d = lists("writeList", m.writeList, l.writeList, variableDifference)).empty() &&
-        (d = lists("conditionList", m.conditionList, l.conditionList, variableDifference)).empty() &&
-        (d = lists("dataAreas", m.dataAreas, l.dataAreas, areaDifference)).empty() &&
-        (d = lists("recipeVars", m.recipeVars, l.recipeVars, recipeDifference)).empty() &&
-        (d = lists("recipeBlocks", m.recipeBlocks, l.recipeBlocks, recipeDifference)).empty() &&
-        (d = lists("recipeBlockStart", m.recipeBlockStart, l.recipeBlockStart, intDifference)).empty() &&
-        (d = lists("regNames", m.regNames, l.regNames, nameDifference)).empty() &&
-        (d = named("conditionVar", variableDifference(m.conditionVar, l.conditionVar))).empty() &&
-        (d = named("currentVar", variableDifference(m.currentVar, l.currentVar))).empty() &&
-        (d = lists("frameList", m.frameList, l.frameList, frameDifference)).empty();
-    return d;
+    return first({counterDifference(m, l), lists("pollList", m.pollList, l.pollList, variableDifference),
+                  lists("writeList", m.writeList, l.writeList, variableDifference),
+                  lists("conditionList", m.conditionList, l.conditionList, variableDifference),
+                  lists("dataAreas", m.dataAreas, l.dataAreas, areaDifference),
+                  lists("recipeVars", m.recipeVars, l.recipeVars, recipeDifference),
+                  lists("recipeBlocks", m.recipeBlocks, l.recipeBlocks, recipeDifference),
+                  lists("recipeBlockStart", m.recipeBlockStart, l.recipeBlockStart, intDifference),
+                  lists("regNames", m.regNames, l.regNames, nameDifference),
+                  named("conditionVar", variableDifference(m.conditionVar, l.conditionVar)),
+                  named("currentVar", variableDifference(m.currentVar, l.currentVar)),
+                  lists("frameList", m.frameList, l.frameList, frameDifference)});
 }
 
 }  // namespace differential

@@ -19,7 +19,7 @@ inline model::Text toText(const QString& text) {
                        static_cast<std::size_t>(text.size()));
 }
 
-/// Quoted; what is not printable ASCII as \uXXXX.
+/// Quoted; what is not printable ASCII as \u and four hexadecimal digits.
 std::string quoted(const model::Text& text);
 
 }  // namespace differential

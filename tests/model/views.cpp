@@ -22,7 +22,7 @@ public:
         add(area.bitMonitorMask);
         add(area.station);
         add(area.address);
-        for (int i = 0; i < 4; ++i) {
+        for (std::size_t i = 0; i < 4; ++i) {
             add(area.value[i]);
             add(area.writtenValue[i]);
         }
