@@ -9,11 +9,31 @@ if(DX7_SANITIZE)
   add_link_options(-fsanitize=address,undefined)
 endif()
 
-# The language standard is exact (the driver must not drift beyond C++11), warnings are errors.
+option(DX7_SANITIZE_THREAD "Build with ThreadSanitizer" OFF)
+if(DX7_SANITIZE_THREAD)
+  add_compile_options(-fsanitize=thread -fno-omit-frame-pointer)
+  add_link_options(-fsanitize=thread)
+endif()
+
+option(DX7_BUILD_FUZZ "Build the fuzz targets (clang, with DX7_SANITIZE)" OFF)
+if(DX7_BUILD_FUZZ)
+  add_compile_options(-fsanitize=fuzzer-no-link -O1)
+endif()
+
+option(DX7_COVERAGE "Count executed lines and branches (gcov)" OFF)
+if(DX7_COVERAGE)
+  add_compile_options(--coverage -O0 -fno-inline)
+  add_link_options(--coverage)
+endif()
+
+option(DX7_WARNINGS_AS_ERRORS "Stop at any warning; OFF helps with the compiler of an old board" ON)
+
+# The language standard is exact: the driver must not drift beyond C++11.
 function(dx7_target target standard)
   set_target_properties(${target} PROPERTIES
     CXX_STANDARD ${standard}
     CXX_STANDARD_REQUIRED ON
     CXX_EXTENSIONS OFF)
-  target_compile_options(${target} PRIVATE -Wall -Wextra -Wpedantic -Wconversion -Wshadow -Werror)
+  target_compile_options(${target} PRIVATE -Wall -Wextra -Wpedantic -Wconversion -Wshadow
+    $<$<BOOL:${DX7_WARNINGS_AS_ERRORS}>:-Werror>)
 endfunction()

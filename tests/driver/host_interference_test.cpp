@@ -1,0 +1,133 @@
+// Hosts that rearrange the driver's lists inside a report, and recipe lists that describe nothing.
+#include <QtCore/QHash>
+
+#include "data_areas.h"
+#include "line.h"
+#include "support.h"
+
+using namespace dx7test;
+
+namespace {
+
+class HostInterference : public DriverTest {
+protected:
+    // The type's blocks begin at word 100 of the recipe memory.
+    void requestRecipeRead(int blocks) {
+        for (int i = 0; i < blocks; ++i) {
+            driver.recipeVars << recipeVariable(1, 1, "F", 10 + i, 1, 100 + i);
+            driver.recipeBlockStart << i;
+        }
+        driver.recipeBlocks << recipeVariable(1, 1, "F", 10, blocks, 100);
+        hostFlags[RECIPE_READ_REQUEST] = 1;
+    }
+
+    static void initAnewInside(HostInterference& test) {
+        test.hook = [&test](const Report&) {
+            test.hook = nullptr;
+            test.init("1#0#0#3#64");
+        };
+    }
+};
+
+TEST_F(HostInterference, ALinkStartedAnewInsideAReportOfAReadLeavesNoFrame) {
+    putReadOnLine("AI", 0, 2);
+    monitorOnly("AI", 0, 2);
+    initAnewInside(*this);
+    EXPECT_EQ(1, answer(wordReply(1, 4, {7, 8})));
+    EXPECT_TRUE(driver.frameList.isEmpty());
+    EXPECT_EQ(0, driver.badReplyCount);
+    EXPECT_EQ(QString("nothing"), whatIsSent());
+}
+
+TEST_F(HostInterference, ALinkStartedAnewInsideTheReportOfAFailedWriteEmptiesTheWriteList) {
+    driver.retryCount = 1;
+    monitorOnly("MOD", 1, 1);
+    unsigned char data[2] = {5, 0};
+    intf_setData(1, "MOD", 1, 1, data, 2);
+    takeReports();
+    ASSERT_EQ(QString("write MOD1(1)"), whatIsSent());
+    int seen = 0;
+    hook = [this, &seen](const Report&) {
+        // The second report is that of the operation, the first that of its frame.
+        if (++seen == 2) {
+            driver.writeList.clear();
+        }
+    };
+    EXPECT_EQ(2, answer(QByteArray()));
+    EXPECT_EQ(2, seen);
+    EXPECT_TRUE(driver.writeList.isEmpty());
+    EXPECT_TRUE(driver.frameList.isEmpty());
+}
+
+TEST_F(HostInterference, AWriteOfNothingQueuesNothingWhenThereIsNoBlockLimit) {
+    init("1#0#0#3#0");
+    unsigned char data[2] = {5, 0};
+    EXPECT_EQ(1, intf_setData(1, "MOD", 1, 0, data, 2));
+    EXPECT_TRUE(driver.writeList.isEmpty());
+    EXPECT_EQ(1, intf_setData(1, "MOD", 1, 1, data, 2));
+    EXPECT_EQ((ItemsList{{1, "MOD", 1, 1}}), itemsOf(driver.writeList));
+}
+
+TEST_F(HostInterference, ARecipeReadWithoutRecipeVariablesCopiesNothing) {
+    requestRecipeRead(1);
+    driver.recipeVars.clear();
+    ASSERT_EQ(QString("read F10(1)"), whatIsSent());
+    EXPECT_EQ(1, answer(wordReply(1, 3, {0x1234})));
+    EXPECT_EQ(std::vector<unsigned char>(recipeMemory.size(), 0), recipeMemory);
+    EXPECT_TRUE(reports.empty());
+    EXPECT_EQ(0, hostFlags[RECIPE_READ_REQUEST]);
+}
+
+TEST_F(HostInterference, RecipeVariablesThatGoAwayInsideAReportEndTheCopy) {
+    requestRecipeRead(1);
+    driver.recipeBlocks[0].count = 2;
+    driver.recipeVars << recipeVariable(1, 1, "F", 11, 1, 101);
+    ASSERT_EQ(QString("read F10(2)"), whatIsSent());
+    hook = [](const Report& report) {
+        if (report.regType == QString("RWI")) {
+            driver.recipeVars.resize(1);
+        }
+    };
+    EXPECT_EQ(1, answer(wordReply(1, 3, {0x1234, 0x5678})));
+    EXPECT_EQ((Reports{{0, -1, "RWI", 100}}), takeReports());
+    EXPECT_EQ(0x34, recipeMemory[200]);
+    EXPECT_EQ(0x12, recipeMemory[201]);
+    EXPECT_EQ(0, recipeMemory[202]);
+}
+
+TEST_F(HostInterference, ANegativeRecipeIndexStartsNoBlock) {
+    requestRecipeRead(1);
+    driver.recipeIndex = -1;
+    EXPECT_EQ(QString("nothing"), whatIsSent());
+    driver.opKind = OP_CYCLIC_READ;
+    driver.currentVar = request(1, "CW", 0, 1);
+    EXPECT_EQ(QString("read CW0(1)"), whatIsSent()) << "the operation before is repeated";
+}
+
+TEST_F(HostInterference, ANegativeRecipeIndexCopiesNothing) {
+    requestRecipeRead(2);
+    ASSERT_EQ(QString("read F10(2)"), whatIsSent());
+    driver.recipeIndex = -1;
+    EXPECT_EQ(1, answer(wordReply(1, 3, {0x1234, 0x5678})));
+    EXPECT_EQ(std::vector<unsigned char>(recipeMemory.size(), 0), recipeMemory);
+}
+
+// Stations and types whose keys share a hash value are still different items.
+TEST_F(HostInterference, ItemsWhoseKeysHashAlikeStayApart) {
+    for (int i = 0; i < 64; ++i) {
+        getIndexOfDataArea(1, "CW", 16384 + i, driver.dataAreas);
+    }
+    for (int i = 63; i >= 0; --i) {
+        EXPECT_EQ(127 - i, getIndexOfDataArea(2, "CW", i, driver.dataAreas));
+    }
+    const uint distance = qHash(QString("CW")) - qHash(QString("SW"));
+    for (int i = 62; i >= 0; i -= 2) {
+        const int address = static_cast<int>(16384U + distance + static_cast<uint>(i));
+        const int size = driver.dataAreas.size();
+        EXPECT_EQ(size, getIndexOfDataArea(1, "SW", address, driver.dataAreas));
+    }
+    EXPECT_EQ(5, getIndexOfDataArea(1, "CW", 16384 + 5, driver.dataAreas));
+    EXPECT_EQ(122, getIndexOfDataArea(2, "CW", 5, driver.dataAreas));
+}
+
+}  // namespace
