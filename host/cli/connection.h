@@ -1,0 +1,59 @@
+/// \file
+/// The driver, and what a command needs to run a line with it.
+#ifndef DX7_CLI_CONNECTION_H
+#define DX7_CLI_CONNECTION_H
+
+#include <memory>
+
+#include "driver_library.h"
+#include "options.h"
+#include "poll_engine.h"
+#include "recorder.h"
+
+namespace dx7::cli {
+
+/// The loaded driver with its tables.
+struct Driver {
+    explicit Driver(const CommonOptions& options);
+    /// The default parameters as the driver reports them.
+    QString parameter() const;
+    /// The points that the arguments name: items, or names of tags in the file of -c; all its tags when there
+    /// are no arguments. Throws UsageError.
+    QVector<Point> points(const CommonOptions& options, const std::vector<std::string>& arguments) const;
+
+    DriverLibrary library;
+    ItemNotation notation;
+};
+
+/// An opened line with everything that runs on it.
+class Connection {
+public:
+    /// Opens the line, and the recording when one is wanted. Throws UsageError when that fails, before
+    /// anything is sent.
+    Connection(const Driver& loaded, const LineSettings& settings, const CommonOptions& options);
+
+    PollEngine& engine() { return *engine_; }
+    CommLoop& loop() { return *loop_; }
+    Clock& clock() { return clock_; }
+    const LineSettings& settings() const { return settings_; }
+    DriverSession& session() { return session_; }
+
+    /// Runs until all queued operations have ended, the user stops, or the line is lost. Throws LineError
+    /// when it is lost; false when the user stopped.
+    bool runOperations();
+    /// One step; naps when there is nothing to do.
+    void step();
+
+private:
+    SystemClock clock_;
+    LineSettings settings_;
+    DriverSession session_;
+    std::unique_ptr<Line> line_;
+    std::unique_ptr<Recorder> recorder_;
+    std::unique_ptr<CommLoop> loop_;
+    std::unique_ptr<PollEngine> engine_;
+};
+
+}  // namespace dx7::cli
+
+#endif

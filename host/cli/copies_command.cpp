@@ -1,0 +1,68 @@
+#include "connection.h"
+#include "error.h"
+#include "output.h"
+
+namespace dx7::cli {
+
+namespace {
+
+enum { HIGHEST_COPIES = 1000, COPY_CLAMPED = 2 };
+
+struct CopiesOptions : CommonOptions {
+    std::string item;
+    int copies = 0;
+    int step = 1;
+};
+
+int runCopies(const CopiesOptions& options) {
+    if (options.copies < 1 || options.copies > HIGHEST_COPIES) {
+        throw UsageError(QStringLiteral("the number of copies is %1, it must be 1 to %2")
+                             .arg(options.copies)
+                             .arg(int(HIGHEST_COPIES)));
+    }
+    const Driver loaded(options);
+    const QVector<Point> points = loaded.notation.points(text(options.item));
+    const Point& first = points.first();
+    QVector<QString> addressTexts;
+    QVector<int> addresses;
+    const int result = loaded.library.functions().multiCopy(first.type.name, first.address, options.copies,
+                                                            options.step, &addressTexts, &addresses);
+    for (int i = 0; i < addresses.size(); ++i) {
+        if (options.json) {
+            print(Json{{"copy", i + 1},
+                       {"type", utf8(first.type.name)},
+                       {"address", utf8(addressTexts.at(i))},
+                       {"number", addresses.at(i)}});
+        } else {
+            print(QStringLiteral("%1  %2:%3  (%4)")
+                      .arg(i + 1, 4)
+                      .arg(first.type.name, addressTexts.at(i))
+                      .arg(addresses.at(i)));
+        }
+    }
+    if (result == COPY_CLAMPED && !options.json) {
+        print(QStringLiteral("copies beyond %1 were held at it").arg(first.type.highest));
+    }
+    return EXIT_DONE;
+}
+
+}  // namespace
+
+void addCopiesCommand(CLI::App& app, Run& run) {
+    auto options = std::make_shared<CopiesOptions>();
+    CLI::App* command =
+        app.add_subcommand("copies", "Shows the addresses that the driver gives copies of an object");
+    command->add_option("item", options->item, "TYPE:ADDRESS of the first one")->required();
+    command->add_option("copies", options->copies, "How many, the first one included")->required();
+    command->add_option("--step", options->step,
+                        "Items from one to the next; -2 is one value of two words (default 1)");
+    addDriverOption(*command, *options);
+    addJsonOption(*command, *options);
+    command->footer(
+        "Examples:\n"
+        "  dx7 copies F:3.0.25 4\n"
+        "  dx7 copies CW_bit:0 8 --step 2");
+    command->callback([options, &run] { run = [options] { return runCopies(*options); }; });
+}
+
+}  // namespace dx7::cli

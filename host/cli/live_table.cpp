@@ -1,0 +1,212 @@
+#include "live_table.h"
+
+#include <unistd.h>
+
+#include <algorithm>
+#include <clocale>
+
+#include "error.h"
+#include "live_view.h"
+#include "statistics_output.h"
+#include "stop_signal.h"
+
+#define NCURSES_NOMACROS
+#include <ncurses.h>
+
+namespace dx7::cli {
+
+namespace {
+
+const qint64 DRAW_INTERVAL_US = 200000;
+enum { KEY_ESCAPE = 27, KEY_RETURN = '\r', KEY_RUBOUT = 127, KEY_CTRL_H = 8, HEAD_LINES = 2, FOOT_LINES = 1 };
+
+void putLine(int row, int width, const QString& text, bool reverse) {
+    if (reverse) {
+        attron(A_REVERSE);
+    }
+    mvaddstr(row, 0, text.leftJustified(width).left(width).toUtf8().constData());
+    if (reverse) {
+        attroff(A_REVERSE);
+    }
+}
+
+}  // namespace
+
+LiveTable::LiveTable(Connection& connection, const ItemNotation& notation)
+    : connection_(connection), notation_(notation) {
+    std::setlocale(LC_CTYPE, "");
+    initscr();
+    cbreak();
+    noecho();
+    nonl();
+    keypad(stdscr, TRUE);
+    nodelay(stdscr, TRUE);
+    curs_set(0);
+    set_escdelay(50);
+    EngineEvents events;
+    events.line = [this](bool open) {
+        lineOpen_ = open;
+        drawNow_ = true;
+    };
+    connection_.engine().setEvents(events);
+    // While a reply is awaited the table stays alive, too.
+    connection_.loop().setStopRequest([this] {
+        serve();
+        return quit_ || stopRequested();
+    });
+}
+
+LiveTable::~LiveTable() {
+    connection_.loop().setStopRequest(stopRequested);
+    connection_.engine().setEvents({});
+    endwin();
+}
+
+bool LiveTable::possible() {
+    return isatty(STDIN_FILENO) != 0 && isatty(STDOUT_FILENO) != 0;
+}
+
+void LiveTable::serve() {
+    for (int key = getch(); key != ERR; key = getch()) {
+        handleKey(key);
+        drawNow_ = true;
+    }
+    const qint64 nowUs = connection_.clock().nowUs();
+    if (drawNow_ || nowUs - drawnUs_ >= DRAW_INTERVAL_US) {
+        draw();
+        drawnUs_ = nowUs;
+        drawNow_ = false;
+    }
+}
+
+void LiveTable::handleKey(int key) {
+    if (typing_) {
+        handleTyping(key);
+    } else {
+        handleCommand(key);
+    }
+}
+
+void LiveTable::handleTyping(int key) {
+    if (key == KEY_ESCAPE) {
+        typing_ = false;
+        message_.clear();
+    } else if (key == KEY_RETURN || key == '\n' || key == KEY_ENTER) {
+        typing_ = false;
+        sendWrite();
+    } else if (key == KEY_BACKSPACE || key == KEY_RUBOUT || key == KEY_CTRL_H) {
+        typed_.chop(1);
+    } else if (key >= ' ' && key < KEY_RUBOUT) {
+        typed_ += QLatin1Char(static_cast<char>(key));
+    }
+}
+
+void LiveTable::handleCommand(int key) {
+    const int last = connection_.engine().table().size() - 1;
+    const int page = std::max(getmaxy(stdscr) - HEAD_LINES - FOOT_LINES, 1);
+    switch (key) {
+        case 'q':
+            quit_ = true;
+            break;
+        case 's':
+            showStatistics_ = !showStatistics_;
+            break;
+        case 'w':
+            beginWrite();
+            break;
+        case KEY_UP:
+            selected_ = std::max(selected_ - 1, 0);
+            break;
+        case KEY_DOWN:
+            selected_ = std::min(selected_ + 1, last);
+            break;
+        case KEY_PPAGE:
+            selected_ = std::max(selected_ - page, 0);
+            break;
+        case KEY_NPAGE:
+            selected_ = std::min(selected_ + page, last);
+            break;
+        default:
+            break;
+    }
+}
+
+void LiveTable::beginWrite() {
+    const Point& point = connection_.engine().table().points().at(selected_);
+    try {
+        notation_.checkWritable(point.type, point.station, point.items());
+        typed_.clear();
+        typing_ = true;
+        showStatistics_ = false;
+    } catch (const UsageError& error) {
+        message_ = error.text();
+    }
+}
+
+void LiveTable::sendWrite() {
+    const Point point = connection_.engine().table().points().at(selected_);
+    try {
+        WriteRequest request;
+        request.first = point;
+        request.items = itemsFromText(point.format, point.type, typed_.trimmed());
+        message_ = QStringLiteral("writing %1 to %2").arg(typed_.trimmed(), point.name);
+        connection_.engine().write(request, [this, point](const Transaction& transaction) {
+            message_ =
+                transaction.good()
+                    ? QStringLiteral("%1 was written").arg(point.name)
+                    : QStringLiteral("%1 was not written: %2").arg(point.name, outcomeText(transaction));
+            drawNow_ = true;
+        });
+    } catch (const UsageError& error) {
+        message_ = error.text();
+    }
+}
+
+QString LiveTable::statusLine() const {
+    if (typing_) {
+        const Point& point = connection_.engine().table().points().at(selected_);
+        return QStringLiteral("%1 = %2_   (Enter writes, Esc leaves)").arg(point.name, typed_);
+    }
+    const QString keys = QStringLiteral("q quit  w write  s statistics");
+    return message_.isEmpty() ? keys : keys + QStringLiteral("  |  ") + message_;
+}
+
+void LiveTable::draw() {
+    const int height = getmaxy(stdscr);
+    const int width = getmaxx(stdscr);
+    erase();
+    const Counters& all = connection_.engine().statistics().all();
+    putLine(0, width,
+            QStringLiteral("%1%2  %3, %4 bad")
+                .arg(describeLine(connection_.settings()), QLatin1String(lineOpen_ ? "" : "  NO LINE"))
+                .arg(counted(all.requests, "request"))
+                .arg(all.bad()),
+            false);
+    if (showStatistics_) {
+        drawStatistics(height, width);
+    } else {
+        drawRows(height, width);
+    }
+    putLine(height - 1, width - 1, statusLine(), true);
+    refresh();
+}
+
+void LiveTable::drawRows(int height, int width) {
+    const ValueTable& table = connection_.engine().table();
+    const int rows = height - HEAD_LINES - FOOT_LINES;
+    first_ = firstVisible(selected_, first_, rows);
+    putLine(1, width, tableTitle(table), false);
+    for (int row = 0; row < rows && first_ + row < table.size(); ++row) {
+        const QString line = tableLine(table, first_ + row, connection_.clock().nowUs());
+        putLine(HEAD_LINES + row, width, line, first_ + row == selected_);
+    }
+}
+
+void LiveTable::drawStatistics(int height, int width) {
+    const QStringList lines = statisticsLines(connection_.engine().statistics(), connection_.clock().nowUs());
+    for (int row = 0; row < lines.size() && row + 1 < height - FOOT_LINES; ++row) {
+        putLine(row + 1, width, lines.at(row), false);
+    }
+}
+
+}  // namespace dx7::cli

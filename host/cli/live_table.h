@@ -1,0 +1,52 @@
+/// \file
+/// The live table of `dx7 monitor` on a terminal.
+#ifndef DX7_CLI_LIVE_TABLE_H
+#define DX7_CLI_LIVE_TABLE_H
+
+#include "connection.h"
+
+namespace dx7::cli {
+
+/// Takes the terminal over while it lives. Arrow keys select, `w` writes the selected value, `s` shows the
+/// statistics, `q` quits. Keys are served between requests and while a reply is awaited.
+class LiveTable {
+public:
+    LiveTable(Connection& connection, const ItemNotation& notation);
+    ~LiveTable();
+
+    /// Whether standard input and output are a terminal.
+    static bool possible();
+
+    /// Serves keys and draws anew when that is due.
+    void serve();
+    bool quit() const { return quit_; }
+
+private:
+    Q_DISABLE_COPY(LiveTable)
+    void handleKey(int key);
+    void handleTyping(int key);
+    void handleCommand(int key);
+    void beginWrite();
+    void sendWrite();
+    void draw();
+    void drawRows(int height, int width);
+    void drawStatistics(int height, int width);
+    QString statusLine() const;
+
+    Connection& connection_;
+    const ItemNotation& notation_;
+    int selected_ = 0;
+    int first_ = 0;
+    bool quit_ = false;
+    bool showStatistics_ = false;
+    bool typing_ = false;
+    QString typed_;
+    QString message_;
+    bool lineOpen_ = true;
+    qint64 drawnUs_ = 0;
+    bool drawNow_ = true;
+};
+
+}  // namespace dx7::cli
+
+#endif

@@ -1,0 +1,93 @@
+/// \file
+/// dx7: a reference host for the driver, on the command line.
+
+#include <QCoreApplication>
+#include <cstdio>
+
+#include "error.h"
+#include "options.h"
+#include "output.h"
+
+namespace {
+
+using namespace dx7::cli;
+
+// The first line of a parser's message, which may go on with a hint to --help.
+QString firstLine(const std::string& message) {
+    return text(message).section(QLatin1Char('\n'), 0, 0);
+}
+
+// The parser would only complain that a command is missing.
+void checkCommandName(const CLI::App& app, int argc, char** argv) {
+    QStringList names;
+    for (const CLI::App* command : app.get_subcommands({})) {
+        names += text(command->get_name());
+    }
+    const QString name = argc > 1 ? QString::fromLocal8Bit(argv[1]) : QString();
+    if (name.isEmpty()) {
+        throw dx7::UsageError(QStringLiteral("no command is given, use one of %1 (dx7 --help shows more)")
+                                  .arg(names.join(QStringLiteral(", "))));
+    }
+    if (!name.startsWith(QLatin1Char('-')) && !names.contains(name)) {
+        throw dx7::UsageError(QStringLiteral("command \"%1\" is unknown, use one of %2")
+                                  .arg(name, names.join(QStringLiteral(", "))));
+    }
+}
+
+int parseAndRun(int argc, char** argv) {
+    CLI::App app("Reads, writes and watches a device over Modbus RTU through the korvalent_dx7 driver.",
+                 "dx7");
+    app.set_version_flag("--version", std::string("dx7 ") + DX7_VERSION);
+    app.require_subcommand(1);
+    app.footer(
+        "Items are written TYPE:ADDRESS[,COUNT][@STATION][/FORMAT...], for example AI:0,4  F:3.0.25@2  DO:1\n"
+        "Exit codes: 0 done, 1 the device or the line failed, 2 wrong usage.\n"
+        "dx7 COMMAND --help shows the options of a command, with examples.");
+    Run run;
+    addMonitorCommand(app, run);
+    addReadCommand(app, run);
+    addWriteCommand(app, run);
+    addTypesCommand(app, run);
+    addCheckCommand(app, run);
+    addCopiesCommand(app, run);
+    addParamsCommand(app, run);
+    addPlanCommand(app, run);
+    addReplayCommand(app, run);
+    addScanCommand(app, run);
+    checkCommandName(app, argc, argv);
+    try {
+        app.parse(argc, argv);
+    } catch (const CLI::ParseError& error) {
+        if (error.get_exit_code() == 0) {
+            return app.exit(error);
+        }
+        complain(firstLine(error.what()));
+        return EXIT_USAGE;
+    }
+    return run();
+}
+
+int runChecked(int argc, char** argv) {
+    try {
+        return parseAndRun(argc, argv);
+    } catch (const dx7::LineError& error) {
+        complain(error.text());
+        return EXIT_FAILED;
+    } catch (const dx7::Error& error) {
+        complain(error.text());
+        return EXIT_USAGE;
+    }
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+    try {
+        QCoreApplication application(argc, argv);
+        return runChecked(argc, argv);
+    } catch (...) {
+        // Nothing but memory running out is left to come here.
+        std::fputs("dx7: out of memory\n", stderr);
+        return EXIT_FAILED;
+    }
+}

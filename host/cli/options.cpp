@@ -1,0 +1,94 @@
+#include "options.h"
+
+#include "error.h"
+#include "line_file.h"
+
+namespace dx7::cli {
+
+void addDriverOption(CLI::App& command, CommonOptions& options) {
+    command.add_option("--driver", options.driverPath,
+                       "The driver library (default: $DX7_DRIVER, else beside dx7, else the loader's path)");
+}
+
+void addJsonOption(CLI::App& command, CommonOptions& options) {
+    command.add_flag("--json", options.json, "One JSON object per line");
+}
+
+void addLineOptions(CLI::App& command, CommonOptions& options) {
+    const char* group = "Line";
+    command.add_option("-c,--config", options.filePath, "A TOML file with the line and its tags")
+        ->group(group);
+    auto* serial =
+        command.add_option("--serial", options.serialPort, "Serial port or pseudo-terminal")->group(group);
+    auto* tcp =
+        command.add_option("--tcp", options.tcpAddress, "HOST[:PORT], RTU frames over TCP")->group(group);
+    serial->excludes(tcp);
+    command.add_option("--baud", options.baud, "Baud rate (default: the driver's)")->group(group);
+    command.add_option("--parity", options.parity, "none, even or odd (default: the driver's)")->group(group);
+    command.add_option("--data-bits", options.dataBits, "7 or 8 (default: the driver's)")->group(group);
+    command.add_option("--stop-bits", options.stopBits, "1 or 2 (default: the driver's)")->group(group);
+    command.add_flag("--rs485", options.rs485, "Set the kernel's RS-485 mode on the port")->group(group);
+    command.add_option("--timeout", options.timeoutMs, "Time for a reply to begin, in ms (default 500)")
+        ->group(group);
+    command.add_option("--retries", options.retries, "How often a request is sent at most (default 3)")
+        ->group(group);
+    command.add_option("--block", options.block, "Most items in one request, 1 to 125 (default 64)")
+        ->group(group);
+    command
+        .add_option("--gap", options.gapMs,
+                    "Silence before a request in ms (default 3.5 characters; 0 over TCP)")
+        ->group(group);
+    command
+        .add_option("--record", options.recordPath, "Record every request and reply into this file (pcap)")
+        ->group(group);
+}
+
+LineSettings lineSettings(const CommonOptions& options, const QString& driverParameter, bool needLine) {
+    LineSettings settings;
+    applyDriverDefaults(settings, driverParameter);
+    if (!options.filePath.empty()) {
+        applyLineFile(settings, text(options.filePath));
+    }
+    if (!options.serialPort.empty()) {
+        settings.carrier = Carrier::Serial;
+        settings.serialPort = text(options.serialPort);
+    } else if (!options.tcpAddress.empty()) {
+        setTcpAddress(settings, text(options.tcpAddress));
+    } else if (needLine && settings.carrier == Carrier::None) {
+        throw UsageError(QStringLiteral("no line is given, use --serial PORT or --tcp HOST[:PORT]"));
+    }
+    settings.rs485 = settings.rs485 || options.rs485;
+    if (settings.rs485 && settings.carrier != Carrier::Serial) {
+        throw UsageError(QStringLiteral("RS-485 mode needs a serial port (--serial PORT)"));
+    }
+    if (options.gapMs && !(*options.gapMs >= 0)) {
+        throw UsageError(QStringLiteral("the silent interval (--gap) is %1 ms, it must be 0 to 10000 ms")
+                             .arg(*options.gapMs));
+    }
+    settings.baud = options.baud.value_or(settings.baud);
+    settings.dataBits = options.dataBits.value_or(settings.dataBits);
+    settings.stopBits = options.stopBits.value_or(settings.stopBits);
+    settings.timeoutMs = options.timeoutMs.value_or(settings.timeoutMs);
+    settings.retries = options.retries.value_or(settings.retries);
+    settings.block = options.block.value_or(settings.block);
+    settings.gapMs = options.gapMs.value_or(settings.gapMs);
+    if (options.parity) {
+        settings.parity = parityFromText(text(*options.parity));
+    }
+    checkSettings(settings);
+    return settings;
+}
+
+QString text(const std::string& argument) {
+    return QString::fromLocal8Bit(argument.c_str());
+}
+
+QStringList texts(const std::vector<std::string>& arguments) {
+    QStringList list;
+    for (const std::string& argument : arguments) {
+        list += text(argument);
+    }
+    return list;
+}
+
+}  // namespace dx7::cli

@@ -1,0 +1,67 @@
+/// \file
+/// The options that commands share, and the table of commands.
+#ifndef DX7_CLI_OPTIONS_H
+#define DX7_CLI_OPTIONS_H
+
+#include <CLI/CLI.hpp>
+#include <QStringList>
+#include <functional>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "line_settings.h"
+
+namespace dx7::cli {
+
+enum ExitCode { EXIT_DONE = 0, EXIT_FAILED = 1, EXIT_USAGE = 2 };
+
+/// What the command line said about the driver and the line; what it left open the driver's defaults fill.
+struct CommonOptions {
+    std::string driverPath;
+    std::string filePath;
+    std::string serialPort;
+    std::string tcpAddress;
+    std::optional<int> baud;
+    std::optional<std::string> parity;
+    std::optional<int> dataBits;
+    std::optional<int> stopBits;
+    std::optional<int> timeoutMs;
+    std::optional<int> retries;
+    std::optional<int> block;
+    std::optional<double> gapMs;
+    bool rs485 = false;
+    std::string recordPath;
+    bool json = false;
+};
+
+/// The command that was chosen.
+using Run = std::function<int()>;
+
+void addDriverOption(CLI::App& command, CommonOptions& options);
+void addLineOptions(CLI::App& command, CommonOptions& options);
+void addJsonOption(CLI::App& command, CommonOptions& options);
+
+/// The settings that the options and the driver's defaults make, checked. Throws UsageError. A line is
+/// demanded when `needLine`.
+LineSettings lineSettings(const CommonOptions& options, const QString& driverParameter, bool needLine);
+
+QString text(const std::string& argument);
+QStringList texts(const std::vector<std::string>& arguments);
+
+// One function per command, each in its own file; each adds its subcommand, which sets `run` when it is
+// chosen.
+void addCheckCommand(CLI::App& app, Run& run);
+void addCopiesCommand(CLI::App& app, Run& run);
+void addMonitorCommand(CLI::App& app, Run& run);
+void addParamsCommand(CLI::App& app, Run& run);
+void addPlanCommand(CLI::App& app, Run& run);
+void addReadCommand(CLI::App& app, Run& run);
+void addReplayCommand(CLI::App& app, Run& run);
+void addScanCommand(CLI::App& app, Run& run);
+void addTypesCommand(CLI::App& app, Run& run);
+void addWriteCommand(CLI::App& app, Run& run);
+
+}  // namespace dx7::cli
+
+#endif

@@ -1,0 +1,65 @@
+#include "output.h"
+
+#include <QDateTime>
+#include <cstdio>
+
+namespace dx7::cli {
+
+void print(const QString& line) {
+    std::fprintf(stdout, "%s\n", line.toUtf8().constData());
+    std::fflush(stdout);
+}
+
+void print(const Json& object) {
+    std::fprintf(stdout, "%s\n", object.dump().c_str());
+    std::fflush(stdout);
+}
+
+void complain(const QString& line) {
+    std::fprintf(stderr, "dx7: %s\n", line.toUtf8().constData());
+}
+
+QString clockTime() {
+    return QDateTime::currentDateTime().toString(QStringLiteral("HH:mm:ss.zzz"));
+}
+
+std::string isoTime() {
+    return utf8(QDateTime::currentDateTime()
+                    .toOffsetFromUtc(QDateTime::currentDateTime().offsetFromUtc())
+                    .toString(Qt::ISODateWithMs));
+}
+
+std::string utf8(const QString& text) {
+    return text.toStdString();
+}
+
+Json pointJson(const Point& point, const PointState& state) {
+    Json json;
+    json["name"] = utf8(point.name);
+    json["item"] = utf8(point.notation());
+    json["station"] = point.station;
+    json["type"] = utf8(point.type.name);
+    json["address"] = utf8(point.type.addressText(point.address));
+    if (!state.known) {
+        json["value"] = nullptr;
+    } else if (point.format.scaled()) {
+        json["value"] = valueNumber(point.format, state.raw);
+    } else {
+        json["value"] = static_cast<qint64>(valueNumber(point.format, state.raw));
+    }
+    if (state.known) {
+        json["text"] = utf8(valueText(point.format, point.type, state.raw));
+    }
+    if (!point.format.unit.isEmpty()) {
+        json["unit"] = utf8(point.format.unit);
+    }
+    json["quality"] = utf8(qualityText(state.quality));
+    return json;
+}
+
+QString counted(qint64 number, const char* noun) {
+    return QStringLiteral("%1 %2%3").arg(number).arg(QLatin1String(noun),
+                                                     QLatin1String(number == 1 ? "" : "s"));
+}
+
+}  // namespace dx7::cli

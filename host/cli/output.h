@@ -1,0 +1,36 @@
+/// \file
+/// What the commands print. Results go to standard output, complaints to standard error as "dx7: ...".
+#ifndef DX7_CLI_OUTPUT_H
+#define DX7_CLI_OUTPUT_H
+
+#include <QString>
+#include <nlohmann/json.hpp>
+
+#include "item_notation.h"
+#include "statistics.h"
+#include "value_table.h"
+
+namespace dx7::cli {
+
+using Json = nlohmann::ordered_json;
+
+/// A line on standard output, flushed, so that a pipe sees it at once.
+void print(const QString& line);
+void print(const Json& object);
+/// "dx7: ..." on standard error.
+void complain(const QString& line);
+
+/// Local time of day with milliseconds, and date and time as ISO 8601.
+QString clockTime();
+std::string isoTime();
+
+std::string utf8(const QString& text);
+
+/// name, item, station, type, address, value, text, unit (when there is one), quality.
+Json pointJson(const Point& point, const PointState& state);
+/// "1 request", "2 requests".
+QString counted(qint64 number, const char* noun);
+
+}  // namespace dx7::cli
+
+#endif

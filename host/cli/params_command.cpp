@@ -1,0 +1,281 @@
+#include "connection.h"
+#include "error.h"
+#include "number_ranges.h"
+#include "one_shot_read.h"
+#include "output.h"
+#include "parameter_file.h"
+#include "progress.h"
+#include "stop_signal.h"
+
+namespace dx7::cli {
+
+namespace {
+
+enum { RUN_ITEMS = 10, HIGHEST_STATION = 247 };
+
+struct ParamsOptions : CommonOptions {
+    std::string file;
+    std::string groups = "0-15";
+    std::optional<int> station;
+};
+
+/// A parameter whose value on the device is not the one in the file.
+struct Difference {
+    Point point;
+    int inFile = 0;
+    int onDevice = -1;  ///< -1 when it could not be read.
+    QString fault;
+};
+
+int stationOf(const ParamsOptions& options, int fallback) {
+    const int station = options.station.value_or(fallback);
+    if (station < 1 || station > HIGHEST_STATION) {
+        throw UsageError(QStringLiteral("--station is %1, it must be 1 to 247").arg(station));
+    }
+    return station;
+}
+
+// Reads the points run by run. A run that the station refuses is read item by item, for it may have only some
+// of them. `each` gets every point with its value (-1: not read) and fault. False when the user stopped.
+bool readPoints(Connection& connection, const QVector<Point>& points, const QString& what,
+                const std::function<void(const Point&, int, const QString&)>& each) {
+    Progress progress(points.size(), connection.clock());
+    int at = 0;
+    while (at < points.size()) {
+        const Point& first = points.at(at);
+        int length = 1;
+        while (length < RUN_ITEMS && at + length < points.size() &&
+               points.at(at + length).address == first.address + length &&
+               points.at(at + length).type.name == first.type.name) {
+            ++length;
+        }
+        length = first.type.runLength(first.address, length);
+        progress.show(at, what + QLatin1Char(' ') + first.name);
+        const QVector<Point> run = points.mid(at, length);
+        auto read =
+            std::make_unique<OneShotRead>(connection.session(), connection.engine(), connection.clock());
+        read->queue(run);
+        if (!connection.runOperations()) {
+            return false;
+        }
+        const bool refused = read->fault(0).startsWith(QLatin1String("exception"));
+        if (!read->allGood() && !refused) {
+            // Whoever gives no good answer to one run is not asked for the rest.
+            progress.clear();
+            throw LineError(QStringLiteral("%1 could not be read: %2").arg(first.name, read->fault(0)));
+        }
+        if (refused && length > 1) {
+            read =
+                std::make_unique<OneShotRead>(connection.session(), connection.engine(), connection.clock());
+            for (const Point& point : run) {
+                OneShotRead single(connection.session(), connection.engine(), connection.clock());
+                single.queue({point});
+                if (!connection.runOperations()) {
+                    return false;
+                }
+                const PointState& state = single.table().state(0);
+                each(point, state.quality == Quality::Good ? static_cast<int>(state.raw) : -1,
+                     single.fault(0));
+            }
+        } else {
+            for (int i = 0; i < length; ++i) {
+                const PointState& state = read->table().state(i);
+                each(run.at(i), state.quality == Quality::Good ? static_cast<int>(state.raw) : -1,
+                     read->fault(i));
+            }
+        }
+        at += length;
+    }
+    return true;
+}
+
+int runSave(const ParamsOptions& options) {
+    const Driver loaded(options);
+    const LineSettings settings = lineSettings(options, loaded.parameter(), true);
+    ParameterSet set;
+    set.station = stationOf(options, 1);
+    const QVector<int> groups = numbersFromText(text(options.groups), "--groups", 0, 15);
+    const QVector<Point> points = parameterPoints(loaded.notation, set.station, groups);
+    checkParameterPath(text(options.file));
+    Connection connection(loaded, settings, options);
+    int refused = 0;
+    const bool ended = readPoints(connection, points, QStringLiteral("reading"),
+                                  [&](const Point& point, int value, const QString&) {
+                                      if (value >= 0) {
+                                          set.values[point.type.name][point.address] = value;
+                                      } else {
+                                          ++refused;
+                                      }
+                                  });
+    if (!ended) {
+        throw LineError(QStringLiteral("stopped; %1 was left as it was").arg(text(options.file)));
+    }
+    if (set.count() == 0) {
+        throw LineError(QStringLiteral("the station refused every parameter; %1 was left as it was")
+                            .arg(text(options.file)));
+    }
+    saveParameters(text(options.file), loaded.notation, set);
+    print(QStringLiteral("%1 of station %2 saved in %3%4")
+              .arg(counted(set.count(), "parameter"))
+              .arg(set.station)
+              .arg(text(options.file),
+                   refused > 0 ? QStringLiteral("; the station does not have %1 others").arg(refused)
+                               : QString()));
+    return EXIT_DONE;
+}
+
+// The parameters that differ between file and device. False when the user stopped.
+bool findDifferences(Connection& connection, const ItemNotation& notation, const ParameterSet& set,
+                     QVector<Difference>* differences) {
+    QVector<Point> points;
+    for (auto type = set.values.begin(); type != set.values.end(); ++type) {
+        for (auto value = type->begin(); value != type->end(); ++value) {
+            Point point;
+            point.type = notation.type(type.key());
+            point.station = set.station;
+            point.address = value.key();
+            point.name = point.notation();
+            points += point;
+        }
+    }
+    return readPoints(connection, points, QStringLiteral("reading"),
+                      [&](const Point& point, int value, const QString& fault) {
+                          const int inFile = set.values.value(point.type.name).value(point.address);
+                          if (value != inFile) {
+                              *differences += Difference{point, inFile, value, fault};
+                          }
+                      });
+}
+
+void printDifference(const Difference& difference, bool json) {
+    const QString onDevice =
+        difference.onDevice < 0 ? difference.fault : QString::number(difference.onDevice);
+    if (json) {
+        Json object{{"item", utf8(difference.point.notation())}, {"file", difference.inFile}};
+        object["device"] = difference.onDevice < 0 ? Json(nullptr) : Json(difference.onDevice);
+        print(object);
+    } else {
+        print(QStringLiteral("%1  file %2  device %3")
+                  .arg(difference.point.name, -14)
+                  .arg(difference.inFile, 5)
+                  .arg(onDevice));
+    }
+}
+
+int runDiff(const ParamsOptions& options) {
+    const Driver loaded(options);
+    const LineSettings settings = lineSettings(options, loaded.parameter(), true);
+    ParameterSet set = loadParameters(text(options.file), loaded.notation);
+    set.station = stationOf(options, set.station);
+    Connection connection(loaded, settings, options);
+    QVector<Difference> differences;
+    const bool ended = findDifferences(connection, loaded.notation, set, &differences);
+    bool unread = !ended;
+    for (const Difference& difference : differences) {
+        printDifference(difference, options.json);
+        unread = unread || difference.onDevice < 0;
+    }
+    if (!options.json) {
+        print(
+            QStringLiteral("%1 of %2 differ").arg(differences.size()).arg(counted(set.count(), "parameter")));
+    }
+    return unread ? EXIT_FAILED : EXIT_DONE;
+}
+
+// Writes one value and reads it back. An empty text when it took.
+QString writeAndVerify(Connection& connection, const Difference& difference) {
+    QString fault;
+    WriteRequest request;
+    request.first = difference.point;
+    request.items = {difference.inFile};
+    connection.engine().write(request, [&fault](const Transaction& transaction) {
+        fault = transaction.good() ? QString() : outcomeText(transaction);
+    });
+    OneShotRead read(connection.session(), connection.engine(), connection.clock());
+    read.queue({difference.point});
+    if (!connection.runOperations()) {
+        connection.engine().dropOperations();
+        return QStringLiteral("stopped before it was verified");
+    }
+    if (!fault.isEmpty()) {
+        return fault;
+    }
+    const PointState& state = read.table().state(0);
+    if (state.quality != Quality::Good) {
+        return QStringLiteral("could not be read back: %1").arg(read.fault(0));
+    }
+    const int reads = static_cast<int>(state.raw);
+    return reads == difference.inFile ? QString() : QStringLiteral("did not take, it reads %1").arg(reads);
+}
+
+int runLoad(const ParamsOptions& options) {
+    const Driver loaded(options);
+    const LineSettings settings = lineSettings(options, loaded.parameter(), true);
+    ParameterSet set = loadParameters(text(options.file), loaded.notation);
+    set.station = stationOf(options, set.station);
+    Connection connection(loaded, settings, options);
+    QVector<Difference> differences;
+    if (!findDifferences(connection, loaded.notation, set, &differences)) {
+        throw LineError(QStringLiteral("stopped before anything was written"));
+    }
+    Progress progress(differences.size(), connection.clock());
+    int written = 0;
+    int failed = 0;
+    for (int i = 0; i < differences.size() && !stopRequested(); ++i) {
+        const Difference& difference = differences.at(i);
+        progress.show(i, QStringLiteral("writing ") + difference.point.name);
+        const QString fault = writeAndVerify(connection, difference);
+        if (fault.isEmpty()) {
+            ++written;
+            continue;
+        }
+        ++failed;
+        progress.clear();
+        complain(QStringLiteral("%1 = %2: %3").arg(difference.point.name).arg(difference.inFile).arg(fault));
+    }
+    progress.clear();
+    const int left = differences.size() - written;
+    print(QStringLiteral("%1: %2 were right already, %3 written and verified, %4 not")
+              .arg(counted(set.count(), "parameter"))
+              .arg(set.count() - differences.size())
+              .arg(written)
+              .arg(left));
+    if (left > failed) {
+        complain(QStringLiteral("stopped; run it again to write the rest"));
+    }
+    return left == 0 ? EXIT_DONE : EXIT_FAILED;
+}
+
+void addAction(CLI::App& params, Run& run, const char* name, const char* what,
+               int (*action)(const ParamsOptions&)) {
+    auto options = std::make_shared<ParamsOptions>();
+    CLI::App* command = params.add_subcommand(name, what);
+    command->add_option("file", options->file, "The TOML file")->required();
+    command->add_option("--station", options->station, "The station (default: the file's, for save 1)");
+    if (action == runSave) {
+        command->add_option("--groups", options->groups, "Groups to save, such as 0-3 (default 0-15)");
+    }
+    addDriverOption(*command, *options);
+    addJsonOption(*command, *options);
+    addLineOptions(*command, *options);
+    command->callback([options, action, &run] { run = [options, action] { return action(*options); }; });
+}
+
+}  // namespace
+
+void addParamsCommand(CLI::App& app, Run& run) {
+    CLI::App* command =
+        app.add_subcommand("params", "Saves, compares and loads the writable parameters of a station");
+    command->require_subcommand(1);
+    addAction(*command, run, "save", "Reads the parameters into a file", runSave);
+    addAction(*command, run, "diff", "Shows what differs between file and device", runDiff);
+    addAction(*command, run, "load", "Writes what differs back and verifies each value", runLoad);
+    command->footer(
+        "Examples:\n"
+        "  dx7 params save pump.toml --serial /dev/ttyUSB0 --groups 0-3\n"
+        "  dx7 params diff pump.toml --serial /dev/ttyUSB0\n"
+        "  dx7 params load pump.toml --serial /dev/ttyUSB0 --station 2\n"
+        "After Ctrl-C a second run does what is left. Exit code 1 when a value did not take.");
+}
+
+}  // namespace dx7::cli

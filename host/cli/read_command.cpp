@@ -1,0 +1,66 @@
+#include "connection.h"
+#include "error.h"
+#include "one_shot_read.h"
+#include "output.h"
+
+namespace dx7::cli {
+
+namespace {
+
+struct ReadOptions : CommonOptions {
+    std::vector<std::string> items;
+};
+
+void printPoint(const ReadOptions& options, const Point& point, const PointState& state) {
+    if (options.json) {
+        print(pointJson(point, state));
+    } else {
+        print(QStringLiteral("%1 = %2").arg(point.name, valueWithUnit(point.format, point.type, state.raw)));
+    }
+}
+
+int runRead(const ReadOptions& options) {
+    const Driver loaded(options);
+    const LineSettings settings = lineSettings(options, loaded.parameter(), true);
+    const QVector<Point> points = loaded.points(options, options.items);
+    Connection connection(loaded, settings, options);
+
+    OneShotRead read(connection.session(), connection.engine(), connection.clock());
+    read.queue(points);
+    bool good = connection.runOperations();
+    for (int i = 0; i < points.size(); ++i) {
+        if (read.table().state(i).quality == Quality::Good) {
+            printPoint(options, points.at(i), read.table().state(i));
+        } else {
+            good = false;
+            const QString fault = read.fault(i).isEmpty() ? QStringLiteral("not read") : read.fault(i);
+            if (options.json) {
+                Json json = pointJson(points.at(i), read.table().state(i));
+                json["fault"] = utf8(fault);
+                print(json);
+            }
+            complain(QStringLiteral("%1 could not be read: %2").arg(points.at(i).name, fault));
+        }
+    }
+    return good ? EXIT_DONE : EXIT_FAILED;
+}
+
+}  // namespace
+
+void addReadCommand(CLI::App& app, Run& run) {
+    auto options = std::make_shared<ReadOptions>();
+    CLI::App* command = app.add_subcommand("read", "Reads items once");
+    command->add_option("items", options->items,
+                        "TYPE:ADDRESS[,COUNT][@STATION][/FORMAT...], or names of tags");
+    addDriverOption(*command, *options);
+    addJsonOption(*command, *options);
+    addLineOptions(*command, *options);
+    command->footer(
+        "Examples:\n"
+        "  dx7 read --serial /dev/ttyUSB0 AI:0,4 F:3.0.25\n"
+        "  dx7 read --tcp 192.168.0.10 SW:0/binary AI:0/signed/scale=0.1/unit=Hz\n"
+        "  dx7 read --serial /dev/ttyUSB0 DO:1,2@7 --json");
+    command->callback([options, &run] { run = [options] { return runRead(*options); }; });
+}
+
+}  // namespace dx7::cli

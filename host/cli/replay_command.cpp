@@ -1,0 +1,66 @@
+#include <QDateTime>
+
+#include "options.h"
+#include "output.h"
+#include "recorder.h"
+#include "rtu_frame.h"
+
+namespace dx7::cli {
+
+namespace {
+
+struct ReplayOptions : CommonOptions {
+    std::string file;
+};
+
+QDateTime timeOf(const RecordedFrame& frame) {
+    return QDateTime::fromMSecsSinceEpoch(frame.timeUs / 1000);
+}
+
+void printFrame(const RecordedFrame& frame, qint64 sinceRequestUs, bool json) {
+    const double ms = static_cast<double>(sinceRequestUs) / 1000;
+    if (json) {
+        Json object;
+        object["time"] = utf8(timeOf(frame).toUTC().toString(Qt::ISODateWithMs));
+        object["direction"] = frame.request ? "request" : "reply";
+        if (!frame.request && sinceRequestUs >= 0) {
+            object["response_ms"] = ms;
+        }
+        object["bytes"] = utf8(hexText(frame.bytes));
+        object["text"] = utf8(describeFrame(frame));
+        print(object);
+        return;
+    }
+    const QString after =
+        !frame.request && sinceRequestUs >= 0 ? QStringLiteral("+%1 ms").arg(ms, 0, 'f', 1) : QString();
+    print(QStringLiteral("%1 %2 %3 %4  [%5]")
+              .arg(timeOf(frame).toString(QStringLiteral("HH:mm:ss.zzz")),
+                   QLatin1String(frame.request ? "->" : "<-"))
+              .arg(after, 10)
+              .arg(describeFrame(frame), hexText(frame.bytes)));
+}
+
+int runReplay(const ReplayOptions& options) {
+    qint64 requestUs = -1;
+    for (const RecordedFrame& frame : readRecording(text(options.file))) {
+        printFrame(frame, requestUs < 0 ? -1 : frame.timeUs - requestUs, options.json);
+        requestUs = frame.request ? frame.timeUs : requestUs;
+    }
+    return EXIT_DONE;
+}
+
+}  // namespace
+
+void addReplayCommand(CLI::App& app, Run& run) {
+    auto options = std::make_shared<ReplayOptions>();
+    CLI::App* command = app.add_subcommand("replay", "Prints a recording made with --record");
+    command->add_option("file", options->file, "The recording")->required();
+    addJsonOption(*command, *options);
+    command->footer(
+        "Examples:\n"
+        "  dx7 replay line.pcap\n"
+        "  tshark -r line.pcap -o mbrtu.tcp.port:502      (the same in Wireshark's words)");
+    command->callback([options, &run] { run = [options] { return runReplay(*options); }; });
+}
+
+}  // namespace dx7::cli

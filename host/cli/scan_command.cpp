@@ -1,0 +1,108 @@
+#include "connection.h"
+#include "error.h"
+#include "number_ranges.h"
+#include "output.h"
+#include "progress.h"
+#include "stop_signal.h"
+
+namespace dx7::cli {
+
+namespace {
+
+struct ScanOptions : CommonOptions {
+    std::string stations = "1-247";
+};
+
+RegisterType statusType(const Driver& loaded) {
+    for (const RegisterType& type : loaded.notation.types()) {
+        if (type.status()) {
+            return type;
+        }
+    }
+    throw UsageError(QStringLiteral("the driver has no status query to scan with"));
+}
+
+void printStation(int station, const Transaction& answer, bool json) {
+    const bool good = answer.outcome == Outcome::Good;
+    const int status = good ? static_cast<quint8>(answer.reply.at(answer.frame.dataOffset)) : 0;
+    const double ms = static_cast<double>(answer.endUs - answer.sentUs) / 1000;
+    if (json) {
+        Json object{{"station", station}, {"response_ms", ms}};
+        if (good) {
+            object["status"] = status;
+        } else {
+            object["exception"] = answer.exceptionCode;
+        }
+        print(object);
+        return;
+    }
+    const QString what =
+        good ? QStringLiteral("status 0x%1").arg(status, 2, 16, QLatin1Char('0')) : outcomeText(answer);
+    print(QStringLiteral("station %1  %2  (%3 ms)").arg(station, 3).arg(what).arg(ms, 0, 'f', 1));
+}
+
+int runScan(const ScanOptions& options) {
+    const Driver loaded(options);
+    CommonOptions line = options;
+    line.retries = options.retries.value_or(1);
+    line.timeoutMs = options.timeoutMs.value_or(200);
+    const LineSettings settings = lineSettings(line, loaded.parameter(), true);
+    const QVector<int> stations = numbersFromText(text(options.stations), "--stations", 1, 247);
+    const RegisterType status = statusType(loaded);
+    Connection connection(loaded, settings, options);
+    Progress progress(stations.size(), connection.clock());
+    EngineEvents events;
+    Transaction answer;
+    bool answered = false;
+    events.transaction = [&](const Transaction& transaction) {
+        if (transaction.answered()) {
+            answered = true;
+            answer = transaction;
+        }
+    };
+    connection.engine().setEvents(events);
+    int found = 0;
+    int asked = 0;
+    for (const int station : stations) {
+        progress.show(asked, QStringLiteral("station %1, %2 found").arg(station).arg(found));
+        answered = false;
+        connection.engine().read(status, station, 0, 1, {});
+        if (!connection.runOperations()) {
+            break;
+        }
+        ++asked;
+        if (answered) {
+            progress.clear();
+            printStation(station, answer, options.json);
+            ++found;
+        }
+    }
+    progress.clear();
+    if (!options.json) {
+        print(QStringLiteral("%1 of %2 asked stations answered%3")
+                  .arg(found)
+                  .arg(asked)
+                  .arg(QLatin1String(stopRequested() ? " (stopped)" : "")));
+    }
+    return found > 0 ? EXIT_DONE : EXIT_FAILED;
+}
+
+}  // namespace
+
+void addScanCommand(CLI::App& app, Run& run) {
+    auto options = std::make_shared<ScanOptions>();
+    CLI::App* command = app.add_subcommand("scan", "Finds out which stations answer the status query");
+    command->add_option("--stations", options->stations, "Such as 1-247 (the default) or 1-10,20");
+    addDriverOption(*command, *options);
+    addJsonOption(*command, *options);
+    addLineOptions(*command, *options);
+    command->footer(
+        "A refusal is an answer, too. For a scan --timeout is 200 and --retries 1 unless given.\n"
+        "Examples:\n"
+        "  dx7 scan --serial /dev/ttyUSB0\n"
+        "  dx7 scan --serial /dev/ttyUSB0 --stations 1-32 --timeout 100\n"
+        "Exit code 1 when no station answered.");
+    command->callback([options, &run] { run = [options] { return runScan(*options); }; });
+}
+
+}  // namespace dx7::cli

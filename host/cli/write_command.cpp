@@ -1,0 +1,182 @@
+#include <QSet>
+
+#include "connection.h"
+#include "error.h"
+#include "one_shot_read.h"
+#include "output.h"
+
+namespace dx7::cli {
+
+namespace {
+
+struct WriteOptions : CommonOptions {
+    std::vector<std::string> items;
+    bool verify = false;
+};
+
+/// A write, the points that show its values, and how it went.
+struct WriteJob {
+    WriteRequest request;
+    QVector<Point> points;
+    int requestsLeft = 0;
+    QString fault;  ///< Empty while nothing went wrong.
+};
+
+WriteJob makeJob(const WriteRequest& request) {
+    WriteJob job;
+    job.request = request;
+    for (int i = 0; i < request.items.size(); i += request.first.items()) {
+        Point point = request.first;
+        point.address += i;
+        point.name = point.notation();
+        job.points += point;
+    }
+    return job;
+}
+
+// The written value of the job's point number `index`.
+quint32 writtenRaw(const WriteJob& job, int index) {
+    const int width = job.request.first.items();
+    return rawFromItems(job.request.first.format, job.request.items.mid(index * width, width));
+}
+
+QString valuesText(const WriteJob& job) {
+    QStringList values;
+    for (int i = 0; i < job.points.size(); ++i) {
+        values += valueWithUnit(job.points.at(i).format, job.points.at(i).type, writtenRaw(job, i));
+    }
+    return values.join(QLatin1Char(','));
+}
+
+void send(Connection& connection, QVector<WriteJob>& jobs) {
+    for (WriteJob& job : jobs) {
+        const int before = connection.engine().pendingOperations();
+        connection.engine().write(job.request, [&job](const Transaction& transaction) {
+            --job.requestsLeft;
+            if (!transaction.good() && job.fault.isEmpty()) {
+                job.fault = outcomeText(transaction);
+            }
+        });
+        job.requestsLeft = connection.engine().pendingOperations() - before;
+    }
+    connection.runOperations();
+    for (WriteJob& job : jobs) {
+        if (job.requestsLeft > 0 && job.fault.isEmpty()) {
+            job.fault = QStringLiteral("stopped before its end");
+        }
+    }
+}
+
+void verify(Connection& connection, QVector<WriteJob>& jobs) {
+    QVector<Point> points;
+    for (const WriteJob& job : jobs) {
+        points += job.fault.isEmpty() ? job.points : QVector<Point>();
+    }
+    OneShotRead read(connection.session(), connection.engine(), connection.clock());
+    read.queue(points);
+    connection.runOperations();
+    int next = 0;
+    for (WriteJob& job : jobs) {
+        for (int i = 0; job.fault.isEmpty() && i < job.points.size(); ++i) {
+            const Point& point = job.points.at(i);
+            const PointState& state = read.table().state(next + i);
+            if (state.quality != Quality::Good) {
+                job.fault = QStringLiteral("written, but reading back failed: %1").arg(read.fault(next + i));
+            } else if (state.raw != writtenRaw(job, i)) {
+                job.fault = QStringLiteral("written, but %1 reads %2 instead of %3")
+                                .arg(point.name, valueText(point.format, point.type, state.raw),
+                                     valueText(point.format, point.type, writtenRaw(job, i)));
+            }
+        }
+        next += points.size() > next && points.at(next).notation() == job.points.first().notation()
+                    ? job.points.size()
+                    : 0;
+    }
+}
+
+bool report(const WriteOptions& options, const WriteJob& job) {
+    const bool good = job.fault.isEmpty();
+    if (options.json) {
+        Json json;
+        json["item"] = utf8(job.request.notation());
+        json["values"] = utf8(valuesText(job));
+        json["written"] = good;
+        json["verified"] = good && options.verify;
+        if (!good) {
+            json["fault"] = utf8(job.fault);
+        }
+        print(json);
+    } else if (good) {
+        print(QStringLiteral("%1 = %2 %3")
+                  .arg(job.request.notation(), valuesText(job),
+                       QLatin1String(options.verify ? "written and verified" : "written")));
+    }
+    if (!good) {
+        complain(
+            QStringLiteral("%1 = %2 failed: %3").arg(job.request.notation(), valuesText(job), job.fault));
+    }
+    return good;
+}
+
+// Reading back shows only the last of two values.
+void refuseOverlaps(const QVector<WriteJob>& jobs) {
+    QSet<QString> seen;
+    for (const WriteJob& job : jobs) {
+        Point item = job.request.first;
+        for (int i = 0; i < job.request.items.size(); ++i, ++item.address) {
+            if (seen.contains(item.notation())) {
+                throw UsageError(
+                    QStringLiteral("%1 is written twice, that cannot be verified").arg(item.notation()));
+            }
+            seen.insert(item.notation());
+        }
+    }
+}
+
+int runWrite(const WriteOptions& options) {
+    const Driver loaded(options);
+    const LineSettings settings = lineSettings(options, loaded.parameter(), true);
+    QVector<WriteJob> jobs;
+    for (const std::string& item : options.items) {
+        jobs += makeJob(loaded.notation.write(text(item)));
+        if (options.verify && jobs.last().request.first.station == 0) {
+            throw UsageError(
+                QStringLiteral("a broadcast (station 0) cannot be verified, no station answers it"));
+        }
+    }
+    if (options.verify) {
+        refuseOverlaps(jobs);
+    }
+    Connection connection(loaded, settings, options);
+    send(connection, jobs);
+    if (options.verify) {
+        verify(connection, jobs);
+    }
+    bool good = true;
+    for (const WriteJob& job : jobs) {
+        good = report(options, job) && good;
+    }
+    return good ? EXIT_DONE : EXIT_FAILED;
+}
+
+}  // namespace
+
+void addWriteCommand(CLI::App& app, Run& run) {
+    auto options = std::make_shared<WriteOptions>();
+    CLI::App* command = app.add_subcommand("write", "Writes items, in the order given");
+    command->add_option("items", options->items, "TYPE:ADDRESS[@STATION][/FORMAT...]=VALUE[,VALUE...]")
+        ->required();
+    command->add_flag("--verify", options->verify, "Read back what was written and compare");
+    addDriverOption(*command, *options);
+    addJsonOption(*command, *options);
+    addLineOptions(*command, *options);
+    command->footer(
+        "Examples:\n"
+        "  dx7 write --serial /dev/ttyUSB0 DO:1=on CW:0=0x047F\n"
+        "  dx7 write --serial /dev/ttyUSB0 F:0.0.10@2=10,258 --verify\n"
+        "  dx7 write --tcp 192.168.0.10 F:3.0.24/s32=-100000\n"
+        "Station 0 writes bits to all stations at once.");
+    command->callback([options, &run] { run = [options] { return runWrite(*options); }; });
+}
+
+}  // namespace dx7::cli

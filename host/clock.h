@@ -1,0 +1,28 @@
+/// \file
+/// Time as an argument: everything in the host that waits or measures does so on a Clock.
+#ifndef DX7_HOST_CLOCK_H
+#define DX7_HOST_CLOCK_H
+
+#include <QtGlobal>
+
+namespace dx7 {
+
+/// A monotonic clock in microseconds. Its zero is arbitrary.
+class Clock {
+public:
+    virtual ~Clock() = default;
+    virtual qint64 nowUs() = 0;
+    /// Returns at once when `timeUs` has passed already.
+    virtual void sleepUntilUs(qint64 timeUs) = 0;
+};
+
+/// The machine's monotonic clock.
+class SystemClock : public Clock {
+public:
+    qint64 nowUs() override;
+    void sleepUntilUs(qint64 timeUs) override;
+};
+
+}  // namespace dx7
+
+#endif

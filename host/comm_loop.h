@@ -1,0 +1,77 @@
+/// \file
+/// The communication loop: fetches requests from the driver, puts them on the line and hands the replies
+/// back.
+#ifndef DX7_HOST_COMM_LOOP_H
+#define DX7_HOST_COMM_LOOP_H
+
+#include <functional>
+
+#include "driver_functions.h"
+#include "frame_tap.h"
+#include "line.h"
+#include "reopen_backoff.h"
+#include "transaction.h"
+
+namespace dx7 {
+
+/// Runs on one thread; every step() is at most one request. Waits only on the clock and the line it was
+/// given.
+class CommLoop {
+public:
+    enum class Step {
+        Request,  ///< One request was sent and its wait ended.
+        Idle,     ///< The driver has nothing to send.
+        NoLine,   ///< The line is not open; the next attempt is due at reopenUs().
+        Stopped   ///< The stop request came in the middle of a wait; the reply was not handed over.
+    };
+
+    CommLoop(const DriverFunctions& functions, Line& line, Clock& clock, const LineSettings& settings);
+
+    Step step();
+
+    /// Called after every request, when the driver has judged its reply.
+    void setObserver(std::function<void(const Transaction&)> observer) { observer_ = std::move(observer); }
+    /// Called when the line was lost (false) and when it is back (true).
+    void setLineObserver(std::function<void(bool open)> observer) { lineObserver_ = std::move(observer); }
+    /// Asked while waiting; true ends the wait.
+    void setStopRequest(std::function<bool()> stop) { stop_ = std::move(stop); }
+    /// Asked before a repetition; true hands the driver an empty reply without sending.
+    void setSkipRepetition(std::function<bool(const FRAME_PRO&)> skip) { skipRepetition_ = std::move(skip); }
+    void setTap(FrameTap* tap) { tap_ = tap; }
+
+    qint64 reopenUs() const { return backoff_.nextUs(); }
+    /// Bytes that were thrown away because they came before a request.
+    qint64 staleBytes() const { return staleBytes_; }
+    /// A request is out that the driver will want repeated; plans must not change now.
+    bool betweenOperations() const { return !outstanding_; }
+
+private:
+    bool ensureLine();
+    void lineLost();
+    bool fetch(FRAME_PRO* frame);
+    bool waitForSilence();
+    Step exchange(Transaction& transaction);
+    Step awaitReply(Transaction& transaction);
+    void judge(Transaction& transaction);
+    bool stopped() const { return stop_ && stop_(); }
+    void tapReceived(const QByteArray& frame);
+
+    const DriverFunctions& functions_;
+    Line& line_;
+    Clock& clock_;
+    LineSettings settings_;
+    ReopenBackoff backoff_;
+    std::function<void(const Transaction&)> observer_;
+    std::function<void(bool)> lineObserver_;
+    std::function<bool()> stop_;
+    std::function<bool(const FRAME_PRO&)> skipRepetition_;
+    FrameTap* tap_ = nullptr;
+    bool lost_ = false;
+    bool outstanding_ = false;
+    qint64 lastActivityUs_ = 0;  ///< When the line carried its last byte.
+    qint64 staleBytes_ = 0;
+};
+
+}  // namespace dx7
+
+#endif

@@ -1,0 +1,21 @@
+/// \file
+/// Where the communication loop reports the frames that pass on the line.
+#ifndef DX7_HOST_FRAME_TAP_H
+#define DX7_HOST_FRAME_TAP_H
+
+#include <QByteArray>
+
+namespace dx7 {
+
+/// Sees every request when it was handed to the line, and what came back, foreign frames included, when it
+/// was complete.
+class FrameTap {
+public:
+    virtual ~FrameTap() = default;
+    virtual void requestSent(const QByteArray& frame) = 0;
+    virtual void frameReceived(const QByteArray& frame) = 0;
+};
+
+}  // namespace dx7
+
+#endif

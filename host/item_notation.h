@@ -1,0 +1,72 @@
+/// \file
+/// The notation in which users name items: TYPE:ADDRESS[,COUNT][@STATION][/FORMAT...], and for writes
+/// TYPE:ADDRESS[@STATION][/FORMAT...]=VALUE[,VALUE...].
+#ifndef DX7_HOST_ITEM_NOTATION_H
+#define DX7_HOST_ITEM_NOTATION_H
+
+#include <QStringList>
+#include <QVector>
+
+#include "register_type.h"
+#include "value_format.h"
+
+namespace dx7 {
+
+/// One value that is shown: one item, or two for a 32-bit value.
+struct Point {
+    QString name;  ///< The user's name for it; its notation when it has none.
+    RegisterType type;
+    int station = 1;
+    int address = 0;
+    ValueFormat format;
+
+    int items() const { return format.items(); }
+    /// "F:3.0.25@1".
+    QString notation() const;
+};
+
+/// The points in order, without those that repeat the item and format of an earlier one.
+QVector<Point> withoutRepetitions(const QVector<Point>& points);
+
+/// A write of consecutive values.
+struct WriteRequest {
+    Point first;         ///< The first item written, with the format of the values.
+    QVector<int> items;  ///< Raw values, one per item.
+
+    QString notation() const { return first.notation(); }
+};
+
+/// Takes item texts apart with the driver's own tables and address checks. All functions throw UsageError
+/// with a sentence that names the text and the fault.
+class ItemNotation {
+public:
+    explicit ItemNotation(const DriverFunctions& functions);
+
+    const QVector<RegisterType>& types() const { return types_; }
+    RegisterType type(const QString& name) const;
+
+    /// The points of one item text, COUNT of them; station `defaultStation` when the text names none.
+    QVector<Point> points(const QString& text, int defaultStation = 1) const;
+    /// The points of several texts, in order, without repetitions.
+    QVector<Point> points(const QStringList& texts, int defaultStation = 1) const;
+    WriteRequest write(const QString& text, int defaultStation = 1) const;
+
+    /// The start address of `count` items, judged by the driver.
+    int address(const RegisterType& type, const QString& addressText, int count) const;
+
+    /// Refuses types that cannot be written, and stations to which they cannot.
+    void checkWritable(const RegisterType& type, int station, int count) const;
+    /// Refuses a 32-bit value on bits, or across a step of the register numbers.
+    void checkFormat(const RegisterType& type, int address, const ValueFormat& format) const;
+
+private:
+    struct Parts;
+    Parts split(const QString& text, int defaultStation) const;
+
+    const DriverFunctions& functions_;
+    QVector<RegisterType> types_;
+};
+
+}  // namespace dx7
+
+#endif

@@ -1,0 +1,20 @@
+#include "line.h"
+
+#include "error.h"
+#include "serial_line.h"
+#include "tcp_line.h"
+
+namespace dx7 {
+
+std::unique_ptr<Line> makeLine(const LineSettings& settings, Clock& clock) {
+    switch (settings.carrier) {
+        case Carrier::Serial:
+            return std::make_unique<SerialLine>(settings, clock);
+        case Carrier::Tcp:
+            return std::make_unique<TcpLine>(settings, clock);
+        default:
+            throw UsageError(QStringLiteral("no line is given, use --serial PORT or --tcp HOST[:PORT]"));
+    }
+}
+
+}  // namespace dx7

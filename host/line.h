@@ -1,0 +1,41 @@
+/// \file
+/// The line to the device, as the communication loop sees it.
+#ifndef DX7_HOST_LINE_H
+#define DX7_HOST_LINE_H
+
+#include <QByteArray>
+#include <QString>
+#include <memory>
+
+#include "clock.h"
+#include "line_settings.h"
+
+namespace dx7 {
+
+/// A byte stream that can be opened, lost and opened again. Used from one thread.
+class Line {
+public:
+    virtual ~Line() = default;
+
+    /// Opens or reopens. On failure returns false and says why in `*why`.
+    virtual bool open(QString* why) = 0;
+    virtual void close() = 0;
+    virtual bool isOpen() const = 0;
+
+    /// Hands all bytes to the line. False when the line is lost; it is closed then.
+    virtual bool write(const QByteArray& bytes) = 0;
+
+    /// Appends what has arrived to `*bytes`; when nothing has, waits for the first bytes until `deadlineUs`.
+    /// False when the line is lost; it is closed then. Nothing within the time is no failure.
+    virtual bool read(QByteArray* bytes, qint64 deadlineUs) = 0;
+
+    /// Why the line was lost or did not open.
+    virtual QString failure() const = 0;
+};
+
+/// The line that `settings` describe, not yet opened. `clock` must outlive it.
+std::unique_ptr<Line> makeLine(const LineSettings& settings, Clock& clock);
+
+}  // namespace dx7
+
+#endif

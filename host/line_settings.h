@@ -1,0 +1,65 @@
+/// \file
+/// The settings of one line and what follows from them.
+#ifndef DX7_HOST_LINE_SETTINGS_H
+#define DX7_HOST_LINE_SETTINGS_H
+
+#include <QByteArray>
+#include <QString>
+
+namespace dx7 {
+
+enum class Carrier { None, Serial, Tcp };
+enum class Parity { None, Even, Odd };
+
+/// How the device is reached and how the loop treats it. The line's own values are defaults until
+/// applyDriverDefaults() puts the driver's in their place.
+struct LineSettings {
+    Carrier carrier = Carrier::None;
+    QString serialPort;  ///< Path or name of the port.
+    int baud = 9600;
+    int dataBits = 8;
+    Parity parity = Parity::None;
+    int stopBits = 1;
+    bool rs485 = false;  ///< Ask the kernel to switch the transmitter (TIOCSRS485).
+    QString tcpHost;
+    int tcpPort = 8888;
+    int timeoutMs = 500;       ///< From the end of a request until its reply must have begun to fill.
+    int retries = 3;           ///< How often a request is sent before it has failed; 0 counts as 1.
+    int block = 64;            ///< Most items that one request reads or writes.
+    double gapMs = -1;         ///< Silence before a request; negative = 3.5 characters.
+    int turnaroundMs = 100;    ///< Pause after a broadcast.
+    bool writesLocal = false;  ///< Writes stay in the driver's store.
+};
+
+/// Takes baud rate, data bits, parity, stop bits, address and port from the driver's 25 comma-separated
+/// parameters. Fields that are missing or make no sense leave the setting alone.
+void applyDriverDefaults(LineSettings& settings, const QString& driverParameter);
+
+/// "none", "even" or "odd" (or their first letters), any case. Throws UsageError for anything else.
+Parity parityFromText(const QString& text);
+QString parityText(Parity parity);
+
+/// Takes "HOST", "HOST:PORT" or "[IPV6]:PORT" apart into tcpHost and tcpPort. Throws UsageError.
+void setTcpAddress(LineSettings& settings, const QString& text);
+
+/// Throws UsageError for the first setting that cannot work.
+void checkSettings(const LineSettings& settings);
+
+/// Start, data, parity and stop bits of a character.
+int bitsPerCharacter(const LineSettings& settings);
+
+/// Time that `bytes` take on the wire; 0 over TCP, where no baud rate is known.
+qint64 lineTimeUs(const LineSettings& settings, int bytes);
+
+/// Silence that must lie before a request: 3.5 characters, fixed at 1.75 ms above 19200 baud; none over TCP.
+qint64 silentIntervalUs(const LineSettings& settings);
+
+/// The property text for intf_initProperty.
+QByteArray propertyText(const LineSettings& settings, int linkId);
+
+/// "serial port /dev/ttyUSB0 (9600 8N1)" or "tcp 10.0.0.7:8888".
+QString describeLine(const LineSettings& settings);
+
+}  // namespace dx7
+
+#endif

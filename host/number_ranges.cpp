@@ -1,0 +1,33 @@
+#include "number_ranges.h"
+
+#include <QStringList>
+#include <set>
+
+#include "error.h"
+
+namespace dx7 {
+
+QVector<int> numbersFromText(const QString& text, const char* what, int lowest, int highest) {
+    std::set<int> numbers;
+    for (const QString& part : text.split(QLatin1Char(','))) {
+        const QString first = part.section(QLatin1Char('-'), 0, 0);
+        const QString last = part.contains(QLatin1Char('-')) ? part.section(QLatin1Char('-'), 1) : first;
+        bool firstOk = false;
+        bool lastOk = false;
+        const int from = first.toInt(&firstOk);
+        const int to = last.toInt(&lastOk);
+        if (!firstOk || !lastOk || from > to || from < lowest || to > highest) {
+            throw UsageError(
+                QStringLiteral("%1 \"%2\": write numbers and ranges from %3 to %4, such as %3-%4 or %3,%4")
+                    .arg(QLatin1String(what), text)
+                    .arg(lowest)
+                    .arg(highest));
+        }
+        for (int number = from; number <= to; ++number) {
+            numbers.insert(number);
+        }
+    }
+    return QVector<int>(numbers.begin(), numbers.end());
+}
+
+}  // namespace dx7

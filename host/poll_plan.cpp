@@ -1,0 +1,88 @@
+#include "poll_plan.h"
+
+#include <QMap>
+#include <algorithm>
+#include <tuple>
+
+namespace dx7 {
+
+QVector<ItemRange> pollEntries(const QVector<Point>& points) {
+    QVector<ItemRange> entries;
+    for (const Point& point : points) {
+        for (int i = 0; i < point.items(); ++i) {
+            entries += ItemRange{point.station, point.type.name, point.address + i, 1};
+        }
+    }
+    const auto key = [](const ItemRange& range) {
+        return std::tie(range.station, range.regType, range.address);
+    };
+    std::sort(entries.begin(), entries.end(),
+              [&](const ItemRange& a, const ItemRange& b) { return key(a) < key(b); });
+    const auto last = std::unique(entries.begin(), entries.end(),
+                                  [&](const ItemRange& a, const ItemRange& b) { return key(a) == key(b); });
+    entries.erase(last, entries.end());
+    return entries;
+}
+
+bool coversAll(const QVector<ItemRange>& blocks, const QVector<ItemRange>& entries) {
+    return std::all_of(entries.begin(), entries.end(), [&](const ItemRange& entry) {
+        return std::any_of(blocks.begin(), blocks.end(), [&](const ItemRange& block) {
+            return block.station == entry.station && block.regType == entry.regType &&
+                   block.address <= entry.address &&
+                   entry.address + entry.count <= block.address + block.count;
+        });
+    });
+}
+
+void PollPlan::rebuild(const QVector<int>& leftOut) {
+    Part whole;
+    QMap<int, Part> single;
+    for (const ItemRange& entry : entries_) {
+        if (!leftOut.contains(entry.station)) {
+            whole.entries += entry;
+            single[entry.station].entries += entry;
+        }
+    }
+    parts_.clear();
+    whole.blocks = session_.merge(whole.entries);
+    if (whole.entries.isEmpty()) {
+        return;
+    }
+    if (coversAll(whole.blocks, whole.entries)) {
+        parts_ += whole;
+    } else {
+        for (Part part : single) {
+            part.blocks = session_.merge(part.entries);
+            parts_ += part;
+        }
+    }
+    activate(0);
+}
+
+void PollPlan::activate(int part) {
+    // A single part is in the driver already and stays there; its blocks rotate.
+    if (parts_.size() > 1) {
+        session_.merge(parts_.at(part).entries);
+    }
+    current_ = part;
+    done_ = 0;
+}
+
+QVector<ItemRange> PollPlan::blocks() const {
+    QVector<ItemRange> all;
+    for (const Part& part : parts_) {
+        all += part.blocks;
+    }
+    return all;
+}
+
+bool PollPlan::blockDone() {
+    if (parts_.isEmpty() || ++done_ < parts_.at(current_).blocks.size()) {
+        return false;
+    }
+    const bool cycleOver = current_ + 1 == parts_.size();
+    activate(cycleOver ? 0 : current_ + 1);
+    return cycleOver;
+}
+
+}  // namespace dx7

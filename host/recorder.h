@@ -1,0 +1,52 @@
+/// \file
+/// Recording a line into a capture file, for Wireshark and for `dx7 replay`.
+///
+/// Link type 252 (exported PDU): before each whole frame stand big-endian tags that name the dissector
+/// (mbrtu) and two ports by which a request and a reply are told apart; the device's side is port 502.
+#ifndef DX7_HOST_RECORDER_H
+#define DX7_HOST_RECORDER_H
+
+#include <QString>
+#include <QVector>
+#include <memory>
+
+#include "frame_tap.h"
+
+namespace dx7 {
+
+/// Writes every frame at the time it passes. The file is complete when the recorder is destroyed, and
+/// readable up to the last frame at any time.
+class Recorder : public FrameTap {
+public:
+    /// Creates or overwrites `path`. Throws UsageError when that fails.
+    explicit Recorder(const QString& path);
+    ~Recorder() override;
+
+    void requestSent(const QByteArray& frame) override;
+    void frameReceived(const QByteArray& frame) override;
+
+private:
+    Q_DISABLE_COPY(Recorder)
+    void write(const QByteArray& frame, bool request);
+
+    struct File;
+    std::unique_ptr<File> file_;
+};
+
+/// One frame of a recording.
+struct RecordedFrame {
+    qint64 timeUs = 0;  ///< Since 1970, UTC.
+    bool request = false;
+    QByteArray bytes;  ///< Station to CRC.
+};
+
+/// All frames of a recording, in order; other packets are passed over. Throws UsageError when the file cannot
+/// be read or is no such recording.
+QVector<RecordedFrame> readRecording(const QString& path);
+
+/// What a frame says, such as "read holding registers 0xF319, 2 items"; "wrong CRC" where that is so.
+QString describeFrame(const RecordedFrame& frame);
+
+}  // namespace dx7
+
+#endif

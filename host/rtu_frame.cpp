@@ -1,0 +1,90 @@
+#include "rtu_frame.h"
+
+namespace dx7 {
+
+quint16 crc16(const QByteArray& bytes, int start, int length) {
+    quint16 crc = 0xFFFF;
+    for (int i = start; i < start + length; ++i) {
+        crc = static_cast<quint16>(crc ^ static_cast<quint8>(bytes.at(i)));
+        for (int bit = 0; bit < 8; ++bit) {
+            const bool carry = (crc & 1) != 0;
+            crc = static_cast<quint16>(crc >> 1);
+            if (carry) {
+                crc = static_cast<quint16>(crc ^ 0xA001);
+            }
+        }
+    }
+    return crc;
+}
+
+bool endsWithCrc(const QByteArray& bytes, int start, int length) {
+    if (length < SHORTEST_FRAME_BYTES || start < 0 || start + length > bytes.size()) {
+        return false;
+    }
+    const quint16 crc = crc16(bytes, start, length - 2);
+    return byteAt(bytes, start + length - 2) == (crc & 0xFF) &&
+           byteAt(bytes, start + length - 1) == (crc >> 8);
+}
+
+int byteAt(const QByteArray& bytes, int index) {
+    return index >= 0 && index < bytes.size() ? static_cast<quint8>(bytes.at(index)) : -1;
+}
+
+int wordAt(const QByteArray& bytes, int index) {
+    const int low = byteAt(bytes, index + 1);
+    return low < 0 ? -1 : byteAt(bytes, index) * 256 + low;
+}
+
+QString exceptionName(int code) {
+    switch (code) {
+        case 1:
+            return QStringLiteral("illegal function");
+        case 2:
+            return QStringLiteral("illegal data address");
+        case 3:
+            return QStringLiteral("illegal data value");
+        case 4:
+            return QStringLiteral("server device failure");
+        case 5:
+            return QStringLiteral("acknowledge");
+        case 6:
+            return QStringLiteral("server device busy");
+        case 8:
+            return QStringLiteral("memory parity error");
+        case 10:
+            return QStringLiteral("gateway path unavailable");
+        case 11:
+            return QStringLiteral("gateway target device failed to respond");
+        default:
+            return QStringLiteral("exception code %1").arg(code);
+    }
+}
+
+QString functionName(int code) {
+    switch (code) {
+        case 1:
+            return QStringLiteral("read coils");
+        case 2:
+            return QStringLiteral("read discrete inputs");
+        case 3:
+            return QStringLiteral("read holding registers");
+        case 4:
+            return QStringLiteral("read input registers");
+        case 5:
+            return QStringLiteral("write single coil");
+        case 6:
+            return QStringLiteral("write single register");
+        case 7:
+            return QStringLiteral("read exception status");
+        case 16:
+            return QStringLiteral("write multiple registers");
+        default:
+            return QStringLiteral("function code %1").arg(code);
+    }
+}
+
+QString hexText(const QByteArray& bytes) {
+    return QString::fromLatin1(bytes.toHex(' ').toUpper());
+}
+
+}  // namespace dx7

@@ -1,0 +1,43 @@
+/// \file
+/// What a host needs to know of Modbus RTU frames to guard a line: the CRC and the names of codes (Modbus
+/// over Serial Line V1.02, Modbus application protocol V1.1b3). Building and decoding frames is the driver's.
+#ifndef DX7_HOST_RTU_FRAME_H
+#define DX7_HOST_RTU_FRAME_H
+
+#include <QByteArray>
+#include <QString>
+
+namespace dx7 {
+
+enum : int {
+    EXCEPTION_BIT = 0x80,
+    EXCEPTION_FRAME_BYTES = 5,
+    SHORTEST_FRAME_BYTES = 4,
+    LONGEST_FRAME_BYTES = 256
+};
+
+/// CRC-16 of Modbus over `length` bytes from `start`.
+quint16 crc16(const QByteArray& bytes, int start, int length);
+
+/// Whether the `length` bytes from `start` end with their own CRC, low byte first. False when they are too
+/// few.
+bool endsWithCrc(const QByteArray& bytes, int start, int length);
+
+/// The byte at `index`, or -1 beyond the end.
+int byteAt(const QByteArray& bytes, int index);
+
+/// The two bytes from `index`, high byte first, or -1 beyond the end.
+int wordAt(const QByteArray& bytes, int index);
+
+/// Name of an exception code, such as "illegal data address"; "exception code 77" for an unknown one.
+QString exceptionName(int code);
+
+/// Name of a function code, such as "read coils"; "function code 77" for an unknown one.
+QString functionName(int code);
+
+/// The bytes in hexadecimal, separated by spaces.
+QString hexText(const QByteArray& bytes);
+
+}  // namespace dx7
+
+#endif

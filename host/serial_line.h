@@ -1,0 +1,36 @@
+/// \file
+/// A line over a serial port or a pseudo-terminal.
+#ifndef DX7_HOST_SERIAL_LINE_H
+#define DX7_HOST_SERIAL_LINE_H
+
+#include <QSerialPort>
+
+#include "line.h"
+
+namespace dx7 {
+
+class SerialLine : public Line {
+public:
+    SerialLine(const LineSettings& settings, Clock& clock);
+
+    bool open(QString* why) override;
+    void close() override;
+    bool isOpen() const override;
+    bool write(const QByteArray& bytes) override;
+    bool read(QByteArray* bytes, qint64 deadlineUs) override;
+    QString failure() const override { return failure_; }
+
+private:
+    bool configure();
+    bool enableRs485();
+    bool lose();
+
+    LineSettings settings_;
+    Clock& clock_;
+    QSerialPort port_;
+    QString failure_;
+};
+
+}  // namespace dx7
+
+#endif

@@ -1,0 +1,47 @@
+/// \file
+/// Which stations are worth polling. Pure: time is passed in.
+#ifndef DX7_HOST_STATION_HEALTH_H
+#define DX7_HOST_STATION_HEALTH_H
+
+#include <QMap>
+#include <QVector>
+
+namespace dx7 {
+
+/// A station whose blocks all failed in two cycles in a row is dead. A dead station is probed 0.5 s later,
+/// then after a pause that is 0.5 s longer each time up to 10 s, and is alive again with its first answer.
+/// Any answer counts, a refusal included.
+class StationHealth {
+public:
+    void add(int station);
+
+    /// A block of the station was polled in the cycle that runs.
+    void polled(int station, bool answered);
+    /// The cycle is over. True when a station died with it.
+    bool cycleEnd(qint64 nowUs);
+
+    bool isDead(int station) const { return states_.value(station).dead; }
+    QVector<int> dead() const;
+
+    /// Dead stations whose probe is due; probed() must follow for each before it is due again.
+    QVector<int> probesDue(qint64 nowUs) const;
+    /// When the next probe is due; -1 when no station is dead.
+    qint64 nextProbeUs() const;
+    /// A probe ended. True when the station is alive again.
+    bool probed(int station, bool answered, qint64 nowUs);
+
+private:
+    struct State {
+        bool dead = false;
+        bool polled = false;
+        bool answered = false;
+        int failedCycles = 0;
+        qint64 pauseUs = 0;
+        qint64 probeUs = 0;
+    };
+    QMap<int, State> states_;
+};
+
+}  // namespace dx7
+
+#endif

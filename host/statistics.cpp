@@ -1,0 +1,53 @@
+#include "statistics.h"
+
+namespace dx7 {
+
+qint64 Counters::exceptionCount() const {
+    qint64 sum = 0;
+    for (const qint64 count : exceptions) {
+        sum += count;
+    }
+    return sum;
+}
+
+void Counters::count(const Transaction& transaction) {
+    foreign += transaction.foreignFrames;
+    failed += transaction.driverResult == OPERATION_FAILED ? 1 : 0;
+    if (transaction.outcome == Outcome::Skipped) {
+        return;
+    }
+    ++requests;
+    retries += transaction.repeated ? 1 : 0;
+    switch (transaction.outcome) {
+        case Outcome::Good:
+            ++good;
+            break;
+        case Outcome::WrongCrc:
+            ++wrongCrc;
+            break;
+        case Outcome::WrongLength:
+            ++wrongLength;
+            break;
+        case Outcome::Exception:
+            ++exceptions[transaction.exceptionCode];
+            break;
+        default:
+            ++timeouts;
+            break;
+    }
+    if (transaction.answered() && transaction.frame.expectLen > 0) {
+        response.add(transaction.endUs - transaction.sentUs);
+    }
+}
+
+void Statistics::count(const Transaction& transaction) {
+    busyUs_ += transaction.busyUs;
+    all_.count(transaction);
+    stations_[transaction.frame.station].count(transaction);
+}
+
+double Statistics::busyShare(qint64 nowUs) const {
+    return nowUs > startUs_ ? static_cast<double>(busyUs_) / static_cast<double>(nowUs - startUs_) : 0;
+}
+
+}  // namespace dx7

@@ -1,0 +1,56 @@
+/// \file
+/// What happened on the line, counted per station and in all.
+#ifndef DX7_HOST_STATISTICS_H
+#define DX7_HOST_STATISTICS_H
+
+#include <QMap>
+
+#include "latency_histogram.h"
+#include "transaction.h"
+
+namespace dx7 {
+
+/// The counters of one station, or of all.
+struct Counters {
+    qint64 requests = 0;  ///< Requests sent, repetitions included.
+    qint64 good = 0;      ///< Replies that the driver took.
+    qint64 timeouts = 0;  ///< Requests without any reply of their own.
+    qint64 wrongCrc = 0;
+    qint64 wrongLength = 0;
+    qint64 foreign = 0;            ///< Frames of others that were put aside.
+    QMap<int, qint64> exceptions;  ///< Refusals by exception code.
+    qint64 retries = 0;            ///< Requests that repeat an earlier one.
+    qint64 failed = 0;             ///< Operations given up.
+    LatencyHistogram response;  ///< From handing over a request until its good reply or refusal was complete.
+
+    qint64 exceptionCount() const;
+    /// Bad replies and missing ones.
+    qint64 bad() const { return timeouts + wrongCrc + wrongLength + exceptionCount(); }
+    void count(const Transaction& transaction);
+};
+
+/// Fed with every transaction and every finished cycle of the polling plan.
+class Statistics {
+public:
+    explicit Statistics(qint64 startUs) : startUs_(startUs) {}
+
+    void count(const Transaction& transaction);
+    void countCycle(qint64 durationUs) { cycles_.add(durationUs); }
+
+    const Counters& all() const { return all_; }
+    const QMap<int, Counters>& stations() const { return stations_; }
+    const LatencyHistogram& cycles() const { return cycles_; }
+    /// Share (0 to 1) of the time since the start that the line was taken by requests and replies.
+    double busyShare(qint64 nowUs) const;
+
+private:
+    qint64 startUs_;
+    qint64 busyUs_ = 0;
+    Counters all_;
+    QMap<int, Counters> stations_;
+    LatencyHistogram cycles_;
+};
+
+}  // namespace dx7
+
+#endif

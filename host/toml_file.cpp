@@ -1,0 +1,90 @@
+#include "toml_file.h"
+
+#include <QFile>
+#include <QStringList>
+#include <algorithm>
+
+#include "error.h"
+
+namespace dx7 {
+
+namespace {
+
+template <typename Value>
+std::optional<Value> typedValue(const QString& path, const toml::table& table, const char* key,
+                                const char* kind) {
+    const toml::node* node = table.get(key);
+    if (node == nullptr) {
+        return std::nullopt;
+    }
+    const std::optional<Value> value = node->value_exact<Value>();
+    if (!value) {
+        refuseToml(path, node->source(),
+                   QStringLiteral("%1 is not %2").arg(QLatin1String(key), QLatin1String(kind)));
+    }
+    return value;
+}
+
+}  // namespace
+
+QString tomlText(std::string_view text) {
+    return QString::fromUtf8(text.data(), static_cast<int>(text.size()));
+}
+
+toml::table readToml(const QString& path) {
+    QFile file(path);
+    if (!file.open(QIODevice::ReadOnly)) {
+        throw UsageError(QStringLiteral("%1 cannot be read: %2").arg(path, file.errorString()));
+    }
+    const QByteArray content = file.readAll();
+    try {
+        return toml::parse(std::string_view(content.constData(), static_cast<size_t>(content.size())));
+    } catch (const toml::parse_error& error) {
+        refuseToml(path, error.source(), tomlText(error.description()));
+    }
+}
+
+void refuseToml(const QString& path, const toml::source_region& where, const QString& what) {
+    throw UsageError(
+        QStringLiteral("%1:%2:%3: %4").arg(path).arg(where.begin.line).arg(where.begin.column).arg(what));
+}
+
+void checkTomlKeys(const QString& path, const toml::table& table, std::initializer_list<const char*> known) {
+    for (const auto& [key, node] : table) {
+        const std::string_view name = key.str();
+        if (std::none_of(known.begin(), known.end(),
+                         [&](const char* candidate) { return name == candidate; })) {
+            QStringList names;
+            for (const char* candidate : known) {
+                names += QLatin1String(candidate);
+            }
+            refuseToml(path, key.source(),
+                       QStringLiteral("key \"%1\" is unknown, here are %2")
+                           .arg(tomlText(name), names.join(QStringLiteral(", "))));
+        }
+    }
+}
+
+std::optional<QString> tomlText(const QString& path, const toml::table& table, const char* key) {
+    const auto value = typedValue<std::string>(path, table, key, "a text");
+    return value ? std::optional<QString>(tomlText(*value)) : std::nullopt;
+}
+
+std::optional<qint64> tomlInteger(const QString& path, const toml::table& table, const char* key) {
+    const auto value = typedValue<int64_t>(path, table, key, "a whole number");
+    return value ? std::optional<qint64>(*value) : std::nullopt;
+}
+
+std::optional<double> tomlNumber(const QString& path, const toml::table& table, const char* key) {
+    const toml::node* node = table.get(key);
+    if (node != nullptr && node->is_integer()) {
+        return static_cast<double>(*node->value_exact<int64_t>());
+    }
+    return typedValue<double>(path, table, key, "a number");
+}
+
+std::optional<bool> tomlFlag(const QString& path, const toml::table& table, const char* key) {
+    return typedValue<bool>(path, table, key, "true or false");
+}
+
+}  // namespace dx7

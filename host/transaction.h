@@ -1,0 +1,52 @@
+/// \file
+/// What happened to one request on the line.
+#ifndef DX7_HOST_TRANSACTION_H
+#define DX7_HOST_TRANSACTION_H
+
+#include <QByteArray>
+#include <QString>
+
+#include "driver_functions.h"
+
+namespace dx7 {
+
+enum class Outcome {
+    Good,     ///< The driver took the reply (or the silence after a broadcast).
+    Timeout,  ///< Nothing that belongs to the request came.
+    WrongCrc,
+    WrongLength,
+    Exception,  ///< The station refused the request.
+    Skipped,    ///< Not sent at all: the attempts left to a station that gave no sign on the first one.
+};
+
+/// Result codes of intf_dealRcvFrame.
+enum DriverResult { NO_FRAME = 0, REPLY_GOOD = 1, OPERATION_FAILED = 2, SEND_AGAIN = 8 };
+
+/// One request, sent once, and its end.
+struct Transaction {
+    FRAME_PRO frame;  ///< The request as the driver described it.
+    QByteArray request;
+    QByteArray reply;  ///< What the driver got; empty after an exception.
+    Outcome outcome = Outcome::Timeout;
+    int exceptionCode = 0;  ///< With Outcome::Exception.
+    int foreignFrames = 0;  ///< Frames put aside while waiting.
+    bool repeated = false;  ///< Not the first attempt of its operation.
+    int driverResult = NO_FRAME;
+    QString info;       ///< The driver's text about the frame.
+    qint64 sentUs = 0;  ///< When the request was handed to the line.
+    qint64 endUs = 0;   ///< When the wait for the reply ended.
+    qint64 busyUs = 0;  ///< How long the line was taken by the request, the wait and the reply.
+
+    /// The operation is over, one way or the other.
+    bool finished() const { return driverResult != SEND_AGAIN; }
+    bool good() const { return driverResult == REPLY_GOOD; }
+    /// The station gave a sign of life.
+    bool answered() const { return outcome == Outcome::Good || outcome == Outcome::Exception; }
+};
+
+/// "no reply", "wrong CRC", "exception 2 (illegal data address)" and so on.
+QString outcomeText(const Transaction& transaction);
+
+}  // namespace dx7
+
+#endif

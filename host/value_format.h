@@ -1,0 +1,50 @@
+/// \file
+/// How raw items become values that people read and type.
+#ifndef DX7_HOST_VALUE_FORMAT_H
+#define DX7_HOST_VALUE_FORMAT_H
+
+#include <QString>
+#include <QVector>
+
+#include "register_type.h"
+
+namespace dx7 {
+
+enum class Presentation { Unsigned, Signed, Hex, Binary };
+
+/// Format of one value: presentation, width, word order, scale and unit.
+struct ValueFormat {
+    Presentation presentation = Presentation::Unsigned;
+    bool wide = false;          ///< 32 bits in two consecutive words.
+    bool lowWordFirst = false;  ///< Of a wide value.
+    double scale = 1;           ///< The shown number is the raw number times this.
+    QString unit;
+
+    /// Items that one value occupies.
+    int items() const { return wide ? 2 : 1; }
+    bool scaled() const { return scale < 1 || scale > 1; }
+};
+
+bool operator==(const ValueFormat& a, const ValueFormat& b);
+
+/// Applies one option as it stands in an item text behind a "/": unsigned, signed, hex, binary, u16, s16,
+/// u32, s32, hex32, low-first, scale=NUMBER, unit=TEXT. Throws UsageError for any other.
+void applyFormatOption(ValueFormat& format, const QString& option);
+
+/// The raw number of a value from its items (one or two, in address order).
+quint32 rawFromItems(const ValueFormat& format, const QVector<int>& items);
+
+/// The number as shown, without unit.
+QString valueText(const ValueFormat& format, const RegisterType& type, quint32 raw);
+/// The same, with a space and the unit when there is one.
+QString valueWithUnit(const ValueFormat& format, const RegisterType& type, quint32 raw);
+/// The number itself: signed and scaled as the format says.
+double valueNumber(const ValueFormat& format, quint32 raw);
+
+/// The items (one or two, in address order) of a value that a user typed: decimal, 0x.. or 0b.., "on" and
+/// "off" for bits. Throws UsageError when the text is no number or the value is out of the type's range.
+QVector<int> itemsFromText(const ValueFormat& format, const RegisterType& type, const QString& text);
+
+}  // namespace dx7
+
+#endif

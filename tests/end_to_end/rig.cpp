@@ -1,0 +1,130 @@
+#include "rig.h"
+
+#include <fstream>
+#include <sstream>
+#include <stdexcept>
+#include <thread>
+
+std::string carrierName(const testing::TestParamInfo<Carrier>& info) {
+    return info.param == Carrier::Tcp ? "Tcp" : "PseudoTerminal";
+}
+
+void PrintTo(Carrier carrier, std::ostream* out) {
+    *out << (carrier == Carrier::Tcp ? "TCP" : "pseudo-terminal");
+}
+
+Rig::Rig(Carrier carrier, const Words& deviceOptions) : m_carrier(carrier), m_deviceOptions(deviceOptions) {
+    startDevice();
+}
+
+void Rig::startDevice() {
+    const bool tcp = m_carrier == Carrier::Tcp;
+    const Words place =
+        tcp ? Words{"--tcp", std::to_string(m_port)} : Words{"--pty", m_directory.file("line")};
+    m_device = std::make_unique<DeviceProcess>(place, m_deviceOptions);
+    if (m_device->ready().rfind("ready on ", 0) != 0) {
+        throw std::runtime_error("the device does not start: " + m_device->finish().errors);
+    }
+    if (tcp) {
+        m_port = static_cast<int>(numberBehind(m_device->ready(), "127.0.0.1:"));
+    }
+}
+
+std::string Rig::tell(const std::string& command) {
+    m_device->type(command + "\n");
+    return m_device->readLine();
+}
+
+std::string Rig::stopDevice() {
+    return m_device->stop().output;
+}
+
+Words Rig::line() const {
+    return m_carrier == Carrier::Tcp ? Words{"--tcp", "127.0.0.1:" + std::to_string(m_port)}
+                                     : Words{"--serial", m_directory.file("line")};
+}
+
+Words Rig::command(const Words& words) const {
+    Words all = dx7Words(words);
+    for (const std::string& word : line()) {
+        all.push_back(word);
+    }
+    return all;
+}
+
+std::unique_ptr<Client> Rig::client(int station) const {
+    return m_carrier == Carrier::Tcp ? std::make_unique<Client>(connectTo(m_port), station)
+                                     : std::make_unique<Client>(m_directory.file("line"), station);
+}
+
+Words dx7Words(const Words& words) {
+    Words all{DX7_PROGRAM};
+    all.insert(all.end(), words.begin(), words.end());
+    if (words.front() != "replay") {
+        all.insert(all.end(), {"--driver", DX7_LIBRARY});
+    }
+    return all;
+}
+
+std::vector<Json> jsonLines(const std::string& output) {
+    std::vector<Json> objects;
+    std::istringstream lines(output);
+    for (std::string line; std::getline(lines, line);) {
+        objects.push_back(Json::parse(line));
+    }
+    return objects;
+}
+
+Json withKey(const std::vector<Json>& objects, const std::string& key) {
+    for (const Json& object : objects) {
+        if (object.contains(key)) {
+            return object;
+        }
+    }
+    return Json();
+}
+
+bool has(const Json& object, const std::string& key, const Json& value) {
+    return object.contains(key) && object.at(key) == value;
+}
+
+Json nextJson(Process& process, const std::function<bool(const Json&)>& wanted) {
+    for (std::string line = process.readLine(); !line.empty(); line = process.readLine()) {
+        Json object = Json::parse(line);
+        if (wanted(object)) {
+            return object;
+        }
+    }
+    return Json();
+}
+
+long numberBehind(const std::string& text, const std::string& label) {
+    const std::size_t at = text.find(label);
+    return at == std::string::npos ? -1 : std::strtol(text.c_str() + at + label.size(), nullptr, 10);
+}
+
+void writeFile(const std::string& path, const std::string& content) {
+    std::ofstream file(path, std::ios::binary);
+    file << content;
+    if (!file.flush()) {
+        throw std::runtime_error("cannot write " + path);
+    }
+}
+
+std::string readFile(const std::string& path) {
+    std::ifstream file(path, std::ios::binary);
+    std::ostringstream content;
+    content << file.rdbuf();
+    return content.str();
+}
+
+bool eventually(const std::function<bool()>& condition, std::chrono::milliseconds patience) {
+    const auto until = std::chrono::steady_clock::now() + patience;
+    while (!condition()) {
+        if (std::chrono::steady_clock::now() > until) {
+            return false;
+        }
+        std::this_thread::sleep_for(std::chrono::milliseconds(20));
+    }
+    return true;
+}

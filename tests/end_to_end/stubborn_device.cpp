@@ -1,0 +1,113 @@
+#include "stubborn_device.h"
+
+#include <arpa/inet.h>
+#include <fcntl.h>
+#include <poll.h>
+#include <sys/socket.h>
+#include <unistd.h>
+
+#include <cstdint>
+#include <stdexcept>
+#include <vector>
+
+namespace {
+
+enum { REQUEST_BYTES = 8, WRITE_REGISTERS = 16, KEPT_VALUE = 7 };
+using Frame = std::vector<std::uint8_t>;
+
+Frame withCrc(Frame frame) {
+    unsigned crc = 0xFFFF;
+    for (const std::uint8_t byte : frame) {
+        crc ^= byte;
+        for (int bit = 0; bit < 8; ++bit) {
+            crc = (crc & 1U) != 0 ? (crc >> 1) ^ 0xA001U : crc >> 1;
+        }
+    }
+    frame.push_back(static_cast<std::uint8_t>(crc & 0xFFU));
+    frame.push_back(static_cast<std::uint8_t>(crc >> 8));
+    return frame;
+}
+
+Frame answer(const Frame& request) {
+    const std::uint8_t function = request[1];
+    if (function == 3) {
+        const unsigned count = request[5];
+        Frame reply{request[0], function, static_cast<std::uint8_t>(2 * count)};
+        for (unsigned i = 0; i < count; ++i) {
+            reply.insert(reply.end(), {0, KEPT_VALUE});
+        }
+        return withCrc(reply);
+    }
+    return withCrc(Frame(request.begin(), request.begin() + 6));
+}
+
+std::size_t wholeLength(const Frame& request) {
+    const bool run = request.size() > 6 && request[1] == WRITE_REGISTERS;
+    return run ? std::size_t(9) + request[6] : std::size_t(REQUEST_BYTES);
+}
+
+/// False when it is time to stop.
+bool waitFor(int fd, int stop) {
+    pollfd both[] = {{fd, POLLIN, 0}, {stop, POLLIN, 0}};
+    return ::poll(both, 2, -1) > 0 && both[1].revents == 0;
+}
+
+void serve(int client, int stop) {
+    Frame request;
+    std::uint8_t chunk[256];
+    while (waitFor(client, stop)) {
+        const ssize_t count = ::read(client, chunk, sizeof chunk);
+        if (count <= 0) {
+            return;
+        }
+        request.insert(request.end(), chunk, chunk + count);
+        if (request.size() >= REQUEST_BYTES && request.size() >= wholeLength(request)) {
+            const Frame reply = answer(request);
+            if (::write(client, reply.data(), reply.size()) != static_cast<ssize_t>(reply.size())) {
+                return;
+            }
+            request.clear();
+        }
+    }
+}
+
+}  // namespace
+
+StubbornDevice::StubbornDevice() {
+    int stop[2];
+    m_listener = ::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
+    sockaddr_in place{};
+    place.sin_family = AF_INET;
+    place.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+    if (::bind(m_listener, reinterpret_cast<sockaddr*>(&place), sizeof place) != 0 ||
+        ::listen(m_listener, 4) != 0 || ::pipe2(stop, O_CLOEXEC) != 0) {
+        throw std::runtime_error("cannot listen");
+    }
+    m_stopRead = stop[0];
+    m_stopWrite = stop[1];
+    m_thread = std::thread([this] { run(); });
+}
+
+StubbornDevice::~StubbornDevice() {
+    ::close(m_stopWrite);
+    m_thread.join();
+    ::close(m_stopRead);
+    ::close(m_listener);
+}
+
+std::string StubbornDevice::address() const {
+    sockaddr_in place{};
+    socklen_t length = sizeof place;
+    ::getsockname(m_listener, reinterpret_cast<sockaddr*>(&place), &length);
+    return "127.0.0.1:" + std::to_string(ntohs(place.sin_port));
+}
+
+void StubbornDevice::run() const {
+    while (waitFor(m_listener, m_stopRead)) {
+        const int client = ::accept4(m_listener, nullptr, nullptr, SOCK_CLOEXEC);
+        if (client >= 0) {
+            serve(client, m_stopRead);
+            ::close(client);
+        }
+    }
+}

@@ -1,0 +1,29 @@
+/// \file
+/// A station that acknowledges every write and keeps all its registers at 7.
+#ifndef DX7_TESTS_END_TO_END_STUBBORN_DEVICE_H
+#define DX7_TESTS_END_TO_END_STUBBORN_DEVICE_H
+
+#include <string>
+#include <thread>
+
+/// Serves RTU frames over TCP on a thread of its own, one client after the other, until its end.
+class StubbornDevice {
+public:
+    StubbornDevice();
+    ~StubbornDevice();
+    StubbornDevice(const StubbornDevice&) = delete;
+    StubbornDevice& operator=(const StubbornDevice&) = delete;
+
+    /// "127.0.0.1:PORT".
+    std::string address() const;
+
+private:
+    void run() const;
+
+    int m_listener = -1;
+    int m_stopRead = -1;
+    int m_stopWrite = -1;
+    std::thread m_thread;
+};
+
+#endif

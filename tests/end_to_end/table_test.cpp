@@ -1,0 +1,164 @@
+// The live table of dx7 monitor and the progress bars, on a terminal: tmux keeps the screen, the test types
+// keys and looks at what stands there.
+#include <algorithm>
+#include <regex>
+
+#include "rig.h"
+
+namespace {
+
+/// A terminal of its own, with a program in it.
+class Terminal {
+public:
+    Terminal(const std::string& socket, const Words& command, int columns, int rows) : m_socket(socket) {
+        Words words = {"-f", "/dev/null",          "new-session", "-d",    "-x", std::to_string(columns),
+                       "-y", std::to_string(rows), "-s",          "screen"};
+        // The shell keeps the screen after the program's end and shows its exit code.
+        std::string line = "LC_ALL=C.UTF-8";
+        for (const std::string& word : command) {
+            line += " '" + word + "'";
+        }
+        words.push_back(line + "; echo \"exit code $?\"; exec sleep 60");
+        const Finished started = tmux(words);
+        if (started.exitCode != 0) {
+            throw std::runtime_error("tmux: " + started.errors);
+        }
+    }
+    ~Terminal() { tmux({"kill-server"}); }
+    Terminal(const Terminal&) = delete;
+    Terminal& operator=(const Terminal&) = delete;
+
+    std::string screen() const { return tmux({"capture-pane", "-p", "-t", "screen"}).output; }
+    void type(const Words& keys) const {
+        Words words{"send-keys", "-t", "screen"};
+        words.insert(words.end(), keys.begin(), keys.end());
+        tmux(words);
+    }
+    void resize(int columns, int rows) const {
+        tmux({"resize-window", "-t", "screen", "-x", std::to_string(columns), "-y", std::to_string(rows)});
+    }
+    /// Whether something that matches comes to stand on the screen.
+    bool shows(const std::string& pattern) const {
+        const std::regex regex(pattern);
+        return eventually([&] { return std::regex_search(screen(), regex); });
+    }
+
+private:
+    Finished tmux(const Words& words) const {
+        Words all{DX7_TMUX, "-S", m_socket};
+        all.insert(all.end(), words.begin(), words.end());
+        return runToEnd(all);
+    }
+
+    std::string m_socket;
+};
+
+class LiveTable : public testing::TestWithParam<Carrier> {
+protected:
+    Terminal monitor(const Words& items, int columns = 100, int rows = 20) {
+        // However the test ends, nothing is left running for long.
+        Words words{"monitor", "--seconds", "50"};
+        words.insert(words.end(), items.begin(), items.end());
+        return Terminal(rig.file("tmux"), rig.command(words), columns, rows);
+    }
+
+    Rig rig{GetParam(), {"--stations", "1,2"}};
+};
+INSTANTIATE_TEST_SUITE_P(Lines, LiveTable, testing::Values(Carrier::PseudoTerminal, Carrier::Tcp),
+                         carrierName);
+
+TEST_P(LiveTable, ShowsAndUpdatesValuesUntilQ) {
+    rig.tell("set AI:0=-12");
+    const Terminal terminal = monitor({"F:3.0.25", "AI:0/signed/scale=0.1/unit=Hz", "DO:1@2"});
+    EXPECT_TRUE(terminal.shows("NAME +ADDRESS +VALUE +QUALITY +AGE +CHANGES")) << terminal.screen();
+    EXPECT_TRUE(terminal.shows("F:3\\.0\\.25@1 +F:3\\.0\\.25@1 +325 +good +0\\.[0-9] s"))
+        << terminal.screen();
+    EXPECT_TRUE(terminal.shows("-1\\.2 Hz +good")) << terminal.screen();
+    EXPECT_TRUE(terminal.shows("DO:1@2 +DO:1@2 +0 +good")) << terminal.screen();
+    rig.tell("set F:3.0.25@1=4321");
+    EXPECT_TRUE(terminal.shows("F:3\\.0\\.25@1 +4321 +good")) << terminal.screen();
+    terminal.type({"q"});
+    EXPECT_TRUE(terminal.shows("exit code 0")) << terminal.screen();
+    EXPECT_FALSE(std::regex_search(terminal.screen(), std::regex("NAME +ADDRESS")))
+        << "the screen is as before";
+}
+
+TEST_P(LiveTable, WritesTheSelectedValue) {
+    const Terminal terminal = monitor({"AI:0", "F:3.0.25"});
+    ASSERT_TRUE(terminal.shows("F:3\\.0\\.25@1 +325 +good")) << terminal.screen();
+    terminal.type({"w"});
+    EXPECT_TRUE(terminal.shows("AI is read-only")) << terminal.screen();
+    terminal.type({"Down", "w"});
+    EXPECT_TRUE(terminal.shows("F:3\\.0\\.25@1 = _")) << terminal.screen();
+    terminal.type({"6", "5", "5", "3", "6", "Enter"});
+    EXPECT_TRUE(terminal.shows("65536[^\n]*out of range")) << terminal.screen();
+    terminal.type({"w", "5", "1", "3", "BSpace", "2", "Enter"});
+    EXPECT_TRUE(terminal.shows("F:3\\.0\\.25@1 +512 +good")) << terminal.screen();
+    EXPECT_EQ("F:3.0.25@1 = 512", rig.tell("get F:3.0.25@1"));
+    EXPECT_TRUE(terminal.shows("F:3\\.0\\.25@1 was written")) << terminal.screen();
+    terminal.type({"w", "9", "Escape"});
+    EXPECT_TRUE(eventually([&] { return terminal.screen().find("= 9_") == std::string::npos; }));
+    terminal.type({"q"});
+    EXPECT_TRUE(terminal.shows("exit code 0")) << terminal.screen();
+    EXPECT_EQ("F:3.0.25@1 = 512", rig.tell("get F:3.0.25@1"));
+}
+
+TEST_P(LiveTable, ShowsTheStatisticsAndTheTableAgain) {
+    const Terminal terminal = monitor({"F:3.0.25@1", "F:3.0.25@2"}, 100, 30);
+    ASSERT_TRUE(terminal.shows("F:3\\.0\\.25@2 +325 +good")) << terminal.screen();
+    terminal.type({"s"});
+    EXPECT_TRUE(terminal.shows("station 1 +station 2 +all")) << terminal.screen();
+    EXPECT_TRUE(terminal.shows("timeouts +0 +0 +0")) << terminal.screen();
+    EXPECT_TRUE(terminal.shows("line busy: [0-9.]+ %")) << terminal.screen();
+    terminal.type({"s"});
+    EXPECT_TRUE(terminal.shows("F:3\\.0\\.25@2 +325 +good")) << terminal.screen();
+}
+
+TEST_P(LiveTable, FollowsTheSizeOfTheTerminal) {
+    const Terminal terminal = monitor({"F:0.0.00,30"}, 100, 40);
+    ASSERT_TRUE(terminal.shows("F:0\\.0\\.29@1 +29 +good")) << terminal.screen();
+    terminal.resize(80, 10);
+    EXPECT_TRUE(eventually([&] {
+        const std::string screen = terminal.screen();
+        return std::count(screen.begin(), screen.end(), '\n') == 10 &&
+               std::regex_search(screen, std::regex("NAME")) &&
+               std::regex_search(screen, std::regex("q quit")) &&
+               screen.find("F:0.0.29") == std::string::npos;
+    })) << terminal.screen();
+    // Seven rows are left for items: the last one comes into sight when it is selected.
+    terminal.type(Words(29, "Down"));
+    EXPECT_TRUE(terminal.shows("F:0\\.0\\.29@1 +29 +good")) << terminal.screen();
+    terminal.resize(120, 45);
+    EXPECT_TRUE(terminal.shows("F:0\\.0\\.29@1 +29 +good[^]*q quit")) << terminal.screen();
+    terminal.type({"q"});
+    EXPECT_TRUE(terminal.shows("exit code 0")) << terminal.screen();
+}
+
+TEST_P(LiveTable, TurnsNoLineAndRecovers) {
+    const Terminal terminal = monitor({"F:3.0.25"});
+    ASSERT_TRUE(terminal.shows("325 +good")) << terminal.screen();
+    rig.stopDevice();
+    EXPECT_TRUE(terminal.shows("325 +no line +[0-9.]+ s")) << terminal.screen();
+    rig.startDevice();
+    EXPECT_TRUE(terminal.shows("325 +good")) << terminal.screen();
+    rig.tell("silence 1");
+    EXPECT_TRUE(terminal.shows("325 +bad +[0-9.]+ s")) << terminal.screen();
+}
+
+TEST_P(LiveTable, EndsOnCtrlC) {
+    const Terminal terminal = monitor({"F:3.0.25"});
+    ASSERT_TRUE(terminal.shows("325 +good")) << terminal.screen();
+    terminal.type({"C-c"});
+    EXPECT_TRUE(terminal.shows("good and 0 bad replies[^]*exit code 0")) << terminal.screen();
+}
+
+TEST(ProgressBar, OfAScanShowsTheShareDoneAndTheTimeLeft) {
+    const Rig rig(Carrier::PseudoTerminal);
+    const Terminal terminal(rig.file("tmux"), rig.command({"scan", "--stations", "1-40", "--timeout", "100"}),
+                            100, 10);
+    EXPECT_TRUE(terminal.shows("#+\\.* +[0-9]+ % +[0-9]+ s left +station [0-9]+, 1 found"))
+        << terminal.screen();
+    EXPECT_TRUE(terminal.shows("1 of 40 asked stations answered\nexit code 0")) << terminal.screen();
+}
+
+}  // namespace

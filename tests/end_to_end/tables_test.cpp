@@ -1,0 +1,151 @@
+// The commands that need the driver but no line: types, check, copies, plan.
+#include <algorithm>
+#include <regex>
+
+#include "rig.h"
+
+namespace {
+
+Finished dx7(const Words& words) {
+    return runToEnd(dx7Words(words));
+}
+
+TEST(Types, AreListedAsJson) {
+    const Finished run = dx7({"types", "--json"});
+    EXPECT_EQ(0, run.exitCode) << run.errors;
+    const std::vector<Json> types = jsonLines(run.output);
+    ASSERT_EQ(15U, types.size());
+    int bits = 0;
+    std::string writable;
+    for (const Json& type : types) {
+        bits += type.at("kind") == "bit" ? 1 : 0;
+        writable += type.at("writable") == true ? type.at("type").get<std::string>() + " " : "";
+        if (type.at("type") == "F") {
+            EXPECT_EQ("F.#.55", type.at("highest"));
+        }
+    }
+    EXPECT_EQ(6, bits);
+    for (const char* name : {"CW_bit ", "DO ", "RO ", "SDO ", "F ", "CW ", "MOD "}) {
+        EXPECT_NE(std::string::npos, writable.find(name)) << writable;
+    }
+    EXPECT_EQ(std::string::npos, writable.find("AI ")) << writable;
+}
+
+TEST(Check, SaysWhatAnAddressIs) {
+    const Finished run = dx7({"check", "F:3.0.25", "DO:1,2", "CW:0"});
+    EXPECT_EQ(0, run.exitCode) << run.errors;
+    EXPECT_TRUE(std::regex_search(run.output, std::regex("F:3\\.0\\.25[^\n]*193"))) << run.output;
+    EXPECT_TRUE(std::regex_search(run.output, std::regex("DO:1[^\n]*bit 1 to 2"))) << run.output;
+    EXPECT_EQ(3, std::count(run.output.begin(), run.output.end(), '\n'));
+}
+
+TEST(Check, SaysEverythingAboutEachAsJson) {
+    const Finished run = dx7({"check", "--json", "F:3.0.25,2", "AI:0"});
+    EXPECT_EQ(0, run.exitCode) << run.errors;
+    const std::vector<Json> checked = jsonLines(run.output);
+    ASSERT_EQ(2U, checked.size());
+    EXPECT_EQ("F", checked[0].at("type"));
+    EXPECT_EQ(193, checked[0].at("number"));
+    EXPECT_EQ(2, checked[0].at("count"));
+    EXPECT_EQ("word", checked[0].at("kind"));
+    EXPECT_EQ(true, checked[0].at("writable"));
+    EXPECT_EQ(false, checked[1].at("writable"));
+}
+
+TEST(Check, NamesEachWrongAddressAndStillShowsTheOthers) {
+    const Finished run = dx7({"check", "AI:4", "DO:1", "XX:1", "F:3.0.56"});
+    EXPECT_EQ(2, run.exitCode);
+    EXPECT_EQ(1, std::count(run.output.begin(), run.output.end(), '\n')) << run.output;
+    EXPECT_EQ(3, std::count(run.errors.begin(), run.errors.end(), '\n')) << run.errors;
+    EXPECT_NE(std::string::npos, run.errors.find("XX")) << run.errors;
+    EXPECT_NE(std::string::npos, run.errors.find("3.0.56")) << run.errors;
+}
+
+TEST(Copies, GoOnBehindAGroup) {
+    const Finished run = dx7({"copies", "F:0.0.54", "3", "--json"});
+    EXPECT_EQ(0, run.exitCode) << run.errors;
+    const std::vector<Json> copies = jsonLines(run.output);
+    ASSERT_EQ(3U, copies.size());
+    EXPECT_EQ(54, copies[0].at("number"));
+    EXPECT_EQ("0.0.55", copies[1].at("address"));
+    EXPECT_EQ(56, copies[2].at("number"));
+    EXPECT_EQ(3, copies[2].at("copy"));
+}
+
+TEST(Copies, AreHeldAtTheHighestAddress) {
+    const Finished run = dx7({"copies", "CW_bit:14", "3"});
+    EXPECT_EQ(0, run.exitCode) << run.errors;
+    EXPECT_TRUE(std::regex_search(run.output, std::regex("CW_bit:14[^\n]*\n[^\n]*CW_bit:15[^\n]*\n"
+                                                         "[^\n]*CW_bit:15[^\n]*\n[^\n]*held")))
+        << run.output;
+}
+
+struct Apart {
+    const char* reason;
+    Words items;
+};
+class PlanApart : public testing::TestWithParam<Apart> {};
+
+TEST_P(PlanApart, NamesWhyTwoNeighboursStayedApart) {
+    Words words{"plan", "--json"};
+    words.insert(words.end(), GetParam().items.begin(), GetParam().items.end());
+    const Finished run = dx7(words);
+    EXPECT_EQ(0, run.exitCode) << run.errors;
+    const std::vector<Json> plan = jsonLines(run.output);
+    ASSERT_EQ(3U, plan.size()) << run.output;
+    EXPECT_NE(std::string::npos, plan[1].at("apart").get<std::string>().find(GetParam().reason))
+        << run.output;
+    EXPECT_EQ(2, plan[2].at("blocks"));
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Reasons, PlanApart,
+    testing::Values(Apart{"other type", {"AI:0", "DE:0"}}, Apart{"gap", {"F:0.0.00", "F:0.0.02"}},
+                    Apart{"group of 56", {"F:0.0.55", "F:1.0.00"}},
+                    Apart{"sub-group of 10", {"F:0.0.09", "F:0.0.10"}},
+                    Apart{"block limit of 2", {"--block", "2", "F:0.0.00", "F:0.0.01", "F:0.0.02"}},
+                    Apart{"other station", {"DE:0@1", "DE:0@2"}}));
+
+TEST(Plan, ShowsRequestReplyAndLineTimeOfEachBlock) {
+    const Finished run = dx7({"plan", "--json", "--baud", "9600", "AI:0,4", "F:0.0.08,4"});
+    EXPECT_EQ(0, run.exitCode) << run.errors;
+    const std::vector<Json> plan = jsonLines(run.output);
+    ASSERT_EQ(4U, plan.size());
+    EXPECT_EQ("AI:0,4@1", plan[0].at("items"));
+    EXPECT_EQ("01 04 12 00 00 04 F4 B1", plan[0].at("request"));
+    EXPECT_EQ(13, plan[0].at("reply_bytes"));
+    // 8 + 13 characters of 10 bits and the silence of 3.5 characters before them.
+    const double milliseconds = (8 + 13 + 3.5) * 10 * 1000 / 9600;
+    EXPECT_NEAR(milliseconds, plan[0].at("line_ms"), 0.02);
+    double sum = 0;
+    for (std::size_t i = 0; i < 3; ++i) {
+        sum += plan[i].at("line_ms").get<double>();
+    }
+    EXPECT_NEAR(sum, plan[3].at("cycle_ms"), 0.05);
+}
+
+TEST(Plan, IsLegibleAsText) {
+    const Finished run = dx7({"plan", "--baud", "19200", "--parity", "even", "DE:0", "AI:0"});
+    EXPECT_EQ(0, run.exitCode) << run.errors;
+    EXPECT_NE(std::string::npos, run.output.find("01 04 12 00 00 01 34 B2")) << run.output;
+    // 11 bits a character with parity: (8 + 7 + 3.5) * 11 / 19.2 = 10.60 ms, twice.
+    EXPECT_TRUE(std::regex_search(run.output, std::regex("10\\.(59|60)[^\n]*other type"))) << run.output;
+    EXPECT_TRUE(std::regex_search(run.output, std::regex("21\\.(18|19|20) ms"))) << run.output;
+}
+
+TEST(Plan, OpensNoLine) {
+    const Finished run = dx7({"plan", "--serial", "/nowhere/ttyS9", "AI:0"});
+    EXPECT_EQ(0, run.exitCode) << run.errors;
+}
+
+TEST(Help, HasAnExampleForEachCommand) {
+    for (const char* command :
+         {"types", "check", "copies", "plan", "read", "write", "monitor", "scan", "params", "replay"}) {
+        const Finished run = runToEnd({DX7_PROGRAM, command, "--help"});
+        EXPECT_EQ(0, run.exitCode) << command;
+        EXPECT_NE(std::string::npos, run.output.find("Examples:\n  dx7 " + std::string(command)))
+            << run.output;
+    }
+}
+
+}  // namespace

@@ -1,0 +1,172 @@
+// Wrong arguments, files, addresses and values: one clear line, exit code 2, and nothing is sent.
+#include <regex>
+
+#include "rig.h"
+
+namespace {
+
+struct Wrong {
+    Words words;          ///< "%" in a word stands for the file.
+    std::string content;  ///< Of the file.
+    std::string named;    ///< What the line must name; "%" stands for the file.
+};
+void PrintTo(const Wrong& wrong, std::ostream* out) {
+    for (const std::string& word : wrong.words) {
+        *out << word << ' ';
+    }
+    *out << wrong.content;
+}
+
+std::string withFile(std::string text, const std::string& file) {
+    const std::size_t at = text.find('%');
+    return at == std::string::npos ? text : text.replace(at, 1, file);
+}
+
+class WrongUse : public testing::TestWithParam<Wrong> {
+protected:
+    void expectRefusal(const Rig& rig, const std::string& file, const Finished& run) {
+        EXPECT_EQ(2, run.exitCode) << run.output << run.errors;
+        EXPECT_EQ("", run.output);
+        EXPECT_TRUE(std::regex_match(run.errors, std::regex("dx7: [^\n]+\n"))) << run.errors;
+        EXPECT_NE(std::string::npos, run.errors.find(withFile(GetParam().named, file)))
+            << run.errors << "does not name " << GetParam().named << " on " << rig.line()[1];
+    }
+    Words words(const std::string& file) const {
+        Words all;
+        for (const std::string& word : GetParam().words) {
+            all.push_back(withFile(word, file));
+        }
+        return all;
+    }
+};
+
+class WrongArguments : public WrongUse {};
+
+TEST_P(WrongArguments, AreRefusedBeforeAnythingIsSent) {
+    Rig rig(Carrier::PseudoTerminal);
+    const std::string file = rig.file("wrong.toml");
+    writeFile(file, GetParam().content);
+    expectRefusal(rig, file, rig.dx7(words(file)));
+    const std::string seen = rig.stopDevice();
+    EXPECT_EQ(0, numberBehind(seen, "station 1: ")) << seen;
+    EXPECT_EQ(0, numberBehind(seen, "not for us: ")) << seen;
+    EXPECT_EQ(0, numberBehind(seen, "broadcasts: ")) << seen;
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Values, WrongArguments,
+    testing::Values(Wrong{{"write", "MOD:1=1", "F:0.0.00=65536"}, "", "65536"},
+                    Wrong{{"write", "F:0.0.00=-40000"}, "", "-40000"}, Wrong{{"write", "SDO:1=2"}, "", "2"},
+                    Wrong{{"write", "F:0.0.00/u32=4294967296"}, "", "4294967296"},
+                    Wrong{{"write", "F:0.0.00/scale=0.1=9999"}, "", "9999"},
+                    Wrong{{"write", "F:0.0.00="}, "", "F"}, Wrong{{"write", "F:0.0.00=1.5"}, "", "1.5"},
+                    Wrong{{"write", "F:0.0.00=nan"}, "", "nan"},
+                    Wrong{{"write", "F:0.0.00/scale=0.1=inf"}, "", "inf"},
+                    Wrong{{"write", "DE:0=1"}, "", "DE"}, Wrong{{"write", "MOD:1@0=1"}, "", "broadcast"},
+                    Wrong{{"write", "--verify", "DO:1@0=1"}, "", "broadcast"},
+                    Wrong{{"write", "MOD:2=1,2"}, "", "MOD"}, Wrong{{"write", "F:0.0.00,2=1"}, "", "count"}));
+
+INSTANTIATE_TEST_SUITE_P(
+    Items, WrongArguments,
+    testing::Values(Wrong{{"read", "AI:0@248"}, "", "248"}, Wrong{{"read", "AI:0@"}, "", "station"},
+                    Wrong{{"read", "AI:0/wrong"}, "", "wrong"}, Wrong{{"read", "DO:1/u32"}, "", "DO"},
+                    Wrong{{"read", "F:0.0.09/u32"}, "", "0.0.09"},
+                    Wrong{{"read", "AI:0/scale=0"}, "", "scale"}, Wrong{{"read", "AI:0,0"}, "", "count"},
+                    Wrong{{"read", "AI:0,99999999999"}, "", "99999999999"},
+                    Wrong{{"read", "AI:99999999999"}, "", "99999999999"}, Wrong{{"read", ""}, "", "\"\""},
+                    Wrong{{"read", "AI:0", "ai:0"}, "", "ai"}, Wrong{{"monitor", "FW:0"}, "", "FW"},
+                    Wrong{{"plan", "AI:0", "AI:9"}, "", "9"}));
+
+INSTANTIATE_TEST_SUITE_P(
+    Options, WrongArguments,
+    testing::Values(Wrong{{"read"}, "", "item"}, Wrong{{"write"}, "", "item"},
+                    Wrong{{"read", "--nonsense", "AI:0"}, "", "--nonsense"},
+                    Wrong{{"read", "AI:0", "--timeout", "0"}, "", "--timeout"},
+                    Wrong{{"read", "AI:0", "--timeout", "soon"}, "", "soon"},
+                    Wrong{{"read", "AI:0", "--retries", "-1"}, "", "--retries"},
+                    Wrong{{"read", "AI:0", "--block", "126"}, "", "126"},
+                    Wrong{{"read", "AI:0", "--gap", "-1"}, "", "--gap"},
+                    Wrong{{"read", "AI:0", "--gap", "nan"}, "", "--gap"},
+                    Wrong{{"read", "AI:0", "--baud", "0"}, "", "--baud"},
+                    Wrong{{"read", "AI:0", "--parity", "mark"}, "", "mark"},
+                    Wrong{{"read", "AI:0", "--data-bits", "9"}, "", "--data-bits"},
+                    Wrong{{"read", "AI:0", "--stop-bits", "3"}, "", "--stop-bits"},
+                    Wrong{{"read", "AI:0", "--tcp", "localhost"}, "", "--tcp"},
+                    Wrong{{"monitor", "AI:0", "--count", "0"}, "", "--count"},
+                    Wrong{{"monitor", "AI:0", "--seconds", "-3"}, "", "--seconds"},
+                    Wrong{{"scan", "--stations", "0-5"}, "", "--stations"},
+                    Wrong{{"scan", "--stations", "1-248"}, "", "--stations"},
+                    Wrong{{"scan", "--stations", "9-1"}, "", "--stations"},
+                    Wrong{{"scan", "--stations", "all"}, "", "--stations"},
+                    Wrong{{"params", "save", "%", "--groups", "16"}, "", "--groups"},
+                    Wrong{{"params", "save", "%", "--station", "0"}, "", "--station"},
+                    Wrong{{"params", "save", "/nowhere/p.toml"}, "", "/nowhere/p.toml"},
+                    Wrong{{"params", "rename", "%"}, "", "rename"},
+                    Wrong{{"read", "AI:0", "--record", "/nowhere/line.pcap"}, "", "/nowhere/line.pcap"}));
+
+INSTANTIATE_TEST_SUITE_P(
+    ParameterFiles, WrongArguments,
+    testing::Values(
+        Wrong{{"params", "load", "/nowhere/p.toml"}, "", "/nowhere/p.toml"},
+        Wrong{{"params", "load", "%"}, "", "%"},
+        Wrong{{"params", "load", "%"}, "station = 1\n[F]\n\"3.0.25\" = \n", "%:3:"},
+        Wrong{{"params", "load", "%"}, "station = 1\nstatoin = 2\n[F]\n\"3.0.25\" = 1\n", "%:2:1: "},
+        Wrong{{"params", "load", "%"}, "station = 300\n[F]\n\"3.0.25\" = 1\n", "%:1:"},
+        Wrong{{"params", "load", "%"}, "station = 1\n[F]\n\"3.0.25\" = 65536\n", "%:3:"},
+        Wrong{{"params", "load", "%"}, "station = 1\n[F]\n\"3.0.25\" = -1\n", "%:3:"},
+        Wrong{{"params", "load", "%"}, "station = 1\n[F]\n\"3.0.25\" = \"many\"\n", "%:3:"},
+        Wrong{{"params", "load", "%"}, "station = 1\n[F]\n\n  \"3.0.56\" = 1\n", "%:4:3: "},
+        Wrong{{"params", "diff", "%"}, "station = 1\n[AI]\n\"0\" = 1\n", "%:2:"},
+        Wrong{{"params", "diff", "%"},
+              "station = 1\n[F]\n\"3.0.25\" = 1\n\"3.#.25\" = 1\n",
+              "3.0.25 stands here twice"},
+        Wrong{{"params", "diff", "%"}, "station = 1\n[FOO]\n\"0\" = 1\n", "%:2:"}));
+
+INSTANTIATE_TEST_SUITE_P(
+    LineFiles, WrongArguments,
+    testing::Values(
+        Wrong{{"read", "-c", "/nowhere/line.toml", "AI:0"}, "", "/nowhere/line.toml"},
+        Wrong{{"read", "-c", "%"}, "[line]\nbaud = 9600\nbuad = 9600\n", "%:3:1: "},
+        Wrong{{"read", "-c", "%"}, "[lines]\nbaud = 9600\n", "%:1:"},
+        Wrong{{"read", "-c", "%"}, "[line]\nbaud = \"fast\"\n", "%:2:"},
+        Wrong{{"read", "-c", "%"}, "[line]\nbaud = 9600\n[[tag]]\nname = \"a\"\ntype = \"AI\"\n", "%:3:"},
+        Wrong{{"read", "-c", "%"},
+              "[[tag]]\nname = \"a\"\ntype = \"AI\"\naddress = 0\n  colour = 1\n",
+              "%:5:3: "},
+        Wrong{{"read", "-c", "%"}, "[[tag]]\nname = \"a\"\ntype = \"AI\"\naddress = 4\n", "%:1:"},
+        Wrong{{"read", "-c", "%"}, "[line\n", "%:1:"},
+        Wrong{
+            {"read", "-c", "%", "nobody"}, "[[tag]]\nname = \"a\"\ntype = \"AI\"\naddress = 0\n", "nobody"}));
+
+class WrongWithoutALine : public WrongUse {};
+
+TEST_P(WrongWithoutALine, IsRefused) {
+    const Rig rig(Carrier::PseudoTerminal);
+    const std::string file = rig.file("wrong");
+    writeFile(file, GetParam().content);
+    expectRefusal(rig, file, runToEnd(dx7Words(words(file))));
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Table, WrongWithoutALine,
+    testing::Values(Wrong{{"read", "AI:0"}, "", "--serial"}, Wrong{{"frobnicate"}, "", "frobnicate"},
+                    Wrong{{"read", "AI:0", "--serial", "%"}, "", "%"},
+                    Wrong{{"read", "AI:0", "--serial", ""}, "", "--serial"},
+                    Wrong{{"read", "AI:0", "--tcp", "127.0.0.1:65536"}, "", "65536"},
+                    Wrong{{"read", "AI:0", "--tcp", "127.0.0.1:0"}, "", "\"0\""},
+                    Wrong{{"read", "AI:0", "--tcp", "127.0.0.1:http"}, "", "http"},
+                    Wrong{{"read", "AI:0", "--tcp", ":502"}, "", ":502"},
+                    Wrong{{"read", "AI:0", "--tcp", "127.0.0.1:1"}, "", "127.0.0.1:1"},
+                    Wrong{{"read", "AI:0", "--rs485", "--tcp", "127.0.0.1:1"}, "", "RS-485"},
+                    Wrong{{"replay", "/nowhere/line.pcap"}, "", "/nowhere/line.pcap"},
+                    Wrong{{"replay", "%"}, "this is no recording", "%"}, Wrong{{"check"}, "", "item"},
+                    Wrong{{"copies", "F:0.0.00"}, "", "copies"},
+                    Wrong{{"copies", "F:0.0.00", "0"}, "", "copies is 0"}));
+
+TEST(WithoutACommand, TheCommandsAreNamed) {
+    const Finished run = runToEnd({DX7_PROGRAM});
+    EXPECT_EQ(2, run.exitCode);
+    EXPECT_NE(std::string::npos, run.errors.find("monitor")) << run.errors;
+}
+
+}  // namespace

@@ -1,0 +1,204 @@
+#include "comm_loop.h"
+
+#include <gtest/gtest.h>
+
+#include "driver_session.h"
+#include "loaded_driver.h"
+#include "scripted_line.h"
+
+using namespace dx7;
+
+namespace {
+
+LineSettings serialSettings() {
+    LineSettings settings;
+    settings.carrier = Carrier::Serial;
+    settings.timeoutMs = 300;
+    return settings;
+}
+
+// A loop over the real driver that polls F 3.0.25 of station 1; its reply is 7 bytes.
+class CommLoopTest : public testing::Test {
+protected:
+    CommLoopTest()
+        : session(driverFunctions(), propertyText(settings, 1)),
+          line(clock),
+          loop(driverFunctions(), line, clock, settings) {
+        loop.setObserver([this](const Transaction& transaction) { seen += transaction; });
+        session.merge({ItemRange{1, QStringLiteral("F"), 193, 1}});
+    }
+
+    int value() { return session.value(1, QStringLiteral("F"), 193, 2); }
+
+    LineSettings settings = serialSettings();
+    VirtualClock clock;
+    DriverSession session;
+    ScriptedLine line;
+    CommLoop loop;
+    QVector<Transaction> seen;
+    const QByteArray good = framed(hex("01 03 02 01 F4"));
+};
+
+TEST_F(CommLoopTest, AReplyEndsWithItsLastByteNotWithTheTimeout) {
+    line.script = [&](ScriptedLine& l, const QByteArray&) {
+        l.arrive(good.left(3), 20000);
+        l.arrive(good.mid(3), 25000);
+    };
+    EXPECT_EQ(loop.step(), CommLoop::Step::Request);
+    ASSERT_EQ(seen.size(), 1);
+    EXPECT_EQ(seen.first().outcome, Outcome::Good);
+    EXPECT_EQ(seen.first().endUs - seen.first().sentUs, 25000);
+    EXPECT_EQ(value(), 500);
+    EXPECT_EQ(line.requests.first(), hex("01 03 F3 25 00 01 A6 85"));
+}
+
+TEST_F(CommLoopTest, WaitsOnlyForTheRestOfTheSilentInterval) {
+    line.script = [&](ScriptedLine& l, const QByteArray&) { l.arrive(good, 10000); };
+    loop.step();
+    const qint64 lastByteUs = clock.nowUs();
+    clock.sleepUntilUs(lastByteUs + 1000);
+    loop.step();
+    EXPECT_EQ(line.requestTimes.last(), lastByteUs + silentIntervalUs(settings));
+    clock.sleepUntilUs(clock.nowUs() + 50000);
+    const qint64 nowUs = clock.nowUs();
+    loop.step();
+    EXPECT_EQ(line.requestTimes.last(), nowUs) << "the line was silent for long enough";
+}
+
+TEST_F(CommLoopTest, ThrowsStaleBytesAwayBeforeARequest) {
+    line.arrive(good, 0);
+    line.script = [&](ScriptedLine& l, const QByteArray&) { l.arrive(framed(hex("01 03 02 00 07")), 5000); };
+    loop.step();
+    EXPECT_EQ(loop.staleBytes(), good.size());
+    EXPECT_EQ(value(), 7);
+}
+
+TEST_F(CommLoopTest, ALineThatNeverFallsSilentIsUsedAllTheSame) {
+    for (int i = 0; i < 2000; ++i) {
+        line.arrive(hex("55"), i * 1000);
+    }
+    EXPECT_EQ(loop.step(), CommLoop::Step::Request);
+    EXPECT_EQ(line.requests.size(), 1);
+}
+
+TEST_F(CommLoopTest, SilenceIsATimeoutAndTheDriverRepeats) {
+    for (int attempt = 0; attempt < 3; ++attempt) {
+        loop.step();
+    }
+    ASSERT_EQ(seen.size(), 3);
+    EXPECT_EQ(seen[0].outcome, Outcome::Timeout);
+    EXPECT_FALSE(seen[0].repeated);
+    EXPECT_TRUE(seen[1].repeated);
+    EXPECT_EQ(seen[0].driverResult, SEND_AGAIN);
+    EXPECT_EQ(seen[2].driverResult, OPERATION_FAILED);
+    // The timeout counts from the end of the request, for as long as the reply takes on the line.
+    EXPECT_EQ(seen[0].endUs - seen[0].sentUs, lineTimeUs(settings, 8) + 300000 + lineTimeUs(settings, 7));
+}
+
+TEST_F(CommLoopTest, AForeignReplyIsDiscardedAndWaitingGoesOn) {
+    line.script = [&](ScriptedLine& l, const QByteArray&) {
+        l.arrive(framed(hex("02 03 02 00 63")), 10000);
+        l.arrive(good, 100000);
+    };
+    loop.step();
+    EXPECT_EQ(seen.first().outcome, Outcome::Good);
+    EXPECT_EQ(seen.first().foreignFrames, 1);
+    EXPECT_EQ(value(), 500);
+}
+
+TEST_F(CommLoopTest, ARefusalEndsTheWaitAndReachesTheDriverAsNothing) {
+    line.script = [&](ScriptedLine& l, const QByteArray&) { l.arrive(framed(hex("01 83 02")), 8000); };
+    loop.step();
+    EXPECT_EQ(seen.first().outcome, Outcome::Exception);
+    EXPECT_EQ(seen.first().exceptionCode, 2);
+    EXPECT_EQ(seen.first().endUs - seen.first().sentUs, 8000);
+    EXPECT_EQ(seen.first().driverResult, SEND_AGAIN);
+    EXPECT_EQ(seen.first().info, QStringLiteral("1#F193(1)(0)"));
+    EXPECT_EQ(outcomeText(seen.first()), QStringLiteral("exception 2 (illegal data address)"));
+}
+
+TEST_F(CommLoopTest, ARefusalOfAStatusQueryIsNotStoredAsStatus) {
+    session.merge({ItemRange{1, QStringLiteral("FAS"), 0, 1}});
+    line.script = [&](ScriptedLine& l, const QByteArray&) { l.arrive(framed(hex("01 87 04")), 8000); };
+    loop.step();
+    EXPECT_EQ(session.value(1, QStringLiteral("FAS"), 0, 1), 0);
+    EXPECT_EQ(seen.first().exceptionCode, 4);
+}
+
+TEST_F(CommLoopTest, AnAcknowledgementOfAnotherWriteDoesNotCount) {
+    session.merge({});
+    session.addWrite(ItemRange{1, QStringLiteral("F"), 193, 1}, hex("F4 01"));
+    line.script = [&](ScriptedLine& l, const QByteArray& request) {
+        l.arrive(framed(hex("01 06 E3 26 01 F4")), 5000);
+        l.arrive(request, 50000);
+    };
+    loop.step();
+    EXPECT_EQ(seen.first().outcome, Outcome::Good);
+    EXPECT_EQ(seen.first().foreignFrames, 1);
+    EXPECT_EQ(seen.first().endUs - seen.first().sentUs, 50000);
+}
+
+TEST_F(CommLoopTest, ABroadcastWaitsForTheTurnaroundAndNothingElse) {
+    session.merge({});
+    session.addWrite(ItemRange{0, QStringLiteral("RO"), 1, 1}, hex("01"));
+    loop.step();
+    ASSERT_EQ(seen.size(), 1);
+    EXPECT_EQ(seen.first().driverResult, REPLY_GOOD);
+    EXPECT_EQ(seen.first().endUs - seen.first().sentUs, lineTimeUs(settings, 8) + 100000);
+}
+
+TEST_F(CommLoopTest, WrongCrcAndWrongLengthAreToldApart) {
+    QByteArray corrupt = good;
+    corrupt[3] = 0x55;
+    int attempt = 0;
+    line.script = [&](ScriptedLine& l, const QByteArray&) {
+        l.arrive(attempt++ == 0 ? corrupt : good.left(4), 5000);
+    };
+    loop.step();
+    loop.step();
+    EXPECT_EQ(seen[0].outcome, Outcome::WrongCrc);
+    EXPECT_EQ(seen[1].outcome, Outcome::WrongLength);
+}
+
+TEST_F(CommLoopTest, NothingToSendIsIdle) {
+    session.merge({});
+    EXPECT_EQ(loop.step(), CommLoop::Step::Idle);
+    EXPECT_TRUE(line.requests.isEmpty());
+}
+
+TEST_F(CommLoopTest, ALostLineIsReopenedWithBackOff) {
+    QVector<bool> states;
+    loop.setLineObserver([&](bool open) { states += open; });
+    line.script = [](ScriptedLine& l, const QByteArray&) { l.close(); };
+    line.refuseOpen = true;
+    EXPECT_EQ(loop.step(), CommLoop::Step::NoLine);
+    const qint64 lostUs = clock.nowUs();
+    QVector<qint64> attempts;
+    while (attempts.size() < 7) {
+        clock.sleepUntilUs(loop.reopenUs());
+        const int before = line.openAttempts;
+        EXPECT_EQ(loop.step(), CommLoop::Step::NoLine);
+        EXPECT_EQ(line.openAttempts, before + 1);
+        attempts += clock.nowUs() - lostUs;
+    }
+    EXPECT_EQ(attempts, (QVector<qint64>{250000, 750000, 1750000, 3750000, 7750000, 12750000, 17750000}));
+    EXPECT_EQ(loop.step(), CommLoop::Step::NoLine) << "no attempt before it is due";
+    line.refuseOpen = false;
+    line.script = [&](ScriptedLine& l, const QByteArray&) { l.arrive(good, 5000); };
+    clock.sleepUntilUs(loop.reopenUs());
+    EXPECT_EQ(loop.step(), CommLoop::Step::Request);
+    EXPECT_EQ(value(), 500);
+    EXPECT_EQ(states, (QVector<bool>{false, true}));
+}
+
+TEST_F(CommLoopTest, AStopRequestEndsTheWait) {
+    bool stop = false;
+    loop.setStopRequest([&] { return stop; });
+    line.script = [&](ScriptedLine&, const QByteArray&) { stop = true; };
+    const qint64 startUs = clock.nowUs();
+    EXPECT_EQ(loop.step(), CommLoop::Step::Stopped);
+    EXPECT_LE(clock.nowUs() - startUs, 100000);
+    EXPECT_TRUE(seen.isEmpty());
+}
+
+}  // namespace

@@ -1,0 +1,11 @@
+// The real driver, loaded once for the test program.
+#ifndef DX7_TESTS_HOST_LOADED_DRIVER_H
+#define DX7_TESTS_HOST_LOADED_DRIVER_H
+
+#include "driver_functions.h"
+#include "item_notation.h"
+
+const dx7::DriverFunctions& driverFunctions();
+const dx7::ItemNotation& notation();
+
+#endif

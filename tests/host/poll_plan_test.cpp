@@ -1,0 +1,114 @@
+#include "poll_plan.h"
+
+#include <gtest/gtest.h>
+
+#include "loaded_driver.h"
+
+using namespace dx7;
+
+namespace {
+
+QVector<Point> points(std::initializer_list<const char*> texts) {
+    QStringList list;
+    for (const char* text : texts) {
+        list += QString::fromLatin1(text);
+    }
+    return notation().points(list);
+}
+
+QStringList texts(const QVector<ItemRange>& ranges) {
+    QStringList list;
+    for (const ItemRange& range : ranges) {
+        list += QStringLiteral("%1#%2%3(%4)")
+                    .arg(range.station)
+                    .arg(range.regType)
+                    .arg(range.address)
+                    .arg(range.count);
+    }
+    return list;
+}
+
+class PollPlanTest : public testing::Test {
+protected:
+    PollPlanTest() : session(driverFunctions(), QByteArray("1#0#0#3#64")), plan(session) {}
+
+    DriverSession session;
+    PollPlan plan;
+};
+
+TEST_F(PollPlanTest, EntriesAreSingleSortedAndUnique) {
+    EXPECT_EQ(texts(pollEntries(points({"F:0.0.02,2", "F:0.0.01,2", "F:0.0.02/u32", "AI:0"}))),
+              texts({{1, QStringLiteral("AI"), 0, 1},
+                     {1, QStringLiteral("F"), 1, 1},
+                     {1, QStringLiteral("F"), 2, 1},
+                     {1, QStringLiteral("F"), 3, 1}}));
+}
+
+TEST_F(PollPlanTest, NeighboursAreOneBlockWithinTheirSubGroup) {
+    plan.setEntries(pollEntries(points({"F:0.0.05,10"})));
+    plan.rebuild({});
+    EXPECT_EQ(texts(plan.blocks()), texts({{1, QStringLiteral("F"), 5, 5}, {1, QStringLiteral("F"), 10, 5}}));
+}
+
+TEST_F(PollPlanTest, TheSameItemsAtTwoStationsAreReadFromBoth) {
+    plan.setEntries(pollEntries(points({"F:0.0.00,5@1", "F:0.0.00,5@2"})));
+    plan.rebuild({});
+    EXPECT_EQ(texts(plan.blocks()), texts({{1, QStringLiteral("F"), 0, 5}, {2, QStringLiteral("F"), 0, 5}}));
+    EXPECT_EQ(plan.partCount(), 2) << "in one list the driver would join them and read only station 1";
+}
+
+TEST_F(PollPlanTest, OneHandOverIsEnoughWhereNothingWouldBeJoined) {
+    plan.setEntries(pollEntries(points({"F:0.0.00@1", "F:3.0.00@2"})));
+    plan.rebuild({});
+    EXPECT_EQ(plan.partCount(), 1);
+    EXPECT_EQ(plan.blockCount(), 2);
+}
+
+TEST_F(PollPlanTest, PartsTakeTurnsAndEndTheCycleTogether) {
+    plan.setEntries(pollEntries(points({"F:0.0.05,10@1", "F:0.0.05,10@2"})));
+    plan.rebuild({});
+    QVector<bool> cycleOver;
+    for (int i = 0; i < 8; ++i) {
+        cycleOver += plan.blockDone();
+    }
+    EXPECT_EQ(cycleOver, (QVector<bool>{false, false, false, true, false, false, false, true}));
+}
+
+TEST_F(PollPlanTest, StationsAreLeftOut) {
+    plan.setEntries(pollEntries(points({"AI:0@1", "AI:0@2", "AI:0@3"})));
+    plan.rebuild({2});
+    EXPECT_EQ(texts(plan.blocks()),
+              texts({{1, QStringLiteral("AI"), 0, 1}, {3, QStringLiteral("AI"), 0, 1}}));
+    plan.rebuild({1, 2, 3});
+    EXPECT_TRUE(plan.blocks().isEmpty());
+    EXPECT_FALSE(plan.blockDone());
+}
+
+// Whatever is watched, every item is read from its own station.
+TEST_F(PollPlanTest, EveryItemIsCoveredByABlockOfItsOwnStation) {
+    const char* patterns[] = {"%1:0,4@%2", "%1:0@%2", "%1:1,2@%2"};
+    for (const char* pattern : patterns) {
+        QStringList items;
+        for (int station = 1; station <= 12; ++station) {
+            for (const RegisterType& type : notation().types()) {
+                const QString text = QString::fromLatin1(pattern).arg(type.name).arg(station);
+                int address = 0;
+                const QString start = text.section(QLatin1Char(':'), 1).section(QLatin1Char(','), 0, 0);
+                const int count = text.contains(QLatin1Char(',')) ? (start == QLatin1String("0") ? 4 : 2) : 1;
+                const QString plain = start.section(QLatin1Char('@'), 0, 0);
+                const QString typed = type.grouped() ? QStringLiteral("0.0.") + plain : plain;
+                if (driverFunctions().checkAddrValidity(type.name, typed, &address, count,
+                                                        type.bit ? 0 : 1) == 0) {
+                    items += QStringLiteral("%1:%2,%3@%4").arg(type.name, typed).arg(count).arg(station);
+                }
+            }
+        }
+        const QVector<ItemRange> entries = pollEntries(notation().points(items));
+        ASSERT_GT(entries.size(), 12);
+        plan.setEntries(entries);
+        plan.rebuild({});
+        EXPECT_TRUE(coversAll(plan.blocks(), entries)) << pattern;
+    }
+}
+
+}  // namespace

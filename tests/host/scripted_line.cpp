@@ -1,0 +1,84 @@
+#include "scripted_line.h"
+
+#include "rtu_frame.h"
+
+using namespace dx7;
+
+bool ScriptedLine::open(QString* why) {
+    ++openAttempts;
+    open_ = !refuseOpen;
+    if (refuseOpen) {
+        *why = QStringLiteral("refused by the script");
+    }
+    return open_;
+}
+
+bool ScriptedLine::write(const QByteArray& bytes) {
+    if (!open_) {
+        return false;
+    }
+    requests += bytes;
+    requestTimes += clock_.nowUs();
+    if (script) {
+        script(*this, bytes);
+    }
+    return true;
+}
+
+bool ScriptedLine::read(QByteArray* bytes, qint64 deadlineUs) {
+    if (!open_) {
+        return false;
+    }
+    if (!arrivals_.empty() && arrivals_.begin()->first <= std::max(deadlineUs, clock_.nowUs())) {
+        clock_.sleepUntilUs(arrivals_.begin()->first);
+        *bytes += arrivals_.begin()->second;
+        arrivals_.erase(arrivals_.begin());
+    } else {
+        clock_.sleepUntilUs(deadlineUs);
+    }
+    return true;
+}
+
+QByteArray framed(const QByteArray& bytes) {
+    const quint16 crc = crc16(bytes, 0, bytes.size());
+    return bytes + static_cast<char>(crc & 0xFF) + static_cast<char>(crc >> 8);
+}
+
+QByteArray hex(const char* text) {
+    return QByteArray::fromHex(text);
+}
+
+QByteArray ScriptedDevice::answer(const QByteArray& request) {
+    const int function = byteAt(request, 1);
+    const int start = wordAt(request, 2);
+    const int value = wordAt(request, 4);
+    QByteArray reply = request.left(2);
+    if (function <= 2) {
+        QByteArray packed((value + 7) / 8, 0);
+        for (int i = 0; i < value; ++i) {
+            packed[i / 8] = static_cast<char>(packed.at(i / 8) | (coils[start + i] << (i % 8)));
+        }
+        return framed(reply + static_cast<char>(packed.size()) + packed);
+    }
+    if (function <= 4) {
+        reply += static_cast<char>(2 * value);
+        for (int i = 0; i < value; ++i) {
+            reply += static_cast<char>(registers[start + i] >> 8);
+            reply += static_cast<char>(registers[start + i] & 0xFF);
+        }
+        return framed(reply);
+    }
+    if (function == 7) {
+        return framed(reply + static_cast<char>(0x55));
+    }
+    if (function == 5) {
+        coils[start] = value == 0xFF00 ? 1 : 0;
+    } else if (function == 6) {
+        registers[start] = value;
+    } else {
+        for (int i = 0; i < value; ++i) {
+            registers[start + i] = wordAt(request, 7 + 2 * i);
+        }
+    }
+    return framed(request.left(6));
+}

@@ -1,0 +1,65 @@
+// A line whose other end is a function, on a clock that moves only when somebody waits on it.
+#ifndef DX7_TESTS_HOST_SCRIPTED_LINE_H
+#define DX7_TESTS_HOST_SCRIPTED_LINE_H
+
+#include <QVector>
+#include <functional>
+#include <map>
+
+#include "line.h"
+
+class VirtualClock : public dx7::Clock {
+public:
+    qint64 nowUs() override { return nowUs_; }
+    void sleepUntilUs(qint64 timeUs) override { nowUs_ = timeUs > nowUs_ ? timeUs : nowUs_; }
+
+private:
+    qint64 nowUs_ = 1000000;
+};
+
+class ScriptedLine : public dx7::Line {
+public:
+    // Called with every request; answers through arrive().
+    using Script = std::function<void(ScriptedLine&, const QByteArray& request)>;
+
+    explicit ScriptedLine(VirtualClock& clock) : clock_(clock) {}
+
+    bool open(QString* why) override;
+    void close() override { open_ = false; }
+    bool isOpen() const override { return open_; }
+    bool write(const QByteArray& bytes) override;
+    bool read(QByteArray* bytes, qint64 deadlineUs) override;
+    QString failure() const override { return QStringLiteral("scripted loss"); }
+
+    // `bytes` are there `delayUs` from now.
+    void arrive(const QByteArray& bytes, qint64 delayUs) {
+        arrivals_.emplace(clock_.nowUs() + delayUs, bytes);
+    }
+
+    Script script;
+    QVector<QByteArray> requests;
+    QVector<qint64> requestTimes;
+    bool refuseOpen = false;
+    int openAttempts = 0;
+
+private:
+    VirtualClock& clock_;
+    bool open_ = true;
+    std::multimap<qint64, QByteArray> arrivals_;
+};
+
+// The bytes with their CRC behind them.
+QByteArray framed(const QByteArray& bytes);
+// Bytes from "01 03 02".
+QByteArray hex(const char* text);
+
+// A device with registers and coils that all hold 0 unless set. Answers function codes 1 to 7 and 16.
+class ScriptedDevice {
+public:
+    QByteArray answer(const QByteArray& request);
+
+    std::map<int, int> registers;
+    std::map<int, int> coils;
+};
+
+#endif

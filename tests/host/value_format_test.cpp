@@ -1,0 +1,100 @@
+#include "value_format.h"
+
+#include <gtest/gtest.h>
+
+#include "error.h"
+#include "loaded_driver.h"
+
+using namespace dx7;
+
+namespace {
+
+ValueFormat format(const char* options) {
+    ValueFormat result;
+    for (const QString& option : QString::fromLatin1(options).split(QLatin1Char('/'), Qt::SkipEmptyParts)) {
+        applyFormatOption(result, option);
+    }
+    return result;
+}
+
+RegisterType type(const char* name) {
+    return notation().type(QString::fromLatin1(name));
+}
+
+struct TextCase {
+    const char* options;
+    const char* type;
+    quint32 raw;
+    const char* text;
+};
+
+class ValueText : public testing::TestWithParam<TextCase> {};
+
+TEST_P(ValueText, IsAsTheFormatSays) {
+    const TextCase& c = GetParam();
+    EXPECT_EQ(valueWithUnit(format(c.options), type(c.type), c.raw).toStdString(), c.text);
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Formats, ValueText,
+    testing::Values(TextCase{"", "F", 65535, "65535"}, TextCase{"signed", "F", 65535, "-1"},
+                    TextCase{"hex", "F", 0x47F, "0x047f"}, TextCase{"binary", "F", 5, "0b0000000000000101"},
+                    TextCase{"hex", "FAS", 0x7F, "0x7f"}, TextCase{"binary", "FAS", 3, "0b00000011"},
+                    TextCase{"hex", "DO", 1, "1"}, TextCase{"u32", "F", 4000000000u, "4000000000"},
+                    TextCase{"s32", "F", 0xFFFE7960u, "-100000"},
+                    TextCase{"hex32", "F", 0x12345678, "0x12345678"},
+                    TextCase{"scale=0.1", "AI", 327, "32.7"},
+                    TextCase{"signed/scale=0.1/unit=Hz", "AI", 65535, "-0.1 Hz"},
+                    TextCase{"unit=rpm", "AI", 1500, "1500 rpm"}));
+
+TEST(ValueFormat, WordOrder) {
+    EXPECT_EQ(rawFromItems(format("u32"), {0x1234, 0x5678}), 0x12345678u);
+    EXPECT_EQ(rawFromItems(format("u32/low-first"), {0x5678, 0x1234}), 0x12345678u);
+    EXPECT_EQ(itemsFromText(format("u32"), type("F"), QStringLiteral("0x12345678")),
+              (QVector<int>{0x1234, 0x5678}));
+    EXPECT_EQ(itemsFromText(format("s32/low-first"), type("F"), QStringLiteral("-100000")),
+              (QVector<int>{0x7960, 0xFFFE}));
+}
+
+struct ValueCase {
+    const char* options;
+    const char* type;
+    const char* text;
+    int raw;  // -1: refused
+};
+
+class TypedValue : public testing::TestWithParam<ValueCase> {};
+
+TEST_P(TypedValue, IsTakenOrRefused) {
+    const ValueCase& c = GetParam();
+    const QString text = QString::fromLatin1(c.text);
+    if (c.raw < 0) {
+        EXPECT_THROW(itemsFromText(format(c.options), type(c.type), text), UsageError);
+    } else {
+        EXPECT_EQ(itemsFromText(format(c.options), type(c.type), text), QVector<int>{c.raw});
+    }
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Values, TypedValue,
+    testing::Values(ValueCase{"", "F", "500", 500}, ValueCase{"", "F", "65535", 65535},
+                    ValueCase{"", "F", "65536", -1}, ValueCase{"", "F", "-32768", 32768},
+                    ValueCase{"", "F", "-32769", -1}, ValueCase{"", "F", "-40000", -1},
+                    ValueCase{"", "F", "0x47F", 0x47F}, ValueCase{"", "F", "0b101", 5},
+                    ValueCase{"", "F", "", -1}, ValueCase{"", "F", "abc", -1}, ValueCase{"", "F", "1.5", -1},
+                    ValueCase{"", "F", "--5", -1}, ValueCase{"", "F", "99999999999999999999", -1},
+                    ValueCase{"", "DO", "1", 1}, ValueCase{"", "DO", "0", 0}, ValueCase{"", "DO", "2", -1},
+                    ValueCase{"", "DO", "-1", -1}, ValueCase{"", "DO", "on", 1},
+                    ValueCase{"", "DO", "off", 0}, ValueCase{"", "F", "on", -1},
+                    ValueCase{"scale=0.1", "F", "32.7", 327}, ValueCase{"scale=0.1", "F", "7000", -1},
+                    ValueCase{"scale=0.1", "F", "nan", -1}, ValueCase{"scale=0.1", "F", "1e300", -1},
+                    ValueCase{"u32", "F", "4294967296", -1}));
+
+TEST(ValueFormat, RefusesUnknownOptions) {
+    for (const char* bad : {"float", "scale=0", "scale=x", "scale=inf", "U16", ""}) {
+        ValueFormat result;
+        EXPECT_THROW(applyFormatOption(result, QString::fromLatin1(bad)), UsageError) << bad;
+    }
+}
+
+}  // namespace
