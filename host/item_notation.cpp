@@ -173,16 +173,27 @@ WriteRequest ItemNotation::write(const QString& text, int defaultStation) const 
     if (parts.counted) {
         throw UsageError(QStringLiteral("\"%1\": a write has no count, its values are counted").arg(text));
     }
+    Point first;
+    first.type = parts.type;
+    first.station = parts.station;
+    first.format = parts.format;
+    return filled(first, parts.addressText, values);
+}
+
+WriteRequest ItemNotation::write(const Point& point, const QString& values) const {
+    return filled(point, point.type.addressText(point.address), values);
+}
+
+WriteRequest ItemNotation::filled(const Point& point, const QString& addressText,
+                                  const QString& values) const {
     WriteRequest request;
+    request.first = point;
     for (const QString& value : values.split(QLatin1Char(','))) {
-        request.items += itemsFromText(parts.format, parts.type, value);
+        request.items += itemsFromText(point.format, point.type, value);
     }
-    request.first.type = parts.type;
-    request.first.station = parts.station;
-    request.first.format = parts.format;
-    checkWritable(parts.type, parts.station, request.items.size());
-    request.first.address = address(parts.type, parts.addressText, request.items.size());
-    checkFormat(parts.type, request.first.address, parts.format);
+    checkWritable(point.type, point.station, request.items.size());
+    request.first.address = address(point.type, addressText, request.items.size());
+    checkFormat(point.type, request.first.address, point.format);
     request.first.name = request.first.notation();
     return request;
 }

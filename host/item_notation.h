@@ -50,6 +50,8 @@ public:
     /// The points of several texts, in order, without repetitions.
     QVector<Point> points(const QStringList& texts, int defaultStation = 1) const;
     WriteRequest write(const QString& text, int defaultStation = 1) const;
+    /// The write of `values` (VALUE[,VALUE...]) from `point` on, in its format.
+    WriteRequest write(const Point& point, const QString& values) const;
 
     /// The start address of `count` items, judged by the driver.
     int address(const RegisterType& type, const QString& addressText, int count) const;
@@ -62,6 +64,7 @@ public:
 private:
     struct Parts;
     Parts split(const QString& text, int defaultStation) const;
+    WriteRequest filled(const Point& point, const QString& addressText, const QString& values) const;
 
     const DriverFunctions& functions_;
     QVector<RegisterType> types_;

@@ -8,7 +8,7 @@ namespace dx7 {
 int LatencyHistogram::classOf(qint64 durationUs) {
     const qint64 value = std::max<qint64>(durationUs, 0);
     int octave = 0;
-    while ((value >> octave) >= 2 * SUB_CLASSES) {
+    while ((value >> octave) >= qint64(2) * SUB_CLASSES) {
         ++octave;
     }
     const int index = octave * SUB_CLASSES + static_cast<int>(value >> octave);

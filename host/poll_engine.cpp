@@ -51,13 +51,13 @@ void PollEngine::watch(const QVector<Point>& points) {
 }
 
 void PollEngine::read(const RegisterType& type, int station, int address, int count,
-                      std::function<void(const Transaction&)> done) {
+                      const std::function<void(const Transaction&)>& done) {
     for (const ItemRange& range : requestRanges(type, station, address, count, settings_.block)) {
         queue_.push_back(Operation{Operation::Read, range, type, QByteArray(), done});
     }
 }
 
-void PollEngine::write(const WriteRequest& request, std::function<void(const Transaction&)> done) {
+void PollEngine::write(const WriteRequest& request, const std::function<void(const Transaction&)>& done) {
     const RegisterType& type = request.first.type;
     // A request writes one bit or one control word, and the driver's block limit of words.
     const bool single = type.bit || type.name == QLatin1String("CW");

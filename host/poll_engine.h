@@ -49,9 +49,9 @@ public:
 
     /// Queues a read of `count` items, split into requests. `done` is called once per request.
     void read(const RegisterType& type, int station, int address, int count,
-              std::function<void(const Transaction&)> done);
+              const std::function<void(const Transaction&)>& done);
     /// Queues a write of raw items, split into requests. `done` is called once per request.
-    void write(const WriteRequest& request, std::function<void(const Transaction&)> done);
+    void write(const WriteRequest& request, const std::function<void(const Transaction&)>& done);
     /// Requests that have been queued and not ended.
     int pendingOperations() const { return static_cast<int>(queue_.size()) + (active_ ? 1 : 0); }
     void dropOperations();

@@ -116,7 +116,8 @@ QVector<RecordedFrame> readRecording(const QString& path) {
     char why[PCAP_ERRBUF_SIZE] = "";
     pcap_t* handle = pcap_open_offline(QFile::encodeName(path).constData(), why);
     if (handle == nullptr) {
-        throw UsageError(QStringLiteral("the recording cannot be read: %1").arg(QString::fromLocal8Bit(why)));
+        throw UsageError(
+            QStringLiteral("the recording %1 cannot be read: %2").arg(path, QString::fromLocal8Bit(why)));
     }
     const int linkType = pcap_datalink(handle);
     QVector<RecordedFrame> frames;

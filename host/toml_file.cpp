@@ -17,7 +17,7 @@ std::optional<Value> typedValue(const QString& path, const toml::table& table, c
     if (node == nullptr) {
         return std::nullopt;
     }
-    const std::optional<Value> value = node->value_exact<Value>();
+    std::optional<Value> value = node->value_exact<Value>();
     if (!value) {
         refuseToml(path, node->source(),
                    QStringLiteral("%1 is not %2").arg(QLatin1String(key), QLatin1String(kind)));

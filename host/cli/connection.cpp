@@ -17,24 +17,42 @@ QString Driver::parameter() const {
     return parameter;
 }
 
+QVector<Point> Driver::tags(const CommonOptions& options) const {
+    return options.filePath.empty() ? QVector<Point>() : tagsFromFile(text(options.filePath), notation);
+}
+
 QVector<Point> Driver::points(const CommonOptions& options, const std::vector<std::string>& arguments) const {
-    const QVector<Point> tags =
-        options.filePath.empty() ? QVector<Point>() : tagsFromFile(text(options.filePath), notation);
+    const QVector<Point> all = tags(options);
     QVector<Point> chosen;
     for (const QString& argument : texts(arguments)) {
-        const auto tag = std::find_if(tags.begin(), tags.end(),
-                                      [&](const Point& point) { return point.name == argument; });
-        chosen += tag != tags.end() ? QVector<Point>{*tag} : notation.points(argument);
+        const auto tag =
+            std::find_if(all.begin(), all.end(), [&](const Point& point) { return point.name == argument; });
+        chosen += tag != all.end() ? QVector<Point>{*tag} : notation.points(argument);
     }
     if (!arguments.empty()) {
         return withoutRepetitions(chosen);
     }
-    if (tags.isEmpty()) {
+    if (all.isEmpty()) {
         throw UsageError(
             QStringLiteral("no items are given, write TYPE:ADDRESS[,COUNT][@STATION], or name a file with "
                            "tags (-c FILE)"));
     }
-    return tags;
+    return all;
+}
+
+QVector<WriteRequest> Driver::writes(const CommonOptions& options,
+                                     const std::vector<std::string>& arguments) const {
+    const QVector<Point> all = tags(options);
+    QVector<WriteRequest> requests;
+    for (const QString& argument : texts(arguments)) {
+        const int equals = argument.indexOf(QLatin1Char('='));
+        const auto tag = std::find_if(all.begin(), all.end(), [&](const Point& point) {
+            return equals >= 0 && point.name == argument.left(equals);
+        });
+        requests +=
+            tag != all.end() ? notation.write(*tag, argument.mid(equals + 1)) : notation.write(argument);
+    }
+    return requests;
 }
 
 Connection::Connection(const Driver& loaded, const LineSettings& settings, const CommonOptions& options)

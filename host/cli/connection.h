@@ -20,9 +20,15 @@ struct Driver {
     /// The points that the arguments name: items, or names of tags in the file of -c; all its tags when there
     /// are no arguments. Throws UsageError.
     QVector<Point> points(const CommonOptions& options, const std::vector<std::string>& arguments) const;
+    /// The writes that the arguments name: items or tags, each with its values. Throws UsageError.
+    QVector<WriteRequest> writes(const CommonOptions& options,
+                                 const std::vector<std::string>& arguments) const;
 
     DriverLibrary library;
     ItemNotation notation;
+
+private:
+    QVector<Point> tags(const CommonOptions& options) const;
 };
 
 /// An opened line with everything that runs on it.

@@ -17,21 +17,36 @@ QString firstLine(const std::string& message) {
     return text(message).section(QLatin1Char('\n'), 0, 0);
 }
 
-// The parser would only complain that a command is missing.
-void checkCommandName(const CLI::App& app, int argc, char** argv) {
+// The parser would only complain that a command is missing. `path` names the commands that the words follow.
+void checkCommandName(const CLI::App& app, const QString& path, const QStringList& words) {
     QStringList names;
     for (const CLI::App* command : app.get_subcommands({})) {
         names += text(command->get_name());
     }
-    const QString name = argc > 1 ? QString::fromLocal8Bit(argv[1]) : QString();
-    if (name.isEmpty()) {
-        throw dx7::UsageError(QStringLiteral("no command is given, use one of %1 (dx7 --help shows more)")
-                                  .arg(names.join(QStringLiteral(", "))));
+    if (names.isEmpty()) {
+        return;
     }
-    if (!name.startsWith(QLatin1Char('-')) && !names.contains(name)) {
+    const QString name = words.value(0);
+    if (name.isEmpty()) {
+        throw dx7::UsageError(QStringLiteral("no command is given, use one of %1 (%2 --help shows more)")
+                                  .arg(names.join(QStringLiteral(", ")), path));
+    }
+    if (name.startsWith(QLatin1Char('-'))) {
+        return;
+    }
+    if (!names.contains(name)) {
         throw dx7::UsageError(QStringLiteral("command \"%1\" is unknown, use one of %2")
                                   .arg(name, names.join(QStringLiteral(", "))));
     }
+    checkCommandName(*app.get_subcommand(name.toStdString()), path + QLatin1Char(' ') + name, words.mid(1));
+}
+
+QStringList wordsAfterProgram(int argc, char** argv) {
+    QStringList words;
+    for (int i = 1; i < argc; ++i) {
+        words += QString::fromLocal8Bit(argv[i]);
+    }
+    return words;
 }
 
 int parseAndRun(int argc, char** argv) {
@@ -54,7 +69,7 @@ int parseAndRun(int argc, char** argv) {
     addPlanCommand(app, run);
     addReplayCommand(app, run);
     addScanCommand(app, run);
-    checkCommandName(app, argc, argv);
+    checkCommandName(app, QStringLiteral("dx7"), wordsAfterProgram(argc, argv));
     try {
         app.parse(argc, argv);
     } catch (const CLI::ParseError& error) {

@@ -137,8 +137,8 @@ int runWrite(const WriteOptions& options) {
     const Driver loaded(options);
     const LineSettings settings = lineSettings(options, loaded.parameter(), true);
     QVector<WriteJob> jobs;
-    for (const std::string& item : options.items) {
-        jobs += makeJob(loaded.notation.write(text(item)));
+    for (const WriteRequest& request : loaded.writes(options, options.items)) {
+        jobs += makeJob(request);
         if (options.verify && jobs.last().request.first.station == 0) {
             throw UsageError(
                 QStringLiteral("a broadcast (station 0) cannot be verified, no station answers it"));
@@ -164,7 +164,9 @@ int runWrite(const WriteOptions& options) {
 void addWriteCommand(CLI::App& app, Run& run) {
     auto options = std::make_shared<WriteOptions>();
     CLI::App* command = app.add_subcommand("write", "Writes items, in the order given");
-    command->add_option("items", options->items, "TYPE:ADDRESS[@STATION][/FORMAT...]=VALUE[,VALUE...]")
+    command
+        ->add_option("items", options->items,
+                     "TYPE:ADDRESS[@STATION][/FORMAT...]=VALUE[,VALUE...], or TAG=VALUE")
         ->required();
     command->add_flag("--verify", options->verify, "Read back what was written and compare");
     addDriverOption(*command, *options);

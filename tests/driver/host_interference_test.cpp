@@ -1,5 +1,8 @@
 // Hosts that rearrange the driver's lists inside a report, and recipe lists that describe nothing.
 #include <QtCore/QHash>
+#include <random>
+#include <unordered_map>
+#include <utility>
 
 #include "data_areas.h"
 #include "line.h"
@@ -11,13 +14,13 @@ namespace {
 
 class HostInterference : public DriverTest {
 protected:
-    // The type's blocks begin at word 100 of the recipe memory.
-    void requestRecipeRead(int blocks) {
-        for (int i = 0; i < blocks; ++i) {
+    // One block of `vars` variables, whose words begin at word 100 of the recipe memory.
+    void requestRecipeRead(int vars) {
+        for (int i = 0; i < vars; ++i) {
             driver.recipeVars << recipeVariable(1, 1, "F", 10 + i, 1, 100 + i);
             driver.recipeBlockStart << i;
         }
-        driver.recipeBlocks << recipeVariable(1, 1, "F", 10, blocks, 100);
+        driver.recipeBlocks << recipeVariable(1, 1, "F", 10, vars, 100);
         hostFlags[RECIPE_READ_REQUEST] = 1;
     }
 
@@ -112,22 +115,45 @@ TEST_F(HostInterference, ANegativeRecipeIndexCopiesNothing) {
     EXPECT_EQ(std::vector<unsigned char>(recipeMemory.size(), 0), recipeMemory);
 }
 
-// Stations and types whose keys share a hash value are still different items.
-TEST_F(HostInterference, ItemsWhoseKeysHashAlikeStayApart) {
+// Two names whose texts have the same hash value, found by drawing names until a value comes twice. The whole
+// range of characters is needed: among names of few letters a checksum as hash keeps all apart.
+std::pair<QString, QString> namesThatHashAlike() {
+    std::unordered_map<uint, QString> seen;
+    std::mt19937 draw;
+    for (int drawn = 0; drawn < 2000000; ++drawn) {
+        QString name;
+        for (int i = 0; i < 4; ++i)
+            name += QChar(static_cast<ushort>(draw() >> 16));
+        const auto entry = seen.emplace(qHash(name), name).first;
+        if (entry->second != name)
+            return {entry->second, name};
+    }
+    return {};
+}
+
+TEST_F(HostInterference, ItemsOfStationsWhoseKeysHashAlikeStayApart) {
     for (int i = 0; i < 64; ++i) {
         getIndexOfDataArea(1, "CW", 16384 + i, driver.dataAreas);
     }
     for (int i = 63; i >= 0; --i) {
         EXPECT_EQ(127 - i, getIndexOfDataArea(2, "CW", i, driver.dataAreas));
     }
-    const uint distance = qHash(QString("CW")) - qHash(QString("SW"));
-    for (int i = 62; i >= 0; i -= 2) {
-        const int address = static_cast<int>(16384U + distance + static_cast<uint>(i));
-        const int size = driver.dataAreas.size();
-        EXPECT_EQ(size, getIndexOfDataArea(1, "SW", address, driver.dataAreas));
-    }
     EXPECT_EQ(5, getIndexOfDataArea(1, "CW", 16384 + 5, driver.dataAreas));
     EXPECT_EQ(122, getIndexOfDataArea(2, "CW", 5, driver.dataAreas));
+}
+
+TEST_F(HostInterference, ItemsOfTypesWhoseNamesHashAlikeStayApart) {
+    const std::pair<QString, QString> names = namesThatHashAlike();
+    ASSERT_NE(names.first, names.second);
+    ASSERT_EQ(qHash(names.first), qHash(names.second));
+    for (int i = 0; i < 40; ++i) {
+        getIndexOfDataArea(1, "CW", i, driver.dataAreas);
+    }
+    EXPECT_EQ(40, getIndexOfDataArea(1, names.first, 0, driver.dataAreas));
+    EXPECT_EQ(3, getIndexOfDataArea(1, "CW", 3, driver.dataAreas));
+    EXPECT_EQ(41, getIndexOfDataArea(1, names.second, 0, driver.dataAreas));
+    EXPECT_EQ(3, getIndexOfDataArea(1, "CW", 3, driver.dataAreas));
+    EXPECT_EQ(40, getIndexOfDataArea(1, names.first, 0, driver.dataAreas));
 }
 
 }  // namespace
