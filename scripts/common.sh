@@ -17,7 +17,9 @@ build_packages=(
     qtbase5-dev libqt5serialport5-dev
     libcli11-dev nlohmann-json3-dev libtomlplusplus-dev libpcap-dev libncurses-dev libmodbus-dev
 )
-test_packages=(libgtest-dev libgmock-dev librapidcheck-dev mbpoll binutils)
+test_packages=(
+    libgtest-dev libgmock-dev librapidcheck-dev libqt5serialbus5-dev mbpoll tmux tshark valgrind binutils man-db
+)
 lint_packages=(clang clang-format clang-tidy cppcheck)
 
 missing_packages() {
