@@ -143,6 +143,12 @@ CommLoop::Step CommLoop::awaitReply(Transaction& transaction) {
     const qint64 deadlineUs = lastActivityUs_ + settings_.timeoutMs * qint64(1000) +
                               lineTimeUs(settings_, transaction.frame.expectLen);
     Verdict verdict = Verdict::Waiting;
+    int tapped = 0;
+    const auto tapForeign = [&] {
+        for (; tapped < guard.foreign().size(); ++tapped) {
+            tapReceived(guard.foreign().at(tapped), lastActivityUs_);
+        }
+    };
     while (verdict == Verdict::Waiting && clock_.nowUs() < deadlineUs) {
         QByteArray bytes;
         if (!line_.read(&bytes, std::min(deadlineUs, clock_.nowUs() + WAIT_SLICE_US))) {
@@ -152,6 +158,7 @@ CommLoop::Step CommLoop::awaitReply(Transaction& transaction) {
         if (!bytes.isEmpty()) {
             lastActivityUs_ = clock_.nowUs();
             verdict = guard.feed(bytes);
+            tapForeign();
         } else if (stopped()) {
             return Step::Stopped;
         }
@@ -159,25 +166,23 @@ CommLoop::Step CommLoop::awaitReply(Transaction& transaction) {
     if (verdict == Verdict::Waiting) {
         guard.giveUp();
     }
-    for (const QByteArray& frame : guard.foreign()) {
-        tapReceived(frame);
-    }
+    tapForeign();
     transaction.foreignFrames = guard.foreign().size();
     if (verdict == Verdict::Exception) {
         transaction.outcome = Outcome::Exception;
         transaction.exceptionCode = guard.exceptionCode();
-        tapReceived(guard.exceptionFrame());
+        tapReceived(guard.exceptionFrame(), lastActivityUs_);
     } else {
         transaction.outcome = outcomeOf(guard.fault());
         transaction.reply = guard.reply();
-        tapReceived(transaction.reply);
+        tapReceived(transaction.reply, lastActivityUs_);
     }
     return Step::Request;
 }
 
-void CommLoop::tapReceived(const QByteArray& frame) {
+void CommLoop::tapReceived(const QByteArray& frame, qint64 atUs) {
     if (tap_ != nullptr && !frame.isEmpty()) {
-        tap_->frameReceived(frame);
+        tap_->frameReceived(frame, std::max<qint64>(clock_.nowUs() - atUs, 0));
     }
 }
 

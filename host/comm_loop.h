@@ -54,7 +54,8 @@ private:
     Step awaitReply(Transaction& transaction);
     void judge(Transaction& transaction);
     bool stopped() const { return stop_ && stop_(); }
-    void tapReceived(const QByteArray& frame);
+    /// Shows the tap a frame whose last byte came at `atUs`.
+    void tapReceived(const QByteArray& frame, qint64 atUs);
 
     const DriverFunctions& functions_;
     Line& line_;

@@ -8,12 +8,13 @@
 namespace dx7 {
 
 /// Sees every request when it was handed to the line, and what came back, foreign frames included, when it
-/// was complete.
+/// was judged.
 class FrameTap {
 public:
     virtual ~FrameTap() = default;
     virtual void requestSent(const QByteArray& frame) = 0;
-    virtual void frameReceived(const QByteArray& frame) = 0;
+    /// The last byte of `frame` came `agoUs` microseconds ago.
+    virtual void frameReceived(const QByteArray& frame, qint64 agoUs = 0) = 0;
 };
 
 }  // namespace dx7

@@ -95,17 +95,20 @@ Recorder::~Recorder() {
 }
 
 void Recorder::requestSent(const QByteArray& frame) {
-    write(frame, true);
+    write(frame, true, 0);
 }
 
-void Recorder::frameReceived(const QByteArray& frame) {
-    write(frame, false);
+void Recorder::frameReceived(const QByteArray& frame, qint64 agoUs) {
+    write(frame, false, agoUs);
 }
 
-void Recorder::write(const QByteArray& frame, bool request) {
+void Recorder::write(const QByteArray& frame, bool request, qint64 agoUs) {
     const QByteArray bytes = packet(frame, request);
     pcap_pkthdr header = {};
-    gettimeofday(&header.ts, nullptr);
+    timeval now = {};
+    gettimeofday(&now, nullptr);
+    const timeval ago = {static_cast<time_t>(agoUs / 1000000), static_cast<suseconds_t>(agoUs % 1000000)};
+    timersub(&now, &ago, &header.ts);
     header.caplen = header.len = static_cast<bpf_u_int32>(bytes.size());
     pcap_dump(reinterpret_cast<u_char*>(file_->dumper), &header,
               reinterpret_cast<const u_char*>(bytes.constData()));

@@ -23,11 +23,11 @@ public:
     ~Recorder() override;
 
     void requestSent(const QByteArray& frame) override;
-    void frameReceived(const QByteArray& frame) override;
+    void frameReceived(const QByteArray& frame, qint64 agoUs = 0) override;
 
 private:
     Q_DISABLE_COPY(Recorder)
-    void write(const QByteArray& frame, bool request);
+    void write(const QByteArray& frame, bool request, qint64 agoUs);
 
     struct File;
     std::unique_ptr<File> file_;

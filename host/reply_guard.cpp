@@ -144,7 +144,11 @@ void ReplyGuard::giveUp() {
     }
     const bool ours = byteAt(buffer_, 0) == byteAt(request_, 0);
     const int function = byteAt(buffer_, 1);
-    if (ours && (function < 0 || (function & ~EXCEPTION_BIT) == byteAt(request_, 1))) {
+    const bool answers = ours && (function < 0 || (function & ~EXCEPTION_BIT) == byteAt(request_, 1));
+    // Bytes of the right number without any good CRC are nobody's frame: the damage may have hit the head of
+    // ours.
+    const bool damaged = buffer_.size() == expectLen_ && frameEnd(0) < 0;
+    if (answers || damaged) {
         reply_ = buffer_.left(expectLen_);
         buffer_.clear();
     } else {

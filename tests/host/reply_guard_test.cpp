@@ -100,6 +100,19 @@ TEST(ReplyGuard, HandsOnATruncatedReplyWhenTheTimeIsOver) {
     EXPECT_EQ(guard.fault(), ReplyFault::WrongLength);
 }
 
+TEST(ReplyGuard, ADamagedHeadIsAWrongCrcAndNotForeign) {
+    for (int hit = 0; hit < 2; ++hit) {
+        ReplyGuard guard = readGuard();
+        QByteArray damaged = GOOD;
+        damaged[hit] = static_cast<char>(damaged.at(hit) ^ 0x10);
+        EXPECT_EQ(guard.feed(damaged), Verdict::Waiting);
+        guard.giveUp();
+        EXPECT_EQ(guard.reply(), damaged);
+        EXPECT_EQ(guard.fault(), ReplyFault::WrongCrc);
+        EXPECT_TRUE(guard.foreign().isEmpty());
+    }
+}
+
 TEST(ReplyGuard, SilenceIsAnEmptyReply) {
     ReplyGuard guard = readGuard();
     guard.giveUp();
