@@ -115,6 +115,23 @@ TEST_F(HostInterference, ANegativeRecipeIndexCopiesNothing) {
     EXPECT_EQ(std::vector<unsigned char>(recipeMemory.size(), 0), recipeMemory);
 }
 
+// Long lists are found in by an index, which must not be trusted after a report.
+TEST_F(HostInterference, AnAreaThatGetsItsKeyInsideAReportIsFoundInTheSameCall) {
+    for (int i = 0; i < 40; ++i) {
+        getIndexOfDataArea(1, "CW", i, driver.dataAreas);
+    }
+    hook = [this](const Report&) {
+        hook = nullptr;
+        driver.dataAreas[10].regType = "DO";
+        driver.dataAreas[10].address = 8;
+    };
+    unsigned char bits[9] = {1, 0, 0, 0, 0, 0, 0, 0, 1};
+    intf_setData(1, "DO", 0, 9, bits, 2);
+    EXPECT_EQ(41, driver.dataAreas.size()) << "the group of bit 0 alone is new";
+    EXPECT_EQ(1, driver.dataAreas.at(10).writtenValue[0]);
+    EXPECT_EQ(1, driver.dataAreas.at(10).writePending);
+}
+
 // Two names whose texts have the same hash value, found by drawing names until a value comes twice. The whole
 // range of characters is needed: among names of few letters a checksum as hash keeps all apart.
 std::pair<QString, QString> namesThatHashAlike() {
