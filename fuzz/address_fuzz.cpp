@@ -1,0 +1,56 @@
+// Address texts as a user may type them, and the addresses that follow from them.
+//
+// Input: register type, count, access mode and data type, copies, step, address text (UTF-8).
+#include <fuzzer/FuzzedDataProvider.h>
+
+#include "addressing.h"
+#include "link.h"
+
+using namespace dx7fuzz;
+
+namespace {
+
+const char* const NO_TYPES[] = {"FI", "FW", "", "cw", "CW_bit ", "DX"};
+
+QString typeNumber(int number) {
+    return number < REG_TYPE_COUNT ? REG_LIST[number]
+                                   : QString::fromLatin1(NO_TYPES[number - REG_TYPE_COUNT]);
+}
+
+void checkCopies(const QString& regType, int start, int copies, int step) {
+    QVector<QString> texts;
+    QVector<int> addresses;
+    const int result = intf_multiCopy(regType, start, copies, step, &texts, &addresses);
+    DX7_REQUIRE(result >= 0 && result <= 2);
+    DX7_REQUIRE(texts.size() == addresses.size());
+    DX7_REQUIRE(texts.size() == (result == 0 ? 0 : copies));
+}
+
+}  // namespace
+
+extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
+    FuzzedDataProvider input(data, size);
+    const QString regType = typeNumber(input.ConsumeIntegralInRange<int>(0, REG_TYPE_COUNT + 5));
+    const int count = input.ConsumeIntegral<int>();
+    const int mode = input.ConsumeIntegralInRange<int>(-2, 4);
+    const int step = input.ConsumeIntegral<int>();
+    const int copies = input.ConsumeIntegralInRange<int>(0, 100);
+    const QString text = QString::fromStdString(input.ConsumeRemainingBytesAsString());
+
+    int address = 0;
+    const int first = intf_checkAddrValidity(regType, text, &address, count, mode);
+    DX7_REQUIRE(first >= 0 && first <= 4);
+    int second_address = 0;
+    const int second = intf_checkAddr(regType, text, &second_address, mode, count, mode);
+    DX7_REQUIRE((second >= 0 && second <= 2) || second == 4 || second == 6 || second == 16);
+    int parsed = 0;
+    const int success = a2i_dddd_h_h_dd(text, &parsed);
+    DX7_REQUIRE(success == 1 || success == -1);
+
+    checkCopies(regType, address, copies, step);
+    checkCopies(regType, count, copies, step);
+    const unsigned char withStation = static_cast<unsigned char>(mode);
+    DX7_REQUIRE(getRegAddressWeight(withStation, regType, address, 0) ==
+                getRegAddressWeight(withStation, regType, address, 1));
+    return 0;
+}

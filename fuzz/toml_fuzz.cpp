@@ -1,0 +1,50 @@
+// The TOML files of dx7: each text is read as a line file, as its tags and as a parameter file, and is taken
+// or refused with a sentence.
+#include "error.h"
+#include "input_file.h"
+#include "line_file.h"
+#include "parameter_file.h"
+
+namespace {
+
+dx7::DriverFunctions linkedFunctions() {
+    dx7::DriverFunctions functions;
+    functions.getDriverParameter = intf_getDriverParameter;
+    functions.getRegListByType = intf_getRegListByType;
+    functions.getRegDiscription = intf_getRegDiscription;
+    functions.checkAddrValidity = intf_checkAddrValidity;
+    functions.checkAddr = intf_checkAddr;
+    functions.multiCopy = intf_multiCopy;
+    return functions;
+}
+
+const dx7::ItemNotation& notation() {
+    static const dx7::DriverFunctions functions = linkedFunctions();
+    static const dx7::ItemNotation instance(functions);
+    return instance;
+}
+
+template <typename Read>
+void takeOrRefuse(Read read) {
+    try {
+        read();
+    } catch (const dx7::UsageError& error) {
+        if (error.text().isEmpty()) {
+            std::abort();
+        }
+    }
+}
+
+}  // namespace
+
+extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
+    const dx7fuzz::InputFile file(data, size);
+    takeOrRefuse([&file] {
+        dx7::LineSettings settings;
+        dx7::applyLineFile(settings, file.path());
+        dx7::checkSettings(settings);
+    });
+    takeOrRefuse([&file] { dx7::tagsFromFile(file.path(), notation()); });
+    takeOrRefuse([&file] { dx7::loadParameters(file.path(), notation()); });
+    return 0;
+}
