@@ -153,27 +153,22 @@ int a2i_dddd_h_h_dd(const QString& text, int* value) {
 }
 
 int getRegAddressWeight(int station, const QString& regType, int address, int) {
-    const unsigned position = static_cast<unsigned>(driver.regNames.indexOf(regType) + 1);
-    return static_cast<int>(327675U * static_cast<unsigned>(station) + 65535U * position +
-                            static_cast<unsigned>(address));
+    return static_cast<int>(addressWeight(station, placeOfType(regType), address));
+}
+
+int placeOfType(const QString& regType) {
+    return driver.regNames.indexOf(regType) + 1;
+}
+
+unsigned addressWeight(int station, int place, int address) {
+    return 327675U * static_cast<unsigned>(station) + 65535U * static_cast<unsigned>(place) +
+           static_cast<unsigned>(address);
 }
 
 int _setBitValue(int value, int bit, int on) {
     const unsigned mask = 1U << (static_cast<unsigned>(bit) & 31U);
     const unsigned bits = static_cast<unsigned>(value);
     return static_cast<int>(on != 0 ? bits | mask : bits & ~mask);
-}
-
-int addressAfter(int address, int offset) {
-    return static_cast<int>(static_cast<unsigned>(address) + static_cast<unsigned>(offset));
-}
-
-int bitGroupBase(int address) {
-    return address - address % 8;
-}
-
-int bitNumberInGroup(int address) {
-    return (address % 8) & 7;
 }
 
 int intf_checkAddrValidity(const QString& regType, const QString& addrText, int* address, int count,

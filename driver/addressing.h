@@ -19,17 +19,28 @@ int a2i_dddd_h_h_dd(const QString& text, int* value);
 /// hosts rely on this.
 int getRegAddressWeight(int station, const QString& regType, int address, int ignored);
 
+/// The two steps of it: one plus the position of `regType` in driver.regNames, or 0; and the weight of such a
+/// place.
+int placeOfType(const QString& regType);
+unsigned addressWeight(int station, int place, int address);
+
 /// `value` with bit number `bit` (its low 5 bits) set when `on` is not 0, else cleared.
 int _setBitValue(int value, int bit, int on);
 
 /// `address` + `offset` in 32 bits that wrap.
-int addressAfter(int address, int offset);
+inline int addressAfter(int address, int offset) {
+    return static_cast<int>(static_cast<unsigned>(address) + static_cast<unsigned>(offset));
+}
 
 /// Address of the area that stands for the eight bits around bit `address`: rounded toward zero to a multiple
 /// of 8.
-int bitGroupBase(int address);
+inline int bitGroupBase(int address) {
+    return address - address % 8;
+}
 
 /// Number (0 to 7) of bit `address` within its group.
-int bitNumberInGroup(int address);
+inline int bitNumberInGroup(int address) {
+    return (address % 8) & 7;
+}
 
 #endif

@@ -5,6 +5,7 @@
 
 #include "addressing.h"
 #include "data_areas.h"
+#include "prefetch.h"
 
 namespace {
 
@@ -13,28 +14,48 @@ struct WeightedEntry {
     int position;
 };
 
-bool lighter(const WeightedEntry& a, const WeightedEntry& b) {
-    return a.weight < b.weight;
+// How far ahead of the walk in polling order the entries, which may lie anywhere, are fetched.
+const std::size_t ENTRIES_AHEAD = 16;
+
+// Weights are sorted by three digits of 11 bits, the lowest first.
+const int DIGIT_BITS = 11;
+const int WEIGHT_BITS = 32;
+const unsigned DIGIT_VALUES = 1U << DIGIT_BITS;
+
+/// Orders `from` by the digit at `shift` into `to`; entries of equal digits keep their order.
+void sortByDigit(const std::vector<WeightedEntry>& from, std::vector<WeightedEntry>& to, int shift) {
+    std::vector<std::size_t> place(DIGIT_VALUES + 1, 0);
+    for (std::size_t i = 0; i < from.size(); ++i) {
+        ++place[(from[i].weight >> shift) % DIGIT_VALUES + 1];
+    }
+    for (std::size_t digit = 1; digit < DIGIT_VALUES; ++digit) {
+        place[digit] += place[digit - 1];
+    }
+    for (std::size_t i = 0; i < from.size(); ++i) {
+        to[place[(from[i].weight >> shift) % DIGIT_VALUES]++] = from[i];
+    }
 }
 
-/// The entries of `list` by ascending weight; entries of equal weight keep their order.
-QList<KEY_ADDRESS> sortedByWeight(const QList<KEY_ADDRESS>& list) {
-    std::vector<WeightedEntry> order;
-    order.reserve(static_cast<std::size_t>(list.size()));
+/// The entries of `list` by ascending weight; entries of equal weight keep their order. Takes linear time.
+std::vector<WeightedEntry> orderByWeight(const QList<KEY_ADDRESS>& list) {
+    std::vector<WeightedEntry> order(static_cast<std::size_t>(list.size()));
+    const QString* type = 0;
+    int place = 0;
     for (int i = 0; i < list.size(); ++i) {
         const KEY_ADDRESS& key = list.at(i);
-        const int weight = getRegAddressWeight(key.station, key.regType, key.address, 0);
-        const WeightedEntry entry = {static_cast<unsigned>(weight), i};
-        order.push_back(entry);
+        if (type == 0 || !sameName(*type, key.regType)) {
+            type = &key.regType;
+            place = placeOfType(key.regType);
+        }
+        order[static_cast<std::size_t>(i)].weight = addressWeight(key.station, place, key.address);
+        order[static_cast<std::size_t>(i)].position = i;
     }
-    std::stable_sort(order.begin(), order.end(), lighter);
-
-    QList<KEY_ADDRESS> sorted;
-    sorted.reserve(list.size());
-    for (std::size_t i = 0; i < order.size(); ++i) {
-        sorted.append(list.at(order[i].position));
+    std::vector<WeightedEntry> sorted(order.size());
+    for (int shift = 0; shift < WEIGHT_BITS; shift += DIGIT_BITS) {
+        sortByDigit(order, sorted, shift);
+        order.swap(sorted);
     }
-    return sorted;
+    return order;
 }
 
 /// Items from the start of `block` to the end of `next`, in 32 bits that wrap.
@@ -43,37 +64,72 @@ int spanOf(const KEY_ADDRESS& block, const KEY_ADDRESS& next) {
     return static_cast<int>(end - static_cast<unsigned>(block.address));
 }
 
-/// Joins neighbours of `entries`, which must not be empty, into blocks of at most `longestBlock` items.
-/// Appends the index of each block's first entry to `blockStarts` when one is given.
+/// Joins `next` to `block` if that makes a block of at most `longestBlock` items. False when they stay apart.
 ///
 /// A joined block ends exactly where its last entry ends, so an entry inside the block shortens it; hosts
 /// rely on this.
-QList<KEY_ADDRESS> mergedOnce(const QList<KEY_ADDRESS>& entries, int longestBlock, QList<int>* blockStarts) {
-    QList<KEY_ADDRESS> blocks;
-    blocks.append(entries.at(0));
-    if (blockStarts != 0) {
-        blockStarts->append(0);
+bool join(KEY_ADDRESS& block, const KEY_ADDRESS& next, int longestBlock) {
+    const int span = spanOf(block, next);
+    if (the_Merge(block, next) != 0 || span > longestBlock) {
+        return false;
     }
-    for (int i = 1; i < entries.size(); ++i) {
-        const KEY_ADDRESS& next = entries.at(i);
-        KEY_ADDRESS& block = blocks.last();
-        const int span = spanOf(block, next);
-        if (the_Merge(block, next) == 0 && span <= longestBlock) {
-            block.length = span;
-            continue;
+    block.length = span;
+    return true;
+}
+
+/// The entries of `list` in polling order, neighbours joined. A record is over a kilobyte, so only the first
+/// entry of each block is copied.
+QList<KEY_ADDRESS> joinedByWeight(const QList<KEY_ADDRESS>& list, int longestBlock) {
+    const std::vector<WeightedEntry> order = orderByWeight(list);
+    QList<KEY_ADDRESS> blocks;
+    blocks.append(list.at(order[0].position));
+    for (std::size_t i = 1; i < order.size(); ++i) {
+        if (i + ENTRIES_AHEAD < order.size()) {
+            prefetch(&list.at(order[i + ENTRIES_AHEAD].position));
         }
-        blocks.append(next);
-        if (blockStarts != 0) {
-            blockStarts->append(i);
+        const KEY_ADDRESS& next = list.at(order[i].position);
+        if (!join(blocks.last(), next, longestBlock)) {
+            blocks.append(next);
         }
     }
     return blocks;
+}
+
+/// Joins neighbours of `list`, which must not be empty, in place and in its order. Appends the index of each
+/// block's first entry to `blockStarts` when one is given.
+void joinInPlace(QList<KEY_ADDRESS>& list, int longestBlock, QList<int>* blockStarts) {
+    if (blockStarts != 0) {
+        blockStarts->append(0);
+    }
+    int block = 0;
+    for (int i = 1; i < list.size(); ++i) {
+        if (join(list[block], list.at(i), longestBlock)) {
+            continue;
+        }
+        if (blockStarts != 0) {
+            blockStarts->append(i);
+        }
+        ++block;
+        if (block != i) {
+            list[block] = list.at(i);
+        }
+    }
+    list.erase(list.begin() + block + 1, list.end());
 }
 
 bool inSameSubgroup(int a, int b) {
     return a / GROUP_ITEMS == b / GROUP_ITEMS &&
            a % GROUP_ITEMS / SUBGROUP_ITEMS == b % GROUP_ITEMS / SUBGROUP_ITEMS;
 }
+
+// QList moves its first entry to the end by shifting all others, unless there is room behind the last one.
+// Longer polling plans are given room for twice as many entries, and an entry that is appended anew when it
+// is used up makes QList slide the list back to the front of its memory. Whatever QList does, the order of
+// the list is right.
+const int SHIFTED_BLOCKS = 256;
+const int ROOM_FACTOR = 3;
+
+int rotations = 0;
 
 VARIABLE requestFor(const KEY_ADDRESS& key, int address, int count, int opKind) {
     VARIABLE var;
@@ -109,11 +165,11 @@ int the_Merge(const KEY_ADDRESS& block, const KEY_ADDRESS& next) {
 void addrMerge(QList<KEY_ADDRESS>& list, int mode) {
     Q_ASSERT(!list.isEmpty());
     if (mode == MERGE_RECIPE_BLOCKS) {
-        list = mergedOnce(list, driver.maxBlockWords, &driver.recipeBlockStart);
+        joinInPlace(list, driver.maxBlockWords, &driver.recipeBlockStart);
         return;
     }
-    const QList<KEY_ADDRESS> blocks = mergedOnce(sortedByWeight(list), driver.maxBlockWords, 0);
-    list = mergedOnce(blocks, driver.maxBlockWords, 0);
+    list = joinedByWeight(list, driver.maxBlockWords);
+    joinInPlace(list, driver.maxBlockWords, 0);
 }
 
 bool sameItems(const VARIABLE& a, const VARIABLE& b) {
@@ -136,6 +192,20 @@ void addVarToList(QList<VARIABLE>& list, const VARIABLE& var) {
     }
 }
 
+void rotatePollList() {
+    QList<VARIABLE>& list = driver.pollList;
+    if (list.size() < 2) {
+        return;
+    }
+    if (list.size() > SHIFTED_BLOCKS && ++rotations > (ROOM_FACTOR - 1) * list.size() + ROOM_FACTOR) {
+        rotations = 0;
+        list.append(list.at(0));
+        list.removeFirst();
+        return;
+    }
+    list.move(0, list.size() - 1);
+}
+
 int intf_addrMerge(QList<KEY_ADDRESS>& list) {
     const DataAreaCall call;
     clearMonitorFlags();
@@ -148,7 +218,8 @@ int intf_addrMerge(QList<KEY_ADDRESS>& list) {
         return 0;
     }
     addrMerge(list, MERGE_POLLING_PLAN);
-    driver.pollList.reserve(list.size());
+    rotations = 0;
+    driver.pollList.reserve(list.size() > SHIFTED_BLOCKS ? ROOM_FACTOR * (list.size() + 1) : list.size());
     for (int i = 0; i < list.size(); ++i) {
         const KEY_ADDRESS& block = list.at(i);
         driver.pollList.append(requestFor(block, block.address, block.length, OP_CYCLIC_READ));

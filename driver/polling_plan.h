@@ -22,6 +22,10 @@ void addrMerge(QList<KEY_ADDRESS>& list, int mode);
 /// group of 56 or sub-group of 10. Stations are not compared; hosts rely on this.
 int the_Merge(const KEY_ADDRESS& block, const KEY_ADDRESS& next);
 
+/// Moves the first block of driver.pollList to the end, in constant time on average; nothing with fewer than
+/// two.
+void rotatePollList();
+
 /// Puts a request into a request list: it replaces the last entry with the same station, type, address and
 /// count, entry 0 excepted; else the 513th entry of a full list; else it is appended.
 void addVarToList(QList<VARIABLE>& list, const VARIABLE& var);

@@ -1,5 +1,7 @@
 #include "readframe.h"
 
+#include "frame_list.h"
+
 namespace {
 
 // Where the data of a reply begins: after station, function code and byte count, or after the first two.
@@ -15,7 +17,7 @@ void appendReadFrame(const VARIABLE& var, FunctionCode code, int startRegister, 
     writer.addWord(startRegister);
     writer.addWord(var.count);
     writer.finish(expectLen, READ_DATA_OFFSET, dataCount);
-    driver.frameList.append(frame);
+    appendFrame(frame);
 }
 
 void appendRegisterReadFrame(const VARIABLE& var, FunctionCode code, int startRegister) {
@@ -70,7 +72,7 @@ void QueryStatusFrame(const VARIABLE& var) {
     FRAME_PRO frame;
     FrameWriter writer(frame, var, FC_STATUS_QUERY);
     writer.finish(STATUS_REPLY_BYTES, STATUS_DATA_OFFSET, 1);
-    driver.frameList.append(frame);
+    appendFrame(frame);
 }
 
 void getReadFrame(const VARIABLE& var) {

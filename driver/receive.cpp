@@ -4,6 +4,7 @@
 
 #include "addressing.h"
 #include "data_areas.h"
+#include "frame_list.h"
 #include "modbus_rtu.h"
 #include "write_path.h"
 
@@ -200,9 +201,7 @@ void markFailed(const Expected& expected) {
 
 /// Takes the answered frame off the wire and ends the operation when it was the last one.
 void finishFrame() {
-    if (!driver.frameList.isEmpty()) {
-        driver.frameList.removeFirst();
-    }
+    removeFirstFrame();
     if (driver.frameList.isEmpty()) {
         dealListWhenFinish();
     }
@@ -249,9 +248,9 @@ int check_rcv_data(const unsigned char* buf, int len) {
     return head.dataCount != 0 ? REPLY_DATA : REPLY_ACKNOWLEDGE;
 }
 
-QString getErrorInfo(const QByteArray& reply) {
+void writeErrorInfo(const QByteArray& reply, QString& text) {
     const FRAME_PRO& head = driver.frameList.at(0);
-    QString text;
+    text.resize(0);
     text.reserve(head.regType.size() + LONGEST_INFO_NUMBERS);
     appendNumber(text, head.station);
     text += QLatin1Char('#');
@@ -262,15 +261,20 @@ QString getErrorInfo(const QByteArray& reply) {
     text += QLatin1String(")(");
     appendNumber(text, reply.size());
     text += QLatin1Char(')');
+}
+
+QString getErrorInfo(const QByteArray& reply) {
+    QString text;
+    writeErrorInfo(reply, text);
     return text;
 }
 
 int intf_dealRcvFrame(QByteArray& reply, QString& info) {
-    info = QString::fromLatin1("");
     if (driver.frameList.isEmpty()) {
+        info = QString::fromLatin1("");
         return DEAL_NO_FRAME;
     }
-    info = getErrorInfo(reply);
+    writeErrorInfo(reply, info);
     const DataAreaCall call;
     switch (check_rcv_data(reinterpret_cast<const unsigned char*>(reply.constData()), reply.size())) {
         case REPLY_DATA:

@@ -26,6 +26,24 @@ struct VARIABLE {
         data[DX7_DATA_BYTES];  ///< Values to write: a byte per bit, or two per word, low byte first.
 
     VARIABLE() : opKind(0), station(0), address(0), count(0) { std::memset(data, 0, sizeof data); }
+    VARIABLE(const VARIABLE& other)
+        : opKind(other.opKind),
+          station(other.station),
+          regType(other.regType),
+          address(other.address),
+          count(other.count) {
+        std::memcpy(data, other.data, sizeof data);
+    }
+    // Written out, because compilers copy the members of an array one by one otherwise.
+    VARIABLE& operator=(const VARIABLE& other) {
+        opKind = other.opKind;
+        station = other.station;
+        regType = other.regType;
+        address = other.address;
+        count = other.count;
+        std::memmove(data, other.data, sizeof data);
+        return *this;
+    }
 };
 
 /// One address, or run of consecutive addresses, that the host hands over for monitoring or for a condition
@@ -102,6 +120,36 @@ struct FRAME_PRO {
           count(0) {
         std::memset(sendBuf, 0, sizeof sendBuf);
         std::memset(varData, 0, sizeof varData);
+    }
+    FRAME_PRO(const FRAME_PRO& other)
+        : sendLen(other.sendLen),
+          expectLen(other.expectLen),
+          dataOffset(other.dataOffset),
+          dataCount(other.dataCount),
+          frameReserved(other.frameReserved),
+          opKind(other.opKind),
+          station(other.station),
+          regType(other.regType),
+          address(other.address),
+          count(other.count) {
+        std::memcpy(sendBuf, other.sendBuf, sizeof sendBuf);
+        std::memcpy(varData, other.varData, sizeof varData);
+    }
+    // Written out, because compilers copy the members of an array one by one otherwise.
+    FRAME_PRO& operator=(const FRAME_PRO& other) {
+        std::memmove(sendBuf, other.sendBuf, sizeof sendBuf);
+        sendLen = other.sendLen;
+        expectLen = other.expectLen;
+        dataOffset = other.dataOffset;
+        dataCount = other.dataCount;
+        frameReserved = other.frameReserved;
+        opKind = other.opKind;
+        station = other.station;
+        regType = other.regType;
+        address = other.address;
+        count = other.count;
+        std::memmove(varData, other.varData, sizeof varData);
+        return *this;
     }
 };
 

@@ -114,6 +114,9 @@ RegisterRow registerRow(const QString& regType);
 /// The entry of REG_LIST that equals `regType`, else `regType` itself.
 const QString& canonicalName(const QString& regType);
 
+/// Kind of the type in `row`; KIND_UNKNOWN for ROW_UNKNOWN.
+RegisterKind kindOf(RegisterRow row);
+
 /// Kind of `regType`; KIND_UNKNOWN for a name that is not in REG_LIST.
 RegisterKind registerKind(const QString& regType);
 

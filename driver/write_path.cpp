@@ -185,9 +185,7 @@ void dealListWhenFinish() {
             finishConditionRead();
             break;
         case OP_CYCLIC_READ:
-            if (driver.pollList.size() >= 2) {
-                driver.pollList.move(0, driver.pollList.size() - 1);
-            }
+            rotatePollList();
             break;
         case OP_RECIPE_WRITE:
             finishRecipeBlock(RECIPE_WRITE_REQUEST);

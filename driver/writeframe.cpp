@@ -2,6 +2,8 @@
 
 #include <algorithm>
 
+#include "frame_list.h"
+
 namespace {
 
 const int COIL_ON = 0xFF;
@@ -14,7 +16,7 @@ const int F_WRITE_BELOW_READ = 0x10;
 /// Ends a write request and appends it. The acknowledgement carries no data.
 void appendWriteFrame(FrameWriter& writer, const FRAME_PRO& frame, int expectLen) {
     writer.finish(expectLen, 0, 0);
-    driver.frameList.append(frame);
+    appendFrame(frame);
 }
 
 /// Register `i` of the request's data, which holds the low byte first.
