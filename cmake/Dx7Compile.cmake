@@ -26,6 +26,13 @@ if(DX7_COVERAGE)
   add_link_options(--coverage)
 endif()
 
+# Compiling several sources at a time halves the time of a whole build; the scripts set it. Only the targets whose
+# sources spend most of it on the same large headers are compiled so.
+option(DX7_UNITY_BUILD "Compile several sources of the largest targets as one" OFF)
+function(dx7_together target)
+  set_target_properties(${target} PROPERTIES UNITY_BUILD ${DX7_UNITY_BUILD} UNITY_BUILD_BATCH_SIZE 7)
+endfunction()
+
 option(DX7_WARNINGS_AS_ERRORS "Stop at any warning; OFF helps with the compiler of an old board" ON)
 
 # The language standard is exact: the driver must not drift beyond C++11.

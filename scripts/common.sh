@@ -72,10 +72,11 @@ install_packages() {
     fail "these packages are still missing: $(missing_packages "${wanted[@]}" | tr '\n' ' ')"
 }
 
-# configure PRESET FOLDER [CMAKE-OPTION...]: silent unless it fails.
+# configure PRESET FOLDER [CMAKE-OPTION...]: silent unless it fails. The analysers want each source by itself.
 configure() {
     local preset=$1 folder=$2 log
     shift 2
+    [ "$preset" = clang ] || set -- -DDX7_UNITY_BUILD=ON "$@"
     log=$(mktemp)
     if ! (cd "$project" && cmake --preset "$preset" -B "$folder" -DCMAKE_CXX_COMPILER_LAUNCHER=ccache "$@") >"$log" 2>&1; then
         cat "$log" >&2

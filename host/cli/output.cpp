@@ -57,6 +57,10 @@ Json pointJson(const Point& point, const PointState& state) {
     return json;
 }
 
+QString msText(qint64 us) {
+    return QString::number(static_cast<double>(us) / 1000, 'f', 2);
+}
+
 QString counted(qint64 number, const char* noun) {
     return QStringLiteral("%1 %2%3").arg(number).arg(QLatin1String(noun),
                                                      QLatin1String(number == 1 ? "" : "s"));

@@ -28,6 +28,8 @@ std::string utf8(const QString& text);
 
 /// name, item, station, type, address, value, text, unit (when there is one), quality.
 Json pointJson(const Point& point, const PointState& state);
+/// Microseconds as milliseconds with two decimals.
+QString msText(qint64 us);
 /// "1 request", "2 requests".
 QString counted(qint64 number, const char* noun);
 

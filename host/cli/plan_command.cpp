@@ -11,10 +11,6 @@ struct PlanOptions : CommonOptions {
     std::vector<std::string> items;
 };
 
-QString msText(qint64 us) {
-    return QString::number(static_cast<double>(us) / 1000, 'f', 2);
-}
-
 QString blockText(const Driver& loaded, const ItemRange& range) {
     const RegisterType type = loaded.notation.type(range.regType);
     return QStringLiteral("%1:%2,%3@%4")

@@ -15,10 +15,6 @@ double milliseconds(qint64 us) {
     return static_cast<double>(us) / 1000;
 }
 
-QString msText(qint64 us) {
-    return QString::number(milliseconds(us), 'f', 2);
-}
-
 // One row: the label and a cell per column.
 class Table {
 public:

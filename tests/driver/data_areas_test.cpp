@@ -14,8 +14,6 @@ namespace {
 using DataAreas = DriverTest;
 using MonitorFlags = DriverTest;
 
-const char* const bitTypes[] = {"CW_bit", "SW_bit", "DO", "RO", "SDO", "DI"};
-const char* const wordTypes[] = {"AI", "FIN", "F", "D", "DE", "CW", "SW", "MOD"};
 const char* const otherTypes[] = {"FW", "FI", "XX", "", "cw", "CW_bit "};
 
 /// The keys of the store in its order; the count of each is 0.
@@ -117,14 +115,14 @@ TEST_F(MonitorFlags, BitsAreMarkedInTheAreasOfTheirGroups) {
 }
 
 TEST_F(MonitorFlags, EveryBitTypeUsesTheMaskAndEveryWordTypeTheFlag) {
-    for (const char* type : bitTypes) {
+    for (const char* type : BIT_TYPES) {
         driver.dataAreas.clear();
         EXPECT_EQ(_setDataAreaMonitorFlag(2, type, 13, 1), 0);
         EXPECT_EQ(keys(), (ItemsList{{2, type, 8, 0}}));
         EXPECT_EQ(driver.dataAreas.at(0).bitMonitorMask, 0x20) << type;
         EXPECT_EQ(driver.dataAreas.at(0).wordMonitorFlags, 0) << type;
     }
-    for (const char* type : wordTypes) {
+    for (const char* type : WORD_TYPES) {
         driver.dataAreas.clear();
         EXPECT_EQ(_setDataAreaMonitorFlag(2, type, 13, 2), 0);
         EXPECT_EQ(keys(), (ItemsList{{2, type, 13, 0}, {2, type, 14, 0}}));
@@ -208,7 +206,7 @@ TEST_F(Reading, WordsNeverReadAreZeroAndHaveAnAreaAfterwards) {
 }
 
 TEST_F(Reading, EveryWordTypeGivesTwoBytesPerItem) {
-    for (const char* type : wordTypes) {
+    for (const char* type : WORD_TYPES) {
         store(type, 8, false);
         store(type, 9, true);
         EXPECT_EQ(read(type, 8, 2, 6), hex("11 22 55 66 ee ee")) << type;

@@ -8,9 +8,6 @@ using namespace dx7test;
 
 namespace {
 
-const char* const BIT_TYPES[] = {"CW_bit", "SW_bit", "DO", "RO", "SDO", "DI"};
-const char* const WORD_TYPES[] = {"AI", "FIN", "F", "D", "DE", "CW", "SW", "MOD"};
-
 class Receive : public DriverTest {};
 
 TEST_F(Receive, NeverLooksAtStationOrFunctionCode) {

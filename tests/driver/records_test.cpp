@@ -231,6 +231,36 @@ TEST_F(Records, CopyingARequestCopiesEveryByte) {
     EXPECT_EQ(std::memcmp(copy.data, original.data, sizeof copy.data), 0);
 }
 
+TEST_F(Records, ARequestMadeFromAnotherHasEveryByte) {
+    VARIABLE original = request(7, "MOD", -3, 5, 99);
+    fill(original.data);
+    const VARIABLE copy(original);
+    EXPECT_EQ(copy.opKind, 99);
+    EXPECT_EQ(itemsOf(copy), itemsOf(original));
+    EXPECT_EQ(std::memcmp(copy.data, original.data, sizeof copy.data), 0);
+}
+
+TEST_F(Records, ARecordAssignedToItselfStaysAsItIs) {
+    VARIABLE var = request(7, "MOD", -3, 5, 99);
+    fill(var.data);
+    const VARIABLE before(var);
+    VARIABLE& sameVar = var;
+    var = sameVar;
+    EXPECT_EQ(itemsOf(var), itemsOf(before));
+    EXPECT_EQ(std::memcmp(var.data, before.data, sizeof var.data), 0);
+
+    FRAME_PRO frame;
+    fill(frame.sendBuf);
+    fill(frame.varData);
+    frame.regType = "F";
+    const FRAME_PRO frameBefore(frame);
+    FRAME_PRO& sameFrame = frame;
+    frame = sameFrame;
+    EXPECT_EQ(frame.regType, "F");
+    EXPECT_EQ(std::memcmp(frame.sendBuf, frameBefore.sendBuf, sizeof frame.sendBuf), 0);
+    EXPECT_EQ(std::memcmp(frame.varData, frameBefore.varData, sizeof frame.varData), 0);
+}
+
 TEST_F(Records, CopyingAKeyAddressCopiesEveryByte) {
     KEY_ADDRESS original = entry(7, "MOD", -3, 5);
     original.hostText = "first";

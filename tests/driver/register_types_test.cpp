@@ -81,19 +81,19 @@ INSTANTIATE_TEST_SUITE_P(
                       TypeRow{14, "FAS", {"ddd", "0", "0", "1", "0"}, KIND_STATUS, 0x0000}),
     [](const auto& row) { return row.param.name; });
 
-const QList<QString> bitTypes = {"CW_bit", "SW_bit", "DO", "RO", "SDO", "DI"};
-const QList<QString> wordTypes = {"AI", "FIN", "F", "D", "DE", "CW", "SW", "MOD", "FAS"};
+const QList<QString> bitNames = {"CW_bit", "SW_bit", "DO", "RO", "SDO", "DI"};
+const QList<QString> wordNames = {"AI", "FIN", "F", "D", "DE", "CW", "SW", "MOD", "FAS"};
 
 TEST_F(RegisterTypes, TypeZeroListsTheBitTypes) {
     QList<QString> names;
     EXPECT_EQ(intf_getRegListByType(0, names), 1);
-    EXPECT_EQ(names, bitTypes);
+    EXPECT_EQ(names, bitNames);
 }
 
 TEST_F(RegisterTypes, TypeOneListsTheWordTypes) {
     QList<QString> names;
     EXPECT_EQ(intf_getRegListByType(1, names), 1);
-    EXPECT_EQ(names, wordTypes);
+    EXPECT_EQ(names, wordNames);
 }
 
 TEST_F(RegisterTypes, AnyOtherTypeListsNothing) {
@@ -108,9 +108,9 @@ TEST_F(RegisterTypes, ListsAreAppendedToSoThatTwoCallsYieldTheNamesTwice) {
     QList<QString> names;
     intf_getRegListByType(0, names);
     intf_getRegListByType(0, names);
-    EXPECT_EQ(names, bitTypes + bitTypes);
+    EXPECT_EQ(names, bitNames + bitNames);
     intf_getRegListByType(1, names);
-    EXPECT_EQ(names, bitTypes + bitTypes + wordTypes);
+    EXPECT_EQ(names, bitNames + bitNames + wordNames);
 }
 
 TEST_F(RegisterTypes, DescriptionsAreAppendedToo) {

@@ -24,6 +24,10 @@ void PrintTo(const QByteArray& bytes, std::ostream* out);
 
 namespace dx7test {
 
+/// The types whose items are bits, and those whose items are 16-bit words, in the driver's order.
+const char* const BIT_TYPES[] = {"CW_bit", "SW_bit", "DO", "RO", "SDO", "DI"};
+const char* const WORD_TYPES[] = {"AI", "FIN", "F", "D", "DE", "CW", "SW", "MOD"};
+
 /// One call of the value-change callback.
 struct Report {
     int linkId;
