@@ -33,7 +33,7 @@ const int ITEMS = 200;
 const int SHORTEST_PAUSE = 50000;
 const int LONGEST_PAUSE = 250000;
 
-// Steps until the line is open and the poll runs.
+// Polls before the operator begins.
 const int WARM_UP = 5;
 
 struct Sent {
@@ -84,6 +84,10 @@ public:
     }
 
     std::vector<Delay> run(int writes) {
+        QString why;
+        if (!line_->open(&why)) {
+            throw std::runtime_error("the line does not open: " + why.toStdString());
+        }
         for (int i = 0; i < WARM_UP; ++i) {
             engine_.step();
         }
