@@ -1,0 +1,209 @@
+/// \file
+/// How soon an operator's write is on the wire while a line of 9600 baud is busy polling 200 items.
+///
+/// The operator is a thread of its own that leaves writes on a desk at random moments; the thread of the line
+/// looks at the desk between two steps, as a panel does. The delay is compared with what the transaction in
+/// flight and the silence after it make unavoidable.
+#include <QCoreApplication>
+#include <algorithm>
+#include <atomic>
+#include <cmath>
+#include <mutex>
+#include <optional>
+#include <random>
+#include <stdexcept>
+#include <thread>
+#include <vector>
+
+#include "device_process.h"
+#include "driver_library.h"
+#include "driver_session.h"
+#include "options.h"
+#include "poll_engine.h"
+#include "record.h"
+#include "sample.h"
+
+namespace {
+
+using namespace dx7bench;
+
+const int BAUD = 9600;
+const int ITEMS = 200;
+// The operator's pauses, in microseconds: so unlike a transaction's 42 ms that moments fall anywhere in it.
+const int SHORTEST_PAUSE = 50000;
+const int LONGEST_PAUSE = 250000;
+
+// Polls before the operator begins.
+const int WARM_UP = 5;
+
+struct Sent {
+    qint64 sentUs;
+    qint64 endUs;
+};
+
+/// One write: when it was laid on the desk, and when its request went out.
+struct Delay {
+    double wholeMs;
+    double overheadMs;
+};
+
+/// Where the operator leaves a write for the thread of the line.
+class Desk {
+public:
+    void leave(qint64 nowUs) {
+        const std::lock_guard<std::mutex> lock(mutex_);
+        issuedUs_ = nowUs;
+    }
+    std::optional<qint64> take() {
+        const std::lock_guard<std::mutex> lock(mutex_);
+        std::optional<qint64> taken;
+        taken.swap(issuedUs_);
+        return taken;
+    }
+
+private:
+    std::mutex mutex_;
+    std::optional<qint64> issuedUs_;
+};
+
+class Reaction {
+public:
+    explicit Reaction(const DeviceProcess& device)
+        : settings_(settingsOf(device)),
+          library_(qEnvironmentVariableIsSet("DX7_DRIVER") ? QString() : QStringLiteral(DX7_LIBRARY)),
+          session_(library_.functions(), dx7::propertyText(settings_, 0)),
+          line_(dx7::makeLine(settings_, clock_)),
+          loop_(library_.functions(), *line_, clock_, settings_),
+          engine_(session_, loop_, clock_, settings_),
+          notation_(library_.functions()),
+          silenceUs_(dx7::silentIntervalUs(settings_)) {
+        dx7::EngineEvents events;
+        events.transaction = [this](const dx7::Transaction& transaction) { note(transaction); };
+        engine_.setEvents(events);
+        engine_.watch(notation_.points(QStringLiteral("F:0.0.0,%1").arg(ITEMS)));
+    }
+
+    std::vector<Delay> run(int writes) {
+        QString why;
+        if (!line_->open(&why)) {
+            throw std::runtime_error("the line does not open: " + why.toStdString());
+        }
+        for (int i = 0; i < WARM_UP; ++i) {
+            engine_.step();
+        }
+        std::atomic<bool> over{false};
+        std::thread operatorThread([&] { operate(over); });
+        while (static_cast<int>(delays_.size()) < writes) {
+            if (const auto issued = desk_.take()) {
+                issuedUs_ = *issued;
+                engine_.write(notation_.write(QStringLiteral("MOD:1=%1").arg(delays_.size() % 1000)), {});
+            }
+            engine_.step();
+        }
+        over = true;
+        operatorThread.join();
+        return delays_;
+    }
+
+    double pollTransactionMs() const { return longestPollMs_; }
+
+private:
+    static dx7::LineSettings settingsOf(const DeviceProcess& device) {
+        dx7::LineSettings settings;
+        settings.carrier = dx7::Carrier::Serial;
+        settings.serialPort = QString::fromStdString(device.line());
+        settings.baud = BAUD;
+        return settings;
+    }
+
+    void operate(const std::atomic<bool>& over) {
+        std::mt19937 random(7);
+        std::uniform_int_distribution<qint64> pause(SHORTEST_PAUSE, LONGEST_PAUSE);
+        dx7::SystemClock clock;
+        while (!over) {
+            clock.sleepUntilUs(clock.nowUs() + pause(random));
+            // The next one waits until the last one is through: queues are not what is measured.
+            if (!waiting_.exchange(true)) {
+                desk_.leave(clock.nowUs());
+            }
+        }
+    }
+
+    void note(const dx7::Transaction& transaction) {
+        if (!transaction.good()) {
+            throw std::runtime_error("a reply was refused");
+        }
+        if (transaction.frame.opKind == dx7::TAG_WRITE) {
+            noteWrite(transaction.sentUs);
+            waiting_ = false;
+        } else {
+            longestPollMs_ = std::max(longestPollMs_, 1e-3 * static_cast<double>(transaction.busyUs));
+        }
+        recent_[0] = recent_[1];
+        recent_[1] = {transaction.sentUs, transaction.endUs};
+    }
+
+    /// Unavoidable is the rest of what was on the wire at that moment, and the silence after it.
+    void noteWrite(qint64 sentUs) {
+        qint64 earliestUs = issuedUs_;
+        for (const Sent& before : recent_) {
+            if (before.sentUs <= issuedUs_) {
+                earliestUs = std::max(earliestUs, before.endUs + silenceUs_);
+            }
+        }
+        delays_.push_back({1e-3 * static_cast<double>(sentUs - issuedUs_),
+                           1e-3 * static_cast<double>(sentUs - earliestUs)});
+    }
+
+    int argc_ = 1;
+    char name_[9] = "reaction";
+    char* argv_[2] = {name_, nullptr};
+    QCoreApplication application_{argc_, argv_};
+    dx7::LineSettings settings_;
+    dx7::SystemClock clock_;
+    dx7::DriverLibrary library_;
+    dx7::DriverSession session_;
+    std::unique_ptr<dx7::Line> line_;
+    dx7::CommLoop loop_;
+    dx7::PollEngine engine_;
+    dx7::ItemNotation notation_;
+    qint64 silenceUs_;
+    Desk desk_;
+    std::atomic<bool> waiting_{false};
+    qint64 issuedUs_ = 0;
+    Sent recent_[2] = {{0, 0}, {0, 0}};
+    std::vector<Delay> delays_;
+    double longestPollMs_ = 0;
+};
+
+void print(const std::string& what, const std::vector<double>& milliseconds) {
+    Record("reaction")
+        .text("what", what)
+        .number("writes", static_cast<double>(milliseconds.size()))
+        .number("p50_ms", quantile(milliseconds, 0.5))
+        .number("p90_ms", quantile(milliseconds, 0.9))
+        .number("p99_ms", quantile(milliseconds, 0.99))
+        .number("max_ms", quantile(milliseconds, 1));
+}
+
+void run(const Options& options) {
+    const int writes = options.quick ? 10 : 400;
+    say("reaction: " + std::to_string(writes) + " writes while polling at 9600 baud");
+    const DeviceProcess device(BAUD);
+    Reaction reaction(device);
+    std::vector<double> whole;
+    std::vector<double> overhead;
+    for (const Delay& delay : reaction.run(writes)) {
+        whole.push_back(delay.wholeMs);
+        overhead.push_back(delay.overheadMs);
+    }
+    print("delay", whole);
+    print("host overhead", overhead);
+    Record("reaction").text("what", "longest poll").number("max_ms", reaction.pollTransactionMs());
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+    return dx7bench::runProgram(argc, argv, run);
+}

@@ -1,0 +1,262 @@
+#include "walk_operations.h"
+
+#include <algorithm>
+#include <chrono>
+#include <random>
+#include <set>
+#include <stdexcept>
+#include <tuple>
+
+namespace dx7bench {
+
+namespace {
+
+const int WORDS = 60;
+const int BITS = 64;
+// Frames that are put on the line before the clock runs, so that it sees the decoding alone.
+const std::size_t FRAMES_AT_ONCE = 64;
+const std::size_t FIRST_REPLIES = 12;
+const double SHORTEST_NS = 20e6;
+const RegisterRow BIT_ROWS[] = {ROW_CW_BIT, ROW_SW_BIT, ROW_DO, ROW_RO, ROW_SDO, ROW_DI};
+
+double nowNs() {
+    const auto now = std::chrono::steady_clock::now().time_since_epoch();
+    return static_cast<double>(std::chrono::duration_cast<std::chrono::nanoseconds>(now).count());
+}
+
+std::vector<Item> shuffled(std::vector<Item> items) {
+    std::shuffle(items.begin(), items.end(), std::mt19937(7));
+    return items;
+}
+
+/// The items in the order in which the driver polls them.
+std::vector<Item> pollingOrder() {
+    std::vector<Item> items;
+    for (const VARIABLE& block : driver.pollList) {
+        for (int i = 0; i < block.count; ++i) {
+            items.push_back({block.station, block.regType, block.address + i});
+        }
+    }
+    return items;
+}
+
+FRAME_PRO readFrame(int dataBytes, int dataCount, int count) {
+    FRAME_PRO frame;
+    frame.expectLen = dataBytes + 5;
+    frame.dataOffset = 3;
+    frame.dataCount = dataCount;
+    frame.count = count;
+    return frame;
+}
+
+/// 512 writes of items that no walk reaches, and the one in progress.
+void fillWriteQueue() {
+    VARIABLE var;
+    var.regType = REG_LIST[ROW_F];
+    var.count = 1;
+    for (int i = 0; i < 512; ++i) {
+        var.station = -1;
+        var.address = i;
+        driver.writeList.append(var);
+    }
+}
+
+}  // namespace
+
+const char* walkOperationName(WalkOperation operation) {
+    static const char* const NAMES[WALK_OPERATIONS] = {"decode 60 words, nothing changed",
+                                                       "decode 60 words, all changed",
+                                                       "decode 64 bits",
+                                                       "intf_getData",
+                                                       "intf_setData",
+                                                       "intf_setData, 512 writes waiting"};
+    return NAMES[operation];
+}
+
+WalkSet::WalkSet(int count)
+    : link_(&countReport),
+      wordFrame_(readFrame(2 * WORDS, 2 * WORDS, WORDS)),
+      bitFrame_(readFrame(BITS / 8, BITS, BITS)),
+      bitReply_(readReply(1, 1, QByteArray(BITS / 8, 0))) {
+    wordReplies_[0] = readReply(1, 3, QByteArray(2 * WORDS, 0x11));
+    wordReplies_[1] = readReply(1, 3, QByteArray(2 * WORDS, 0x22));
+    load(count);
+}
+
+void WalkSet::load(int count) {
+    const std::vector<Item> items = deviceItems(count);
+    QList<KEY_ADDRESS> list = keyAddresses(items);
+    intf_addrMerge(list);
+    items_.polling = pollingOrder();
+    if (items_.polling.size() != items.size()) {
+        throw std::runtime_error("the plan does not hold every item once");
+    }
+    planReads(items);
+    measureFirstReplies();
+    makeMissingAreas();
+    for (Order* order : {&items_, &wordReads_, &bitReads_}) {
+        order->random = shuffled(order->polling);
+    }
+}
+
+/// The first item of each block that is read: 60 words of F at a time, 64 bits of each bit type.
+void WalkSet::planReads(const std::vector<Item>& items) {
+    for (std::size_t i = 0; i < items.size(); ++i) {
+        const Item& item = items[i];
+        const bool starts = item.regType == REG_LIST[ROW_F] && item.address % WORDS == 0;
+        const bool isWhole = i + WORDS <= items.size() && items[i + WORDS - 1].regType == item.regType &&
+                             items[i + WORDS - 1].address == item.address + WORDS - 1;
+        if (starts && isWhole) {
+            wordReads_.polling.push_back(item);
+        }
+        if (item.address == 0 && item.regType == REG_LIST[ROW_F]) {
+            for (const RegisterRow row : BIT_ROWS) {
+                bitReads_.polling.push_back({item.station, REG_LIST[row], 0});
+            }
+        }
+    }
+}
+
+/// A few of them: each happens once in the life of a link, so there is no walk to repeat.
+void WalkSet::measureFirstReplies() {
+    const std::size_t count = std::min(FIRST_REPLIES, bitReads_.polling.size());
+    const std::vector<Item> first(bitReads_.polling.begin(),
+                                  bitReads_.polling.begin() + static_cast<std::ptrdiff_t>(count));
+    firstReplyNs_ = decodeWalk(first, bitFrame_, bitReply_) / static_cast<double>(BITS * count);
+}
+
+/// Bits get areas of their own by their first reply, items that are not monitored (FAS) by the first look at
+/// them. Here they are put into the list at once, as a host may do.
+void WalkSet::makeMissingAreas() {
+    std::set<std::tuple<int, QString, int>> present;
+    for (const _DATA_& area : driver.dataAreas) {
+        present.emplace(area.station, area.regType, area.address);
+    }
+    const auto make = [&present](int station, const QString& regType, int address) {
+        if (present.emplace(station, regType, address).second) {
+            _DATA_ area;
+            area.station = station;
+            area.regType = regType;
+            area.address = address;
+            driver.dataAreas.append(area);
+        }
+    };
+    for (const Item& read : bitReads_.polling) {
+        for (int bit = 0; bit < BITS; ++bit) {
+            make(read.station, read.regType, bit);
+        }
+    }
+    for (const Item& item : items_.polling) {
+        make(item.station, item.regType, item.address);
+    }
+}
+
+/// Nanoseconds of one pass over `reads`.
+double WalkSet::decodeWalk(const std::vector<Item>& reads, const FRAME_PRO& frame, const QByteArray& reply) {
+    double spent = 0;
+    QString info;
+    QByteArray bytes = reply;
+    for (std::size_t next = 0; next < reads.size();) {
+        const std::size_t end = std::min(next + FRAMES_AT_ONCE, reads.size());
+        const std::size_t frames = end - next;
+        for (; next < end; ++next) {
+            FRAME_PRO onLine = frame;
+            onLine.station = reads[next].station;
+            onLine.regType = reads[next].regType;
+            onLine.address = reads[next].address;
+            driver.frameList.append(onLine);
+        }
+        driver.opKind = OP_NONE;
+        const double start = nowNs();
+        for (std::size_t i = 0; i < frames; ++i) {
+            intf_dealRcvFrame(bytes, info);
+        }
+        spent += nowNs() - start;
+        if (!driver.frameList.isEmpty()) {
+            throw std::runtime_error("a reply was refused");
+        }
+    }
+    return spent;
+}
+
+double WalkSet::getWalk(const std::vector<Item>& items) {
+    unsigned char value[2] = {0, 0};
+    const double start = nowNs();
+    for (const Item& item : items) {
+        intf_getData(item.station, item.regType, item.address, 1, value);
+    }
+    return nowNs() - start;
+}
+
+/// Every value is new. The write leaves the queue at once, as when the line carries it before the next one.
+double WalkSet::setWalk(const std::vector<Item>& items) {
+    ++written_;
+    unsigned char value[2] = {written_, 0};
+    const double start = nowNs();
+    for (const Item& item : items) {
+        intf_setData(item.station, item.regType, item.address, 1, value, OP_WRITE);
+        if (!driver.writeList.isEmpty()) {
+            driver.writeList.removeFirst();
+        }
+    }
+    return nowNs() - start;
+}
+
+double WalkSet::setQueuedWalk(const std::vector<Item>& items) {
+    // As many as one measurement needs; the queue costs the same for each of them.
+    const std::size_t count = std::min<std::size_t>(items.size(), 2000);
+    const std::size_t first = items.size() - count;
+    fillWriteQueue();
+    ++written_;
+    unsigned char value[2] = {written_, 0};
+    const double start = nowNs();
+    for (std::size_t i = first; i < items.size(); ++i) {
+        intf_setData(items[i].station, items[i].regType, items[i].address, 1, value, OP_WRITE);
+        if (driver.writeList.size() > 512) {
+            driver.writeList.removeLast();
+        }
+    }
+    const double spent = nowNs() - start;
+    driver.writeList.clear();
+    return spent / static_cast<double>(count) * static_cast<double>(items.size());
+}
+
+double WalkSet::nanosecondsPerItem(WalkOperation operation, bool randomOrder) {
+    const auto& items = items_.get(randomOrder);
+    const auto& words = wordReads_.get(randomOrder);
+    const auto& bits = bitReads_.get(randomOrder);
+    Walk walk;
+    auto perPass = static_cast<double>(items.size());
+    switch (operation) {
+        case WALK_DECODE_SAME:
+        case WALK_DECODE_CHANGED:
+            walk = [&] {
+                const int which = operation == WALK_DECODE_CHANGED ? ++passes_ % 2 : 0;
+                return decodeWalk(words, wordFrame_, wordReplies_[which]);
+            };
+            perPass = WORDS * static_cast<double>(words.size());
+            break;
+        case WALK_DECODE_BITS:
+            walk = [&] { return decodeWalk(bits, bitFrame_, bitReply_); };
+            perPass = BITS * static_cast<double>(bits.size());
+            break;
+        case WALK_GET:
+            walk = [&] { return getWalk(items); };
+            break;
+        case WALK_SET:
+            walk = [&] { return setWalk(items); };
+            break;
+        default:
+            walk = [&] { return setQueuedWalk(items); };
+    }
+    walk();  // brings the values and the caches into the state that the others find
+    double spent = 0;
+    double passes = 0;
+    while (spent < SHORTEST_NS) {
+        spent += walk();
+        ++passes;
+    }
+    return spent / passes / perPass;
+}
+
+}  // namespace dx7bench
