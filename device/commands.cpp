@@ -1,6 +1,8 @@
 #include "commands.h"
 
+#include <iomanip>
 #include <map>
+#include <sstream>
 
 #include "usage_error.h"
 
@@ -14,14 +16,17 @@ const char* const HELP =
     "get TYPE:ADDRESS[@STATION]        show an item's value\n"
     "silence STATION                   the station does not answer any more\n"
     "revive STATION                    the station answers again\n"
+    "fault LIST                        make other faults from now on, as drop=0.01,late=0.1; fault none ends "
+    "them\n"
+    "time                              show the device's time in seconds\n"
     "summary                           show what the device saw\n"
     "help                              show this\n"
     "quit                              end the device\n";
 
 const std::map<std::string, CommandKind> WORDS = {
-    {"set", CommandKind::Set},         {"get", CommandKind::Get},   {"silence", CommandKind::Silence},
-    {"revive", CommandKind::Revive},   {"help", CommandKind::Help}, {"quit", CommandKind::Quit},
-    {"summary", CommandKind::Summary},
+    {"set", CommandKind::Set},         {"get", CommandKind::Get},     {"silence", CommandKind::Silence},
+    {"revive", CommandKind::Revive},   {"help", CommandKind::Help},   {"quit", CommandKind::Quit},
+    {"summary", CommandKind::Summary}, {"fault", CommandKind::Fault}, {"time", CommandKind::Clock},
 };
 
 void parseSet(const std::string& text, Command& command) {
@@ -41,6 +46,13 @@ std::string valuesText(const Target& target, const Device& device, Time now) {
     return text;
 }
 
+std::string timeText(Time now) {
+    std::ostringstream text;
+    text << "time " << std::fixed << std::setprecision(6) << std::chrono::duration<double>(now).count()
+         << '\n';
+    return text.str();
+}
+
 CommandResult run(const Command& command, Device& device, Time now, std::size_t droppedBytes) {
     switch (command.kind) {
         case CommandKind::Set:
@@ -54,6 +66,11 @@ CommandResult run(const Command& command, Device& device, Time now, std::size_t 
         case CommandKind::Revive:
             device.setSilent(command.station, false);
             return {"station " + std::to_string(command.station) + " answers\n"};
+        case CommandKind::Fault:
+            device.setFaults(command.faults);
+            return {"faults changed\n"};
+        case CommandKind::Clock:
+            return {timeText(now)};
         case CommandKind::Summary:
             return {summaryText(device.statistics(), droppedBytes)};
         case CommandKind::Help:
@@ -88,6 +105,12 @@ Command parseCommand(const std::string& line) {
             break;
         case CommandKind::Get:
             command.target = parseTarget(rest);
+            break;
+        case CommandKind::Fault:
+            if (rest.empty()) {
+                throw UsageError("\"fault\" needs a list: write fault drop=0.01,late=0.1 or fault none");
+            }
+            parseFaults(rest, command.faults);
             break;
         case CommandKind::Silence:
         case CommandKind::Revive:

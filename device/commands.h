@@ -9,13 +9,14 @@
 
 namespace dx7sim {
 
-enum class CommandKind { Nothing, Set, Get, Silence, Revive, Summary, Help, Quit };
+enum class CommandKind { Nothing, Set, Get, Silence, Revive, Fault, Clock, Summary, Help, Quit };
 
 struct Command {
     CommandKind kind = CommandKind::Nothing;
     Target target{{RegisterType::CW, 0}, {}};  ///< Of Set and Get.
     std::uint16_t value = 0;                   ///< Of Set.
     int station = 0;                           ///< Of Silence and Revive.
+    FaultPlan faults;                          ///< Of Fault.
 };
 
 /// Reads one line. An empty line is Nothing. Throws UsageError for what is no command.

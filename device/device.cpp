@@ -11,10 +11,11 @@ constexpr Time AFTER_FOREIGN = std::chrono::milliseconds(5);
 
 }  // namespace
 
-Device::Device(const std::vector<int>& stations, const FaultPlan& plan, std::uint64_t seed, Time lateBy)
+Device::Device(const std::vector<int>& stations, const FaultPlan& plan, std::uint64_t seed, Time lateBy,
+               Movement movement)
     : m_faults(plan, seed), m_lateBy(lateBy) {
     for (const int number : stations) {
-        m_stations[number];
+        m_stations[number].model = Model(movement, number);
         m_statistics.stations[number];
     }
     for (const int number : plan.silent) {
@@ -117,6 +118,16 @@ std::map<int, std::uint16_t> Device::values(const Target& target, Time now) cons
 void Device::setSilent(int station, bool silent) {
     requireStation(station);
     m_stations[station].silent = silent;
+}
+
+void Device::setFaults(const FaultPlan& plan) {
+    for (const int number : plan.silent) {
+        requireStation(number);
+    }
+    m_faults.change(plan);
+    for (const int number : plan.silent) {
+        setSilent(number, true);
+    }
 }
 
 std::vector<int> Device::stations() const {

@@ -23,7 +23,8 @@ class Device {
 public:
     /// `stations` are 1..247 and not empty. Stations that `plan` silences but that are not simulated throw
     /// UsageError. A late reply is `lateBy` late.
-    Device(const std::vector<int>& stations, const FaultPlan& plan, std::uint64_t seed, Time lateBy);
+    Device(const std::vector<int>& stations, const FaultPlan& plan, std::uint64_t seed, Time lateBy,
+           Movement movement = Movement::Natural);
 
     /// Carries out a whole frame of at least 4 bytes and returns what goes back, usually one frame or none.
     std::vector<Outgoing> handle(const Bytes& frame, Time now);
@@ -35,6 +36,8 @@ public:
     /// The item's value by station, for one station or for all.
     std::map<int, std::uint16_t> values(const Target& target, Time now) const;
     void setSilent(int station, bool silent);
+    /// From now on faults are as often as in `plan`; what it says of silent stations adds to those.
+    void setFaults(const FaultPlan& plan);
 
     std::vector<int> stations() const;
     const Statistics& statistics() const { return m_statistics; }

@@ -39,7 +39,7 @@ void parseFault(const std::string& text, FaultPlan& plan) {
     }
     throw UsageError("\"" + name +
                      "\" is no fault: use drop, exception, truncate, corrupt, foreign, late (each with" +
-                     " =SHARE) or silent=STATION");
+                     " =SHARE), silent=STATION, or none alone");
 }
 
 /// Uniform in 0..1, without 1. The library's own distributions may differ between implementations.
@@ -57,6 +57,9 @@ std::string faultName(Fault fault) {
 }
 
 void parseFaults(const std::string& text, FaultPlan& plan) {
+    if (trimmed(text) == "none") {
+        return;
+    }
     for (const std::string& part : split(text, ',')) {
         parseFault(part, plan);
     }

@@ -37,7 +37,7 @@ struct FaultPlan {
     std::set<int> silent;                     ///< Stations that do not answer at all.
 };
 
-/// Adds "drop=0.01,late=0.1,silent=2" to `plan`. Throws UsageError for anything else.
+/// Adds "drop=0.01,late=0.1,silent=2" to `plan`; "none" adds nothing. Throws UsageError for anything else.
 void parseFaults(const std::string& text, FaultPlan& plan);
 
 /// A fault and what decides its details: which byte, which bit, which code.
@@ -51,6 +51,8 @@ class FaultInjector {
 public:
     FaultInjector(const FaultPlan& plan, std::uint64_t seed);
     FaultDecision next();
+    /// The decisions from here on follow `plan`, as if it had been the plan from the start.
+    void change(const FaultPlan& plan) { m_share = plan.share; }
 
 private:
     std::array<double, FAULT_KINDS> m_share;

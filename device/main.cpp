@@ -76,7 +76,8 @@ std::string readyText(const Line& line, const std::vector<int>& stations) {
 
 int runDevice(const Options& options) {
     const Descriptor signals = catchSignals();
-    Device device(options.stations, options.faults, options.seed, options.lateBy);
+    Device device(options.stations, options.faults, options.seed, options.lateBy,
+                  options.moveAll ? Movement::All : Movement::Natural);
     if (!options.valuesFile.empty()) {
         for (const InitialValue& initial : readValuesFile(options.valuesFile, options.stations)) {
             device.set(initial.target, initial.value, Time());

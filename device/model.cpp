@@ -13,6 +13,8 @@ enum : unsigned {
     SW_HEARTBEAT = 1U << 15
 };
 
+constexpr Time MOTION_STEP = std::chrono::milliseconds(250);
+
 /// Whole `unit`s since the start.
 template <typename Unit>
 std::uint64_t whole(Time now) {
@@ -59,10 +61,27 @@ std::uint16_t Model::value(const Item& item, Time now) const {
     }
     const Item one = canonical(item);
     const auto held = m_held.find({one.type, one.address});
-    return held != m_held.end() ? held->second : wordValue(one, now);
+    if (held != m_held.end()) {
+        return held->second;
+    }
+    return m_movement == Movement::All ? movingValue(one, now) : naturalValue(one, now);
 }
 
-std::uint16_t Model::wordValue(const Item& item, Time now) const {
+std::uint16_t Model::movingValue(const Item& item, Time now) const {
+    const unsigned steps = static_cast<unsigned>(now / MOTION_STEP);
+    const unsigned station = static_cast<unsigned>(m_station);
+    const unsigned number = readPlace(item).value_or(0);
+    const unsigned byte = (steps + 37 * station) % 256;
+    unsigned result = 256 * ((number % 256 + 89 * (number / 256) + 61 * station) % 256) + steps % 256;
+    if (item.type == RegisterType::FAS) {
+        result = byte;
+    } else if (isBit(item.type)) {
+        result = byte >> number % 8 & 1;
+    }
+    return static_cast<std::uint16_t>(result);
+}
+
+std::uint16_t Model::naturalValue(const Item& item, Time now) const {
     const unsigned address = static_cast<unsigned>(item.address);
     const unsigned group = address / GROUP_ITEMS;
     const unsigned index = address % GROUP_ITEMS;

@@ -12,6 +12,13 @@
 /// What does not move: F g.i starts as 100 x g + i, DE i is 7000 + i, everything else starts as 0.
 ///
 /// A value that was written or set holds: it no longer moves by itself.
+///
+/// With Movement::All everything moves, so that each value tells which item it is of and when it was current.
+/// With s as the number of whole steps of 0.25 s so far and r the number the item is read at:
+///   - a word is 256 x (i mod 256) plus s mod 256, where i is the low byte of r, 89 x its high byte and 61 x
+///   the station added up: the items of two neighbouring groups of parameters differ in i
+///   - a bit is bit (r mod 8) of (s + 37 x station) mod 256, FAS is that whole byte
+/// CW and SW are such words, their bits bits of them.
 #ifndef DX7_DEVICE_MODEL_H
 #define DX7_DEVICE_MODEL_H
 
@@ -24,8 +31,16 @@
 
 namespace dx7sim {
 
+enum class Movement {
+    Natural,  ///< As a device would behave.
+    All       ///< Every value is a function of time, station and number.
+};
+
 class Model {
 public:
+    explicit Model(Movement movement = Movement::Natural, int station = 1)
+        : m_movement(movement), m_station(station) {}
+
     /// The value of an existing item at `now`; 0 or 1 for bits, 0..255 for FAS.
     std::uint16_t value(const Item& item, Time now) const;
 
@@ -37,7 +52,11 @@ public:
 private:
     using Key = std::pair<RegisterType, int>;
 
-    std::uint16_t wordValue(const Item& item, Time now) const;
+    std::uint16_t naturalValue(const Item& item, Time now) const;
+    std::uint16_t movingValue(const Item& item, Time now) const;
+
+    Movement m_movement;
+    int m_station;
     std::map<Key, std::uint16_t> m_held;
 };
 

@@ -24,7 +24,7 @@ const char* const EXAMPLES =
     "\n"
     "Commands on standard input: set TYPE:ADDRESS[@STATION]=VALUE, get TYPE:ADDRESS[@STATION], silence "
     "STATION,\n"
-    "revive STATION, summary, help, quit.\n"
+    "revive STATION, fault LIST, time, summary, help, quit.\n"
     "Exit codes: 0 ended by quit or a signal, 1 the line failed, 2 wrong usage or a line that cannot be "
     "opened.\n";
 
@@ -73,6 +73,8 @@ void addDeviceOptions(CLI::App& app, Options& options, RawTexts& raw) {
         ->type_name("LIST")
         ->excludes(station);
     app.add_option("--values", options.valuesFile, "Values to start from, a TOML file")->type_name("FILE");
+    app.add_flag("--move-all", options.moveAll,
+                 "Every value moves in steps of 0.25 s and tells its item and its time");
     app.add_option("--fault", raw.faults,
                    "Faults to make, as drop=0.01,late=0.1: a share from 0 to 1 of the replies each for drop, "
                    "exception, truncate, corrupt, foreign and late; and silent=STATION")

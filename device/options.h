@@ -26,6 +26,7 @@ struct Options {
     std::uint64_t seed = 1;
     Time lateBy{};
     std::string valuesFile;
+    bool moveAll = false;
     bool trace = false;
 };
 

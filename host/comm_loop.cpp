@@ -3,6 +3,7 @@
 #include <algorithm>
 
 #include "reply_guard.h"
+#include "rtu_frame.h"
 
 namespace dx7 {
 
@@ -26,10 +27,18 @@ Outcome outcomeOf(ReplyFault fault) {
     }
 }
 
+// `own`: what came is a reply to this request, good or not.
+LateReplies::Ending endingOf(Outcome outcome, bool own) {
+    if (outcome == Outcome::Good || outcome == Outcome::Exception) {
+        return LateReplies::Ending::Answered;
+    }
+    return own ? LateReplies::Ending::Damaged : LateReplies::Ending::Unanswered;
+}
+
 }  // namespace
 
 CommLoop::CommLoop(const DriverFunctions& functions, Line& line, Clock& clock, const LineSettings& settings)
-    : functions_(functions), line_(line), clock_(clock), settings_(settings) {}
+    : functions_(functions), line_(line), clock_(clock), settings_(settings), late_(lateWindowUs(settings)) {}
 
 CommLoop::Step CommLoop::step() {
     if (!ensureLine()) {
@@ -90,9 +99,31 @@ bool CommLoop::fetch(FRAME_PRO* frame) {
     return functions_.getSendFrame(frame) == 1 || functions_.getSendFrame(frame) == 1;
 }
 
+// Leaves the line alone while a late reply may come that could be mistaken for the one to this request.
+CommLoop::Step CommLoop::waitUntilClear(Transaction& transaction) {
+    const int expectLen = transaction.frame.expectLen;
+    while (expectLen > 0) {
+        const qint64 nowUs = clock_.nowUs();
+        const qint64 clearUs = late_.waitUntilUs(transaction.request, expectLen, nowUs);
+        if (clearUs <= nowUs) {
+            break;
+        }
+        QByteArray stale;
+        if (!line_.read(&stale, std::min(clearUs, nowUs + WAIT_SLICE_US))) {
+            return Step::NoLine;
+        }
+        if (!stale.isEmpty()) {
+            drop(stale, transaction);
+        } else if (stopped()) {
+            return Step::Stopped;
+        }
+    }
+    return Step::Request;
+}
+
 // Waits for what is left of the silent interval and throws away what comes meanwhile. False when the line is
 // lost.
-bool CommLoop::waitForSilence() {
+bool CommLoop::waitForSilence(Transaction& transaction) {
     const qint64 gapUs = silentIntervalUs(settings_);
     for (int attempt = 0; attempt < SILENCE_ATTEMPTS; ++attempt) {
         if (clock_.nowUs() < lastActivityUs_ + gapUs) {
@@ -105,14 +136,26 @@ bool CommLoop::waitForSilence() {
         if (stale.isEmpty()) {
             return true;
         }
-        staleBytes_ += stale.size();
-        lastActivityUs_ = clock_.nowUs();
+        drop(stale, transaction);
     }
     return true;
 }
 
+void CommLoop::drop(const QByteArray& stale, Transaction& transaction) {
+    lastActivityUs_ = clock_.nowUs();
+    staleBytes_ += stale.size();
+    for (const QByteArray& frame : late_.drain(stale)) {
+        transaction.lateStations += byteAt(frame, 0);
+        tapReceived(frame, lastActivityUs_);
+    }
+}
+
 CommLoop::Step CommLoop::exchange(Transaction& transaction) {
-    if (!waitForSilence()) {
+    Step step = waitUntilClear(transaction);
+    if (step == Step::Stopped) {
+        return step;
+    }
+    if (step == Step::NoLine || !waitForSilence(transaction)) {
         lineLost();
         return Step::NoLine;
     }
@@ -126,7 +169,6 @@ CommLoop::Step CommLoop::exchange(Transaction& transaction) {
     if (tap_ != nullptr) {
         tap_->requestSent(transaction.request);
     }
-    Step step = Step::Request;
     if (transaction.frame.expectLen <= 0) {
         clock_.sleepUntilUs(lastActivityUs_ + settings_.turnaroundMs * qint64(1000));
         transaction.outcome = Outcome::Good;
@@ -139,35 +181,21 @@ CommLoop::Step CommLoop::exchange(Transaction& transaction) {
 }
 
 CommLoop::Step CommLoop::awaitReply(Transaction& transaction) {
-    ReplyGuard guard(transaction.request, transaction.frame.expectLen);
-    const qint64 deadlineUs = lastActivityUs_ + settings_.timeoutMs * qint64(1000) +
-                              lineTimeUs(settings_, transaction.frame.expectLen);
+    const int expectLen = transaction.frame.expectLen;
+    const qint64 deadlineUs =
+        lastActivityUs_ + settings_.timeoutMs * qint64(1000) + lineTimeUs(settings_, expectLen);
+    late_.begin(transaction.request, expectLen, deadlineUs, clock_.nowUs());
+    ReplyGuard guard(transaction.request, expectLen, &late_);
     Verdict verdict = Verdict::Waiting;
-    int tapped = 0;
-    const auto tapForeign = [&] {
-        for (; tapped < guard.foreign().size(); ++tapped) {
-            tapReceived(guard.foreign().at(tapped), lastActivityUs_);
-        }
-    };
-    while (verdict == Verdict::Waiting && clock_.nowUs() < deadlineUs) {
-        QByteArray bytes;
-        if (!line_.read(&bytes, std::min(deadlineUs, clock_.nowUs() + WAIT_SLICE_US))) {
-            lineLost();
-            return Step::NoLine;
-        }
-        if (!bytes.isEmpty()) {
-            lastActivityUs_ = clock_.nowUs();
-            verdict = guard.feed(bytes);
-            tapForeign();
-        } else if (stopped()) {
-            return Step::Stopped;
-        }
+    const Step step = collect(guard, deadlineUs, &verdict);
+    if (step != Step::Request) {
+        late_.end(LateReplies::Ending::Unanswered);
+        return step;
     }
-    if (verdict == Verdict::Waiting) {
-        guard.giveUp();
-    }
-    tapForeign();
     transaction.foreignFrames = guard.foreign().size();
+    for (const QByteArray& frame : guard.late()) {
+        transaction.lateStations += byteAt(frame, 0);
+    }
     if (verdict == Verdict::Exception) {
         transaction.outcome = Outcome::Exception;
         transaction.exceptionCode = guard.exceptionCode();
@@ -177,6 +205,38 @@ CommLoop::Step CommLoop::awaitReply(Transaction& transaction) {
         transaction.reply = guard.reply();
         tapReceived(transaction.reply, lastActivityUs_);
     }
+    late_.end(endingOf(transaction.outcome, verdict == Verdict::Complete || guard.replyBegan()));
+    return Step::Request;
+}
+
+// Feeds the guard until it has its verdict or the time is over.
+CommLoop::Step CommLoop::collect(ReplyGuard& guard, qint64 deadlineUs, Verdict* verdict) {
+    const auto tapAside = [&] {
+        for (const QByteArray& frame : guard.takeAside()) {
+            tapReceived(frame, lastActivityUs_);
+        }
+    };
+    // What is there when the time is over still counts: this program may have been held up, too.
+    bool over = false;
+    while (*verdict == Verdict::Waiting && !over) {
+        over = clock_.nowUs() >= deadlineUs;
+        QByteArray bytes;
+        if (!line_.read(&bytes, std::min(deadlineUs, clock_.nowUs() + WAIT_SLICE_US))) {
+            lineLost();
+            return Step::NoLine;
+        }
+        if (!bytes.isEmpty()) {
+            lastActivityUs_ = clock_.nowUs();
+            *verdict = guard.feed(bytes);
+            tapAside();
+        } else if (stopped()) {
+            return Step::Stopped;
+        }
+    }
+    if (*verdict == Verdict::Waiting) {
+        guard.giveUp();
+    }
+    tapAside();
     return Step::Request;
 }
 

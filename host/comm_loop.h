@@ -8,11 +8,15 @@
 
 #include "driver_functions.h"
 #include "frame_tap.h"
+#include "late_replies.h"
 #include "line.h"
 #include "reopen_backoff.h"
 #include "transaction.h"
 
 namespace dx7 {
+
+class ReplyGuard;
+enum class Verdict;
 
 /// Runs on one thread; every step() is at most one request. Waits only on the clock and the line it was
 /// given.
@@ -22,7 +26,7 @@ public:
         Request,  ///< One request was sent and its wait ended.
         Idle,     ///< The driver has nothing to send.
         NoLine,   ///< The line is not open; the next attempt is due at reopenUs().
-        Stopped   ///< The stop request came in the middle of a wait; the reply was not handed over.
+        Stopped   ///< The stop request came in the middle of a wait; nothing was handed over.
     };
 
     CommLoop(const DriverFunctions& functions, Line& line, Clock& clock, const LineSettings& settings);
@@ -49,9 +53,12 @@ private:
     bool ensureLine();
     void lineLost();
     bool fetch(FRAME_PRO* frame);
-    bool waitForSilence();
+    Step waitUntilClear(Transaction& transaction);
+    bool waitForSilence(Transaction& transaction);
+    void drop(const QByteArray& stale, Transaction& transaction);
     Step exchange(Transaction& transaction);
     Step awaitReply(Transaction& transaction);
+    Step collect(ReplyGuard& guard, qint64 deadlineUs, Verdict* verdict);
     void judge(Transaction& transaction);
     bool stopped() const { return stop_ && stop_(); }
     /// Shows the tap a frame whose last byte came at `atUs`.
@@ -62,6 +69,7 @@ private:
     Clock& clock_;
     LineSettings settings_;
     ReopenBackoff backoff_;
+    LateReplies late_;
     std::function<void(const Transaction&)> observer_;
     std::function<void(bool)> lineObserver_;
     std::function<bool()> stop_;

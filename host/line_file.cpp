@@ -88,8 +88,8 @@ void applyLineFile(LineSettings& settings, const QString& path) {
     }
     const toml::table& line = tableAt(path, *node, "line");
     checkTomlKeys(path, line,
-                  {"serial", "tcp", "baud", "parity", "data_bits", "stop_bits", "rs485", "timeout", "retries",
-                   "block", "gap"});
+                  {"serial", "tcp", "baud", "parity", "data_bits", "stop_bits", "rs485", "timeout", "late",
+                   "retries", "block", "gap"});
     const auto serial = tomlText(path, line, "serial");
     const auto tcp = tomlText(path, line, "tcp");
     if (serial && tcp) {
@@ -99,6 +99,7 @@ void applyLineFile(LineSettings& settings, const QString& path) {
     takeInteger(path, line, "data_bits", &settings.dataBits);
     takeInteger(path, line, "stop_bits", &settings.stopBits);
     takeInteger(path, line, "timeout", &settings.timeoutMs);
+    takeInteger(path, line, "late", &settings.lateMs);
     takeInteger(path, line, "retries", &settings.retries);
     takeInteger(path, line, "block", &settings.block);
     settings.rs485 = tomlFlag(path, line, "rs485").value_or(settings.rs485);

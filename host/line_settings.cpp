@@ -99,6 +99,7 @@ void checkSettings(const LineSettings& settings) {
     checkRange("the block size (--block)", settings.block, 1, 125);
     checkRange("the number of attempts (--retries)", settings.retries, 0, 99);
     checkRange("the timeout in ms (--timeout)", settings.timeoutMs, 1, 600000);
+    checkRange("the time for late replies in ms (--late)", settings.lateMs, -1, 600000);
     checkRange("the baud rate (--baud)", settings.baud, 50, 4000000);
     checkRange("the number of data bits (--data-bits)", settings.dataBits, 7, 8);
     checkRange("the number of stop bits (--stop-bits)", settings.stopBits, 1, 2);
@@ -130,6 +131,10 @@ qint64 silentIntervalUs(const LineSettings& settings) {
         return FAST_GAP_US;
     }
     return lineTimeUs(settings, 7) / 2;
+}
+
+qint64 lateWindowUs(const LineSettings& settings) {
+    return qint64(1000) * (settings.lateMs < 0 ? settings.timeoutMs : settings.lateMs);
 }
 
 QByteArray propertyText(const LineSettings& settings, int linkId) {

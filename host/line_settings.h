@@ -24,6 +24,7 @@ struct LineSettings {
     QString tcpHost;
     int tcpPort = 8888;
     int timeoutMs = 500;       ///< From the end of a request until its reply must have begun to fill.
+    int lateMs = -1;           ///< How long after that it may still come; negative = as long as timeoutMs.
     int retries = 3;           ///< How often a request is sent before it has failed; 0 counts as 1.
     int block = 64;            ///< Most items that one request reads or writes.
     double gapMs = -1;         ///< Silence before a request; negative = 3.5 characters.
@@ -53,6 +54,9 @@ qint64 lineTimeUs(const LineSettings& settings, int bytes);
 
 /// Silence that must lie before a request: 3.5 characters, fixed at 1.75 ms above 19200 baud; none over TCP.
 qint64 silentIntervalUs(const LineSettings& settings);
+
+/// How long after its timeout a reply may still come, in microseconds.
+qint64 lateWindowUs(const LineSettings& settings);
 
 /// The property text for intf_initProperty.
 QByteArray propertyText(const LineSettings& settings, int linkId);

@@ -35,7 +35,8 @@ int announcedLength(const QByteArray& bytes, int start) {
 
 }  // namespace
 
-ReplyGuard::ReplyGuard(const QByteArray& request, int expectLen) : request_(request), expectLen_(expectLen) {}
+ReplyGuard::ReplyGuard(const QByteArray& request, int expectLen, LateReplies* late)
+    : request_(request), expectLen_(expectLen), late_(late) {}
 
 bool ReplyGuard::headMatches(const QByteArray& bytes, int start) const {
     return byteAt(bytes, start) == byteAt(request_, 0) && byteAt(bytes, start + 1) == byteAt(request_, 1);
@@ -56,12 +57,18 @@ bool ReplyGuard::isGoodReply(int start) const {
     return headMatches(buffer_, start) && endsWithCrc(buffer_, start, expectLen_) && echoes(start);
 }
 
+// End of a whole frame that begins at `start` by its own announcement; -1 when there is none.
+int ReplyGuard::wholeFrameEnd(int start) const {
+    const int announced = announcedLength(buffer_, start);
+    return announced > 0 && endsWithCrc(buffer_, start, announced) ? start + announced : -1;
+}
+
 // End of a whole frame that begins at `start`, by its own announcement or else by the first CRC that fits; -1
 // while none is complete.
 int ReplyGuard::frameEnd(int start) const {
-    const int announced = announcedLength(buffer_, start);
-    if (announced > 0 && endsWithCrc(buffer_, start, announced)) {
-        return start + announced;
+    const int announced = wholeFrameEnd(start);
+    if (announced > 0) {
+        return announced;
     }
     const int longest = std::min(buffer_.size() - start, int(LONGEST_FRAME_BYTES));
     for (int length = SHORTEST_FRAME_BYTES; length <= longest; ++length) {
@@ -83,8 +90,28 @@ int ReplyGuard::nextAnswer() const {
 }
 
 void ReplyGuard::putAside(int length) {
-    foreign_ += buffer_.left(length);
+    if (!putAsideIfLate(length)) {
+        foreign_ += buffer_.left(length);
+        aside_ += foreign_.last();
+        buffer_.remove(0, length);
+    }
+}
+
+bool ReplyGuard::putAsideIfLate(int length) {
+    const QByteArray frame = buffer_.left(length);
+    if (late_ == nullptr || !endsWithCrc(frame, 0, frame.size()) ||
+        late_->claim(frame) != LateReplies::Owner::Late) {
+        return false;
+    }
+    lateFrames_ += frame;
+    aside_ += frame;
     buffer_.remove(0, length);
+    return true;
+}
+
+void ReplyGuard::complete(int length, Verdict* verdict) {
+    reply_ = buffer_.left(length);
+    *verdict = Verdict::Complete;
 }
 
 // Judges what begins at the head of the buffer. False when it was put aside and the next head is to be
@@ -92,42 +119,65 @@ void ReplyGuard::putAside(int length) {
 bool ReplyGuard::judgeHead(Verdict* verdict) {
     *verdict = Verdict::Waiting;
     if (isException(0)) {
+        if (putAsideIfLate(EXCEPTION_FRAME_BYTES)) {
+            return false;
+        }
         exceptionCode_ = byteAt(buffer_, 2);
         exceptionFrame_ = buffer_.left(EXCEPTION_FRAME_BYTES);
         *verdict = Verdict::Exception;
         return true;
     }
-    if (headMatches(buffer_, 0) && buffer_.size() >= expectLen_) {
-        const bool elsewhere = endsWithCrc(buffer_, 0, expectLen_) && !echoes(0);
-        if (!elsewhere) {
-            const int answer = isGoodReply(0) ? -1 : nextAnswer();
-            if (answer > 0) {
-                putAside(answer);
-                return false;
-            }
-            reply_ = buffer_.left(expectLen_);
-            *verdict = Verdict::Complete;
-            return true;
+    if (isGoodReply(0)) {
+        if (putAsideIfLate(expectLen_)) {
+            return false;
         }
-        putAside(expectLen_);
-        return false;
-    }
-    if (headMatches(buffer_, 0) && endsWithCrc(buffer_, 0, announcedLength(buffer_, 0))) {
-        // A whole frame, shorter than announced: nothing more will come.
-        reply_ = buffer_.left(announcedLength(buffer_, 0));
-        *verdict = Verdict::Complete;
+        complete(expectLen_, verdict);
         return true;
     }
     if (headMatches(buffer_, 0)) {
-        return true;
+        return judgeDamaged(verdict);
     }
-    const int answer = nextAnswer();
+    const int whole = wholeFrameEnd(0);
+    const int answer = whole > 0 ? whole : nextAnswer();
     const int end = answer > 0 ? answer : frameEnd(0);
     if (end > 0) {
         putAside(end);
         return false;
     }
     return true;
+}
+
+// What begins with the right station and function code and is no good reply.
+bool ReplyGuard::judgeDamaged(Verdict* verdict) {
+    const int announced = announcedLength(buffer_, 0);
+    const bool whole = endsWithCrc(buffer_, 0, announced);
+    if (awaitsLongerLate(announced)) {
+        return true;
+    }
+    if (whole && putAsideIfLate(announced)) {
+        return false;
+    }
+    if (buffer_.size() < expectLen_) {
+        if (whole) {
+            // A whole frame, shorter than announced: nothing more will come.
+            complete(announced, verdict);
+        }
+        return true;
+    }
+    const bool elsewhere = endsWithCrc(buffer_, 0, expectLen_) && !echoes(0);
+    const int answer = elsewhere ? expectLen_ : nextAnswer();
+    if (answer > 0) {
+        putAside(answer);
+        return false;
+    }
+    complete(expectLen_, verdict);
+    return true;
+}
+
+// A late reply to an earlier request, longer than the one expected, may be under way.
+bool ReplyGuard::awaitsLongerLate(int announced) const {
+    return late_ != nullptr && announced > buffer_.size() && announced > expectLen_ &&
+           late_->awaits(byteAt(buffer_, 0), byteAt(buffer_, 1), announced);
 }
 
 Verdict ReplyGuard::feed(const QByteArray& bytes) {
@@ -154,6 +204,18 @@ void ReplyGuard::giveUp() {
     } else {
         putAside(buffer_.size());
     }
+}
+
+QVector<QByteArray> ReplyGuard::takeAside() {
+    QVector<QByteArray> taken;
+    taken.swap(aside_);
+    return taken;
+}
+
+bool ReplyGuard::replyBegan() const {
+    const int function = byteAt(request_, 1);
+    const int third = isRead(function) ? expectLen_ - READ_OVERHEAD : byteAt(request_, 2);
+    return headMatches(reply_, 0) && (function == 7 || byteAt(reply_, 2) == third);
 }
 
 ReplyFault ReplyGuard::fault() const {

@@ -7,6 +7,8 @@
 #include <QByteArray>
 #include <QVector>
 
+#include "late_replies.h"
+
 namespace dx7 {
 
 enum class Verdict {
@@ -20,11 +22,13 @@ enum class ReplyFault { None, Nothing, WrongCrc, WrongLength };
 
 /// Watches one request for its reply. A frame of another station or function code, or an acknowledgement that
 /// does not echo the request's address (and value, quantity), is put aside as foreign, and waiting goes on. A
-/// reply is complete as soon as the announced number of bytes is there.
+/// reply is complete as soon as the announced number of bytes is there. A frame that may be the late reply to
+/// an earlier request is put aside as late.
 class ReplyGuard {
 public:
-    /// `request` is the whole request frame, `expectLen` the announced length of the reply (above 0).
-    ReplyGuard(const QByteArray& request, int expectLen);
+    /// `request` is the whole request frame, `expectLen` the announced length of the reply (above 0). `late`
+    /// (optional, borrowed) knows the earlier requests and has been told that this one is out.
+    ReplyGuard(const QByteArray& request, int expectLen, LateReplies* late = nullptr);
 
     /// Takes bytes in the order of arrival and judges what is there so far.
     Verdict feed(const QByteArray& bytes);
@@ -39,6 +43,13 @@ public:
     ReplyFault fault() const;
     /// Whole frames (or stretches of noise) that were put aside.
     const QVector<QByteArray>& foreign() const { return foreign_; }
+    /// Whole frames that are, or may be, late replies to earlier requests.
+    const QVector<QByteArray>& late() const { return lateFrames_; }
+    /// The frames of both kinds that were put aside since this was asked last, in their order.
+    QVector<QByteArray> takeAside();
+    /// Whether reply() begins with the station, the function code and the byte behind them that the reply
+    /// must have.
+    bool replyBegan() const;
 
 private:
     bool headMatches(const QByteArray& bytes, int start) const;
@@ -47,16 +58,24 @@ private:
     bool echoes(int start) const;
     int frameEnd(int start) const;
     int nextAnswer() const;
+    int wholeFrameEnd(int start) const;
     void putAside(int length);
+    bool putAsideIfLate(int length);
+    void complete(int length, Verdict* verdict);
     bool judgeHead(Verdict* verdict);
+    bool judgeDamaged(Verdict* verdict);
+    bool awaitsLongerLate(int announced) const;
 
     QByteArray request_;
     int expectLen_;
+    LateReplies* late_;
     QByteArray buffer_;
     QByteArray reply_;
     int exceptionCode_ = 0;
     QByteArray exceptionFrame_;
     QVector<QByteArray> foreign_;
+    QVector<QByteArray> lateFrames_;
+    QVector<QByteArray> aside_;
 };
 
 }  // namespace dx7

@@ -43,6 +43,10 @@ void Counters::count(const Transaction& transaction) {
 void Statistics::count(const Transaction& transaction) {
     busyUs_ += transaction.busyUs;
     all_.count(transaction);
+    for (const int station : transaction.lateStations) {
+        ++all_.late;
+        ++stations_[station].late;
+    }
     stations_[transaction.frame.station].count(transaction);
 }
 

@@ -18,6 +18,7 @@ struct Counters {
     qint64 wrongCrc = 0;
     qint64 wrongLength = 0;
     qint64 foreign = 0;            ///< Frames of others that were put aside.
+    qint64 late = 0;               ///< Replies that came after their request was given up.
     QMap<int, qint64> exceptions;  ///< Refusals by exception code.
     qint64 retries = 0;            ///< Requests that repeat an earlier one.
     qint64 failed = 0;             ///< Operations given up.

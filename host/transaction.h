@@ -5,6 +5,7 @@
 
 #include <QByteArray>
 #include <QString>
+#include <QVector>
 
 #include "driver_functions.h"
 
@@ -28,9 +29,10 @@ struct Transaction {
     QByteArray request;
     QByteArray reply;  ///< What the driver got; empty after an exception.
     Outcome outcome = Outcome::Timeout;
-    int exceptionCode = 0;  ///< With Outcome::Exception.
-    int foreignFrames = 0;  ///< Frames put aside while waiting.
-    bool repeated = false;  ///< Not the first attempt of its operation.
+    int exceptionCode = 0;      ///< With Outcome::Exception.
+    int foreignFrames = 0;      ///< Frames put aside while waiting.
+    QVector<int> lateStations;  ///< A station per late reply that came before or while waiting.
+    bool repeated = false;      ///< Not the first attempt of its operation.
     int driverResult = NO_FRAME;
     QString info;       ///< The driver's text about the frame.
     qint64 sentUs = 0;  ///< When the request was handed to the line.

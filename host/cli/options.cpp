@@ -30,6 +30,10 @@ void addLineOptions(CLI::App& command, CommonOptions& options) {
     command.add_flag("--rs485", options.rs485, "Set the kernel's RS-485 mode on the port")->group(group);
     command.add_option("--timeout", options.timeoutMs, "Time for a reply to begin, in ms (default 500)")
         ->group(group);
+    command
+        .add_option("--late", options.lateMs,
+                    "How long after that a reply may still come, in ms (default: the timeout again)")
+        ->group(group);
     command.add_option("--retries", options.retries, "How often a request is sent at most (default 3)")
         ->group(group);
     command.add_option("--block", options.block, "Most items in one request, 1 to 125 (default 64)")
@@ -69,6 +73,7 @@ LineSettings lineSettings(const CommonOptions& options, const QString& driverPar
     settings.dataBits = options.dataBits.value_or(settings.dataBits);
     settings.stopBits = options.stopBits.value_or(settings.stopBits);
     settings.timeoutMs = options.timeoutMs.value_or(settings.timeoutMs);
+    settings.lateMs = options.lateMs.value_or(settings.lateMs);
     settings.retries = options.retries.value_or(settings.retries);
     settings.block = options.block.value_or(settings.block);
     settings.gapMs = options.gapMs.value_or(settings.gapMs);

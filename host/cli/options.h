@@ -27,6 +27,7 @@ struct CommonOptions {
     std::optional<int> dataBits;
     std::optional<int> stopBits;
     std::optional<int> timeoutMs;
+    std::optional<int> lateMs;
     std::optional<int> retries;
     std::optional<int> block;
     std::optional<double> gapMs;

@@ -65,6 +65,7 @@ Json countersJson(const Counters& c) {
                 {"wrong_crc", c.wrongCrc},
                 {"wrong_length", c.wrongLength},
                 {"foreign", c.foreign},
+                {"late", c.late},
                 {"exceptions", exceptions},
                 {"retries", c.retries},
                 {"failed_operations", c.failed},
@@ -85,6 +86,7 @@ QStringList statisticsLines(const Statistics& statistics, qint64 nowUs) {
     table.add("wrong CRC", &Counters::wrongCrc);
     table.add("wrong length", &Counters::wrongLength);
     table.add("foreign frames", &Counters::foreign);
+    table.add("late replies", &Counters::late);
     const QMap<int, qint64>& codes = statistics.all().exceptions;
     for (auto it = codes.begin(); it != codes.end(); ++it) {
         const int code = it.key();

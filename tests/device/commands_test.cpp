@@ -30,6 +30,27 @@ TEST_F(CommandsTest, SilenceAndRevive) {
     EXPECT_EQ(device.handle({2, 7, 0x41, 0x12}, Time()).size(), 1U);
 }
 
+TEST_F(CommandsTest, FaultsChangeWhileRunning) {
+    const Bytes query{1, 7, 0x41, 0xE2};
+    EXPECT_EQ(answer("fault drop=1"), "faults changed\n");
+    EXPECT_TRUE(device.handle(query, Time()).empty());
+    EXPECT_EQ(answer("fault corrupt=0.0,silent=2"), "faults changed\n");
+    EXPECT_EQ(device.handle(query, Time()).size(), 1U);
+    EXPECT_TRUE(device.handle({2, 7, 0x41, 0x12}, Time()).empty());
+    EXPECT_EQ(answer("fault late=1"), "faults changed\n");
+    EXPECT_EQ(answer("fault none"), "faults changed\n");
+    EXPECT_EQ(device.handle(query, Time()).front().pause, Time());
+    EXPECT_EQ(answer("fault"),
+              "error: \"fault\" needs a list: write fault drop=0.01,late=0.1 or fault none\n");
+    EXPECT_EQ(answer("fault silent=3"), "error: station 3 is not simulated: simulated are 1, 2\n");
+    EXPECT_EQ(answer("fault drop=2").substr(0, 6), "error:");
+}
+
+TEST_F(CommandsTest, TimeIsTheDevicesOwn) {
+    const Time now = std::chrono::microseconds(12345678);
+    EXPECT_EQ(runCommand("time", device, now, 0).answer, "time 12.345678\n");
+}
+
 TEST_F(CommandsTest, ShowTheSummary) {
     device.handle({1, 7, 0x41, 0xE2}, Time());
     EXPECT_EQ(answer("summary"),

@@ -3,6 +3,10 @@
 
 #include <gtest/gtest.h>
 
+#include <set>
+
+#include "notation.h"
+
 namespace {
 
 using namespace dx7sim;
@@ -57,6 +61,48 @@ TEST_P(Motion, DependsOnTimeAndAddressAlone) {
 
 INSTANTIATE_TEST_SUITE_P(Model, Motion, testing::ValuesIn(MOTION),
                          [](const auto& row) { return std::string(row.param.name); });
+
+struct MovingRow {
+    Item item;
+    int station;
+    Time now;
+    int value;
+};
+
+TEST(MovingModel, EveryValueIsAFunctionOfItsPlaceStationAndTime) {
+    const MovingRow rows[] = {
+        // 0x1200: low byte 0, 89 x 0x12 = 1602 = 66 (mod 256), 61 x 1
+        {{RegisterType::AI, 0}, 1, milliseconds(249), 256 * 127},
+        {{RegisterType::AI, 0}, 1, milliseconds(250), 256 * 127 + 1},
+        {{RegisterType::AI, 0}, 2, milliseconds(250), 256 * 188 + 1},
+        {{RegisterType::AI, 1}, 1, seconds(64), 256 * 128},
+        {{RegisterType::FIN, 0}, 1, seconds(0), 256 * 130},
+        // 0x1102: bit 2 of 37 + 7 steps = 44, up to 48.
+        {{RegisterType::DI, 3}, 1, milliseconds(1750), 1},
+        {{RegisterType::DI, 3}, 1, milliseconds(2749), 1},
+        {{RegisterType::DI, 3}, 1, milliseconds(2750), 0},
+        {{RegisterType::FAS, 0}, 2, milliseconds(500), 76},
+    };
+    for (const MovingRow& row : rows) {
+        EXPECT_EQ(Model(Movement::All, row.station).value(row.item, row.now), row.value)
+            << itemText(row.item) << " at station " << row.station;
+    }
+}
+
+TEST(MovingModel, WordsOfTwoGroupsOfParametersTellTheirItem) {
+    const Model model(Movement::All, 5);
+    std::set<int> codes;
+    for (int address = 0; address < 2 * GROUP_ITEMS; ++address) {
+        codes.insert(model.value({RegisterType::F, address}, seconds(1)) / 256);
+    }
+    EXPECT_EQ(codes.size(), 2U * GROUP_ITEMS);
+}
+
+TEST(MovingModel, AWrittenValueHolds) {
+    Model model(Movement::All, 1);
+    model.set({RegisterType::F, 7}, 4711, seconds(1));
+    EXPECT_EQ(model.value({RegisterType::F, 7}, seconds(100)), 4711);
+}
 
 TEST(Model, HoldsWhatWasSet) {
     Model model;

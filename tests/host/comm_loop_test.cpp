@@ -138,6 +138,123 @@ TEST_F(CommLoopTest, AnAcknowledgementOfAnotherWriteDoesNotCount) {
     EXPECT_EQ(seen.first().endUs - seen.first().sentUs, 50000);
 }
 
+// Two blocks of one word each, so that a reply to one passes for one to the other.
+class LateReplyTest : public CommLoopTest {
+protected:
+    LateReplyTest() {
+        session.merge({ItemRange{1, QStringLiteral("F"), 193, 1}, ItemRange{1, QStringLiteral("F"), 249, 1}});
+    }
+    int second() { return session.value(1, QStringLiteral("F"), 249, 2); }
+
+    const QByteArray other = framed(hex("01 03 02 00 07"));
+};
+
+TEST_F(LateReplyTest, IsNeverShownAsAnotherItemsValue) {
+    // The driver asks for the first block until it gives up, then for the second.
+    line.script = [&](ScriptedLine& l, const QByteArray&) {
+        if (line.requests.size() == 4) {
+            l.arrive(good, 5000);
+            l.arrive(other, 30000);
+        }
+    };
+    for (int i = 0; i < 4; ++i) {
+        loop.step();
+    }
+    ASSERT_EQ(seen.size(), 4);
+    EXPECT_EQ(line.requests.last(), framed(hex("01 03 F4 25 00 01")));
+    EXPECT_EQ(seen.last().outcome, Outcome::Good);
+    EXPECT_EQ(seen.last().endUs - seen.last().sentUs, 30000);
+    EXPECT_EQ(seen.last().lateStations, QVector<int>{1});
+    EXPECT_EQ(seen.last().foreignFrames, 0);
+    EXPECT_EQ(second(), 7);
+    EXPECT_EQ(value(), 0) << "given up is given up";
+}
+
+TEST_F(LateReplyTest, AloneIsATimeoutOfTheRequestThatItCouldBeMistakenFor) {
+    line.script = [&](ScriptedLine& l, const QByteArray&) {
+        if (line.requests.size() == 4) {
+            l.arrive(good, 5000);
+        }
+    };
+    for (int i = 0; i < 4; ++i) {
+        loop.step();
+    }
+    EXPECT_EQ(seen.last().outcome, Outcome::Timeout);
+    EXPECT_EQ(seen.last().driverResult, SEND_AGAIN);
+    EXPECT_EQ(second(), 0);
+}
+
+TEST_F(LateReplyTest, ADroppedReplyHoldsALikeRequestBackForTheWindow) {
+    settings.lateMs = 200;
+    CommLoop patient(driverFunctions(), line, clock, settings);
+    patient.setObserver([this](const Transaction& transaction) { seen += transaction; });
+    line.script = [&](ScriptedLine& l, const QByteArray&) {
+        if (line.requests.size() == 2) {
+            l.arrive(good, 5000);
+        } else if (line.requests.size() == 3) {
+            l.arrive(other, 5000);
+        }
+    };
+    for (int i = 0; i < 3; ++i) {
+        patient.step();
+    }
+    ASSERT_EQ(seen.size(), 3);
+    EXPECT_EQ(seen[1].outcome, Outcome::Good) << "the repetition";
+    EXPECT_EQ(seen[2].outcome, Outcome::Good);
+    EXPECT_EQ(value(), 500);
+    EXPECT_EQ(second(), 7);
+    // From the repetition: its own time on the line, its timeout and its reply's, and the window behind them.
+    EXPECT_EQ(line.requestTimes[2] - line.requestTimes[1],
+              lineTimeUs(settings, 8) + 300000 + lineTimeUs(settings, 7) + 200000);
+}
+
+TEST_F(LateReplyTest, WhoseSurplusComesInTheGapHoldsNothingBack) {
+    line.script = [&](ScriptedLine& l, const QByteArray&) {
+        if (line.requests.size() == 1) {
+            l.arrive(good, 330000);
+        } else if (line.requests.size() == 2) {
+            l.arrive(good, 40000);
+        } else {
+            l.arrive(other, 5000);
+        }
+    };
+    for (int i = 0; i < 3; ++i) {
+        loop.step();
+    }
+    ASSERT_EQ(seen.size(), 3);
+    EXPECT_EQ(seen[0].outcome, Outcome::Timeout);
+    EXPECT_EQ(seen[1].outcome, Outcome::Good) << "with the reply to the first attempt";
+    EXPECT_LT(seen[1].endUs - seen[1].sentUs, 40000);
+    EXPECT_EQ(seen[2].lateStations, QVector<int>{1});
+    EXPECT_EQ(line.requestTimes[2] - line.requestTimes[1], 40000 + silentIntervalUs(settings));
+    EXPECT_EQ(second(), 7);
+}
+
+TEST_F(LateReplyTest, AStopEndsTheHoldingBack) {
+    bool stop = false;
+    loop.setStopRequest([&] { return stop; });
+    line.script = [&](ScriptedLine& l, const QByteArray&) {
+        if (line.requests.size() == 2) {
+            l.arrive(good, 5000);
+        }
+    };
+    loop.step();
+    loop.step();
+    stop = true;
+    EXPECT_EQ(loop.step(), CommLoop::Step::Stopped);
+    EXPECT_EQ(line.requests.size(), 2);
+}
+
+TEST_F(CommLoopTest, WhatCameWhileTheHostWasHeldUpStillCounts) {
+    line.script = [&](ScriptedLine& l, const QByteArray&) {
+        l.arrive(good, 50000);
+        clock.sleepUntilUs(clock.nowUs() + 2000000);
+    };
+    loop.step();
+    EXPECT_EQ(seen.first().outcome, Outcome::Good);
+    EXPECT_EQ(value(), 500);
+}
+
 TEST_F(CommLoopTest, ABroadcastWaitsForTheTurnaroundAndNothingElse) {
     session.merge({});
     session.addWrite(ItemRange{0, QStringLiteral("RO"), 1, 1}, hex("01"));

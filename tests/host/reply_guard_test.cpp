@@ -158,4 +158,71 @@ INSTANTIATE_TEST_SUITE_P(
         EchoCase{"RegistersOtherQuantity", "01 10 E0 10 00 02 04 00 0A 01 02", "01 10 E0 10 00 01", false}),
     [](const auto& row) { return row.param.name; });
 
+// A request that timed out, then READ.
+class GuardWithLate : public testing::Test {
+protected:
+    GuardWithLate() {
+        late.begin(earlier, 25, 1000, 0);
+        late.end(LateReplies::Ending::Unanswered);
+        late.begin(framed(hex("01 03 F4 25 00 02")), 9, 2000, 1000);
+        late.end(LateReplies::Ending::Unanswered);
+        late.begin(READ, 9, 3000, 2000);
+    }
+    const QByteArray earlier = framed(hex("01 03 F3 00 00 0A"));
+    const QByteArray tenWords = framed(hex("01 03 14") + QByteArray(20, 1));
+    const QByteArray other = framed(hex("01 03 04 00 11 00 12"));
+    LateReplies late{100000};
+    ReplyGuard guard{READ, 9, &late};
+};
+
+TEST_F(GuardWithLate, TakesTheSecondOfTwoFramesThatFit) {
+    EXPECT_EQ(guard.feed(other + GOOD), Verdict::Complete);
+    EXPECT_EQ(guard.reply(), GOOD);
+    EXPECT_EQ(guard.late(), QVector<QByteArray>{other});
+    EXPECT_TRUE(guard.foreign().isEmpty());
+    EXPECT_EQ(guard.takeAside(), QVector<QByteArray>{other});
+    EXPECT_TRUE(guard.takeAside().isEmpty());
+}
+
+TEST_F(GuardWithLate, WaitsForTheEndOfALongerLateReply) {
+    EXPECT_EQ(guard.feed(tenWords.left(12)), Verdict::Waiting) << "more than the nine that READ awaits";
+    EXPECT_EQ(guard.feed(tenWords.mid(12)), Verdict::Waiting);
+    EXPECT_EQ(guard.feed(other), Verdict::Waiting);
+    EXPECT_EQ(guard.feed(GOOD), Verdict::Complete);
+    EXPECT_EQ(guard.late(), (QVector<QByteArray>{tenWords, other}));
+    EXPECT_EQ(guard.reply(), GOOD);
+}
+
+TEST_F(GuardWithLate, TellsWhetherWhatIsThereIsItsOwnReply) {
+    guard.feed(other);
+    guard.feed(GOOD.left(3));
+    guard.giveUp();
+    EXPECT_TRUE(guard.replyBegan());
+    ReplyGuard noise(READ, 9);
+    noise.feed(hex("01"));
+    noise.giveUp();
+    EXPECT_FALSE(noise.replyBegan());
+    ReplyGuard acknowledgement(framed(hex("01 06 E3 20 00 05")), 8);
+    acknowledgement.feed(hex("01 06 E3"));
+    acknowledgement.giveUp();
+    EXPECT_TRUE(acknowledgement.replyBegan());
+}
+
+TEST_F(GuardWithLate, ARefusalOfAnEarlierRequestIsLate) {
+    const QByteArray refusal = framed(hex("01 83 06"));
+    EXPECT_EQ(guard.feed(refusal), Verdict::Waiting);
+    EXPECT_EQ(guard.late(), QVector<QByteArray>{refusal});
+}
+
+TEST_F(GuardWithLate, AShorterLateReplyDoesNotEndTheWait) {
+    LateReplies one{100000};
+    one.begin(framed(hex("01 03 F3 20 00 01")), 7, 1000, 0);
+    one.end(LateReplies::Ending::Unanswered);
+    one.begin(READ, 9, 2000, 1000);
+    ReplyGuard longer(READ, 9, &one);
+    EXPECT_EQ(longer.feed(framed(hex("01 03 02 00 05"))), Verdict::Waiting);
+    EXPECT_EQ(longer.late().size(), 1);
+    EXPECT_EQ(longer.feed(GOOD), Verdict::Complete);
+}
+
 }  // namespace

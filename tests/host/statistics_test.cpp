@@ -45,6 +45,17 @@ TEST(Statistics, CountsEveryKindOfEndPerStationAndInAll) {
     EXPECT_EQ(second.failed, 1);
 }
 
+TEST(Statistics, LateRepliesCountForTheStationTheyCameFrom) {
+    Statistics statistics(0);
+    Transaction after = transaction(1, Outcome::Good);
+    after.lateStations = {2, 2, 1};
+    statistics.count(after);
+    EXPECT_EQ(statistics.all().late, 3);
+    EXPECT_EQ(statistics.stations().value(1).late, 1);
+    EXPECT_EQ(statistics.stations().value(2).late, 2);
+    EXPECT_EQ(statistics.stations().value(2).requests, 0);
+}
+
 TEST(Statistics, WhatWasNotSentIsNoRequest) {
     Statistics statistics(0);
     Transaction skipped = transaction(1, Outcome::Skipped);
