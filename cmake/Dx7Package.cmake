@@ -59,11 +59,11 @@ if(TARGET dx7)
     endif()
   endforeach()
   foreach(program dx7 dx7-device)
-    if(EXISTS "${PROJECT_SOURCE_DIR}/docs/completion/${program}")
-      install(FILES "${PROJECT_SOURCE_DIR}/docs/completion/${program}"
-        DESTINATION "${CMAKE_INSTALL_DATADIR}/bash-completion/completions" COMPONENT tools)
-    endif()
+    install(FILES "${PROJECT_SOURCE_DIR}/docs/completion/${program}"
+      DESTINATION "${CMAKE_INSTALL_DATADIR}/bash-completion/completions" COMPONENT tools)
   endforeach()
+  install(FILES "${PROJECT_SOURCE_DIR}/docs/line.toml"
+    DESTINATION "${CMAKE_INSTALL_DATADIR}/doc/dx7-tools/examples" COMPONENT tools)
 endif()
 
 include(Dx7Debian)

@@ -52,7 +52,9 @@ int runCheck(const CheckOptions& options) {
 void addCheckCommand(CLI::App& app, Run& run) {
     auto options = std::make_shared<CheckOptions>();
     CLI::App* command = app.add_subcommand("check", "Checks addresses with the driver's own rules");
-    command->add_option("items", options->items, "TYPE:ADDRESS[,COUNT][@STATION]")->required();
+    command->add_option("items", options->items, "TYPE:ADDRESS[,COUNT][@STATION]")
+        ->required()
+        ->type_name("ITEM");
     addDriverOption(*command, *options);
     addJsonOption(*command, *options);
     command->footer(

@@ -52,10 +52,16 @@ void addCopiesCommand(CLI::App& app, Run& run) {
     auto options = std::make_shared<CopiesOptions>();
     CLI::App* command =
         app.add_subcommand("copies", "Shows the addresses that the driver gives copies of an object");
-    command->add_option("item", options->item, "TYPE:ADDRESS of the first one")->required();
-    command->add_option("copies", options->copies, "How many, the first one included")->required();
-    command->add_option("--step", options->step,
-                        "Items from one to the next; -2 is one value of two words (default 1)");
+    command->add_option("item", options->item, "TYPE:ADDRESS of the first one")
+        ->required()
+        ->type_name("ITEM");
+    command->add_option("copies", options->copies, "How many, the first one included, at most 1000")
+        ->required()
+        ->type_name("N");
+    command
+        ->add_option("--step", options->step,
+                     "Items from one to the next; -2 is one value of two words (default 1)")
+        ->type_name("N");
     addDriverOption(*command, *options);
     addJsonOption(*command, *options);
     command->footer(

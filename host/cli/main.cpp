@@ -56,6 +56,11 @@ int parseAndRun(int argc, char** argv) {
     app.require_subcommand(1);
     app.footer(
         "Items are written TYPE:ADDRESS[,COUNT][@STATION][/FORMAT...], for example AI:0,4  F:3.0.25@2  DO:1\n"
+        "Examples:\n"
+        "  dx7 scan --serial /dev/ttyUSB0\n"
+        "  dx7 read --serial /dev/ttyUSB0 AI:0,4 F:3.0.25\n"
+        "  dx7 write --serial /dev/ttyUSB0 --verify F:3.0.25=500\n"
+        "  dx7 monitor --tcp 192.168.0.10:8888 DI:1,6 AI:0,4\n"
         "Exit codes: 0 done, 1 the device or the line failed, 2 wrong usage.\n"
         "dx7 COMMAND --help shows the options of a command, with examples.");
     Run run;

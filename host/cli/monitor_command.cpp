@@ -152,16 +152,18 @@ int runMonitor(const MonitorOptions& options) {
 void addMonitorCommand(CLI::App& app, Run& run) {
     auto options = std::make_shared<MonitorOptions>();
     CLI::App* command = app.add_subcommand("monitor", "Polls items and shows every change, until Ctrl-C");
-    command->add_option("items", options->items,
-                        "TYPE:ADDRESS[,COUNT][@STATION][/FORMAT...], or names of tags");
-    command->add_option("--seconds", options->seconds, "Stop after so many seconds");
-    command->add_option("--count", options->count, "Stop after so many lines of values");
+    command
+        ->add_option("items", options->items, "TYPE:ADDRESS[,COUNT][@STATION][/FORMAT...], or names of tags")
+        ->type_name("ITEM");
+    command->add_option("--seconds", options->seconds, "Stop after so many seconds")->type_name("N");
+    command->add_option("--count", options->count, "Stop after so many lines of values")->type_name("N");
     command->add_flag("--lines", options->lines,
                       "A line per change on a terminal, too, instead of the live table");
     command->add_flag("--stats", options->stats, "Print the statistics of the line at the end");
     addDriverOption(*command, *options);
     addJsonOption(*command, *options);
     addLineOptions(*command, *options);
+    addRecordOption(*command, *options);
     command->footer(
         "Examples:\n"
         "  dx7 monitor --serial /dev/ttyUSB0 DI:1,6 AI:0,4 SW:0/binary\n"

@@ -6,8 +6,10 @@
 namespace dx7::cli {
 
 void addDriverOption(CLI::App& command, CommonOptions& options) {
-    command.add_option("--driver", options.driverPath,
-                       "The driver library (default: $DX7_DRIVER, else beside dx7, else the loader's path)");
+    command
+        .add_option("--driver", options.driverPath,
+                    "The driver library (default: $DX7_DRIVER, else beside dx7, else the loader's path)")
+        ->type_name("FILE");
 }
 
 void addJsonOption(CLI::App& command, CommonOptions& options) {
@@ -15,36 +17,30 @@ void addJsonOption(CLI::App& command, CommonOptions& options) {
 }
 
 void addLineOptions(CLI::App& command, CommonOptions& options) {
-    const char* group = "Line";
-    command.add_option("-c,--config", options.filePath, "A TOML file with the line and its tags")
-        ->group(group);
-    auto* serial =
-        command.add_option("--serial", options.serialPort, "Serial port or pseudo-terminal")->group(group);
-    auto* tcp =
-        command.add_option("--tcp", options.tcpAddress, "HOST[:PORT], RTU frames over TCP")->group(group);
-    serial->excludes(tcp);
-    command.add_option("--baud", options.baud, "Baud rate (default: the driver's)")->group(group);
-    command.add_option("--parity", options.parity, "none, even or odd (default: the driver's)")->group(group);
-    command.add_option("--data-bits", options.dataBits, "7 or 8 (default: the driver's)")->group(group);
-    command.add_option("--stop-bits", options.stopBits, "1 or 2 (default: the driver's)")->group(group);
-    command.add_flag("--rs485", options.rs485, "Set the kernel's RS-485 mode on the port")->group(group);
-    command.add_option("--timeout", options.timeoutMs, "Time for a reply to begin, in ms (default 500)")
-        ->group(group);
-    command
-        .add_option("--late", options.lateMs,
-                    "How long after that a reply may still come, in ms (default: the timeout again)")
-        ->group(group);
-    command.add_option("--retries", options.retries, "How often a request is sent at most (default 3)")
-        ->group(group);
-    command.add_option("--block", options.block, "Most items in one request, 1 to 125 (default 64)")
-        ->group(group);
-    command
-        .add_option("--gap", options.gapMs,
-                    "Silence before a request in ms (default 3.5 characters; 0 over TCP)")
-        ->group(group);
+    const auto add = [&](const char* name, auto& value, const char* type, const char* help) {
+        return command.add_option(name, value, help)->type_name(type)->group("Line");
+    };
+    add("-c,--config", options.filePath, "FILE", "A TOML file with the line and its tags");
+    auto* serial = add("--serial", options.serialPort, "PORT", "Serial port or pseudo-terminal");
+    add("--tcp", options.tcpAddress, "HOST[:PORT]", "RTU frames over TCP")->excludes(serial);
+    add("--baud", options.baud, "N", "Baud rate (default: the driver's)");
+    add("--parity", options.parity, "NAME", "none, even or odd (default: the driver's)");
+    add("--data-bits", options.dataBits, "N", "7 or 8 (default: the driver's)");
+    add("--stop-bits", options.stopBits, "N", "1 or 2 (default: the driver's)");
+    command.add_flag("--rs485", options.rs485, "Set the kernel's RS-485 mode on the port")->group("Line");
+    add("--timeout", options.timeoutMs, "MS", "Time for a reply to begin (default 500)");
+    add("--late", options.lateMs, "MS",
+        "How long after that a reply may still come (default: the timeout again)");
+    add("--retries", options.retries, "N", "How often a request is sent at most (default 3)");
+    add("--block", options.block, "N", "Most items in one request, 1 to 125 (default 64)");
+    add("--gap", options.gapMs, "MS", "Silence before a request (default 3.5 characters; 0 over TCP)");
+}
+
+void addRecordOption(CLI::App& command, CommonOptions& options) {
     command
         .add_option("--record", options.recordPath, "Record every request and reply into this file (pcap)")
-        ->group(group);
+        ->type_name("FILE")
+        ->group("Line");
 }
 
 LineSettings lineSettings(const CommonOptions& options, const QString& driverParameter, bool needLine) {

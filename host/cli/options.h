@@ -40,7 +40,9 @@ struct CommonOptions {
 using Run = std::function<int()>;
 
 void addDriverOption(CLI::App& command, CommonOptions& options);
+/// How the line is reached and treated; enough for a command that sends nothing.
 void addLineOptions(CLI::App& command, CommonOptions& options);
+void addRecordOption(CLI::App& command, CommonOptions& options);
 void addJsonOption(CLI::App& command, CommonOptions& options);
 
 /// The settings that the options and the driver's defaults make, checked. Throws UsageError. A line is

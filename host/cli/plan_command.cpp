@@ -79,7 +79,8 @@ int runPlan(const PlanOptions& options) {
 void addPlanCommand(CLI::App& app, Run& run) {
     auto options = std::make_shared<PlanOptions>();
     CLI::App* command = app.add_subcommand("plan", "Shows the requests that the driver would poll with");
-    command->add_option("items", options->items, "TYPE:ADDRESS[,COUNT][@STATION], or names of tags");
+    command->add_option("items", options->items, "TYPE:ADDRESS[,COUNT][@STATION], or names of tags")
+        ->type_name("ITEM");
     addDriverOption(*command, *options);
     addJsonOption(*command, *options);
     addLineOptions(*command, *options);

@@ -50,11 +50,13 @@ int runRead(const ReadOptions& options) {
 void addReadCommand(CLI::App& app, Run& run) {
     auto options = std::make_shared<ReadOptions>();
     CLI::App* command = app.add_subcommand("read", "Reads items once");
-    command->add_option("items", options->items,
-                        "TYPE:ADDRESS[,COUNT][@STATION][/FORMAT...], or names of tags");
+    command
+        ->add_option("items", options->items, "TYPE:ADDRESS[,COUNT][@STATION][/FORMAT...], or names of tags")
+        ->type_name("ITEM");
     addDriverOption(*command, *options);
     addJsonOption(*command, *options);
     addLineOptions(*command, *options);
+    addRecordOption(*command, *options);
     command->footer(
         "Examples:\n"
         "  dx7 read --serial /dev/ttyUSB0 AI:0,4 F:3.0.25\n"

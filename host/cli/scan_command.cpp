@@ -92,10 +92,12 @@ int runScan(const ScanOptions& options) {
 void addScanCommand(CLI::App& app, Run& run) {
     auto options = std::make_shared<ScanOptions>();
     CLI::App* command = app.add_subcommand("scan", "Finds out which stations answer the status query");
-    command->add_option("--stations", options->stations, "Such as 1-247 (the default) or 1-10,20");
+    command->add_option("--stations", options->stations, "Such as 1-247 (the default) or 1-10,20")
+        ->type_name("LIST");
     addDriverOption(*command, *options);
     addJsonOption(*command, *options);
     addLineOptions(*command, *options);
+    addRecordOption(*command, *options);
     command->footer(
         "A refusal is an answer, too. For a scan --timeout is 200 and --retries 1 unless given.\n"
         "Examples:\n"

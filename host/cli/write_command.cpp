@@ -167,11 +167,13 @@ void addWriteCommand(CLI::App& app, Run& run) {
     command
         ->add_option("items", options->items,
                      "TYPE:ADDRESS[@STATION][/FORMAT...]=VALUE[,VALUE...], or TAG=VALUE")
-        ->required();
+        ->required()
+        ->type_name("ITEM=VALUE");
     command->add_flag("--verify", options->verify, "Read back what was written and compare");
     addDriverOption(*command, *options);
     addJsonOption(*command, *options);
     addLineOptions(*command, *options);
+    addRecordOption(*command, *options);
     command->footer(
         "Examples:\n"
         "  dx7 write --serial /dev/ttyUSB0 DO:1=on CW:0=0x047F\n"
