@@ -94,6 +94,7 @@ public:
         std::atomic<bool> over{false};
         std::thread operatorThread([&] { operate(over); });
         while (static_cast<int>(delays_.size()) < writes) {
+            engine_.awaitTurn();
             if (const auto issued = desk_.take()) {
                 issuedUs_ = *issued;
                 engine_.write(notation_.write(QStringLiteral("MOD:1=%1").arg(delays_.size() % 1000)), {});

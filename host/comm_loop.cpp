@@ -64,6 +64,13 @@ CommLoop::Step CommLoop::step() {
     return Step::Request;
 }
 
+void CommLoop::awaitSilence() {
+    const qint64 silentUs = lastActivityUs_ + silentIntervalUs(settings_);
+    if (line_.isOpen() && clock_.nowUs() < silentUs) {
+        clock_.sleepUntilUs(silentUs);
+    }
+}
+
 bool CommLoop::ensureLine() {
     if (line_.isOpen()) {
         return true;

@@ -33,6 +33,10 @@ public:
 
     Step step();
 
+    /// Waits for what is left of the silent interval, so that what is queued after it can still go out next.
+    /// The request that step() fetches is chosen before it looks at the silence again.
+    void awaitSilence();
+
     /// Called after every request, when the driver has judged its reply.
     void setObserver(std::function<void(const Transaction&)> observer) { observer_ = std::move(observer); }
     /// Called when the line was lost (false) and when it is back (true).

@@ -85,6 +85,12 @@ void PollEngine::dropOperations() {
     queue_.clear();
 }
 
+void PollEngine::awaitTurn() {
+    if (loop_.betweenOperations()) {
+        loop_.awaitSilence();
+    }
+}
+
 CommLoop::Step PollEngine::step() {
     if (loop_.betweenOperations()) {
         if (replanNeeded_) {

@@ -56,6 +56,9 @@ public:
     int pendingOperations() const { return static_cast<int>(queue_.size()) + (active_ ? 1 : 0); }
     void dropOperations();
 
+    /// Waits for what is left of the silent interval before the next request. A host that calls this before
+    /// it looks for new writes, and then step(), has them on the line after at most the request in flight.
+    void awaitTurn();
     CommLoop::Step step();
     /// Until when nothing will happen when step() gave Idle or NoLine; at most 50 ms from now.
     qint64 wakeUs();

@@ -141,6 +141,27 @@ TEST_F(PollEngineTest, WritesGoAheadOfPolling) {
     EXPECT_EQ(engine.table().state(0).raw, 77u);
 }
 
+TEST_F(PollEngineTest, AWriteThatComesInTheSilenceGoesOutRightAfterIt) {
+    engine.watch(points({QStringLiteral("AI:0,4")}));
+    engine.step();
+    const qint64 silentUs = clock.nowUs() + silentIntervalUs(settings);
+    engine.awaitTurn();
+    EXPECT_EQ(clock.nowUs(), silentUs);
+    engine.write(notation().write(QStringLiteral("MOD:1=7")), [](const Transaction&) {});
+    engine.step();
+    EXPECT_EQ(line.requests.last(), framed(hex("01 06 13 01 00 07")));
+    EXPECT_EQ(line.requestTimes.last(), silentUs);
+}
+
+TEST_F(PollEngineTest, NothingIsWaitedForOnALineThatIsNotOpen) {
+    engine.watch(points({QStringLiteral("AI:0,4")}));
+    engine.step();
+    line.close();
+    const qint64 before = clock.nowUs();
+    engine.awaitTurn();
+    EXPECT_EQ(clock.nowUs(), before);
+}
+
 TEST_F(PollEngineTest, ARefusingStationIsAliveButItsValuesAreBad) {
     refusing = true;
     engine.watch(points({QStringLiteral("AI:0@1")}));
