@@ -41,7 +41,7 @@ class Bench:
         objects = build / "driver/CMakeFiles/dx7_driver_objects.dir"
         self.driver_objects = {name: str(objects / (name + ".o")) for name in self.commands}
         tests = build / "tests/driver/CMakeFiles/driver_tests.dir"
-        self.test_objects = sorted(str(path) for path in tests.glob("*.o"))
+        self.test_objects = sorted(str(path) for path in tests.rglob("*.o"))
         self.libraries = self._libraries()
 
     def _libraries(self):
