@@ -43,6 +43,9 @@ QString parityText(Parity parity);
 /// Takes "HOST", "HOST:PORT" or "[IPV6]:PORT" apart into tcpHost and tcpPort. Throws UsageError.
 void setTcpAddress(LineSettings& settings, const QString& text);
 
+/// A silent interval as the user gave it, in ms. Throws UsageError when it is not 0 to 10000.
+double gapFromUser(double gapMs);
+
 /// Throws UsageError for the first setting that cannot work.
 void checkSettings(const LineSettings& settings);
 
