@@ -162,7 +162,9 @@ void applyLineFile(LineSettings& settings, const QString& path) {
     takeSetting(path, line, "data_bits", settings, &LineSettings::dataBits);
     takeSetting(path, line, "stop_bits", settings, &LineSettings::stopBits);
     takeSetting(path, line, "timeout", settings, &LineSettings::timeoutMs);
-    takeSetting(path, line, "late", settings, &LineSettings::lateMs);
+    if (line.contains("late")) {
+        settings.lateMs = wholeNumber(path, line, "late", 0, LONGEST_LATE_MS, 0);
+    }
     takeSetting(path, line, "retries", settings, &LineSettings::retries);
     takeSetting(path, line, "block", settings, &LineSettings::block);
     const auto gap = tomlNumber(path, line, "gap");

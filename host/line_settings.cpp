@@ -108,7 +108,7 @@ void checkSettings(const LineSettings& settings) {
     checkRange("the block size (--block)", settings.block, 1, 125);
     checkRange("the number of attempts (--retries)", settings.retries, 0, 99);
     checkRange("the timeout in ms (--timeout)", settings.timeoutMs, 1, 600000);
-    checkRange("the time for late replies in ms (--late)", settings.lateMs, -1, 600000);
+    checkRange("the time for late replies in ms (--late)", settings.lateMs, -1, LONGEST_LATE_MS);
     checkRange("the baud rate (--baud)", settings.baud, 50, 4000000);
     checkRange("the number of data bits (--data-bits)", settings.dataBits, 7, 8);
     checkRange("the number of stop bits (--stop-bits)", settings.stopBits, 1, 2);

@@ -8,6 +8,8 @@
 
 namespace dx7 {
 
+enum { LONGEST_LATE_MS = 600000 };
+
 enum class Carrier { None, Serial, Tcp };
 enum class Parity { None, Even, Odd };
 

@@ -28,7 +28,7 @@ Read it by columns first, then by rows:
 | *wrong CRC* in every living column | bytes are damaged on the way | termination, shield, a motor cable beside it, baud rate and parity |
 | *wrong CRC* in one column only | damaged near that station | its stub, its earth |
 | *foreign frames* | somebody answers who was not asked | two devices with one number, a second master |
-| timeouts here and there, *response max* near the timeout | the device is slower than the master waits | `--timeout` |
+| *late replies*, timeouts here and there | the device is slower than the master waits | `--timeout` |
 | exceptions | the device refuses: the line is good | the address or value; `dx7 replay` names the request |
 
 So there are two faults here. Station 9 is gone; `dx7` says so, leaves it out and probes it, and the others do not wait for
@@ -56,7 +56,7 @@ END
 start_device --stations 1 --baud 19200 --fault late=0.3 --late-by 300 --seed 3
 run dx7 monitor --serial ./line --baud 19200 --timeout 200 --seconds 1.5 --stats F:3.0.20,3@1
 tell <<'END'
-Timeouts without damage: is the device silent, or only slow? Wait longer and see:
+Timeouts without damage, and *late replies*: the device is not silent, it is slow now and then. How slow? Wait longer and see:
 END
 run dx7 monitor --serial ./line --baud 19200 --timeout 800 --seconds 2 --stats F:3.0.20,3@1
 tell <<'END'

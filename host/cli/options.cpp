@@ -67,6 +67,11 @@ LineSettings lineSettings(const CommonOptions& options, const QString& driverPar
     settings.dataBits = options.dataBits.value_or(settings.dataBits);
     settings.stopBits = options.stopBits.value_or(settings.stopBits);
     settings.timeoutMs = options.timeoutMs.value_or(settings.timeoutMs);
+    if (options.lateMs && *options.lateMs < 0) {
+        throw UsageError(QStringLiteral("the time for late replies (--late) is %1 ms, it must be 0 to %2 ms")
+                             .arg(*options.lateMs)
+                             .arg(int(LONGEST_LATE_MS)));
+    }
     settings.lateMs = options.lateMs.value_or(settings.lateMs);
     settings.retries = options.retries.value_or(settings.retries);
     settings.block = options.block.value_or(settings.block);

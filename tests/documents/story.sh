@@ -6,7 +6,7 @@ source "$(dirname "${BASH_SOURCE[0]}")/common.sh"
 normalised() {
     sed -E -e 's/^[0-9:.]{12}/TIME/' -e 's/\+[0-9.]+ ms/+T ms/' -e 's/\([0-9.]+ ms\)/(T ms)/' \
         -e '/wrong CRC +\[/s/\[.*\]/[BYTES]/' \
-        -e '/^(requests|good|timeouts|wrong CRC|foreign frames) /s/[1-9][0-9]*/N/g' \
+        -e '/^(requests|good|timeouts|wrong CRC|foreign frames|late replies) /s/[1-9][0-9]*/N/g' \
         -e 's/^((wrong length|retries|failed operations|response [a-z0-9 %]*ms) ).*/\1.../' \
         -e 's/^[0-9.]+ s: [0-9]+ requests, [0-9]+ good and /T s: N requests, N good and /' \
         -e 's/ good and [1-9][0-9]* bad/ good and N bad/' \
