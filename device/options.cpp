@@ -28,6 +28,14 @@ const char* const EXAMPLES =
     "Exit codes: 0 ended by quit or a signal, 1 the line failed, 2 wrong usage or a line that cannot be "
     "opened.\n";
 
+/// The conversion alone would take -1 for the largest number.
+const CLI::Validator wholeNumber(
+    [](std::string& text) {
+        const bool digits = !text.empty() && text.find_first_not_of("0123456789") == std::string::npos;
+        return digits ? std::string() : "\"" + text + "\" is no whole number from 0 up";
+    },
+    "");
+
 /// What needs more than CLI11 to be checked.
 struct RawTexts {
     std::string station;
@@ -82,6 +90,7 @@ void addDeviceOptions(CLI::App& app, Options& options, RawTexts& raw) {
         ->allow_extra_args(false);
     app.add_option("--seed", options.seed, "The faults of this seed are the same every time")
         ->type_name("N")
+        ->check(wholeNumber)
         ->capture_default_str();
     app.add_option("--late-by", raw.lateMs, "How late a late reply is")
         ->type_name("MS")

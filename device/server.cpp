@@ -122,6 +122,10 @@ void Server::readCommands() {
     } else if (count == 0 || (errno != EINTR && errno != EAGAIN)) {
         // The end of the commands is not the end of the device: it runs on in the background.
         m_commandsOpen = false;
+        if (!m_typed.empty()) {
+            m_typed += '\n';
+            runCommands();
+        }
     }
 }
 

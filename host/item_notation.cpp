@@ -194,7 +194,9 @@ WriteRequest ItemNotation::filled(const Point& point, const QString& addressText
     checkWritable(point.type, point.station, request.items.size());
     request.first.address = address(point.type, addressText, request.items.size());
     checkFormat(point.type, request.first.address, point.format);
-    request.first.name = request.first.notation();
+    if (request.first.name.isEmpty()) {
+        request.first.name = request.first.notation();
+    }
     return request;
 }
 
@@ -212,7 +214,17 @@ void ItemNotation::checkWritable(const RegisterType& type, int station, int coun
 }
 
 void ItemNotation::checkFormat(const RegisterType& type, int address, const ValueFormat& format) const {
+    if (type.bit && !(format == ValueFormat())) {
+        throw UsageError(QStringLiteral("%1 holds bits, which have no format").arg(type.name));
+    }
+    if (format.scaled() &&
+        (format.presentation == Presentation::Hex || format.presentation == Presentation::Binary)) {
+        throw UsageError(QStringLiteral("a scale does not go with hex, hex32 or binary"));
+    }
     if (!format.wide) {
+        if (format.lowWordFirst) {
+            throw UsageError(QStringLiteral("low-first needs two words: u32, s32 or hex32"));
+        }
         return;
     }
     if (type.itemBytes() != 2) {

@@ -58,7 +58,8 @@ public:
 
     /// Refuses types that cannot be written, and stations to which they cannot.
     void checkWritable(const RegisterType& type, int station, int count) const;
-    /// Refuses a 32-bit value on bits, or across a step of the register numbers.
+    /// Refuses a format on bits, options that contradict each other, and a 32-bit value across a step of the
+    /// register numbers.
     void checkFormat(const RegisterType& type, int address, const ValueFormat& format) const;
 
 private:

@@ -9,6 +9,8 @@ namespace dx7 {
 
 namespace {
 
+enum { HIGHEST_STATION = 247, HIGHEST_COUNT = 1000 };
+
 const toml::table& tableAt(const QString& path, const toml::node& node, const char* what) {
     if (!node.is_table()) {
         refuseToml(path, node.source(), QStringLiteral("%1 is not a table").arg(QLatin1String(what)));
@@ -16,12 +18,62 @@ const toml::table& tableAt(const QString& path, const toml::node& node, const ch
     return *node.as_table();
 }
 
-void takeInteger(const QString& path, const toml::table& table, const char* key, int* setting) {
-    const auto value = tomlInteger(path, table, key);
-    if (value && (*value < -1000000000 || *value > 1000000000)) {
-        refuseToml(path, table.get(key)->source(), QStringLiteral("%1 is out of range").arg(*value));
+// Whatever `action` refuses was caused by this key of the table, or by the table itself when it has no such
+// key.
+template <typename Action>
+void blame(const QString& path, const toml::table& table, const char* key, const QString& prefix,
+           const Action& action) {
+    QString fault;
+    try {
+        action();
+        return;
+    } catch (const UsageError& error) {
+        fault = error.text();
     }
-    *setting = static_cast<int>(value.value_or(*setting));
+    const toml::node* node = table.get(key);
+    refuseToml(path, node != nullptr ? node->source() : table.source(), prefix + fault);
+}
+
+int wholeNumber(const QString& path, const toml::table& table, const char* key, int lowest, int highest,
+                int fallback) {
+    const qint64 value = tomlInteger(path, table, key).value_or(fallback);
+    if (value < lowest || value > highest) {
+        refuseToml(path, table.get(key)->source(),
+                   QStringLiteral("%1 is %2, it must be %3 to %4")
+                       .arg(QLatin1String(key))
+                       .arg(value)
+                       .arg(lowest)
+                       .arg(highest));
+    }
+    return static_cast<int>(value);
+}
+
+// Takes a number of the line over; the settings were in order before it, so what is wrong now is its fault.
+void takeSetting(const QString& path, const toml::table& line, const char* key, LineSettings& settings,
+                 int LineSettings::*setting) {
+    settings.*setting = wholeNumber(path, line, key, -1000000000, 1000000000, settings.*setting);
+    blame(path, line, key, QString(), [&] { checkSettings(settings); });
+}
+
+void takeCarrier(const QString& path, const toml::table& line, LineSettings& settings) {
+    const auto serial = tomlText(path, line, "serial");
+    const auto tcp = tomlText(path, line, "tcp");
+    settings.rs485 = tomlFlag(path, line, "rs485").value_or(settings.rs485);
+    if (serial && tcp) {
+        refuseToml(path, line.get("tcp")->source(), QStringLiteral("a line is either serial or tcp"));
+    }
+    if (serial) {
+        if (serial->isEmpty()) {
+            refuseToml(path, line.get("serial")->source(), QStringLiteral("serial names no port"));
+        }
+        settings.carrier = Carrier::Serial;
+        settings.serialPort = *serial;
+    } else if (tcp) {
+        blame(path, line, "tcp", QString(), [&] { setTcpAddress(settings, *tcp); });
+        if (settings.rs485) {
+            refuseToml(path, line.get("rs485")->source(), QStringLiteral("RS-485 mode needs a serial port"));
+        }
+    }
 }
 
 QString neededText(const QString& path, const toml::table& table, const char* key) {
@@ -39,36 +91,51 @@ QString addressText(const QString& path, const toml::table& table) {
                                                  : neededText(path, table, "address");
 }
 
+// The key that gives a tag its format.
+const char* formatKey(const toml::table& table) {
+    return table.contains("format") ? "format" : table.contains("scale") ? "scale" : "unit";
+}
+
+ValueFormat tagFormat(const QString& path, const toml::table& table, const QString& prefix) {
+    ValueFormat format;
+    const auto options = tomlText(path, table, "format");
+    blame(path, table, "format", prefix, [&] {
+        for (const QString& option : options ? options->split(QLatin1Char('/')) : QStringList()) {
+            applyFormatOption(format, option);
+        }
+    });
+    if (const auto scale = tomlNumber(path, table, "scale")) {
+        blame(path, table, "scale", prefix,
+              [&] { applyFormatOption(format, QStringLiteral("scale=%1").arg(*scale, 0, 'g', 17)); });
+    }
+    format.unit = tomlText(path, table, "unit").value_or(format.unit);
+    return format;
+}
+
 QVector<Point> tagPoints(const QString& path, const toml::table& table, const ItemNotation& notation) {
     checkTomlKeys(path, table, {"name", "type", "address", "station", "count", "format", "scale", "unit"});
     const QString name = neededText(path, table, "name");
-    QString item = QStringLiteral("%1:%2").arg(neededText(path, table, "type"), addressText(path, table));
-    const auto count = tomlInteger(path, table, "count");
-    const auto format = tomlText(path, table, "format");
-    if (count) {
-        item += QStringLiteral(",%1").arg(*count);
+    const QString prefix = QStringLiteral("tag \"%1\": ").arg(name);
+    if (name.isEmpty()) {
+        refuseToml(path, table.get("name")->source(), QStringLiteral("the tag's name is empty"));
     }
-    item += QStringLiteral("@%1").arg(tomlInteger(path, table, "station").value_or(1));
-    if (format) {
-        item += QLatin1Char('/') + *format;
-    }
+    Point point;
+    const QString typeName = neededText(path, table, "type");
+    blame(path, table, "type", prefix, [&] { point.type = notation.type(typeName); });
+    point.station = wholeNumber(path, table, "station", 1, HIGHEST_STATION, 1);
+    const bool counted = table.contains("count");
+    const int count = wholeNumber(path, table, "count", 1, HIGHEST_COUNT, 1);
+    point.format = tagFormat(path, table, prefix);
+    const QString address = addressText(path, table);
+    blame(path, table, "address", prefix,
+          [&] { point.address = notation.address(point.type, address, count * point.items()); });
     QVector<Point> points;
-    try {
-        points = notation.points(item);
-        for (int i = 0; i < points.size(); ++i) {
-            Point& point = points[i];
-            point.name = count ? QStringLiteral("%1[%2]").arg(name).arg(i) : name;
-            point.format.unit = tomlText(path, table, "unit").value_or(point.format.unit);
-            if (const auto scale = tomlNumber(path, table, "scale")) {
-                applyFormatOption(point.format, QStringLiteral("scale=%1").arg(*scale, 0, 'g', 17));
-            }
-        }
-    } catch (const UsageError& error) {
-        const QString place = path + QLatin1Char(':');
-        if (error.text().startsWith(place)) {
-            throw;
-        }
-        refuseToml(path, table.source(), QStringLiteral("tag \"%1\": %2").arg(name, error.text()));
+    for (int i = 0; i < count; ++i) {
+        blame(path, table, point.type.bit ? formatKey(table) : "address", prefix,
+              [&] { notation.checkFormat(point.type, point.address, point.format); });
+        point.name = counted ? QStringLiteral("%1[%2]").arg(name).arg(i) : name;
+        points += point;
+        point.address += point.items();
     }
     return points;
 }
@@ -90,34 +157,21 @@ void applyLineFile(LineSettings& settings, const QString& path) {
     checkTomlKeys(path, line,
                   {"serial", "tcp", "baud", "parity", "data_bits", "stop_bits", "rs485", "timeout", "late",
                    "retries", "block", "gap"});
-    const auto serial = tomlText(path, line, "serial");
-    const auto tcp = tomlText(path, line, "tcp");
-    if (serial && tcp) {
-        refuseToml(path, line.get("tcp")->source(), QStringLiteral("a line is either serial or tcp"));
+    takeCarrier(path, line, settings);
+    takeSetting(path, line, "baud", settings, &LineSettings::baud);
+    takeSetting(path, line, "data_bits", settings, &LineSettings::dataBits);
+    takeSetting(path, line, "stop_bits", settings, &LineSettings::stopBits);
+    takeSetting(path, line, "timeout", settings, &LineSettings::timeoutMs);
+    if (line.contains("late")) {
+        settings.lateMs = wholeNumber(path, line, "late", 0, LONGEST_LATE_MS, 0);
     }
-    takeInteger(path, line, "baud", &settings.baud);
-    takeInteger(path, line, "data_bits", &settings.dataBits);
-    takeInteger(path, line, "stop_bits", &settings.stopBits);
-    takeInteger(path, line, "timeout", &settings.timeoutMs);
-    takeInteger(path, line, "late", &settings.lateMs);
-    takeInteger(path, line, "retries", &settings.retries);
-    takeInteger(path, line, "block", &settings.block);
-    settings.rs485 = tomlFlag(path, line, "rs485").value_or(settings.rs485);
-    settings.gapMs = tomlNumber(path, line, "gap").value_or(settings.gapMs);
-    try {
-        if (serial) {
-            settings.carrier = Carrier::Serial;
-            settings.serialPort = *serial;
-        } else if (tcp) {
-            setTcpAddress(settings, *tcp);
-        }
-        if (const auto parity = tomlText(path, line, "parity")) {
-            settings.parity = parityFromText(*parity);
-        }
-        checkSettings(settings);
-    } catch (const UsageError& error) {
-        refuseToml(path, line.source(), error.text());
-    }
+    takeSetting(path, line, "retries", settings, &LineSettings::retries);
+    takeSetting(path, line, "block", settings, &LineSettings::block);
+    const auto gap = tomlNumber(path, line, "gap");
+    const auto parity = tomlText(path, line, "parity");
+    blame(path, line, "gap", QString(), [&] { settings.gapMs = gap ? gapFromUser(*gap) : settings.gapMs; });
+    blame(path, line, "parity", QString(),
+          [&] { settings.parity = parity ? parityFromText(*parity) : settings.parity; });
 }
 
 QVector<Point> tagsFromFile(const QString& path, const ItemNotation& notation) {

@@ -94,18 +94,27 @@ void setTcpAddress(LineSettings& settings, const QString& text) {
     settings.tcpPort = port;
 }
 
+double gapFromUser(double gapMs) {
+    // Written so that "not a number" is refused, too.
+    if (!(gapMs >= 0 && gapMs <= 10000)) {
+        throw UsageError(
+            QStringLiteral("the silent interval (--gap) is %1 ms, it must be 0 to 10000 ms").arg(gapMs));
+    }
+    return gapMs;
+}
+
 void checkSettings(const LineSettings& settings) {
     // Modbus transfers at most 125 registers in one request.
     checkRange("the block size (--block)", settings.block, 1, 125);
     checkRange("the number of attempts (--retries)", settings.retries, 0, 99);
     checkRange("the timeout in ms (--timeout)", settings.timeoutMs, 1, 600000);
-    checkRange("the time for late replies in ms (--late)", settings.lateMs, -1, 600000);
+    checkRange("the time for late replies in ms (--late)", settings.lateMs, -1, LONGEST_LATE_MS);
     checkRange("the baud rate (--baud)", settings.baud, 50, 4000000);
     checkRange("the number of data bits (--data-bits)", settings.dataBits, 7, 8);
     checkRange("the number of stop bits (--stop-bits)", settings.stopBits, 1, 2);
-    if (settings.gapMs > 10000) {
-        throw UsageError(QStringLiteral("the silent interval (--gap) is %1 ms, it must be 0 to 10000 ms")
-                             .arg(settings.gapMs));
+    // A negative one stands for 3.5 characters.
+    if (!(settings.gapMs < 0)) {
+        gapFromUser(settings.gapMs);
     }
 }
 

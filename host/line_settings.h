@@ -8,6 +8,8 @@
 
 namespace dx7 {
 
+enum { LONGEST_LATE_MS = 600000 };
+
 enum class Carrier { None, Serial, Tcp };
 enum class Parity { None, Even, Odd };
 
@@ -42,6 +44,9 @@ QString parityText(Parity parity);
 
 /// Takes "HOST", "HOST:PORT" or "[IPV6]:PORT" apart into tcpHost and tcpPort. Throws UsageError.
 void setTcpAddress(LineSettings& settings, const QString& text);
+
+/// A silent interval as the user gave it, in ms. Throws UsageError when it is not 0 to 10000.
+double gapFromUser(double gapMs);
 
 /// Throws UsageError for the first setting that cannot work.
 void checkSettings(const LineSettings& settings);

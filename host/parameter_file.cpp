@@ -130,7 +130,7 @@ ParameterSet loadParameters(const QString& path, const ItemNotation& notation) {
         readType(path, notation, type, *node.as_table(), &set.values[name]);
     }
     if (set.count() == 0) {
-        throw UsageError(QStringLiteral("%1 holds no parameters").arg(path));
+        refuseToml(path, table.source(), QStringLiteral("the file holds no parameters"));
     }
     return set;
 }

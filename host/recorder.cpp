@@ -4,6 +4,9 @@
 #include <sys/time.h>
 
 #include <QFile>
+#include <cerrno>
+#include <cstdio>
+#include <cstring>
 
 #include "error.h"
 
@@ -77,6 +80,9 @@ bool parsePacket(const QByteArray& bytes, RecordedFrame* frame) {
 struct Recorder::File {
     pcap_t* handle = nullptr;
     pcap_dumper_t* dumper = nullptr;
+    QString path;
+
+    bool flush() const { return pcap_dump_flush(dumper) == 0 && std::ferror(pcap_dump_file(dumper)) == 0; }
 };
 
 Recorder::Recorder(const QString& path) : file_(std::make_unique<File>()) {
@@ -84,6 +90,13 @@ Recorder::Recorder(const QString& path) : file_(std::make_unique<File>()) {
     file_->dumper = pcap_dump_open(file_->handle, QFile::encodeName(path).constData());
     if (file_->dumper == nullptr) {
         const QString why = QString::fromLocal8Bit(pcap_geterr(file_->handle));
+        pcap_close(file_->handle);
+        throw UsageError(QStringLiteral("the recording %1 cannot be written: %2").arg(path, why));
+    }
+    file_->path = path;
+    if (!file_->flush()) {
+        const QString why = QString::fromLocal8Bit(std::strerror(errno));
+        pcap_dump_close(file_->dumper);
         pcap_close(file_->handle);
         throw UsageError(QStringLiteral("the recording %1 cannot be written: %2").arg(path, why));
     }
@@ -112,10 +125,13 @@ void Recorder::write(const QByteArray& frame, bool request, qint64 agoUs) {
     header.caplen = header.len = static_cast<bpf_u_int32>(bytes.size());
     pcap_dump(reinterpret_cast<u_char*>(file_->dumper), &header,
               reinterpret_cast<const u_char*>(bytes.constData()));
-    pcap_dump_flush(file_->dumper);
+    if (!file_->flush()) {
+        throw LineError(QStringLiteral("the recording %1 cannot be written any more: %2")
+                            .arg(file_->path, QString::fromLocal8Bit(std::strerror(errno))));
+    }
 }
 
-QVector<RecordedFrame> readRecording(const QString& path) {
+QVector<RecordedFrame> readRecording(const QString& path, QString* breaksOff) {
     char why[PCAP_ERRBUF_SIZE] = "";
     pcap_t* handle = pcap_open_offline(QFile::encodeName(path).constData(), why);
     if (handle == nullptr) {
@@ -143,8 +159,11 @@ QVector<RecordedFrame> readRecording(const QString& path) {
                              .arg(linkType)
                              .arg(int(LINK_TYPE_EXPORTED_PDU)));
     }
-    if (!fault.isEmpty()) {
+    if (!fault.isEmpty() && breaksOff == nullptr) {
         throw UsageError(QStringLiteral("the recording %1 is damaged: %2").arg(path, fault));
+    }
+    if (breaksOff != nullptr) {
+        *breaksOff = fault;
     }
     return frames;
 }

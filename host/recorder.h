@@ -22,6 +22,7 @@ public:
     explicit Recorder(const QString& path);
     ~Recorder() override;
 
+    /// Both throw LineError when the file cannot be written any more, as on a full disk.
     void requestSent(const QByteArray& frame) override;
     void frameReceived(const QByteArray& frame, qint64 agoUs = 0) override;
 
@@ -41,8 +42,9 @@ struct RecordedFrame {
 };
 
 /// All frames of a recording, in order; other packets are passed over. Throws UsageError when the file cannot
-/// be read or is no such recording.
-QVector<RecordedFrame> readRecording(const QString& path);
+/// be read or is no such recording. Where a recording breaks off in the middle, `breaksOff` gets the reason,
+/// and the frames before it are returned; without `breaksOff` that throws, too.
+QVector<RecordedFrame> readRecording(const QString& path, QString* breaksOff = nullptr);
 
 /// What a frame says, such as "read holding registers 0xF319, 2 items"; "wrong CRC" where that is so.
 QString describeFrame(const RecordedFrame& frame);

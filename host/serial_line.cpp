@@ -3,6 +3,7 @@
 #include <linux/serial.h>
 #include <sys/ioctl.h>
 
+#include <QFileInfo>
 #include <algorithm>
 #include <cerrno>
 #include <cstring>
@@ -24,17 +25,33 @@ QSerialPort::Parity portParity(Parity parity) {
     }
 }
 
+// The lock that keeps two programs off one port carries the path as its name: a relative one would lock out
+// the programs on another folder's port, too.
+QString absolutePort(const QString& port) {
+    return port.contains(QLatin1Char('/')) ? QFileInfo(port).absoluteFilePath() : port;
+}
+
+QString whyNotOpened(const QSerialPort& port) {
+    const QString why = port.errorString();
+    if (port.error() == QSerialPort::PermissionError) {
+        return why + QStringLiteral(
+                         " (another program has it open, or this user may not use it: see its group, often "
+                         "dialout)");
+    }
+    return why;
+}
+
 }  // namespace
 
 SerialLine::SerialLine(const LineSettings& settings, Clock& clock) : settings_(settings), clock_(clock) {
-    port_.setPortName(settings.serialPort);
+    port_.setPortName(absolutePort(settings.serialPort));
 }
 
 bool SerialLine::open(QString* why) {
     close();
     port_.clearError();
     if (!port_.open(QIODevice::ReadWrite)) {
-        failure_ = port_.errorString();
+        failure_ = whyNotOpened(port_);
     } else if (!configure() || (settings_.rs485 && !enableRs485())) {
         port_.close();
     } else {
@@ -65,7 +82,11 @@ bool SerialLine::enableRs485() {
     if (ioctl(port_.handle(), TIOCSRS485, &mode) == 0) {
         return true;
     }
-    failure_ = QStringLiteral("RS-485 mode was refused: ") + QString::fromLocal8Bit(std::strerror(errno));
+    failure_ =
+        QStringLiteral(
+            "the kernel has no RS-485 mode for it (%1); leave --rs485 and rs485 = true out: adapters that "
+            "switch the transmitter by themselves need no mode")
+            .arg(QString::fromLocal8Bit(std::strerror(errno)));
     return false;
 }
 

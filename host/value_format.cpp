@@ -59,6 +59,11 @@ qint64 rawNumber(const ValueFormat& format, const QString& text, bool* ok) {
     return negative ? -number : number;
 }
 
+QString limitText(const ValueFormat& format, qint64 limit) {
+    return format.scaled() ? QString::number(static_cast<double>(limit) * format.scale, 'g', 10)
+                           : QString::number(limit);
+}
+
 }  // namespace
 
 bool operator==(const ValueFormat& a, const ValueFormat& b) {
@@ -141,9 +146,7 @@ QVector<int> itemsFromText(const ValueFormat& format, const RegisterType& type, 
     const qint64 lowest = type.bit ? 0 : -(highest + 1) / 2;
     if (number < lowest || number > highest) {
         throw UsageError(QStringLiteral("value %1 for %2 is out of range, it must be %3 to %4")
-                             .arg(text, type.name)
-                             .arg(lowest)
-                             .arg(highest));
+                             .arg(text, type.name, limitText(format, lowest), limitText(format, highest)));
     }
     const auto raw = static_cast<quint32>(number);
     if (!format.wide) {

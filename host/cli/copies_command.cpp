@@ -40,8 +40,13 @@ int runCopies(const CopiesOptions& options) {
                       .arg(addresses.at(i)));
         }
     }
-    if (result == COPY_CLAMPED && !options.json) {
-        print(QStringLiteral("copies beyond %1 were held at it").arg(first.type.highest));
+    if (result == COPY_CLAMPED) {
+        const QString held = QStringLiteral("copies beyond %1 were held at it").arg(first.type.highest);
+        if (options.json) {
+            print(Json{{"held_at", utf8(first.type.highest)}});
+        } else {
+            print(held);
+        }
     }
     return EXIT_DONE;
 }

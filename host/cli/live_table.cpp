@@ -18,7 +18,15 @@ namespace dx7::cli {
 namespace {
 
 const qint64 DRAW_INTERVAL_US = 200000;
-enum { KEY_ESCAPE = 27, KEY_RETURN = '\r', KEY_RUBOUT = 127, KEY_CTRL_H = 8, HEAD_LINES = 2, FOOT_LINES = 1 };
+enum {
+    KEY_ESCAPE = 27,
+    KEY_RETURN = '\r',
+    KEY_RUBOUT = 127,
+    KEY_CTRL_H = 8,
+    TITLE_LINES = 1,
+    HEAD_LINES = 2,
+    FOOT_LINES = 1
+};
 
 void putLine(int row, int width, const QString& text, bool reverse) {
     if (reverse) {
@@ -47,6 +55,9 @@ LiveTable::LiveTable(Connection& connection, const ItemNotation& notation)
     events.line = [this](bool open) {
         lineOpen_ = open;
         drawNow_ = true;
+        if (!open && pendingWrites_ > 0) {
+            message_ = QStringLiteral("the line was lost: what was being written is sent when it is back");
+        }
     };
     connection_.engine().setEvents(events);
     // While a reply is awaited the table stays alive, too.
@@ -104,6 +115,9 @@ void LiveTable::handleTyping(int key) {
 void LiveTable::handleCommand(int key) {
     const int last = connection_.engine().table().size() - 1;
     const int page = std::max(getmaxy(stdscr) - HEAD_LINES - FOOT_LINES, 1);
+    if (showStatistics_ && statistics_.scroll(key, page)) {
+        return;
+    }
     switch (key) {
         case 'q':
             quit_ = true;
@@ -132,6 +146,9 @@ void LiveTable::handleCommand(int key) {
 }
 
 void LiveTable::beginWrite() {
+    if (refuseWithoutLine()) {
+        return;
+    }
     const Point& point = connection_.engine().table().points().at(selected_);
     try {
         notation_.checkWritable(point.type, point.station, point.items());
@@ -143,14 +160,27 @@ void LiveTable::beginWrite() {
     }
 }
 
+// A value that is sent minutes later, when the line happens to be back, is not what the user wanted.
+bool LiveTable::refuseWithoutLine() {
+    if (!lineOpen_) {
+        message_ = QStringLiteral("nothing is written while there is no line");
+    }
+    return !lineOpen_;
+}
+
 void LiveTable::sendWrite() {
+    if (refuseWithoutLine()) {
+        return;
+    }
     const Point point = connection_.engine().table().points().at(selected_);
     try {
         WriteRequest request;
         request.first = point;
         request.items = itemsFromText(point.format, point.type, typed_.trimmed());
         message_ = QStringLiteral("writing %1 to %2").arg(typed_.trimmed(), point.name);
+        ++pendingWrites_;
         connection_.engine().write(request, [this, point](const Transaction& transaction) {
+            --pendingWrites_;
             message_ =
                 transaction.good()
                     ? QStringLiteral("%1 was written").arg(point.name)
@@ -167,7 +197,8 @@ QString LiveTable::statusLine() const {
         const Point& point = connection_.engine().table().points().at(selected_);
         return QStringLiteral("%1 = %2_   (Enter writes, Esc leaves)").arg(point.name, typed_);
     }
-    const QString keys = QStringLiteral("q quit  w write  s statistics");
+    const QString keys = showStatistics_ ? QStringLiteral("q quit  s table") + statistics_.keysText()
+                                         : QStringLiteral("q quit  w write  s statistics");
     return message_.isEmpty() ? keys : keys + QStringLiteral("  |  ") + message_;
 }
 
@@ -203,9 +234,11 @@ void LiveTable::drawRows(int height, int width) {
 }
 
 void LiveTable::drawStatistics(int height, int width) {
-    const QStringList lines = statisticsLines(connection_.engine().statistics(), connection_.clock().nowUs());
-    for (int row = 0; row < lines.size() && row + 1 < height - FOOT_LINES; ++row) {
-        putLine(row + 1, width, lines.at(row), false);
+    const QStringList lines =
+        statistics_.window(statisticsLines(connection_.engine().statistics(), connection_.clock().nowUs()),
+                           height - TITLE_LINES - FOOT_LINES, width);
+    for (int row = 0; row < lines.size(); ++row) {
+        putLine(row + TITLE_LINES, width, lines.at(row), false);
     }
 }
 

@@ -4,11 +4,13 @@
 #define DX7_CLI_LIVE_TABLE_H
 
 #include "connection.h"
+#include "scrolled_text.h"
 
 namespace dx7::cli {
 
 /// Takes the terminal over while it lives. Arrow keys select, `w` writes the selected value, `s` shows the
-/// statistics, `q` quits. Keys are served between requests and while a reply is awaited.
+/// statistics, where arrow keys scroll, `q` quits. Keys are served between requests and while a reply is
+/// awaited.
 class LiveTable {
 public:
     LiveTable(Connection& connection, const ItemNotation& notation);
@@ -27,6 +29,7 @@ private:
     void handleTyping(int key);
     void handleCommand(int key);
     void beginWrite();
+    bool refuseWithoutLine();
     void sendWrite();
     void draw();
     void drawRows(int height, int width);
@@ -43,6 +46,8 @@ private:
     QString typed_;
     QString message_;
     bool lineOpen_ = true;
+    int pendingWrites_ = 0;
+    ScrolledText statistics_;
     qint64 drawnUs_ = 0;
     bool drawNow_ = true;
 };

@@ -43,8 +43,9 @@ void addRecordOption(CLI::App& command, CommonOptions& options) {
         ->group("Line");
 }
 
-LineSettings lineSettings(const CommonOptions& options, const QString& driverParameter, bool needLine) {
-    LineSettings settings;
+LineSettings lineSettings(const CommonOptions& options, const QString& driverParameter, bool needLine,
+                          const LineSettings& defaults) {
+    LineSettings settings = defaults;
     applyDriverDefaults(settings, driverParameter);
     if (!options.filePath.empty()) {
         applyLineFile(settings, text(options.filePath));
@@ -57,22 +58,26 @@ LineSettings lineSettings(const CommonOptions& options, const QString& driverPar
     } else if (needLine && settings.carrier == Carrier::None) {
         throw UsageError(QStringLiteral("no line is given, use --serial PORT or --tcp HOST[:PORT]"));
     }
-    settings.rs485 = settings.rs485 || options.rs485;
-    if (settings.rs485 && settings.carrier != Carrier::Serial) {
+    if (options.rs485 && settings.carrier == Carrier::Tcp) {
         throw UsageError(QStringLiteral("RS-485 mode needs a serial port (--serial PORT)"));
     }
-    if (options.gapMs && !(*options.gapMs >= 0)) {
-        throw UsageError(QStringLiteral("the silent interval (--gap) is %1 ms, it must be 0 to 10000 ms")
-                             .arg(*options.gapMs));
-    }
+    // The file's RS-485 mode belongs to the file's port.
+    settings.rs485 = options.rs485 || (settings.rs485 && settings.carrier == Carrier::Serial);
     settings.baud = options.baud.value_or(settings.baud);
     settings.dataBits = options.dataBits.value_or(settings.dataBits);
     settings.stopBits = options.stopBits.value_or(settings.stopBits);
     settings.timeoutMs = options.timeoutMs.value_or(settings.timeoutMs);
+    if (options.lateMs && *options.lateMs < 0) {
+        throw UsageError(QStringLiteral("the time for late replies (--late) is %1 ms, it must be 0 to %2 ms")
+                             .arg(*options.lateMs)
+                             .arg(int(LONGEST_LATE_MS)));
+    }
     settings.lateMs = options.lateMs.value_or(settings.lateMs);
     settings.retries = options.retries.value_or(settings.retries);
     settings.block = options.block.value_or(settings.block);
-    settings.gapMs = options.gapMs.value_or(settings.gapMs);
+    if (options.gapMs) {
+        settings.gapMs = gapFromUser(*options.gapMs);
+    }
     if (options.parity) {
         settings.parity = parityFromText(text(*options.parity));
     }

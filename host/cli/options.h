@@ -45,9 +45,10 @@ void addLineOptions(CLI::App& command, CommonOptions& options);
 void addRecordOption(CLI::App& command, CommonOptions& options);
 void addJsonOption(CLI::App& command, CommonOptions& options);
 
-/// The settings that the options and the driver's defaults make, checked. Throws UsageError. A line is
-/// demanded when `needLine`.
-LineSettings lineSettings(const CommonOptions& options, const QString& driverParameter, bool needLine);
+/// The settings that the options, else the file of -c, else the driver's defaults, else `defaults` make,
+/// checked. Throws UsageError. A line is demanded when `needLine`.
+LineSettings lineSettings(const CommonOptions& options, const QString& driverParameter, bool needLine,
+                          const LineSettings& defaults = {});
 
 QString text(const std::string& argument);
 QStringList texts(const std::vector<std::string>& arguments);

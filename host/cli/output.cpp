@@ -1,18 +1,31 @@
 #include "output.h"
 
 #include <QDateTime>
+#include <cerrno>
 #include <cstdio>
+#include <cstring>
+
+#include "error.h"
 
 namespace dx7::cli {
 
+namespace {
+
+void printLine(const char* line) {
+    if (std::fprintf(stdout, "%s\n", line) < 0 || std::fflush(stdout) != 0) {
+        throw LineError(QStringLiteral("standard output cannot be written: %1")
+                            .arg(QString::fromLocal8Bit(std::strerror(errno))));
+    }
+}
+
+}  // namespace
+
 void print(const QString& line) {
-    std::fprintf(stdout, "%s\n", line.toUtf8().constData());
-    std::fflush(stdout);
+    printLine(line.toUtf8().constData());
 }
 
 void print(const Json& object) {
-    std::fprintf(stdout, "%s\n", object.dump().c_str());
-    std::fflush(stdout);
+    printLine(object.dump().c_str());
 }
 
 void complain(const QString& line) {

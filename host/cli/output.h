@@ -14,7 +14,8 @@ namespace dx7::cli {
 
 using Json = nlohmann::ordered_json;
 
-/// A line on standard output, flushed, so that a pipe sees it at once.
+/// A line on standard output, flushed, so that a pipe sees it at once. Throws LineError when it cannot be
+/// written.
 void print(const QString& line);
 void print(const Json& object);
 /// "dx7: ..." on standard error.

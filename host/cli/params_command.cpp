@@ -115,6 +115,13 @@ int runSave(const ParamsOptions& options) {
                             .arg(text(options.file)));
     }
     saveParameters(text(options.file), loaded.notation, set);
+    if (options.json) {
+        print(Json{{"file", utf8(text(options.file))},
+                   {"station", set.station},
+                   {"saved", set.count()},
+                   {"refused", refused}});
+        return EXIT_DONE;
+    }
     print(QStringLiteral("%1 of station %2 saved in %3%4")
               .arg(counted(set.count(), "parameter"))
               .arg(set.station)
@@ -153,6 +160,9 @@ void printDifference(const Difference& difference, bool json) {
     if (json) {
         Json object{{"item", utf8(difference.point.notation())}, {"file", difference.inFile}};
         object["device"] = difference.onDevice < 0 ? Json(nullptr) : Json(difference.onDevice);
+        if (!difference.fault.isEmpty()) {
+            object["fault"] = utf8(difference.fault);
+        }
         print(object);
     } else {
         print(QStringLiteral("%1  file %2  device %3")
@@ -170,12 +180,17 @@ int runDiff(const ParamsOptions& options) {
     Connection connection(loaded, settings, options);
     QVector<Difference> differences;
     const bool ended = findDifferences(connection, loaded.notation, set, &differences);
-    bool unread = !ended;
+    bool unread = false;
     for (const Difference& difference : differences) {
         printDifference(difference, options.json);
         unread = unread || difference.onDevice < 0;
     }
-    if (!options.json) {
+    if (!ended) {
+        throw LineError(QStringLiteral("stopped before all of %1 were compared").arg(text(options.file)));
+    }
+    if (options.json) {
+        print(Json{{"parameters", set.count()}, {"differ", differences.size()}});
+    } else {
         print(
             QStringLiteral("%1 of %2 differ").arg(differences.size()).arg(counted(set.count(), "parameter")));
     }
@@ -231,15 +246,27 @@ int runLoad(const ParamsOptions& options) {
         }
         ++failed;
         progress.clear();
+        if (options.json) {
+            print(Json{{"item", utf8(difference.point.notation())},
+                       {"file", difference.inFile},
+                       {"fault", utf8(fault)}});
+        }
         complain(QStringLiteral("%1 = %2: %3").arg(difference.point.name).arg(difference.inFile).arg(fault));
     }
     progress.clear();
     const int left = differences.size() - written;
-    print(QStringLiteral("%1: %2 were right already, %3 written and verified, %4 not")
-              .arg(counted(set.count(), "parameter"))
-              .arg(set.count() - differences.size())
-              .arg(written)
-              .arg(left));
+    if (options.json) {
+        print(Json{{"parameters", set.count()},
+                   {"right", set.count() - differences.size()},
+                   {"written", written},
+                   {"not_written", left}});
+    } else {
+        print(QStringLiteral("%1: %2 were right already, %3 written and verified, %4 not")
+                  .arg(counted(set.count(), "parameter"))
+                  .arg(set.count() - differences.size())
+                  .arg(written)
+                  .arg(left));
+    }
     if (left > failed) {
         complain(QStringLiteral("stopped; run it again to write the rest"));
     }

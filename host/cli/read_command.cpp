@@ -33,7 +33,8 @@ int runRead(const ReadOptions& options) {
             printPoint(options, points.at(i), read.table().state(i));
         } else {
             good = false;
-            const QString fault = read.fault(i).isEmpty() ? QStringLiteral("not read") : read.fault(i);
+            const QString fault =
+                read.fault(i).isEmpty() ? QStringLiteral("stopped before that") : read.fault(i);
             if (options.json) {
                 Json json = pointJson(points.at(i), read.table().state(i));
                 json["fault"] = utf8(fault);

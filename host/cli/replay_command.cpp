@@ -1,5 +1,6 @@
 #include <QDateTime>
 
+#include "error.h"
 #include "options.h"
 #include "output.h"
 #include "recorder.h"
@@ -42,9 +43,15 @@ void printFrame(const RecordedFrame& frame, qint64 sinceRequestUs, bool json) {
 
 int runReplay(const ReplayOptions& options) {
     qint64 requestUs = -1;
-    for (const RecordedFrame& frame : readRecording(text(options.file))) {
+    QString breaksOff;
+    const QVector<RecordedFrame> frames = readRecording(text(options.file), &breaksOff);
+    for (const RecordedFrame& frame : frames) {
         printFrame(frame, requestUs < 0 ? -1 : frame.timeUs - requestUs, options.json);
         requestUs = frame.request ? frame.timeUs : requestUs;
+    }
+    if (!breaksOff.isEmpty()) {
+        throw LineError(QStringLiteral("%1 breaks off after %2: %3")
+                            .arg(text(options.file), counted(frames.size(), "frame"), breaksOff));
     }
     return EXIT_DONE;
 }
@@ -59,7 +66,8 @@ void addReplayCommand(CLI::App& app, Run& run) {
     command->footer(
         "Examples:\n"
         "  dx7 replay line.pcap\n"
-        "  tshark -r line.pcap -o mbrtu.tcp.port:502      (the same in Wireshark's words)");
+        "  tshark -r line.pcap -o mbrtu.tcp.port:502      (the same in Wireshark's words)\n"
+        "A recording that breaks off is printed as far as it goes; the exit code is 1 then.");
     command->callback([options, &run] { run = [options] { return runReplay(*options); }; });
 }
 

@@ -3,7 +3,6 @@
 #include "number_ranges.h"
 #include "output.h"
 #include "progress.h"
-#include "stop_signal.h"
 
 namespace dx7::cli {
 
@@ -43,10 +42,10 @@ void printStation(int station, const Transaction& answer, bool json) {
 
 int runScan(const ScanOptions& options) {
     const Driver loaded(options);
-    CommonOptions line = options;
-    line.retries = options.retries.value_or(1);
-    line.timeoutMs = options.timeoutMs.value_or(200);
-    const LineSettings settings = lineSettings(line, loaded.parameter(), true);
+    LineSettings defaults;
+    defaults.retries = 1;
+    defaults.timeoutMs = 200;
+    const LineSettings settings = lineSettings(options, loaded.parameter(), true, defaults);
     const QVector<int> stations = numbersFromText(text(options.stations), "--stations", 1, 247);
     const RegisterType status = statusType(loaded);
     Connection connection(loaded, settings, options);
@@ -78,11 +77,14 @@ int runScan(const ScanOptions& options) {
         }
     }
     progress.clear();
-    if (!options.json) {
+    const bool stopped = asked < stations.size();
+    if (options.json) {
+        print(Json{{"asked", asked}, {"answered", found}, {"stopped", stopped}});
+    } else {
         print(QStringLiteral("%1 of %2 asked stations answered%3")
                   .arg(found)
                   .arg(asked)
-                  .arg(QLatin1String(stopRequested() ? " (stopped)" : "")));
+                  .arg(QLatin1String(stopped ? " (stopped)" : "")));
     }
     return found > 0 ? EXIT_DONE : EXIT_FAILED;
 }
@@ -99,7 +101,8 @@ void addScanCommand(CLI::App& app, Run& run) {
     addLineOptions(*command, *options);
     addRecordOption(*command, *options);
     command->footer(
-        "A refusal is an answer, too. For a scan --timeout is 200 and --retries 1 unless given.\n"
+        "A refusal is an answer, too. Unless --timeout and --retries or the file of -c say otherwise,\n"
+        "a request waits 200 ms and is sent once.\n"
         "Examples:\n"
         "  dx7 scan --serial /dev/ttyUSB0\n"
         "  dx7 scan --serial /dev/ttyUSB0 --stations 1-32 --timeout 100\n"

@@ -3,13 +3,13 @@
 #include <functional>
 
 #include "rtu_frame.h"
+#include "scrolled_text.h"
 
 namespace dx7::cli {
 
 namespace {
 
-const int LABEL_WIDTH = 26;
-const int COLUMN_WIDTH = 10;
+enum { LABEL_WIDTH = ScrolledText::LABEL_WIDTH, COLUMN_WIDTH = ScrolledText::COLUMN_WIDTH - 1 };
 
 double milliseconds(qint64 us) {
     return static_cast<double>(us) / 1000;

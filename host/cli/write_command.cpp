@@ -28,7 +28,9 @@ WriteJob makeJob(const WriteRequest& request) {
     for (int i = 0; i < request.items.size(); i += request.first.items()) {
         Point point = request.first;
         point.address += i;
-        point.name = point.notation();
+        if (i > 0 || point.name.isEmpty()) {
+            point.name = point.notation();
+        }
         job.points += point;
     }
     return job;
@@ -74,14 +76,17 @@ void verify(Connection& connection, QVector<WriteJob>& jobs) {
     }
     OneShotRead read(connection.session(), connection.engine(), connection.clock());
     read.queue(points);
-    connection.runOperations();
+    const bool ended = connection.runOperations();
     int next = 0;
     for (WriteJob& job : jobs) {
         for (int i = 0; job.fault.isEmpty() && i < job.points.size(); ++i) {
             const Point& point = job.points.at(i);
             const PointState& state = read.table().state(next + i);
             if (state.quality != Quality::Good) {
-                job.fault = QStringLiteral("written, but reading back failed: %1").arg(read.fault(next + i));
+                const QString fault = read.fault(next + i);
+                job.fault = ended || !fault.isEmpty()
+                                ? QStringLiteral("written, but reading back failed: %1").arg(fault)
+                                : QStringLiteral("written, but stopped before it was read back");
             } else if (state.raw != writtenRaw(job, i)) {
                 job.fault = QStringLiteral("written, but %1 reads %2 instead of %3")
                                 .arg(point.name, valueText(point.format, point.type, state.raw),
@@ -98,6 +103,7 @@ bool report(const WriteOptions& options, const WriteJob& job) {
     const bool good = job.fault.isEmpty();
     if (options.json) {
         Json json;
+        json["name"] = utf8(job.request.first.name);
         json["item"] = utf8(job.request.notation());
         json["values"] = utf8(valuesText(job));
         json["written"] = good;
@@ -108,12 +114,12 @@ bool report(const WriteOptions& options, const WriteJob& job) {
         print(json);
     } else if (good) {
         print(QStringLiteral("%1 = %2 %3")
-                  .arg(job.request.notation(), valuesText(job),
+                  .arg(job.request.first.name, valuesText(job),
                        QLatin1String(options.verify ? "written and verified" : "written")));
     }
     if (!good) {
         complain(
-            QStringLiteral("%1 = %2 failed: %3").arg(job.request.notation(), valuesText(job), job.fault));
+            QStringLiteral("%1 = %2 failed: %3").arg(job.request.first.name, valuesText(job), job.fault));
     }
     return good;
 }

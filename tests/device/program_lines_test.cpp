@@ -119,6 +119,23 @@ TEST_F(PtyLineTest, LeavesALinkThatAnotherDeviceTookOver) {
     EXPECT_EQ(Client(link, 2).holding(0xF325), 325);
 }
 
+TEST_F(PtyLineTest, CarriesOutALastCommandWithoutItsNewline) {
+    DeviceProcess device({"--pty", link}, {});
+    device.type("set F:3.0.25=7\nset F:3.0.25=8");
+    device.closeInput();
+    EXPECT_EQ(device.readLine(), "F:3.0.25@1 = 7");
+    EXPECT_EQ(device.readLine(), "F:3.0.25@1 = 8");
+    EXPECT_EQ(Client(link).holding(0xF325), 8);
+}
+
+TEST_F(PtyLineTest, RefusesASeedThatIsNoWholeNumber) {
+    for (const char* seed : {"-1", "1.5", "x", ""}) {
+        const Finished end = runDevice({"--pty", link, "--seed", seed});
+        EXPECT_EQ(end.exitCode, 2) << seed;
+        EXPECT_NE(end.errors.find("no whole number"), std::string::npos) << end.errors;
+    }
+}
+
 TEST_F(PtyLineTest, GoesOnWithoutStandardInput) {
     DeviceProcess device({"--pty", link}, {});
     device.closeInput();

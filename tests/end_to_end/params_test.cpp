@@ -72,6 +72,26 @@ TEST_P(Params, ListsWhatTheStationRefuses) {
     EXPECT_EQ(9, rig.client()->holding(0xF325)) << "the other one is written all the same";
 }
 
+TEST_P(Params, SpeakJson) {
+    const auto only = [this](const Words& words, int exitCode) {
+        const Finished run = rig.dx7(words);
+        EXPECT_EQ(exitCode, run.exitCode) << run.errors;
+        return jsonLines(run.output);
+    };
+    EXPECT_EQ(Json({{"file", file}, {"station", 1}, {"saved", 56}, {"refused", 0}}),
+              only({"params", "save", file, "--groups", "3", "--json"}, 0).at(0));
+    writeFile(file, "station = 1\n[F]\n\"3.0.25\" = 9\n\"10.0.00\" = 1\n\"3.0.24\" = 324\n");
+    const std::vector<Json> load = only({"params", "load", file, "--json"}, 1);
+    ASSERT_EQ(2U, load.size());
+    EXPECT_EQ("F:10.0.00@1", load[0].at("item"));
+    EXPECT_EQ("exception 2 (illegal data address)", load[0].at("fault"));
+    EXPECT_EQ(Json({{"parameters", 3}, {"right", 1}, {"written", 1}, {"not_written", 1}}), load[1]);
+    const std::vector<Json> diff = only({"params", "diff", file, "--json"}, 1);
+    ASSERT_EQ(2U, diff.size());
+    EXPECT_TRUE(diff[0].at("device").is_null());
+    EXPECT_EQ(Json({{"parameters", 3}, {"differ", 1}}), diff[1]);
+}
+
 TEST_P(Params, AFailedSaveLeavesTheFileThatWasThere) {
     writeFile(file, "as it was");
     const Finished run = rig.dx7({"params", "save", file, "--station", "9", "--timeout", "30"});

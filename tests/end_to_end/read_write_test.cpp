@@ -1,6 +1,8 @@
 // dx7 read and dx7 write over both lines. What was written is checked with libmodbus's client, what is read
 // was given to the device by its own command channel.
 #include <algorithm>
+#include <csignal>
+#include <cstdio>
 #include <regex>
 
 #include "rig.h"
@@ -154,6 +156,31 @@ TEST(WriteVerify, AValueThatDidNotTakeIsNamed) {
         << run.errors;
     const Finished trusting = runToEnd(dx7Words({"write", "F:0.0.10=5", "--tcp", device.address()}));
     EXPECT_EQ(0, trusting.exitCode) << trusting.errors;
+}
+
+// Stopped while a silent station is waited for.
+TEST_P(ReadWrite, CtrlCEndsAnyCommandWithExitCode1) {
+    rig.tell("silence 2");
+    const std::string file = rig.file("parameters.toml");
+    writeFile(file, "station = 2\n[F]\n\"3.0.25\" = 9\n");
+    const std::vector<Words> commands = {{"read", "AI:0@2", "DO:1@2"},
+                                         {"write", "F:3.0.25@2=1", "DO:1@2=1", "--verify"},
+                                         {"params", "diff", file},
+                                         {"params", "load", file},
+                                         {"params", "save", file, "--station", "2"}};
+    for (Words words : commands) {
+        const std::string recording = rig.file("line.pcap");
+        words.insert(words.end(), {"--timeout", "20000", "--record", recording});
+        Process process(rig.command(words));
+        // The request is out when it has been recorded.
+        ASSERT_TRUE(eventually([&] { return readFile(recording).size() > 60; })) << words[0];
+        process.signal(SIGINT);
+        const Finished run = process.finish();
+        EXPECT_EQ(1, run.exitCode) << words[0] << run.output;
+        EXPECT_NE(std::string::npos, run.errors.find("stopped")) << words[0] << ": " << run.errors;
+        EXPECT_EQ("", run.output) << words[0];
+        std::remove(recording.c_str());
+    }
 }
 
 }  // namespace

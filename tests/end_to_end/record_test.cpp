@@ -246,6 +246,49 @@ TEST_P(Replay, PrintsARecordingLegibly) {
     EXPECT_EQ(4, std::count(run.output.begin(), run.output.end(), '\n')) << run.output;
 }
 
+TEST_P(Replay, PrintsARecordingThatBreaksOffAsFarAsItGoes) {
+    const Rig rig(GetParam());
+    const std::string file = rig.file("line.pcap");
+    ASSERT_EQ(0, rig.dx7({"read", "F:3.0.25", "AI:0", "--record", file}).exitCode);
+    const std::string whole = readFile(file);
+    writeFile(file, whole.substr(0, whole.size() - 5));
+    const Finished run = runToEnd(dx7Words({"replay", file}));
+    EXPECT_EQ(1, run.exitCode);
+    EXPECT_EQ(3, std::count(run.output.begin(), run.output.end(), '\n')) << run.output;
+    EXPECT_TRUE(std::regex_match(run.errors,
+                                 std::regex("dx7: [^\n]*line\\.pcap breaks off after 3 frames: [^\n]+\n")))
+        << run.errors;
+    EXPECT_EQ(3U, jsonLines(runToEnd(dx7Words({"replay", "--json", file})).output).size());
+}
+
+/// The command in a shell that takes a setting first.
+Words inAShell(const std::string& setting, const Words& command) {
+    Words words{"/bin/bash", "-c", setting + "; exec \"$@\"", "bash"};
+    words.insert(words.end(), command.begin(), command.end());
+    return words;
+}
+
+// Stands for a disk that fills up: a file cannot grow beyond 1 KiB.
+TEST_P(Replay, ARecordingThatCannotGoOnEndsTheCommand) {
+    const Rig rig(GetParam());
+    const std::string file = rig.file("line.pcap");
+    const Words monitor = rig.command({"monitor", "--lines", "--seconds", "20", "AI:0", "--record", file});
+    const Finished run = runToEnd(inAShell("trap '' XFSZ; ulimit -f 1", monitor));
+    EXPECT_EQ(1, run.exitCode);
+    EXPECT_TRUE(std::regex_match(
+        run.errors, std::regex("dx7: the recording [^\n]*line\\.pcap cannot be written any more: [^\n]+\n")))
+        << run.errors;
+    EXPECT_LT(5U, jsonLines(runToEnd(dx7Words({"replay", "--json", file})).output).size())
+        << "what was recorded can be read";
+}
+
+TEST(Output, ThatCannotBeWrittenEndsTheCommand) {
+    const Finished run = runToEnd(inAShell("exec >/dev/full", dx7Words({"types"})));
+    EXPECT_EQ(1, run.exitCode);
+    EXPECT_TRUE(std::regex_match(run.errors, std::regex("dx7: standard output cannot be written: [^\n]+\n")))
+        << run.errors;
+}
+
 TEST_P(Replay, AScanAndAMonitorAreRecordedToo) {
     const Rig rig(GetParam());
     const std::string file = rig.file("line.pcap");

@@ -25,7 +25,8 @@ TEST_P(Scan, FindsThemAsJson) {
     const Finished run = rig.dx7({"scan", "--json", "--stations", "1-6", "--timeout", "100"});
     EXPECT_EQ(0, run.exitCode) << run.errors;
     const std::vector<Json> found = jsonLines(run.output);
-    ASSERT_EQ(2U, found.size()) << run.output;
+    ASSERT_EQ(3U, found.size()) << run.output;
+    EXPECT_EQ(Json({{"asked", 6}, {"answered", 2}, {"stopped", false}}), found[2]);
     EXPECT_EQ(2, found[0].at("station"));
     EXPECT_EQ(5, found[1].at("station"));
     EXPECT_TRUE(found[1].at("status").is_number()) << run.output;
@@ -45,7 +46,15 @@ TEST_P(Scan, EndsWithWhatItFoundOnCtrlC) {
     const Json found = nextJson(scan, [](const Json& object) { return has(object, "station", 2); });
     ASSERT_FALSE(found.is_null());
     scan.signal(SIGINT);
-    EXPECT_EQ(0, scan.finish().exitCode) << "a station was found";
+    const Finished run = scan.finish();
+    EXPECT_EQ(0, run.exitCode) << "a station was found";
+    EXPECT_EQ(true, jsonLines(run.output).back().at("stopped")) << run.output;
+}
+
+TEST_P(Scan, TakesTimeoutAndRetriesOfAFile) {
+    writeFile(rig.file("scan.toml"), "[line]\ntimeout = 20\nretries = 2\n");
+    EXPECT_EQ(0, rig.dx7({"scan", "--stations", "2-3", "-c", rig.file("scan.toml")}).exitCode);
+    EXPECT_EQ(2, numberBehind(rig.stopDevice(), "not for us: ")) << "station 3 was asked twice";
 }
 
 }  // namespace

@@ -114,6 +114,41 @@ TEST_P(LiveTable, ShowsTheStatisticsAndTheTableAgain) {
     EXPECT_TRUE(terminal.shows("F:3\\.0\\.25@2 +325 +good")) << terminal.screen();
 }
 
+TEST_P(LiveTable, ScrollsStatisticsThatDoNotFit) {
+    const Terminal terminal = monitor({"F:3.0.25@1", "F:3.0.25@2"}, 50, 9);
+    ASSERT_TRUE(terminal.shows("F:3\\.0\\.25@2")) << terminal.screen();
+    terminal.type({"s"});
+    EXPECT_TRUE(terminal.shows("station 1 +station 2\n[^]*wrong CRC +0 +0\n")) << terminal.screen();
+    EXPECT_TRUE(terminal.shows("Up/Down more")) << terminal.screen();
+    EXPECT_EQ(std::string::npos, terminal.screen().find("line busy"));
+    terminal.type({"Right"});
+    EXPECT_TRUE(terminal.shows("station 2 +all\n")) << terminal.screen();
+    terminal.type({"NPage", "NPage", "NPage", "NPage"});
+    EXPECT_TRUE(terminal.shows("cycle: [^\n]*\n[^\n]*line busy")) << terminal.screen();
+    // Beyond the end there is nothing to come back from.
+    terminal.type({"Left", "Up"});
+    EXPECT_TRUE(eventually([&] { return terminal.screen().find("line busy") == std::string::npos; }))
+        << terminal.screen();
+    terminal.type({"q"});
+    EXPECT_TRUE(terminal.shows("exit code 0")) << terminal.screen();
+}
+
+TEST_P(LiveTable, TakesNoWriteWhileTheLineIsLost) {
+    const Terminal terminal = monitor({"F:3.0.25"});
+    ASSERT_TRUE(terminal.shows("325 +good")) << terminal.screen();
+    terminal.type({"w", "9", "9"});
+    EXPECT_TRUE(terminal.shows("= 99_")) << terminal.screen();
+    rig.stopDevice();
+    EXPECT_TRUE(terminal.shows("325 +no line")) << terminal.screen();
+    terminal.type({"Enter"});
+    EXPECT_TRUE(terminal.shows("nothing is written while there is no line")) << terminal.screen();
+    terminal.type({"s", "s", "w"});
+    EXPECT_TRUE(terminal.shows("nothing is written while there is no line")) << terminal.screen();
+    rig.startDevice();
+    EXPECT_TRUE(terminal.shows("325 +good")) << terminal.screen();
+    EXPECT_EQ("F:3.0.25@1 = 325", rig.tell("get F:3.0.25@1"));
+}
+
 TEST_P(LiveTable, FollowsTheSizeOfTheTerminal) {
     const Terminal terminal = monitor({"F:0.0.00,30"}, 100, 40);
     ASSERT_TRUE(terminal.shows("F:0\\.0\\.29@1 +29 +good")) << terminal.screen();

@@ -148,4 +148,32 @@ TEST(Help, HasAnExampleForEachCommand) {
     }
 }
 
+struct Neighbours {
+    Words words;
+    std::string apart;  ///< Why the second request is not part of the first.
+};
+void PrintTo(const Neighbours& neighbours, std::ostream* out) {
+    *out << neighbours.apart;
+}
+
+class PlanReason : public testing::TestWithParam<Neighbours> {};
+
+TEST_P(PlanReason, IsNamed) {
+    Words words{"plan", "--json"};
+    words.insert(words.end(), GetParam().words.begin(), GetParam().words.end());
+    const std::vector<Json> blocks = jsonLines(dx7(words).output);
+    ASSERT_EQ(3U, blocks.size()) << "two requests and the sum";
+    EXPECT_FALSE(blocks[0].contains("apart"));
+    EXPECT_EQ(GetParam().apart, blocks[1].at("apart"));
+}
+
+INSTANTIATE_TEST_SUITE_P(Table, PlanReason,
+                         testing::Values(Neighbours{{"AI:0", "DE:0"}, "other type"},
+                                         Neighbours{{"AI:0@1", "AI:0@2"}, "other station"},
+                                         Neighbours{{"F:3.0.05", "F:3.0.08"}, "gap of 2"},
+                                         Neighbours{{"F:2.0.55", "F:3.0.00"}, "group of 56"},
+                                         Neighbours{{"F:3.0.09,2"}, "sub-group of 10"},
+                                         Neighbours{{"F:3.0.00,6", "--block", "4"}, "block limit of 4"},
+                                         Neighbours{{"SDO:1,6", "--block", "4"}, "block limit of 4"}));
+
 }  // namespace

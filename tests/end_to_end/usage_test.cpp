@@ -58,7 +58,7 @@ INSTANTIATE_TEST_SUITE_P(
     testing::Values(Wrong{{"write", "MOD:1=1", "F:0.0.00=65536"}, "", "65536"},
                     Wrong{{"write", "F:0.0.00=-40000"}, "", "-40000"}, Wrong{{"write", "SDO:1=2"}, "", "2"},
                     Wrong{{"write", "F:0.0.00/u32=4294967296"}, "", "4294967296"},
-                    Wrong{{"write", "F:0.0.00/scale=0.1=9999"}, "", "9999"},
+                    Wrong{{"write", "F:0.0.00/scale=0.1=9999"}, "", "-3276.8 to 6553.5"},
                     Wrong{{"write", "F:0.0.00="}, "", "F"}, Wrong{{"write", "F:0.0.00=1.5"}, "", "1.5"},
                     Wrong{{"write", "F:0.0.00=nan"}, "", "nan"},
                     Wrong{{"write", "F:0.0.00/scale=0.1=inf"}, "", "inf"},
@@ -70,7 +70,11 @@ INSTANTIATE_TEST_SUITE_P(
     Items, WrongArguments,
     testing::Values(Wrong{{"read", "AI:0@248"}, "", "248"}, Wrong{{"read", "AI:0@"}, "", "station"},
                     Wrong{{"read", "AI:0/wrong"}, "", "wrong"}, Wrong{{"read", "DO:1/u32"}, "", "DO"},
-                    Wrong{{"read", "F:0.0.09/u32"}, "", "0.0.09"},
+                    Wrong{{"read", "F:0.0.09/u32"}, "", "0.0.09"}, Wrong{{"read", "DO:1/hex"}, "", "bits"},
+                    Wrong{{"read", "DO:1/scale=2"}, "", "bits"},
+                    Wrong{{"write", "SDO:1/unit=V=1"}, "", "bits"},
+                    Wrong{{"read", "AI:0/hex/scale=2"}, "", "scale"},
+                    Wrong{{"read", "AI:0/low-first"}, "", "low-first"},
                     Wrong{{"read", "AI:0/scale=0"}, "", "scale"}, Wrong{{"read", "AI:0,0"}, "", "count"},
                     Wrong{{"read", "AI:0,99999999999"}, "", "99999999999"},
                     Wrong{{"read", "AI:99999999999"}, "", "99999999999"}, Wrong{{"read", ""}, "", "\"\""},
@@ -85,6 +89,15 @@ INSTANTIATE_TEST_SUITE_P(
                     Wrong{{"read", "AI:0", "--timeout", "soon"}, "", "soon"},
                     Wrong{{"read", "AI:0", "--retries", "-1"}, "", "--retries"},
                     Wrong{{"read", "AI:0", "--block", "126"}, "", "126"},
+                    Wrong{{"read", "AI:0", "--block", "0"}, "", "--block"},
+                    Wrong{{"read", "AI:0", "--late", "-1"}, "", "--late"},
+                    Wrong{{"read", "AI:0", "--retries", "100"}, "", "0 to 99"},
+                    Wrong{{"read", "AI:0", "--timeout", "600001"}, "", "600001"},
+                    Wrong{{"read", "AI:0", "--timeout", "5000000000"}, "", "5000000000"},
+                    Wrong{{"read", "AI:0", "--gap", "10000.5"}, "", "0 to 10000"},
+                    Wrong{{"read", "AI:0", "--rs485"}, "", "leave --rs485"},
+                    Wrong{{"plan", "AI:0", "--record", "x"}, "", "--record"},
+                    Wrong{{"read", "AI:0", "--record", "/dev/full"}, "", "/dev/full"},
                     Wrong{{"read", "AI:0", "--gap", "-1"}, "", "--gap"},
                     Wrong{{"read", "AI:0", "--gap", "nan"}, "", "--gap"},
                     Wrong{{"read", "AI:0", "--baud", "0"}, "", "--baud"},
@@ -120,6 +133,8 @@ INSTANTIATE_TEST_SUITE_P(
         Wrong{{"params", "diff", "%"},
               "station = 1\n[F]\n\"3.0.25\" = 1\n\"3.#.25\" = 1\n",
               "3.0.25 stands here twice"},
+        Wrong{{"params", "diff", "%"}, "station = \"one\"\n[F]\n\"3.0.25\" = 1\n", "%:1:11: "},
+        Wrong{{"params", "diff", "%"}, "station = 1\n[F]\n", "%:1:1: "},
         Wrong{{"params", "diff", "%"}, "station = 1\n[FOO]\n\"0\" = 1\n", "%:2:"}));
 
 INSTANTIATE_TEST_SUITE_P(
@@ -133,10 +148,60 @@ INSTANTIATE_TEST_SUITE_P(
         Wrong{{"read", "-c", "%"},
               "[[tag]]\nname = \"a\"\ntype = \"AI\"\naddress = 0\n  colour = 1\n",
               "%:5:3: "},
-        Wrong{{"read", "-c", "%"}, "[[tag]]\nname = \"a\"\ntype = \"AI\"\naddress = 4\n", "%:1:"},
+        Wrong{{"read", "-c", "%"}, "[[tag]]\nname = \"a\"\ntype = \"AI\"\naddress = 4\n", "%:4:11: "},
         Wrong{{"read", "-c", "%"}, "[line\n", "%:1:"},
         Wrong{
             {"read", "-c", "%", "nobody"}, "[[tag]]\nname = \"a\"\ntype = \"AI\"\naddress = 0\n", "nobody"}));
+
+// Where each key of a file is wrong, with a type that cannot be or a value out of range.
+INSTANTIATE_TEST_SUITE_P(
+    LineKeys, WrongArguments,
+    testing::Values(Wrong{{"read", "-c", "%"}, "[line]\nbaud = 5\n", "%:2:8: "},
+                    Wrong{{"read", "-c", "%"}, "[line]\nbaud = 9600.0\n", "%:2:8: "},
+                    Wrong{{"read", "-c", "%"}, "[line]\nbaud = 99999999999\n", "%:2:8: "},
+                    Wrong{{"read", "-c", "%"}, "[line]\nparity = \"mark\"\n", "%:2:10: "},
+                    Wrong{{"read", "-c", "%"}, "[line]\nparity = 0\n", "%:2:10: "},
+                    Wrong{{"read", "-c", "%"}, "[line]\ndata_bits = 9\n", "%:2:13: "},
+                    Wrong{{"read", "-c", "%"}, "[line]\nstop_bits = 0\n", "%:2:13: "},
+                    Wrong{{"read", "-c", "%"}, "[line]\nrs485 = 1\n", "%:2:9: "},
+                    Wrong{{"read", "-c", "%"}, "[line]\ntcp = \"a\"\nrs485 = true\n", "%:3:9: "},
+                    Wrong{{"read", "-c", "%"}, "[line]\ntcp = \"a:0\"\n", "%:2:7: "},
+                    Wrong{{"read", "-c", "%"}, "[line]\nserial = \"\"\n", "%:2:10: "},
+                    Wrong{{"read", "-c", "%"}, "[line]\ntimeout = 0\n", "%:2:11: "},
+                    Wrong{{"read", "-c", "%"}, "[line]\nretries = -1\n", "%:2:11: "},
+                    Wrong{{"read", "-c", "%"}, "[line]\nlate = -1\n", "%:2:8: "},
+                    Wrong{{"read", "-c", "%"}, "[line]\nblock = 126\n", "%:2:9: "},
+                    Wrong{{"read", "-c", "%"}, "[line]\ngap = -1\n", "%:2:7: "},
+                    Wrong{{"read", "-c", "%"}, "[line]\ngap = nan\n", "%:2:7: "},
+                    Wrong{{"read", "-c", "%"}, "line = 3\n", "%:1:8: "},
+                    Wrong{{"read", "-c", "%"}, "[tag]\nname = \"a\"\n", "%:1:1: "}));
+
+std::string tag(const std::string& lines) {
+    return "[[tag]]\n" + lines;
+}
+const std::string WORD = "name = \"a\"\ntype = \"F\"\naddress = \"0.0.00\"\n";
+const std::string BIT = "name = \"a\"\ntype = \"DO\"\naddress = 1\n";
+
+INSTANTIATE_TEST_SUITE_P(
+    TagKeys, WrongArguments,
+    testing::Values(Wrong{{"read", "-c", "%"}, tag("name = \"\"\n"), "%:2:8: "},
+                    Wrong{{"read", "-c", "%"}, tag("name = 1\n"), "%:2:8: "},
+                    Wrong{{"read", "-c", "%"}, tag("name = \"a\"\ntype = \"X\"\naddress = 0\n"), "%:3:8: "},
+                    Wrong{
+                        {"read", "-c", "%"}, tag("name = \"a\"\ntype = \"F\"\naddress = true\n"), "%:4:11: "},
+                    Wrong{{"read", "-c", "%"}, tag(WORD + "station = 248\n"), "%:5:11: "},
+                    Wrong{{"read", "-c", "%"}, tag(WORD + "station = 0\n"), "%:5:11: "},
+                    Wrong{{"read", "-c", "%"}, tag(WORD + "count = 0\n"), "%:5:9: "},
+                    Wrong{{"read", "-c", "%"}, tag(WORD + "count = 1001\n"), "%:5:9: "},
+                    Wrong{{"read", "-c", "%"}, tag(WORD + "format = \"octal\"\n"), "%:5:10: "},
+                    Wrong{{"read", "-c", "%"}, tag(WORD + "format = 16\n"), "%:5:10: "},
+                    Wrong{{"read", "-c", "%"}, tag(WORD + "scale = 0\n"), "%:5:9: "},
+                    Wrong{{"read", "-c", "%"}, tag(WORD + "scale = inf\n"), "%:5:9: "},
+                    Wrong{{"read", "-c", "%"}, tag(WORD + "unit = 5\n"), "%:5:8: "},
+                    Wrong{{"read", "-c", "%"}, tag(BIT + "format = \"hex\"\n"), "%:5:10: "},
+                    Wrong{{"read", "-c", "%"}, tag(BIT + "scale = 2\n"), "%:5:9: "},
+                    Wrong{{"read", "-c", "%"}, tag(BIT + "unit = \"V\"\n"), "%:5:8: "},
+                    Wrong{{"read", "-c", "%"}, tag(WORD) + tag(WORD), "%:5:1: "}));
 
 class WrongWithoutALine : public WrongUse {};
 

@@ -107,9 +107,9 @@ TEST_F(FilesTest, FaultsOfLineFilesAreNamedByPlace) {
     EXPECT_EQ(placeOf("[line]\nserial = \"a\"\ntcp = \"b\"\n", load), "3:7");
     EXPECT_EQ(placeOf("[lien]\n", load), "1:2");
     EXPECT_EQ(placeOf("[line\n", load), "1:6");
-    EXPECT_EQ(placeOf("[line]\nblock = 0\n", load), "1:1");
+    EXPECT_EQ(placeOf("[line]\nblock = 0\n", load), "2:9");
     EXPECT_EQ(placeOf("[[tag]]\nname = \"a\"\ntype = \"AI\"\naddress = 0\nuint = \"V\"\n", load), "5:1");
-    EXPECT_EQ(placeOf("[[tag]]\nname = \"a\"\ntype = \"AI\"\naddress = 4\n", load), "1:1");
+    EXPECT_EQ(placeOf("[[tag]]\nname = \"a\"\ntype = \"AI\"\naddress = 4\n", load), "4:11");
     EXPECT_EQ(placeOf("[[tag]]\ntype = \"AI\"\naddress = 0\n", load), "1:1");
 }
 

@@ -1,5 +1,7 @@
 #include "line_settings.h"
 
+#include <cmath>
+
 #include <gtest/gtest.h>
 
 #include "error.h"
@@ -93,6 +95,7 @@ TEST(LineSettings, RefusesWhatCannotWork) {
         {"data bits 5", [](LineSettings& s) { s.dataBits = 5; }},
         {"stop bits 3", [](LineSettings& s) { s.stopBits = 3; }},
         {"gap 20 s", [](LineSettings& s) { s.gapMs = 20000; }},
+        {"gap nan", [](LineSettings& s) { s.gapMs = std::nan(""); }},
     };
     EXPECT_NO_THROW(checkSettings(serial(9600)));
     for (const Case& c : cases) {
