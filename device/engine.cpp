@@ -111,8 +111,11 @@ Answer Engine::answer(const Bytes& request, Model& model, Time now) {
 Answer Engine::replyFromMap(const Bytes& request, int requestLength, Model& model, Time now) {
     Window window(request, model, now);
     modbus_reply(m_context.get(), request.data(), requestLength, window.mapping());
-    window.storeWritten(model, now);
-    return {true, takeOut()};
+    const Answer answer{true, takeOut()};
+    if (answer.exceptionCode() == 0) {
+        window.storeWritten(model, now);
+    }
+    return answer;
 }
 
 Answer Engine::replyWithStatus(const Bytes& request, const Model& model, Time now) {

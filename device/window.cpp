@@ -1,5 +1,7 @@
 #include "window.h"
 
+#include <algorithm>
+
 namespace dx7sim {
 
 namespace {
@@ -19,6 +21,12 @@ Table tableOf(int functionCode) {
     }
 }
 
+std::size_t writtenCount(const Bytes& request) {
+    const bool several =
+        request[1] == MODBUS_FC_WRITE_MULTIPLE_COILS || request[1] == MODBUS_FC_WRITE_MULTIPLE_REGISTERS;
+    return several ? static_cast<std::size_t>(request[4] << 8 | request[5]) : 1;
+}
+
 }  // namespace
 
 Window::Window(const Bytes& request, const Model& model, Time now)
@@ -29,6 +37,8 @@ Window::Window(const Bytes& request, const Model& model, Time now)
     if (span) {
         m_span = *span;
         fill(model, now);
+        m_firstWritten = static_cast<std::size_t>(start - m_span.start);
+        m_writtenCount = m_isWrite ? writtenCount(request) : 0;
     }
     attach();
 }
@@ -38,10 +48,9 @@ void Window::fill(const Model& model, Time now) {
     for (int offset = 0; offset < m_span.count; ++offset) {
         const std::uint16_t number = static_cast<std::uint16_t>(m_span.start + offset);
         m_items.push_back(m_isWrite ? map.writtenAt(m_table, number) : map.readAt(m_table, number));
-        m_before.push_back(m_items.back() ? model.value(*m_items.back(), now) : std::uint16_t(0));
+        m_words.push_back(m_items.back() ? model.value(*m_items.back(), now) : std::uint16_t(0));
     }
-    m_words = m_before;
-    m_bits.assign(m_before.begin(), m_before.end());
+    m_bits.assign(m_words.begin(), m_words.end());
 }
 
 void Window::attach() {
@@ -75,10 +84,9 @@ std::uint16_t Window::current(std::size_t offset) const {
 }
 
 void Window::storeWritten(Model& model, Time now) const {
-    for (std::size_t offset = 0; m_isWrite && offset < m_items.size(); ++offset) {
-        if (current(offset) != m_before[offset]) {
-            model.set(*m_items[offset], current(offset), now);
-        }
+    const std::size_t end = std::min(m_firstWritten + m_writtenCount, m_items.size());
+    for (std::size_t offset = m_firstWritten; offset < end; ++offset) {
+        model.set(*m_items[offset], current(offset), now);
     }
 }
 

@@ -24,7 +24,8 @@ public:
     /// Valid as long as the window.
     modbus_mapping_t* mapping() { return &m_mapping; }
 
-    /// Carries over to `model` what a write changed.
+    /// Carries over to `model` what a write that was not refused wrote, also where it changed nothing: a
+    /// value that was written holds.
     void storeWritten(Model& model, Time now) const;
 
 private:
@@ -35,8 +36,9 @@ private:
     bool m_isWrite;
     Table m_table;
     Span m_span{0, 0};
+    std::size_t m_firstWritten = 0;  ///< Offset of what a write writes.
+    std::size_t m_writtenCount = 0;
     std::vector<std::optional<Item>> m_items;
-    std::vector<std::uint16_t> m_before;
     std::vector<std::uint16_t> m_words;
     std::vector<std::uint8_t> m_bits;
     modbus_mapping_t m_mapping{};

@@ -241,6 +241,7 @@ void PollEngine::onLine(bool open) {
     cycleStartUs_ = -1;
     if (open) {
         table_.lineBack();
+        health_.lineBack(clock_.nowUs());
     } else {
         reportQuality(table_.lineLost());
     }

@@ -8,7 +8,8 @@ namespace dx7 {
 
 namespace {
 
-enum { READ_OVERHEAD = 5, ECHO_BYTES = 6 };
+// Noise beyond this is put aside without a further look, so that judging stays cheap however much comes.
+enum { READ_OVERHEAD = 5, ECHO_BYTES = 6, MOST_UNJUDGED_BYTES = 4 * LONGEST_FRAME_BYTES };
 
 bool isRead(int function) {
     return function >= 1 && function <= 4;
@@ -48,13 +49,17 @@ bool ReplyGuard::isException(int start) const {
            endsWithCrc(buffer_, start, EXCEPTION_FRAME_BYTES);
 }
 
-bool ReplyGuard::echoes(int start) const {
-    return !isWrite(byteAt(request_, 1)) ||
-           buffer_.mid(start + 2, ECHO_BYTES - 2) == request_.mid(2, ECHO_BYTES - 2);
+// An acknowledgement echoes its request; the byte count of a reply with data agrees with its length.
+bool ReplyGuard::agrees(int start) const {
+    const int function = byteAt(request_, 1);
+    if (isWrite(function)) {
+        return buffer_.mid(start + 2, ECHO_BYTES - 2) == request_.mid(2, ECHO_BYTES - 2);
+    }
+    return !isRead(function) || byteAt(buffer_, start + 2) == expectLen_ - READ_OVERHEAD;
 }
 
 bool ReplyGuard::isGoodReply(int start) const {
-    return headMatches(buffer_, start) && endsWithCrc(buffer_, start, expectLen_) && echoes(start);
+    return headMatches(buffer_, start) && endsWithCrc(buffer_, start, expectLen_) && agrees(start);
 }
 
 // End of a whole frame that begins at `start` by its own announcement; -1 when there is none.
@@ -164,7 +169,7 @@ bool ReplyGuard::judgeDamaged(Verdict* verdict) {
         }
         return true;
     }
-    const bool elsewhere = endsWithCrc(buffer_, 0, expectLen_) && !echoes(0);
+    const bool elsewhere = endsWithCrc(buffer_, 0, expectLen_) && !agrees(0);
     const int answer = elsewhere ? expectLen_ : nextAnswer();
     if (answer > 0) {
         putAside(answer);
@@ -182,6 +187,9 @@ bool ReplyGuard::awaitsLongerLate(int announced) const {
 
 Verdict ReplyGuard::feed(const QByteArray& bytes) {
     buffer_ += bytes;
+    if (buffer_.size() > MOST_UNJUDGED_BYTES) {
+        putAside(buffer_.size() - LONGEST_FRAME_BYTES);
+    }
     Verdict verdict = Verdict::Waiting;
     while (!buffer_.isEmpty() && !judgeHead(&verdict)) {
     }

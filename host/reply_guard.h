@@ -21,9 +21,9 @@ enum class Verdict {
 enum class ReplyFault { None, Nothing, WrongCrc, WrongLength };
 
 /// Watches one request for its reply. A frame of another station or function code, or an acknowledgement that
-/// does not echo the request's address (and value, quantity), is put aside as foreign, and waiting goes on. A
-/// reply is complete as soon as the announced number of bytes is there. A frame that may be the late reply to
-/// an earlier request is put aside as late.
+/// does not echo the request's address (and value, quantity), or data with another byte count than asked for,
+/// is put aside as foreign, and waiting goes on. A reply is complete as soon as the announced number of bytes
+/// is there. A frame that may be the late reply to an earlier request is put aside as late.
 class ReplyGuard {
 public:
     /// `request` is the whole request frame, `expectLen` the announced length of the reply (above 0). `late`
@@ -55,7 +55,7 @@ private:
     bool headMatches(const QByteArray& bytes, int start) const;
     bool isException(int start) const;
     bool isGoodReply(int start) const;
-    bool echoes(int start) const;
+    bool agrees(int start) const;
     int frameEnd(int start) const;
     int nextAnswer() const;
     int wholeFrameEnd(int start) const;

@@ -8,11 +8,11 @@
 #include <cerrno>
 #include <cstring>
 
+#include "descriptor_io.h"
+
 namespace dx7 {
 
 namespace {
-
-const int WRITE_TIMEOUT_MS = 5000;
 
 QSerialPort::Parity portParity(Parity parity) {
     switch (parity) {
@@ -101,39 +101,17 @@ bool SerialLine::isOpen() const {
 }
 
 bool SerialLine::lose() {
-    failure_ = port_.errorString();
     close();
     return false;
 }
 
 bool SerialLine::write(const QByteArray& bytes) {
-    if (!isOpen() || port_.write(bytes) != bytes.size()) {
-        return lose();
-    }
-    while (port_.bytesToWrite() > 0) {
-        if (!port_.waitForBytesWritten(WRITE_TIMEOUT_MS)) {
-            return lose();
-        }
-    }
-    return true;
+    return isOpen() && (writeDescriptor(port_.handle(), Channel::Port, bytes, &failure_) || lose());
 }
 
 bool SerialLine::read(QByteArray* bytes, qint64 deadlineUs) {
-    while (isOpen()) {
-        if (port_.bytesAvailable() > 0) {
-            bytes->append(port_.readAll());
-            return true;
-        }
-        const qint64 leftMs = (deadlineUs - clock_.nowUs() + 999) / 1000;
-        const bool ready = port_.waitForReadyRead(static_cast<int>(std::max<qint64>(leftMs, 0)));
-        if (!ready && port_.error() != QSerialPort::NoError && port_.error() != QSerialPort::TimeoutError) {
-            return lose();
-        }
-        if (!ready && leftMs <= 0) {
-            return true;
-        }
-    }
-    return false;
+    return isOpen() &&
+           (readDescriptor(port_.handle(), bytes, deadlineUs - clock_.nowUs(), &failure_) || lose());
 }
 
 }  // namespace dx7

@@ -9,6 +9,8 @@
 
 namespace dx7 {
 
+/// QSerialPort opens the port and sets it up. Bytes go through the descriptor itself: without an event loop
+/// that is exact to the microsecond and costs a fraction of the processor time.
 class SerialLine : public Line {
 public:
     SerialLine(const LineSettings& settings, Clock& clock);

@@ -65,6 +65,13 @@ qint64 StationHealth::nextProbeUs() const {
     return next;
 }
 
+void StationHealth::lineBack(qint64 nowUs) {
+    for (State& state : states_) {
+        state.pauseUs = 0;
+        state.probeUs = nowUs;
+    }
+}
+
 bool StationHealth::probed(int station, bool answered, qint64 nowUs) {
     State& state = states_[station];
     if (answered) {

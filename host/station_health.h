@@ -27,6 +27,8 @@ public:
     QVector<int> probesDue(qint64 nowUs) const;
     /// When the next probe is due; -1 when no station is dead.
     qint64 nextProbeUs() const;
+    /// The line is back: each dead station is probed at once, then at the pauses of one that has just died.
+    void lineBack(qint64 nowUs);
     /// A probe ended. True when the station is alive again.
     bool probed(int station, bool answered, qint64 nowUs);
 

@@ -1,13 +1,26 @@
 #include "tcp_line.h"
 
+#include <netinet/in.h>
+#include <netinet/tcp.h>
+#include <sys/socket.h>
+
 #include <QNetworkProxy>
-#include <algorithm>
+
+#include "descriptor_io.h"
 
 namespace dx7 {
 
 namespace {
 const int CONNECT_TIMEOUT_MS = 3000;
-const int WRITE_TIMEOUT_MS = 5000;
+const unsigned ACKNOWLEDGE_TIMEOUT_MS = 5000;
+
+// When the other end has vanished without a word, the connection is to be lost and made anew, and not to be
+// tried by the system at ever longer intervals for a quarter of an hour.
+void limitSilence(int socket) {
+    ::setsockopt(socket, IPPROTO_TCP, TCP_USER_TIMEOUT, &ACKNOWLEDGE_TIMEOUT_MS,
+                 sizeof ACKNOWLEDGE_TIMEOUT_MS);
+}
+
 }  // namespace
 
 TcpLine::TcpLine(const LineSettings& settings, Clock& clock) : settings_(settings), clock_(clock) {
@@ -19,7 +32,9 @@ bool TcpLine::open(QString* why) {
     socket_.connectToHost(settings_.tcpHost, static_cast<quint16>(settings_.tcpPort));
     if (socket_.waitForConnected(CONNECT_TIMEOUT_MS)) {
         socket_.setSocketOption(QAbstractSocket::LowDelayOption, 1);
+        limitSilence(descriptor());
         failure_.clear();
+        open_ = true;
         return true;
     }
     failure_ = socket_.errorString();
@@ -29,46 +44,30 @@ bool TcpLine::open(QString* why) {
 }
 
 void TcpLine::close() {
+    open_ = false;
     socket_.abort();
 }
 
 bool TcpLine::isOpen() const {
-    return socket_.state() == QAbstractSocket::ConnectedState;
+    return open_;
 }
 
 bool TcpLine::lose() {
-    failure_ = socket_.errorString();
     close();
     return false;
 }
 
+int TcpLine::descriptor() const {
+    return static_cast<int>(socket_.socketDescriptor());
+}
+
 bool TcpLine::write(const QByteArray& bytes) {
-    if (!isOpen() || socket_.write(bytes) != bytes.size()) {
-        return lose();
-    }
-    while (socket_.bytesToWrite() > 0) {
-        if (!socket_.waitForBytesWritten(WRITE_TIMEOUT_MS)) {
-            return lose();
-        }
-    }
-    return true;
+    return isOpen() && (writeDescriptor(descriptor(), Channel::Socket, bytes, &failure_) || lose());
 }
 
 bool TcpLine::read(QByteArray* bytes, qint64 deadlineUs) {
-    for (;;) {
-        if (socket_.bytesAvailable() > 0) {
-            bytes->append(socket_.readAll());
-            return true;
-        }
-        if (!isOpen()) {
-            return lose();
-        }
-        const qint64 leftMs = (deadlineUs - clock_.nowUs() + 999) / 1000;
-        const bool ready = socket_.waitForReadyRead(static_cast<int>(std::max<qint64>(leftMs, 0)));
-        if (!ready && isOpen() && leftMs <= 0) {
-            return true;
-        }
-    }
+    return isOpen() &&
+           (readDescriptor(descriptor(), bytes, deadlineUs - clock_.nowUs(), &failure_) || lose());
 }
 
 }  // namespace dx7

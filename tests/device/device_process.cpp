@@ -107,7 +107,7 @@ std::string Process::readLine() {
     const auto until = Clock::now() + PATIENCE;
     std::size_t end = m_buffer.find('\n');
     while (end == std::string::npos && readable(m_output, until)) {
-        char chunk[256];
+        char chunk[4096];
         const ssize_t count = ::read(m_output, chunk, sizeof chunk);
         if (count <= 0) {
             break;
@@ -152,6 +152,14 @@ double Process::processorSeconds() const {
     long kernel = 0;
     fields >> skipped >> user >> kernel;
     return static_cast<double>(user + kernel) / static_cast<double>(::sysconf(_SC_CLK_TCK));
+}
+
+long Process::residentKb() const {
+    std::ifstream file("/proc/" + std::to_string(m_pid) + "/statm");
+    long total = 0;
+    long resident = 0;
+    file >> total >> resident;
+    return resident * (::sysconf(_SC_PAGESIZE) / 1024);
 }
 
 Finished Process::finish() {

@@ -50,6 +50,8 @@ public:
     void signal(int number) const;
     /// User and system time it has taken so far.
     double processorSeconds() const;
+    /// Its resident memory.
+    long residentKb() const;
     /// Waits for its end.
     Finished finish();
 

@@ -120,6 +120,22 @@ TEST_F(EngineTest, ChangesNothingWhenItRefuses) {
     EXPECT_EQ(model.value({RegisterType::F, 10}, AT_START), 10);
 }
 
+TEST_F(EngineTest, HoldsWhatWasWrittenAlsoWhenItWasTheCurrentValue) {
+    Model moving(Movement::All, 1);
+    const Time later = std::chrono::hours(1);
+    const Item written{RegisterType::F, 8};
+    const Item beside{RegisterType::F, 9};
+    const std::uint16_t value = moving.value(written, AT_START);
+    const Bytes request{
+        1, 6, 0xE0, 0x08, static_cast<std::uint8_t>(value >> 8), static_cast<std::uint8_t>(value)};
+    EXPECT_EQ(engine.answer(withCrc(request), moving, AT_START).exceptionCode(), 0);
+    EXPECT_EQ(moving.value(written, later), value);
+    EXPECT_NE(moving.value(beside, later), moving.value(beside, AT_START)) << "what was not written moves on";
+    const Bytes refused{1, 16, 0xE0, 0x10, 0, 0, 0};
+    EXPECT_EQ(engine.answer(withCrc(refused), moving, AT_START).exceptionCode(), 3);
+    EXPECT_NE(moving.value({RegisterType::F, 10}, later), moving.value({RegisterType::F, 10}, AT_START));
+}
+
 TEST_F(EngineTest, CarriesOutBroadcastsWithoutAReply) {
     const Answer written = ask({0, 5, 0x10, 0x40, 0xFF, 0x00});
     EXPECT_TRUE(written.accepted);

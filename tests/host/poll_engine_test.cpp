@@ -291,4 +291,30 @@ TEST(RequestRanges, KeepToTheBlockLimitAndTheSubGroups) {
     EXPECT_EQ(lengths("CW_bit", 0, 16, 1), (QVector<int>{8, 8}));
 }
 
+TEST_F(PollEngineTest, AWriteThatWasOutWhenTheLineWasLostIsSentAgain) {
+    bool lose = true;
+    const auto answer = line.script;
+    line.script = [&](ScriptedLine& l, const QByteArray& request) {
+        if (lose) {
+            l.close();
+        } else {
+            answer(l, request);
+        }
+    };
+    int ends = 0;
+    bool good = false;
+    engine.write(notation().write(QStringLiteral("F:3.0.25=500")), [&](const Transaction& transaction) {
+        ++ends;
+        good = transaction.good();
+    });
+    engine.step();
+    EXPECT_EQ(engine.pendingOperations(), 1);
+    lose = false;
+    runFor(2000000);
+    EXPECT_EQ(engine.pendingOperations(), 0);
+    EXPECT_EQ(ends, 1);
+    EXPECT_TRUE(good);
+    EXPECT_EQ(devices[1].registers[0xE325], 500);
+}
+
 }  // namespace

@@ -158,6 +158,24 @@ INSTANTIATE_TEST_SUITE_P(
         EchoCase{"RegistersOtherQuantity", "01 10 E0 10 00 02 04 00 0A 01 02", "01 10 E0 10 00 01", false}),
     [](const auto& row) { return row.param.name; });
 
+TEST(ReplyGuard, DataWithAnotherByteCountIsForeign) {
+    ReplyGuard guard = readGuard();
+    const QByteArray miscounted = framed(hex("01 03 06 01 F4 00 07"));
+    EXPECT_EQ(guard.feed(miscounted), Verdict::Waiting);
+    EXPECT_EQ(guard.foreign(), QVector<QByteArray>{miscounted});
+    EXPECT_EQ(guard.feed(GOOD), Verdict::Complete);
+    EXPECT_EQ(guard.reply(), GOOD);
+}
+
+TEST(ReplyGuard, FindsTheReplyBehindAFloodOfNoise) {
+    ReplyGuard guard = readGuard();
+    for (int i = 0; i < 1000; ++i) {
+        EXPECT_EQ(guard.feed(QByteArray(512, '\x55')), Verdict::Waiting);
+    }
+    EXPECT_EQ(guard.feed(GOOD), Verdict::Complete);
+    EXPECT_EQ(guard.reply(), GOOD);
+}
+
 // A request that timed out, then READ.
 class GuardWithLate : public testing::Test {
 protected:

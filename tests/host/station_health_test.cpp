@@ -80,6 +80,17 @@ TEST(StationHealth, IsBackWithItsFirstAnswer) {
     EXPECT_FALSE(health.cycleEnd(SECOND)) << "it needs two failed cycles again";
 }
 
+TEST(StationHealth, WhenTheLineIsBackTheDeadAreProbedAtOnce) {
+    StationHealth health = deadHealth(0);
+    for (int probe = 0; probe < 10; ++probe) {
+        health.probed(1, false, 0);
+    }
+    health.lineBack(SECOND);
+    EXPECT_EQ(health.probesDue(SECOND), QVector<int>{1});
+    EXPECT_FALSE(health.probed(1, false, SECOND));
+    EXPECT_EQ(health.nextProbeUs(), SECOND + SECOND / 2);
+}
+
 TEST(StationHealth, StationsAreIndependent) {
     StationHealth health;
     for (const int station : {1, 2, 3}) {

@@ -1,0 +1,78 @@
+#include "descriptor_io.h"
+
+#include <poll.h>
+#include <sys/socket.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstring>
+
+namespace dx7 {
+
+namespace {
+
+const qint64 WRITE_PATIENCE_US = 5000000;
+const int CHUNK_BYTES = 512;
+
+enum class Wait { Ready, Nothing, Failed };
+
+QString errorText(int error) {
+    return QString::fromLocal8Bit(std::strerror(error));
+}
+
+Wait waitFor(int descriptor, short events, qint64 waitUs) {
+    pollfd one{descriptor, events, 0};
+    const timespec time{static_cast<time_t>(waitUs / 1000000), static_cast<long>(waitUs % 1000000 * 1000)};
+    const int ready = ::ppoll(&one, 1, &time, nullptr);
+    if (ready < 0 && errno != EINTR) {
+        return Wait::Failed;
+    }
+    return ready > 0 ? Wait::Ready : Wait::Nothing;
+}
+
+ssize_t hand(int descriptor, Channel channel, const char* bytes, size_t count) {
+    return channel == Channel::Socket ? ::send(descriptor, bytes, count, MSG_NOSIGNAL)
+                                      : ::write(descriptor, bytes, count);
+}
+
+}  // namespace
+
+bool readDescriptor(int descriptor, QByteArray* bytes, qint64 waitUs, QString* failure) {
+    if (waitUs > 0) {
+        const Wait wait = waitFor(descriptor, POLLIN, waitUs);
+        if (wait != Wait::Ready) {
+            *failure = wait == Wait::Failed ? errorText(errno) : QString();
+            return wait == Wait::Nothing;
+        }
+    }
+    char chunk[CHUNK_BYTES];
+    const ssize_t count = ::read(descriptor, chunk, sizeof chunk);
+    if (count > 0) {
+        bytes->append(chunk, static_cast<int>(count));
+        return true;
+    }
+    if (count < 0 && (errno == EAGAIN || errno == EINTR)) {
+        return true;
+    }
+    *failure = count < 0 ? errorText(errno) : QStringLiteral("it was closed at the other end");
+    return false;
+}
+
+bool writeDescriptor(int descriptor, Channel channel, const QByteArray& bytes, QString* failure) {
+    for (int sent = 0; sent < bytes.size();) {
+        const ssize_t count =
+            hand(descriptor, channel, bytes.constData() + sent, static_cast<size_t>(bytes.size() - sent));
+        if (count >= 0) {
+            sent += static_cast<int>(count);
+        } else if (errno != EAGAIN && errno != EINTR) {
+            *failure = errorText(errno);
+            return false;
+        } else if (errno == EAGAIN && waitFor(descriptor, POLLOUT, WRITE_PATIENCE_US) != Wait::Ready) {
+            *failure = QStringLiteral("it takes no bytes");
+            return false;
+        }
+    }
+    return true;
+}
+
+}  // namespace dx7

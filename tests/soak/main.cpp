@@ -1,0 +1,163 @@
+// A line that misbehaves: dx7 against dx7-device with every kind of fault, for as many transactions as asked,
+// on several lines at the same time. Every value shown is proven right, or late but right before; every write
+// is looked up in the device.
+#include <CLI/CLI.hpp>
+#include <chrono>
+#include <cstdio>
+#include <mutex>
+#include <thread>
+
+#include "monitor_watch.h"
+#include "soak_device.h"
+#include "soak_result.h"
+#include "write_storm.h"
+
+namespace {
+
+// Growth beyond this is no noise of the allocator.
+const long MEMORY_LIMIT_KB = 1024;
+
+// A tenth of the transactions are writes, before and after the monitor.
+void runLine(const SoakSettings& settings, int number, SoakResult& result) {
+    SoakDevice device(settings, number);
+    WriteStorm storm(device, result, settings.seed + 1000 + static_cast<unsigned>(number));
+    const long share = settings.transactions / settings.lines;
+    while (result.failures.empty() && device.requests() < share / 20) {
+        storm.batch();
+    }
+    MonitorWatch watch(device, settings, result);
+    watch.untilRequests(share - share / 20);
+    result.transactions = device.requests();
+    watch.recover();
+    watch.finish();
+    const long withoutFaults = device.requests() - result.transactions;
+    device.tell("fault " + faultList(settings.share));
+    while (result.failures.empty() && device.requests() - withoutFaults < share) {
+        storm.batch();
+    }
+    result.transactions = device.requests() - withoutFaults;
+    result.faults = device.faults();
+    for (const auto& [name, memory] :
+         {std::pair("dx7", result.dx7), std::pair("dx7-device", result.device)}) {
+        if (memory.end > memory.early + MEMORY_LIMIT_KB) {
+            result.fail(std::string(name) + " grew from " + std::to_string(memory.early) + " to " +
+                        std::to_string(memory.end) + " KB");
+        }
+    }
+    if (!device.stop()) {
+        result.fail("dx7-device did not end well");
+    }
+}
+
+void add(std::map<std::string, long>& sum, const std::map<std::string, long>& counts) {
+    for (const auto& [name, count] : counts) {
+        sum[name] += count;
+    }
+}
+
+void add(Memory& widest, const Memory& one) {
+    if (one.end - one.early >= widest.end - widest.early) {
+        widest = one;
+    }
+}
+
+SoakResult total(const std::vector<SoakResult>& results) {
+    SoakResult sum;
+    for (const SoakResult& one : results) {
+        sum.failures.insert(sum.failures.end(), one.failures.begin(), one.failures.end());
+        sum.transactions += one.transactions;
+        add(sum.faults, one.faults);
+        add(sum.statistics, one.statistics);
+        sum.valuesRight += one.valuesRight;
+        sum.valuesStale += one.valuesStale;
+        sum.oldestSteps = std::max(sum.oldestSteps, one.oldestSteps);
+        sum.valuesBad += one.valuesBad;
+        sum.writesLanded += one.writesLanded;
+        sum.writesFailed += one.writesFailed;
+        sum.recoverySeconds = std::max(sum.recoverySeconds, one.recoverySeconds);
+        sum.steadySeconds = std::max(sum.steadySeconds, one.steadySeconds);
+        sum.lastBadSeconds = std::max(sum.lastBadSeconds, one.lastBadSeconds);
+        add(sum.dx7, one.dx7);
+        add(sum.device, one.device);
+    }
+    return sum;
+}
+
+void printCounts(const char* title, const std::map<std::string, long>& counts) {
+    std::printf("%s", title);
+    const char* separator = " ";
+    for (const auto& [name, count] : counts) {
+        std::printf("%s%s %ld", separator, name.c_str(), count);
+        separator = ", ";
+    }
+    std::printf("\n");
+}
+
+void print(const SoakResult& sum, const SoakSettings& settings, double seconds) {
+    std::printf(
+        "%ld transactions with faults on %d lines (half over TCP, half over pseudo-terminals) in %.0f s\n",
+        sum.transactions, settings.lines, seconds);
+    printCounts("faults made by the devices:", sum.faults);
+    printCounts("as dx7 monitor saw them:", sum.statistics);
+    std::printf(
+        "values shown: %ld right, %ld right up to %.2f s before, %ld marked bad with the last good value\n",
+        sum.valuesRight, sum.valuesStale, 0.25 * sum.oldestSteps, sum.valuesBad);
+    std::printf("writes: %ld landed, %ld reported as failed\n", sum.writesLanded, sum.writesFailed);
+    std::printf(
+        "recovery: everything new and good %.0f ms after the first step without faults (%.0f ms later on), "
+        "the last value marked bad %.0f ms after the faults ended\n",
+        1000 * sum.recoverySeconds, 1000 * sum.steadySeconds, 1000 * sum.lastBadSeconds);
+    std::printf(
+        "memory of the monitor that grew most: %ld KB after a tenth, %ld KB at the end, %ld KB at most\n",
+        sum.dx7.early, sum.dx7.end, sum.dx7.highest);
+    std::printf(
+        "memory of the device that grew most: %ld KB after a tenth, %ld KB at the end, %ld KB at most\n",
+        sum.device.early, sum.device.end, sum.device.highest);
+    for (const std::string& failure : sum.failures) {
+        std::printf("FAILED: %s\n", failure.c_str());
+    }
+    std::printf("%s\n", sum.failures.empty() ? "no wrong value, no lost write" : "failed");
+}
+
+int run(const SoakSettings& settings) {
+    const auto began = std::chrono::steady_clock::now();
+    std::vector<SoakResult> results(static_cast<std::size_t>(settings.lines));
+    std::vector<std::thread> threads;
+    for (int number = 0; number < settings.lines; ++number) {
+        threads.emplace_back([&settings, &results, number] {
+            SoakResult& result = results[static_cast<std::size_t>(number)];
+            try {
+                runLine(settings, number, result);
+            } catch (const std::exception& error) {
+                result.fail(error.what());
+            }
+        });
+    }
+    for (std::thread& thread : threads) {
+        thread.join();
+    }
+    const std::chrono::duration<double> took = std::chrono::steady_clock::now() - began;
+    const SoakResult sum = total(results);
+    print(sum, settings, took.count());
+    return sum.failures.empty() ? 0 : 1;
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+    SoakSettings settings;
+    CLI::App app("dx7 against dx7-device on lines with every kind of fault.", "dx7_soak");
+    app.add_option("--transactions", settings.transactions, "Requests in all")
+        ->check(CLI::Range(1000, 1000000000));
+    app.add_option("--lines", settings.lines, "Lines at the same time")->check(CLI::Range(1, 100));
+    app.add_option("--seed", settings.seed, "Other faults and writes for another seed");
+    app.add_option("--share", settings.share, "Share of the replies that suffer each fault")
+        ->check(CLI::Range(0.0, 0.15));
+    app.add_option("--timeout", settings.timeoutMs, "dx7's timeout in ms")->check(CLI::Range(5, 10000));
+    app.add_option("--late", settings.lateMs, "dx7's window for late replies in ms")
+        ->check(CLI::Range(0, 10000));
+    app.add_option("--late-by", settings.lateByMs, "How late late replies are, in ms, above the timeout")
+        ->check(CLI::Range(5, 10000));
+    CLI11_PARSE(app, argc, argv);
+    return run(settings);
+}

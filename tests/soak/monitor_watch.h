@@ -1,0 +1,51 @@
+// Reads along with `dx7 monitor --json` and proves every value it shows.
+#ifndef DX7_TESTS_SOAK_MONITOR_WATCH_H
+#define DX7_TESTS_SOAK_MONITOR_WATCH_H
+
+#include <map>
+#include <memory>
+#include <nlohmann/json.hpp>
+#include <string>
+#include <vector>
+
+#include "moving_values.h"
+#include "soak_device.h"
+#include "soak_result.h"
+
+class MonitorWatch {
+public:
+    MonitorWatch(SoakDevice& device, const SoakSettings& settings, SoakResult& result);
+
+    // Watches until the device has received so many requests in all.
+    void untilRequests(long requests);
+    // Ends the faults and looks whether everything recovers.
+    void recover();
+    // Ends the monitor and takes its statistics over.
+    void finish();
+
+private:
+    struct Shown {
+        MovingItem item;
+        int value = -1;
+        long step = -1;  // The newest step that was shown, of a good value.
+        bool good = false;
+    };
+
+    bool readLine();
+    void take(const nlohmann::json& line);
+    void takeValue(Shown& shown, const nlohmann::json& line, double deviceSeconds);
+    void sampleMemory(bool warm);
+    // Seconds from the step's begin until the last item showed it or a later one.
+    double secondsUntilShown(long step);
+
+    SoakDevice& m_device;
+    const SoakSettings& m_settings;
+    SoakResult& m_result;
+    double m_offset;  // Wall clock minus device clock.
+    std::map<std::string, Shown> m_shown;
+    std::unique_ptr<Process> m_monitor;
+    double m_lineSeconds = 0;     // The device's time at the last line.
+    double m_lastBadSeconds = 0;  // Of the last line that showed an item as bad.
+};
+
+#endif

@@ -1,0 +1,125 @@
+#include "soak_device.h"
+
+#include <chrono>
+#include <limits>
+#include <sstream>
+#include <stdexcept>
+
+namespace {
+
+const char* const FAULTS[] = {"drop", "exception", "truncate", "corrupt", "foreign", "late"};
+
+}  // namespace
+
+double wallClock() {
+    return std::chrono::duration<double>(std::chrono::system_clock::now().time_since_epoch()).count();
+}
+
+long numberBehind(const std::string& text, const std::string& label) {
+    const std::size_t at = text.find(label);
+    if (at == std::string::npos) {
+        throw std::runtime_error("no \"" + label + "\" in: " + text);
+    }
+    return std::strtol(text.c_str() + at + label.size(), nullptr, 10);
+}
+
+std::string faultList(double share) {
+    std::string list;
+    for (const char* name : FAULTS) {
+        list += (list.empty() ? "" : ",") + std::string(name) + "=" + std::to_string(share);
+    }
+    return list;
+}
+
+SoakDevice::SoakDevice(const SoakSettings& settings, int line) : m_settings(settings) {
+    const bool tcp = line % 2 == 0;
+    // No station follows another, so that the reply of a wrong station is never one that was asked.
+    const Words options{"--stations",
+                        "1,3,5",
+                        "--move-all",
+                        "--fault",
+                        faultList(settings.share),
+                        "--late-by",
+                        std::to_string(settings.lateByMs),
+                        "--seed",
+                        std::to_string(settings.seed + static_cast<unsigned>(line))};
+    m_process = std::make_unique<DeviceProcess>(
+        tcp ? Words{"--tcp", "0"} : Words{"--pty", m_directory.file("line")}, options);
+    if (tcp) {
+        m_port = static_cast<int>(numberBehind(m_process->ready(), "127.0.0.1:"));
+    }
+}
+
+Words SoakDevice::dx7(const Words& words) const {
+    Words all{DX7_PROGRAM};
+    all.insert(all.end(), words.begin(), words.end());
+    const Words place = overTcp()
+                            ? Words{"--tcp", "127.0.0.1:" + std::to_string(m_port)}
+                            : Words{"--serial", m_directory.file("line"), "--baud", "115200", "--gap", "0"};
+    all.insert(all.end(), place.begin(), place.end());
+    all.insert(all.end(),
+               {"--json", "--driver", DX7_LIBRARY, "--timeout", std::to_string(m_settings.timeoutMs),
+                "--late", std::to_string(m_settings.lateMs)});
+    return all;
+}
+
+std::string SoakDevice::tell(const std::string& command) {
+    m_process->type(command + "\n");
+    const std::string answer = m_process->readLine();
+    if (answer.empty()) {
+        throw std::runtime_error("the device does not answer \"" + command + "\"");
+    }
+    return answer;
+}
+
+double SoakDevice::seconds() {
+    return std::stod(tell("time").substr(5));
+}
+
+// The best of several readings: the one with the shortest way.
+double SoakDevice::wallClockOffset() {
+    double shortest = std::numeric_limits<double>::max();
+    double offset = 0;
+    for (int i = 0; i < 20; ++i) {
+        const double before = wallClock();
+        const double device = seconds();
+        const double after = wallClock();
+        if (after - before < shortest) {
+            shortest = after - before;
+            offset = (before + after) / 2 - device;
+        }
+    }
+    return offset;
+}
+
+std::vector<std::string> SoakDevice::summary() {
+    std::vector<std::string> lines{tell("summary")};
+    while (lines.back().rfind("faults made:", 0) != 0) {
+        lines.push_back(m_process->readLine());
+        if (lines.back().empty()) {
+            throw std::runtime_error("the device's summary has no end");
+        }
+    }
+    return lines;
+}
+
+long SoakDevice::requests() {
+    long sum = 0;
+    for (const std::string& line : summary()) {
+        sum += line.rfind("station ", 0) == 0 ? numberBehind(line, ": ") : 0;
+    }
+    return sum;
+}
+
+std::map<std::string, long> SoakDevice::faults() {
+    const std::string line = summary().back();
+    std::map<std::string, long> counts;
+    for (const char* name : FAULTS) {
+        counts[name] = numberBehind(line, std::string(name) + " ");
+    }
+    return counts;
+}
+
+bool SoakDevice::stop() {
+    return m_process->stop().exitCode == 0;
+}

@@ -1,0 +1,59 @@
+// A device on a line of its own, whose command channel is the witness.
+#ifndef DX7_TESTS_SOAK_SOAK_DEVICE_H
+#define DX7_TESTS_SOAK_SOAK_DEVICE_H
+
+#include <map>
+#include <string>
+#include <vector>
+
+#include "device_process.h"
+
+using Words = std::vector<std::string>;
+
+struct SoakSettings {
+    long transactions = 1000000;  // In all lines together.
+    int lines = 20;  // At the same time; every second one over TCP, the others on pseudo-terminals.
+    unsigned seed = 1;
+    double share = 0.05;  // Of the replies that suffer each fault.
+    int timeoutMs = 20;
+    int lateMs = 600;  // After the timeout; longer than the computer keeps a program waiting.
+    int lateByMs = 25;
+};
+
+class SoakDevice {
+public:
+    SoakDevice(const SoakSettings& settings, int line);
+
+    bool overTcp() const { return m_port >= 0; }
+    // The command line of dx7 for this line.
+    Words dx7(const Words& words) const;
+
+    std::string tell(const std::string& command);
+    // Its clock, and how much later the computer's wall clock is.
+    double seconds();
+    double wallClockOffset();
+    // Requests it has received.
+    long requests();
+    // Faults it has made, by name.
+    std::map<std::string, long> faults();
+    long residentKb() const { return m_process->residentKb(); }
+    // Ends it; true when it ended well.
+    bool stop();
+
+private:
+    std::vector<std::string> summary();
+
+    SoakSettings m_settings;
+    TemporaryDirectory m_directory;
+    int m_port = -1;
+    std::unique_ptr<DeviceProcess> m_process;
+};
+
+// Every kind of fault, each in this share of the replies, as dx7-device takes it.
+std::string faultList(double share);
+// The wall clock in seconds.
+double wallClock();
+// The number behind `label`; throws std::runtime_error when it is not there.
+long numberBehind(const std::string& text, const std::string& label);
+
+#endif
