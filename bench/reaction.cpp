@@ -118,7 +118,7 @@ private:
     }
 
     void operate(const std::atomic<bool>& over) {
-        std::mt19937 random(7);
+        std::mt19937 random = repeatableRandom();
         std::uniform_int_distribution<qint64> pause(SHORTEST_PAUSE, LONGEST_PAUSE);
         dx7::SystemClock clock;
         while (!over) {
