@@ -10,7 +10,6 @@
 #include <chrono>
 #include <cstdlib>
 #include <cstring>
-#include <random>
 #include <stdexcept>
 #include <string>
 #include <utility>
@@ -31,7 +30,7 @@ enum Shape { SORTED, REVERSED, SHUFFLED, LONG_RUNS, SHAPES };
 
 const char* const SHAPE_NAMES[SHAPES] = {"sorted", "reversed", "shuffled", "runs of 60"};
 // Of what a list of KEY_ADDRESS takes; above the most that planning may take.
-const std::size_t HEAP_PER_ENTRY = 4 * 1200;
+const std::size_t HEAP_PER_ENTRY = 4800;
 
 /// Makes the heap grow once and keeps what it has.
 void touchHeap(int entries) {
@@ -83,7 +82,7 @@ QList<KEY_ADDRESS> entriesOf(int count, Shape shape) {
     if (shape == REVERSED) {
         std::reverse(items.begin(), items.end());
     } else if (shape == SHUFFLED) {
-        std::shuffle(items.begin(), items.end(), std::mt19937(7));
+        std::shuffle(items.begin(), items.end(), repeatableRandom());
     }
     return keyAddresses(items);
 }
@@ -143,6 +142,7 @@ void run(const Options& options) {
     }
     for (int shape = 0; shape < SHAPES; ++shape) {
         std::vector<Row> rows;
+        rows.reserve(sizes.size());
         for (const int size : sizes) {
             rows.push_back({size, static_cast<Shape>(shape), {}});
         }

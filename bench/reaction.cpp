@@ -2,8 +2,8 @@
 /// How soon an operator's write is on the wire while a line of 9600 baud is busy polling 200 items.
 ///
 /// The operator is a thread of its own that leaves writes on a desk at random moments; the thread of the line
-/// looks at the desk between two steps, as a panel does. The delay is compared with what the transaction in
-/// flight and the silence after it make unavoidable.
+/// looks at the desk when the silence before the next request is over, as a panel does. The delay is compared
+/// with what the transaction in flight and the silence after it make unavoidable.
 #include <QCoreApplication>
 #include <algorithm>
 #include <atomic>
@@ -118,7 +118,7 @@ private:
     }
 
     void operate(const std::atomic<bool>& over) {
-        std::mt19937 random(7);
+        std::mt19937 random = repeatableRandom();
         std::uniform_int_distribution<qint64> pause(SHORTEST_PAUSE, LONGEST_PAUSE);
         dx7::SystemClock clock;
         while (!over) {

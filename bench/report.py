@@ -32,6 +32,9 @@ def table(head, rows):
 
 
 def figure(value, digits=1):
+    """The number as a person reads it; small ones with what they are small by."""
+    if 0 < value < 0.1:
+        return f"{value:.3f}"
     text = f"{value:,.{digits}f}" if value < 1000 else f"{value:,.0f}"
     return text.replace(",", " ")
 
@@ -108,9 +111,18 @@ def transaction(now, before):
     return table(["a transaction of 60 words", "now", "before", ""], rows)
 
 
-def line(now, _):
+def before_line(earlier, record, field, ours):
+    old = earlier.get((record["client"], record["baud"]))
+    if old is None:
+        return ""
+    ratio = "" if ours is None or record["client"] == "dx7" else f" ({old['ours_over_this']:.2f})"
+    return figure(old[field]) + ratio
+
+
+def line(now, before):
     if not now:
         return None
+    earlier = {(record["client"], record["baud"]): record for record in before}
     rows = []
     for record in now:
         if record["baud"] != 0:
@@ -120,11 +132,11 @@ def line(now, _):
         rows.append(
             [record["client"], figure(record["per_second"], 0), figure(record["cpu_us"])]
             + (["", "", ""] if limit is None else [f"{ours:.2f}", f"{limit:g}", verdict(ours, limit)])
-            + [f"{100 * record['device_idle']:.0f} %"]
+            + [f"{100 * record['device_idle']:.0f} %", before_line(earlier, record, "cpu_us", ours)]
         )
     unpaced = table(
         ["unpaced", "transactions per second", "processor time per transaction, µs", "dx7 / this one", "at most", "",
-         "device idle"], rows)
+         "device idle", "before: µs (dx7 / this one)"], rows)
     rows = []
     for record in now:
         if record["baud"] == 0:
@@ -135,10 +147,11 @@ def line(now, _):
             [f"{record['baud']:.0f} baud", record["client"], figure(record["cycle_ms"]), figure(record["limit_ms"])]
             + [f"{over:.3f}"] + (["", ""] if limit is None else [f"{limit:g}", verdict(over, limit)])
             + [figure(record["cpu_us"], 0), f"{100 * record['device_idle']:.0f} %"]
+            + [before_line(earlier, record, "cpu_us", None)]
         )
     paced = table(
         ["paced", "client", "cycle, ms", "the line's own, ms", "ratio", "at most", "",
-         "processor time per transaction, µs", "device idle"], rows)
+         "processor time per transaction, µs", "device idle", "before: µs"], rows)
     return unpaced + "\n\n" + paced
 
 
@@ -179,6 +192,7 @@ def short_name(function):
     name = re.sub(r"\(anonymous namespace\)::|\[clone [^]]*\]|\) const$", "", name).strip()
     name = re.sub(r"^.*/([^/:]+):", "", name)
     name = re.sub(r"\((?!anonymous).*$", "", name)
+    name = re.sub(r"^__(mem[a-z]+)_.*", r"\1", name)  # which of the C library's variants depends on the processor
     return "inside QtCore" if name.startswith("0x") else name
 
 

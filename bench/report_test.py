@@ -34,6 +34,7 @@ class Report(unittest.TestCase):
     def test_functions_of_callgrind_are_named_without_what_the_compiler_adds(self):
         self.assertEqual("AreaIndex::findOrAppend", report.short_name(
             "???:(anonymous namespace)::AreaIndex::findOrAppend(int, QString const&, int) [clone .constprop.0] [/a/b.so]"))
+        self.assertEqual("memcpy", report.short_name("./string/a.S:__memcpy_avx_unaligned_erms [/usr/lib/libc.so.6]"))
         self.assertEqual("malloc", report.short_name("./malloc/./malloc/malloc.c:malloc [/usr/lib/libc.so.6]"))
         self.assertEqual("inside QtCore", report.short_name("???:0x000000000014d8d0 [/usr/lib/libQt5Core.so.5]"))
 

@@ -26,4 +26,9 @@ std::vector<double> ratios(const std::vector<double>& numerators, const std::vec
     return result;
 }
 
+std::mt19937 repeatableRandom() {
+    std::seed_seq seed{7};
+    return std::mt19937(seed);
+}
+
 }  // namespace dx7bench

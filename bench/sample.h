@@ -3,6 +3,7 @@
 #ifndef DX7_BENCH_SAMPLE_H
 #define DX7_BENCH_SAMPLE_H
 
+#include <random>
 #include <vector>
 
 namespace dx7bench {
@@ -16,6 +17,9 @@ double median(std::vector<double> values);
 
 /// `numerators` divided by `denominators`, pair by pair: what was measured in the same round is compared.
 std::vector<double> ratios(const std::vector<double>& numerators, const std::vector<double>& denominators);
+
+/// Random numbers that are the same in every run, so that runs can be compared.
+std::mt19937 repeatableRandom();
 
 }  // namespace dx7bench
 

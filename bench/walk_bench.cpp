@@ -70,6 +70,7 @@ void run(const Options& options) {
         sizes = {60, 1000, 10000};
     }
     std::vector<std::unique_ptr<Worker>> workers;
+    workers.reserve(sizes.size());
     for (const int size : sizes) {
         workers.push_back(walker(size));
     }

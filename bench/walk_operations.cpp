@@ -2,10 +2,11 @@
 
 #include <algorithm>
 #include <chrono>
-#include <random>
 #include <set>
 #include <stdexcept>
 #include <tuple>
+
+#include "sample.h"
 
 namespace dx7bench {
 
@@ -25,7 +26,7 @@ double nowNs() {
 }
 
 std::vector<Item> shuffled(std::vector<Item> items) {
-    std::shuffle(items.begin(), items.end(), std::mt19937(7));
+    std::shuffle(items.begin(), items.end(), repeatableRandom());
     return items;
 }
 
