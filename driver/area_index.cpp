@@ -4,7 +4,6 @@ namespace {
 
 // Lists up to this size are walked: quicker than hashing.
 const int WALKED_AREAS = 32;
-const std::size_t FEWEST_BUCKETS = 64;
 const int END_OF_CHAIN = -1;
 
 // Odd constants that spread stations and types over all buckets (2^32 over the golden ratio, and a prime).
@@ -105,7 +104,7 @@ void AreaIndex::link(int position, unsigned bucket) {
 void AreaIndex::rebuild() {
     size_ = driver.dataAreas.size();
     const std::size_t areas = static_cast<std::size_t>(size_);
-    std::size_t buckets = FEWEST_BUCKETS;
+    std::size_t buckets = 1;
     while (buckets < areas) {
         buckets *= 2;
     }
@@ -120,6 +119,5 @@ void AreaIndex::rebuild() {
         }
         link(i, bucketOf(area.station, area.regType, area.address));
     }
-    checked_ = calls_ > 0;
     last_ = 0;
 }

@@ -1,6 +1,7 @@
 #include "polling_plan.h"
 
 #include <algorithm>
+#include <numeric>
 #include <vector>
 
 #include "addressing.h"
@@ -28,24 +29,23 @@ void sortByDigit(const std::vector<WeightedEntry>& from, std::vector<WeightedEnt
     for (std::size_t i = 0; i < from.size(); ++i) {
         ++place[(from[i].weight >> shift) % DIGIT_VALUES + 1];
     }
-    for (std::size_t digit = 1; digit < DIGIT_VALUES; ++digit) {
-        place[digit] += place[digit - 1];
-    }
+    std::partial_sum(place.begin(), place.end(), place.begin());
     for (std::size_t i = 0; i < from.size(); ++i) {
         to[place[(from[i].weight >> shift) % DIGIT_VALUES]++] = from[i];
     }
 }
 
-/// The entries of `list` by ascending weight; entries of equal weight keep their order. Takes linear time.
+/// The entries of `list`, which must not be empty, by ascending weight; entries of equal weight keep their
+/// order. Takes linear time.
 std::vector<WeightedEntry> orderByWeight(const QList<KEY_ADDRESS>& list) {
     std::vector<WeightedEntry> order(static_cast<std::size_t>(list.size()));
-    const QString* type = 0;
-    int place = 0;
+    const QString* type = &list.at(0).regType;
+    int place = placeOfType(*type);
     for (int i = 0; i < list.size(); ++i) {
         const KEY_ADDRESS& key = list.at(i);
-        if (type == 0 || !sameName(*type, key.regType)) {
+        if (!sameName(*type, key.regType)) {
             type = &key.regType;
-            place = placeOfType(key.regType);
+            place = placeOfType(*type);
         }
         order[static_cast<std::size_t>(i)].weight = addressWeight(key.station, place, key.address);
         order[static_cast<std::size_t>(i)].position = i;
@@ -122,14 +122,9 @@ bool inSameSubgroup(int a, int b) {
            a % GROUP_ITEMS / SUBGROUP_ITEMS == b % GROUP_ITEMS / SUBGROUP_ITEMS;
 }
 
-// QList moves its first entry to the end by shifting all others, unless there is room behind the last one.
-// Longer polling plans are given room for twice as many entries, and an entry that is appended anew when it
-// is used up makes QList slide the list back to the front of its memory. Whatever QList does, the order of
-// the list is right.
+// QList moves its first entry to the end by shifting all others. From this size on it is cheaper to append it
+// anew.
 const int SHIFTED_BLOCKS = 256;
-const int ROOM_FACTOR = 3;
-
-int rotations = 0;
 
 VARIABLE requestFor(const KEY_ADDRESS& key, int address, int count, int opKind) {
     VARIABLE var;
@@ -194,16 +189,12 @@ void addVarToList(QList<VARIABLE>& list, const VARIABLE& var) {
 
 void rotatePollList() {
     QList<VARIABLE>& list = driver.pollList;
-    if (list.size() < 2) {
-        return;
-    }
-    if (list.size() > SHIFTED_BLOCKS && ++rotations > (ROOM_FACTOR - 1) * list.size() + ROOM_FACTOR) {
-        rotations = 0;
+    if (list.size() > SHIFTED_BLOCKS) {
         list.append(list.at(0));
         list.removeFirst();
-        return;
+    } else if (!list.isEmpty()) {
+        list.move(0, list.size() - 1);
     }
-    list.move(0, list.size() - 1);
 }
 
 int intf_addrMerge(QList<KEY_ADDRESS>& list) {
@@ -218,8 +209,7 @@ int intf_addrMerge(QList<KEY_ADDRESS>& list) {
         return 0;
     }
     addrMerge(list, MERGE_POLLING_PLAN);
-    rotations = 0;
-    driver.pollList.reserve(list.size() > SHIFTED_BLOCKS ? ROOM_FACTOR * (list.size() + 1) : list.size());
+    driver.pollList.reserve(list.size());
     for (int i = 0; i < list.size(); ++i) {
         const KEY_ADDRESS& block = list.at(i);
         driver.pollList.append(requestFor(block, block.address, block.length, OP_CYCLIC_READ));
@@ -229,14 +219,12 @@ int intf_addrMerge(QList<KEY_ADDRESS>& list) {
 
 int intf_addConditionRead(KEY_ADDRESS& key, int tag) {
     const int limit = key.bitOffset == -1 ? driver.maxBlockBits : driver.maxBlockWordsCopy;
-    if (limit < 1 || limit >= key.length) {
-        queueConditionRead(key, key.address, key.length, tag);
-        return 1;
-    }
-    for (int done = 0; done < key.length;) {
-        const int count = std::min(limit, key.length - done);
+    const int longest = limit < 1 ? key.length : limit;
+    int done = 0;
+    do {
+        const int count = std::min(longest, key.length - done);
         queueConditionRead(key, addressAfter(key.address, done), count, tag);
         done += count;
-    }
+    } while (done < key.length);
     return 1;
 }

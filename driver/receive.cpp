@@ -127,7 +127,7 @@ RecipeBounds recipeBounds() {
     }
     const RecipeBounds bounds = {driver.recipeBlockStart.at(block),
                                  block == blocks - 1 ? vars : driver.recipeBlockStart.at(block + 1)};
-    return bounds.first >= 0 && bounds.first < vars && bounds.last <= vars ? bounds : none;
+    return bounds.first >= 0 && bounds.last <= vars ? bounds : none;
 }
 
 void reportRecipeWord(int recipeWord) {

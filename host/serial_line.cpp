@@ -4,7 +4,6 @@
 #include <sys/ioctl.h>
 
 #include <QFileInfo>
-#include <algorithm>
 #include <cerrno>
 #include <cstring>
 

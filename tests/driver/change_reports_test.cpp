@@ -145,6 +145,28 @@ TEST_F(WordReports, TheReportedNameIsAnyTypesNameWithItsEnding) {
     EXPECT_EQ(reports, (Reports{{1, 3, "any_bit", 16}, {1, 3, "any", 1}, {1, 3, "any_double", 1}}));
 }
 
+// The host may change what is monitored inside any report; what follows goes by the new flags.
+TEST_F(WordReports, FlagsAreLookedUpAnewAfterEveryReport) {
+    const auto clearedAfter = [this](const char* type) {
+        hook = [type](const Report& report) {
+            if (report.regType == QString(type))
+                driver.dataAreas[0].wordMonitorFlags = 0;
+        };
+        return change(0, 1, 1, 7);
+    };
+    EXPECT_EQ(clearedAfter("CW_bit"), (Reports{{1, 3, "CW_bit", 48}}));
+    EXPECT_EQ(clearedAfter("CW"), (Reports{{1, 3, "CW_bit", 48}, {1, 3, "CW", 3}}));
+    EXPECT_EQ(clearedAfter("CW_double"),
+              (Reports{{1, 3, "CW_bit", 48}, {1, 3, "CW", 3}, {1, 3, "CW_double", 3}}));
+
+    hook = [](const Report& report) {
+        driver.dataAreas[0].wordMonitorFlags |= report.regType == QString("CW_bit") ? 1 : 6;
+    };
+    EXPECT_EQ(
+        change(0, 1, 1, 0),
+        (Reports{{1, 3, "CW_bit", 48}, {1, 3, "CW", 3}, {1, 3, "CW_double", 3}, {1, 3, "CW_double", 2}}));
+}
+
 TEST_F(WordReports, TheLinkIsTheDriversOwn) {
     driver.linkId = -12;
     EXPECT_EQ(change(0, 1, 0, 1), (Reports{{-12, 3, "CW", 3}}));

@@ -173,6 +173,19 @@ TEST_F(CopiesOfTheStore, RestoringAnOlderCopyOfTheStoreIsNoticed) {
     EXPECT_EQ(older.size(), 1);
 }
 
+// Wherever the new key falls in the index: into a bucket of its own, or behind any other area, the first
+// included.
+TEST_F(CopiesOfTheStore, AnAreaThatGetsAnotherKeyIsFoundByItWhateverItsBucket) {
+    for (int address = 40; address < 40 + 2 * 64; ++address) {
+        driver.dataAreas.clear();
+        for (int item = 0; item < 40; ++item)
+            getIndexOfDataArea(1, "F", item, driver.dataAreas);
+        driver.dataAreas[5].address = address;
+        ASSERT_EQ(getIndexOfDataArea(1, "F", address, driver.dataAreas), 5) << address;
+        ASSERT_EQ(getIndexOfDataArea(1, "F", 5, driver.dataAreas), 40) << address;
+    }
+}
+
 /// A random edit of a list that is not empty.
 std::function<void(Areas&)> randomEdit(std::mt19937& random, int size, const _DATA_& data) {
     const int at = static_cast<int>(random() % static_cast<unsigned>(size));

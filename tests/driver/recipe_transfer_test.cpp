@@ -201,6 +201,21 @@ TEST_F(RecipeTransfer, ReadBeyondTheReplyStoresZeros) {
     EXPECT_EQ((Reports{recipeWord(50), recipeWord(51), recipeWord(52)}), takeReports());
 }
 
+// A variable two registers before the block's first takes what stands before its data: nothing, and the
+// reply's first byte, which is the station.
+TEST_F(RecipeTransfer, ReadBeforeTheDataTakesTheHeadOfTheReply) {
+    driver.recipeVars << recipeVariable(1, 77, "F", 20, 1, 50) << recipeVariable(1, 77, "F", 18, 1, 51)
+                      << recipeVariable(1, 77, "F", 19, 1, 52);
+    driver.recipeBlocks << recipeVariable(1, 77, "F", 20, 1, 50);
+    driver.recipeBlockStart << 0;
+    setWord(51, 0xEEEE);
+    hostFlags[RECIPE_READ_REQUEST] = 1;
+    whatIsSent();
+    EXPECT_EQ(1, answer(wordReply(77, 3, {0x1111})));
+    EXPECT_EQ(77, word(51));
+    EXPECT_EQ(2 + 256 * 3, word(52)) << "byte count and function code";
+}
+
 TEST_F(RecipeTransfer, ReadReportsTheChangedItemBeforeTheRecipeWord) {
     QList<KEY_ADDRESS> monitored;
     monitored << entry(1, "F", 10, 1);
