@@ -151,7 +151,7 @@ bool CommLoop::waitForSilence(Transaction& transaction) {
 void CommLoop::drop(const QByteArray& stale, Transaction& transaction) {
     lastActivityUs_ = clock_.nowUs();
     staleBytes_ += stale.size();
-    for (const QByteArray& frame : late_.drain(stale)) {
+    for (const QByteArray& frame : late_.drain(stale, lastActivityUs_)) {
         transaction.lateStations += byteAt(frame, 0);
         tapReceived(frame, lastActivityUs_);
     }

@@ -10,6 +10,7 @@ namespace {
 
 // The oldest beyond these are forgotten; none is that old in a reasonable window.
 const std::size_t MOST_REMEMBERED = 256;
+const int SILENT_WINDOWS = 10;
 const int DRAIN_BYTES = 2 * LONGEST_FRAME_BYTES;
 enum { ECHO_START = 2, ECHO_BYTES = 4 };
 
@@ -41,9 +42,11 @@ bool LateReplies::Sent::isMistakableFor(const Sent& other) const {
 }
 
 qint64 LateReplies::waitUntilUs(const QByteArray& request, int expectLen, qint64 nowUs) {
-    const auto expired = [nowUs](const Sent& sent) { return sent.expiresUs <= nowUs; };
+    const auto expired = [nowUs](const Sent& sent) {
+        return (sent.alive ? sent.expiresUs : sent.silentExpiresUs) <= nowUs;
+    };
     earlier_.erase(std::remove_if(earlier_.begin(), earlier_.end(), expired), earlier_.end());
-    const Sent next{request, expectLen};
+    const Sent next{request, expectLen, 0, 0, false};
     qint64 untilUs = nowUs;
     for (const Sent& sent : earlier_) {
         if (sent.alive && sent.bytes != request && sent.isMistakableFor(next)) {
@@ -53,11 +56,12 @@ qint64 LateReplies::waitUntilUs(const QByteArray& request, int expectLen, qint64
     return untilUs;
 }
 
-std::vector<QByteArray> LateReplies::drain(const QByteArray& bytes) {
+std::vector<QByteArray> LateReplies::drain(const QByteArray& bytes, qint64 nowUs) {
     std::vector<QByteArray> found;
     if (earlier_.empty()) {
         return found;
     }
+    latestUs_ = nowUs + windowUs_;
     drained_ = (drained_ + bytes).right(DRAIN_BYTES);
     for (int start = 0; start < drained_.size();) {
         const QByteArray frame = awaitedAt(start);
@@ -89,7 +93,8 @@ QByteArray LateReplies::awaitedAt(int start) const {
 
 void LateReplies::begin(const QByteArray& request, int expectLen, qint64 deadlineUs, qint64 nowUs) {
     waitUntilUs(request, expectLen, nowUs);
-    present_ = Sent{request, expectLen, deadlineUs + windowUs_};
+    latestUs_ = deadlineUs + windowUs_;
+    present_ = Sent{request, expectLen, latestUs_, deadlineUs + SILENT_WINDOWS * windowUs_, false};
     surplus_ = false;
     drained_.clear();
 }
@@ -168,7 +173,11 @@ void LateReplies::forgetStation(int station) {
 
 void LateReplies::markAlive(int station) {
     for (Sent& sent : earlier_) {
-        sent.alive = sent.alive || sent.station() == station;
+        if (!sent.alive && sent.station() == station) {
+            // What held its reply up is over: it follows now, if at all.
+            sent.alive = true;
+            sent.expiresUs = std::max(sent.expiresUs, latestUs_);
+        }
     }
     if (present_ && present_->station() == station) {
         present_->alive = true;

@@ -15,17 +15,20 @@ namespace dx7 {
 /// come, and decides for each whole frame whose it is.
 ///
 /// It relies on two things. A station answers its requests in their order, so a reply rules out that one to
-/// an earlier request is still to come. And a reply comes at most `windowUs` after the wait for it ended.
+/// an earlier request is still to come. And a reply comes at most `windowUs` after the wait for it ended;
+/// when the station has been silent altogether since, ten times as long: what holds one reply up may hold up
+/// all.
 ///
 /// What follows from that, for a frame that could answer the present request:
-/// - No earlier request could have caused it: it is the present one's.
-/// - All that could have caused it are repetitions of the same bytes: it is taken. What it says was true
-/// after
-///   the first of them was sent. The other replies are expected as surplus. An acknowledgement is taken only
-///   when no other request lies between the repetitions.
-/// - Otherwise it counts as the reply to the oldest that could have caused it, and waiting goes on. Where
-/// both
-///   come, the second is the right one. Where one comes, the present request times out.
+///
+/// If no earlier request could have caused it, it is the present one's.
+///
+/// If all that could have caused it are repetitions of the same bytes, it is taken: what it says was true
+/// after the first of them was sent. The other replies are expected as surplus. An acknowledgement is taken
+/// only when no other request lies between the repetitions.
+///
+/// Otherwise it counts as the reply to the oldest that could have caused it, and waiting goes on. If both
+/// come, the second is the right one. If one comes, the present request times out.
 ///
 /// Guessing wrong costs time, never a value. To keep that cost small a request is held back (waitUntilUs())
 /// while a surplus reply that it could be mistaken for is likely: after the station has shown a sign of life.
@@ -50,7 +53,7 @@ public:
     qint64 waitUntilUs(const QByteArray& request, int expectLen, qint64 nowUs);
 
     /// Bytes that came while no request was out. Returns the late replies found in them.
-    std::vector<QByteArray> drain(const QByteArray& bytes);
+    std::vector<QByteArray> drain(const QByteArray& bytes, qint64 nowUs);
 
     /// `request` goes out and is awaited until `deadlineUs`. end() must follow. `expectLen` is above 0.
     void begin(const QByteArray& request, int expectLen, qint64 deadlineUs, qint64 nowUs);
@@ -66,8 +69,9 @@ private:
     struct Sent {
         QByteArray bytes;
         int expectLen = 0;
-        qint64 expiresUs = 0;
-        bool alive = false;  ///< The station has shown a sign of life since.
+        qint64 expiresUs = 0;        ///< When its reply is not expected any more,
+        qint64 silentExpiresUs = 0;  ///< and when not from a station that is silent.
+        bool alive = false;          ///< The station has shown a sign of life since.
 
         int station() const { return static_cast<unsigned char>(bytes.at(0)); }
         int function() const { return static_cast<unsigned char>(bytes.at(1)); }
@@ -85,6 +89,7 @@ private:
     qint64 windowUs_;
     std::vector<Sent> earlier_;  ///< In the order of sending.
     std::optional<Sent> present_;
+    qint64 latestUs_ = 0;   ///< A window after the latest moment at which what is claimed now can have come.
     bool surplus_ = false;  ///< The present request was answered, maybe by an earlier one's reply.
     QByteArray drained_;
 };

@@ -96,7 +96,7 @@ TEST_F(LateRepliesTest, ARepetitionTakesTheReplyAndTheSurplusHoldsOthersBack) {
     EXPECT_EQ(hold(ONE, SEVEN), 0) << "another length cannot be mistaken";
     EXPECT_EQ(hold(A_STATION_2), 0);
     EXPECT_EQ(hold(B), TIMEOUT + WINDOW);
-    EXPECT_EQ(late.drain(TWO_WORDS), std::vector<QByteArray>{TWO_WORDS});
+    EXPECT_EQ(late.drain(TWO_WORDS, now), std::vector<QByteArray>{TWO_WORDS});
     EXPECT_EQ(hold(B), 0) << "the surplus has come";
 }
 
@@ -134,7 +134,6 @@ TEST_F(LateRepliesTest, ALateReplyOfAnotherShapeIsKnownAsLate) {
 }
 
 TEST_F(LateRepliesTest, AReplyRulesOutThoseOfOlderRequestsOfAnyShape) {
-    late = LateReplies(10 * TIMEOUT);
     timeOut(ONE, SEVEN);
     timeOut(A);
     begin(B);
@@ -153,13 +152,39 @@ TEST_F(LateRepliesTest, ASilentStationHoldsNothingBack) {
 
 TEST_F(LateRepliesTest, AfterTheWindowAReplyIsThePresentRequests) {
     timeOut(A);
-    now += WINDOW - 1;
-    begin(B);
-    EXPECT_EQ(late.claim(TWO_WORDS), Owner::Late);
-    late.end(Ending::Unanswered);
-    now += TIMEOUT + WINDOW;
     begin(A);
     EXPECT_EQ(late.claim(TWO_WORDS), Owner::Present);
+    late.end(Ending::Answered);
+    now += TIMEOUT + WINDOW;
+    EXPECT_EQ(hold(B), 0);
+    begin(B);
+    EXPECT_EQ(late.claim(TWO_WORDS), Owner::Present);
+}
+
+TEST_F(LateRepliesTest, ASilentStationsRepliesMayComeTenTimesAsLate) {
+    timeOut(A);
+    now += 10 * WINDOW - 1;
+    begin(B);
+    EXPECT_EQ(late.claim(TWO_WORDS), Owner::Late);
+    EXPECT_EQ(late.claim(TWO_WORDS), Owner::Present);
+    late.end(Ending::Answered);
+    timeOut(A);
+    now += 10 * WINDOW;
+    begin(B);
+    EXPECT_EQ(late.claim(TWO_WORDS), Owner::Present);
+}
+
+TEST_F(LateRepliesTest, WhenASilenceEndsEveryReplyHeldUpIsKnown) {
+    for (const QByteArray& request : {A, A, B, B}) {
+        timeOut(request);
+    }
+    begin(A);
+    EXPECT_EQ(late.claim(TWO_WORDS), Owner::Late) << "to A, with B's behind it";
+    now += TIMEOUT;
+    late.end(Ending::Unanswered);
+    EXPECT_EQ(hold(B), WINDOW) << "A's are still to come, although they were asked long ago";
+    EXPECT_EQ(late.drain(TWO_WORDS + TWO_WORDS + TWO_WORDS + TWO_WORDS, now).size(), 4u);
+    EXPECT_EQ(hold(B), 0);
 }
 
 TEST_F(LateRepliesTest, ARefusalMayBeAnyEarlierRequestsOfItsFunction) {
@@ -197,7 +222,6 @@ TEST_F(LateRepliesTest, AnAcknowledgementOfTheSameRegistersIsNotTakenForOtherVal
 }
 
 TEST_F(LateRepliesTest, AWriteRepeatedAfterAnotherWriteDoesNotTakeTheFirstOnesAcknowledgement) {
-    late = LateReplies(10 * TIMEOUT);
     timeOut(WRITE_5, ACKNOWLEDGEMENT);
     timeOut(WRITE_6, ACKNOWLEDGEMENT);
     begin(WRITE_5, ACKNOWLEDGEMENT);
@@ -209,8 +233,8 @@ TEST_F(LateRepliesTest, AWriteRepeatedAfterAnotherWriteDoesNotTakeTheFirstOnesAc
 TEST_F(LateRepliesTest, DrainedBytesMayComeInPiecesAndBetweenNoise) {
     timeOut(A);
     timeOut(B);
-    EXPECT_TRUE(late.drain(hex("55 AA") + TWO_WORDS.left(4)).empty());
-    EXPECT_EQ(late.drain(TWO_WORDS.mid(4) + hex("00") + REFUSAL),
+    EXPECT_TRUE(late.drain(hex("55 AA") + TWO_WORDS.left(4), now).empty());
+    EXPECT_EQ(late.drain(TWO_WORDS.mid(4) + hex("00") + REFUSAL, now),
               (std::vector<QByteArray>{TWO_WORDS, REFUSAL}));
     begin(A);
     EXPECT_EQ(late.claim(TWO_WORDS), Owner::Present) << "nothing is due any more";

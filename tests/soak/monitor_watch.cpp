@@ -94,8 +94,8 @@ void MonitorWatch::takeValue(Shown& shown, const Json& line, double deviceSecond
         }
         return;
     }
-    // Not older than the reply to a request that was sent a timeout and a window ago, in a busy computer.
-    const double oldest = (m_settings.timeoutMs + m_settings.lateMs) / 1000.0 + 1;
+    // Not older than a reply that was held up for as long as dx7 reckons with, in a busy computer.
+    const double oldest = (m_settings.timeoutMs + 10 * m_settings.lateMs) / 1000.0 + 1;
     const long step = stepAt(deviceSeconds + CLOCK_ERROR);
     const int back = stepsSince(shown.item, value, step, static_cast<int>(std::ceil(oldest / STEP_SECONDS)));
     if (back < 0) {
@@ -151,8 +151,8 @@ void MonitorWatch::recover() {
         m_result.steadySeconds = std::max(m_result.steadySeconds, secondsUntilShown(step + i));
     }
     m_result.lastBadSeconds = std::max(0.0, m_lastBadSeconds - ended);
-    // The request that was out, its repetition and what is held back for a late reply.
-    const double limit = (2 * m_settings.timeoutMs + m_settings.lateMs) / 1000.0 + 1;
+    // The request that was out, its repetition and what is held back for a late reply, in a busy computer.
+    const double limit = (2 * m_settings.timeoutMs + m_settings.lateMs) / 1000.0 + 3;
     if (m_result.recoverySeconds > limit || m_result.lastBadSeconds > limit) {
         m_result.fail("no recovery: " + std::to_string(m_result.recoverySeconds) +
                       " s until everything was shown, bad values for " +
