@@ -31,7 +31,7 @@ QString absolutePort(const QString& port) {
 }
 
 QString whyNotOpened(const QSerialPort& port) {
-    const QString why = port.errorString();
+    QString why = port.errorString();
     if (port.error() == QSerialPort::PermissionError) {
         return why + QStringLiteral(
                          " (another program has it open, or this user may not use it: see its group, often "

@@ -17,7 +17,7 @@ This page is what `docs/stories/flaky.sh` prints: every command was run, against
 
 and record it, for what comes later:
 END
-run dx7 monitor --serial ./line --baud 19200 --timeout 200 --seconds 3 --stats --record before.pcap \
+run dx7 monitor --serial ./line --baud 19200 --timeout 200 --seconds 2.5 --stats --record before.pcap \
     F:3.0.20,3@1 F:3.0.20,3@2 F:3.0.20,3@9
 tell <<'END'
 Read it by columns first, then by rows:
@@ -58,7 +58,7 @@ run dx7 monitor --serial ./line --baud 19200 --timeout 200 --seconds 1.5 --stats
 tell <<'END'
 Timeouts without damage, and *late replies*: the device is not silent, it is slow now and then. How slow? Wait longer and see:
 END
-run dx7 monitor --serial ./line --baud 19200 --timeout 800 --seconds 2 --stats F:3.0.20,3@1
+run dx7 monitor --serial ./line --baud 19200 --timeout 800 --seconds 1.5 --stats F:3.0.20,3@1
 tell <<'END'
 No timeout is left, and *response max* says how long the device takes now and then. The timeout of the panel was too short;
 twice the longest response is a good choice.

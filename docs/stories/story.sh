@@ -24,6 +24,7 @@ cd "$folder"
 start_device() {
     local patience=200
     stop_device
+    : >device.log
     dx7-device --pty ./line "$@" </dev/null >device.log 2>&1 &
     device=$!
     until grep -q '^ready' device.log; do

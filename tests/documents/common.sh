@@ -16,6 +16,20 @@ clean_up() {
 }
 trap clean_up EXIT
 
+# start_device NAME OPTION...: the simulated device, ready; what it prints goes to NAME.log in the current folder.
+start_device() {
+    local name=$1 patience=200
+    shift
+    : >"$name.log"
+    "$DX7_DEVICE" "$@" </dev/null >"$name.log" 2>&1 &
+    started+=($!)
+    until grep -q '^ready' "$name.log"; do
+        patience=$((patience - 1))
+        [ $patience -gt 0 ] || { cat "$name.log" >&2; exit 1; }
+        sleep 0.05
+    done
+}
+
 faults=0
 wrong() {
     printf 'WRONG: %s\n' "$*" >&2

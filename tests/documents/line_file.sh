@@ -1,0 +1,24 @@
+#!/usr/bin/env bash
+# The sample docs/line.toml: every key is accepted, those that are commented out, too, and its tags can be used.
+source "$(dirname "${BASH_SOURCE[0]}")/common.sh"
+cd "$work"
+
+start_device serial --pty ./line
+sed -E -e 's|"/dev/ttyUSB0"|"./line"|' -e 's/^# (gap|late) /\1 /' "$SOURCES/docs/line.toml" >line.toml
+grep -q '^gap' line.toml || wrong "the sample has no gap"
+grep -q '^late' line.toml || wrong "the sample has no late"
+tags=$(grep -c '^\[\[tag\]\]' line.toml)
+[ "$tags" -ge 5 ] || wrong "the sample has $tags tags"
+
+values=$("$DX7" read -c line.toml) || wrong "reading all tags failed"
+names=$(sed -E 's/ = .*//' <<<"$values")
+same "the sample's tags and what is read" "$names" \
+    "$(sed -nE '/^name = "outputs"/d; s/^name = "(.*)"/\1/p' line.toml; printf 'outputs[0]\noutputs[1]\n')"
+# The commands in its head.
+"$DX7" plan -c line.toml >/dev/null || wrong "plan"
+"$DX7" monitor -c line.toml --stats --seconds 0.3 >/dev/null || wrong "monitor"
+"$DX7" read -c line.toml speed "ramp time" >/dev/null || wrong "read"
+"$DX7" write -c line.toml "ramp time=500" --verify >/dev/null || wrong "write"
+[ "$("$DX7" read -c line.toml "ramp time")" = "ramp time = 500 s" ] || wrong "ramp time"
+[ "$("$DX7" read -c line.toml F:3.0.25)" = "F:3.0.25@1 = 5000" ] || wrong "its scale"
+finish "the sample line file is in order"
