@@ -57,7 +57,7 @@ def walk(now, before):
         last = by_size[sizes[-1]]
         old = earlier.get((operation, order, sizes[-1]))
         limit = 1.3 if order == "polling" else 3
-        once = operation.startswith("first")
+        once = operation.startswith(("first", "no driver"))
         rows.append(
             [operation, order]
             + [figure(by_size[size]["ns"]) for size in sizes]
