@@ -53,15 +53,22 @@ double cycleLimit(int baud) {
     return LINE_BLOCKS * ((REQUEST_BYTES + REPLY_BYTES) * character + 2 * silence);
 }
 
-/// Per transaction: seconds, processor seconds of the client; and the device's idle share.
-Figures measure(const ClientKind& kind, const LineSetup& setup, const DeviceProcess& device, int cycles) {
+/// Reads whole cycles for at least `shortest` seconds. Per transaction: seconds, processor seconds of the
+/// client; and the device's idle share.
+Figures measure(const ClientKind& kind, const LineSetup& setup, const DeviceProcess& device,
+                double shortest) {
     const std::unique_ptr<LineClient> client = kind.make(setup);
     client->read(setup.baud > 0 ? 4 : LINE_BLOCKS);  // after them everything is in place
     const double deviceBefore = device.processorSeconds();
     const double ownBefore = processorSeconds();
     const double start = secondsNow();
-    client->read(cycles * LINE_BLOCKS);
-    const double spent = secondsNow() - start;
+    double spent = 0;
+    int cycles = 0;
+    while (spent < shortest) {
+        client->read(LINE_BLOCKS);
+        ++cycles;
+        spent = secondsNow() - start;
+    }
     const double own = processorSeconds() - ownBefore;
     const double busy = device.processorSeconds() - deviceBefore;
     const double transactions = cycles * LINE_BLOCKS;
@@ -91,14 +98,15 @@ void print(const ClientKind& kind, int baud, const Series& series, const Series&
 }
 
 /// `baud` 0: a line without a pace.
-void compare(int baud, int rounds, int cycles) {
+void compare(int baud, int rounds, double shortest) {
     say("line: " + (baud > 0 ? std::to_string(baud) + " baud" : std::string("unpaced")));
     const DeviceProcess device(baud);
     const LineSetup setup{device.line(), baud};
     Series series[CLIENT_COUNT];
     for (int round = 0; round < rounds; ++round) {
         for (std::size_t i = 0; i < CLIENT_COUNT; ++i) {
-            const Figures figures = measureAlone([&] { return measure(CLIENTS[i], setup, device, cycles); });
+            const Figures figures =
+                measureAlone([&] { return measure(CLIENTS[i], setup, device, shortest); });
             series[i].time.push_back(figures.at(0));
             series[i].processor.push_back(figures.at(1));
             series[i].idle.push_back(figures.at(2));
@@ -110,8 +118,8 @@ void compare(int baud, int rounds, int cycles) {
 }
 
 void run(const Options& options) {
-    compare(0, options.rounds, options.quick ? 2 : 100);
-    compare(115200, options.rounds, options.quick ? 1 : 2);
+    compare(0, options.rounds, options.quick ? 0.05 : 0.5);
+    compare(115200, options.rounds, options.quick ? 0.05 : 0.5);
     if (!options.quick) {
         compare(9600, options.rounds, 1);
     }

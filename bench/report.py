@@ -57,7 +57,7 @@ def walk(now, before):
         last = by_size[sizes[-1]]
         old = earlier.get((operation, order, sizes[-1]))
         limit = 1.3 if order == "polling" else 3
-        once = operation.startswith("first")
+        once = operation.startswith(("first", "no driver"))
         rows.append(
             [operation, order]
             + [figure(by_size[size]["ns"]) for size in sizes]
@@ -106,7 +106,7 @@ def transaction(now, before):
             new, old = of(now, case, field), of(before, case, field)
             if new is None:
                 continue
-            change = "" if not old or new == 0 else f"{old / new:.1f} times fewer" if new < old else "as before"
+            change = "" if not old or new == 0 else f"{old / new:.{1 if old < 20 * new else 0}f} times fewer" if new < old else "as before"
             rows.append([f"{name}: {field}", figure(new, 0), "" if old is None else figure(old, 0), change])
     return table(["a transaction of 60 words", "now", "before", ""], rows)
 

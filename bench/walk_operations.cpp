@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <chrono>
+#include <numeric>
 #include <set>
 #include <stdexcept>
 #include <tuple>
@@ -16,6 +17,7 @@ const int WORDS = 60;
 const int BITS = 64;
 // Frames that are put on the line before the clock runs, so that it sees the decoding alone.
 const std::size_t FRAMES_AT_ONCE = 64;
+const std::size_t BARE_RECORD = 80;
 const std::size_t FIRST_REPLIES = 12;
 const double SHORTEST_NS = 20e6;
 const RegisterRow BIT_ROWS[] = {ROW_CW_BIT, ROW_SW_BIT, ROW_DO, ROW_RO, ROW_SDO, ROW_DI};
@@ -25,9 +27,10 @@ double nowNs() {
     return static_cast<double>(std::chrono::duration_cast<std::chrono::nanoseconds>(now).count());
 }
 
-std::vector<Item> shuffled(std::vector<Item> items) {
-    std::shuffle(items.begin(), items.end(), repeatableRandom());
-    return items;
+template <typename Element>
+std::vector<Element> shuffled(std::vector<Element> list) {
+    std::shuffle(list.begin(), list.end(), repeatableRandom());
+    return list;
 }
 
 /// The items in the order in which the driver polls them.
@@ -70,7 +73,8 @@ const char* walkOperationName(WalkOperation operation) {
                                                        "decode 64 bits",
                                                        "intf_getData",
                                                        "intf_setData",
-                                                       "intf_setData, 512 writes waiting"};
+                                                       "intf_setData, 512 writes waiting",
+                                                       "no driver: one read of memory"};
     return NAMES[operation];
 }
 
@@ -95,7 +99,11 @@ void WalkSet::load(int count) {
     planReads(items);
     measureFirstReplies();
     makeMissingAreas();
-    for (Order* order : {&items_, &wordReads_, &bitReads_}) {
+    positions_.polling.resize(items.size());
+    std::iota(positions_.polling.begin(), positions_.polling.end(), std::size_t(0));
+    positions_.random = shuffled(positions_.polling);
+    bareRecords_.resize(BARE_RECORD * items.size());
+    for (Order<Item>* order : {&items_, &wordReads_, &bitReads_}) {
         order->random = shuffled(order->polling);
     }
 }
@@ -222,6 +230,19 @@ double WalkSet::setQueuedWalk(const std::vector<Item>& items) {
     return spent / static_cast<double>(count) * static_cast<double>(items.size());
 }
 
+/// What memory alone costs: every record is zero, so that each position is known only when the read before it
+/// has come back.
+double WalkSet::bareWalk(const std::vector<std::size_t>& positions) {
+    std::size_t last = 0;
+    const double start = nowNs();
+    for (const std::size_t position : positions) {
+        last = bareRecords_[BARE_RECORD * (position + last)];
+    }
+    const double spent = nowNs() - start;
+    bareSum_ += last;
+    return spent;
+}
+
 double WalkSet::nanosecondsPerItem(WalkOperation operation, bool randomOrder) {
     const auto& items = items_.get(randomOrder);
     const auto& words = wordReads_.get(randomOrder);
@@ -247,8 +268,11 @@ double WalkSet::nanosecondsPerItem(WalkOperation operation, bool randomOrder) {
         case WALK_SET:
             walk = [&] { return setWalk(items); };
             break;
-        default:
+        case WALK_SET_QUEUED:
             walk = [&] { return setQueuedWalk(items); };
+            break;
+        default:
+            walk = [&] { return bareWalk(positions_.get(randomOrder)); };
     }
     walk();  // brings the values and the caches into the state that the others find
     double spent = 0;

@@ -19,6 +19,7 @@ enum WalkOperation {
     WALK_GET,             ///< intf_getData, item by item.
     WALK_SET,             ///< intf_setData, item by item, the queue of writes empty.
     WALK_SET_QUEUED,      ///< intf_setData, item by item, behind 512 waiting writes.
+    WALK_BARE,            ///< No driver: one byte of a record of 80 per item, each read after the one before.
     WALK_OPERATIONS
 };
 
@@ -49,24 +50,29 @@ private:
     double getWalk(const std::vector<Item>& items);
     double setWalk(const std::vector<Item>& items);
     double setQueuedWalk(const std::vector<Item>& items);
+    double bareWalk(const std::vector<std::size_t>& positions);
 
     /// The same list in polling order and shuffled.
+    template <typename Element>
     struct Order {
-        std::vector<Item> polling;
-        std::vector<Item> random;
-        const std::vector<Item>& get(bool isRandom) const { return isRandom ? random : polling; }
+        std::vector<Element> polling;
+        std::vector<Element> random;
+        const std::vector<Element>& get(bool isRandom) const { return isRandom ? random : polling; }
     };
 
     Link link_;
-    Order items_;
-    Order wordReads_;
-    Order bitReads_;
+    Order<Item> items_;
+    Order<Item> wordReads_;
+    Order<Item> bitReads_;
+    Order<std::size_t> positions_;
+    std::vector<unsigned char> bareRecords_;
     FRAME_PRO wordFrame_;
     FRAME_PRO bitFrame_;
     QByteArray wordReplies_[2];
     QByteArray bitReply_;
     double firstReplyNs_ = 0;
     unsigned char written_ = 0;
+    std::size_t bareSum_ = 0;  ///< Keeps the reads from being left out.
     int passes_ = 0;
 };
 
