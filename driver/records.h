@@ -36,12 +36,14 @@ struct VARIABLE {
     }
     // Written out, because compilers copy the members of an array one by one otherwise.
     VARIABLE& operator=(const VARIABLE& other) {
-        opKind = other.opKind;
-        station = other.station;
-        regType = other.regType;
-        address = other.address;
-        count = other.count;
-        std::memmove(data, other.data, sizeof data);
+        if (this != &other) {
+            opKind = other.opKind;
+            station = other.station;
+            regType = other.regType;
+            address = other.address;
+            count = other.count;
+            std::memcpy(data, other.data, sizeof data);
+        }
         return *this;
     }
 };
@@ -137,18 +139,20 @@ struct FRAME_PRO {
     }
     // Written out, because compilers copy the members of an array one by one otherwise.
     FRAME_PRO& operator=(const FRAME_PRO& other) {
-        std::memmove(sendBuf, other.sendBuf, sizeof sendBuf);
-        sendLen = other.sendLen;
-        expectLen = other.expectLen;
-        dataOffset = other.dataOffset;
-        dataCount = other.dataCount;
-        frameReserved = other.frameReserved;
-        opKind = other.opKind;
-        station = other.station;
-        regType = other.regType;
-        address = other.address;
-        count = other.count;
-        std::memmove(varData, other.varData, sizeof varData);
+        if (this != &other) {
+            std::memcpy(sendBuf, other.sendBuf, sizeof sendBuf);
+            sendLen = other.sendLen;
+            expectLen = other.expectLen;
+            dataOffset = other.dataOffset;
+            dataCount = other.dataCount;
+            frameReserved = other.frameReserved;
+            opKind = other.opKind;
+            station = other.station;
+            regType = other.regType;
+            address = other.address;
+            count = other.count;
+            std::memcpy(varData, other.varData, sizeof varData);
+        }
         return *this;
     }
 };
