@@ -51,7 +51,9 @@ bool readDescriptor(int descriptor, QByteArray* bytes, qint64 waitUs, QString* f
         bytes->append(chunk, static_cast<int>(count));
         return true;
     }
-    if (count < 0 && (errno == EAGAIN || errno == EINTR)) {
+    // A serial port that is set up to return at once reads no bytes where others say EAGAIN. When it was said
+    // to be readable, no bytes mean its end.
+    if (count < 0 ? errno == EAGAIN || errno == EINTR : waitUs <= 0) {
         return true;
     }
     *failure = count < 0 ? errorText(errno) : QStringLiteral("it was closed at the other end");

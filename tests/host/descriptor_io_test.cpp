@@ -3,7 +3,9 @@
 
 #include <fcntl.h>
 #include <gtest/gtest.h>
+#include <pty.h>
 #include <sys/socket.h>
+#include <termios.h>
 #include <unistd.h>
 
 #include <thread>
@@ -56,6 +58,26 @@ TEST_F(DescriptorIoTest, NamesALossInReadingAndWriting) {
     EXPECT_EQ(failure, QStringLiteral("Broken pipe"));
     EXPECT_FALSE(readDescriptor(-1, &bytes, 0, &failure));
     EXPECT_EQ(failure, QStringLiteral("Bad file descriptor"));
+}
+
+// As QSerialPort sets a port up: a read that finds nothing returns no bytes instead of an error.
+TEST_F(DescriptorIoTest, APortThatReturnsAtOnceIsNotLostByIt) {
+    int device = -1;
+    int port = -1;
+    termios raw{};
+    ::cfmakeraw(&raw);
+    raw.c_cc[VMIN] = 0;
+    raw.c_cc[VTIME] = 0;
+    ASSERT_EQ(::openpty(&device, &port, nullptr, &raw, nullptr), 0);
+    ::fcntl(port, F_SETFL, O_NONBLOCK);
+    EXPECT_TRUE(readDescriptor(port, &bytes, 0, &failure)) << failure.toStdString();
+    EXPECT_TRUE(readDescriptor(port, &bytes, 1000, &failure)) << failure.toStdString();
+    EXPECT_TRUE(writeDescriptor(device, Channel::Port, "abc", &failure));
+    EXPECT_TRUE(readDescriptor(port, &bytes, 1000000, &failure));
+    EXPECT_EQ(bytes, QByteArray("abc"));
+    ::close(device);
+    EXPECT_FALSE(readDescriptor(port, &bytes, 1000000, &failure)) << "its end is noticed";
+    ::close(port);
 }
 
 TEST_F(DescriptorIoTest, WritesMoreThanTheOtherEndTakesAtOnce) {
