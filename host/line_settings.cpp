@@ -165,7 +165,11 @@ QString describeLine(const LineSettings& settings) {
                 .arg(parityText(settings.parity).left(1).toUpper())
                 .arg(settings.stopBits);
         case Carrier::Tcp:
-            return QStringLiteral("tcp %1:%2").arg(settings.tcpHost).arg(settings.tcpPort);
+            return QStringLiteral("tcp %1:%2")
+                .arg(settings.tcpHost.contains(QLatin1Char(':'))
+                         ? QStringLiteral("[%1]").arg(settings.tcpHost)
+                         : settings.tcpHost)
+                .arg(settings.tcpPort);
         default:
             return QStringLiteral("no line");
     }

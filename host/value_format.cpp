@@ -1,6 +1,7 @@
 #include "value_format.h"
 
 #include <cmath>
+#include <utility>
 
 #include "error.h"
 
@@ -141,10 +142,14 @@ QVector<int> itemsFromText(const ValueFormat& format, const RegisterType& type, 
     if (!ok) {
         throw UsageError(QStringLiteral("value \"%1\" for %2 is not a number").arg(text, type.name));
     }
-    const qint64 highest = format.wide ? 0xFFFFFFFFLL : type.highestValue();
+    qint64 highest = format.wide ? 0xFFFFFFFFLL : type.highestValue();
     // A word may be given as signed number, too.
-    const qint64 lowest = type.bit ? 0 : -(highest + 1) / 2;
+    qint64 lowest = type.bit ? 0 : -(highest + 1) / 2;
     if (number < lowest || number > highest) {
+        // A negative scale turns the limits round.
+        if (format.scale < 0) {
+            std::swap(lowest, highest);
+        }
         throw UsageError(QStringLiteral("value %1 for %2 is out of range, it must be %3 to %4")
                              .arg(text, type.name, limitText(format, lowest), limitText(format, highest)));
     }

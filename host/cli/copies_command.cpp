@@ -6,7 +6,7 @@ namespace dx7::cli {
 
 namespace {
 
-enum { HIGHEST_COPIES = 1000, COPY_CLAMPED = 2 };
+enum { HIGHEST_COPIES = 1000, LONGEST_STEP = 1000, COPY_CLAMPED = 2 };
 
 struct CopiesOptions : CommonOptions {
     std::string item;
@@ -19,6 +19,12 @@ int runCopies(const CopiesOptions& options) {
         throw UsageError(QStringLiteral("the number of copies is %1, it must be 1 to %2")
                              .arg(options.copies)
                              .arg(int(HIGHEST_COPIES)));
+    }
+    if (options.step < -LONGEST_STEP || options.step > LONGEST_STEP) {
+        throw UsageError(QStringLiteral("--step is %1, it must be %2 to %3")
+                             .arg(options.step)
+                             .arg(-LONGEST_STEP)
+                             .arg(int(LONGEST_STEP)));
     }
     const Driver loaded(options);
     const QVector<Point> points = loaded.notation.points(text(options.item));

@@ -32,6 +32,14 @@ void checkCommandName(const CLI::App& app, const QString& path, const QStringLis
                                   .arg(names.join(QStringLiteral(", ")), path));
     }
     if (name.startsWith(QLatin1Char('-'))) {
+        const QString option = name.section(QLatin1Char('='), 0, 0);
+        if (app.get_option_no_throw(option.toStdString()) == nullptr) {
+            throw dx7::UsageError(
+                QStringLiteral(
+                    "option \"%1\" cannot stand here; the options of a command stand behind it (%2 "
+                    "--help shows more)")
+                    .arg(option, path));
+        }
         return;
     }
     if (!names.contains(name)) {
@@ -103,6 +111,8 @@ int runChecked(int argc, char** argv) {
 
 int main(int argc, char** argv) {
     try {
+        // What Qt has to say about a file or port stands in the command's own line, too.
+        qInstallMessageHandler([](QtMsgType, const QMessageLogContext&, const QString&) {});
         QCoreApplication application(argc, argv);
         return runChecked(argc, argv);
     } catch (...) {

@@ -5,6 +5,9 @@
 
 namespace dx7::cli {
 
+const CLI::Validator notEmpty(
+    [](std::string& given) { return given.empty() ? std::string("is an empty text") : std::string(); }, "");
+
 void addDriverOption(CLI::App& command, CommonOptions& options) {
     command
         .add_option("--driver", options.driverPath,
@@ -20,9 +23,10 @@ void addLineOptions(CLI::App& command, CommonOptions& options) {
     const auto add = [&](const char* name, auto& value, const char* type, const char* help) {
         return command.add_option(name, value, help)->type_name(type)->group("Line");
     };
-    add("-c,--config", options.filePath, "FILE", "A TOML file with the line and its tags");
+    add("-c,--config", options.filePath, "FILE", "A TOML file with the line and its tags")->check(notEmpty);
     auto* serial = add("--serial", options.serialPort, "PORT", "Serial port or pseudo-terminal");
-    add("--tcp", options.tcpAddress, "HOST[:PORT]", "RTU frames over TCP")->excludes(serial);
+    serial->check(notEmpty);
+    add("--tcp", options.tcpAddress, "HOST[:PORT]", "RTU frames over TCP")->excludes(serial)->check(notEmpty);
     add("--baud", options.baud, "N", "Baud rate (default: the driver's)");
     add("--parity", options.parity, "NAME", "none, even or odd (default: the driver's)");
     add("--data-bits", options.dataBits, "N", "7 or 8 (default: the driver's)");
@@ -40,6 +44,7 @@ void addRecordOption(CLI::App& command, CommonOptions& options) {
     command
         .add_option("--record", options.recordPath, "Record every request and reply into this file (pcap)")
         ->type_name("FILE")
+        ->check(notEmpty)
         ->group("Line");
 }
 

@@ -39,6 +39,9 @@ struct CommonOptions {
 /// The command that was chosen.
 using Run = std::function<int()>;
 
+/// Refuses an empty text: a variable of a script that was never set.
+extern const CLI::Validator notEmpty;
+
 void addDriverOption(CLI::App& command, CommonOptions& options);
 /// How the line is reached and treated; enough for a command that sends nothing.
 void addLineOptions(CLI::App& command, CommonOptions& options);

@@ -277,7 +277,10 @@ void addAction(CLI::App& params, Run& run, const char* name, const char* what, c
                int (*action)(const ParamsOptions&)) {
     auto options = std::make_shared<ParamsOptions>();
     CLI::App* command = params.add_subcommand(name, what);
-    command->add_option("file", options->file, "The TOML file")->required()->type_name("FILE");
+    command->add_option("file", options->file, "The TOML file")
+        ->required()
+        ->type_name("FILE")
+        ->check(notEmpty);
     command
         ->add_option("--station", options->station,
                      action == runSave ? "The station (default 1)" : "The station (default: the file's)")

@@ -61,7 +61,10 @@ int runReplay(const ReplayOptions& options) {
 void addReplayCommand(CLI::App& app, Run& run) {
     auto options = std::make_shared<ReplayOptions>();
     CLI::App* command = app.add_subcommand("replay", "Prints a recording made with --record");
-    command->add_option("file", options->file, "The recording")->required()->type_name("FILE");
+    command->add_option("file", options->file, "The recording")
+        ->required()
+        ->type_name("FILE")
+        ->check(notEmpty);
     addJsonOption(*command, *options);
     command->footer(
         "Examples:\n"

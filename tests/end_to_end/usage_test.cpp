@@ -59,6 +59,7 @@ INSTANTIATE_TEST_SUITE_P(
                     Wrong{{"write", "F:0.0.00=-40000"}, "", "-40000"}, Wrong{{"write", "SDO:1=2"}, "", "2"},
                     Wrong{{"write", "F:0.0.00/u32=4294967296"}, "", "4294967296"},
                     Wrong{{"write", "F:0.0.00/scale=0.1=9999"}, "", "-3276.8 to 6553.5"},
+                    Wrong{{"write", "F:0.0.00/scale=-0.1=9999"}, "", "-6553.5 to 3276.8"},
                     Wrong{{"write", "F:0.0.00="}, "", "F"}, Wrong{{"write", "F:0.0.00=1.5"}, "", "1.5"},
                     Wrong{{"write", "F:0.0.00=nan"}, "", "nan"},
                     Wrong{{"write", "F:0.0.00/scale=0.1=inf"}, "", "inf"},
@@ -89,6 +90,9 @@ INSTANTIATE_TEST_SUITE_P(
                     Wrong{{"read", "AI:0", "--timeout", "soon"}, "", "soon"},
                     Wrong{{"read", "AI:0", "--retries", "-1"}, "", "--retries"},
                     Wrong{{"read", "AI:0", "--block", "126"}, "", "126"},
+                    Wrong{{"read", "AI:0", "--record", ""}, "", "--record"},
+                    Wrong{{"read", "AI:0", "--config", ""}, "", "--config"},
+                    Wrong{{"params", "load", ""}, "", "file"}, Wrong{{"params", "save", ""}, "", "file"},
                     Wrong{{"read", "AI:0", "--block", "0"}, "", "--block"},
                     Wrong{{"read", "AI:0", "--late", "-1"}, "", "--late"},
                     Wrong{{"read", "AI:0", "--retries", "100"}, "", "0 to 99"},
@@ -226,6 +230,10 @@ INSTANTIATE_TEST_SUITE_P(
                     Wrong{{"replay", "/nowhere/line.pcap"}, "", "/nowhere/line.pcap"},
                     Wrong{{"replay", "%"}, "this is no recording", "%"}, Wrong{{"check"}, "", "item"},
                     Wrong{{"copies", "F:0.0.00"}, "", "copies"},
+                    Wrong{{"copies", "F:0.0.00", "2", "--step", "2147483647"}, "", "--step"},
+                    Wrong{{"--json", "types"}, "", "\"--json\" cannot stand here"},
+                    Wrong{{"params", "--groups=3", "save", "%"}, "", "\"--groups\" cannot stand here"},
+                    Wrong{{"replay", ""}, "", "file"},
                     Wrong{{"copies", "F:0.0.00", "0"}, "", "copies is 0"}));
 
 TEST(WithoutACommand, TheCommandsAreNamed) {
