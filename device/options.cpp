@@ -31,10 +31,16 @@ const char* const EXAMPLES =
 /// The conversion alone would take -1 for the largest number.
 const CLI::Validator wholeNumber(
     [](std::string& text) {
-        const bool digits = !text.empty() && text.find_first_not_of("0123456789") == std::string::npos;
-        return digits ? std::string() : "\"" + text + "\" is no whole number from 0 up";
+        // 19 digits always fit.
+        const bool digits =
+            !text.empty() && text.size() <= 19 && text.find_first_not_of("0123456789") == std::string::npos;
+        return digits ? std::string() : "\"" + text + "\" is no whole number of at most 19 digits";
     },
     "");
+
+/// An empty text is a variable of a script that was never set.
+const CLI::Validator notEmpty(
+    [](std::string& text) { return text.empty() ? std::string("is an empty text") : std::string(); }, "");
 
 /// What needs more than CLI11 to be checked.
 struct RawTexts {
@@ -48,11 +54,12 @@ struct RawTexts {
 void addLineOptions(CLI::App& app, Options& options, RawTexts& raw) {
     auto* const line = app.add_option_group("Line", "Where the device is found; exactly one of these");
     line->add_option("--pty", options.pty, "Make a pseudo-terminal and PATH a symbolic link to it")
-        ->type_name("PATH");
+        ->type_name("PATH")
+        ->check(notEmpty);
     line->add_option("--tcp", options.tcpPort, "RTU frames over TCP on this port, 0 for any free one")
         ->type_name("PORT")
         ->check(CLI::Range(0, 65535));
-    line->add_option("--serial", options.serial, "Use a serial port")->type_name("DEVICE");
+    line->add_option("--serial", options.serial, "Use a serial port")->type_name("DEVICE")->check(notEmpty);
     line->require_option(1);
     app.add_option("--bind", options.bindAddress, "Listen on this address with --tcp")
         ->type_name("ADDRESS")
@@ -76,11 +83,14 @@ void addLineOptions(CLI::App& app, Options& options, RawTexts& raw) {
 void addDeviceOptions(CLI::App& app, Options& options, RawTexts& raw) {
     auto* const station =
         app.add_option("--station", raw.station, "The station simulated, 1 to 247 (default 1)");
-    station->type_name("N");
+    station->type_name("N")->check(notEmpty);
     app.add_option("--stations", raw.stations, "Several stations, as 1,2,9")
         ->type_name("LIST")
+        ->check(notEmpty)
         ->excludes(station);
-    app.add_option("--values", options.valuesFile, "Values to start from, a TOML file")->type_name("FILE");
+    app.add_option("--values", options.valuesFile, "Values to start from, a TOML file")
+        ->type_name("FILE")
+        ->check(notEmpty);
     app.add_flag("--move-all", options.moveAll,
                  "Every value moves in steps of 0.25 s and tells its item and its time");
     app.add_option("--fault", raw.faults,

@@ -129,10 +129,22 @@ TEST_F(PtyLineTest, CarriesOutALastCommandWithoutItsNewline) {
 }
 
 TEST_F(PtyLineTest, RefusesASeedThatIsNoWholeNumber) {
-    for (const char* seed : {"-1", "1.5", "x", ""}) {
+    for (const char* seed : {"-1", "1.5", "x", "", "99999999999999999999"}) {
         const Finished end = runDevice({"--pty", link, "--seed", seed});
         EXPECT_EQ(end.exitCode, 2) << seed;
         EXPECT_NE(end.errors.find("no whole number"), std::string::npos) << end.errors;
+    }
+}
+
+TEST_F(PtyLineTest, RefusesEmptyTexts) {
+    for (const char* option : {"--pty", "--serial"}) {
+        EXPECT_EQ(runDevice({option, ""}).exitCode, 2) << option;
+    }
+    for (const char* option : {"--station", "--stations", "--values"}) {
+        const Finished end = runDevice({"--pty", link, option, ""});
+        EXPECT_EQ(end.exitCode, 2) << option;
+        EXPECT_NE(end.errors.find(std::string(option) + ": is an empty text"), std::string::npos)
+            << end.errors;
     }
 }
 
