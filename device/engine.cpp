@@ -111,7 +111,7 @@ Answer Engine::answer(const Bytes& request, Model& model, Time now) {
 Answer Engine::replyFromMap(const Bytes& request, int requestLength, Model& model, Time now) {
     Window window(request, model, now);
     modbus_reply(m_context.get(), request.data(), requestLength, window.mapping());
-    const Answer answer{true, takeOut()};
+    Answer answer{true, takeOut()};
     if (answer.exceptionCode() == 0) {
         window.storeWritten(model, now);
     }
