@@ -82,7 +82,7 @@ std::vector<QByteArray> LateReplies::drain(const QByteArray& bytes, qint64 nowUs
 QByteArray LateReplies::awaitedAt(int start) const {
     for (const Sent& sent : earlier_) {
         for (const int length : {sent.expectLen, int(EXCEPTION_FRAME_BYTES)}) {
-            const QByteArray frame = drained_.mid(start, length);
+            QByteArray frame = drained_.mid(start, length);
             if (sent.isAnsweredBy(frame) && endsWithCrc(frame, 0, length)) {
                 return frame;
             }
