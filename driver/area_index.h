@@ -36,7 +36,7 @@ public:
         // An item is looked up several times in a row, and blocks are walked in the order their areas were
         // made in.
         if (driver.dataAreas.size() == size_ && keysAreUnique_) {
-            if (last_ < size_ && hasKey(driver.dataAreas.at(last_), station, regType, address)) {
+            if (hasKey(driver.dataAreas.at(last_), station, regType, address)) {
                 return last_;
             }
             if (last_ + 1 < size_ && hasKey(driver.dataAreas.at(last_ + 1), station, regType, address)) {
@@ -79,7 +79,7 @@ private:
     bool checked_;  ///< Whether the index was checked since control last came from the host.
     int calls_;     ///< Calls from the host under way.
     int size_;      ///< Areas in the list when the index was last right; -1 while lists are walked.
-    int last_;      ///< Position found last.
+    int last_;      ///< Position found last; within the list as long as the size is right.
 };
 
 #endif
