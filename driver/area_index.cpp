@@ -65,7 +65,7 @@ unsigned AreaIndex::bucketOf(int station, const QString& regType, int address) c
     return hash & static_cast<unsigned>(heads_.size() - 1);
 }
 
-/// Position of the area with this key, or -1. Chains run from the newest area to the oldest.
+/// Position of the area with this key, or -1. Chains run from the oldest area to the newest.
 int AreaIndex::find(int station, const QString& regType, int address) const {
     int position = heads_[bucketOf(station, regType, address)];
     while (position >= 0 && !hasKey(driver.dataAreas.at(position), station, regType, address)) {
@@ -97,8 +97,11 @@ bool AreaIndex::matchesList() {
 }
 
 void AreaIndex::link(int position, unsigned bucket) {
-    next_[static_cast<std::size_t>(position)] = heads_[bucket];
-    heads_[bucket] = position;
+    int* end = &heads_[bucket];
+    while (*end >= 0) {
+        end = &next_[static_cast<std::size_t>(*end)];
+    }
+    *end = position;
 }
 
 void AreaIndex::rebuild() {

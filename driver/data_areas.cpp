@@ -96,7 +96,8 @@ void _wordDataChange(const int* oldValue, const int* newValue, int station, cons
     }
     const int mask = area.bitMonitorMask;
     int flags = area.wordMonitorFlags;
-    // Flags are looked up anew after each report: the host may have changed the plan inside it.
+    // Flags are looked up anew after each report that others may follow: the host may have changed the plan
+    // inside it.
     if (noBitScan == 0 && mask != 0) {
         const QString bitType = regType + QLatin1String("_bit");
         for (int bit = 0; bit < 16; ++bit) {
@@ -109,11 +110,15 @@ void _wordDataChange(const int* oldValue, const int* newValue, int station, cons
     }
     if ((flags & MONITOR_WORD) != 0) {
         reportValueChange(driver.linkId, station, regType, address);
-        flags = wordFlags(station, regType, address);
+        if (address >= 0) {
+            flags = wordFlags(station, regType, address);
+        }
     }
     if (address >= 0 && (flags & MONITOR_DOUBLE_FIRST) != 0) {
         reportValueChange(driver.linkId, station, regType + QLatin1String("_double"), address);
-        flags = wordFlags(station, regType, address);
+        if (address >= 1) {
+            flags = wordFlags(station, regType, address);
+        }
     }
     if (address >= 1 && (flags & MONITOR_DOUBLE_SECOND) != 0) {
         reportValueChange(driver.linkId, station, regType + QLatin1String("_double"), address - 1);

@@ -250,11 +250,14 @@ int check_rcv_data(const unsigned char* buf, int len) {
 
 void writeErrorInfo(const QByteArray& reply, QString& text) {
     const FRAME_PRO& head = driver.frameList.at(0);
+    // Emptied in place, so that the host's text keeps its memory; data() makes that memory its own.
     text.resize(0);
-    text.reserve(head.regType.size() + LONGEST_INFO_NUMBERS);
+    text.data();
+    const QString regType(head.regType);
+    text.reserve(regType.size() + LONGEST_INFO_NUMBERS);
     appendNumber(text, head.station);
     text += QLatin1Char('#');
-    text += head.regType;
+    text += regType;
     appendNumber(text, head.address);
     text += QLatin1Char('(');
     appendNumber(text, head.count);

@@ -167,6 +167,21 @@ TEST_F(WordReports, FlagsAreLookedUpAnewAfterEveryReport) {
         (Reports{{1, 3, "CW_bit", 48}, {1, 3, "CW", 3}, {1, 3, "CW_double", 3}, {1, 3, "CW_double", 2}}));
 }
 
+// An area that the host removes inside a report is made again only by a lookup that a later report needs.
+TEST_F(WordReports, NothingIsLookedUpWhereNoReportCanFollow) {
+    hook = [](const Report&) { driver.dataAreas.clear(); };
+    change(0, 1, 0, 1, -1);
+    EXPECT_EQ(driver.dataAreas.size(), 0);
+    change(0, 1, 0, 2, 0);
+    EXPECT_EQ(driver.dataAreas.size(), 0);
+    change(0, 1, 0, 1, 0);
+    EXPECT_EQ(driver.dataAreas.size(), 1);
+    change(0, 1, 0, 2, 1);
+    EXPECT_EQ(driver.dataAreas.size(), 1);
+    change(0, 1, 0, 4, 5);
+    EXPECT_EQ(driver.dataAreas.size(), 0);
+}
+
 TEST_F(WordReports, TheLinkIsTheDriversOwn) {
     driver.linkId = -12;
     EXPECT_EQ(change(0, 1, 0, 1), (Reports{{-12, 3, "CW", 3}}));

@@ -186,6 +186,19 @@ TEST_F(CopiesOfTheStore, AnAreaThatGetsAnotherKeyIsFoundByItWhateverItsBucket) {
     }
 }
 
+// Two areas with the same key, made by an edit: as long as the index still knows the first, it is found.
+TEST_F(CopiesOfTheStore, TheFirstOfTwoEqualAreasIsFoundWhateverTheBucketOfTheSecond) {
+    for (int address = 128; address < 384; ++address) {
+        driver.dataAreas.clear();
+        for (int item = 0; item < 100; ++item)
+            getIndexOfDataArea(1, "CW", item == 70 ? address : item, driver.dataAreas);
+        getIndexOfDataArea(1, "CW", 90, driver.dataAreas);
+        driver.dataAreas[70].address = 10;
+        ASSERT_EQ(getIndexOfDataArea(1, "CW", 90, driver.dataAreas), 90);
+        ASSERT_EQ(getIndexOfDataArea(1, "CW", 10, driver.dataAreas), 10) << address;
+    }
+}
+
 /// A random edit of a list that is not empty.
 std::function<void(Areas&)> randomEdit(std::mt19937& random, int size, const _DATA_& data) {
     const int at = static_cast<int>(random() % static_cast<unsigned>(size));

@@ -171,4 +171,29 @@ TEST_F(FrameList, TheTextAboutAFrameReplacesWhatTheHostsTextHeld) {
     EXPECT_FALSE(info.isNull());
 }
 
+TEST_F(FrameList, TheTextAboutAFrameStaysOutOfMemoryThatTheHostsTextOnlyBorrowed) {
+    QList<KEY_ADDRESS> list;
+    list << entry(1, "AI", 0, 1);
+    intf_addrMerge(list);
+    next();
+    const std::vector<QChar> borrowed(100, QLatin1Char('x'));
+    QString info = QString::fromRawData(borrowed.data(), static_cast<int>(borrowed.size()));
+    QByteArray none;
+    EXPECT_EQ(8, intf_dealRcvFrame(none, info));
+    EXPECT_EQ(QString("1#AI0(1)(0)"), info);
+    EXPECT_EQ(std::vector<QChar>(100, QLatin1Char('x')), borrowed);
+}
+
+// A host that has the text written over the frame's own type name finds that name empty in it, as it was
+// emptied first.
+TEST_F(FrameList, TheTextMayBeTheTypeNameOfTheFrameItself) {
+    QList<KEY_ADDRESS> list;
+    list << entry(1, "AI", 0, 1);
+    intf_addrMerge(list);
+    next();
+    QByteArray none;
+    EXPECT_EQ(8, intf_dealRcvFrame(none, driver.frameList[0].regType));
+    EXPECT_EQ(QString("1#0(1)(0)"), driver.frameList.at(0).regType);
+}
+
 }  // namespace
