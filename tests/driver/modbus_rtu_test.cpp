@@ -172,6 +172,18 @@ TEST(FrameAssembly, PutsWordsHighByteFirstAndTheSumLowByteFirst) {
     EXPECT_EQ(0, std::memcmp(expected, frame.sendBuf, 8));
 }
 
+TEST(FrameAssembly, BeginsAtTheFirstByteOfAFrameThatWasUsedBefore) {
+    VARIABLE request;
+    request.station = 1;
+    FRAME_PRO frame;
+    frame.sendLen = 500;
+    FrameWriter writer(frame, request, FC_STATUS_QUERY);
+    writer.finish(5, 2, 1);
+    EXPECT_EQ(4, frame.sendLen);
+    EXPECT_EQ(1, frame.sendBuf[0]);
+    EXPECT_EQ(7, frame.sendBuf[1]);
+}
+
 TEST(FrameAssembly, TruncatesWordsTo16Bits) {
     VARIABLE request;
     FRAME_PRO frame;

@@ -300,6 +300,18 @@ TEST_F(RecipeVariableToRequest, WordsComeFromTheVariablesOwnPlaceInRecipeMemory)
     }
 }
 
+// Behind the request stands what a copy of too many words would reach first.
+TEST_F(RecipeVariableToRequest, NothingBehindTheRequestIsTouched) {
+    std::fill(recipeMemory.begin(), recipeMemory.end(), static_cast<unsigned char>(0xA5));
+    struct {
+        VARIABLE var;
+        unsigned char behind[4096] = {};
+    } memory;
+    rcpAddrToVar(recipeVariable(1, 3, "F", 0, 2000, 0), memory.var, 1);
+    for (const unsigned char byte : memory.behind)
+        ASSERT_EQ(byte, 0);
+}
+
 TEST_F(RecipeVariableToRequest, CopiesStayInsideTheBuffer) {
     std::fill(recipeMemory.begin(), recipeMemory.end(), static_cast<unsigned char>(0xA5));
     VARIABLE var;
