@@ -248,6 +248,9 @@ int check_rcv_data(const unsigned char* buf, int len) {
     return head.dataCount != 0 ? REPLY_DATA : REPLY_ACKNOWLEDGE;
 }
 
+namespace {
+
+/// Writes what getErrorInfo() returns into the host's own text.
 void writeErrorInfo(const QByteArray& reply, QString& text) {
     const FRAME_PRO& head = driver.frameList.at(0);
     // Emptied in place, so that the host's text keeps its memory; data() makes that memory its own.
@@ -265,6 +268,8 @@ void writeErrorInfo(const QByteArray& reply, QString& text) {
     appendNumber(text, reply.size());
     text += QLatin1Char(')');
 }
+
+}  // namespace
 
 QString getErrorInfo(const QByteArray& reply) {
     QString text;

@@ -198,6 +198,35 @@ TEST_F(PollEngineTest, ADeadStationKeepsItsLastGoodValueAndComesBackWithinOnePro
     EXPECT_EQ(news, (QVector<bool>{false, true}));
 }
 
+// Faults that ended before a station was taken out of the plan leave no trace after one more request per
+// block.
+TEST_F(PollEngineTest, OneCycleAfterTheFaultsEndEverythingIsGood) {
+    const QStringList items = {QStringLiteral("F:0.0.00,4@1"), QStringLiteral("AI:0,4@1"),
+                               QStringLiteral("F:0.0.00,4@2"), QStringLiteral("AI:0,4@2")};
+    engine.watch(points(items));
+    const auto shown = [this](Quality quality) {
+        int number = 0;
+        for (int i = 0; i < engine.table().points().size(); ++i) {
+            number += engine.table().state(i).quality == quality ? 1 : 0;
+        }
+        return number;
+    };
+    const int all = engine.table().points().size();
+    silent = {1, 2};
+    for (int steps = 0; shown(Quality::Bad) < all && steps < 100; ++steps) {
+        engine.step();
+    }
+    ASSERT_EQ(shown(Quality::Bad), all);
+    ASSERT_TRUE(engine.health().dead().isEmpty());
+    silent.clear();
+    const int before = line.requests.size();
+    while (line.requests.size() - before < engine.plan().blockCount()) {
+        engine.step();
+    }
+    EXPECT_EQ(engine.plan().blockCount(), items.size());
+    EXPECT_EQ(shown(Quality::Good), all);
+}
+
 TEST_F(PollEngineTest, ARefusalOfAProbeIsASignOfLife) {
     silent = {1};
     engine.watch(points({QStringLiteral("F:0.0.00@1")}));
