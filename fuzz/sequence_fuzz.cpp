@@ -13,6 +13,8 @@ namespace {
 const int LONGEST_SEQUENCE = 120;
 const int DEEPEST_REPORT = 3;
 const int MOST_ITEMS = 130;
+// Without a block limit, addresses at the end of their range can be joined to blocks of any length.
+const int MOST_ITEMS_OF_A_BLOCK = 2000;
 
 class Sequence {
 public:
@@ -133,6 +135,10 @@ private:
             return;
         }
         checkFrame(frame);
+        if (frame.dataCount > MOST_ITEMS_OF_A_BLOCK) {
+            link_.start(settings());
+            return;
+        }
         QByteArray reply = replyTo(frame);
         QString info;
         const int result = intf_dealRcvFrame(reply, info);
