@@ -18,7 +18,7 @@ namespace dx7sim {
 
 struct InitialValue {
     Target target;
-    std::uint16_t value;
+    std::uint16_t value = 0;
 };
 
 /// Reads the text of a values file, in the order in which values are to be set: those for every station

@@ -200,7 +200,7 @@ WriteRequest ItemNotation::filled(const Point& point, const QString& addressText
     return request;
 }
 
-void ItemNotation::checkWritable(const RegisterType& type, int station, int count) const {
+void ItemNotation::checkWritable(const RegisterType& type, int station, int count) {
     if (!type.writable) {
         throw UsageError(QStringLiteral("%1 is read-only").arg(type.name));
     }
@@ -213,7 +213,7 @@ void ItemNotation::checkWritable(const RegisterType& type, int station, int coun
     }
 }
 
-void ItemNotation::checkFormat(const RegisterType& type, int address, const ValueFormat& format) const {
+void ItemNotation::checkFormat(const RegisterType& type, int address, const ValueFormat& format) {
     if (type.bit && !(format == ValueFormat())) {
         throw UsageError(QStringLiteral("%1 holds bits, which have no format").arg(type.name));
     }

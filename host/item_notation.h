@@ -57,10 +57,10 @@ public:
     int address(const RegisterType& type, const QString& addressText, int count) const;
 
     /// Refuses types that cannot be written, and stations to which they cannot.
-    void checkWritable(const RegisterType& type, int station, int count) const;
+    static void checkWritable(const RegisterType& type, int station, int count);
     /// Refuses a format on bits, options that contradict each other, and a 32-bit value across a step of the
     /// register numbers.
-    void checkFormat(const RegisterType& type, int address, const ValueFormat& format) const;
+    static void checkFormat(const RegisterType& type, int address, const ValueFormat& format);
 
 private:
     struct Parts;

@@ -132,7 +132,7 @@ QVector<Point> tagPoints(const QString& path, const toml::table& table, const It
     QVector<Point> points;
     for (int i = 0; i < count; ++i) {
         blame(path, table, point.type.bit ? formatKey(table) : "address", prefix,
-              [&] { notation.checkFormat(point.type, point.address, point.format); });
+              [&] { ItemNotation::checkFormat(point.type, point.address, point.format); });
         point.name = counted ? QStringLiteral("%1[%2]").arg(name).arg(i) : name;
         points += point;
         point.address += point.items();

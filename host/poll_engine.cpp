@@ -121,8 +121,9 @@ void PollEngine::queueProbes() {
             return operation.kind == Operation::Probe && operation.range.station == station;
         });
         const auto& points = table_.points();
-        const auto point = std::find_if(points.begin(), points.end(),
-                                        [&](const Point& candidate) { return candidate.station == station; });
+        const auto* const point = std::find_if(points.begin(), points.end(), [&](const Point& candidate) {
+            return candidate.station == station;
+        });
         if (!queued && point != points.end()) {
             const ItemRange range{station, point->type.name, point->address, 1};
             queue_.push_back(Operation{Operation::Probe, range, point->type, QByteArray(), {}});

@@ -18,8 +18,8 @@ QVector<ItemRange> pollEntries(const QVector<Point>& points) {
     };
     std::sort(entries.begin(), entries.end(),
               [&](const ItemRange& a, const ItemRange& b) { return key(a) < key(b); });
-    const auto last = std::unique(entries.begin(), entries.end(),
-                                  [&](const ItemRange& a, const ItemRange& b) { return key(a) == key(b); });
+    auto* const last = std::unique(entries.begin(), entries.end(),
+                                   [&](const ItemRange& a, const ItemRange& b) { return key(a) == key(b); });
     entries.erase(last, entries.end());
     return entries;
 }

@@ -75,8 +75,7 @@ bool SerialLine::configure() {
 }
 
 bool SerialLine::enableRs485() {
-    serial_rs485 mode;
-    std::memset(&mode, 0, sizeof mode);
+    serial_rs485 mode{};
     mode.flags = SER_RS485_ENABLED | SER_RS485_RTS_ON_SEND;
     if (ioctl(port_.handle(), TIOCSRS485, &mode) == 0) {
         return true;

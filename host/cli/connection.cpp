@@ -25,7 +25,7 @@ QVector<Point> Driver::points(const CommonOptions& options, const std::vector<st
     const QVector<Point> all = tags(options);
     QVector<Point> chosen;
     for (const QString& argument : texts(arguments)) {
-        const auto tag =
+        const auto* const tag =
             std::find_if(all.begin(), all.end(), [&](const Point& point) { return point.name == argument; });
         chosen += tag != all.end() ? QVector<Point>{*tag} : notation.points(argument);
     }
@@ -46,7 +46,7 @@ QVector<WriteRequest> Driver::writes(const CommonOptions& options,
     QVector<WriteRequest> requests;
     for (const QString& argument : texts(arguments)) {
         const int equals = argument.indexOf(QLatin1Char('='));
-        const auto tag = std::find_if(all.begin(), all.end(), [&](const Point& point) {
+        const auto* const tag = std::find_if(all.begin(), all.end(), [&](const Point& point) {
             return equals >= 0 && point.name == argument.left(equals);
         });
         requests +=

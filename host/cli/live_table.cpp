@@ -151,7 +151,7 @@ void LiveTable::beginWrite() {
     }
     const Point& point = connection_.engine().table().points().at(selected_);
     try {
-        notation_.checkWritable(point.type, point.station, point.items());
+        ItemNotation::checkWritable(point.type, point.station, point.items());
         typed_.clear();
         typing_ = true;
         showStatistics_ = false;

@@ -35,56 +35,67 @@ int stationOf(const ParamsOptions& options, int fallback) {
     return station;
 }
 
-// Reads the points run by run. A run that the station refuses is read item by item, for it may have only some
-// of them. `each` gets every point with its value (-1: not read) and fault. False when the user stopped.
-bool readPoints(Connection& connection, const QVector<Point>& points, const QString& what,
-                const std::function<void(const Point&, int, const QString&)>& each) {
-    Progress progress(points.size(), connection.clock());
-    int at = 0;
-    while (at < points.size()) {
-        const Point& first = points.at(at);
-        int length = 1;
-        while (length < RUN_ITEMS && at + length < points.size() &&
-               points.at(at + length).address == first.address + length &&
-               points.at(at + length).type.name == first.type.name) {
-            ++length;
-        }
-        length = first.type.runLength(first.address, length);
-        progress.show(at, what + QLatin1Char(' ') + first.name);
-        const QVector<Point> run = points.mid(at, length);
-        auto read =
-            std::make_unique<OneShotRead>(connection.session(), connection.engine(), connection.clock());
-        read->queue(run);
+// Gets every point with its value (-1: not read) and fault.
+using EachPoint = std::function<void(const Point&, int, const QString&)>;
+
+// How many points from `at` on can be read at once.
+int runLength(const QVector<Point>& points, int at) {
+    const Point& first = points.at(at);
+    int length = 1;
+    while (length < RUN_ITEMS && at + length < points.size() &&
+           points.at(at + length).address == first.address + length &&
+           points.at(at + length).type.name == first.type.name) {
+        ++length;
+    }
+    return first.type.runLength(first.address, length);
+}
+
+void handOver(const QVector<Point>& run, const OneShotRead& read, const EachPoint& each) {
+    for (int i = 0; i < run.size(); ++i) {
+        const PointState& state = read.table().state(i);
+        each(run.at(i), state.quality == Quality::Good ? static_cast<int>(state.raw) : -1, read.fault(i));
+    }
+}
+
+bool readOneByOne(Connection& connection, const QVector<Point>& run, const EachPoint& each) {
+    for (const Point& point : run) {
+        OneShotRead read(connection.session(), connection.engine(), connection.clock());
+        read.queue({point});
         if (!connection.runOperations()) {
             return false;
         }
-        const bool refused = read->fault(0).startsWith(QLatin1String("exception"));
-        if (!read->allGood() && !refused) {
+        handOver({point}, read, each);
+    }
+    return true;
+}
+
+// Reads the points run by run. A run that the station refuses is read item by item, for it may have only some
+// of them. False when the user stopped.
+bool readPoints(Connection& connection, const QVector<Point>& points, const QString& what,
+                const EachPoint& each) {
+    Progress progress(points.size(), connection.clock());
+    int length = 0;
+    for (int at = 0; at < points.size(); at += length) {
+        const Point& first = points.at(at);
+        length = runLength(points, at);
+        progress.show(at, what + QLatin1Char(' ') + first.name);
+        const QVector<Point> run = points.mid(at, length);
+        OneShotRead read(connection.session(), connection.engine(), connection.clock());
+        read.queue(run);
+        if (!connection.runOperations()) {
+            return false;
+        }
+        const bool refused = read.fault(0).startsWith(QLatin1String("exception"));
+        if (!read.allGood() && !refused) {
             // Whoever gives no good answer to one run is not asked for the rest.
             progress.clear();
-            throw LineError(QStringLiteral("%1 could not be read: %2").arg(first.name, read->fault(0)));
+            throw LineError(QStringLiteral("%1 could not be read: %2").arg(first.name, read.fault(0)));
         }
-        if (refused && length > 1) {
-            read =
-                std::make_unique<OneShotRead>(connection.session(), connection.engine(), connection.clock());
-            for (const Point& point : run) {
-                OneShotRead single(connection.session(), connection.engine(), connection.clock());
-                single.queue({point});
-                if (!connection.runOperations()) {
-                    return false;
-                }
-                const PointState& state = single.table().state(0);
-                each(point, state.quality == Quality::Good ? static_cast<int>(state.raw) : -1,
-                     single.fault(0));
-            }
-        } else {
-            for (int i = 0; i < length; ++i) {
-                const PointState& state = read->table().state(i);
-                each(run.at(i), state.quality == Quality::Good ? static_cast<int>(state.raw) : -1,
-                     read->fault(i));
-            }
+        if (!refused || length == 1) {
+            handOver(run, read, each);
+        } else if (!readOneByOne(connection, run, each)) {
+            return false;
         }
-        at += length;
     }
     return true;
 }
