@@ -136,8 +136,10 @@ int runMonitor(const MonitorOptions& options) {
     } else {
         LiveTable table(connection, loaded.notation);
         while (!printer.finished() && !table.quit()) {
-            connection.step();
+            // A value typed during the silence before a request is written by that request.
+            connection.engine().awaitTurn();
             table.serve();
+            connection.step();
         }
     }
     printer.printSummary();

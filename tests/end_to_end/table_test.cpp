@@ -1,6 +1,7 @@
 // The live table of dx7 monitor and the progress bars, on a terminal: tmux keeps the screen, the test types
 // keys and looks at what stands there.
 #include <algorithm>
+#include <chrono>
 #include <regex>
 
 #include "rig.h"
@@ -101,6 +102,20 @@ TEST_P(LiveTable, WritesTheSelectedValue) {
     terminal.type({"q"});
     EXPECT_TRUE(terminal.shows("exit code 0")) << terminal.screen();
     EXPECT_EQ("F:3.0.25@1 = 512", rig.tell("get F:3.0.25@1"));
+}
+
+// With a second of silence before each request, keys come during it. The write must not wait for a poll and
+// the silence after it.
+TEST_P(LiveTable, WritesWhatIsTypedDuringTheSilenceWithTheNextRequest) {
+    const Terminal terminal = monitor({"F:3.0.25", "--gap", "1000"});
+    ASSERT_TRUE(terminal.shows("F:3\\.0\\.25@1 +325 +good")) << terminal.screen();
+    for (const std::string digit : {"1", "2", "3", "4"}) {
+        const auto typed = std::chrono::steady_clock::now();
+        terminal.type({"w", digit, "Enter"});
+        EXPECT_TRUE(eventually([&] { return rig.tell("get F:3.0.25@1") == "F:3.0.25@1 = " + digit; }));
+        const std::chrono::duration<double> waited = std::chrono::steady_clock::now() - typed;
+        EXPECT_LT(waited.count(), 1.3);
+    }
 }
 
 TEST_P(LiveTable, ShowsTheStatisticsAndTheTableAgain) {
