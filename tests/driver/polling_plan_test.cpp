@@ -83,7 +83,11 @@ INSTANTIATE_TEST_SUITE_P(
         MergeCase{"AnEntryOfAnotherStationFarBelowGivesANegativeSpan",
                   64,
                   {{1, "CW", 40, 1}, {2, "CW", 10, 1}},
-                  {{1, "CW", 40, -29}}}),
+                  {{1, "CW", 40, -29}}},
+        MergeCase{"WithoutALimitANegativeLengthJoinsBothEndsOfTheAddresses",
+                  INT_MAX,
+                  {{1, "CW", 0, -3}, {1, "CW", INT_MAX - 1, 1}},
+                  {{1, "CW", 0, INT_MAX}}}),
     [](const auto& row) { return row.param.name; });
 
 INSTANTIATE_TEST_SUITE_P(
