@@ -23,10 +23,15 @@ unsigned crcOf(const QByteArray& bytes) {
 
 }  // namespace
 
-Link::Link(ValueChangeCallback callback) : hostFlags_(HOST_FLAG_BYTES), recipeMemory_(RECIPE_BYTES) {
+Link::Link(ValueChangeCallback callback)
+    : Link(callback, &intf_initProperty, &intf_setAddrValueChangeCallBack) {}
+
+Link::Link(ValueChangeCallback callback, decltype(&intf_initProperty) initProperty,
+           decltype(&intf_setAddrValueChangeCallBack) setCallback)
+    : hostFlags_(HOST_FLAG_BYTES), recipeMemory_(RECIPE_BYTES) {
     int out = 0;
-    intf_initProperty(hostFlags_.data(), 0, recipeMemory_.data(), &out, "0#0#0#3#64", &mutex_);
-    intf_setAddrValueChangeCallBack(callback);
+    initProperty(hostFlags_.data(), 0, recipeMemory_.data(), &out, "0#0#0#3#64", &mutex_);
+    setCallback(callback);
 }
 
 void countReport(int, int, QString&, int) {

@@ -11,10 +11,15 @@
 
 namespace dx7bench {
 
-/// Starts the driver's link; blocks of at most 64 items, three attempts per request. There is one at a time.
+/// Starts the link of a driver; blocks of at most 64 items, three attempts per request. A driver has one at a
+/// time.
 class Link {
 public:
+    /// Of the driver that the program is linked with.
     explicit Link(ValueChangeCallback callback);
+    /// Of the driver whose functions these are.
+    Link(ValueChangeCallback callback, decltype(&intf_initProperty) initProperty,
+         decltype(&intf_setAddrValueChangeCallBack) setCallback);
     Link(const Link&) = delete;
     Link& operator=(const Link&) = delete;
 

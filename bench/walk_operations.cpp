@@ -19,7 +19,8 @@ const int BITS = 64;
 const std::size_t FRAMES_AT_ONCE = 64;
 const std::size_t BARE_RECORD = 80;
 const std::size_t FIRST_REPLIES = 12;
-const double SHORTEST_NS = 20e6;
+// Writes of one walk behind a full queue; the queue costs the same for each of them.
+const std::size_t QUEUED_WRITES = 2000;
 const RegisterRow BIT_ROWS[] = {ROW_CW_BIT, ROW_SW_BIT, ROW_DO, ROW_RO, ROW_SDO, ROW_DI};
 
 double nowNs() {
@@ -33,17 +34,6 @@ std::vector<Element> shuffled(std::vector<Element> list) {
     return list;
 }
 
-/// The items in the order in which the driver polls them.
-std::vector<Item> pollingOrder() {
-    std::vector<Item> items;
-    for (const VARIABLE& block : driver.pollList) {
-        for (int i = 0; i < block.count; ++i) {
-            items.push_back({block.station, block.regType, block.address + i});
-        }
-    }
-    return items;
-}
-
 FRAME_PRO readFrame(int dataBytes, int dataCount, int count) {
     FRAME_PRO frame;
     frame.expectLen = dataBytes + 5;
@@ -51,18 +41,6 @@ FRAME_PRO readFrame(int dataBytes, int dataCount, int count) {
     frame.dataCount = dataCount;
     frame.count = count;
     return frame;
-}
-
-/// 512 writes of items that no walk reaches, and the one in progress.
-void fillWriteQueue() {
-    VARIABLE var;
-    var.regType = REG_LIST[ROW_F];
-    var.count = 1;
-    for (int i = 0; i < 512; ++i) {
-        var.station = -1;
-        var.address = i;
-        driver.writeList.append(var);
-    }
 }
 
 }  // namespace
@@ -79,7 +57,9 @@ const char* walkOperationName(WalkOperation operation) {
 }
 
 WalkSet::WalkSet(int count)
-    : link_(&countReport),
+    : intf_(copy_.functions()),
+      driver_(copy_.state()),
+      link_(&countReport, intf_.initProperty, intf_.setAddrValueChangeCallBack),
       wordFrame_(readFrame(2 * WORDS, 2 * WORDS, WORDS)),
       bitFrame_(readFrame(BITS / 8, BITS, BITS)),
       bitReply_(readReply(1, 1, QByteArray(BITS / 8, 0))) {
@@ -88,10 +68,21 @@ WalkSet::WalkSet(int count)
     load(count);
 }
 
+/// The items in the order in which the driver polls them.
+std::vector<Item> WalkSet::pollingOrder() const {
+    std::vector<Item> items;
+    for (const VARIABLE& block : driver_.pollList) {
+        for (int i = 0; i < block.count; ++i) {
+            items.push_back({block.station, block.regType, block.address + i});
+        }
+    }
+    return items;
+}
+
 void WalkSet::load(int count) {
     const std::vector<Item> items = deviceItems(count);
     QList<KEY_ADDRESS> list = keyAddresses(items);
-    intf_addrMerge(list);
+    intf_.addrMerge(list);
     items_.polling = pollingOrder();
     if (items_.polling.size() != items.size()) {
         throw std::runtime_error("the plan does not hold every item once");
@@ -138,16 +129,16 @@ void WalkSet::measureFirstReplies() {
 /// them. Here they are put into the list at once, as a host may do.
 void WalkSet::makeMissingAreas() {
     std::set<std::tuple<int, QString, int>> present;
-    for (const _DATA_& area : driver.dataAreas) {
+    for (const _DATA_& area : driver_.dataAreas) {
         present.emplace(area.station, area.regType, area.address);
     }
-    const auto make = [&present](int station, const QString& regType, int address) {
+    const auto make = [this, &present](int station, const QString& regType, int address) {
         if (present.emplace(station, regType, address).second) {
             _DATA_ area;
             area.station = station;
             area.regType = regType;
             area.address = address;
-            driver.dataAreas.append(area);
+            driver_.dataAreas.append(area);
         }
     };
     for (const Item& read : bitReads_.polling) {
@@ -173,115 +164,118 @@ double WalkSet::decodeWalk(const std::vector<Item>& reads, const FRAME_PRO& fram
             onLine.station = reads[next].station;
             onLine.regType = reads[next].regType;
             onLine.address = reads[next].address;
-            driver.frameList.append(onLine);
+            driver_.frameList.append(onLine);
         }
-        driver.opKind = OP_NONE;
+        driver_.opKind = OP_NONE;
         const double start = nowNs();
         for (std::size_t i = 0; i < frames; ++i) {
-            intf_dealRcvFrame(bytes, info);
+            intf_.dealRcvFrame(bytes, info);
         }
         spent += nowNs() - start;
-        if (!driver.frameList.isEmpty()) {
+        if (!driver_.frameList.isEmpty()) {
             throw std::runtime_error("a reply was refused");
         }
     }
     return spent;
 }
 
-double WalkSet::getWalk(const std::vector<Item>& items) {
+void WalkSet::getWalk(const std::vector<Item>& items) {
     unsigned char value[2] = {0, 0};
-    const double start = nowNs();
     for (const Item& item : items) {
-        intf_getData(item.station, item.regType, item.address, 1, value);
+        intf_.getData(item.station, item.regType, item.address, 1, value);
     }
-    return nowNs() - start;
 }
 
 /// Every value is new. The write leaves the queue at once, as when the line carries it before the next one.
-double WalkSet::setWalk(const std::vector<Item>& items) {
+void WalkSet::setWalk(const std::vector<Item>& items) {
     ++written_;
     unsigned char value[2] = {written_, 0};
-    const double start = nowNs();
     for (const Item& item : items) {
-        intf_setData(item.station, item.regType, item.address, 1, value, OP_WRITE);
-        if (!driver.writeList.isEmpty()) {
-            driver.writeList.removeFirst();
+        intf_.setData(item.station, item.regType, item.address, 1, value, OP_WRITE);
+        if (!driver_.writeList.isEmpty()) {
+            driver_.writeList.removeFirst();
         }
     }
-    return nowNs() - start;
 }
 
+/// 512 writes of items that no walk reaches, and the one in progress.
+void WalkSet::fillWriteQueue() {
+    VARIABLE var;
+    var.regType = REG_LIST[ROW_F];
+    var.count = 1;
+    for (int i = 0; i < 512; ++i) {
+        var.station = -1;
+        var.address = i;
+        driver_.writeList.append(var);
+    }
+}
+
+/// Over the last items of the list.
 double WalkSet::setQueuedWalk(const std::vector<Item>& items) {
-    // As many as one measurement needs; the queue costs the same for each of them.
-    const std::size_t count = std::min<std::size_t>(items.size(), 2000);
-    const std::size_t first = items.size() - count;
+    const std::size_t first = items.size() - std::min(items.size(), QUEUED_WRITES);
     fillWriteQueue();
     ++written_;
     unsigned char value[2] = {written_, 0};
     const double start = nowNs();
     for (std::size_t i = first; i < items.size(); ++i) {
-        intf_setData(items[i].station, items[i].regType, items[i].address, 1, value, OP_WRITE);
-        if (driver.writeList.size() > 512) {
-            driver.writeList.removeLast();
+        intf_.setData(items[i].station, items[i].regType, items[i].address, 1, value, OP_WRITE);
+        if (driver_.writeList.size() > 512) {
+            driver_.writeList.removeLast();
         }
     }
     const double spent = nowNs() - start;
-    driver.writeList.clear();
-    return spent / static_cast<double>(count) * static_cast<double>(items.size());
+    driver_.writeList.clear();
+    return spent;
 }
 
 /// What memory alone costs: every record is zero, so that each position is known only when the read before it
 /// has come back.
-double WalkSet::bareWalk(const std::vector<std::size_t>& positions) {
+void WalkSet::bareWalk(const std::vector<std::size_t>& positions) {
     std::size_t last = 0;
-    const double start = nowNs();
     for (const std::size_t position : positions) {
         last = bareRecords_[BARE_RECORD * (position + last)];
     }
-    const double spent = nowNs() - start;
     bareSum_ += last;
-    return spent;
 }
 
-double WalkSet::nanosecondsPerItem(WalkOperation operation, bool randomOrder) {
-    const auto& items = items_.get(randomOrder);
-    const auto& words = wordReads_.get(randomOrder);
-    const auto& bits = bitReads_.get(randomOrder);
-    Walk walk;
-    auto perPass = static_cast<double>(items.size());
+bool WalkSet::holdsTheClock(WalkOperation operation) {
+    return operation != WALK_GET && operation != WALK_SET && operation != WALK_BARE;
+}
+
+double WalkSet::itemsOfWalk(WalkOperation operation) const {
     switch (operation) {
         case WALK_DECODE_SAME:
         case WALK_DECODE_CHANGED:
-            walk = [&] {
-                const int which = operation == WALK_DECODE_CHANGED ? ++passes_ % 2 : 0;
-                return decodeWalk(words, wordFrame_, wordReplies_[which]);
-            };
-            perPass = WORDS * static_cast<double>(words.size());
-            break;
+            return WORDS * static_cast<double>(wordReads_.polling.size());
         case WALK_DECODE_BITS:
-            walk = [&] { return decodeWalk(bits, bitFrame_, bitReply_); };
-            perPass = BITS * static_cast<double>(bits.size());
-            break;
-        case WALK_GET:
-            walk = [&] { return getWalk(items); };
-            break;
-        case WALK_SET:
-            walk = [&] { return setWalk(items); };
-            break;
+            return BITS * static_cast<double>(bitReads_.polling.size());
         case WALK_SET_QUEUED:
-            walk = [&] { return setQueuedWalk(items); };
-            break;
+            return static_cast<double>(std::min(items_.polling.size(), QUEUED_WRITES));
         default:
-            walk = [&] { return bareWalk(positions_.get(randomOrder)); };
+            return static_cast<double>(items_.polling.size());
     }
-    walk();  // brings the values and the caches into the state that the others find
-    double spent = 0;
-    double passes = 0;
-    while (spent < SHORTEST_NS) {
-        spent += walk();
-        ++passes;
+}
+
+double WalkSet::walk(WalkOperation operation, bool randomOrder) {
+    switch (operation) {
+        case WALK_DECODE_SAME:
+            return decodeWalk(wordReads_.get(randomOrder), wordFrame_, wordReplies_[0]);
+        case WALK_DECODE_CHANGED:
+            return decodeWalk(wordReads_.get(randomOrder), wordFrame_, wordReplies_[++passes_ % 2]);
+        case WALK_DECODE_BITS:
+            return decodeWalk(bitReads_.get(randomOrder), bitFrame_, bitReply_);
+        case WALK_GET:
+            getWalk(items_.get(randomOrder));
+            return 0;
+        case WALK_SET:
+            setWalk(items_.get(randomOrder));
+            return 0;
+        case WALK_SET_QUEUED:
+            return setQueuedWalk(items_.get(randomOrder));
+        default:
+            bareWalk(positions_.get(randomOrder));
+            return 0;
     }
-    return spent / passes / perPass;
 }
 
 }  // namespace dx7bench

@@ -3,11 +3,10 @@
 #ifndef DX7_BENCH_WALK_OPERATIONS_H
 #define DX7_BENCH_WALK_OPERATIONS_H
 
-#include <functional>
-#include <memory>
 #include <vector>
 
 #include "device_items.h"
+#include "driver_copy.h"
 #include "link.h"
 
 namespace dx7bench {
@@ -27,30 +26,37 @@ const char* walkOperationName(WalkOperation operation);
 
 const char* const FIRST_REPLY = "first reply of 64 bits, which makes their areas";
 
-/// The driver with `count` items monitored, and the walks over them.
+/// A driver of its own with `count` items monitored, and the walks over them.
 class WalkSet {
 public:
     explicit WalkSet(int count);
 
+    int items() const { return static_cast<int>(items_.polling.size()); }
+
     /// What the first replies cost for bits that have no areas yet, in nanoseconds per item.
     double firstReplyNanoseconds() const { return firstReplyNs_; }
 
-    /// Walks over the whole set, again and again, for at least 20 ms; nanoseconds per item. Bits are items of
-    /// their own: six types of 64 bits at every station of the set.
-    double nanosecondsPerItem(WalkOperation operation, bool randomOrder);
+    /// Walks once over the whole set. Operations that need something made ready between two calls hold the
+    /// clock themselves and return the nanoseconds of the calls alone; for the others, the whole walk counts
+    /// (returns 0).
+    double walk(WalkOperation operation, bool randomOrder);
+    static bool holdsTheClock(WalkOperation operation);
+
+    /// Items that one walk handles. Bits are items of their own: six types of 64 bits at every station.
+    double itemsOfWalk(WalkOperation operation) const;
 
 private:
-    using Walk = std::function<double()>;
-
     void load(int count);
+    std::vector<Item> pollingOrder() const;
     void planReads(const std::vector<Item>& items);
     void measureFirstReplies();
     void makeMissingAreas();
+    void fillWriteQueue();
     double decodeWalk(const std::vector<Item>& reads, const FRAME_PRO& frame, const QByteArray& reply);
-    double getWalk(const std::vector<Item>& items);
-    double setWalk(const std::vector<Item>& items);
+    void getWalk(const std::vector<Item>& items);
+    void setWalk(const std::vector<Item>& items);
     double setQueuedWalk(const std::vector<Item>& items);
-    double bareWalk(const std::vector<std::size_t>& positions);
+    void bareWalk(const std::vector<std::size_t>& positions);
 
     /// The same list in polling order and shuffled.
     template <typename Element>
@@ -60,6 +66,9 @@ private:
         const std::vector<Element>& get(bool isRandom) const { return isRandom ? random : polling; }
     };
 
+    DriverCopy copy_;
+    const dx7::DriverFunctions& intf_;
+    korvalent_dx7& driver_;
     Link link_;
     Order<Item> items_;
     Order<Item> wordReads_;
