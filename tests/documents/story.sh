@@ -42,12 +42,25 @@ normalised() {
         tr -s ' ' | values_as_sets | by_chance
 }
 
-# The shortest and the usual response times, one per line.
-response_times() { sed -nE 's/^response (min|median) ms +//p' "$1" | tr -s ' ' '\n'; }
+# Where replies are late, a busy computer may hand one over in two halves, which are foreign frames then. What the
+# document shows was seen without.
+without_halves() {
+    awk '
+        /^foreign frames / { foreign = $0; next }
+        foreign != "" && /^late replies / { if (/N/) gsub(/N/, "0", foreign); print foreign; foreign = "" }
+        { print }'
+}
+
+# The shortest and the usual response times, one per line; the usual ones where the late reply to one request may answer
+# the next.
+response_times() {
+    awk '/^late replies / { late = /[1-9]/ }
+        /^response median ms / || (/^response min ms / && !late) { for (i = 4; i <= NF; ++i) print $i }' "$1"
+}
 
 story=$SOURCES/docs/stories/$1
 PATH=$(dirname "$DX7"):$(dirname "$DX7_DEVICE"):$PATH "$story.sh" >"$work/printed" || wrong "$1.sh failed"
-diff <(normalised "$story.md") <(normalised "$work/printed") || wrong "the story goes differently now (< the document)"
+diff <(normalised "$story.md") <(normalised "$work/printed" | without_halves) || wrong "the story goes differently now (< the document)"
 for text in "$story.md" "$work/printed"; do
     sums=$(awk -f "$SOURCES/tests/documents/statistics.awk" "$text")
     [ -z "$sums" ] || wrong "$sums"
