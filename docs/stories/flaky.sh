@@ -27,7 +27,7 @@ Read it by columns first, then by rows:
 | one column has timeouts and nothing good | that station is off, cut off, or has another number | its plug and supply, its station number (`dx7 scan`) |
 | *wrong CRC* in every living column | bytes are damaged on the way | termination, shield, a motor cable beside it, baud rate and parity |
 | *wrong CRC* in one column only | damaged near that station | its branch line, its earth |
-| *foreign frames* | somebody answers who was not asked | two devices with one number, a second master |
+| *foreign frames* | somebody answers who was not asked | a second master, a gateway that bridges two lines |
 | *late replies*, timeouts here and there | the device is slower than the master waits | `--timeout` |
 | exceptions | the device refuses: the line is good | the address or value; `dx7 replay` names the request |
 

@@ -211,4 +211,38 @@ TEST(ProgressBar, OfAScanShowsTheShareDoneAndTheTimeLeft) {
     EXPECT_TRUE(terminal.shows("1 of 40 asked stations answered\nexit code 0")) << terminal.screen();
 }
 
+/// How many percent a progress bar with this text behind it shows; -1 when there is none on the screen.
+int percentShown(const std::string& screen, const std::string& what) {
+    std::smatch found;
+    return std::regex_search(screen, found, std::regex("#*\\.* +([0-9]+) %( +[0-9]+ s left)? +" + what))
+               ? std::stoi(found[1])
+               : -1;
+}
+
+TEST(ProgressBar, OfParametersGrowsAndLeavesNothingBehind) {
+    Rig rig(Carrier::PseudoTerminal, {"--baud", "9600"});
+    const std::string file = rig.file("parameters.toml");
+    // Waits until two different shares were seen, in their order.
+    const auto grows = [](const Terminal& terminal, const std::string& what) {
+        int first = -1;
+        return eventually([&] {
+            const int percent = percentShown(terminal.screen(), what);
+            first = first < 0 ? percent : first;
+            return first >= 0 && percent > first && percent < 100;
+        });
+    };
+    {
+        const Terminal save(rig.file("save"), rig.command({"params", "save", file, "--groups", "0-9"}), 120,
+                            10);
+        EXPECT_TRUE(grows(save, "reading F:[0-9.]+")) << save.screen();
+        EXPECT_TRUE(save.shows("^560 parameters of station 1 saved in [^\n]+\nexit code 0")) << save.screen();
+    }
+    writeFile(file, std::regex_replace(readFile(file), std::regex("(\"3\\.0\\.[0-9]+\" = )[0-9]+"), "$017"));
+    const Terminal load(rig.file("load"), rig.command({"params", "load", file}), 120, 10);
+    EXPECT_TRUE(grows(load, "writing F:3\\.0\\.[0-9]+")) << load.screen();
+    EXPECT_TRUE(
+        load.shows("^560 parameters: 504 were right already, 56 written and verified, 0 not\nexit code 0"))
+        << load.screen();
+}
+
 }  // namespace
