@@ -67,9 +67,6 @@ void FullListener::fill() {
     throw std::runtime_error("everybody can connect");
 }
 
-void FullListener::makeRoom() {
-    for (int taken = ::accept4(m_listener, nullptr, nullptr, SOCK_CLOEXEC); taken >= 0;
-         taken = ::accept4(m_listener, nullptr, nullptr, SOCK_CLOEXEC)) {
-        m_others.push_back(taken);
-    }
+void FullListener::makeRoom() const {
+    ::listen(m_listener, MOST_PLACES);
 }

@@ -15,8 +15,8 @@ public:
     FullListener& operator=(const FullListener&) = delete;
 
     int port() const;
-    // Takes in who waits; the next ones can connect then.
-    void makeRoom();
+    // From now on there is room for those who still try, too.
+    void makeRoom() const;
 
 private:
     void fill();

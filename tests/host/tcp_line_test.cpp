@@ -64,7 +64,7 @@ TEST_F(TcpLineTest, ALoopOnALostLineGoesOnWhileConnectingTakesItsTime) {
 }
 
 TEST_F(TcpLineTest, OpensAtTheAttemptUnderWayOrALaterOne) {
-    FullListener listener;
+    const FullListener listener;
     const std::unique_ptr<Line> line = lineTo(listener.port());
     EXPECT_EQ(line->reopen(), Line::Opening::UnderWay);
     EXPECT_FALSE(line->isOpen());
