@@ -18,7 +18,8 @@ public:
 
     // Watches until the device has received so many requests in all.
     void untilRequests(long requests);
-    // Ends the faults and looks whether everything recovers.
+    // Ends the faults and measures how long it takes until everything is shown new and good, and how long
+    // that takes in each of the steps after it.
     void recover();
     // Ends the monitor and takes its statistics over.
     void finish();
@@ -44,8 +45,7 @@ private:
     double m_offset;  // Wall clock minus device clock.
     std::map<std::string, Shown> m_shown;
     std::unique_ptr<Process> m_monitor;
-    double m_lineSeconds = 0;     // The device's time at the last line.
-    double m_lastBadSeconds = 0;  // Of the last line that showed an item as bad.
+    double m_lineSeconds = 0;  // The device's time at the last line.
 };
 
 #endif
