@@ -15,6 +15,7 @@ const Words ITEMS{"F:3.0.20,4", "F:4.0.20,4", "F:5.0.30,3", "D:0.0.10,5", "AI:0,
 const int STEADY_STEPS = 4;
 const double MEMORY_SECONDS = 0.5;
 const double STEP_SECONDS = 0.25;
+const double PATIENCE_SECONDS = 60;
 // The computer's clocks are read at different moments, and lines carry milliseconds.
 const double CLOCK_ERROR = 0.003;
 
@@ -136,9 +137,11 @@ double MonitorWatch::secondsUntilShown(long step) {
         // A bit shows nothing new in most steps.
         return !entry.second.good || (!entry.second.item.bit && entry.second.step < step);
     };
-    while (std::any_of(m_shown.begin(), m_shown.end(), behind) && readLine()) {
+    const double begin = static_cast<double>(step) * STEP_SECONDS;
+    while (std::any_of(m_shown.begin(), m_shown.end(), behind) && m_lineSeconds - begin < PATIENCE_SECONDS &&
+           readLine()) {
     }
-    return m_lineSeconds - static_cast<double>(step) * STEP_SECONDS;
+    return m_lineSeconds - begin;
 }
 
 void MonitorWatch::recover() {

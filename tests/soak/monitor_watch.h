@@ -36,7 +36,7 @@ private:
     void take(const nlohmann::json& line);
     void takeValue(Shown& shown, const nlohmann::json& line, double deviceSeconds);
     void sampleMemory(bool warm);
-    // Seconds from the step's begin until the last item showed it or a later one.
+    // Seconds from the step's begin until the last item showed it or a later one; a minute when one does not.
     double secondsUntilShown(long step);
 
     SoakDevice& m_device;
