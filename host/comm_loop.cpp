@@ -78,12 +78,15 @@ bool CommLoop::ensureLine() {
     if (!lost_) {
         lineLost();
     }
-    if (clock_.nowUs() < backoff_.nextUs()) {
+    if (!opening_ && clock_.nowUs() < backoff_.nextUs()) {
         return false;
     }
-    QString why;
-    if (!line_.open(&why)) {
+    const Line::Opening opening = line_.reopen();
+    opening_ = opening == Line::Opening::UnderWay;
+    if (opening == Line::Opening::Failed) {
         backoff_.failed(clock_.nowUs());
+    }
+    if (opening != Line::Opening::Open) {
         return false;
     }
     lost_ = false;

@@ -25,7 +25,7 @@ public:
     enum class Step {
         Request,  ///< One request was sent and its wait ended.
         Idle,     ///< The driver has nothing to send.
-        NoLine,   ///< The line is not open; the next attempt is due at reopenUs().
+        NoLine,   ///< The line is not open: the next attempt is due at reopenUs(), or one is under way.
         Stopped   ///< The stop request came in the middle of a wait; nothing was handed over.
     };
 
@@ -80,6 +80,7 @@ private:
     std::function<bool(const FRAME_PRO&)> skipRepetition_;
     FrameTap* tap_ = nullptr;
     bool lost_ = false;
+    bool opening_ = false;  ///< An attempt to open the lost line is under way.
     bool outstanding_ = false;
     qint64 lastActivityUs_ = 0;  ///< When the line carried its last byte.
     qint64 staleBytes_ = 0;

@@ -6,6 +6,11 @@
 
 namespace dx7 {
 
+Line::Opening Line::reopen() {
+    QString why;
+    return open(&why) ? Opening::Open : Opening::Failed;
+}
+
 std::unique_ptr<Line> makeLine(const LineSettings& settings, Clock& clock) {
     switch (settings.carrier) {
         case Carrier::Serial:

@@ -15,10 +15,15 @@ namespace dx7 {
 /// A byte stream that can be opened, lost and opened again. Used from one thread.
 class Line {
 public:
+    enum class Opening { Open, UnderWay, Failed };
+
     virtual ~Line() = default;
 
-    /// Opens or reopens. On failure returns false and says why in `*why`.
+    /// Opens or reopens and waits until that is done. On failure returns false and says why in `*why`.
     virtual bool open(QString* why) = 0;
+    /// The same for a caller who has other things to do: begins an attempt, or looks what has become of the
+    /// one under way. failure() says why it failed. A line that needs no time to open uses open().
+    virtual Opening reopen();
     virtual void close() = 0;
     virtual bool isOpen() const = 0;
 

@@ -3,33 +3,34 @@
 #ifndef DX7_HOST_TCP_LINE_H
 #define DX7_HOST_TCP_LINE_H
 
-#include <QTcpSocket>
-
 #include "line.h"
+#include "tcp_connect.h"
 
 namespace dx7 {
 
-/// QTcpSocket makes the connection. Bytes go through the descriptor itself: without an event loop that is
-/// exact to the microsecond and costs a fraction of the processor time.
+/// Bytes go through the socket's descriptor itself: without an event loop that is exact to the microsecond
+/// and costs a fraction of the processor time.
 class TcpLine : public Line {
 public:
-    TcpLine(const LineSettings& settings, Clock& clock);
+    TcpLine(const LineSettings& settings, Clock& clock) : settings_(settings), clock_(clock) {}
 
     bool open(QString* why) override;
+    Opening reopen() override;
     void close() override;
-    bool isOpen() const override;
+    bool isOpen() const override { return socket_.isOpen(); }
     bool write(const QByteArray& bytes) override;
     bool read(QByteArray* bytes, qint64 deadlineUs) override;
     QString failure() const override { return failure_; }
 
 private:
+    void begin();
+    bool finish();
     bool lose();
-    int descriptor() const;
 
     LineSettings settings_;
     Clock& clock_;
-    QTcpSocket socket_;
-    bool open_ = false;
+    std::future<Connected> attempt_;  ///< Valid while an attempt is under way.
+    Socket socket_;
     QString failure_;
 };
 

@@ -37,6 +37,8 @@ public:
     /// Starts it again at the same place.
     void startDevice();
 
+    /// Of the device on TCP, running or not.
+    int port() const { return m_port; }
     /// "--serial", PATH or "--tcp", HOST:PORT.
     Words line() const;
     /// The whole command line of a command on this line.

@@ -4,6 +4,7 @@
 #include <chrono>
 #include <regex>
 
+#include "full_listener.h"
 #include "rig.h"
 
 namespace {
@@ -200,6 +201,31 @@ TEST_P(LiveTable, EndsOnCtrlC) {
     ASSERT_TRUE(terminal.shows("325 +good")) << terminal.screen();
     terminal.type({"C-c"});
     EXPECT_TRUE(terminal.shows("good and 0 bad replies[^]*exit code 0")) << terminal.screen();
+}
+
+// An attempt to connect where nobody answers lasts 3 s, the pauses between two of them less than one at
+// first: a table that waited for it would let one of the keys wait for most of that time.
+TEST(LiveTableOverTcp, AnswersKeysWhileConnectingTakesItsTime) {
+    Rig rig(Carrier::Tcp);
+    const Terminal terminal(rig.file("tmux"), rig.command({"monitor", "--seconds", "50", "F:3.0.25"}), 100,
+                            20);
+    ASSERT_TRUE(terminal.shows("325 +good")) << terminal.screen();
+    rig.stopDevice();
+    {
+        const FullListener nobody(rig.port());
+        ASSERT_TRUE(terminal.shows("325 +no line")) << terminal.screen();
+        for (int i = 0; i < 10; ++i) {
+            const auto start = std::chrono::steady_clock::now();
+            terminal.type({"s"});
+            EXPECT_TRUE(terminal.shows(i % 2 == 0 ? "timeouts" : "NAME +ADDRESS")) << terminal.screen();
+            EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(2));
+        }
+        EXPECT_TRUE(terminal.shows("NO LINE[^]*325 +no line")) << terminal.screen();
+    }
+    rig.startDevice();
+    EXPECT_TRUE(terminal.shows("325 +good")) << terminal.screen();
+    terminal.type({"q"});
+    EXPECT_TRUE(terminal.shows("exit code 0")) << terminal.screen();
 }
 
 TEST(ProgressBar, OfAScanShowsTheShareDoneAndTheTimeLeft) {

@@ -310,6 +310,42 @@ TEST_F(CommLoopTest, ALostLineIsReopenedWithBackOff) {
     EXPECT_EQ(states, (QVector<bool>{false, true}));
 }
 
+// An attempt of 3 s: every step in it returns without any time gone by, and the pause counts from its end.
+TEST_F(CommLoopTest, AnAttemptThatTakesItsTimeHoldsNothingUp) {
+    QVector<bool> states;
+    loop.setLineObserver([&](bool open) { states += open; });
+    line.openTakesUs = 3000000;
+    line.refuseOpen = true;
+    line.close();
+    const auto stepWithoutWaiting = [&] {
+        const qint64 beforeUs = clock.nowUs();
+        EXPECT_EQ(loop.step(), CommLoop::Step::NoLine);
+        EXPECT_EQ(clock.nowUs(), beforeUs);
+    };
+    stepWithoutWaiting();
+    const qint64 lostUs = clock.nowUs();
+    QVector<qint64> attempts;
+    while (attempts.size() < 3) {
+        clock.sleepUntilUs(loop.reopenUs());
+        attempts += clock.nowUs() - lostUs;
+        for (int i = 0; i < 30; ++i) {
+            stepWithoutWaiting();
+            clock.sleepUntilUs(clock.nowUs() + 100000);
+        }
+        EXPECT_EQ(line.openAttempts, attempts.size());
+        stepWithoutWaiting();
+    }
+    EXPECT_EQ(attempts, (QVector<qint64>{250000, 3750000, 7750000}));
+    line.refuseOpen = false;
+    clock.sleepUntilUs(loop.reopenUs());
+    stepWithoutWaiting();
+    clock.sleepUntilUs(clock.nowUs() + line.openTakesUs);
+    line.script = [&](ScriptedLine& l, const QByteArray&) { l.arrive(good, 5000); };
+    EXPECT_EQ(loop.step(), CommLoop::Step::Request);
+    EXPECT_EQ(value(), 500);
+    EXPECT_EQ(states, (QVector<bool>{false, true}));
+}
+
 TEST_F(CommLoopTest, AStopRequestEndsTheWait) {
     bool stop = false;
     loop.setStopRequest([&] { return stop; });

@@ -305,6 +305,30 @@ TEST_F(PollEngineTest, ALostLineTurnsEverythingToNoLineAndRecovers) {
     EXPECT_EQ(engine.table().state(1).quality, Quality::Good);
 }
 
+// Whoever drives the engine gets a turn at least every 50 ms, however long connecting takes.
+TEST_F(PollEngineTest, EverythingIsNoLineUntilAnAttemptThatTakesLongHasEnded) {
+    engine.watch(points({QStringLiteral("F:0.0.00@1"), QStringLiteral("AI:0@1")}));
+    runFor(500000);
+    line.openTakesUs = 3000000;
+    line.close();
+    const qint64 lostUs = clock.nowUs();
+    qint64 longestUs = 0;
+    while (clock.nowUs() - lostUs < 3200000) {
+        const qint64 turnUs = clock.nowUs();
+        EXPECT_EQ(engine.step(), CommLoop::Step::NoLine);
+        clock.sleepUntilUs(engine.wakeUs());
+        longestUs = std::max(longestUs, clock.nowUs() - turnUs);
+        EXPECT_EQ(engine.table().state(0).quality, Quality::NoLine);
+        EXPECT_EQ(engine.table().state(1).quality, Quality::NoLine);
+    }
+    EXPECT_EQ(longestUs, 50000);
+    EXPECT_EQ(line.openAttempts, 1);
+    runFor(500000);
+    EXPECT_EQ(line.openAttempts, 1);
+    EXPECT_EQ(engine.table().state(0).quality, Quality::Good);
+    EXPECT_EQ(engine.table().state(1).quality, Quality::Good);
+}
+
 TEST(RequestRanges, KeepToTheBlockLimitAndTheSubGroups) {
     const auto lengths = [](const char* type, int address, int count, int block) {
         QVector<int> list;

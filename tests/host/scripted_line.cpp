@@ -6,10 +6,27 @@ using namespace dx7;
 
 bool ScriptedLine::open(QString* why) {
     ++openAttempts;
-    open_ = !refuseOpen;
-    if (refuseOpen) {
+    clock_.sleepUntilUs(clock_.nowUs() + openTakesUs);
+    if (!finishOpening()) {
         *why = QStringLiteral("refused by the script");
     }
+    return open_;
+}
+
+Line::Opening ScriptedLine::reopen() {
+    if (openEndUs_ < 0) {
+        ++openAttempts;
+        openEndUs_ = clock_.nowUs() + openTakesUs;
+    }
+    if (clock_.nowUs() < openEndUs_) {
+        return Opening::UnderWay;
+    }
+    return finishOpening() ? Opening::Open : Opening::Failed;
+}
+
+bool ScriptedLine::finishOpening() {
+    openEndUs_ = -1;
+    open_ = !refuseOpen;
     return open_;
 }
 

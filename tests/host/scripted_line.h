@@ -25,6 +25,7 @@ public:
     explicit ScriptedLine(VirtualClock& clock) : clock_(clock) {}
 
     bool open(QString* why) override;
+    Opening reopen() override;
     void close() override { open_ = false; }
     bool isOpen() const override { return open_; }
     bool write(const QByteArray& bytes) override;
@@ -41,10 +42,14 @@ public:
     QVector<qint64> requestTimes;
     bool refuseOpen = false;
     int openAttempts = 0;
+    qint64 openTakesUs = 0;
 
 private:
+    bool finishOpening();
+
     VirtualClock& clock_;
     bool open_ = true;
+    qint64 openEndUs_ = -1;  // -1 when no attempt is under way.
     std::multimap<qint64, QByteArray> arrivals_;
 };
 

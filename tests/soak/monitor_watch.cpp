@@ -15,6 +15,7 @@ const Words ITEMS{"F:3.0.20,4", "F:4.0.20,4", "F:5.0.30,3", "D:0.0.10,5", "AI:0,
 const int STEADY_STEPS = 4;
 const double MEMORY_SECONDS = 0.5;
 const double STEP_SECONDS = 0.25;
+const double PATIENCE_SECONDS = 60;
 // The computer's clocks are read at different moments, and lines carry milliseconds.
 const double CLOCK_ERROR = 0.003;
 
@@ -88,7 +89,6 @@ void MonitorWatch::takeValue(Shown& shown, const Json& line, double deviceSecond
     const int value = line.at("value").is_null() ? -1 : line.at("value").get<int>();
     if (!shown.good) {
         ++m_result.valuesBad;
-        m_lastBadSeconds = deviceSeconds;
         if (value != shown.value) {
             m_result.fail("shown as bad with a value that was not shown before: " + line.dump());
         }
@@ -137,9 +137,11 @@ double MonitorWatch::secondsUntilShown(long step) {
         // A bit shows nothing new in most steps.
         return !entry.second.good || (!entry.second.item.bit && entry.second.step < step);
     };
-    while (std::any_of(m_shown.begin(), m_shown.end(), behind) && readLine()) {
+    const double begin = static_cast<double>(step) * STEP_SECONDS;
+    while (std::any_of(m_shown.begin(), m_shown.end(), behind) && m_lineSeconds - begin < PATIENCE_SECONDS &&
+           readLine()) {
     }
-    return m_lineSeconds - static_cast<double>(step) * STEP_SECONDS;
+    return m_lineSeconds - begin;
 }
 
 void MonitorWatch::recover() {
@@ -147,17 +149,11 @@ void MonitorWatch::recover() {
     const double ended = m_device.seconds();
     const long step = stepAt(ended) + 1;
     m_result.recoverySeconds = secondsUntilShown(step);
+    const long bad = m_result.valuesBad;
     for (int i = 1; i <= STEADY_STEPS; ++i) {
         m_result.steadySeconds = std::max(m_result.steadySeconds, secondsUntilShown(step + i));
     }
-    m_result.lastBadSeconds = std::max(0.0, m_lastBadSeconds - ended);
-    // The request that was out, its repetition and what is held back for a late reply, in a busy computer.
-    const double limit = (2 * m_settings.timeoutMs + m_settings.lateMs) / 1000.0 + 3;
-    if (m_result.recoverySeconds > limit || m_result.lastBadSeconds > limit) {
-        m_result.fail("no recovery: " + std::to_string(m_result.recoverySeconds) +
-                      " s until everything was shown, bad values for " +
-                      std::to_string(m_result.lastBadSeconds) + " s");
-    }
+    m_result.badAgain[m_device.overTcp() ? "over TCP" : "on pseudo-terminals"] = m_result.valuesBad - bad;
 }
 
 void MonitorWatch::finish() {

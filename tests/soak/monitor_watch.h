@@ -18,7 +18,8 @@ public:
 
     // Watches until the device has received so many requests in all.
     void untilRequests(long requests);
-    // Ends the faults and looks whether everything recovers.
+    // Ends the faults and measures how long it takes until everything is shown new and good, and how long
+    // that takes in each of the steps after it.
     void recover();
     // Ends the monitor and takes its statistics over.
     void finish();
@@ -35,7 +36,7 @@ private:
     void take(const nlohmann::json& line);
     void takeValue(Shown& shown, const nlohmann::json& line, double deviceSeconds);
     void sampleMemory(bool warm);
-    // Seconds from the step's begin until the last item showed it or a later one.
+    // Seconds from the step's begin until the last item showed it or a later one; a minute when one does not.
     double secondsUntilShown(long step);
 
     SoakDevice& m_device;
@@ -44,8 +45,7 @@ private:
     double m_offset;  // Wall clock minus device clock.
     std::map<std::string, Shown> m_shown;
     std::unique_ptr<Process> m_monitor;
-    double m_lineSeconds = 0;     // The device's time at the last line.
-    double m_lastBadSeconds = 0;  // Of the last line that showed an item as bad.
+    double m_lineSeconds = 0;  // The device's time at the last line.
 };
 
 #endif

@@ -36,7 +36,8 @@ struct SoakResult {
     long writesFailed = 0;       // Reported as failed.
     double recoverySeconds = 0;  // From the first step after the faults ended until every item showed it.
     double steadySeconds = 0;    // The same, at the slowest of the steps after that.
-    double lastBadSeconds = 0;   // When after the end of the faults the last item was shown as bad.
+    std::map<std::string, long>
+        badAgain;  // By carrier: marked bad without faults, after everything was good.
     Memory dx7;
     Memory device;
 

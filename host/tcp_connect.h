@@ -1,0 +1,45 @@
+/// \file
+/// TCP connections made on the side, while the caller does something else.
+#ifndef DX7_HOST_TCP_CONNECT_H
+#define DX7_HOST_TCP_CONNECT_H
+
+#include <QString>
+#include <future>
+#include <utility>
+
+namespace dx7 {
+
+/// Owns the descriptor of a socket.
+class Socket {
+public:
+    Socket() = default;
+    explicit Socket(int descriptor) : descriptor_(descriptor) {}
+    Socket(Socket&& other) noexcept : descriptor_(std::exchange(other.descriptor_, -1)) {}
+    Socket& operator=(Socket&& other) noexcept {
+        std::swap(descriptor_, other.descriptor_);
+        return *this;
+    }
+    ~Socket() { close(); }
+
+    void close();
+    bool isOpen() const { return descriptor_ >= 0; }
+    int descriptor() const { return descriptor_; }
+
+private:
+    int descriptor_ = -1;
+};
+
+/// How an attempt to connect ended.
+struct Connected {
+    Socket socket;    ///< Does not block; not open when the attempt failed.
+    QString failure;  ///< Why it failed.
+};
+
+/// Begins to connect to a host, given by name or address, on a thread of its own. An attempt ends 3 s after
+/// the name was found (each of its addresses has that time). Who drops the future waits for nothing; a
+/// connection that comes about after that is closed.
+std::future<Connected> beginConnecting(const QString& host, int port);
+
+}  // namespace dx7
+
+#endif

@@ -1,0 +1,111 @@
+// Over the loopback interface. What takes time here is connecting to a port that takes nobody in.
+#include "tcp_line.h"
+
+#include <gtest/gtest.h>
+
+#include <functional>
+
+#include "comm_loop.h"
+#include "full_listener.h"
+#include "loaded_driver.h"
+
+using namespace dx7;
+
+namespace {
+
+// Below the 3 s after which an attempt to connect is given up, far above the time of anything that does not
+// wait.
+const qint64 AT_ONCE_US = 2500000;
+const qint64 PATIENCE_US = 15000000;
+
+class TcpLineTest : public testing::Test {
+protected:
+    std::unique_ptr<Line> lineTo(const QString& host, int port) {
+        LineSettings settings;
+        settings.carrier = Carrier::Tcp;
+        settings.tcpHost = host;
+        settings.tcpPort = port;
+        return makeLine(settings, clock);
+    }
+    std::unique_ptr<Line> lineTo(int port) { return lineTo(QStringLiteral("127.0.0.1"), port); }
+    // Looks again and again until the attempt has ended.
+    Line::Opening reopened(Line& line) {
+        Line::Opening opening = line.reopen();
+        for (const qint64 endUs = clock.nowUs() + PATIENCE_US;
+             opening == Line::Opening::UnderWay && clock.nowUs() < endUs; opening = line.reopen()) {
+            clock.sleepUntilUs(clock.nowUs() + 10000);
+        }
+        return opening;
+    }
+    qint64 took(const std::function<void()>& work) {
+        const qint64 startUs = clock.nowUs();
+        work();
+        return clock.nowUs() - startUs;
+    }
+
+    SystemClock clock;
+    QString why;
+};
+
+TEST_F(TcpLineTest, ALoopOnALostLineGoesOnWhileConnectingTakesItsTime) {
+    const FullListener listener;
+    const std::unique_ptr<Line> line = lineTo(listener.port());
+    CommLoop loop(driverFunctions(), *line, clock, LineSettings());
+    QVector<bool> states;
+    loop.setLineObserver([&](bool open) { states += open; });
+    const auto step = [&] { EXPECT_EQ(loop.step(), CommLoop::Step::NoLine); };
+    EXPECT_LT(took(step), AT_ONCE_US);
+    // From here an attempt is under way.
+    clock.sleepUntilUs(loop.reopenUs());
+    for (int i = 0; i < 20; ++i) {
+        EXPECT_LT(took(step), AT_ONCE_US);
+    }
+    EXPECT_EQ(states, QVector<bool>{false});
+}
+
+TEST_F(TcpLineTest, OpensAtTheAttemptUnderWayOrALaterOne) {
+    const FullListener listener;
+    const std::unique_ptr<Line> line = lineTo(listener.port());
+    EXPECT_EQ(line->reopen(), Line::Opening::UnderWay);
+    EXPECT_FALSE(line->isOpen());
+    EXPECT_FALSE(line->write("abc")) << "not before it is open";
+    listener.makeRoom();
+    Line::Opening opening = reopened(*line);
+    if (opening == Line::Opening::Failed) {
+        opening = reopened(*line);
+    }
+    EXPECT_EQ(opening, Line::Opening::Open);
+    EXPECT_TRUE(line->isOpen());
+    EXPECT_TRUE(line->failure().isEmpty()) << line->failure().toStdString();
+    EXPECT_TRUE(line->write("abc"));
+}
+
+TEST_F(TcpLineTest, AnAttemptThatIsDroppedIsNotWaitedFor) {
+    const FullListener listener;
+    std::unique_ptr<Line> line = lineTo(listener.port());
+    line->reopen();
+    EXPECT_LT(took([&] { line->close(); }), AT_ONCE_US);
+    line->reopen();
+    EXPECT_LT(took([&] { line.reset(); }), AT_ONCE_US);
+}
+
+TEST_F(TcpLineTest, SaysWhyItDidNotOpen) {
+    int freePort = 0;
+    {
+        const FullListener listener;
+        freePort = listener.port();
+        const std::unique_ptr<Line> line = lineTo(listener.port());
+        EXPECT_FALSE(line->open(&why));
+        EXPECT_EQ(why, QStringLiteral("Connection timed out"));
+    }
+    const std::unique_ptr<Line> line = lineTo(freePort);
+    EXPECT_FALSE(line->open(&why));
+    EXPECT_EQ(why, QStringLiteral("Connection refused"));
+    EXPECT_EQ(reopened(*line), Line::Opening::Failed);
+    EXPECT_EQ(line->failure(), QStringLiteral("Connection refused"));
+    // A label of a name has 63 characters at most: nobody needs to be asked.
+    EXPECT_FALSE(lineTo(QString(64, QLatin1Char('a')), freePort)->open(&why));
+    EXPECT_EQ(why, QStringLiteral("Name or service not known"));
+}
+
+}  // namespace
