@@ -60,9 +60,41 @@ qint64 rawNumber(const ValueFormat& format, const QString& text, bool* ok) {
     return negative ? -number : number;
 }
 
-QString limitText(const ValueFormat& format, qint64 limit) {
-    return format.scaled() ? QString::number(static_cast<double>(limit) * format.scale, 'g', 10)
-                           : QString::number(limit);
+struct Limits {
+    qint64 lowest;
+    qint64 highest;
+};
+
+// The raw numbers that a user may give.
+Limits limitsOf(const ValueFormat& format, const RegisterType& type) {
+    const qint64 highest = format.wide ? 0xFFFFFFFFLL : type.highestValue();
+    const qint64 lowest = -(highest + 1) / 2;
+    if (type.bit || (format.named && format.presentation != Presentation::Signed)) {
+        return {0, highest};
+    }
+    return {lowest, format.named ? -(lowest + 1) : highest};
+}
+
+QString limitText(const ValueFormat& format, const RegisterType& type, qint64 limit) {
+    if (format.scaled()) {
+        // The sum makes a zero of a minus zero.
+        return QString::number(static_cast<double>(limit) * format.scale + 0.0, 'g', 10);
+    }
+    const bool pattern =
+        format.presentation == Presentation::Hex || format.presentation == Presentation::Binary;
+    return pattern ? valueText(format, type, static_cast<quint32>(limit)) : QString::number(limit);
+}
+
+[[noreturn]] void refuseRange(const ValueFormat& format, const RegisterType& type, const QString& text) {
+    Limits limits = limitsOf(format, type);
+    // A negative scale turns the limits round.
+    if (format.scale < 0) {
+        std::swap(limits.lowest, limits.highest);
+    }
+    throw UsageError(QStringLiteral("value %1 for %2 is out of range, it must be %3 to %4%5")
+                         .arg(text, type.name, limitText(format, type, limits.lowest),
+                              limitText(format, type, limits.highest),
+                              format.unit.isEmpty() ? QString() : QLatin1Char(' ') + format.unit));
 }
 
 }  // namespace
@@ -77,6 +109,7 @@ void applyFormatOption(ValueFormat& format, const QString& option) {
     for (const NamedFormat& named : NAMED_FORMATS) {
         if (option == QLatin1String(named.name)) {
             format.presentation = named.presentation;
+            format.named = true;
             format.wide = named.wide;
             return;
         }
@@ -142,16 +175,9 @@ QVector<int> itemsFromText(const ValueFormat& format, const RegisterType& type, 
     if (!ok) {
         throw UsageError(QStringLiteral("value \"%1\" for %2 is not a number").arg(text, type.name));
     }
-    qint64 highest = format.wide ? 0xFFFFFFFFLL : type.highestValue();
-    // A word may be given as signed number, too.
-    qint64 lowest = type.bit ? 0 : -(highest + 1) / 2;
-    if (number < lowest || number > highest) {
-        // A negative scale turns the limits round.
-        if (format.scale < 0) {
-            std::swap(lowest, highest);
-        }
-        throw UsageError(QStringLiteral("value %1 for %2 is out of range, it must be %3 to %4")
-                             .arg(text, type.name, limitText(format, lowest), limitText(format, highest)));
+    const Limits limits = limitsOf(format, type);
+    if (number < limits.lowest || number > limits.highest) {
+        refuseRange(format, type, text);
     }
     const auto raw = static_cast<quint32>(number);
     if (!format.wide) {

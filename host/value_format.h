@@ -15,6 +15,9 @@ enum class Presentation { Unsigned, Signed, Hex, Binary };
 /// Format of one value: presentation, width, word order, scale and unit.
 struct ValueFormat {
     Presentation presentation = Presentation::Unsigned;
+    /// A presentation was asked for, so values to write keep to its range. A word of which nothing was said
+    /// is shown unsigned and may be typed signed, too.
+    bool named = false;
     bool wide = false;          ///< 32 bits in two consecutive words.
     bool lowWordFirst = false;  ///< Of a wide value.
     double scale = 1;           ///< The shown number is the raw number times this.
@@ -25,6 +28,7 @@ struct ValueFormat {
     bool scaled() const { return scale < 1 || scale > 1; }
 };
 
+/// Whether both show the same text for the same items.
 bool operator==(const ValueFormat& a, const ValueFormat& b);
 
 /// Applies one option as it stands in an item text behind a "/": unsigned, signed, hex, binary, u16, s16,
@@ -42,7 +46,9 @@ QString valueWithUnit(const ValueFormat& format, const RegisterType& type, quint
 double valueNumber(const ValueFormat& format, quint32 raw);
 
 /// The items (one or two, in address order) of a value that a user typed: decimal, 0x.. or 0b.., "on" and
-/// "off" for bits. Throws UsageError when the text is no number or the value is out of the type's range.
+/// "off" for bits. Throws UsageError when the text is no number or the value is out of the format's range:
+/// signed for signed and s32; from 0 on for unsigned, u16, u32, hex, hex32 and binary; both together for a
+/// word without a named format.
 QVector<int> itemsFromText(const ValueFormat& format, const RegisterType& type, const QString& text);
 
 }  // namespace dx7

@@ -90,6 +90,80 @@ INSTANTIATE_TEST_SUITE_P(
                     ValueCase{"scale=0.1", "F", "nan", -1}, ValueCase{"scale=0.1", "F", "1e300", -1},
                     ValueCase{"u32", "F", "4294967296", -1}));
 
+// A format that is named keeps values to its own range.
+INSTANTIATE_TEST_SUITE_P(
+    NamedFormats, TypedValue,
+    testing::Values(
+        ValueCase{"signed", "F", "32767", 32767}, ValueCase{"signed", "F", "32768", -1},
+        ValueCase{"signed", "F", "-32768", 32768}, ValueCase{"signed", "F", "-32769", -1},
+        ValueCase{"s16", "F", "50000", -1}, ValueCase{"s16", "F", "0xffff", -1},
+        ValueCase{"unsigned", "F", "65535", 65535}, ValueCase{"unsigned", "F", "-1", -1},
+        ValueCase{"u16", "F", "-5", -1}, ValueCase{"hex", "F", "-1", -1},
+        ValueCase{"hex", "F", "0xffff", 65535}, ValueCase{"hex", "F", "0x10000", -1},
+        ValueCase{"binary", "F", "-1", -1}, ValueCase{"binary", "F", "0b11", 3},
+        ValueCase{"signed/scale=0.1", "F", "3276.7", 32767}, ValueCase{"signed/scale=0.1", "F", "3276.8", -1},
+        ValueCase{"signed/scale=0.1", "F", "5000", -1}, ValueCase{"signed/scale=-0.1", "F", "3276.8", 32768},
+        ValueCase{"signed/scale=-0.1", "F", "-3276.8", -1}, ValueCase{"unsigned/scale=0.1", "F", "-0.1", -1},
+        ValueCase{"unit=V", "F", "-1", 65535}, ValueCase{"unit=V", "F", "65535", 65535}));
+
+struct WideCase {
+    const char* options;
+    const char* text;
+    QVector<int> items;  // None: refused.
+};
+
+class TypedWideValue : public testing::TestWithParam<WideCase> {};
+
+TEST_P(TypedWideValue, IsTakenOrRefused) {
+    const WideCase& c = GetParam();
+    const QString text = QString::fromLatin1(c.text);
+    if (c.items.isEmpty()) {
+        EXPECT_THROW(itemsFromText(format(c.options), type("F"), text), UsageError);
+    } else {
+        EXPECT_EQ(itemsFromText(format(c.options), type("F"), text), c.items);
+    }
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    NamedFormats, TypedWideValue,
+    testing::Values(WideCase{"s32", "2147483647", {0x7FFF, 0xFFFF}}, WideCase{"s32", "2147483648", {}},
+                    WideCase{"s32", "3000000000", {}}, WideCase{"s32", "-2147483648", {0x8000, 0}},
+                    WideCase{"s32", "-2147483649", {}}, WideCase{"u32", "4294967295", {0xFFFF, 0xFFFF}},
+                    WideCase{"u32", "-1", {}}, WideCase{"hex32", "0xffffffff", {0xFFFF, 0xFFFF}},
+                    WideCase{"hex32", "-1", {}}));
+
+// What the complaint about a value that does not fit says.
+struct ComplaintCase {
+    const char* options;
+    const char* text;
+    const char* complaint;
+};
+
+class RefusedValue : public testing::TestWithParam<ComplaintCase> {};
+
+TEST_P(RefusedValue, IsNamedWithWhatWouldDo) {
+    const ComplaintCase& c = GetParam();
+    try {
+        itemsFromText(format(c.options), type("F"), QString::fromLatin1(c.text));
+        ADD_FAILURE() << "taken";
+    } catch (const UsageError& error) {
+        EXPECT_EQ(error.text().toStdString(), c.complaint);
+    }
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Ranges, RefusedValue,
+    testing::Values(
+        ComplaintCase{"", "65536", "value 65536 for F is out of range, it must be -32768 to 65535"},
+        ComplaintCase{"signed/scale=0.1/unit=Hz", "5000",
+                      "value 5000 for F is out of range, it must be -3276.8 to 3276.7 Hz"},
+        ComplaintCase{"unsigned/scale=-0.5", "1", "value 1 for F is out of range, it must be -32767.5 to 0"},
+        ComplaintCase{"unsigned", "-5", "value -5 for F is out of range, it must be 0 to 65535"},
+        ComplaintCase{"u32", "-1", "value -1 for F is out of range, it must be 0 to 4294967295"},
+        ComplaintCase{"s32", "3000000000",
+                      "value 3000000000 for F is out of range, it must be -2147483648 to 2147483647"},
+        ComplaintCase{"hex", "70000", "value 70000 for F is out of range, it must be 0x0000 to 0xffff"}));
+
 TEST(ValueFormat, RefusesUnknownOptions) {
     for (const char* bad : {"float", "scale=0", "scale=x", "scale=inf", "U16", ""}) {
         ValueFormat result;
