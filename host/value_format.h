@@ -42,7 +42,8 @@ quint32 rawFromItems(const ValueFormat& format, const QVector<int>& items);
 QString valueText(const ValueFormat& format, const RegisterType& type, quint32 raw);
 /// The same, with a space and the unit when there is one.
 QString valueWithUnit(const ValueFormat& format, const RegisterType& type, quint32 raw);
-/// The number itself: signed and scaled as the format says.
+/// The number itself: signed and scaled as the format says; a decimal fraction of 15 digits at most, so that
+/// it is the number that the text shows.
 double valueNumber(const ValueFormat& format, quint32 raw);
 
 /// The items (one or two, in address order) of a value that a user typed: decimal, 0x.. or 0b.., "on" and
