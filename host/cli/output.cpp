@@ -46,6 +46,11 @@ std::string utf8(const QString& text) {
     return text.toStdString();
 }
 
+Json valueJson(const ValueFormat& format, quint32 raw) {
+    const double number = valueNumber(format, raw);
+    return format.scaled() ? Json(number) : Json(static_cast<qint64>(number));
+}
+
 Json pointJson(const Point& point, const PointState& state) {
     Json json;
     json["name"] = utf8(point.name);
@@ -53,13 +58,7 @@ Json pointJson(const Point& point, const PointState& state) {
     json["station"] = point.station;
     json["type"] = utf8(point.type.name);
     json["address"] = utf8(point.type.addressText(point.address));
-    if (!state.known) {
-        json["value"] = nullptr;
-    } else if (point.format.scaled()) {
-        json["value"] = valueNumber(point.format, state.raw);
-    } else {
-        json["value"] = static_cast<qint64>(valueNumber(point.format, state.raw));
-    }
+    json["value"] = state.known ? valueJson(point.format, state.raw) : Json(nullptr);
     if (state.known) {
         json["text"] = utf8(valueText(point.format, point.type, state.raw));
     }

@@ -27,6 +27,8 @@ std::string isoTime();
 
 std::string utf8(const QString& text);
 
+/// The value as a number, scaled when the format is.
+Json valueJson(const ValueFormat& format, quint32 raw);
 /// name, item, station, type, address, value, text, unit (when there is one), quality.
 Json pointJson(const Point& point, const PointState& state);
 /// Microseconds as milliseconds with two decimals.

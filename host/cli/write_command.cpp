@@ -97,13 +97,31 @@ void carryOut(Connection& connection, const WriteOptions& options, WriteJob& job
     }
 }
 
+// What was to be written, with the keys and kinds that pointJson() has for a value that was read.
+Json writtenJson(const WriteJob& job) {
+    const Point& first = job.request.first;
+    Json json;
+    json["name"] = utf8(first.name);
+    json["item"] = utf8(first.notation());
+    json["station"] = first.station;
+    json["type"] = utf8(first.type.name);
+    json["address"] = utf8(first.type.addressText(first.address));
+    json["values"] = Json::array();
+    json["texts"] = Json::array();
+    for (int i = 0; i < job.points.size(); ++i) {
+        json["values"] += valueJson(first.format, writtenRaw(job, i));
+        json["texts"] += utf8(valueText(first.format, first.type, writtenRaw(job, i)));
+    }
+    if (!first.format.unit.isEmpty()) {
+        json["unit"] = utf8(first.format.unit);
+    }
+    return json;
+}
+
 bool report(const WriteOptions& options, const WriteJob& job) {
     const bool good = job.fault.isEmpty();
     if (options.json) {
-        Json json;
-        json["name"] = utf8(job.request.first.name);
-        json["item"] = utf8(job.request.notation());
-        json["values"] = utf8(valuesText(job));
+        Json json = writtenJson(job);
         json["written"] = good;
         json["verified"] = good && options.verify;
         if (!good) {
