@@ -32,9 +32,10 @@ private:
     bool refuseWithoutLine();
     void sendWrite();
     void draw();
-    void drawRows(int height, int width);
-    void drawStatistics(int height, int width);
-    QString statusLine() const;
+    // Down to the line `bottom`, which is not theirs.
+    void drawRows(int bottom, int width);
+    void drawStatistics(int bottom, int width);
+    QStringList statusLines(int width) const;
 
     Connection& connection_;
     const ItemNotation& notation_;
@@ -44,7 +45,7 @@ private:
     bool showStatistics_ = false;
     bool typing_ = false;
     QString typed_;
-    QString message_;
+    QString message_;  ///< Until the next key, or until the line is lost or back.
     bool lineOpen_ = true;
     int pendingWrites_ = 0;
     ScrolledText statistics_;
