@@ -193,6 +193,25 @@ void applyFormatOption(ValueFormat& format, const QString& option) {
     }
 }
 
+ValueFormat formatFromOptions(const QStringList& options) {
+    ValueFormat format;
+    bool afterUnit = false;
+    for (const QString& option : options) {
+        try {
+            applyFormatOption(format, option);
+        } catch (const UsageError& error) {
+            if (!afterUnit) {
+                throw;
+            }
+            throw UsageError(error.text() +
+                             QStringLiteral("; a unit with a \"/\" can only be a tag's, by the key "
+                                            "unit of a file"));
+        }
+        afterUnit = option.startsWith(QLatin1String("unit="));
+    }
+    return format;
+}
+
 quint32 rawFromItems(const ValueFormat& format, const QVector<int>& items) {
     const auto first = static_cast<quint32>(items.value(0));
     if (!format.wide) {

@@ -3,7 +3,7 @@
 #ifndef DX7_HOST_VALUE_FORMAT_H
 #define DX7_HOST_VALUE_FORMAT_H
 
-#include <QString>
+#include <QStringList>
 #include <QVector>
 
 #include "register_type.h"
@@ -34,6 +34,9 @@ bool operator==(const ValueFormat& a, const ValueFormat& b);
 /// Applies one option as it stands in an item text behind a "/": unsigned, signed, hex, binary, u16, s16,
 /// u32, s32, hex32, low-first, scale=NUMBER, unit=TEXT. Throws UsageError for any other.
 void applyFormatOption(ValueFormat& format, const QString& option);
+
+/// The format that the options of an item text or of a file's key make together.
+ValueFormat formatFromOptions(const QStringList& options);
 
 /// The raw number of a value from its items (one or two, in address order).
 quint32 rawFromItems(const ValueFormat& format, const QVector<int>& items);

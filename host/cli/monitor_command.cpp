@@ -155,8 +155,12 @@ void addMonitorCommand(CLI::App& app, Run& run) {
     command
         ->add_option("items", options->items, "TYPE:ADDRESS[,COUNT][@STATION][/FORMAT...], or names of tags")
         ->type_name("ITEM");
-    command->add_option("--seconds", options->seconds, "Stop after so many seconds")->type_name("N");
-    command->add_option("--count", options->count, "Stop after so many lines of values")->type_name("N");
+    command->add_option("--seconds", options->seconds, "Stop after so many seconds")
+        ->check(anyNumber)
+        ->type_name("N");
+    command->add_option("--count", options->count, "Stop after so many lines of values")
+        ->check(wholeNumber)
+        ->type_name("N");
     command->add_flag("--lines", options->lines,
                       "A line per change on a terminal, too, instead of the live table");
     command->add_flag("--stats", options->stats, "Print the statistics of the line at the end");
