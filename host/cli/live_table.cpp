@@ -42,10 +42,27 @@ void putLine(int row, int width, const QString& text, bool reverse) {
 
 }  // namespace
 
-LiveTable::LiveTable(Connection& connection, const ItemNotation& notation)
-    : connection_(connection), notation_(notation) {
+std::unique_ptr<LiveTable> LiveTable::open(Connection& connection, const ItemNotation& notation,
+                                           QString* why) {
     std::setlocale(LC_CTYPE, "");
-    initscr();
+    const QString name = QString::fromLocal8Bit(qgetenv("TERM"));
+    screen* const terminal = newterm(nullptr, stdout, stdin);
+    if (terminal == nullptr) {
+        *why = QStringLiteral("the terminal \"%1\" is unknown").arg(name);
+        return nullptr;
+    }
+    if (tigetstr("cup") == nullptr) {
+        // It knows nothing but one line after the other.
+        endwin();
+        delscreen(terminal);
+        *why = QStringLiteral("the terminal \"%1\" cannot show a table").arg(name);
+        return nullptr;
+    }
+    return std::unique_ptr<LiveTable>(new LiveTable(connection, notation, terminal));
+}
+
+LiveTable::LiveTable(Connection& connection, const ItemNotation& notation, screen* terminal)
+    : terminal_(terminal), connection_(connection), notation_(notation) {
     cbreak();
     noecho();
     nonl();
@@ -75,6 +92,7 @@ LiveTable::~LiveTable() {
     connection_.loop().setStopRequest(stopRequested);
     connection_.engine().setEvents({});
     endwin();
+    delscreen(terminal_);
 }
 
 bool LiveTable::possible() {

@@ -128,18 +128,24 @@ int runMonitor(const MonitorOptions& options) {
     Connection connection(loaded, settings, options);
     MonitorPrinter printer(connection, options);
     connection.engine().watch(points);
-    if (options.json || options.lines || options.count || !LiveTable::possible()) {
-        printer.listen();
-        while (!printer.finished()) {
-            connection.step();
-        }
-    } else {
-        LiveTable table(connection, loaded.notation);
-        while (!printer.finished() && !table.quit()) {
-            connection.step();
-            table.serve();
+    std::unique_ptr<LiveTable> table;
+    if (!options.json && !options.lines && !options.count && LiveTable::possible()) {
+        QString why;
+        table = LiveTable::open(connection, loaded.notation, &why);
+        if (!table) {
+            complain(QStringLiteral("%1, so changes are printed line by line").arg(why));
         }
     }
+    if (!table) {
+        printer.listen();
+    }
+    while (!printer.finished() && !(table && table->quit())) {
+        connection.step();
+        if (table) {
+            table->serve();
+        }
+    }
+    table.reset();
     printer.printSummary();
     if (options.stats) {
         printStatistics(connection.engine().statistics(), connection.clock().nowUs(), options.json);

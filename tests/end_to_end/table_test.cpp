@@ -220,6 +220,22 @@ TEST_P(LiveTable, EndsOnCtrlC) {
     EXPECT_TRUE(terminal.shows("good and 0 bad replies[^]*exit code 0")) << terminal.screen();
 }
 
+// Whatever cannot show the table gets the lines, and is told why.
+TEST_P(LiveTable, PrintsChangesOnATerminalThatCannotShowIt) {
+    const std::pair<const char*, const char*> terminals[] = {{"nosuchterm", "\"nosuchterm\" is unknown"},
+                                                             {"dumb", "\"dumb\" cannot show a table"}};
+    for (const auto& [name, complaint] : terminals) {
+        Words words{"env", std::string("TERM=") + name};
+        const Words command = rig.command({"monitor", "F:3.0.25", "--seconds", "0.2"});
+        words.insert(words.end(), command.begin(), command.end());
+        const Terminal terminal(rig.file("tmux"), words, 100, 20);
+        EXPECT_TRUE(terminal.shows(std::string("dx7: the terminal ") + complaint +
+                                   ", so changes are printed line by line\n[^\n]*F:3\\.0\\.25@1 +325\n"
+                                   "[^\n]*0 bad replies[^\n]*\nexit code 0"))
+            << terminal.screen();
+    }
+}
+
 TEST(ProgressBar, OfAScanShowsTheShareDoneAndTheTimeLeft) {
     const Rig rig(Carrier::PseudoTerminal);
     const Terminal terminal(rig.file("tmux"), rig.command({"scan", "--stations", "1-40", "--timeout", "100"}),
