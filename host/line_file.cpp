@@ -109,7 +109,10 @@ ValueFormat tagFormat(const QString& path, const toml::table& table, const QStri
         blame(path, table, "scale", prefix,
               [&] { applyFormatOption(format, QStringLiteral("scale=%1").arg(*scale, 0, 'g', 17)); });
     }
-    format.unit = tomlText(path, table, "unit").value_or(format.unit);
+    if (const auto unit = tomlText(path, table, "unit")) {
+        blame(path, table, "unit", prefix,
+              [&] { applyFormatOption(format, QStringLiteral("unit=%1").arg(*unit)); });
+    }
     return format;
 }
 
@@ -119,6 +122,10 @@ QVector<Point> tagPoints(const QString& path, const toml::table& table, const It
     const QString prefix = QStringLiteral("tag \"%1\": ").arg(name);
     if (name.isEmpty()) {
         refuseToml(path, table.get("name")->source(), QStringLiteral("the tag's name is empty"));
+    }
+    if (hasControlCharacter(name)) {
+        refuseToml(path, table.get("name")->source(),
+                   QStringLiteral("the tag's name holds a control character"));
     }
     Point point;
     const QString typeName = neededText(path, table, "type");

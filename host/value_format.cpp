@@ -1,6 +1,7 @@
 #include "value_format.h"
 
 #include <QRegularExpression>
+#include <algorithm>
 #include <cmath>
 #include <utility>
 
@@ -170,6 +171,11 @@ bool operator==(const ValueFormat& a, const ValueFormat& b) {
            sameScale && a.unit == b.unit;
 }
 
+bool hasControlCharacter(const QString& text) {
+    return std::any_of(text.begin(), text.end(),
+                       [](QChar character) { return character.category() == QChar::Other_Control; });
+}
+
 void applyFormatOption(ValueFormat& format, const QString& option) {
     for (const NamedFormat& named : NAMED_FORMATS) {
         if (option == QLatin1String(named.name)) {
@@ -184,6 +190,9 @@ void applyFormatOption(ValueFormat& format, const QString& option) {
     } else if (option.startsWith(QLatin1String("scale="))) {
         format.scale = scaleFromText(option.mid(6));
     } else if (option.startsWith(QLatin1String("unit="))) {
+        if (hasControlCharacter(option)) {
+            throw UsageError(QStringLiteral("the unit holds a control character"));
+        }
         format.unit = option.mid(5);
     } else {
         throw UsageError(

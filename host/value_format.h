@@ -31,6 +31,9 @@ struct ValueFormat {
 /// Whether both show the same text for the same items.
 bool operator==(const ValueFormat& a, const ValueFormat& b);
 
+/// Whether the text holds what moves a terminal's cursor, or worse, instead of being shown.
+bool hasControlCharacter(const QString& text);
+
 /// Applies one option as it stands in an item text behind a "/": unsigned, signed, hex, binary, u16, s16,
 /// u32, s32, hex32, low-first, scale=NUMBER, unit=TEXT. Throws UsageError for any other.
 void applyFormatOption(ValueFormat& format, const QString& option);

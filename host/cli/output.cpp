@@ -29,7 +29,13 @@ void print(const Json& object) {
 }
 
 void complain(const QString& line) {
-    std::fprintf(stderr, "dx7: %s\n", line.toUtf8().constData());
+    QString shown;
+    for (const QChar character : line) {
+        shown += character.category() == QChar::Other_Control
+                     ? QStringLiteral("\\x%1").arg(character.unicode(), 2, 16, QLatin1Char('0'))
+                     : QString(character);
+    }
+    std::fprintf(stderr, "dx7: %s\n", shown.toUtf8().constData());
 }
 
 QString clockTime() {

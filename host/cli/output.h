@@ -18,7 +18,7 @@ using Json = nlohmann::ordered_json;
 /// written.
 void print(const QString& line);
 void print(const Json& object);
-/// "dx7: ..." on standard error.
+/// "dx7: ..." on standard error, always one line: a control character in it stands there as its code.
 void complain(const QString& line);
 
 /// Local time of day with milliseconds, and date and time as ISO 8601.
