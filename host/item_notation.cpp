@@ -109,9 +109,7 @@ ItemNotation::Parts ItemNotation::split(const QString& text, int defaultStation)
     parts.station = defaultStation;
     QStringList options = text.split(QLatin1Char('/'));
     QString head = options.takeFirst();
-    for (const QString& option : options) {
-        applyFormatOption(parts.format, option);
-    }
+    parts.format = formatFromOptions(options);
     const QString station = cutFrom(&head, QLatin1Char('@'));
     if (!station.isNull()) {
         parts.station = numberInRange(station, "station", 0, HIGHEST_STATION);

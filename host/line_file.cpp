@@ -48,11 +48,15 @@ int wholeNumber(const QString& path, const toml::table& table, const char* key, 
     return static_cast<int>(value);
 }
 
-// Takes a number of the line over; the settings were in order before it, so what is wrong now is its fault.
+// Takes a number of the line over.
 void takeSetting(const QString& path, const toml::table& line, const char* key, LineSettings& settings,
                  int LineSettings::*setting) {
-    settings.*setting = wholeNumber(path, line, key, -1000000000, 1000000000, settings.*setting);
-    blame(path, line, key, QString(), [&] { checkSettings(settings); });
+    const auto value = tomlInteger(path, line, key);
+    blame(path, line, key, QString(), [&] {
+        if (value) {
+            setNumber(settings, setting, *value);
+        }
+    });
 }
 
 void takeCarrier(const QString& path, const toml::table& line, LineSettings& settings) {
@@ -99,16 +103,16 @@ const char* formatKey(const toml::table& table) {
 ValueFormat tagFormat(const QString& path, const toml::table& table, const QString& prefix) {
     ValueFormat format;
     const auto options = tomlText(path, table, "format");
-    blame(path, table, "format", prefix, [&] {
-        for (const QString& option : options ? options->split(QLatin1Char('/')) : QStringList()) {
-            applyFormatOption(format, option);
-        }
-    });
+    blame(path, table, "format", prefix,
+          [&] { format = formatFromOptions(options ? options->split(QLatin1Char('/')) : QStringList()); });
     if (const auto scale = tomlNumber(path, table, "scale")) {
         blame(path, table, "scale", prefix,
               [&] { applyFormatOption(format, QStringLiteral("scale=%1").arg(*scale, 0, 'g', 17)); });
     }
-    format.unit = tomlText(path, table, "unit").value_or(format.unit);
+    if (const auto unit = tomlText(path, table, "unit")) {
+        blame(path, table, "unit", prefix,
+              [&] { applyFormatOption(format, QStringLiteral("unit=%1").arg(*unit)); });
+    }
     return format;
 }
 
@@ -118,6 +122,10 @@ QVector<Point> tagPoints(const QString& path, const toml::table& table, const It
     const QString prefix = QStringLiteral("tag \"%1\": ").arg(name);
     if (name.isEmpty()) {
         refuseToml(path, table.get("name")->source(), QStringLiteral("the tag's name is empty"));
+    }
+    if (hasControlCharacter(name)) {
+        refuseToml(path, table.get("name")->source(),
+                   QStringLiteral("the tag's name holds a control character"));
     }
     Point point;
     const QString typeName = neededText(path, table, "type");
@@ -162,9 +170,7 @@ void applyLineFile(LineSettings& settings, const QString& path) {
     takeSetting(path, line, "data_bits", settings, &LineSettings::dataBits);
     takeSetting(path, line, "stop_bits", settings, &LineSettings::stopBits);
     takeSetting(path, line, "timeout", settings, &LineSettings::timeoutMs);
-    if (line.contains("late")) {
-        settings.lateMs = wholeNumber(path, line, "late", 0, LONGEST_LATE_MS, 0);
-    }
+    takeSetting(path, line, "late", settings, &LineSettings::lateMs);
     takeSetting(path, line, "retries", settings, &LineSettings::retries);
     takeSetting(path, line, "block", settings, &LineSettings::block);
     const auto gap = tomlNumber(path, line, "gap");

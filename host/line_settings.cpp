@@ -22,13 +22,31 @@ void takeNumber(const QStringList& fields, int index, int lowest, int highest, i
     }
 }
 
-void checkRange(const char* what, int value, int lowest, int highest) {
-    if (value < lowest || value > highest) {
+struct NumberSetting {
+    int LineSettings::*setting;
+    const char* what;
+    int lowest;
+    int highest;
+};
+
+const NumberSetting NUMBER_SETTINGS[] = {
+    // Modbus transfers at most 125 registers in one request.
+    {&LineSettings::block, "the block size (--block)", 1, 125},
+    {&LineSettings::retries, "the number of attempts (--retries)", 0, 99},
+    {&LineSettings::timeoutMs, "the timeout in ms (--timeout)", 1, 600000},
+    {&LineSettings::lateMs, "the time for late replies in ms (--late)", 0, LONGEST_LATE_MS},
+    {&LineSettings::baud, "the baud rate (--baud)", 50, 4000000},
+    {&LineSettings::dataBits, "the number of data bits (--data-bits)", 7, 8},
+    {&LineSettings::stopBits, "the number of stop bits (--stop-bits)", 1, 2},
+};
+
+void checkRange(const NumberSetting& number, qint64 value) {
+    if (value < number.lowest || value > number.highest) {
         throw UsageError(QStringLiteral("%1 is %2, it must be %3 to %4")
-                             .arg(QLatin1String(what))
+                             .arg(QLatin1String(number.what))
                              .arg(value)
-                             .arg(lowest)
-                             .arg(highest));
+                             .arg(number.lowest)
+                             .arg(number.highest));
     }
 }
 
@@ -103,15 +121,22 @@ double gapFromUser(double gapMs) {
     return gapMs;
 }
 
+void setNumber(LineSettings& settings, int LineSettings::*setting, qint64 value) {
+    for (const NumberSetting& number : NUMBER_SETTINGS) {
+        if (number.setting == setting) {
+            checkRange(number, value);
+        }
+    }
+    settings.*setting = static_cast<int>(value);
+}
+
 void checkSettings(const LineSettings& settings) {
-    // Modbus transfers at most 125 registers in one request.
-    checkRange("the block size (--block)", settings.block, 1, 125);
-    checkRange("the number of attempts (--retries)", settings.retries, 0, 99);
-    checkRange("the timeout in ms (--timeout)", settings.timeoutMs, 1, 600000);
-    checkRange("the time for late replies in ms (--late)", settings.lateMs, -1, LONGEST_LATE_MS);
-    checkRange("the baud rate (--baud)", settings.baud, 50, 4000000);
-    checkRange("the number of data bits (--data-bits)", settings.dataBits, 7, 8);
-    checkRange("the number of stop bits (--stop-bits)", settings.stopBits, 1, 2);
+    for (const NumberSetting& number : NUMBER_SETTINGS) {
+        // A negative time for late replies stands for the timeout.
+        if (number.setting != &LineSettings::lateMs || settings.lateMs >= 0) {
+            checkRange(number, settings.*number.setting);
+        }
+    }
     // A negative one stands for 3.5 characters.
     if (!(settings.gapMs < 0)) {
         gapFromUser(settings.gapMs);

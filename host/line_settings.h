@@ -48,6 +48,10 @@ void setTcpAddress(LineSettings& settings, const QString& text);
 /// A silent interval as the user gave it, in ms. Throws UsageError when it is not 0 to 10000.
 double gapFromUser(double gapMs);
 
+/// Takes a number over that a user gave. Throws UsageError, naming value and range, when it is out of the
+/// setting's range.
+void setNumber(LineSettings& settings, int LineSettings::*setting, qint64 value);
+
 /// Throws UsageError for the first setting that cannot work.
 void checkSettings(const LineSettings& settings);
 

@@ -1,5 +1,7 @@
 #include "value_format.h"
 
+#include <QRegularExpression>
+#include <algorithm>
 #include <cmath>
 #include <utility>
 
@@ -39,30 +41,126 @@ qint64 signedNumber(const ValueFormat& format, quint32 raw) {
     return format.wide ? static_cast<qint32>(raw) : static_cast<qint16>(raw);
 }
 
-// The typed number in raw units; the text is decimal, hexadecimal (0x) or binary (0b).
-qint64 rawNumber(const ValueFormat& format, const QString& text, bool* ok) {
-    if (format.scaled()) {
-        const double number = text.toDouble(ok) / format.scale;
-        *ok = *ok && std::fabs(number) < 1e15;
-        return *ok ? std::llround(number) : 0;
-    }
-    const bool negative = text.startsWith(QLatin1Char('-'));
-    const QString digits = negative ? text.mid(1) : text;
-    qint64 number = 0;
-    if (digits.startsWith(QLatin1String("0x"), Qt::CaseInsensitive)) {
-        number = digits.mid(2).toLongLong(ok, 16);
-    } else if (digits.startsWith(QLatin1String("0b"), Qt::CaseInsensitive)) {
-        number = digits.mid(2).toLongLong(ok, 2);
-    } else {
-        number = digits.toLongLong(ok, 10);
-    }
-    *ok = *ok && number >= 0;
-    return negative ? -number : number;
+// What the raw number is in the scaled unit. A binary fraction holds 15 decimal digits for certain; those
+// behind them come from the scale, which is seldom exact, and are left out.
+QString scaledText(const ValueFormat& format, qint64 number) {
+    // The sum makes a zero of a minus zero.
+    return QString::number(static_cast<double>(number) * format.scale + 0.0, 'g', 15);
 }
 
-QString limitText(const ValueFormat& format, qint64 limit) {
-    return format.scaled() ? QString::number(static_cast<double>(limit) * format.scale, 'g', 10)
-                           : QString::number(limit);
+struct Limits {
+    qint64 lowest;
+    qint64 highest;
+};
+
+// The raw numbers that a user may give.
+Limits limitsOf(const ValueFormat& format, const RegisterType& type) {
+    const qint64 highest = format.wide ? 0xFFFFFFFFLL : type.highestValue();
+    const qint64 lowest = -(highest + 1) / 2;
+    if (type.bit || (format.named && format.presentation != Presentation::Signed)) {
+        return {0, highest};
+    }
+    return {lowest, format.named ? -(lowest + 1) : highest};
+}
+
+QString limitText(const ValueFormat& format, const RegisterType& type, qint64 limit) {
+    if (format.scaled()) {
+        return scaledText(format, limit);
+    }
+    const bool pattern =
+        format.presentation == Presentation::Hex || format.presentation == Presentation::Binary;
+    return pattern ? valueText(format, type, static_cast<quint32>(limit)) : QString::number(limit);
+}
+
+// The unit as it stands behind a number.
+QString unitText(const ValueFormat& format) {
+    return format.unit.isEmpty() ? QString() : QLatin1Char(' ') + format.unit;
+}
+
+[[noreturn]] void refuse(const RegisterType& type, const QString& text, const QString& fault) {
+    throw UsageError(QStringLiteral("value %1 for %2 %3").arg(text, type.name, fault));
+}
+
+[[noreturn]] void refuseRange(const ValueFormat& format, const RegisterType& type, const QString& text) {
+    Limits limits = limitsOf(format, type);
+    // A negative scale turns the limits round.
+    if (format.scale < 0) {
+        std::swap(limits.lowest, limits.highest);
+    }
+    refuse(type, text,
+           QStringLiteral("is out of range, it must be %1 to %2%3")
+               .arg(limitText(format, type, limits.lowest), limitText(format, type, limits.highest),
+                    unitText(format)));
+}
+
+void checkRange(const ValueFormat& format, const RegisterType& type, const QString& text, double number) {
+    const Limits limits = limitsOf(format, type);
+    if (number < static_cast<double>(limits.lowest) || number > static_cast<double>(limits.highest)) {
+        refuseRange(format, type, text);
+    }
+}
+
+// A decimal number; infinite where it is too large for a binary fraction.
+double decimalNumber(const RegisterType& type, const QString& text) {
+    bool ok = false;
+    const double number = text.toDouble(&ok);
+    // Of what it cannot hold toDouble() says that it is infinite, but no number; of "inf" that it is one.
+    const bool tooLarge = !ok && std::isinf(number);
+    if (!tooLarge && !(ok && std::isfinite(number))) {
+        refuse(type, QStringLiteral("\"%1\"").arg(text), QStringLiteral("is not a number"));
+    }
+    return number;
+}
+
+// The raw number of which the scaled value is what was typed.
+qint64 scaledNumber(const ValueFormat& format, const RegisterType& type, const QString& text) {
+    static const QRegularExpression notDecimal(QStringLiteral("^\\s*[+-]?0[xb]"),
+                                               QRegularExpression::CaseInsensitiveOption);
+    if (notDecimal.match(text).hasMatch()) {
+        refuse(type, QStringLiteral("\"%1\"").arg(text),
+               QStringLiteral("is not decimal, as a scaled value must be"));
+    }
+    const double typed = decimalNumber(type, text);
+    const double number = typed / format.scale;
+    // Far beyond every limit there is nothing to round.
+    if (!(std::fabs(number) < 1e15)) {
+        refuseRange(format, type, text);
+    }
+    const qint64 nearest = std::llround(number);
+    if (scaledText(format, nearest) == QString::number(typed + 0.0, 'g', 15)) {
+        checkRange(format, type, text, static_cast<double>(nearest));
+        return nearest;
+    }
+    checkRange(format, type, text, number);
+    const auto below = static_cast<qint64>(std::floor(number));
+    QString lower = scaledText(format, below);
+    QString upper = scaledText(format, below + 1);
+    if (format.scale < 0) {
+        std::swap(lower, upper);
+    }
+    refuse(type, text,
+           QStringLiteral("is no multiple of its scale %1, the nearest are %2 and %3%4")
+               .arg(QString::number(format.scale, 'g', 15), lower, upper, unitText(format)));
+}
+
+// The typed whole number; the text is decimal, hexadecimal (0x) or binary (0b).
+qint64 wholeNumber(const ValueFormat& format, const RegisterType& type, const QString& text) {
+    static const QRegularExpression form(QStringLiteral("^([+-]?)(?:0x([0-9a-f]+)|0b([01]+)|([0-9]+))$"),
+                                         QRegularExpression::CaseInsensitiveOption);
+    const QRegularExpressionMatch match = form.match(text.trimmed());
+    if (!match.hasMatch()) {
+        decimalNumber(type, text);
+        refuse(type, text, QStringLiteral("is not a whole number"));
+    }
+    const int base = match.capturedLength(2) > 0 ? 16 : match.capturedLength(3) > 0 ? 2 : 10;
+    bool fits = false;
+    const qint64 size = match.captured(match.lastCapturedIndex()).toLongLong(&fits, base);
+    const qint64 number = match.captured(1) == QLatin1String("-") ? -size : size;
+    if (!fits) {
+        refuseRange(format, type, text);
+    }
+    checkRange(format, type, text, static_cast<double>(number));
+    return number;
 }
 
 }  // namespace
@@ -73,10 +171,16 @@ bool operator==(const ValueFormat& a, const ValueFormat& b) {
            sameScale && a.unit == b.unit;
 }
 
+bool hasControlCharacter(const QString& text) {
+    return std::any_of(text.begin(), text.end(),
+                       [](QChar character) { return character.category() == QChar::Other_Control; });
+}
+
 void applyFormatOption(ValueFormat& format, const QString& option) {
     for (const NamedFormat& named : NAMED_FORMATS) {
         if (option == QLatin1String(named.name)) {
             format.presentation = named.presentation;
+            format.named = true;
             format.wide = named.wide;
             return;
         }
@@ -86,6 +190,9 @@ void applyFormatOption(ValueFormat& format, const QString& option) {
     } else if (option.startsWith(QLatin1String("scale="))) {
         format.scale = scaleFromText(option.mid(6));
     } else if (option.startsWith(QLatin1String("unit="))) {
+        if (hasControlCharacter(option)) {
+            throw UsageError(QStringLiteral("the unit holds a control character"));
+        }
         format.unit = option.mid(5);
     } else {
         throw UsageError(
@@ -93,6 +200,25 @@ void applyFormatOption(ValueFormat& format, const QString& option) {
                            "low-first, scale=NUMBER or unit=TEXT")
                 .arg(option));
     }
+}
+
+ValueFormat formatFromOptions(const QStringList& options) {
+    ValueFormat format;
+    bool afterUnit = false;
+    for (const QString& option : options) {
+        try {
+            applyFormatOption(format, option);
+        } catch (const UsageError& error) {
+            if (!afterUnit) {
+                throw;
+            }
+            throw UsageError(error.text() +
+                             QStringLiteral("; a unit with a \"/\" can only be a tag's, by the key "
+                                            "unit of a file"));
+        }
+        afterUnit = option.startsWith(QLatin1String("unit="));
+    }
+    return format;
 }
 
 quint32 rawFromItems(const ValueFormat& format, const QVector<int>& items) {
@@ -116,42 +242,26 @@ QString valueText(const ValueFormat& format, const RegisterType& type, quint32 r
         return QStringLiteral("0b%1").arg(raw, bytes * 8, 2, QLatin1Char('0'));
     }
     if (format.scaled()) {
-        return QString::number(valueNumber(format, raw), 'g', 10);
+        return scaledText(format, signedNumber(format, raw));
     }
     return QString::number(signedNumber(format, raw));
 }
 
 QString valueWithUnit(const ValueFormat& format, const RegisterType& type, quint32 raw) {
-    const QString text = valueText(format, type, raw);
-    return format.unit.isEmpty() ? text : text + QLatin1Char(' ') + format.unit;
+    return valueText(format, type, raw) + unitText(format);
 }
 
 double valueNumber(const ValueFormat& format, quint32 raw) {
-    const auto number = static_cast<double>(signedNumber(format, raw));
-    return format.scaled() ? number * format.scale : number;
+    const qint64 number = signedNumber(format, raw);
+    return format.scaled() ? scaledText(format, number).toDouble() : static_cast<double>(number);
 }
 
 QVector<int> itemsFromText(const ValueFormat& format, const RegisterType& type, const QString& text) {
-    bool ok = true;
     qint64 number = 0;
     if (type.bit && (text == QLatin1String("on") || text == QLatin1String("off"))) {
         number = text == QLatin1String("on") ? 1 : 0;
     } else {
-        number = rawNumber(format, text, &ok);
-    }
-    if (!ok) {
-        throw UsageError(QStringLiteral("value \"%1\" for %2 is not a number").arg(text, type.name));
-    }
-    qint64 highest = format.wide ? 0xFFFFFFFFLL : type.highestValue();
-    // A word may be given as signed number, too.
-    qint64 lowest = type.bit ? 0 : -(highest + 1) / 2;
-    if (number < lowest || number > highest) {
-        // A negative scale turns the limits round.
-        if (format.scale < 0) {
-            std::swap(lowest, highest);
-        }
-        throw UsageError(QStringLiteral("value %1 for %2 is out of range, it must be %3 to %4")
-                             .arg(text, type.name, limitText(format, lowest), limitText(format, highest)));
+        number = format.scaled() ? scaledNumber(format, type, text) : wholeNumber(format, type, text);
     }
     const auto raw = static_cast<quint32>(number);
     if (!format.wide) {

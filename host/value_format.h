@@ -3,7 +3,7 @@
 #ifndef DX7_HOST_VALUE_FORMAT_H
 #define DX7_HOST_VALUE_FORMAT_H
 
-#include <QString>
+#include <QStringList>
 #include <QVector>
 
 #include "register_type.h"
@@ -15,6 +15,9 @@ enum class Presentation { Unsigned, Signed, Hex, Binary };
 /// Format of one value: presentation, width, word order, scale and unit.
 struct ValueFormat {
     Presentation presentation = Presentation::Unsigned;
+    /// A presentation was asked for, so values to write keep to its range. A word of which nothing was said
+    /// is shown unsigned and may be typed signed, too.
+    bool named = false;
     bool wide = false;          ///< 32 bits in two consecutive words.
     bool lowWordFirst = false;  ///< Of a wide value.
     double scale = 1;           ///< The shown number is the raw number times this.
@@ -25,11 +28,18 @@ struct ValueFormat {
     bool scaled() const { return scale < 1 || scale > 1; }
 };
 
+/// Whether both show the same text for the same items.
 bool operator==(const ValueFormat& a, const ValueFormat& b);
+
+/// Whether the text holds what moves a terminal's cursor, or worse, instead of being shown.
+bool hasControlCharacter(const QString& text);
 
 /// Applies one option as it stands in an item text behind a "/": unsigned, signed, hex, binary, u16, s16,
 /// u32, s32, hex32, low-first, scale=NUMBER, unit=TEXT. Throws UsageError for any other.
 void applyFormatOption(ValueFormat& format, const QString& option);
+
+/// The format that the options of an item text or of a file's key make together.
+ValueFormat formatFromOptions(const QStringList& options);
 
 /// The raw number of a value from its items (one or two, in address order).
 quint32 rawFromItems(const ValueFormat& format, const QVector<int>& items);
@@ -38,11 +48,14 @@ quint32 rawFromItems(const ValueFormat& format, const QVector<int>& items);
 QString valueText(const ValueFormat& format, const RegisterType& type, quint32 raw);
 /// The same, with a space and the unit when there is one.
 QString valueWithUnit(const ValueFormat& format, const RegisterType& type, quint32 raw);
-/// The number itself: signed and scaled as the format says.
+/// The number itself: signed and scaled as the format says; a decimal fraction of 15 digits at most, so that
+/// it is the number that the text shows.
 double valueNumber(const ValueFormat& format, quint32 raw);
 
 /// The items (one or two, in address order) of a value that a user typed: decimal, 0x.. or 0b.., "on" and
-/// "off" for bits. Throws UsageError when the text is no number or the value is out of the type's range.
+/// "off" for bits. Throws UsageError when the text is no number or the value is out of the format's range:
+/// signed for signed and s32; from 0 on for unsigned, u16, u32, hex, hex32 and binary; both together for a
+/// word without a named format.
 QVector<int> itemsFromText(const ValueFormat& format, const RegisterType& type, const QString& text);
 
 }  // namespace dx7

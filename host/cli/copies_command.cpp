@@ -10,8 +10,8 @@ enum { HIGHEST_COPIES = 1000, LONGEST_STEP = 1000, COPY_CLAMPED = 2 };
 
 struct CopiesOptions : CommonOptions {
     std::string item;
-    int copies = 0;
-    int step = 1;
+    qint64 copies = 0;
+    qint64 step = 1;
 };
 
 int runCopies(const CopiesOptions& options) {
@@ -31,8 +31,9 @@ int runCopies(const CopiesOptions& options) {
     const Point& first = points.first();
     QVector<QString> addressTexts;
     QVector<int> addresses;
-    const int result = loaded.library.functions().multiCopy(first.type.name, first.address, options.copies,
-                                                            options.step, &addressTexts, &addresses);
+    const int result =
+        loaded.library.functions().multiCopy(first.type.name, first.address, static_cast<int>(options.copies),
+                                             static_cast<int>(options.step), &addressTexts, &addresses);
     for (int i = 0; i < addresses.size(); ++i) {
         if (options.json) {
             print(Json{{"copy", i + 1},
@@ -68,10 +69,12 @@ void addCopiesCommand(CLI::App& app, Run& run) {
         ->type_name("ITEM");
     command->add_option("copies", options->copies, "How many, the first one included, at most 1000")
         ->required()
+        ->check(wholeNumber)
         ->type_name("N");
     command
         ->add_option("--step", options->step,
                      "Items from one to the next; -2 is one value of two words (default 1)")
+        ->check(wholeNumber)
         ->type_name("N");
     addDriverOption(*command, *options);
     addJsonOption(*command, *options);

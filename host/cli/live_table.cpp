@@ -7,6 +7,7 @@
 
 #include "error.h"
 #include "live_view.h"
+#include "screen_text.h"
 #include "statistics_output.h"
 #include "stop_signal.h"
 
@@ -25,14 +26,15 @@ enum {
     KEY_CTRL_H = 8,
     TITLE_LINES = 1,
     HEAD_LINES = 2,
-    FOOT_LINES = 1
+    MESSAGE_LINES = 3
 };
 
 void putLine(int row, int width, const QString& text, bool reverse) {
     if (reverse) {
         attron(A_REVERSE);
     }
-    mvaddstr(row, 0, text.leftJustified(width).left(width).toUtf8().constData());
+    // In the locale's own characters: those of another one would be shown as several each.
+    mvaddstr(row, 0, padded(elided(text, width), width).toLocal8Bit().constData());
     if (reverse) {
         attroff(A_REVERSE);
     }
@@ -40,10 +42,27 @@ void putLine(int row, int width, const QString& text, bool reverse) {
 
 }  // namespace
 
-LiveTable::LiveTable(Connection& connection, const ItemNotation& notation)
-    : connection_(connection), notation_(notation) {
+std::unique_ptr<LiveTable> LiveTable::open(Connection& connection, const ItemNotation& notation,
+                                           QString* why) {
     std::setlocale(LC_CTYPE, "");
-    initscr();
+    const QString name = QString::fromLocal8Bit(qgetenv("TERM"));
+    screen* const terminal = newterm(nullptr, stdout, stdin);
+    if (terminal == nullptr) {
+        *why = QStringLiteral("the terminal \"%1\" is unknown").arg(name);
+        return nullptr;
+    }
+    if (tigetstr("cup") == nullptr) {
+        // It knows nothing but one line after the other.
+        endwin();
+        delscreen(terminal);
+        *why = QStringLiteral("the terminal \"%1\" cannot show a table").arg(name);
+        return nullptr;
+    }
+    return std::unique_ptr<LiveTable>(new LiveTable(connection, notation, terminal));
+}
+
+LiveTable::LiveTable(Connection& connection, const ItemNotation& notation, screen* terminal)
+    : terminal_(terminal), connection_(connection), notation_(notation) {
     cbreak();
     noecho();
     nonl();
@@ -55,6 +74,8 @@ LiveTable::LiveTable(Connection& connection, const ItemNotation& notation)
     events.line = [this](bool open) {
         lineOpen_ = open;
         drawNow_ = true;
+        // What was said of the line before is no longer so.
+        message_.clear();
         if (!open && pendingWrites_ > 0) {
             message_ = QStringLiteral("the line was lost: what was being written is sent when it is back");
         }
@@ -71,6 +92,7 @@ LiveTable::~LiveTable() {
     connection_.loop().setStopRequest(stopRequested);
     connection_.engine().setEvents({});
     endwin();
+    delscreen(terminal_);
 }
 
 bool LiveTable::possible() {
@@ -91,6 +113,11 @@ void LiveTable::serve() {
 }
 
 void LiveTable::handleKey(int key) {
+    if (key == KEY_RESIZE) {
+        return;
+    }
+    // A message has been read when the user goes on.
+    message_.clear();
     if (typing_) {
         handleTyping(key);
     } else {
@@ -101,7 +128,6 @@ void LiveTable::handleKey(int key) {
 void LiveTable::handleTyping(int key) {
     if (key == KEY_ESCAPE) {
         typing_ = false;
-        message_.clear();
     } else if (key == KEY_RETURN || key == '\n' || key == KEY_ENTER) {
         typing_ = false;
         sendWrite();
@@ -114,7 +140,7 @@ void LiveTable::handleTyping(int key) {
 
 void LiveTable::handleCommand(int key) {
     const int last = connection_.engine().table().size() - 1;
-    const int page = std::max(getmaxy(stdscr) - HEAD_LINES - FOOT_LINES, 1);
+    const int page = std::max(getmaxy(stdscr) - HEAD_LINES - 1, 1);
     if (showStatistics_ && statistics_.scroll(key, page)) {
         return;
     }
@@ -192,14 +218,16 @@ void LiveTable::sendWrite() {
     }
 }
 
-QString LiveTable::statusLine() const {
+// A message stands in place of the keys' help, in as many lines as it needs.
+QStringList LiveTable::statusLines(int width) const {
     if (typing_) {
-        const Point& point = connection_.engine().table().points().at(selected_);
-        return QStringLiteral("%1 = %2_   (Enter writes, Esc leaves)").arg(point.name, typed_);
+        return {typingLine(connection_.engine().table().points().at(selected_).name, typed_, width)};
     }
-    const QString keys = showStatistics_ ? QStringLiteral("q quit  s table") + statistics_.keysText()
-                                         : QStringLiteral("q quit  w write  s statistics");
-    return message_.isEmpty() ? keys : keys + QStringLiteral("  |  ") + message_;
+    if (!message_.isEmpty()) {
+        return wrapped(message_, width, MESSAGE_LINES);
+    }
+    return {showStatistics_ ? QStringLiteral("q quit  s table") + statistics_.keysText()
+                            : QStringLiteral("q quit  w write  s statistics")};
 }
 
 void LiveTable::draw() {
@@ -208,35 +236,46 @@ void LiveTable::draw() {
     erase();
     const Counters& all = connection_.engine().statistics().all();
     putLine(0, width,
-            QStringLiteral("%1%2  %3, %4 bad")
-                .arg(describeLine(connection_.settings()), QLatin1String(lineOpen_ ? "" : "  NO LINE"))
-                .arg(counted(all.requests, "request"))
-                .arg(all.bad()),
+            heading(describeLine(connection_.settings()),
+                    QStringLiteral("%1  %2, %3 bad")
+                        .arg(QLatin1String(lineOpen_ ? "" : "  NO LINE"), counted(all.requests, "request"))
+                        .arg(all.bad()),
+                    width),
             false);
+    // The last column stays free: a character in the last place of all would scroll the window.
+    const int foot = statusLines(width - 1).size();
     if (showStatistics_) {
-        drawStatistics(height, width);
+        drawStatistics(height - foot, width);
     } else {
-        drawRows(height, width);
+        drawRows(height - foot, width);
     }
-    putLine(height - 1, width - 1, statusLine(), true);
+    const QStringList status = statusLines(width - 1);
+    for (int row = 0; row < status.size(); ++row) {
+        putLine(height - status.size() + row, width - 1, status.at(row), true);
+    }
     refresh();
 }
 
-void LiveTable::drawRows(int height, int width) {
+void LiveTable::drawRows(int bottom, int width) {
     const ValueTable& table = connection_.engine().table();
-    const int rows = height - HEAD_LINES - FOOT_LINES;
-    first_ = firstVisible(selected_, first_, rows);
-    putLine(1, width, tableTitle(table), false);
-    for (int row = 0; row < rows && first_ + row < table.size(); ++row) {
-        const QString line = tableLine(table, first_ + row, connection_.clock().nowUs());
-        putLine(HEAD_LINES + row, width, line, first_ + row == selected_);
+    const qint64 nowUs = connection_.clock().nowUs();
+    QVector<Cells> rows;
+    for (int i = 0; i < table.size(); ++i) {
+        rows += cellsOf(table, i, nowUs);
+    }
+    const TableLayout layout(rows, width);
+    const int height = bottom - HEAD_LINES;
+    first_ = firstVisible(selected_, first_, height);
+    putLine(1, width, layout.title(), false);
+    for (int row = 0; row < height && first_ + row < rows.size(); ++row) {
+        putLine(HEAD_LINES + row, width, layout.line(rows.at(first_ + row)), first_ + row == selected_);
     }
 }
 
-void LiveTable::drawStatistics(int height, int width) {
+void LiveTable::drawStatistics(int bottom, int width) {
     const QStringList lines =
         statistics_.window(statisticsLines(connection_.engine().statistics(), connection_.clock().nowUs()),
-                           height - TITLE_LINES - FOOT_LINES, width);
+                           bottom - TITLE_LINES, width);
     for (int row = 0; row < lines.size(); ++row) {
         putLine(row + TITLE_LINES, width, lines.at(row), false);
     }

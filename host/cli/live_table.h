@@ -3,8 +3,13 @@
 #ifndef DX7_CLI_LIVE_TABLE_H
 #define DX7_CLI_LIVE_TABLE_H
 
+#include <memory>
+
 #include "connection.h"
 #include "scrolled_text.h"
+
+/// A terminal that ncurses, whose header has macros for many words, has taken over.
+struct screen;
 
 namespace dx7::cli {
 
@@ -13,7 +18,9 @@ namespace dx7::cli {
 /// awaited.
 class LiveTable {
 public:
-    LiveTable(Connection& connection, const ItemNotation& notation);
+    /// The table; null, with the reason in `why`, on a terminal that cannot show it.
+    static std::unique_ptr<LiveTable> open(Connection& connection, const ItemNotation& notation,
+                                           QString* why);
     ~LiveTable();
 
     /// Whether standard input and output are a terminal.
@@ -25,6 +32,7 @@ public:
 
 private:
     Q_DISABLE_COPY(LiveTable)
+    LiveTable(Connection& connection, const ItemNotation& notation, screen* terminal);
     void handleKey(int key);
     void handleTyping(int key);
     void handleCommand(int key);
@@ -32,10 +40,12 @@ private:
     bool refuseWithoutLine();
     void sendWrite();
     void draw();
-    void drawRows(int height, int width);
-    void drawStatistics(int height, int width);
-    QString statusLine() const;
+    // Down to the line `bottom`, which is not theirs.
+    void drawRows(int bottom, int width);
+    void drawStatistics(int bottom, int width);
+    QStringList statusLines(int width) const;
 
+    screen* terminal_;
     Connection& connection_;
     const ItemNotation& notation_;
     int selected_ = 0;
@@ -44,7 +54,7 @@ private:
     bool showStatistics_ = false;
     bool typing_ = false;
     QString typed_;
-    QString message_;
+    QString message_;  ///< Until the next key, or until the line is lost or back.
     bool lineOpen_ = true;
     int pendingWrites_ = 0;
     ScrolledText statistics_;

@@ -1,49 +1,119 @@
 #include "live_view.h"
 
 #include <algorithm>
+#include <utility>
+
+#include "screen_text.h"
 
 namespace dx7::cli {
 
 namespace {
 
-enum { VALUE_WIDTH = 20, QUALITY_WIDTH = 8, AGE_WIDTH = 7, CHANGES_WIDTH = 8 };
+enum { GAP = 2, NAME_WIDTH = 12, ADDRESS_WIDTH = 13, CUT_WIDTH = 4, VALUE_WIDTH = 20 };
 
-struct Widths {
-    int name = 4;
-    int address = 7;
-};
-
-Widths widthsOf(const ValueTable& table) {
-    Widths widths;
-    for (const Point& point : table.points()) {
-        widths.name = std::max(widths.name, point.name.size());
-        widths.address = std::max(widths.address, point.notation().size());
-    }
-    return widths;
+const Cells& titles() {
+    static const Cells texts = {QStringLiteral("NAME"),  QStringLiteral("ADDRESS"),
+                                QStringLiteral("VALUE"), QStringLiteral("QUALITY"),
+                                QStringLiteral("AGE"),   QStringLiteral("CHANGES")};
+    return texts;
 }
 
-QString line(const Widths& widths, const QStringList& cells) {
-    return QStringList{cells.at(0).leftJustified(widths.name),  cells.at(1).leftJustified(widths.address),
-                       cells.at(2).rightJustified(VALUE_WIDTH), cells.at(3).leftJustified(QUALITY_WIDTH),
-                       cells.at(4).rightJustified(AGE_WIDTH),   cells.at(5).rightJustified(CHANGES_WIDTH)}
-        .join(QStringLiteral("  "));
+bool rightAligned(Column column) {
+    return column == COLUMN_VALUE || column == COLUMN_AGE || column == COLUMN_CHANGES;
 }
 
 }  // namespace
 
-QString tableTitle(const ValueTable& table) {
-    return line(widthsOf(table),
-                {QStringLiteral("NAME"), QStringLiteral("ADDRESS"), QStringLiteral("VALUE"),
-                 QStringLiteral("QUALITY"), QStringLiteral("AGE"), QStringLiteral("CHANGES")});
-}
-
-QString tableLine(const ValueTable& table, int index, qint64 nowUs) {
+Cells cellsOf(const ValueTable& table, int index, qint64 nowUs) {
     const Point& point = table.points().at(index);
     const PointState& state = table.state(index);
-    const QString value =
-        state.known ? valueWithUnit(point.format, point.type, state.raw) : QStringLiteral("-");
-    return line(widthsOf(table), {point.name, point.notation(), value, qualityText(state.quality),
-                                  ageText(state, nowUs), QString::number(state.changes)});
+    return {point.name,
+            point.notation(),
+            state.known ? valueWithUnit(point.format, point.type, state.raw) : QStringLiteral("-"),
+            qualityText(state.quality),
+            ageText(state, nowUs),
+            QString::number(state.changes)};
+}
+
+TableLayout::TableLayout(const QVector<Cells>& rows, int width) : widths_{4, 7, 5, 8, 7, 8} {
+    for (const Cells& row : rows) {
+        for (const Column column : {COLUMN_NAME, COLUMN_ADDRESS, COLUMN_VALUE}) {
+            widths_[column] = std::max(widths_[column], columnsOf(row[column]));
+        }
+    }
+    const int widestValue = widths_[COLUMN_VALUE];
+    widths_[COLUMN_VALUE] = std::max(widestValue, int(VALUE_WIDTH));
+    const std::pair<Column, int> steps[] = {{COLUMN_NAME, NAME_WIDTH},
+                                            {COLUMN_ADDRESS, ADDRESS_WIDTH},
+                                            {COLUMN_VALUE, widestValue},
+                                            {COLUMN_CHANGES, 0},
+                                            {COLUMN_AGE, 0},
+                                            {COLUMN_NAME, CUT_WIDTH},
+                                            {COLUMN_ADDRESS, CUT_WIDTH},
+                                            {COLUMN_ADDRESS, 0},
+                                            {COLUMN_QUALITY, 0},
+                                            {COLUMN_NAME, 0},
+                                            {COLUMN_VALUE, 1}};
+    for (const auto& [column, lowest] : steps) {
+        shrink(column, lowest, width);
+    }
+}
+
+void TableLayout::shrink(Column column, int lowest, int width) {
+    const int excess = total() - width;
+    if (excess > 0) {
+        // A column is cut as far as needed, but left out as a whole.
+        widths_[column] =
+            lowest == 0 ? 0 : std::max(widths_[column] - excess, std::min(lowest, widths_[column]));
+    }
+}
+
+int TableLayout::total() const {
+    int total = -GAP;
+    for (const int width : widths_) {
+        total += width > 0 ? width + GAP : 0;
+    }
+    return total;
+}
+
+QString TableLayout::title() const {
+    return line(titles());
+}
+
+QString TableLayout::line(const Cells& cells) const {
+    QStringList texts;
+    for (const Column column :
+         {COLUMN_NAME, COLUMN_ADDRESS, COLUMN_VALUE, COLUMN_QUALITY, COLUMN_AGE, COLUMN_CHANGES}) {
+        const int width = widths_[column];
+        if (width == 0) {
+            continue;
+        }
+        const bool cuttable = column == COLUMN_NAME || column == COLUMN_ADDRESS;
+        const QString& text = cells[column];
+        const QString shown =
+            cuttable || columnsOf(text) <= width ? elided(text, width) : QString(QChar(0x2026));
+        texts += padded(shown, width, rightAligned(column));
+    }
+    return texts.join(QStringLiteral("  "));
+}
+
+QString heading(const QString& line, const QString& counts, int width) {
+    const int left = width - columnsOf(counts);
+    return left < CUT_WIDTH ? elided(line, width) : elided(line, left) + counts;
+}
+
+QString typingLine(const QString& name, const QString& typed, int width) {
+    const QString value = QStringLiteral(" = %1_").arg(typed);
+    const QString help = QStringLiteral("   (Enter writes, Esc leaves)");
+    const int left = width - columnsOf(value);
+    if (columnsOf(name) + columnsOf(help) <= left) {
+        return name + value + help;
+    }
+    if (left >= CUT_WIDTH) {
+        return elided(name, left) + value;
+    }
+    // What is typed is plain text, one column each.
+    return QChar(0x2026) + value.right(std::max(width - 1, 0));
 }
 
 QString ageText(const PointState& state, qint64 nowUs) {

@@ -4,15 +4,52 @@
 #define DX7_CLI_LIVE_VIEW_H
 
 #include <QStringList>
+#include <QVector>
+#include <array>
 
 #include "value_table.h"
 
 namespace dx7::cli {
 
-/// Title line of the table, for columns as wide as the points need.
-QString tableTitle(const ValueTable& table);
-/// The line of one point: name, address, value, quality, age, changes.
-QString tableLine(const ValueTable& table, int index, qint64 nowUs);
+enum Column {
+    COLUMN_NAME,
+    COLUMN_ADDRESS,
+    COLUMN_VALUE,
+    COLUMN_QUALITY,
+    COLUMN_AGE,
+    COLUMN_CHANGES,
+    COLUMN_COUNT
+};
+
+/// The texts of one point.
+using Cells = std::array<QString, COLUMN_COUNT>;
+
+Cells cellsOf(const ValueTable& table, int index, qint64 nowUs);
+
+/// Columns as wide as the rows need, or as a window `width` columns wide can hold. Where that is too little
+/// the name is cut first, then the address; then changes and age are left out, and more in a window that has
+/// no room for a line. A value stands there whole or as "…": a part of a number is another number.
+class TableLayout {
+public:
+    TableLayout(const QVector<Cells>& rows, int width);
+
+    QString title() const;
+    QString line(const Cells& cells) const;
+
+private:
+    void shrink(Column column, int lowest, int width);
+    int total() const;
+
+    std::array<int, COLUMN_COUNT> widths_ = {};  ///< 0 for a column that is left out.
+};
+
+/// What stands above the table, at most `width` columns: the line is cut before what is counted, which
+/// stands there whole or not at all.
+QString heading(const QString& line, const QString& counts, int width);
+/// The value being typed for an item, in at most `width` columns: the help goes first, then the name is cut,
+/// and of a value that is longer still the end is shown.
+QString typingLine(const QString& name, const QString& typed, int width);
+
 /// "0.3 s", "12 s", "5 min", "3 h"; "-" for what was never read.
 QString ageText(const PointState& state, qint64 nowUs);
 

@@ -128,20 +128,26 @@ int runMonitor(const MonitorOptions& options) {
     Connection connection(loaded, settings, options);
     MonitorPrinter printer(connection, options);
     connection.engine().watch(points);
-    if (options.json || options.lines || options.count || !LiveTable::possible()) {
-        printer.listen();
-        while (!printer.finished()) {
-            connection.step();
-        }
-    } else {
-        LiveTable table(connection, loaded.notation);
-        while (!printer.finished() && !table.quit()) {
-            // A value typed during the silence before a request is written by that request.
-            connection.engine().awaitTurn();
-            table.serve();
-            connection.step();
+    std::unique_ptr<LiveTable> table;
+    if (!options.json && !options.lines && !options.count && LiveTable::possible()) {
+        QString why;
+        table = LiveTable::open(connection, loaded.notation, &why);
+        if (!table) {
+            complain(QStringLiteral("%1, so changes are printed line by line").arg(why));
         }
     }
+    if (!table) {
+        printer.listen();
+    }
+    while (!printer.finished() && !(table && table->quit())) {
+        if (table) {
+            // A value typed during the silence before a request is written by that request.
+            connection.engine().awaitTurn();
+            table->serve();
+        }
+        connection.step();
+    }
+    table.reset();
     printer.printSummary();
     if (options.stats) {
         printStatistics(connection.engine().statistics(), connection.clock().nowUs(), options.json);
@@ -157,8 +163,12 @@ void addMonitorCommand(CLI::App& app, Run& run) {
     command
         ->add_option("items", options->items, "TYPE:ADDRESS[,COUNT][@STATION][/FORMAT...], or names of tags")
         ->type_name("ITEM");
-    command->add_option("--seconds", options->seconds, "Stop after so many seconds")->type_name("N");
-    command->add_option("--count", options->count, "Stop after so many lines of values")->type_name("N");
+    command->add_option("--seconds", options->seconds, "Stop after so many seconds")
+        ->check(anyNumber)
+        ->type_name("N");
+    command->add_option("--count", options->count, "Stop after so many lines of values")
+        ->check(wholeNumber)
+        ->type_name("N");
     command->add_flag("--lines", options->lines,
                       "A line per change on a terminal, too, instead of the live table");
     command->add_flag("--stats", options->stats, "Print the statistics of the line at the end");

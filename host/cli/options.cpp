@@ -5,8 +5,25 @@
 
 namespace dx7::cli {
 
+namespace {
+
+template <typename Number>
+CLI::Validator numberValidator(const char* what) {
+    return CLI::Validator(
+        [what](std::string& given) {
+            Number number = 0;
+            return CLI::detail::lexical_cast(given, number) ? std::string()
+                                                            : '"' + given + "\" is not " + what;
+        },
+        "");
+}
+
+}  // namespace
+
 const CLI::Validator notEmpty(
-    [](std::string& given) { return given.empty() ? std::string("is an empty text") : std::string(); }, "");
+    [](std::string& given) { return given.empty() ? std::string("the text is empty") : std::string(); }, "");
+const CLI::Validator wholeNumber = numberValidator<qint64>("a whole number");
+const CLI::Validator anyNumber = numberValidator<double>("a number");
 
 void addDriverOption(CLI::App& command, CommonOptions& options) {
     command
@@ -27,17 +44,21 @@ void addLineOptions(CLI::App& command, CommonOptions& options) {
     auto* serial = add("--serial", options.serialPort, "PORT", "Serial port or pseudo-terminal");
     serial->check(notEmpty);
     add("--tcp", options.tcpAddress, "HOST[:PORT]", "RTU frames over TCP")->excludes(serial)->check(notEmpty);
-    add("--baud", options.baud, "N", "Baud rate (default: the driver's)");
+    add("--baud", options.baud, "N", "Baud rate (default: the driver's)")->check(wholeNumber);
     add("--parity", options.parity, "NAME", "none, even or odd (default: the driver's)");
-    add("--data-bits", options.dataBits, "N", "7 or 8 (default: the driver's)");
-    add("--stop-bits", options.stopBits, "N", "1 or 2 (default: the driver's)");
+    add("--data-bits", options.dataBits, "N", "7 or 8 (default: the driver's)")->check(wholeNumber);
+    add("--stop-bits", options.stopBits, "N", "1 or 2 (default: the driver's)")->check(wholeNumber);
     command.add_flag("--rs485", options.rs485, "Set the kernel's RS-485 mode on the port")->group("Line");
-    add("--timeout", options.timeoutMs, "MS", "Time for a reply to begin (default 500)");
+    add("--timeout", options.timeoutMs, "MS", "Time for a reply to begin (default 500)")->check(wholeNumber);
     add("--late", options.lateMs, "MS",
-        "How long after that a reply may still come (default: the timeout again)");
-    add("--retries", options.retries, "N", "How often a request is sent at most (default 3)");
-    add("--block", options.block, "N", "Most items in one request, 1 to 125 (default 64)");
-    add("--gap", options.gapMs, "MS", "Silence before a request (default 3.5 characters; 0 over TCP)");
+        "How long after that a reply may still come (default: the timeout again)")
+        ->check(wholeNumber);
+    add("--retries", options.retries, "N", "How often a request is sent at most (default 3)")
+        ->check(wholeNumber);
+    add("--block", options.block, "N", "Most items in one request, 1 to 125 (default 64)")
+        ->check(wholeNumber);
+    add("--gap", options.gapMs, "MS", "Silence before a request (default 3.5 characters; 0 over TCP)")
+        ->check(anyNumber);
 }
 
 void addRecordOption(CLI::App& command, CommonOptions& options) {
@@ -68,18 +89,18 @@ LineSettings lineSettings(const CommonOptions& options, const QString& driverPar
     }
     // The file's RS-485 mode belongs to the file's port.
     settings.rs485 = options.rs485 || (settings.rs485 && settings.carrier == Carrier::Serial);
-    settings.baud = options.baud.value_or(settings.baud);
-    settings.dataBits = options.dataBits.value_or(settings.dataBits);
-    settings.stopBits = options.stopBits.value_or(settings.stopBits);
-    settings.timeoutMs = options.timeoutMs.value_or(settings.timeoutMs);
-    if (options.lateMs && *options.lateMs < 0) {
-        throw UsageError(QStringLiteral("the time for late replies (--late) is %1 ms, it must be 0 to %2 ms")
-                             .arg(*options.lateMs)
-                             .arg(int(LONGEST_LATE_MS)));
-    }
-    settings.lateMs = options.lateMs.value_or(settings.lateMs);
-    settings.retries = options.retries.value_or(settings.retries);
-    settings.block = options.block.value_or(settings.block);
+    const auto take = [&](const std::optional<qint64>& given, int LineSettings::*setting) {
+        if (given) {
+            setNumber(settings, setting, *given);
+        }
+    };
+    take(options.baud, &LineSettings::baud);
+    take(options.dataBits, &LineSettings::dataBits);
+    take(options.stopBits, &LineSettings::stopBits);
+    take(options.timeoutMs, &LineSettings::timeoutMs);
+    take(options.lateMs, &LineSettings::lateMs);
+    take(options.retries, &LineSettings::retries);
+    take(options.block, &LineSettings::block);
     if (options.gapMs) {
         settings.gapMs = gapFromUser(*options.gapMs);
     }

@@ -22,14 +22,14 @@ struct CommonOptions {
     std::string filePath;
     std::string serialPort;
     std::string tcpAddress;
-    std::optional<int> baud;
+    std::optional<qint64> baud;
     std::optional<std::string> parity;
-    std::optional<int> dataBits;
-    std::optional<int> stopBits;
-    std::optional<int> timeoutMs;
-    std::optional<int> lateMs;
-    std::optional<int> retries;
-    std::optional<int> block;
+    std::optional<qint64> dataBits;
+    std::optional<qint64> stopBits;
+    std::optional<qint64> timeoutMs;
+    std::optional<qint64> lateMs;
+    std::optional<qint64> retries;
+    std::optional<qint64> block;
     std::optional<double> gapMs;
     bool rs485 = false;
     std::string recordPath;
@@ -41,6 +41,9 @@ using Run = std::function<int()>;
 
 /// Refuses an empty text: a variable of a script that was never set.
 extern const CLI::Validator notEmpty;
+/// Refuse a text that is no number, before the parser does in words of its own.
+extern const CLI::Validator wholeNumber;
+extern const CLI::Validator anyNumber;
 
 void addDriverOption(CLI::App& command, CommonOptions& options);
 /// How the line is reached and treated; enough for a command that sends nothing.

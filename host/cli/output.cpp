@@ -29,7 +29,13 @@ void print(const Json& object) {
 }
 
 void complain(const QString& line) {
-    std::fprintf(stderr, "dx7: %s\n", line.toUtf8().constData());
+    QString shown;
+    for (const QChar character : line) {
+        shown += character.category() == QChar::Other_Control
+                     ? QStringLiteral("\\x%1").arg(character.unicode(), 2, 16, QLatin1Char('0'))
+                     : QString(character);
+    }
+    std::fprintf(stderr, "dx7: %s\n", shown.toUtf8().constData());
 }
 
 QString clockTime() {
@@ -46,6 +52,11 @@ std::string utf8(const QString& text) {
     return text.toStdString();
 }
 
+Json valueJson(const ValueFormat& format, quint32 raw) {
+    const double number = valueNumber(format, raw);
+    return format.scaled() ? Json(number) : Json(static_cast<qint64>(number));
+}
+
 Json pointJson(const Point& point, const PointState& state) {
     Json json;
     json["name"] = utf8(point.name);
@@ -53,13 +64,7 @@ Json pointJson(const Point& point, const PointState& state) {
     json["station"] = point.station;
     json["type"] = utf8(point.type.name);
     json["address"] = utf8(point.type.addressText(point.address));
-    if (!state.known) {
-        json["value"] = nullptr;
-    } else if (point.format.scaled()) {
-        json["value"] = valueNumber(point.format, state.raw);
-    } else {
-        json["value"] = static_cast<qint64>(valueNumber(point.format, state.raw));
-    }
+    json["value"] = state.known ? valueJson(point.format, state.raw) : Json(nullptr);
     if (state.known) {
         json["text"] = utf8(valueText(point.format, point.type, state.raw));
     }

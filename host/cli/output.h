@@ -18,7 +18,7 @@ using Json = nlohmann::ordered_json;
 /// written.
 void print(const QString& line);
 void print(const Json& object);
-/// "dx7: ..." on standard error.
+/// "dx7: ..." on standard error, always one line: a control character in it stands there as its code.
 void complain(const QString& line);
 
 /// Local time of day with milliseconds, and date and time as ISO 8601.
@@ -27,6 +27,8 @@ std::string isoTime();
 
 std::string utf8(const QString& text);
 
+/// The value as a number, scaled when the format is.
+Json valueJson(const ValueFormat& format, quint32 raw);
 /// name, item, station, type, address, value, text, unit (when there is one), quality.
 Json pointJson(const Point& point, const PointState& state);
 /// Microseconds as milliseconds with two decimals.

@@ -16,7 +16,7 @@ enum { RUN_ITEMS = 10, HIGHEST_STATION = 247 };
 struct ParamsOptions : CommonOptions {
     std::string file;
     std::string groups = "0-15";
-    std::optional<int> station;
+    std::optional<qint64> station;
 };
 
 /// A parameter whose value on the device is not the one in the file.
@@ -28,11 +28,11 @@ struct Difference {
 };
 
 int stationOf(const ParamsOptions& options, int fallback) {
-    const int station = options.station.value_or(fallback);
+    const qint64 station = options.station.value_or(fallback);
     if (station < 1 || station > HIGHEST_STATION) {
         throw UsageError(QStringLiteral("--station is %1, it must be 1 to 247").arg(station));
     }
-    return station;
+    return static_cast<int>(station);
 }
 
 // Gets every point with its value (-1: not read) and fault.
@@ -295,6 +295,7 @@ void addAction(CLI::App& params, Run& run, const char* name, const char* what, c
     command
         ->add_option("--station", options->station,
                      action == runSave ? "The station (default 1)" : "The station (default: the file's)")
+        ->check(wholeNumber)
         ->type_name("N");
     if (action == runSave) {
         command->add_option("--groups", options->groups, "Groups to save, such as 0-3 (default 0-15)")

@@ -43,9 +43,14 @@ QStringList ScrolledText::window(const QStringList& lines, int height, int width
     wide_ = hidden > 0;
     top_ = std::clamp(top_, 0, std::max(lines.size() - std::max(height, 1), 0));
     left_ = std::clamp(left_, 0, hidden);
+    // Columns are shown as a whole: a part of a number would be another number. What goes on at their edge is
+    // no column.
+    const int columns = std::max((width - LABEL_WIDTH) / COLUMN_WIDTH, 1) * COLUMN_WIDTH;
     QStringList shown;
     for (const QString& line : lines.mid(top_, std::max(height, 0))) {
-        shown += line.left(LABEL_WIDTH) + line.mid(LABEL_WIDTH + left_);
+        const QString rest = line.mid(LABEL_WIDTH + left_);
+        const bool inColumns = rest.size() <= columns || rest.at(columns) == QLatin1Char(' ');
+        shown += line.left(LABEL_WIDTH) + (inColumns ? rest.left(columns) : rest);
     }
     return shown;
 }

@@ -11,8 +11,13 @@ namespace {
 
 enum { LABEL_WIDTH = ScrolledText::LABEL_WIDTH, COLUMN_WIDTH = ScrolledText::COLUMN_WIDTH - 1 };
 
-double milliseconds(qint64 us) {
-    return static_cast<double>(us) / 1000;
+// A duration in ms out of a histogram; where nothing was measured there is none.
+QString durationText(const LatencyHistogram& histogram, qint64 us) {
+    return histogram.count() > 0 ? msText(us) : QStringLiteral("-");
+}
+
+Json durationJson(const LatencyHistogram& histogram, qint64 us) {
+    return histogram.count() > 0 ? Json(static_cast<double>(us) / 1000) : Json(nullptr);
 }
 
 // One row: the label and a cell per column.
@@ -70,10 +75,10 @@ Json countersJson(const Counters& c) {
                 {"retries", c.retries},
                 {"failed_operations", c.failed},
                 {"response_ms",
-                 {{"min", milliseconds(c.response.minUs())},
-                  {"median", milliseconds(c.response.percentileUs(50))},
-                  {"p99", milliseconds(c.response.percentileUs(99))},
-                  {"max", milliseconds(c.response.maxUs())}}}};
+                 {{"min", durationJson(c.response, c.response.minUs())},
+                  {"median", durationJson(c.response, c.response.percentileUs(50))},
+                  {"p99", durationJson(c.response, c.response.percentileUs(99))},
+                  {"max", durationJson(c.response, c.response.maxUs())}}}};
 }
 
 }  // namespace
@@ -96,14 +101,16 @@ QStringList statisticsLines(const Statistics& statistics, qint64 nowUs) {
     table.add("retries", &Counters::retries);
     table.add("failed operations", &Counters::failed);
     table.add(QStringLiteral("response min ms"),
-              [](const Counters& c) { return msText(c.response.minUs()); });
+              [](const Counters& c) { return durationText(c.response, c.response.minUs()); });
     for (const double percent : {50.0, 99.0}) {
         const QString label =
             percent > 50 ? QStringLiteral("response 99 % ms") : QStringLiteral("response median ms");
-        table.add(label, [percent](const Counters& c) { return msText(c.response.percentileUs(percent)); });
+        table.add(label, [percent](const Counters& c) {
+            return durationText(c.response, c.response.percentileUs(percent));
+        });
     }
     table.add(QStringLiteral("response max ms"),
-              [](const Counters& c) { return msText(c.response.maxUs()); });
+              [](const Counters& c) { return durationText(c.response, c.response.maxUs()); });
     QStringList lines = table.lines();
     for (auto it = codes.begin(); it != codes.end(); ++it) {
         lines += QStringLiteral("exception %1 is \"%2\"").arg(it.key()).arg(exceptionName(it.key()));
@@ -111,7 +118,7 @@ QStringList statisticsLines(const Statistics& statistics, qint64 nowUs) {
     const LatencyHistogram& cycles = statistics.cycles();
     lines += QStringLiteral("cycle: %1 finished, median %2 ms, max %3 ms")
                  .arg(cycles.count())
-                 .arg(msText(cycles.percentileUs(50)), msText(cycles.maxUs()));
+                 .arg(durationText(cycles, cycles.percentileUs(50)), durationText(cycles, cycles.maxUs()));
     lines += QStringLiteral("line busy: %1 % of the time").arg(statistics.busyShare(nowUs) * 100, 0, 'f', 1);
     return lines;
 }
@@ -126,8 +133,8 @@ Json statisticsJson(const Statistics& statistics, qint64 nowUs) {
                 {"stations", stations},
                 {"cycles",
                  {{"count", cycles.count()},
-                  {"median_ms", milliseconds(cycles.percentileUs(50))},
-                  {"max_ms", milliseconds(cycles.maxUs())}}},
+                  {"median_ms", durationJson(cycles, cycles.percentileUs(50))},
+                  {"max_ms", durationJson(cycles, cycles.maxUs())}}},
                 {"line_busy", statistics.busyShare(nowUs)}};
 }
 

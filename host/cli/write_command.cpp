@@ -1,9 +1,8 @@
-#include <QSet>
-
 #include "connection.h"
 #include "error.h"
 #include "one_shot_read.h"
 #include "output.h"
+#include "stop_signal.h"
 
 namespace dx7::cli {
 
@@ -50,62 +49,79 @@ QString valuesText(const WriteJob& job) {
     return values.join(QLatin1Char(','));
 }
 
-void send(Connection& connection, QVector<WriteJob>& jobs) {
-    for (WriteJob& job : jobs) {
-        const int before = connection.engine().pendingOperations();
-        connection.engine().write(job.request, [&job](const Transaction& transaction) {
-            --job.requestsLeft;
-            if (!transaction.good() && job.fault.isEmpty()) {
-                job.fault = outcomeText(transaction);
-            }
-        });
-        job.requestsLeft = connection.engine().pendingOperations() - before;
-    }
+void send(Connection& connection, WriteJob& job) {
+    const int before = connection.engine().pendingOperations();
+    connection.engine().write(job.request, [&job](const Transaction& transaction) {
+        --job.requestsLeft;
+        if (!transaction.good() && job.fault.isEmpty()) {
+            job.fault = outcomeText(transaction);
+        }
+    });
+    job.requestsLeft = connection.engine().pendingOperations() - before;
     connection.runOperations();
-    for (WriteJob& job : jobs) {
-        if (job.requestsLeft > 0 && job.fault.isEmpty()) {
-            job.fault = QStringLiteral("stopped before its end");
+    if (job.requestsLeft > 0 && job.fault.isEmpty()) {
+        job.fault = QStringLiteral("stopped before its end");
+    }
+}
+
+void verify(Connection& connection, WriteJob& job) {
+    OneShotRead read(connection.session(), connection.engine(), connection.clock());
+    read.queue(job.points);
+    const bool ended = connection.runOperations();
+    for (int i = 0; job.fault.isEmpty() && i < job.points.size(); ++i) {
+        const Point& point = job.points.at(i);
+        const PointState& state = read.table().state(i);
+        if (state.quality != Quality::Good) {
+            const QString fault = read.fault(i);
+            job.fault = ended || !fault.isEmpty()
+                            ? QStringLiteral("written, but reading back failed: %1").arg(fault)
+                            : QStringLiteral("written, but stopped before it was read back");
+        } else if (state.raw != writtenRaw(job, i)) {
+            job.fault = QStringLiteral("written, but %1 reads %2 instead of %3")
+                            .arg(point.name, valueText(point.format, point.type, state.raw),
+                                 valueText(point.format, point.type, writtenRaw(job, i)));
         }
     }
 }
 
-void verify(Connection& connection, QVector<WriteJob>& jobs) {
-    QVector<Point> points;
-    for (const WriteJob& job : jobs) {
-        points += job.fault.isEmpty() ? job.points : QVector<Point>();
+// One write after the other: two items may be the same bits of the device under two names, so each is read
+// back before the next one is written.
+void carryOut(Connection& connection, const WriteOptions& options, WriteJob& job) {
+    if (stopRequested()) {
+        job.fault = QStringLiteral("stopped before that");
+        return;
     }
-    OneShotRead read(connection.session(), connection.engine(), connection.clock());
-    read.queue(points);
-    const bool ended = connection.runOperations();
-    int next = 0;
-    for (WriteJob& job : jobs) {
-        for (int i = 0; job.fault.isEmpty() && i < job.points.size(); ++i) {
-            const Point& point = job.points.at(i);
-            const PointState& state = read.table().state(next + i);
-            if (state.quality != Quality::Good) {
-                const QString fault = read.fault(next + i);
-                job.fault = ended || !fault.isEmpty()
-                                ? QStringLiteral("written, but reading back failed: %1").arg(fault)
-                                : QStringLiteral("written, but stopped before it was read back");
-            } else if (state.raw != writtenRaw(job, i)) {
-                job.fault = QStringLiteral("written, but %1 reads %2 instead of %3")
-                                .arg(point.name, valueText(point.format, point.type, state.raw),
-                                     valueText(point.format, point.type, writtenRaw(job, i)));
-            }
-        }
-        next += points.size() > next && points.at(next).notation() == job.points.first().notation()
-                    ? job.points.size()
-                    : 0;
+    send(connection, job);
+    if (options.verify && job.fault.isEmpty()) {
+        verify(connection, job);
     }
+}
+
+// What was to be written, with the keys and kinds that pointJson() has for a value that was read.
+Json writtenJson(const WriteJob& job) {
+    const Point& first = job.request.first;
+    Json json;
+    json["name"] = utf8(first.name);
+    json["item"] = utf8(first.notation());
+    json["station"] = first.station;
+    json["type"] = utf8(first.type.name);
+    json["address"] = utf8(first.type.addressText(first.address));
+    json["values"] = Json::array();
+    json["texts"] = Json::array();
+    for (int i = 0; i < job.points.size(); ++i) {
+        json["values"] += valueJson(first.format, writtenRaw(job, i));
+        json["texts"] += utf8(valueText(first.format, first.type, writtenRaw(job, i)));
+    }
+    if (!first.format.unit.isEmpty()) {
+        json["unit"] = utf8(first.format.unit);
+    }
+    return json;
 }
 
 bool report(const WriteOptions& options, const WriteJob& job) {
     const bool good = job.fault.isEmpty();
     if (options.json) {
-        Json json;
-        json["name"] = utf8(job.request.first.name);
-        json["item"] = utf8(job.request.notation());
-        json["values"] = utf8(valuesText(job));
+        Json json = writtenJson(job);
         json["written"] = good;
         json["verified"] = good && options.verify;
         if (!good) {
@@ -124,21 +140,6 @@ bool report(const WriteOptions& options, const WriteJob& job) {
     return good;
 }
 
-// Reading back shows only the last of two values.
-void refuseOverlaps(const QVector<WriteJob>& jobs) {
-    QSet<QString> seen;
-    for (const WriteJob& job : jobs) {
-        Point item = job.request.first;
-        for (int i = 0; i < job.request.items.size(); ++i, ++item.address) {
-            if (seen.contains(item.notation())) {
-                throw UsageError(
-                    QStringLiteral("%1 is written twice, that cannot be verified").arg(item.notation()));
-            }
-            seen.insert(item.notation());
-        }
-    }
-}
-
 int runWrite(const WriteOptions& options) {
     const Driver loaded(options);
     const LineSettings settings = lineSettings(options, loaded.parameter(), true);
@@ -150,16 +151,10 @@ int runWrite(const WriteOptions& options) {
                 QStringLiteral("a broadcast (station 0) cannot be verified, no station answers it"));
         }
     }
-    if (options.verify) {
-        refuseOverlaps(jobs);
-    }
     Connection connection(loaded, settings, options);
-    send(connection, jobs);
-    if (options.verify) {
-        verify(connection, jobs);
-    }
     bool good = true;
-    for (const WriteJob& job : jobs) {
+    for (WriteJob& job : jobs) {
+        carryOut(connection, options, job);
         good = report(options, job) && good;
     }
     return good ? EXIT_DONE : EXIT_FAILED;
@@ -175,7 +170,8 @@ void addWriteCommand(CLI::App& app, Run& run) {
                      "TYPE:ADDRESS[@STATION][/FORMAT...]=VALUE[,VALUE...], or TAG=VALUE")
         ->required()
         ->type_name("ITEM=VALUE");
-    command->add_flag("--verify", options->verify, "Read back what was written and compare");
+    command->add_flag("--verify", options->verify,
+                      "Read back each value before the next one is written, and compare");
     addDriverOption(*command, *options);
     addJsonOption(*command, *options);
     addLineOptions(*command, *options);

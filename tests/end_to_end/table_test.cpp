@@ -93,7 +93,11 @@ TEST_P(LiveTable, WritesTheSelectedValue) {
     terminal.type({"Down", "w"});
     EXPECT_TRUE(terminal.shows("F:3\\.0\\.25@1 = _")) << terminal.screen();
     terminal.type({"6", "5", "5", "3", "6", "Enter"});
-    EXPECT_TRUE(terminal.shows("65536[^\n]*out of range")) << terminal.screen();
+    EXPECT_TRUE(terminal.shows("\nvalue 65536 for F is out of range, it must be -32768 to 65535"))
+        << terminal.screen();
+    // It has been read when the next key comes.
+    terminal.type({"Escape"});
+    EXPECT_TRUE(terminal.shows("\nq quit +w write")) << terminal.screen();
     terminal.type({"w", "5", "1", "3", "BSpace", "2", "Enter"});
     EXPECT_TRUE(terminal.shows("F:3\\.0\\.25@1 +512 +good")) << terminal.screen();
     EXPECT_EQ("F:3.0.25@1 = 512", rig.tell("get F:3.0.25@1"));
@@ -162,7 +166,16 @@ TEST_P(LiveTable, TakesNoWriteWhileTheLineIsLost) {
     EXPECT_TRUE(terminal.shows("nothing is written while there is no line")) << terminal.screen();
     rig.startDevice();
     EXPECT_TRUE(terminal.shows("325 +good")) << terminal.screen();
+    EXPECT_TRUE(terminal.shows("\nq quit +w write")) << terminal.screen();
     EXPECT_EQ("F:3.0.25@1 = 325", rig.tell("get F:3.0.25@1"));
+}
+
+TEST_P(LiveTable, AMessageTakesAsManyLinesAsItNeeds) {
+    const Terminal terminal = monitor({"F:3.0.25"}, 40, 8);
+    ASSERT_TRUE(terminal.shows("325 +good")) << terminal.screen();
+    terminal.type({"w", "7", "0", "0", "0", "0", "Enter"});
+    EXPECT_TRUE(terminal.shows("\nvalue 70000 for F is out of range, it\nmust be -32768 to 65535"))
+        << terminal.screen();
 }
 
 TEST_P(LiveTable, FollowsTheSizeOfTheTerminal) {
@@ -183,6 +196,26 @@ TEST_P(LiveTable, FollowsTheSizeOfTheTerminal) {
     EXPECT_TRUE(terminal.shows("F:0\\.0\\.29@1 +29 +good[^]*q quit")) << terminal.screen();
     terminal.type({"q"});
     EXPECT_TRUE(terminal.shows("exit code 0")) << terminal.screen();
+}
+
+// A narrow terminal shows fewer columns, and no part of a number.
+TEST_P(LiveTable, ShowsWholeValuesIn40Columns) {
+    rig.tell("set AI:0=499");
+    const Terminal terminal = monitor({"AI:0/signed/scale=0.1/unit=Hz", "F:3.0.25/hex"}, 40, 8);
+    EXPECT_TRUE(terminal.shows("\nAI:0@1 +AI:0@1 +49\\.9 Hz +good")) << terminal.screen();
+    EXPECT_TRUE(terminal.shows("\nF:3\\.0\\.25… +F:3\\.0\\.25@1 +0x0145 +good")) << terminal.screen();
+}
+
+TEST_P(LiveTable, ShowsTheValueOfALongNameIn80Columns) {
+    const std::string file = rig.file("names.toml");
+    const std::string name(81, 'n');
+    writeFile(file, "[[tag]]\nname = \"" + name + "\"\ntype = \"F\"\naddress = \"3.0.25\"\n" +
+                        "[[tag]]\nname = \"b\"\ntype = \"F\"\naddress = \"3.0.26\"\n");
+    const Terminal terminal = monitor({"-c", file}, 80, 8);
+    EXPECT_TRUE(terminal.shows("\nn+… +F:3\\.0\\.25@1 +325 +good")) << terminal.screen();
+    EXPECT_TRUE(terminal.shows("\nb +F:3\\.0\\.26@1 +326 +good")) << terminal.screen();
+    terminal.type({"w", "1", "2"});
+    EXPECT_TRUE(terminal.shows("\nn+… = 12_")) << terminal.screen();
 }
 
 TEST_P(LiveTable, TurnsNoLineAndRecovers) {
@@ -226,6 +259,22 @@ TEST(LiveTableOverTcp, AnswersKeysWhileConnectingTakesItsTime) {
     EXPECT_TRUE(terminal.shows("325 +good")) << terminal.screen();
     terminal.type({"q"});
     EXPECT_TRUE(terminal.shows("exit code 0")) << terminal.screen();
+}
+
+// Whatever cannot show the table gets the lines, and is told why.
+TEST_P(LiveTable, PrintsChangesOnATerminalThatCannotShowIt) {
+    const std::pair<const char*, const char*> terminals[] = {{"nosuchterm", "\"nosuchterm\" is unknown"},
+                                                             {"dumb", "\"dumb\" cannot show a table"}};
+    for (const auto& [name, complaint] : terminals) {
+        Words words{"env", std::string("TERM=") + name};
+        const Words command = rig.command({"monitor", "F:3.0.25", "--seconds", "0.2"});
+        words.insert(words.end(), command.begin(), command.end());
+        const Terminal terminal(rig.file("tmux"), words, 100, 20);
+        EXPECT_TRUE(terminal.shows(std::string("dx7: the terminal ") + complaint +
+                                   ", so changes are printed line by line\n[^\n]*F:3\\.0\\.25@1 +325\n"
+                                   "[^\n]*0 bad replies[^\n]*\nexit code 0"))
+            << terminal.screen();
+    }
 }
 
 TEST(ProgressBar, OfAScanShowsTheShareDoneAndTheTimeLeft) {

@@ -1,13 +1,8 @@
 // The live table on a terminal that tmux provides: keys go in, the screen's text is looked at.
-#include "live_view.h"
-
 #include <QElapsedTimer>
 #include <QStandardPaths>
 
 #include "tool.h"
-
-using namespace dx7;
-using namespace dx7::cli;
 
 namespace {
 
@@ -105,24 +100,6 @@ TEST_F(LiveTableTest, ShowsThatTheLineIsGone) {
     EXPECT_TRUE(shows("325  no line"));
     startDevice();
     EXPECT_TRUE(shows("325  good"));
-}
-
-TEST(LiveView, AgesGrowCoarser) {
-    PointState state;
-    EXPECT_EQ(ageText(state, 5000000), latin("-"));
-    state.known = true;
-    EXPECT_EQ(ageText(state, 300000), latin("0.3 s"));
-    EXPECT_EQ(ageText(state, 12000000), latin("12 s"));
-    EXPECT_EQ(ageText(state, 300000000), latin("5 min"));
-    EXPECT_EQ(ageText(state, 3 * Q_INT64_C(3600000000)), latin("3 h"));
-}
-
-TEST(LiveView, TheSelectedRowStaysInTheWindow) {
-    EXPECT_EQ(firstVisible(0, 0, 5), 0);
-    EXPECT_EQ(firstVisible(4, 0, 5), 0);
-    EXPECT_EQ(firstVisible(5, 0, 5), 1);
-    EXPECT_EQ(firstVisible(2, 4, 5), 2);
-    EXPECT_EQ(firstVisible(3, 0, 0), 3) << "a window without rows";
 }
 
 }  // namespace

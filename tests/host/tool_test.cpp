@@ -4,6 +4,7 @@
 #include <QFile>
 #include <QJsonDocument>
 #include <QJsonObject>
+#include <QRegularExpression>
 
 namespace {
 
@@ -48,12 +49,18 @@ TEST_F(ToolTest, WriteVerifiesEveryWritableType) {
     EXPECT_TRUE(run.lines().last().contains(latin("F:0.0.08@1 = 1,2,3,4 written and verified")));
 }
 
-TEST_F(ToolTest, WhatIsWrittenTwiceCannotBeVerified) {
+// CW_bit:3 is a bit of CW:0, and the last F:0.0.10 is that of the run before: each was as written when it was
+// read back.
+TEST_F(ToolTest, WhatTheNextWriteChangesIsVerifiedBeforeIt) {
     startDevice();
-    const ToolRun run = tool("write --verify F:0.0.08=1,2,3 F:0.0.10=7");
-    EXPECT_EQ(run.exitCode, 2);
-    EXPECT_EQ(run.errors, latin("dx7: F:0.0.10@1 is written twice, that cannot be verified\n"));
-    EXPECT_EQ(tool("write F:0.0.08=1,2,3 F:0.0.10=7").exitCode, 0);
+    const ToolRun alias = tool("write --verify CW:0=1 CW_bit:3=1 CW:0=0x10 CW_bit:3=0");
+    EXPECT_EQ(alias.exitCode, 0) << alias.errors.toStdString();
+    EXPECT_EQ(alias.output, latin("CW:0@1 = 1 written and verified\nCW_bit:3@1 = 1 written and verified\n"
+                                  "CW:0@1 = 16 written and verified\nCW_bit:3@1 = 0 written and verified\n"));
+    const ToolRun twice = tool("write --verify F:0.0.08=1,2,3 F:0.0.10=7 F:0.0.10=8");
+    EXPECT_EQ(twice.exitCode, 0) << twice.errors.toStdString();
+    EXPECT_EQ(tool("read F:0.0.08,3 CW:0").output,
+              latin("F:0.0.08@1 = 1\nF:0.0.09@1 = 2\nF:0.0.10@1 = 8\nCW:0@1 = 16\n"));
 }
 
 TEST_F(ToolTest, WriteToASilentStationFails) {
@@ -85,6 +92,30 @@ TEST_F(ToolTest, MonitorSpeaksJson) {
 TEST_F(ToolTest, MonitorWithoutAnyAnswerFails) {
     startDevice();
     EXPECT_EQ(tool("monitor AI:0@9 --seconds 0.3 --timeout 50").exitCode, 1);
+}
+
+// No answer has no response time, and a plan that was never polled through no duration.
+TEST_F(ToolTest, WhatWasNeverMeasuredIsNoNumber) {
+    startDevice();
+    const QString text = tool("monitor AI:0@9 F:3.0.25@9 --seconds 0.2 --timeout 1000 --stats").output;
+    for (const char* row : {"response min ms", "response median ms", "response 99 % ms", "response max ms"}) {
+        EXPECT_TRUE(text.contains(QRegularExpression(latin(row) + latin(" +- +-\n")))) << text.toStdString();
+    }
+    EXPECT_TRUE(text.contains(latin("cycle: 0 finished, median - ms, max - ms\n"))) << text.toStdString();
+    const ToolRun run = tool("monitor AI:0@9 F:3.0.25@9 --seconds 0.2 --timeout 1000 --stats --json");
+    const QJsonObject statistics = json(run.lines().last()).value(latin("statistics")).toObject();
+    const QJsonObject response =
+        statistics.value(latin("all")).toObject().value(latin("response_ms")).toObject();
+    for (const char* key : {"min", "median", "p99", "max"}) {
+        EXPECT_TRUE(response.value(latin(key)).isNull()) << key << run.output.toStdString();
+    }
+    const QJsonObject cycles = statistics.value(latin("cycles")).toObject();
+    EXPECT_EQ(cycles.value(latin("count")).toInt(-1), 0);
+    EXPECT_TRUE(cycles.value(latin("median_ms")).isNull() && cycles.value(latin("max_ms")).isNull());
+    // A silent station beside one that answers.
+    const QString both = tool("monitor AI:0 AI:0@9 --seconds 0.3 --timeout 50 --stats").output;
+    EXPECT_TRUE(both.contains(QRegularExpression(latin("response min ms +[0-9.]+ +- +[0-9.]+\n"))))
+        << both.toStdString();
 }
 
 TEST_F(ToolTest, MonitorSurvivesARestartOfTheDevice) {
