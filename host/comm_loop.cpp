@@ -98,7 +98,7 @@ bool CommLoop::ensureLine() {
 
 void CommLoop::lineLost() {
     lost_ = true;
-    backoff_.lost(clock_.nowUs());
+    backoff_.failed(clock_.nowUs());
     if (lineObserver_) {
         lineObserver_(false);
     }
@@ -260,6 +260,9 @@ void CommLoop::judge(Transaction& transaction) {
     QByteArray reply = transaction.reply;
     transaction.driverResult = functions_.dealRcvFrame(reply, transaction.info);
     outstanding_ = transaction.driverResult == SEND_AGAIN;
+    if (transaction.outcome == Outcome::Good && transaction.frame.expectLen > 0) {
+        backoff_.proved();
+    }
     if (observer_) {
         observer_(transaction);
     }

@@ -8,24 +8,24 @@
 
 namespace dx7 {
 
-/// Attempts 0.25 s after the loss, then after twice the pause each time up to 5 s.
+/// Attempts 0.25 s after the loss, then after twice the pause each time up to 5 s. A line that opens and is lost
+/// again before anything good came over it counts as an attempt that failed.
 class ReopenBackoff {
 public:
-    void lost(qint64 nowUs) {
-        pauseUs_ = FIRST_PAUSE_US;
-        nextUs_ = nowUs + pauseUs_;
-    }
+    /// The line was lost, or could not be opened.
     void failed(qint64 nowUs) {
-        pauseUs_ = std::min(2 * pauseUs_, LONGEST_PAUSE_US);
+        pauseUs_ = pauseUs_ == 0 ? FIRST_PAUSE_US : std::min(2 * pauseUs_, LONGEST_PAUSE_US);
         nextUs_ = nowUs + pauseUs_;
     }
+    /// A good reply came over the line.
+    void proved() { pauseUs_ = 0; }
     /// When the next attempt is due.
     qint64 nextUs() const { return nextUs_; }
 
 private:
     static constexpr qint64 FIRST_PAUSE_US = 250000;
     static constexpr qint64 LONGEST_PAUSE_US = 5000000;
-    qint64 pauseUs_ = FIRST_PAUSE_US;
+    qint64 pauseUs_ = 0;  ///< The pause before the next attempt; 0 while the line has proved itself.
     qint64 nextUs_ = 0;
 };
 

@@ -310,6 +310,25 @@ TEST_F(CommLoopTest, ALostLineIsReopenedWithBackOff) {
     EXPECT_EQ(states, (QVector<bool>{false, true}));
 }
 
+// As a server whose only place is taken: it lets everyone in and out again.
+TEST_F(CommLoopTest, ALineThatIsLostAgainBeforeAGoodReplyIsLeftAloneLongerEachTime) {
+    line.script = [](ScriptedLine& l, const QByteArray&) { l.close(); };
+    EXPECT_EQ(loop.step(), CommLoop::Step::NoLine);
+    QVector<qint64> pauses;
+    while (pauses.size() < 6) {
+        pauses += loop.reopenUs() - clock.nowUs();
+        clock.sleepUntilUs(loop.reopenUs());
+        EXPECT_EQ(loop.step(), CommLoop::Step::NoLine);
+    }
+    EXPECT_EQ(pauses, (QVector<qint64>{250000, 500000, 1000000, 2000000, 4000000, 5000000}));
+    line.script = [&](ScriptedLine& l, const QByteArray&) { l.arrive(good, 5000); };
+    clock.sleepUntilUs(loop.reopenUs());
+    EXPECT_EQ(loop.step(), CommLoop::Step::Request);
+    line.script = [](ScriptedLine& l, const QByteArray&) { l.close(); };
+    EXPECT_EQ(loop.step(), CommLoop::Step::NoLine);
+    EXPECT_EQ(loop.reopenUs() - clock.nowUs(), 250000) << "a good reply makes it a good line";
+}
+
 // An attempt of 3 s: every step in it returns without any time gone by, and the pause counts from its end.
 TEST_F(CommLoopTest, AnAttemptThatTakesItsTimeHoldsNothingUp) {
     QVector<bool> states;
