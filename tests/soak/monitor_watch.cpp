@@ -150,8 +150,10 @@ void MonitorWatch::recover() {
     const long step = stepAt(ended) + 1;
     m_result.recoverySeconds = secondsUntilShown(step);
     const long bad = m_result.valuesBad;
-    for (int i = 1; i <= STEADY_STEPS; ++i) {
-        m_result.steadySeconds = std::max(m_result.steadySeconds, secondsUntilShown(step + i));
+    // Steps that begin after the recovery, so that a slow one does not make them look slow.
+    for (int i = 0; i < STEADY_STEPS; ++i) {
+        const double seconds = secondsUntilShown(stepAt(m_lineSeconds) + 1);
+        m_result.steadySeconds = std::max(m_result.steadySeconds, seconds);
     }
     m_result.badAgain[m_device.overTcp() ? "over TCP" : "on pseudo-terminals"] = m_result.valuesBad - bad;
 }
