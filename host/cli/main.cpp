@@ -3,6 +3,7 @@
 
 #include <QCoreApplication>
 #include <cstdio>
+#include <sstream>
 
 #include "error.h"
 #include "options.h"
@@ -15,6 +16,25 @@ using namespace dx7::cli;
 // The first line of a parser's message, which may go on with a hint to --help.
 QString firstLine(const std::string& message) {
     return text(message).section(QLatin1Char('\n'), 0, 0);
+}
+
+void checkCommandName(const CLI::App& app, const QString& path, const QStringList& words);
+
+// An option in place of a command: only those of the program itself can stand there.
+void checkLeadingOption(const CLI::App& app, const QString& path, const QStringList& words) {
+    const QString option = words.first().section(QLatin1Char('='), 0, 0);
+    if (app.get_option_no_throw(option.toStdString()) == nullptr) {
+        throw dx7::UsageError(QStringLiteral("option \"%1\" cannot stand here; the options of a command "
+                                             "stand behind it (%2 --help shows more)")
+                                  .arg(option, path));
+    }
+    if (option == QLatin1String("--version") && words.size() > 1) {
+        throw dx7::UsageError(QStringLiteral("--version stands alone, not with \"%1\"").arg(words.at(1)));
+    }
+    // The help of the command behind it, if there is one.
+    if (words.size() > 1) {
+        checkCommandName(app, path, words.mid(1));
+    }
 }
 
 // The parser would only complain that a command is missing. `path` names the commands that the words follow.
@@ -32,14 +52,7 @@ void checkCommandName(const CLI::App& app, const QString& path, const QStringLis
                                   .arg(names.join(QStringLiteral(", ")), path));
     }
     if (name.startsWith(QLatin1Char('-'))) {
-        const QString option = name.section(QLatin1Char('='), 0, 0);
-        if (app.get_option_no_throw(option.toStdString()) == nullptr) {
-            throw dx7::UsageError(
-                QStringLiteral(
-                    "option \"%1\" cannot stand here; the options of a command stand behind it (%2 "
-                    "--help shows more)")
-                    .arg(option, path));
-        }
+        checkLeadingOption(app, path, words);
         return;
     }
     if (!names.contains(name)) {
@@ -55,6 +68,19 @@ QStringList wordsAfterProgram(int argc, char** argv) {
         words += QString::fromLocal8Bit(argv[i]);
     }
     return words;
+}
+
+// What --help and --version ask for.
+int printHelp(const CLI::App& app, const CLI::ParseError& asked) {
+    std::ostringstream shown;
+    std::ostringstream complaints;
+    const int code = app.exit(asked, shown, complaints);
+    QString lines = text(shown.str());
+    while (lines.endsWith(QLatin1Char('\n'))) {
+        lines.chop(1);
+    }
+    print(lines);
+    return code;
 }
 
 int parseAndRun(int argc, char** argv) {
@@ -87,7 +113,7 @@ int parseAndRun(int argc, char** argv) {
         app.parse(argc, argv);
     } catch (const CLI::ParseError& error) {
         if (error.get_exit_code() == 0) {
-            return app.exit(error);
+            return printHelp(app, error);
         }
         complain(firstLine(error.what()));
         return EXIT_USAGE;

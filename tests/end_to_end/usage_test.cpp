@@ -267,10 +267,28 @@ INSTANTIATE_TEST_SUITE_P(
                     Wrong{{"copies", "F:0.0.00", "few"}, "", "copies: \"few\" is not a whole number"},
                     Wrong{{"copies", "F:0.0.00", "4294967297"}, "", "4294967297, it must be 1 to 1000"},
                     Wrong{{"copies", "F:0.0.00", "2", "--step", "2147483647"}, "", "--step"},
+                    Wrong{{"--version", "extra"}, "", "--version stands alone, not with \"extra\""},
+                    Wrong{{"--version", "read"}, "", "--version stands alone"},
+                    Wrong{{"--help", "extra"}, "", "command \"extra\" is unknown"},
                     Wrong{{"--json", "types"}, "", "\"--json\" cannot stand here"},
                     Wrong{{"params", "--groups=3", "save", "%"}, "", "\"--groups\" cannot stand here"},
                     Wrong{{"replay", ""}, "", "file"},
                     Wrong{{"copies", "F:0.0.00", "0"}, "", "copies is 0"}));
+
+// Like any other output: what could not be printed was not done.
+TEST(HelpAndVersion, ThatCannotBeWrittenFail) {
+    for (const char* words : {"--help", "--version", "read --help", "params save --help", "--help read"}) {
+        const Finished run =
+            runToEnd({"/bin/sh", "-c", std::string("exec '") + DX7_PROGRAM + "' " + words + " >/dev/full"});
+        EXPECT_EQ(1, run.exitCode) << words;
+        EXPECT_EQ("dx7: standard output cannot be written: No space left on device\n", run.errors) << words;
+        const Finished written =
+            runToEnd({"/bin/sh", "-c", std::string("exec '") + DX7_PROGRAM + "' " + words});
+        EXPECT_EQ(0, written.exitCode) << words;
+        EXPECT_EQ('\n', written.output.back()) << words;
+        EXPECT_NE('\n', written.output[written.output.size() - 2]) << words;
+    }
+}
 
 TEST(WithoutACommand, TheCommandsAreNamed) {
     const Finished run = runToEnd({DX7_PROGRAM});
