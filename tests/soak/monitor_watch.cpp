@@ -148,11 +148,12 @@ void MonitorWatch::recover() {
     m_device.tell("fault none");
     const double ended = m_device.seconds();
     const long step = stepAt(ended) + 1;
-    m_result.recoverySeconds = secondsUntilShown(step);
+    double seconds = secondsUntilShown(step);
+    m_result.recoverySeconds = seconds;
     const long bad = m_result.valuesBad;
     // Steps that begin after the recovery, so that a slow one does not make them look slow.
-    for (int i = 0; i < STEADY_STEPS; ++i) {
-        const double seconds = secondsUntilShown(stepAt(m_lineSeconds) + 1);
+    for (int i = 0; i < STEADY_STEPS && seconds < PATIENCE_SECONDS; ++i) {
+        seconds = secondsUntilShown(stepAt(m_lineSeconds) + 1);
         m_result.steadySeconds = std::max(m_result.steadySeconds, seconds);
     }
     m_result.badAgain[m_device.overTcp() ? "over TCP" : "on pseudo-terminals"] = m_result.valuesBad - bad;
