@@ -177,7 +177,7 @@ CommLoop::Step CommLoop::exchange(Transaction& transaction) {
     }
     lastActivityUs_ = transaction.sentUs + lineTimeUs(settings_, transaction.request.size());
     if (tap_ != nullptr) {
-        tap_->requestSent(transaction.request);
+        tap_->requestSent(transaction.request, clock_.nowUs() - transaction.sentUs);
     }
     if (transaction.frame.expectLen <= 0) {
         clock_.sleepUntilUs(lastActivityUs_ + settings_.turnaroundMs * qint64(1000));

@@ -12,7 +12,8 @@ namespace dx7 {
 class FrameTap {
 public:
     virtual ~FrameTap() = default;
-    virtual void requestSent(const QByteArray& frame) = 0;
+    /// `frame` was handed to the line `agoUs` microseconds ago.
+    virtual void requestSent(const QByteArray& frame, qint64 agoUs = 0) = 0;
     /// The last byte of `frame` came `agoUs` microseconds ago.
     virtual void frameReceived(const QByteArray& frame, qint64 agoUs = 0) = 0;
 };

@@ -107,8 +107,8 @@ Recorder::~Recorder() {
     pcap_close(file_->handle);
 }
 
-void Recorder::requestSent(const QByteArray& frame) {
-    write(frame, true, 0);
+void Recorder::requestSent(const QByteArray& frame, qint64 agoUs) {
+    write(frame, true, agoUs);
 }
 
 void Recorder::frameReceived(const QByteArray& frame, qint64 agoUs) {

@@ -23,7 +23,7 @@ public:
     ~Recorder() override;
 
     /// Both throw LineError when the file cannot be written any more, as on a full disk.
-    void requestSent(const QByteArray& frame) override;
+    void requestSent(const QByteArray& frame, qint64 agoUs = 0) override;
     void frameReceived(const QByteArray& frame, qint64 agoUs = 0) override;
 
 private:

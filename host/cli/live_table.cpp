@@ -10,6 +10,7 @@
 #include "screen_text.h"
 #include "statistics_output.h"
 #include "stop_signal.h"
+#include "terminal_kind.h"
 
 #define NCURSES_NOMACROS
 #include <ncurses.h>
@@ -46,15 +47,14 @@ std::unique_ptr<LiveTable> LiveTable::open(Connection& connection, const ItemNot
                                            QString* why) {
     std::setlocale(LC_CTYPE, "");
     const QString name = QString::fromLocal8Bit(qgetenv("TERM"));
-    screen* const terminal = newterm(nullptr, stdout, stdin);
-    if (terminal == nullptr) {
+    // Looked up before a screen is made: ncurses never gives back the memory of one that it cannot make.
+    const TerminalKind kind = terminalKind();
+    if (kind == TerminalKind::Unknown) {
         *why = QStringLiteral("the terminal \"%1\" is unknown").arg(name);
         return nullptr;
     }
-    if (tigetstr("cup") == nullptr) {
-        // It knows nothing but one line after the other.
-        endwin();
-        delscreen(terminal);
+    screen* const terminal = kind == TerminalKind::Screen ? newterm(nullptr, stdout, stdin) : nullptr;
+    if (terminal == nullptr) {
         *why = QStringLiteral("the terminal \"%1\" cannot show a table").arg(name);
         return nullptr;
     }

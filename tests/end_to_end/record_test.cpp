@@ -322,8 +322,8 @@ TEST_P(Replay, ShowsTheResponseTimesThatTheStatisticsCount) {
     ASSERT_LE(10U, recorded.size());
     std::sort(recorded.begin(), recorded.end());
     const Json& statistics = counted.at("response_ms");
-    EXPECT_NEAR(statistics.at("min").get<double>(), recorded.front(), 1);
-    EXPECT_NEAR(statistics.at("median").get<double>(), recorded[recorded.size() / 2], 1);
+    EXPECT_NEAR(statistics.at("min").get<double>(), recorded.front(), 5);
+    EXPECT_NEAR(statistics.at("median").get<double>(), recorded[recorded.size() / 2], 5);
     EXPECT_NEAR((8 + 25 + 3.5) * 10 / 19.2, recorded[recorded.size() / 2], 10) << "as paced";
 }
 

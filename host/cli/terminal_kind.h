@@ -1,0 +1,19 @@
+/// \file
+/// What the terminal can show.
+#ifndef DX7_HOST_CLI_TERMINAL_KIND_H
+#define DX7_HOST_CLI_TERMINAL_KIND_H
+
+namespace dx7::cli {
+
+enum class TerminalKind {
+    Unknown,  ///< The environment's TERM names none that the computer knows.
+    Lines,    ///< Shows nothing but one line after the other.
+    Screen    ///< Shows text anywhere.
+};
+
+/// The kind of terminal that standard output is, by the environment's TERM.
+TerminalKind terminalKind();
+
+}  // namespace dx7::cli
+
+#endif
