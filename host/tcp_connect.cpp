@@ -19,8 +19,8 @@ namespace {
 
 const int CONNECT_TIMEOUT_MS = 3000;
 
-QString errorText(int error) {
-    return QString::fromLocal8Bit(std::strerror(error));
+QByteArray errorText(int error) {
+    return std::strerror(error);
 }
 
 // 0, or why the connection that was begun did not come about.
@@ -41,7 +41,7 @@ Connected connectTo(const addrinfo& place) {
     if (!socket.isOpen() || ::connect(socket.descriptor(), place.ai_addr, place.ai_addrlen) != 0) {
         error = errno == EINPROGRESS ? awaitConnection(socket.descriptor()) : errno;
     }
-    return error == 0 ? Connected{std::move(socket), QString()} : Connected{Socket(), errorText(error)};
+    return error == 0 ? Connected{std::move(socket), QByteArray()} : Connected{Socket(), errorText(error)};
 }
 
 Connected connectTo(const QByteArray& host, const QByteArray& port) {
@@ -50,7 +50,7 @@ Connected connectTo(const QByteArray& host, const QByteArray& port) {
     addrinfo* found = nullptr;
     const int error = ::getaddrinfo(host.constData(), port.constData(), &wanted, &found);
     if (error != 0) {
-        return Connected{Socket(), QString::fromLocal8Bit(::gai_strerror(error))};
+        return Connected{Socket(), ::gai_strerror(error)};
     }
     const std::unique_ptr<addrinfo, void (*)(addrinfo*)> places(found, ::freeaddrinfo);
     Connected connected;

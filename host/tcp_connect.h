@@ -3,6 +3,7 @@
 #ifndef DX7_HOST_TCP_CONNECT_H
 #define DX7_HOST_TCP_CONNECT_H
 
+#include <QByteArray>
 #include <QString>
 #include <future>
 #include <utility>
@@ -31,8 +32,10 @@ private:
 
 /// How an attempt to connect ended.
 struct Connected {
-    Socket socket;    ///< Does not block; not open when the attempt failed.
-    QString failure;  ///< Why it failed.
+    Socket socket;  ///< Does not block; not open when the attempt failed.
+    /// Why it failed, in the locale's encoding: the thread may outlive what Qt needs to convert it, when the
+    /// program ends.
+    QByteArray failure;
 };
 
 /// Begins to connect to a host, given by name or address, on a thread of its own. An attempt ends 3 s after

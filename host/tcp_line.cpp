@@ -53,7 +53,7 @@ void TcpLine::begin() {
 bool TcpLine::finish() {
     Connected connected = attempt_.get();
     socket_ = std::move(connected.socket);
-    failure_ = connected.failure;
+    failure_ = QString::fromLocal8Bit(connected.failure);
     if (isOpen()) {
         setUp(socket_.descriptor());
     }
