@@ -8,8 +8,8 @@
 
 namespace dx7 {
 
-/// Attempts 0.25 s after the loss, then after twice the pause each time up to 5 s. A line that opens and is lost
-/// again before anything good came over it counts as an attempt that failed.
+/// Attempts 0.25 s after the loss, then after twice the pause each time up to 5 s. A line that opens and is
+/// lost again before anything good came over it counts as an attempt that failed.
 class ReopenBackoff {
 public:
     /// The line was lost, or could not be opened.
