@@ -3,6 +3,8 @@
 option(DX7_DEBIAN_FILES "Install copyright and changelog where Debian packages keep them" OFF)
 set(DX7_DRIVER_DEPENDS "" CACHE STRING
   "Dependencies of the driver's package; empty = found out by dpkg-shlibdeps on the build machine")
+set(DX7_TOOLS_DEPENDS "" CACHE STRING
+  "Dependencies of the programs' package on libraries; empty = found out by dpkg-shlibdeps on the build machine")
 
 set(packaging "${PROJECT_SOURCE_DIR}/packaging/debian")
 set(CPACK_GENERATOR DEB)
@@ -48,8 +50,12 @@ if(TARGET dx7 AND TARGET dx7-device)
   list(APPEND CPACK_COMPONENTS_ALL tools)
   set(CPACK_DEBIAN_TOOLS_PACKAGE_NAME dx7-tools)
   set(CPACK_DEBIAN_TOOLS_PACKAGE_SECTION utils)
-  set(CPACK_DEBIAN_TOOLS_PACKAGE_DEPENDS "${same_version}")
-  set(CPACK_DEBIAN_TOOLS_PACKAGE_SHLIBDEPS ON)
+  if(DX7_TOOLS_DEPENDS)
+    set(CPACK_DEBIAN_TOOLS_PACKAGE_DEPENDS "${same_version}, ${DX7_TOOLS_DEPENDS}")
+  else()
+    set(CPACK_DEBIAN_TOOLS_PACKAGE_DEPENDS "${same_version}")
+    set(CPACK_DEBIAN_TOOLS_PACKAGE_SHLIBDEPS ON)
+  endif()
   set(CPACK_COMPONENT_TOOLS_DESCRIPTION "commissioning tool and simulated device of korvalent_dx7\n${about}\n\n\
 This package holds dx7, which runs the driver on a line from the command\nline, and dx7-device, which \
 simulates the field device.")

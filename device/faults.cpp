@@ -87,12 +87,12 @@ int faultExceptionCode(std::uint64_t detail) {
 }
 
 Bytes truncated(Bytes reply, std::uint64_t detail) {
-    reply.resize(1 + detail % (reply.size() - 1));
+    reply.resize(1 + static_cast<std::size_t>(detail % (reply.size() - 1)));
     return reply;
 }
 
 Bytes corrupted(Bytes reply, std::uint64_t detail) {
-    const std::size_t bit = detail % (reply.size() * 8);
+    const auto bit = static_cast<std::size_t>(detail % (reply.size() * 8));
     reply[bit / 8] = static_cast<std::uint8_t>(reply[bit / 8] ^ 1U << bit % 8);
     return reply;
 }

@@ -77,8 +77,8 @@ void Server::wait(std::vector<pollfd>& waitedFor) const {
     if (until) {
         const Time left = std::max(Time(), *until - current);
         const auto seconds = std::chrono::duration_cast<std::chrono::seconds>(left);
-        timeout.tv_sec = seconds.count();
-        timeout.tv_nsec = (left - seconds).count();
+        timeout.tv_sec = static_cast<decltype(timeout.tv_sec)>(seconds.count());
+        timeout.tv_nsec = static_cast<decltype(timeout.tv_nsec)>((left - seconds).count());
     }
     if (::ppoll(waitedFor.data(), waitedFor.size(), until ? &timeout : nullptr, nullptr) < 0) {
         std::for_each(waitedFor.begin(), waitedFor.end(), [](pollfd& one) { one.revents = 0; });

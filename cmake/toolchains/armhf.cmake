@@ -31,6 +31,13 @@ set(CMAKE_FIND_ROOT_PATH_MODE_LIBRARY ONLY)
 set(CMAKE_FIND_ROOT_PATH_MODE_INCLUDE ONLY)
 set(CMAKE_FIND_ROOT_PATH_MODE_PACKAGE ONLY)
 
+# The same for pkg-config, which runs here and would describe this machine's libraries.
+set(ENV{PKG_CONFIG_PATH} "")
+set(ENV{PKG_CONFIG_SYSROOT_DIR} "${CMAKE_SYSROOT}")
+string(CONCAT dx7_pkgconfig_folders "${CMAKE_SYSROOT}/usr/lib/${CMAKE_LIBRARY_ARCHITECTURE}/pkgconfig:"
+  "${CMAKE_SYSROOT}/usr/lib/pkgconfig:${CMAKE_SYSROOT}/usr/share/pkgconfig")
+set(ENV{PKG_CONFIG_LIBDIR} "${dx7_pkgconfig_folders}")
+
 if(DX7_EMULATOR)
   set(CMAKE_CROSSCOMPILING_EMULATOR "${DX7_EMULATOR};-L;${CMAKE_SYSROOT}")
 endif()
