@@ -43,8 +43,7 @@ void putLine(int row, int width, const QString& text, bool reverse) {
 
 }  // namespace
 
-std::unique_ptr<LiveTable> LiveTable::open(Connection& connection, const ItemNotation& notation,
-                                           QString* why) {
+std::unique_ptr<LiveTable> LiveTable::open(Connection& connection, QString* why) {
     std::setlocale(LC_CTYPE, "");
     const QString name = QString::fromLocal8Bit(qgetenv("TERM"));
     // Looked up before a screen is made: ncurses never gives back the memory of one that it cannot make.
@@ -58,11 +57,11 @@ std::unique_ptr<LiveTable> LiveTable::open(Connection& connection, const ItemNot
         *why = QStringLiteral("the terminal \"%1\" cannot show a table").arg(name);
         return nullptr;
     }
-    return std::unique_ptr<LiveTable>(new LiveTable(connection, notation, terminal));
+    return std::unique_ptr<LiveTable>(new LiveTable(connection, terminal));
 }
 
-LiveTable::LiveTable(Connection& connection, const ItemNotation& notation, screen* terminal)
-    : terminal_(terminal), connection_(connection), notation_(notation) {
+LiveTable::LiveTable(Connection& connection, screen* terminal)
+    : terminal_(terminal), connection_(connection) {
     cbreak();
     noecho();
     nonl();

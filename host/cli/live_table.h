@@ -19,8 +19,7 @@ namespace dx7::cli {
 class LiveTable {
 public:
     /// The table; null, with the reason in `why`, on a terminal that cannot show it.
-    static std::unique_ptr<LiveTable> open(Connection& connection, const ItemNotation& notation,
-                                           QString* why);
+    static std::unique_ptr<LiveTable> open(Connection& connection, QString* why);
     ~LiveTable();
 
     /// Whether standard input and output are a terminal.
@@ -32,7 +31,7 @@ public:
 
 private:
     Q_DISABLE_COPY(LiveTable)
-    LiveTable(Connection& connection, const ItemNotation& notation, screen* terminal);
+    LiveTable(Connection& connection, screen* terminal);
     void handleKey(int key);
     void handleTyping(int key);
     void handleCommand(int key);
@@ -47,7 +46,6 @@ private:
 
     screen* terminal_;
     Connection& connection_;
-    const ItemNotation& notation_;
     int selected_ = 0;
     int first_ = 0;
     bool quit_ = false;

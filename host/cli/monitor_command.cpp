@@ -131,7 +131,7 @@ int runMonitor(const MonitorOptions& options) {
     std::unique_ptr<LiveTable> table;
     if (!options.json && !options.lines && !options.count && LiveTable::possible()) {
         QString why;
-        table = LiveTable::open(connection, loaded.notation, &why);
+        table = LiveTable::open(connection, &why);
         if (!table) {
             complain(QStringLiteral("%1, so changes are printed line by line").arg(why));
         }
