@@ -248,6 +248,7 @@ void LiveTable::draw() {
     } else {
         drawRows(height - foot, width);
     }
+    // What the keys do may have changed with what the statistics show; the number of lines has not.
     const QStringList status = statusLines(width - 1);
     for (int row = 0; row < status.size(); ++row) {
         putLine(height - status.size() + row, width - 1, status.at(row), true);

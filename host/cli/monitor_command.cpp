@@ -172,10 +172,7 @@ void addMonitorCommand(CLI::App& app, Run& run) {
     command->add_flag("--lines", options->lines,
                       "A line per change on a terminal, too, instead of the live table");
     command->add_flag("--stats", options->stats, "Print the statistics of the line at the end");
-    addDriverOption(*command, *options);
-    addJsonOption(*command, *options);
-    addLineOptions(*command, *options);
-    addRecordOption(*command, *options);
+    addDeviceOptions(*command, *options);
     command->footer(
         "Examples:\n"
         "  dx7 monitor --serial /dev/ttyUSB0 DI:1,6 AI:0,4 SW:0/binary\n"

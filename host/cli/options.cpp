@@ -69,6 +69,13 @@ void addRecordOption(CLI::App& command, CommonOptions& options) {
         ->group("Line");
 }
 
+void addDeviceOptions(CLI::App& command, CommonOptions& options) {
+    addDriverOption(command, options);
+    addJsonOption(command, options);
+    addLineOptions(command, options);
+    addRecordOption(command, options);
+}
+
 LineSettings lineSettings(const CommonOptions& options, const QString& driverParameter, bool needLine,
                           const LineSettings& defaults) {
     LineSettings settings = defaults;

@@ -50,6 +50,8 @@ void addDriverOption(CLI::App& command, CommonOptions& options);
 void addLineOptions(CLI::App& command, CommonOptions& options);
 void addRecordOption(CLI::App& command, CommonOptions& options);
 void addJsonOption(CLI::App& command, CommonOptions& options);
+/// All of these, for a command that exchanges values with the device.
+void addDeviceOptions(CLI::App& command, CommonOptions& options);
 
 /// The settings that the options, else the file of -c, else the driver's defaults, else `defaults` make,
 /// checked. Throws UsageError. A line is demanded when `needLine`.

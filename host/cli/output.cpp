@@ -57,13 +57,18 @@ Json valueJson(const ValueFormat& format, quint32 raw) {
     return format.scaled() ? Json(number) : Json(static_cast<qint64>(number));
 }
 
-Json pointJson(const Point& point, const PointState& state) {
+Json itemJson(const Point& point) {
     Json json;
     json["name"] = utf8(point.name);
     json["item"] = utf8(point.notation());
     json["station"] = point.station;
     json["type"] = utf8(point.type.name);
     json["address"] = utf8(point.type.addressText(point.address));
+    return json;
+}
+
+Json pointJson(const Point& point, const PointState& state) {
+    Json json = itemJson(point);
     json["value"] = state.known ? valueJson(point.format, state.raw) : Json(nullptr);
     if (state.known) {
         json["text"] = utf8(valueText(point.format, point.type, state.raw));

@@ -29,7 +29,9 @@ std::string utf8(const QString& text);
 
 /// The value as a number, scaled when the format is.
 Json valueJson(const ValueFormat& format, quint32 raw);
-/// name, item, station, type, address, value, text, unit (when there is one), quality.
+/// What identifies the point: name, item, station, type, address.
+Json itemJson(const Point& point);
+/// What itemJson() gives, and value, text, unit (when there is one), quality.
 Json pointJson(const Point& point, const PointState& state);
 /// Microseconds as milliseconds with two decimals.
 QString msText(qint64 us);

@@ -54,10 +54,7 @@ void addReadCommand(CLI::App& app, Run& run) {
     command
         ->add_option("items", options->items, "TYPE:ADDRESS[,COUNT][@STATION][/FORMAT...], or names of tags")
         ->type_name("ITEM");
-    addDriverOption(*command, *options);
-    addJsonOption(*command, *options);
-    addLineOptions(*command, *options);
-    addRecordOption(*command, *options);
+    addDeviceOptions(*command, *options);
     command->footer(
         "Examples:\n"
         "  dx7 read --serial /dev/ttyUSB0 AI:0,4 F:3.0.25\n"

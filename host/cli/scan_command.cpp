@@ -96,10 +96,7 @@ void addScanCommand(CLI::App& app, Run& run) {
     CLI::App* command = app.add_subcommand("scan", "Finds out which stations answer the status query");
     command->add_option("--stations", options->stations, "Such as 1-247 (the default) or 1-10,20")
         ->type_name("LIST");
-    addDriverOption(*command, *options);
-    addJsonOption(*command, *options);
-    addLineOptions(*command, *options);
-    addRecordOption(*command, *options);
+    addDeviceOptions(*command, *options);
     command->footer(
         "A refusal is an answer, too. Unless --timeout and --retries or the file of -c say otherwise,\n"
         "a request waits 200 ms and is sent once.\n"

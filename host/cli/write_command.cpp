@@ -100,12 +100,7 @@ void carryOut(Connection& connection, const WriteOptions& options, WriteJob& job
 // What was to be written, with the keys and kinds that pointJson() has for a value that was read.
 Json writtenJson(const WriteJob& job) {
     const Point& first = job.request.first;
-    Json json;
-    json["name"] = utf8(first.name);
-    json["item"] = utf8(first.notation());
-    json["station"] = first.station;
-    json["type"] = utf8(first.type.name);
-    json["address"] = utf8(first.type.addressText(first.address));
+    Json json = itemJson(first);
     json["values"] = Json::array();
     json["texts"] = Json::array();
     for (int i = 0; i < job.points.size(); ++i) {
@@ -172,10 +167,7 @@ void addWriteCommand(CLI::App& app, Run& run) {
         ->type_name("ITEM=VALUE");
     command->add_flag("--verify", options->verify,
                       "Read back each value before the next one is written, and compare");
-    addDriverOption(*command, *options);
-    addJsonOption(*command, *options);
-    addLineOptions(*command, *options);
-    addRecordOption(*command, *options);
+    addDeviceOptions(*command, *options);
     command->footer(
         "Examples:\n"
         "  dx7 write --serial /dev/ttyUSB0 DO:1=on CW:0=0x047F\n"
