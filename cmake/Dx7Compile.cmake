@@ -30,7 +30,9 @@ endif()
 # sources spend most of it on the same large headers are compiled so.
 option(DX7_UNITY_BUILD "Compile several sources of the largest targets as one" OFF)
 function(dx7_together target)
-  set_target_properties(${target} PROPERTIES UNITY_BUILD ${DX7_UNITY_BUILD} UNITY_BUILD_BATCH_SIZE 7)
+  if(DX7_UNITY_BUILD)
+    set_target_properties(${target} PROPERTIES UNITY_BUILD ON UNITY_BUILD_BATCH_SIZE 7)
+  endif()
 endfunction()
 
 option(DX7_WARNINGS_AS_ERRORS "Stop at any warning; OFF helps with the compiler of an old board" ON)

@@ -7,21 +7,30 @@ project=$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd)
 
 say() { printf '\n== %s\n' "$*"; }
 note() { printf '   %s\n' "$*"; }
+# figure TEXT...: a result worth a place in CI's table.
+figure() {
+    note "$*"
+    [ -z "${DX7_FIGURES:-}" ] || printf '%s\n' "$*" >>"$DX7_FIGURES"
+}
 fail() {
     printf '%s: %s\n' "$(basename "$0")" "$*" >&2
     exit 1
 }
 
+# The scripts that source this file use these lists.
+# shellcheck disable=SC2034
 build_packages=(
     build-essential cmake ninja-build pkg-config ccache
     qtbase5-dev libqt5serialport5-dev
     libcli11-dev nlohmann-json3-dev libtomlplusplus-dev libpcap-dev libncurses-dev libmodbus-dev
 )
+# shellcheck disable=SC2034
 test_packages=(
     libgtest-dev libgmock-dev librapidcheck-dev libqt5serialbus5-dev mbpoll tmux tshark valgrind binutils man-db
     bash-completion bsdutils
 )
-lint_packages=(clang clang-format clang-tidy cppcheck)
+# shellcheck disable=SC2034
+lint_packages=(clang clang-format clang-tidy cppcheck shellcheck git)
 
 missing_packages() {
     local name
@@ -72,6 +81,9 @@ install_packages() {
     tail -n 15 "${TMPDIR:-/tmp}/dx7-apt.log" >&2
     fail "these packages are still missing: $(missing_packages "${wanted[@]}" | tr '\n' ' ')"
 }
+
+# Objects of one source folder serve another with the same sources, such as a fresh clone.
+export CCACHE_BASEDIR=${CCACHE_BASEDIR-$project}
 
 # configure PRESET FOLDER [CMAKE-OPTION...]: silent unless it fails. The analysers want each source by itself.
 configure() {

@@ -40,6 +40,7 @@ finish() {
     echo "$*"
 }
 
+# shellcheck disable=SC2034 # the scripts that source this file use it
 dx7_commands=(monitor read write scan 'params save' 'params diff' 'params load' plan check copies types replay)
 
 # options_of PROGRAM [COMMAND...]: the options that its --help shows, one per line.
