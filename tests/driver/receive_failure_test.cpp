@@ -1,4 +1,7 @@
 // Bad replies: retries, giving up, what is marked as failed, and replies of arbitrary bytes.
+#include <QtCore/QByteArray>
+#include <QtCore/QList>
+#include <QtCore/QString>
 #include <memory>
 #include <random>
 

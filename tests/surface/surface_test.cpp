@@ -3,8 +3,14 @@
 #include <dlfcn.h>
 #include <gtest/gtest.h>
 
+#include <QtCore/QByteArray>
 #include <QtCore/QFile>
+#include <QtCore/QList>
+#include <QtCore/QMutex>
+#include <QtCore/QString>
+#include <QtCore/QStringList>
 #include <QtCore/QTemporaryDir>
+#include <QtCore/QVector>
 #include <algorithm>
 #include <memory>
 #include <vector>
