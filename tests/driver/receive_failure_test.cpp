@@ -4,6 +4,7 @@
 #include <QtCore/QString>
 #include <memory>
 #include <random>
+#include <string>
 
 #include "line.h"
 #include "support.h"
@@ -264,7 +265,7 @@ INSTANTIATE_TEST_SUITE_P(AgainstEveryFrame, HostileReplies,
                                          "write CW_bit", "write DO", "write RO", "write SDO", "write CW",
                                          "write F", "write MOD"),
                          [](const testing::TestParamInfo<const char*>& frame) {
-                             return QByteArray(frame.param).replace(' ', '_').toStdString();
+                             return std::string(QByteArray(frame.param).replace(' ', '_').constData());
                          });
 
 }  // namespace
