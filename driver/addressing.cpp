@@ -1,6 +1,7 @@
 #include "addressing.h"
 
 #include <QtCore/QStringList>
+#include <QtCore/QVector>
 
 namespace {
 

@@ -4,6 +4,8 @@
 #ifndef KORVALENT_DX7_ADDRESSING_H
 #define KORVALENT_DX7_ADDRESSING_H
 
+#include <QtCore/QString>
+
 #include "korvalent_dx7.h"
 
 /// Parses "group.sub.index" (hexadecimal, ignored, decimal) into `*value` = 56 x group + index.

@@ -3,6 +3,8 @@
 #ifndef KORVALENT_DX7_AREA_INDEX_H
 #define KORVALENT_DX7_AREA_INDEX_H
 
+#include <QtCore/QList>
+#include <QtCore/QString>
 #include <vector>
 
 #include "korvalent_dx7.h"

@@ -4,6 +4,9 @@
 #ifndef KORVALENT_DX7_DATA_AREAS_H
 #define KORVALENT_DX7_DATA_AREAS_H
 
+#include <QtCore/QList>
+#include <QtCore/QString>
+
 #include "korvalent_dx7.h"
 
 /// Bits of _DATA_::wordMonitorFlags.

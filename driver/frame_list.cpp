@@ -1,5 +1,7 @@
 #include "frame_list.h"
 
+#include <QtCore/QList>
+
 namespace {
 
 // Holds one frame, whose record is free for reuse, or none. Swapping lists moves the record and copies

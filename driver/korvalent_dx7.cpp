@@ -1,5 +1,6 @@
 #include "korvalent_dx7.h"
 
+#include <QtCore/QStringList>
 #include <algorithm>
 #include <cstring>
 

@@ -4,6 +4,8 @@
 #ifndef KORVALENT_DX7_POLLING_PLAN_H
 #define KORVALENT_DX7_POLLING_PLAN_H
 
+#include <QtCore/QList>
+
 #include "korvalent_dx7.h"
 
 /// Merge modes; every value but MERGE_RECIPE_BLOCKS plans the polling.

@@ -3,6 +3,9 @@
 #ifndef KORVALENT_DX7_RECEIVE_H
 #define KORVALENT_DX7_RECEIVE_H
 
+#include <QtCore/QByteArray>
+#include <QtCore/QString>
+
 #include "korvalent_dx7.h"
 
 /// Judgement of a reply by length and CRC alone; station and function code are not looked at. Hosts rely on

@@ -1,6 +1,8 @@
 /// \file
 /// What goes on the wire next: recipe transfers first, then writes and condition reads in bounded bursts,
 /// then the polling plan in turn.
+#include <QtCore/QtGlobal>
+
 #include "korvalent_dx7.h"
 #include "readframe.h"
 #include "writeframe.h"

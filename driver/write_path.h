@@ -4,6 +4,8 @@
 #ifndef KORVALENT_DX7_WRITE_PATH_H
 #define KORVALENT_DX7_WRITE_PATH_H
 
+#include <QtCore/QString>
+
 #include "korvalent_dx7.h"
 
 /// Stores written values as pending and reports what differs from what the host saw so far. Each item is

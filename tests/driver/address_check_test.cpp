@@ -1,5 +1,7 @@
 // The second address check, of a variable with a data type and an access mode.
 
+#include <QtCore/QString>
+#include <QtCore/QStringList>
 #include <climits>
 
 #include "support.h"

@@ -2,6 +2,8 @@
 
 #include "addressing.h"
 
+#include <QtCore/QString>
+#include <QtCore/QStringList>
 #include <climits>
 
 #include "support.h"

@@ -1,5 +1,6 @@
 // Which reports a changed byte or word gives, and in which order.
 
+#include <QtCore/QString>
 #include <climits>
 
 #include "data_areas.h"

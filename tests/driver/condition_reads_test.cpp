@@ -1,6 +1,8 @@
 // One-off reads: how they are split and queued.
 
+#include <QtCore/QString>
 #include <climits>
+#include <utility>
 
 #include "polling_plan.h"
 #include "support.h"
@@ -106,7 +108,7 @@ TEST_F(ConditionReads, TheTagTravelsInEveryPiece) {
     for (int tag : {0, 3, -7, INT_MAX}) {
         driver.conditionList.clear();
         queue("F", 0, 25, 0, tag);
-        for (const VARIABLE& var : qAsConst(driver.conditionList))
+        for (const VARIABLE& var : std::as_const(driver.conditionList))
             EXPECT_EQ(var.opKind, tag);
         EXPECT_EQ(driver.conditionVar.opKind, tag);
     }

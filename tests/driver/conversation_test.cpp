@@ -1,5 +1,9 @@
 // Whole conversations between a host and a device that answers as a real one does, through the exported
 // functions alone: polling, writing, one-off reads, retries, failure and recovery.
+#include <QtCore/QByteArray>
+#include <QtCore/QList>
+#include <QtCore/QString>
+#include <QtCore/QVector>
 #include <map>
 #include <random>
 

@@ -1,6 +1,9 @@
 // Hosts and tests may edit driver.dataAreas directly. Whatever was done to the list, a lookup gives what a
 // plain walk from its front gives.
 
+#include <QtCore/QList>
+#include <QtCore/QString>
+#include <QtCore/QStringList>
 #include <algorithm>
 #include <functional>
 #include <random>
@@ -79,7 +82,7 @@ TEST_P(EditedStore, IsFoundAsItStands) {
         getIndexOfDataArea(1, address % 2 ? "CW" : "DO", address, driver.dataAreas);
     // A copy that shares nothing with the driver's list, or an edit could be noticed by its sharing alone.
     Areas model;
-    for (const _DATA_& data : qAsConst(driver.dataAreas))
+    for (const _DATA_& data : std::as_const(driver.dataAreas))
         model << data;
     GetParam().apply(driver.dataAreas);
     GetParam().apply(model);
@@ -105,7 +108,7 @@ INSTANTIATE_TEST_SUITE_P(
                  a.removeAt(1);
                  a.append(area(2, "DO", 6));
              }},
-        Edit{"SwappingTwo", [](Areas& a) { a.swapItemsAt(1, 6); }}, Edit{"MovingOne", [](Areas& a) { a.move(6, 0); }},
+        Edit{"SwappingTwo", [](Areas& a) { swapPlaces(a, 1, 6); }}, Edit{"MovingOne", [](Areas& a) { a.move(6, 0); }},
         Edit{"ChangingAnAddressInPlace", [](Areas& a) { a[2].address = 9; }},
         Edit{"ChangingAnAddressToThatOfALaterArea", [](Areas& a) { a[1].address = 7; }},
         Edit{"ChangingAnAddressToThatOfAnEarlierArea", [](Areas& a) { a[7].address = 1; }},
@@ -131,7 +134,7 @@ INSTANTIATE_TEST_SUITE_P(
         Edit{"AssigningTheListReversed",
              [](Areas& a) {
                  Areas other;
-                 for (const _DATA_& data : qAsConst(a))
+                 for (const _DATA_& data : std::as_const(a))
                      other.prepend(data);
                  a = other;
              }},
@@ -210,7 +213,7 @@ std::function<void(Areas&)> randomEdit(std::mt19937& random, int size, const _DA
         case 2:
             return [data](Areas& a) { a.append(data); };
         case 3:
-            return [at](Areas& a) { a.swapItemsAt(at, a.size() - 1); };
+            return [at](Areas& a) { swapPlaces(a, at, a.size() - 1); };
         case 4:
             return [at, data](Areas& a) { a[at].address = data.address; };
         case 5:
@@ -277,7 +280,7 @@ std::function<void(Areas&)> uniqueEdit(std::mt19937& random, int size, const _DA
         case 2:
             return [fresh](Areas& a) { a.append(fresh); };
         case 3:
-            return [at, other](Areas& a) { a.swapItemsAt(at, other); };
+            return [at, other](Areas& a) { swapPlaces(a, at, other); };
         case 4:
             return [at, fresh](Areas& a) { a[at].address = fresh.address; };
         case 5:

@@ -3,8 +3,12 @@
 
 #include "data_areas.h"
 
+#include <QtCore/QByteArray>
+#include <QtCore/QList>
+#include <QtCore/QString>
 #include <climits>
 #include <cstring>
+#include <utility>
 
 #include "support.h"
 
@@ -19,7 +23,7 @@ const char* const otherTypes[] = {"FW", "FI", "XX", "", "cw", "CW_bit "};
 /// The keys of the store in its order; the count of each is 0.
 ItemsList keys() {
     ItemsList all;
-    for (const _DATA_& data : qAsConst(driver.dataAreas))
+    for (const _DATA_& data : std::as_const(driver.dataAreas))
         all.push_back(Items{data.station, data.regType, data.address, 0});
     return all;
 }
@@ -278,7 +282,7 @@ TEST_F(Reading, NothingIsReportedOrMonitoredByReading) {
     read("CW", 0, 3, 6);
     read("DO", 0, 3, 3);
     EXPECT_TRUE(reports.empty());
-    for (const _DATA_& data : qAsConst(driver.dataAreas))
+    for (const _DATA_& data : std::as_const(driver.dataAreas))
         EXPECT_EQ(data.wordMonitorFlags | data.bitMonitorMask, 0);
 }
 

@@ -1,6 +1,8 @@
 // The records as hosts see them: plain memory with fields at fixed offsets. A host built by another compiler,
 // in another language, or against its own declaration of the records, shares nothing with the driver but
 // these tables.
+#include <QtCore/QByteArray>
+#include <QtCore/QString>
 #include <algorithm>
 #include <cstring>
 #include <new>

@@ -2,6 +2,10 @@
 // host keeps may change.
 #include "frame_list.h"
 
+#include <QtCore/QByteArray>
+#include <QtCore/QList>
+#include <QtCore/QString>
+
 #include "line.h"
 #include "support.h"
 

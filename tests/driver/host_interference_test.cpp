@@ -1,5 +1,7 @@
 // Hosts that rearrange the driver's lists inside a report, and recipe lists that describe nothing.
+#include <QtCore/QByteArray>
 #include <QtCore/QHash>
+#include <QtCore/QString>
 #include <random>
 #include <unordered_map>
 #include <utility>

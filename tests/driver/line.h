@@ -4,6 +4,11 @@
 #ifndef KORVALENT_DX7_TESTS_LINE_H
 #define KORVALENT_DX7_TESTS_LINE_H
 
+#include <QtCore/QByteArray>
+#include <QtCore/QList>
+#include <QtCore/QString>
+#include <QtCore/QStringList>
+
 #include "support.h"
 
 namespace dx7test {

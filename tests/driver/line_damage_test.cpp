@@ -2,6 +2,10 @@
 // inserted, deleted or doubled byte must be judged bad and must change nothing but the count of bad replies.
 // CRC-16 promises this for up to three flipped bits (its Hamming distance is 4 at these lengths); the rest
 // the length check catches.
+#include <QtCore/QByteArray>
+#include <QtCore/QList>
+#include <QtCore/QString>
+#include <QtCore/QVector>
 #include <climits>
 #include <random>
 
@@ -84,7 +88,7 @@ protected:
     void expectBad(const QByteArray& damaged) {
         QByteArray bytes = damaged;
         if (intf_dealRcvFrame(bytes, info_) != 8) {
-            ADD_FAILURE() << "accepted: " << damaged.toHex().toStdString();
+            ADD_FAILURE() << "accepted: " << damaged.toHex().constData();
         }
         ++handedOver_;
     }

@@ -3,6 +3,7 @@
 
 #include <gtest/gtest.h>
 
+#include <QtCore/QString>
 #include <random>
 #include <vector>
 

@@ -1,5 +1,7 @@
 // Addresses of the copies of a screen object.
 
+#include <QtCore/QString>
+#include <QtCore/QVector>
 #include <climits>
 
 #include "register_types.h"

@@ -1,9 +1,13 @@
 // Merging of random lists, compared with the plain method: sort by exchanging neighbours, then walk twice.
 
+#include <QtCore/QList>
+#include <QtCore/QString>
+#include <QtCore/QStringList>
 #include <climits>
 #include <map>
 #include <random>
 #include <tuple>
+#include <utility>
 
 #include "polling_plan.h"
 #include "support.h"
@@ -57,7 +61,7 @@ void plainSort(Keys& list) {
     for (int end = list.size() - 1; end > 0; --end) {
         for (int i = 0; i < end; ++i) {
             if (plainWeight(list.at(i)) > plainWeight(list.at(i + 1)))
-                list.swapItemsAt(i, i + 1);
+                swapPlaces(list, i, i + 1);
         }
     }
 }
@@ -172,7 +176,7 @@ typedef std::map<std::tuple<int, QString, int>, std::pair<int, int>> Flags;
 
 Flags storedFlags() {
     Flags flags;
-    for (const _DATA_& data : qAsConst(driver.dataAreas)) {
+    for (const _DATA_& data : std::as_const(driver.dataAreas)) {
         if (data.wordMonitorFlags != 0 || data.bitMonitorMask != 0)
             flags[std::make_tuple(data.station, data.regType, data.address)] = {data.wordMonitorFlags,
                                                                                 data.bitMonitorMask};
@@ -206,7 +210,7 @@ TEST_P(RandomPlanning, ThePlanHoldsTheBlocksAndTheFlagsHoldTheEntries) {
         ASSERT_EQ(identities(list), identities(blocks));
         ASSERT_EQ(itemsOf(driver.pollList), itemsOf(blocks));
         ASSERT_EQ(storedFlags(), expected) << "round " << round;
-        for (const VARIABLE& var : qAsConst(driver.pollList))
+        for (const VARIABLE& var : std::as_const(driver.pollList))
             ASSERT_EQ(var.opKind, 4);
     }
 }

@@ -2,7 +2,10 @@
 
 #include "polling_plan.h"
 
+#include <QtCore/QList>
+#include <QtCore/QString>
 #include <climits>
+#include <utility>
 
 #include "support.h"
 
@@ -227,7 +230,7 @@ TEST_F(PollingPlan, AnEmptyListEmptiesThePlanAndTheFlags) {
     EXPECT_EQ(intf_addrMerge(none), 0);
     EXPECT_TRUE(driver.pollList.isEmpty());
     ASSERT_EQ(driver.dataAreas.size(), 3);
-    for (const _DATA_& data : qAsConst(driver.dataAreas)) {
+    for (const _DATA_& data : std::as_const(driver.dataAreas)) {
         EXPECT_EQ(data.wordMonitorFlags, 0);
         EXPECT_EQ(data.bitMonitorMask, 0);
     }
@@ -274,7 +277,7 @@ TEST_F(PollingPlan, AreasAreCreatedInTheHostsOrderFromTheUnmergedEntries) {
     Keys list = {entry(1, "CW", 2, 2), entry(1, "CW", 0, 10), entry(1, "FAS", 0, 1), entry(1, "XX", 0, 1)};
     EXPECT_EQ(intf_addrMerge(list), 3);
     QList<int> addresses;
-    for (const _DATA_& data : qAsConst(driver.dataAreas)) {
+    for (const _DATA_& data : std::as_const(driver.dataAreas)) {
         addresses << data.address;
         EXPECT_EQ(data.regType, "CW");
         EXPECT_EQ(data.wordMonitorFlags, 1);

@@ -1,5 +1,11 @@
 // What the driver says about itself and how a host configures a link.
 
+#include <QtCore/QList>
+#include <QtCore/QMutex>
+#include <QtCore/QString>
+#include <QtCore/QStringList>
+#include <QtCore/QVector>
+
 #include "support.h"
 
 namespace dx7test {

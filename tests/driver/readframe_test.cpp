@@ -1,6 +1,9 @@
 // Read requests: what is sent for every register type, and how the reply is announced.
 #include "readframe.h"
 
+#include <QtCore/QByteArray>
+#include <QtCore/QString>
+
 #include "support.h"
 
 using namespace dx7test;

@@ -1,6 +1,11 @@
 // What the host sees and does inside a report about received data: values are stored before they are
 // reported, and whatever the host asks, writes or queues inside the report, the rest of the reply is dealt
 // with as without it.
+#include <QtCore/QByteArray>
+#include <QtCore/QList>
+#include <QtCore/QString>
+#include <QtCore/QVector>
+
 #include "line.h"
 #include "support.h"
 

@@ -1,6 +1,10 @@
 // Bad replies: retries, giving up, what is marked as failed, and replies of arbitrary bytes.
+#include <QtCore/QByteArray>
+#include <QtCore/QList>
+#include <QtCore/QString>
 #include <memory>
 #include <random>
+#include <string>
 
 #include "line.h"
 #include "support.h"
@@ -261,7 +265,7 @@ INSTANTIATE_TEST_SUITE_P(AgainstEveryFrame, HostileReplies,
                                          "write CW_bit", "write DO", "write RO", "write SDO", "write CW",
                                          "write F", "write MOD"),
                          [](const testing::TestParamInfo<const char*>& frame) {
-                             return QByteArray(frame.param).replace(' ', '_').toStdString();
+                             return std::string(QByteArray(frame.param).replace(' ', '_').constData());
                          });
 
 }  // namespace

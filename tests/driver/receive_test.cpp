@@ -1,6 +1,8 @@
 // Good replies: what they store and report, for every register type.
 #include "receive.h"
 
+#include <QtCore/QByteArray>
+
 #include "line.h"
 #include "support.h"
 

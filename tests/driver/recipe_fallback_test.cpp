@@ -1,5 +1,8 @@
 // A recipe request when no block is left: the previous operation's frame is sent again for as long as the
 // request stands, and ends its operation once more.
+#include <QtCore/QByteArray>
+#include <QtCore/QString>
+
 #include "line.h"
 #include "support.h"
 

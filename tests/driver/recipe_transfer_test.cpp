@@ -1,4 +1,8 @@
 // Recipe requests while blocks are left: how they are written, read, stored and ended.
+#include <QtCore/QByteArray>
+#include <QtCore/QList>
+#include <QtCore/QString>
+
 #include "line.h"
 #include "support.h"
 

@@ -1,6 +1,11 @@
 // The driver object and the records that cross the host interface: their fields, their layout and their first
 // state.
 
+#include <QtCore/QByteArray>
+#include <QtCore/QList>
+#include <QtCore/QMutex>
+#include <QtCore/QString>
+#include <QtCore/QVector>
 #include <cstddef>
 #include <cstring>
 #include <type_traits>

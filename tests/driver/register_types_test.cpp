@@ -2,6 +2,9 @@
 
 #include "register_types.h"
 
+#include <QtCore/QList>
+#include <QtCore/QString>
+
 #include "support.h"
 #include "writeframe.h"
 

@@ -1,4 +1,6 @@
 // What counts as a good reply: length and checksum, nothing else; and the text that describes it.
+#include <QtCore/QByteArray>
+#include <QtCore/QString>
 #include <limits>
 #include <memory>
 

@@ -1,5 +1,9 @@
 // The insertion rule of the request lists.
 
+#include <QtCore/QByteArray>
+#include <QtCore/QList>
+#include <utility>
+
 #include "polling_plan.h"
 #include "support.h"
 
@@ -45,7 +49,7 @@ TEST_F(RequestList, TheLastOfTwoDuplicatesIsOverwritten) {
                                            << request(8, "CW", 2, 3, 14));
     addVarToList(list, request(1, "CW", 2, 3, 99));
     QList<int> kinds;
-    for (const VARIABLE& var : qAsConst(list))
+    for (const VARIABLE& var : std::as_const(list))
         kinds << var.opKind;
     EXPECT_EQ(kinds, (QList<int>{10, 11, 12, 99, 14}));
 }

@@ -1,5 +1,7 @@
 // A long polling plan comes round and round in the same order, whatever the list does inside to avoid
 // shifting.
+#include <QtCore/QList>
+
 #include "line.h"
 #include "polling_plan.h"
 #include "support.h"

@@ -1,4 +1,6 @@
 // What goes on the line next: writes, condition reads and polling in their turns, and the frame that waits.
+#include <QtCore/QList>
+#include <QtCore/QString>
 #include <atomic>
 #include <chrono>
 #include <thread>

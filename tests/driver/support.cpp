@@ -7,7 +7,10 @@ void PrintTo(const QString& text, std::ostream* out) {
 }
 
 void PrintTo(const QByteArray& bytes, std::ostream* out) {
-    *out << '[' << bytes.toHex(' ').constData() << ']';
+    *out << '[';
+    for (int i = 0; i < bytes.size(); ++i)
+        *out << (i == 0 ? "" : " ") << bytes.mid(i, 1).toHex().constData();
+    *out << ']';
 }
 
 namespace dx7test {

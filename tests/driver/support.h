@@ -7,9 +7,11 @@
 #include <gtest/gtest.h>
 
 #include <QtCore/QByteArray>
+#include <QtCore/QList>
 #include <QtCore/QMutex>
 #include <QtCore/QString>
 #include <QtCore/QVector>
+#include <algorithm>
 #include <functional>
 #include <initializer_list>
 #include <ostream>
@@ -65,6 +67,17 @@ _RCP_VAR_PRO recipeVariable(int linkId, int station, const QString& regType, int
                             int recipeIndex);
 /// A data area with that key and nothing else set.
 _DATA_ area(int station, const QString& regType, int address);
+
+/// Exchanges two records of a list by moving them as they are, without copying what they hold.
+template <typename Record>
+void swapPlaces(QList<Record>& list, int i, int j) {
+    const int first = std::min(i, j);
+    const int second = std::max(i, j);
+    if (first != second) {
+        list.move(first, second);
+        list.move(second - 1, first);
+    }
+}
 
 /// Bytes of a text of hexadecimal digits; blanks between them are ignored.
 QByteArray hex(const char* digits);

@@ -1,4 +1,6 @@
 // A value's buffer has four bytes, of which a word takes two and a bit one; the others are the host's to use.
+#include <QtCore/QByteArray>
+
 #include "data_areas.h"
 #include "line.h"
 #include "support.h"

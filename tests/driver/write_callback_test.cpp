@@ -1,5 +1,9 @@
 // What the host sees and does inside a report about its own writes and at the end of a condition read: the
 // order of report, store and clean-up, and calls back into the driver.
+#include <QtCore/QByteArray>
+#include <QtCore/QList>
+#include <QtCore/QString>
+
 #include "line.h"
 #include "support.h"
 

@@ -1,6 +1,8 @@
 // Written values: stored at once, confirmed or taken back per item, and how each kind of operation ends.
 #include "write_path.h"
 
+#include <QtCore/QByteArray>
+#include <QtCore/QString>
 #include <algorithm>
 
 #include "line.h"

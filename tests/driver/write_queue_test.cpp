@@ -1,5 +1,7 @@
 // Host writes on their way into the queue: kinds, blocks, counts, and which queued write a newer one
 // replaces.
+#include <QtCore/QString>
+
 #include "line.h"
 #include "support.h"
 

@@ -1,6 +1,9 @@
 // Write requests: what is sent for every writable register type, and what is never built.
 #include "writeframe.h"
 
+#include <QtCore/QByteArray>
+#include <QtCore/QString>
+
 #include "support.h"
 
 using namespace dx7test;

@@ -2,7 +2,10 @@
 // be defined. Under valgrind an undefined byte is an error; without valgrind the checks do nothing.
 #include <valgrind/memcheck.h>
 
+#include <QtCore/QByteArray>
+#include <QtCore/QList>
 #include <QtCore/QMutex>
+#include <QtCore/QString>
 #include <cstdio>
 #include <vector>
 

@@ -1,4 +1,5 @@
 // Edits of the driver's fields from outside, as a host or a test may make them between two calls.
+#include <QtCore/QList>
 #include <algorithm>
 #include <climits>
 #include <vector>

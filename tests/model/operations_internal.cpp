@@ -1,4 +1,6 @@
 // The internal routines, called by name as the project's tests may.
+#include <QtCore/QList>
+#include <QtCore/QString>
 #include <vector>
 
 #include "data_areas.h"

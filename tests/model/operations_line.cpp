@@ -1,5 +1,6 @@
 // Frames out, replies in, recipe request flags.
 #include <QtCore/QByteArray>
+#include <QtCore/QString>
 #include <vector>
 
 #include "generators.h"

@@ -1,5 +1,6 @@
 // Address checks, multi-copy and what describes the driver.
 #include <QtCore/QList>
+#include <QtCore/QString>
 #include <QtCore/QVector>
 #include <climits>
 #include <vector>

@@ -1,4 +1,5 @@
 // Reading and writing values, and what the callback does.
+#include <QtCore/QString>
 #include <vector>
 
 #include "generators.h"

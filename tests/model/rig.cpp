@@ -2,6 +2,7 @@
 
 #include <rapidcheck.h>
 
+#include <QtCore/QList>
 #include <algorithm>
 #include <cstring>
 

@@ -4,6 +4,7 @@
 #define DX7_TESTS_MODEL_RIG_H
 
 #include <QtCore/QMutex>
+#include <QtCore/QString>
 #include <string>
 #include <vector>
 

@@ -1,5 +1,6 @@
 #include "state_difference.h"
 
+#include <QtCore/QString>
 #include <cstring>
 #include <initializer_list>
 

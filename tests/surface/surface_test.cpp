@@ -2,11 +2,18 @@
 // it in one process, and every function called through its name.
 #include <dlfcn.h>
 #include <gtest/gtest.h>
+#include <stdlib.h>
 
-#include <QtCore/QFile>
-#include <QtCore/QTemporaryDir>
+#include <QtCore/QByteArray>
+#include <QtCore/QList>
+#include <QtCore/QMutex>
+#include <QtCore/QString>
+#include <QtCore/QStringList>
+#include <QtCore/QVector>
 #include <algorithm>
+#include <filesystem>
 #include <memory>
+#include <string>
 #include <vector>
 
 #include "library_file.h"
@@ -157,14 +164,24 @@ protected:
         changesOfSecond.clear();
     }
 
-    // A copy of the library under another name.
-    std::string copyNamed(const char* name) {
-        const QString path = directory_.filePath(QString::fromLatin1(name));
-        EXPECT_TRUE(QFile::copy(QString::fromLocal8Bit(LIBRARY), path));
-        return QFile::encodeName(path).toStdString();
+    void TearDown() override {
+        if (!folder_.empty())
+            std::filesystem::remove_all(folder_);
     }
 
-    QTemporaryDir directory_;
+    // A copy of the library under another name, in a folder that goes with the test.
+    std::string copyNamed(const char* name) {
+        std::string pattern = std::filesystem::temp_directory_path() / "dx7-surface-XXXXXX";
+        if (folder_.empty() && mkdtemp(&pattern[0]) != nullptr)
+            folder_ = pattern;
+        std::error_code failed;
+        std::filesystem::copy_file(LIBRARY, folder_ / name, failed);
+        EXPECT_FALSE(failed) << folder_ << ": " << failed.message();
+        return folder_ / name;
+    }
+
+private:
+    std::filesystem::path folder_;
 };
 
 TEST_F(Surface, EveryExportedNameResolves) {
