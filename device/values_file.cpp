@@ -2,11 +2,9 @@
 
 #include <toml++/toml.h>
 #include <algorithm>
-#include <cerrno>
-#include <fstream>
-#include <sstream>
-#include <system_error>
 
+#include "common/file_content.h"
+#include "common/toml_limits.h"
 #include "usage_error.h"
 
 namespace dx7sim {
@@ -86,23 +84,26 @@ InitialValue ValuesReader::readValue(const toml::key& key, const toml::node& nod
 
 std::vector<InitialValue> parseValues(const std::string& text, const std::string& name,
                                       const std::vector<int>& stations) {
+    const auto place = [&name](std::size_t line, std::size_t column) {
+        return name + ":" + std::to_string(line) + ":" + std::to_string(column) + ": ";
+    };
+    if (const auto excess = dx7common::findTomlExcess(text)) {
+        throw UsageError(place(excess->line, excess->column) + excess->what);
+    }
     try {
         return ValuesReader(name, stations).read(toml::parse(text));
     } catch (const toml::parse_error& error) {
         const toml::source_position at = error.source().begin;
-        throw UsageError(name + ":" + std::to_string(at.line) + ":" + std::to_string(at.column) + ": " +
-                         std::string(error.description()));
+        throw UsageError(place(at.line, at.column) + std::string(error.description()));
     }
 }
 
 std::vector<InitialValue> readValuesFile(const std::string& path, const std::vector<int>& stations) {
-    std::ifstream file(path);
-    std::ostringstream text;
-    if (!file || !(text << file.rdbuf())) {
-        throw UsageError("cannot read the values file \"" + path +
-                         "\": " + std::generic_category().message(errno));
+    const dx7common::FileContent content = dx7common::readFileContent(path, dx7common::TOML_MAX_BYTES);
+    if (!content.fault.empty()) {
+        throw UsageError("cannot read the values file \"" + path + "\": " + content.fault);
     }
-    return parseValues(text.str(), path, stations);
+    return parseValues(content.bytes, path, stations);
 }
 
 }  // namespace dx7sim

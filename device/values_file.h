@@ -27,7 +27,7 @@ struct InitialValue {
 std::vector<InitialValue> parseValues(const std::string& text, const std::string& name,
                                       const std::vector<int>& stations);
 
-/// The same from a file; UsageError also when it cannot be read.
+/// The same from a file; UsageError also when it cannot be read to its end.
 std::vector<InitialValue> readValuesFile(const std::string& path, const std::vector<int>& stations);
 
 }  // namespace dx7sim

@@ -1,7 +1,10 @@
 #include "driver_library.h"
 
+#include <dlfcn.h>
+
 #include <QCoreApplication>
 #include <QDir>
+#include <QFile>
 #include <QFileInfo>
 
 #include "error.h"
@@ -78,6 +81,13 @@ DriverLibrary::DriverLibrary(const QString& path) {
     resolve("intf_dealRcvFrame", &f.dealRcvFrame);
     resolve("intf_getData", &f.getData);
     resolve("intf_setData", &f.setData);
+}
+
+QString DriverLibrary::loadedFile() const {
+    Dl_info found = {};
+    const auto* const inside = reinterpret_cast<const void*>(functions_.getDriverParameter);
+    return ::dladdr(inside, &found) != 0 && found.dli_fname != nullptr ? QFile::decodeName(found.dli_fname)
+                                                                       : QString();
 }
 
 DriverLibrary::~DriverLibrary() {

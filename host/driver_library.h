@@ -21,6 +21,8 @@ public:
 
     const DriverFunctions& functions() const { return functions_; }
     QString fileName() const { return library_.fileName(); }
+    /// The path of the file that the loader took; empty when it does not say.
+    QString loadedFile() const;
 
     /// Where the library is looked for, in order, when `path` was given (or not).
     static QStringList candidates(const QString& path);

@@ -9,7 +9,7 @@ namespace dx7 {
 
 namespace {
 
-enum { HIGHEST_STATION = 247, HIGHEST_COUNT = 1000 };
+enum { HIGHEST_TAG_STATION = 247, HIGHEST_TAG_COUNT = 1000, MOST_POINTS = 100000 };
 
 const toml::table& tableAt(const QString& path, const toml::node& node, const char* what) {
     if (!node.is_table()) {
@@ -130,9 +130,9 @@ QVector<Point> tagPoints(const QString& path, const toml::table& table, const It
     Point point;
     const QString typeName = neededText(path, table, "type");
     blame(path, table, "type", prefix, [&] { point.type = notation.type(typeName); });
-    point.station = wholeNumber(path, table, "station", 1, HIGHEST_STATION, 1);
+    point.station = wholeNumber(path, table, "station", 1, HIGHEST_TAG_STATION, 1);
     const bool counted = table.contains("count");
-    const int count = wholeNumber(path, table, "count", 1, HIGHEST_COUNT, 1);
+    const int count = wholeNumber(path, table, "count", 1, HIGHEST_TAG_COUNT, 1);
     point.format = tagFormat(path, table, prefix);
     const QString address = addressText(path, table);
     blame(path, table, "address", prefix,
@@ -154,9 +154,20 @@ void checkTop(const QString& path, const toml::table& table) {
 
 }  // namespace
 
-void applyLineFile(LineSettings& settings, const QString& path) {
-    const toml::table file = readToml(path);
-    checkTop(path, file);
+struct LineFile::Content {
+    QString path;
+    toml::table file;
+};
+
+LineFile::LineFile(const QString& path) : content_(new Content{path, readToml(path)}) {
+    checkTop(path, content_->file);
+}
+
+LineFile::~LineFile() = default;
+
+void LineFile::apply(LineSettings& settings) const {
+    const QString& path = content_->path;
+    const toml::table& file = content_->file;
     const toml::node* node = file.get("line");
     if (node == nullptr) {
         return;
@@ -180,9 +191,9 @@ void applyLineFile(LineSettings& settings, const QString& path) {
           [&] { settings.parity = parity ? parityFromText(*parity) : settings.parity; });
 }
 
-QVector<Point> tagsFromFile(const QString& path, const ItemNotation& notation) {
-    const toml::table file = readToml(path);
-    checkTop(path, file);
+QVector<Point> LineFile::tags(const ItemNotation& notation) const {
+    const QString& path = content_->path;
+    const toml::table& file = content_->file;
     const toml::node* node = file.get("tag");
     if (node == nullptr) {
         return {};
@@ -201,8 +212,20 @@ QVector<Point> tagsFromFile(const QString& path, const ItemNotation& notation) {
             names.insert(point.name);
             points += point;
         }
+        if (points.size() > MOST_POINTS) {
+            refuseToml(path, element.source(),
+                       QStringLiteral("there are more than %1 items up to here").arg(int(MOST_POINTS)));
+        }
     }
     return points;
+}
+
+void applyLineFile(LineSettings& settings, const QString& path) {
+    LineFile(path).apply(settings);
+}
+
+QVector<Point> tagsFromFile(const QString& path, const ItemNotation& notation) {
+    return LineFile(path).tags(notation);
 }
 
 }  // namespace dx7

@@ -3,19 +3,38 @@
 #ifndef DX7_HOST_LINE_FILE_H
 #define DX7_HOST_LINE_FILE_H
 
+#include <memory>
+
 #include "item_notation.h"
 #include "line_settings.h"
 
 namespace dx7 {
 
-/// Takes the table [line] of the file over into `settings`: serial or tcp, baud, parity, data_bits,
-/// stop_bits, rs485, timeout, retries, block, gap. Throws UsageError with line and column for every fault of
-/// the file.
-void applyLineFile(LineSettings& settings, const QString& path);
+/// A file that is read once, so that it may be a pipe.
+class LineFile {
+public:
+    /// Throws UsageError for what cannot be read or is not valid TOML.
+    explicit LineFile(const QString& path);
+    ~LineFile();
 
-/// The points of the file's [[tag]] tables: name, type, address, and when wanted station, count, format,
-/// scale and unit. A tag with a count gives "name[0]", "name[1]" and so on. Throws UsageError with line and
-/// column.
+    /// Takes the table [line] of the file over into `settings`: serial or tcp, baud, parity, data_bits,
+    /// stop_bits, rs485, timeout, retries, block, gap. Throws UsageError with line and column for every fault
+    /// of the file.
+    void apply(LineSettings& settings) const;
+
+    /// The points of the file's [[tag]] tables, at most 100000: name, type, address, and when wanted station,
+    /// count, format, scale and unit. A tag with a count gives "name[0]", "name[1]" and so on. Throws
+    /// UsageError with line and column.
+    QVector<Point> tags(const ItemNotation& notation) const;
+
+private:
+    Q_DISABLE_COPY(LineFile)
+    struct Content;
+    std::unique_ptr<Content> content_;
+};
+
+/// The same for a file that is needed once.
+void applyLineFile(LineSettings& settings, const QString& path);
 QVector<Point> tagsFromFile(const QString& path, const ItemNotation& notation);
 
 }  // namespace dx7

@@ -1,16 +1,17 @@
 #include "parameter_file.h"
 
 #include <QDateTime>
-#include <QSaveFile>
 
 #include "error.h"
+#include "parameter_seal.h"
 #include "toml_file.h"
+#include "whole_file.h"
 
 namespace dx7 {
 
 namespace {
 
-enum { HIGHEST_STATION = 247 };
+enum { HIGHEST_FILE_STATION = 247 };
 
 void readType(const QString& path, const ItemNotation& notation, const RegisterType& type,
               const toml::table& table, QMap<int, int>* values) {
@@ -34,6 +35,47 @@ void readType(const QString& path, const ItemNotation& notation, const RegisterT
         }
         values->insert(address, static_cast<int>(*number));
     }
+}
+
+// Everything but the last line. Throws UsageError.
+ParameterSet readParameters(const QString& path, const QByteArray& text, const ItemNotation& notation) {
+    const toml::table table = parseToml(path, text);
+    ParameterSet set;
+    for (const auto& [key, node] : table) {
+        const QString name = tomlText(key.str());
+        if (name == QLatin1String("station")) {
+            const qint64 station = *tomlInteger(path, table, "station");
+            if (station < 1 || station > HIGHEST_FILE_STATION) {
+                refuseToml(path, node.source(), QStringLiteral("station %1 is not 1 to 247").arg(station));
+            }
+            set.station = static_cast<int>(station);
+            continue;
+        }
+        if (!node.is_table()) {
+            refuseToml(path, key.source(),
+                       QStringLiteral("key \"%1\" is unknown, here are station and a table per register type")
+                           .arg(name));
+        }
+        RegisterType type;
+        try {
+            type = notation.type(name);
+        } catch (const UsageError& error) {
+            refuseToml(path, key.source(), error.text());
+        }
+        if (!type.writable) {
+            refuseToml(path, key.source(), QStringLiteral("%1 is read-only").arg(name));
+        }
+        readType(path, notation, type, *node.as_table(), &set.values[name]);
+    }
+    if (set.count() == 0) {
+        refuseToml(path, table.source(), QStringLiteral("the file holds no parameters"));
+    }
+    return set;
+}
+
+[[noreturn]] void refuseAltered(const QString& path, const QString& fault) {
+    throw UsageError(
+        QStringLiteral("%1 is not as it was saved: %2; --accept-altered takes it as it is").arg(path, fault));
 }
 
 }  // namespace
@@ -66,14 +108,6 @@ QVector<Point> parameterPoints(const ItemNotation& notation, int station, const 
     return points;
 }
 
-void checkParameterPath(const QString& path) {
-    QSaveFile file(path);
-    if (!file.open(QIODevice::WriteOnly)) {
-        throw UsageError(QStringLiteral("%1 cannot be written: %2").arg(path, file.errorString()));
-    }
-    file.cancelWriting();
-}
-
 void saveParameters(const QString& path, const ItemNotation& notation, const ParameterSet& set) {
     QString text = QStringLiteral(
                        "# Parameters of station %1, saved %2 by dx7 params save.\n"
@@ -94,43 +128,35 @@ void saveParameters(const QString& path, const ItemNotation& notation, const Par
                 QStringLiteral("\"%1\" = %2\n").arg(description.addressText(value.key())).arg(value.value());
         }
     }
-    QSaveFile file(path);
-    if (!file.open(QIODevice::WriteOnly) || file.write(text.toUtf8()) < 0 || !file.commit()) {
-        throw UsageError(QStringLiteral("%1 cannot be written: %2").arg(path, file.errorString()));
-    }
+    writeWholeFile(path, sealedParameters(text.toUtf8(), set.count()));
 }
 
-ParameterSet loadParameters(const QString& path, const ItemNotation& notation) {
-    const toml::table table = readToml(path);
-    ParameterSet set;
-    for (const auto& [key, node] : table) {
-        const QString name = tomlText(key.str());
-        if (name == QLatin1String("station")) {
-            const qint64 station = *tomlInteger(path, table, "station");
-            if (station < 1 || station > HIGHEST_STATION) {
-                refuseToml(path, node.source(), QStringLiteral("station %1 is not 1 to 247").arg(station));
-            }
-            set.station = static_cast<int>(station);
-            continue;
-        }
-        if (!node.is_table()) {
-            refuseToml(path, key.source(),
-                       QStringLiteral("key \"%1\" is unknown, here are station and a table per register type")
-                           .arg(name));
-        }
-        RegisterType type;
-        try {
-            type = notation.type(name);
-        } catch (const UsageError& error) {
-            refuseToml(path, key.source(), error.text());
-        }
-        if (!type.writable) {
-            refuseToml(path, key.source(), QStringLiteral("%1 is read-only").arg(name));
-        }
-        readType(path, notation, type, *node.as_table(), &set.values[name]);
+ParameterSet loadParameters(const QString& path, const ItemNotation& notation, Altered altered) {
+    return parametersFromText(path, readTomlText(path), notation, altered);
+}
+
+ParameterSet parametersFromText(const QString& path, const QByteArray& text, const ItemNotation& notation,
+                                Altered altered) {
+    if (altered == Altered::Accept) {
+        return readParameters(path, text, notation);
     }
-    if (set.count() == 0) {
-        refuseToml(path, table.source(), QStringLiteral("the file holds no parameters"));
+    const Seal seal = sealOf(text);
+    ParameterSet set;
+    try {
+        set = readParameters(path, text, notation);
+    } catch (const UsageError& error) {
+        // The place helps to find what was edited wrongly; the rest to see that something is missing.
+        throw UsageError(
+            seal.fault.isEmpty()
+                ? error.text()
+                : QStringLiteral("%1; the file is not as it was saved: %2").arg(error.text(), seal.fault));
+    }
+    if (!seal.fault.isEmpty()) {
+        refuseAltered(path, seal.fault);
+    }
+    if (set.count() != seal.count) {
+        refuseAltered(
+            path, QStringLiteral("it was saved with %1 values and has %2").arg(seal.count).arg(set.count()));
     }
     return set;
 }

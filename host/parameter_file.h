@@ -24,15 +24,21 @@ struct ParameterSet {
 /// ascending order; whether a station has them all only the station knows.
 QVector<Point> parameterPoints(const ItemNotation& notation, int station, const QVector<int>& groups);
 
-/// Throws UsageError when a file cannot be written there.
-void checkParameterPath(const QString& path);
-
-/// Writes the file as a whole or not at all. Throws UsageError when it cannot be written.
+/// Saves them as whole_file.h says, with a last line as parameter_seal.h says. Throws LineError when the disk
+/// does not have them.
 void saveParameters(const QString& path, const ItemNotation& notation, const ParameterSet& set);
 
+/// What to do with a file that is not as it was saved: cut, edited, or of a dx7 that wrote no last line.
+enum class Altered { Refuse, Accept };
+
 /// Throws UsageError with line and column for what is no such file, an unknown key, or an address or value
-/// that the driver's tables do not allow.
-ParameterSet loadParameters(const QString& path, const ItemNotation& notation);
+/// that the driver's tables do not allow; and for a file that was altered, unless that is accepted.
+ParameterSet loadParameters(const QString& path, const ItemNotation& notation,
+                            Altered altered = Altered::Refuse);
+
+/// The same from the content of the file called `path`.
+ParameterSet parametersFromText(const QString& path, const QByteArray& text, const ItemNotation& notation,
+                                Altered altered);
 
 }  // namespace dx7
 

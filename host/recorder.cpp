@@ -4,11 +4,9 @@
 #include <sys/time.h>
 
 #include <QFile>
-#include <cerrno>
-#include <cstdio>
-#include <cstring>
 
 #include "error.h"
+#include "recording_stream.h"
 
 namespace dx7 {
 
@@ -78,33 +76,47 @@ bool parsePacket(const QByteArray& bytes, RecordedFrame* frame) {
 }  // namespace
 
 struct Recorder::File {
-    pcap_t* handle = nullptr;
-    pcap_dumper_t* dumper = nullptr;
-    QString path;
+    explicit File(const QString& name)
+        : path(name), output(name), handle(pcap_open_dead(LINK_TYPE_EXPORTED_PDU, SNAP_LENGTH)) {
+        dumper = pcap_dump_fopen(handle, output.stream());
+    }
+    ~File() {
+        close();
+        pcap_close(handle);
+    }
+    // False when a step before failed, or this one.
+    bool close() {
+        if (dumper != nullptr) {
+            output.finish();
+            pcap_dump_close(dumper);
+            dumper = nullptr;
+        }
+        return output.failure().isEmpty();
+    }
 
-    bool flush() const { return pcap_dump_flush(dumper) == 0 && std::ferror(pcap_dump_file(dumper)) == 0; }
+    QString path;
+    RecordingStream output;
+    pcap_t* handle;
+    pcap_dumper_t* dumper = nullptr;
 };
 
-Recorder::Recorder(const QString& path) : file_(std::make_unique<File>()) {
-    file_->handle = pcap_open_dead(LINK_TYPE_EXPORTED_PDU, SNAP_LENGTH);
-    file_->dumper = pcap_dump_open(file_->handle, QFile::encodeName(path).constData());
-    if (file_->dumper == nullptr) {
-        const QString why = QString::fromLocal8Bit(pcap_geterr(file_->handle));
-        pcap_close(file_->handle);
-        throw UsageError(QStringLiteral("the recording %1 cannot be written: %2").arg(path, why));
-    }
-    file_->path = path;
-    if (!file_->flush()) {
-        const QString why = QString::fromLocal8Bit(std::strerror(errno));
-        pcap_dump_close(file_->dumper);
-        pcap_close(file_->handle);
-        throw UsageError(QStringLiteral("the recording %1 cannot be written: %2").arg(path, why));
+Recorder::Recorder(const QString& path) : file_(std::make_unique<File>(path)) {
+    if (file_->dumper == nullptr || !file_->output.flush()) {
+        throw UsageError(QStringLiteral("the recording %1 cannot be written: %2")
+                             .arg(path, file_->dumper == nullptr
+                                            ? QString::fromLocal8Bit(pcap_geterr(file_->handle))
+                                            : file_->output.failure()));
     }
 }
 
-Recorder::~Recorder() {
-    pcap_dump_close(file_->dumper);
-    pcap_close(file_->handle);
+Recorder::~Recorder() = default;
+
+void Recorder::close() {
+    if (!file_->close() && !failed_) {
+        failed_ = true;
+        throw LineError(QStringLiteral("the recording %1 may be incomplete: %2")
+                            .arg(file_->path, file_->output.failure()));
+    }
 }
 
 void Recorder::requestSent(const QByteArray& frame, qint64 agoUs) {
@@ -125,9 +137,10 @@ void Recorder::write(const QByteArray& frame, bool request, qint64 agoUs) {
     header.caplen = header.len = static_cast<bpf_u_int32>(bytes.size());
     pcap_dump(reinterpret_cast<u_char*>(file_->dumper), &header,
               reinterpret_cast<const u_char*>(bytes.constData()));
-    if (!file_->flush()) {
+    if (!file_->output.flush()) {
+        failed_ = true;
         throw LineError(QStringLiteral("the recording %1 cannot be written any more: %2")
-                            .arg(file_->path, QString::fromLocal8Bit(std::strerror(errno))));
+                            .arg(file_->path, file_->output.failure()));
     }
 }
 

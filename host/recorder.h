@@ -14,13 +14,18 @@
 
 namespace dx7 {
 
-/// Writes every frame at the time it passes. The file is complete when the recorder is destroyed, and
-/// readable up to the last frame at any time.
+/// Writes every frame at the time it passes. The file is readable up to the last frame at any time, and known
+/// to be complete on the disk when close() has returned.
 class Recorder : public FrameTap {
 public:
-    /// Creates or overwrites `path`. Throws UsageError when that fails.
+    /// Creates or overwrites `path`; a pipe or device gets the recording as it goes. Throws UsageError when
+    /// that fails.
     explicit Recorder(const QString& path);
     ~Recorder() override;
+
+    /// No frame may follow. Throws LineError when the disk may not have all frames; after such an error of a
+    /// frame only, it is not said again.
+    void close();
 
     /// Both throw LineError when the file cannot be written any more, as on a full disk.
     void requestSent(const QByteArray& frame, qint64 agoUs = 0) override;
@@ -32,6 +37,7 @@ private:
 
     struct File;
     std::unique_ptr<File> file_;
+    bool failed_ = false;  ///< That was said.
 };
 
 /// One frame of a recording.

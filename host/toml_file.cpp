@@ -4,6 +4,8 @@
 #include <QStringList>
 #include <algorithm>
 
+#include "common/file_content.h"
+#include "common/toml_limits.h"
 #include "error.h"
 
 namespace dx7 {
@@ -31,17 +33,34 @@ QString tomlText(std::string_view text) {
     return QString::fromUtf8(text.data(), static_cast<int>(text.size()));
 }
 
-toml::table readToml(const QString& path) {
-    QFile file(path);
-    if (!file.open(QIODevice::ReadOnly)) {
-        throw UsageError(QStringLiteral("%1 cannot be read: %2").arg(path, file.errorString()));
+QByteArray readTomlText(const QString& path) {
+    const dx7common::FileContent content =
+        dx7common::readFileContent(QFile::encodeName(path).toStdString(), dx7common::TOML_MAX_BYTES);
+    if (!content.fault.empty()) {
+        throw UsageError(
+            QStringLiteral("%1 cannot be read: %2").arg(path, QString::fromStdString(content.fault)));
     }
-    const QByteArray content = file.readAll();
+    return QByteArray::fromStdString(content.bytes);
+}
+
+toml::table parseToml(const QString& path, const QByteArray& text) {
+    const std::string_view bytes(text.constData(), static_cast<size_t>(text.size()));
+    if (const auto excess = dx7common::findTomlExcess(bytes)) {
+        throw UsageError(QStringLiteral("%1:%2:%3: %4")
+                             .arg(path)
+                             .arg(excess->line)
+                             .arg(excess->column)
+                             .arg(QString::fromStdString(excess->what)));
+    }
     try {
-        return toml::parse(std::string_view(content.constData(), static_cast<size_t>(content.size())));
+        return toml::parse(bytes);
     } catch (const toml::parse_error& error) {
         refuseToml(path, error.source(), tomlText(error.description()));
     }
+}
+
+toml::table readToml(const QString& path) {
+    return parseToml(path, readTomlText(path));
 }
 
 void refuseToml(const QString& path, const toml::source_region& where, const QString& what) {

@@ -9,7 +9,14 @@
 
 namespace dx7 {
 
-/// Throws UsageError when the file cannot be read or is no TOML.
+/// The text of a file. Throws UsageError when it cannot be read to its end or is larger than 4 MiB.
+QByteArray readTomlText(const QString& path);
+
+/// Throws UsageError when the text is not valid TOML, or nested deeper than what is parsed. `path` is what it
+/// is called.
+toml::table parseToml(const QString& path, const QByteArray& text);
+
+/// Both in one.
 toml::table readToml(const QString& path);
 
 /// A UsageError for something at `node`: "FILE:LINE:COLUMN: what".

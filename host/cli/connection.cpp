@@ -3,7 +3,8 @@
 #include <algorithm>
 
 #include "error.h"
-#include "line_file.h"
+#include "output.h"
+#include "output_files.h"
 #include "stop_signal.h"
 
 namespace dx7::cli {
@@ -18,7 +19,8 @@ QString Driver::parameter() const {
 }
 
 QVector<Point> Driver::tags(const CommonOptions& options) const {
-    return options.filePath.empty() ? QVector<Point>() : tagsFromFile(text(options.filePath), notation);
+    const LineFile* file = options.lineFile();
+    return file == nullptr ? QVector<Point>() : file->tags(notation);
 }
 
 QVector<Point> Driver::points(const CommonOptions& options, const std::vector<std::string>& arguments) const {
@@ -59,6 +61,9 @@ Connection::Connection(const Driver& loaded, const LineSettings& settings, const
     : settings_(settings),
       session_(loaded.library.functions(), propertyText(settings, 1)),
       line_(makeLine(settings, clock_)) {
+    if (!options.recordPath.empty()) {
+        checkRecordingPath(loaded, settings, options);
+    }
     QString why;
     if (!line_->open(&why)) {
         throw UsageError(QStringLiteral("%1 could not be opened: %2").arg(describeLine(settings), why));
@@ -71,6 +76,21 @@ Connection::Connection(const Driver& loaded, const LineSettings& settings, const
         loop_->setTap(recorder_.get());
     }
     engine_ = std::make_unique<PollEngine>(session_, *loop_, clock_, settings);
+}
+
+Connection::~Connection() {
+    try {
+        finish(EXIT_FAILED);
+    } catch (const LineError& error) {
+        complain(error.text());
+    }
+}
+
+int Connection::finish(int exitCode) {
+    if (recorder_) {
+        recorder_->close();
+    }
+    return exitCode;
 }
 
 void Connection::step() {

@@ -34,9 +34,15 @@ private:
 /// An opened line with everything that runs on it.
 class Connection {
 public:
-    /// Opens the line, and the recording when one is wanted. Throws UsageError when that fails, before
-    /// anything is sent.
+    /// Opens the line, and the recording when one is wanted. Throws UsageError when that fails, or when the
+    /// recording would overwrite what the command reads, before anything is sent.
     Connection(const Driver& loaded, const LineSettings& settings, const CommonOptions& options);
+    /// A recording that could not be completed is said where finish() was not called.
+    ~Connection();
+
+    /// What a command ends with, when nothing will be sent any more: `exitCode`. Throws LineError when the
+    /// disk may not have all of the recording.
+    int finish(int exitCode);
 
     PollEngine& engine() { return *engine_; }
     CommLoop& loop() { return *loop_; }
@@ -51,6 +57,8 @@ public:
     void step();
 
 private:
+    Q_DISABLE_COPY(Connection)
+
     SystemClock clock_;
     LineSettings settings_;
     DriverSession session_;

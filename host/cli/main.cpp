@@ -2,6 +2,7 @@
 /// dx7: a reference host for the driver, on the command line.
 
 #include <QCoreApplication>
+#include <csignal>
 #include <cstdio>
 #include <sstream>
 
@@ -138,6 +139,7 @@ int runChecked(int argc, char** argv) {
 int main(int argc, char** argv) {
     try {
         // What Qt has to say about a file or port stands in the command's own line, too.
+        std::signal(SIGXFSZ, SIG_IGN);  // A file that may not grow any more fails as one on a full disk.
         qInstallMessageHandler([](QtMsgType, const QMessageLogContext&, const QString&) {});
         QCoreApplication application(argc, argv);
         return runChecked(argc, argv);

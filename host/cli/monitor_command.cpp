@@ -152,7 +152,7 @@ int runMonitor(const MonitorOptions& options) {
     if (options.stats) {
         printStatistics(connection.engine().statistics(), connection.clock().nowUs(), options.json);
     }
-    return connection.engine().statistics().all().good > 0 ? EXIT_DONE : EXIT_FAILED;
+    return connection.finish(connection.engine().statistics().all().good > 0 ? EXIT_DONE : EXIT_FAILED);
 }
 
 }  // namespace

@@ -1,7 +1,6 @@
 #include "options.h"
 
 #include "error.h"
-#include "line_file.h"
 
 namespace dx7::cli {
 
@@ -24,6 +23,13 @@ const CLI::Validator notEmpty(
     [](std::string& given) { return given.empty() ? std::string("the text is empty") : std::string(); }, "");
 const CLI::Validator wholeNumber = numberValidator<qint64>("a whole number");
 const CLI::Validator anyNumber = numberValidator<double>("a number");
+
+const LineFile* CommonOptions::lineFile() const {
+    if (!filePath.empty() && !lineFile_) {
+        lineFile_ = std::make_shared<LineFile>(text(filePath));
+    }
+    return lineFile_.get();
+}
 
 void addDriverOption(CLI::App& command, CommonOptions& options) {
     command
@@ -80,8 +86,8 @@ LineSettings lineSettings(const CommonOptions& options, const QString& driverPar
                           const LineSettings& defaults) {
     LineSettings settings = defaults;
     applyDriverDefaults(settings, driverParameter);
-    if (!options.filePath.empty()) {
-        applyLineFile(settings, text(options.filePath));
+    if (const LineFile* file = options.lineFile()) {
+        file->apply(settings);
     }
     if (!options.serialPort.empty()) {
         settings.carrier = Carrier::Serial;

@@ -6,11 +6,12 @@
 #include <CLI/CLI.hpp>
 #include <QStringList>
 #include <functional>
+#include <memory>
 #include <optional>
 #include <string>
 #include <vector>
 
-#include "line_settings.h"
+#include "line_file.h"
 
 namespace dx7::cli {
 
@@ -33,7 +34,14 @@ struct CommonOptions {
     std::optional<double> gapMs;
     bool rs485 = false;
     std::string recordPath;
+    std::string file;  ///< FILE of a command that takes one.
     bool json = false;
+
+    /// The file of -c, read when it is first asked for; null when there is none. Throws UsageError.
+    const LineFile* lineFile() const;
+
+private:
+    mutable std::shared_ptr<const LineFile> lineFile_;
 };
 
 /// The command that was chosen.

@@ -3,9 +3,11 @@
 #include "number_ranges.h"
 #include "one_shot_read.h"
 #include "output.h"
+#include "output_files.h"
 #include "parameter_file.h"
 #include "progress.h"
 #include "stop_signal.h"
+#include "whole_file.h"
 
 namespace dx7::cli {
 
@@ -14,9 +16,11 @@ namespace {
 enum { RUN_ITEMS = 10, HIGHEST_STATION = 247 };
 
 struct ParamsOptions : CommonOptions {
-    std::string file;
     std::string groups = "0-15";
     std::optional<qint64> station;
+    bool acceptAltered = false;
+
+    Altered altered() const { return acceptAltered ? Altered::Accept : Altered::Refuse; }
 };
 
 /// A parameter whose value on the device is not the one in the file.
@@ -107,7 +111,8 @@ int runSave(const ParamsOptions& options) {
     set.station = stationOf(options, 1);
     const QVector<int> groups = numbersFromText(text(options.groups), "--groups", 0, 15);
     const QVector<Point> points = parameterPoints(loaded.notation, set.station, groups);
-    checkParameterPath(text(options.file));
+    checkWholeFile(text(options.file));
+    checkFilePath(loaded, settings, options);
     Connection connection(loaded, settings, options);
     int refused = 0;
     const bool ended = readPoints(connection, points, QStringLiteral("reading"),
@@ -131,7 +136,7 @@ int runSave(const ParamsOptions& options) {
                    {"station", set.station},
                    {"saved", set.count()},
                    {"refused", refused}});
-        return EXIT_DONE;
+        return connection.finish(EXIT_DONE);
     }
     print(QStringLiteral("%1 of station %2 saved in %3%4")
               .arg(counted(set.count(), "parameter"))
@@ -139,7 +144,7 @@ int runSave(const ParamsOptions& options) {
               .arg(text(options.file),
                    refused > 0 ? QStringLiteral("; the station does not have %1 others").arg(refused)
                                : QString()));
-    return EXIT_DONE;
+    return connection.finish(EXIT_DONE);
 }
 
 // The parameters that differ between file and device. False when the user stopped.
@@ -186,7 +191,7 @@ void printDifference(const Difference& difference, bool json) {
 int runDiff(const ParamsOptions& options) {
     const Driver loaded(options);
     const LineSettings settings = lineSettings(options, loaded.parameter(), true);
-    ParameterSet set = loadParameters(text(options.file), loaded.notation);
+    ParameterSet set = loadParameters(text(options.file), loaded.notation, options.altered());
     set.station = stationOf(options, set.station);
     Connection connection(loaded, settings, options);
     QVector<Difference> differences;
@@ -205,7 +210,7 @@ int runDiff(const ParamsOptions& options) {
         print(
             QStringLiteral("%1 of %2 differ").arg(differences.size()).arg(counted(set.count(), "parameter")));
     }
-    return unread ? EXIT_FAILED : EXIT_DONE;
+    return connection.finish(unread ? EXIT_FAILED : EXIT_DONE);
 }
 
 // Writes one value and reads it back. An empty text when it took.
@@ -237,7 +242,7 @@ QString writeAndVerify(Connection& connection, const Difference& difference) {
 int runLoad(const ParamsOptions& options) {
     const Driver loaded(options);
     const LineSettings settings = lineSettings(options, loaded.parameter(), true);
-    ParameterSet set = loadParameters(text(options.file), loaded.notation);
+    ParameterSet set = loadParameters(text(options.file), loaded.notation, options.altered());
     set.station = stationOf(options, set.station);
     Connection connection(loaded, settings, options);
     QVector<Difference> differences;
@@ -281,7 +286,7 @@ int runLoad(const ParamsOptions& options) {
     if (left > failed) {
         complain(QStringLiteral("stopped; run it again to write the rest"));
     }
-    return left == 0 ? EXIT_DONE : EXIT_FAILED;
+    return connection.finish(left == 0 ? EXIT_DONE : EXIT_FAILED);
 }
 
 void addAction(CLI::App& params, Run& run, const char* name, const char* what, const char* footer,
@@ -300,6 +305,9 @@ void addAction(CLI::App& params, Run& run, const char* name, const char* what, c
     if (action == runSave) {
         command->add_option("--groups", options->groups, "Groups to save, such as 0-3 (default 0-15)")
             ->type_name("LIST");
+    } else {
+        command->add_flag("--accept-altered", options->acceptAltered,
+                          "Take a file that was cut or edited since it was saved as it is");
     }
     addDriverOption(*command, *options);
     addJsonOption(*command, *options);

@@ -43,7 +43,7 @@ int runRead(const ReadOptions& options) {
             complain(QStringLiteral("%1 could not be read: %2").arg(points.at(i).name, fault));
         }
     }
-    return good ? EXIT_DONE : EXIT_FAILED;
+    return connection.finish(good ? EXIT_DONE : EXIT_FAILED);
 }
 
 }  // namespace

@@ -10,10 +10,6 @@ namespace dx7::cli {
 
 namespace {
 
-struct ReplayOptions : CommonOptions {
-    std::string file;
-};
-
 QDateTime timeOf(const RecordedFrame& frame) {
     return QDateTime::fromMSecsSinceEpoch(frame.timeUs / 1000);
 }
@@ -41,7 +37,7 @@ void printFrame(const RecordedFrame& frame, qint64 sinceRequestUs, bool json) {
               .arg(describeFrame(frame), hexText(frame.bytes)));
 }
 
-int runReplay(const ReplayOptions& options) {
+int runReplay(const CommonOptions& options) {
     qint64 requestUs = -1;
     QString breaksOff;
     const QVector<RecordedFrame> frames = readRecording(text(options.file), &breaksOff);
@@ -59,7 +55,7 @@ int runReplay(const ReplayOptions& options) {
 }  // namespace
 
 void addReplayCommand(CLI::App& app, Run& run) {
-    auto options = std::make_shared<ReplayOptions>();
+    auto options = std::make_shared<CommonOptions>();
     CLI::App* command = app.add_subcommand("replay", "Prints a recording made with --record");
     command->add_option("file", options->file, "The recording")
         ->required()

@@ -86,7 +86,7 @@ int runScan(const ScanOptions& options) {
                   .arg(asked)
                   .arg(QLatin1String(stopped ? " (stopped)" : "")));
     }
-    return found > 0 ? EXIT_DONE : EXIT_FAILED;
+    return connection.finish(found > 0 ? EXIT_DONE : EXIT_FAILED);
 }
 
 }  // namespace

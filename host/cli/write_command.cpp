@@ -152,7 +152,7 @@ int runWrite(const WriteOptions& options) {
         carryOut(connection, options, job);
         good = report(options, job) && good;
     }
-    return good ? EXIT_DONE : EXIT_FAILED;
+    return connection.finish(good ? EXIT_DONE : EXIT_FAILED);
 }
 
 }  // namespace

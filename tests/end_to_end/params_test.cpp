@@ -66,7 +66,7 @@ TEST_P(Params, ShowsWhatDiffersAndLoadsIt) {
 
 TEST_P(Params, ListsWhatTheStationRefuses) {
     writeFile(file, "station = 1\n[F]\n\"3.0.25\" = 9\n\"10.0.00\" = 1\n");
-    const Finished run = rig.dx7({"params", "load", file});
+    const Finished run = rig.dx7({"params", "load", file, "--accept-altered"});
     EXPECT_EQ(1, run.exitCode);
     EXPECT_NE(std::string::npos, run.errors.find("illegal data address")) << run.errors;
     EXPECT_EQ(9, rig.client()->holding(0xF325)) << "the other one is written all the same";
@@ -81,12 +81,12 @@ TEST_P(Params, SpeakJson) {
     EXPECT_EQ(Json({{"file", file}, {"station", 1}, {"saved", 56}, {"refused", 0}}),
               only({"params", "save", file, "--groups", "3", "--json"}, 0).at(0));
     writeFile(file, "station = 1\n[F]\n\"3.0.25\" = 9\n\"10.0.00\" = 1\n\"3.0.24\" = 324\n");
-    const std::vector<Json> load = only({"params", "load", file, "--json"}, 1);
+    const std::vector<Json> load = only({"params", "load", file, "--accept-altered", "--json"}, 1);
     ASSERT_EQ(2U, load.size());
     EXPECT_EQ("F:10.0.00@1", load[0].at("item"));
     EXPECT_EQ("exception 2 (illegal data address)", load[0].at("fault"));
     EXPECT_EQ(Json({{"parameters", 3}, {"right", 1}, {"written", 1}, {"not_written", 1}}), load[1]);
-    const std::vector<Json> diff = only({"params", "diff", file, "--json"}, 1);
+    const std::vector<Json> diff = only({"params", "diff", file, "--accept-altered", "--json"}, 1);
     ASSERT_EQ(2U, diff.size());
     EXPECT_TRUE(diff[0].at("device").is_null());
     EXPECT_EQ(Json({{"parameters", 3}, {"differ", 1}}), diff[1]);
@@ -105,7 +105,8 @@ TEST(ParamsLoad, AValueThatDidNotTakeIsListed) {
     const TemporaryDirectory directory;
     const std::string file = directory.file("parameters.toml");
     writeFile(file, "station = 1\n[F]\n\"3.0.24\" = 7\n\"3.0.25\" = 500\n");
-    const Finished run = runToEnd(dx7Words({"params", "load", file, "--tcp", device.address()}));
+    const Finished run =
+        runToEnd(dx7Words({"params", "load", file, "--accept-altered", "--tcp", device.address()}));
     EXPECT_EQ(1, run.exitCode);
     EXPECT_TRUE(std::regex_search(run.errors, std::regex("dx7: F:3\\.0\\.25[^\n]*500[^\n]*reads 7\n")))
         << run.errors;
@@ -150,7 +151,7 @@ INSTANTIATE_TEST_SUITE_P(Lines, Interrupted, testing::Values(Carrier::PseudoTerm
 TEST_P(Interrupted, ALoadIsFinishedByASecondRun) {
     writeTarget();
     const std::string before = readFile(file);
-    Process first(rig.command({"params", "load", file, "--baud", "38400"}));
+    Process first(rig.command({"params", "load", file, "--accept-altered", "--baud", "38400"}));
     ASSERT_TRUE(eventually([this] { return written() >= 5; }));
     first.signal(SIGINT);
     const Finished stopped = first.finish();
@@ -161,7 +162,7 @@ TEST_P(Interrupted, ALoadIsFinishedByASecondRun) {
     EXPECT_GE(done, 4);
     ASSERT_LT(done, GROUP_ITEMS) << "it was stopped in the middle";
 
-    const Finished second = rig.dx7({"params", "load", file, "--baud", "38400"});
+    const Finished second = rig.dx7({"params", "load", file, "--accept-altered", "--baud", "38400"});
     EXPECT_EQ(0, second.exitCode) << second.errors;
     EXPECT_NE(std::string::npos,
               second.output.find(std::to_string(GROUP_ITEMS - done) + " written and verified"))

@@ -177,8 +177,8 @@ TEST_P(ReadWrite, CtrlCEndsAnyCommandWithExitCode1) {
     writeFile(file, "station = 2\n[F]\n\"3.0.25\" = 9\n");
     const std::vector<Words> commands = {{"read", "AI:0@2", "DO:1@2"},
                                          {"write", "F:3.0.25@2=1", "DO:1@2=1", "--verify"},
-                                         {"params", "diff", file},
-                                         {"params", "load", file},
+                                         {"params", "diff", file, "--accept-altered"},
+                                         {"params", "load", file, "--accept-altered"},
                                          {"params", "save", file, "--station", "2"}};
     for (Words words : commands) {
         const std::string recording = rig.file("line.pcap");

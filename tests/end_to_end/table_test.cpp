@@ -313,7 +313,7 @@ TEST(ProgressBar, OfParametersGrowsAndLeavesNothingBehind) {
         EXPECT_TRUE(save.shows("^560 parameters of station 1 saved in [^\n]+\nexit code 0")) << save.screen();
     }
     writeFile(file, std::regex_replace(readFile(file), std::regex("(\"3\\.0\\.[0-9]+\" = )[0-9]+"), "$017"));
-    const Terminal load(rig.file("load"), rig.command({"params", "load", file}), 120, 10);
+    const Terminal load(rig.file("load"), rig.command({"params", "load", file, "--accept-altered"}), 120, 10);
     EXPECT_TRUE(grows(load, "writing F:3\\.0\\.[0-9]+")) << load.screen();
     EXPECT_TRUE(
         load.shows("^560 parameters: 504 were right already, 56 written and verified, 0 not\nexit code 0"))

@@ -54,7 +54,7 @@ TEST_F(FilesTest, ParametersComeBackAsTheyWereSaved) {
 }
 
 TEST_F(FilesTest, FaultsOfParameterFilesAreNamedByPlace) {
-    const auto load = [](const QString& file) { loadParameters(file, notation()); };
+    const auto load = [](const QString& file) { loadParameters(file, notation(), Altered::Accept); };
     EXPECT_EQ(placeOf("station = 1\n[F]\n\"0.0.00\" = 65536\n", load), "3:12");
     EXPECT_EQ(placeOf("station = 1\n[F]\n\"0.0.00\" = -1\n", load), "3:12");
     EXPECT_EQ(placeOf("[F]\n\"0.0.56\" = 1\n", load), "2:1");

@@ -1,0 +1,122 @@
+#include "recording_stream.h"
+
+#include <fcntl.h>
+#include <signal.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <QFile>
+#include <cerrno>
+#include <ctime>
+
+#include "error.h"
+
+namespace dx7 {
+
+namespace {
+
+enum { RECORDING_MODE = 0666 };
+
+// A pipe whose reader is gone says so by an error, and does not end the program.
+class WithoutPipeSignal {
+public:
+    WithoutPipeSignal() {
+        ::sigemptyset(&pipe_);
+        ::sigaddset(&pipe_, SIGPIPE);
+        ::pthread_sigmask(SIG_BLOCK, &pipe_, &before_);
+    }
+    ~WithoutPipeSignal() {
+        if (::sigismember(&before_, SIGPIPE) == 0) {
+            const timespec now = {};
+            ::sigtimedwait(&pipe_, nullptr, &now);
+        }
+        ::pthread_sigmask(SIG_SETMASK, &before_, nullptr);
+    }
+
+private:
+    Q_DISABLE_COPY(WithoutPipeSignal)
+    sigset_t pipe_ = {};
+    sigset_t before_ = {};
+};
+
+[[noreturn]] void refuse(const QString& path, int error) {
+    throw UsageError(QStringLiteral("the recording %1 cannot be written: %2").arg(path, systemFault(error)));
+}
+
+}  // namespace
+
+RecordingStream::RecordingStream(const QString& path)
+    : path_(QFile::encodeName(path)), file_(path_, O_WRONLY | O_CREAT | O_NOCTTY, RECORDING_MODE) {
+    struct stat status = {};
+    if (!file_.isOpen() || ::fstat(file_.number(), &status) != 0) {
+        refuse(path, errno);
+    }
+    regular_ = S_ISREG(status.st_mode);
+    if (regular_ && ::ftruncate(file_.number(), 0) != 0) {
+        refuse(path, errno);
+    }
+    cookie_io_functions_t functions = {};
+    functions.write = &RecordingStream::writeCookie;
+    functions.close = &RecordingStream::closeCookie;
+    stream_ = ::fopencookie(this, "w", functions);
+    if (stream_ == nullptr) {
+        refuse(path, errno);
+    }
+}
+
+ssize_t RecordingStream::writeCookie(void* cookie, const char* bytes, size_t count) {
+    // The stream takes 0 for an error.
+    return static_cast<RecordingStream*>(cookie)->write(bytes, count) ? static_cast<ssize_t>(count) : 0;
+}
+
+int RecordingStream::closeCookie(void* cookie) {
+    auto* const self = static_cast<RecordingStream*>(cookie);
+    return self->file_.close() || self->fail(systemFault(errno)) ? 0 : EOF;
+}
+
+bool RecordingStream::fail(const QString& why) {
+    failure_ = failure_.isEmpty() ? why : failure_;
+    return false;
+}
+
+bool RecordingStream::write(const char* bytes, size_t count) {
+    if (!failure_.isEmpty()) {
+        return false;
+    }
+    const WithoutPipeSignal guard;
+    if (!writeBytes(file_.number(), bytes, count)) {
+        return fail(systemFault(errno));
+    }
+    written_ += static_cast<off_t>(count);
+    return true;
+}
+
+bool RecordingStream::flush() {
+    if (std::fflush(stream_) == 0 && std::ferror(stream_) == 0 && failure_.isEmpty()) {
+        whole_ = written_;
+        return true;
+    }
+    fail(systemFault(errno));
+    if (regular_) {
+        // Where that fails, too, the file ends in the middle of a frame, and replay says so.
+        static_cast<void>(::ftruncate(file_.number(), whole_) == 0);
+    }
+    return false;
+}
+
+bool RecordingStream::finish() {
+    if (!flush() || !regular_) {
+        return failure_.isEmpty();
+    }
+    struct stat status = {};
+    if (!syncFile(file_.number()) || ::fstat(file_.number(), &status) != 0) {
+        return fail(systemFault(errno));
+    }
+    if (status.st_nlink == 0) {
+        return fail(QStringLiteral("it was removed meanwhile"));
+    }
+    return syncFolderOf(followLinks(path_)) ||
+           fail(QStringLiteral("its folder could not be synchronised (%1)").arg(systemFault(errno)));
+}
+
+}  // namespace dx7
