@@ -9,7 +9,7 @@ namespace dx7 {
 
 namespace {
 
-enum { HIGHEST_STATION = 247, HIGHEST_COUNT = 1000 };
+enum { HIGHEST_TAG_STATION = 247, HIGHEST_TAG_COUNT = 1000 };
 
 const toml::table& tableAt(const QString& path, const toml::node& node, const char* what) {
     if (!node.is_table()) {
@@ -116,7 +116,7 @@ ValueFormat tagFormat(const QString& path, const toml::table& table, const QStri
     return format;
 }
 
-QVector<Point> tagPoints(const QString& path, const toml::table& table, const ItemNotation& notation) {
+LineTag lineTag(const QString& path, const toml::table& table, const ItemNotation& notation) {
     checkTomlKeys(path, table, {"name", "type", "address", "station", "count", "format", "scale", "unit"});
     const QString name = neededText(path, table, "name");
     const QString prefix = QStringLiteral("tag \"%1\": ").arg(name);
@@ -130,22 +130,32 @@ QVector<Point> tagPoints(const QString& path, const toml::table& table, const It
     Point point;
     const QString typeName = neededText(path, table, "type");
     blame(path, table, "type", prefix, [&] { point.type = notation.type(typeName); });
-    point.station = wholeNumber(path, table, "station", 1, HIGHEST_STATION, 1);
+    point.station = wholeNumber(path, table, "station", 1, HIGHEST_TAG_STATION, 1);
     const bool counted = table.contains("count");
-    const int count = wholeNumber(path, table, "count", 1, HIGHEST_COUNT, 1);
+    const int count = wholeNumber(path, table, "count", 1, HIGHEST_TAG_COUNT, 1);
     point.format = tagFormat(path, table, prefix);
     const QString address = addressText(path, table);
     blame(path, table, "address", prefix,
-          [&] { point.address = notation.address(point.type, address, count * point.items()); });
-    QVector<Point> points;
+          [&] { point.address = notation.address(point.type, address, count, point.items()); });
+    LineTag tag{name, {}};
     for (int i = 0; i < count; ++i) {
         blame(path, table, point.type.bit ? formatKey(table) : "address", prefix,
               [&] { ItemNotation::checkFormat(point.type, point.address, point.format); });
         point.name = counted ? QStringLiteral("%1[%2]").arg(name).arg(i) : name;
-        points += point;
+        tag.points += point;
         point.address += point.items();
     }
-    return points;
+    return tag;
+}
+
+QStringList namesOf(const LineTag& tag) {
+    QStringList names{tag.name};
+    for (const Point& point : tag.points) {
+        if (point.name != tag.name) {
+            names += point.name;
+        }
+    }
+    return names;
 }
 
 void checkTop(const QString& path, const toml::table& table) {
@@ -180,7 +190,7 @@ void applyLineFile(LineSettings& settings, const QString& path) {
           [&] { settings.parity = parity ? parityFromText(*parity) : settings.parity; });
 }
 
-QVector<Point> tagsFromFile(const QString& path, const ItemNotation& notation) {
+QVector<LineTag> lineTags(const QString& path, const ItemNotation& notation) {
     const toml::table file = readToml(path);
     checkTop(path, file);
     const toml::node* node = file.get("tag");
@@ -190,17 +200,26 @@ QVector<Point> tagsFromFile(const QString& path, const ItemNotation& notation) {
     if (!node->is_array()) {
         refuseToml(path, node->source(), QStringLiteral("write every tag as a table of its own: [[tag]]"));
     }
-    QVector<Point> points;
+    QVector<LineTag> tags;
     QSet<QString> names;
     for (const toml::node& element : *node->as_array()) {
-        for (const Point& point : tagPoints(path, tableAt(path, element, "tag"), notation)) {
-            if (names.contains(point.name)) {
+        const LineTag tag = lineTag(path, tableAt(path, element, "tag"), notation);
+        for (const QString& name : namesOf(tag)) {
+            if (names.contains(name)) {
                 refuseToml(path, element.source(),
-                           QStringLiteral("the name \"%1\" is taken already").arg(point.name));
+                           QStringLiteral("the name \"%1\" is taken already").arg(name));
             }
-            names.insert(point.name);
-            points += point;
+            names.insert(name);
         }
+        tags += tag;
+    }
+    return tags;
+}
+
+QVector<Point> tagsFromFile(const QString& path, const ItemNotation& notation) {
+    QVector<Point> points;
+    for (const LineTag& tag : lineTags(path, notation)) {
+        points += tag.points;
     }
     return points;
 }

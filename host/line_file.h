@@ -13,9 +13,17 @@ namespace dx7 {
 /// the file.
 void applyLineFile(LineSettings& settings, const QString& path);
 
-/// The points of the file's [[tag]] tables: name, type, address, and when wanted station, count, format,
-/// scale and unit. A tag with a count gives "name[0]", "name[1]" and so on. Throws UsageError with line and
-/// column.
+/// A name of the file and what it stands for.
+struct LineTag {
+    QString name;
+    QVector<Point> points;  ///< One; of a tag with a count so many, "name[0]", "name[1]" and so on.
+};
+
+/// The file's [[tag]] tables: name, type, address, and when wanted station, count, format, scale and unit.
+/// Throws UsageError with line and column, also for a name that is taken, by a point as well.
+QVector<LineTag> lineTags(const QString& path, const ItemNotation& notation);
+
+/// All their points, in order.
 QVector<Point> tagsFromFile(const QString& path, const ItemNotation& notation);
 
 }  // namespace dx7

@@ -25,6 +25,7 @@ void readType(const QString& path, const ItemNotation& notation, const RegisterT
         int address = 0;
         try {
             address = notation.address(type, tomlText(key.str()), 1);
+            ItemNotation::checkWritable(type, 1, address, 1);
         } catch (const UsageError& error) {
             refuseToml(path, key.source(), error.text());
         }
