@@ -145,19 +145,20 @@ void ItemNotation::refuseAddress(const RegisterType& type, const QString& addres
 void ItemNotation::refuseRange(const RegisterType& type, const QString& addressText, int count,
                                int width) const {
     QString nearest;
-    QString where = QStringLiteral("address %1").arg(addressText);
+    QString where = QStringLiteral("address %1 of %2 is").arg(addressText, type.name);
     if (count * width == 1) {
         nearest = nearestAddress(type, addressText);
     } else {
         // The first address may be out of range by itself, or not even be one.
         const int fitting = (type.highestAddress + 1 - address(type, addressText, 1, 1)) / width;
-        where = QStringLiteral("%1 items from %2").arg(QString::number(count * width), addressText);
+        where = QStringLiteral("%1 items from %2 of %3 are")
+                    .arg(QString::number(count * width), addressText, type.name);
         nearest = fitting < 1    ? QString()
                   : fitting == 1 ? addressText
                                  : addressText + QStringLiteral(",%1").arg(fitting);
     }
-    throw UsageError(QStringLiteral("%1 of %2 is out of range%3 (%4)")
-                         .arg(where, type.name,
+    throw UsageError(QStringLiteral("%1 out of range%2 (%3)")
+                         .arg(where,
                               nearest.isNull()
                                   ? QString()
                                   : QStringLiteral(", the nearest is \"%1\"").arg(itemText(type, nearest)),

@@ -1,6 +1,5 @@
 #include "number_text.h"
 
-#include <QRegularExpression>
 #include <algorithm>
 #include <cmath>
 #include <limits>
@@ -36,6 +35,17 @@ QChar lookAlike(QChar letter) {
     }
 }
 
+// The first place from `at` on that does not hold a digit; behind the sign that may stand at `at`.
+int afterDigits(const QString& text, int at) {
+    return static_cast<int>(std::find_if_not(text.begin() + at, text.end(), isDigit) - text.begin());
+}
+
+int afterSign(const QString& text, int at) {
+    const bool sign =
+        at < text.size() && (text.at(at) == QLatin1Char('+') || text.at(at) == QLatin1Char('-'));
+    return at + (sign ? 1 : 0);
+}
+
 }  // namespace
 
 std::optional<qint64> plainNumber(const QString& text) {
@@ -47,20 +57,29 @@ std::optional<qint64> plainNumber(const QString& text) {
 }
 
 std::optional<double> decimalFraction(const QString& text) {
-    static const QRegularExpression form(
-        QStringLiteral("\\A[+-]?([0-9]+(?:\\.[0-9]*)?|\\.[0-9]+)(?:[eE][+-]?[0-9]+)?\\z"));
-    const QRegularExpressionMatch match = form.match(text);
-    if (!match.hasMatch()) {
+    const int start = afterSign(text, 0);
+    int end = afterDigits(text, start);
+    int digits = end - start;
+    if (text.mid(end, 1) == QLatin1String(".")) {
+        const int fraction = end + 1;
+        end = afterDigits(text, fraction);
+        digits += end - fraction;
+    }
+    const int mantissaEnd = end;
+    if (end < text.size() && text.at(end).toLower() == QLatin1Char('e')) {
+        const int exponent = afterSign(text, end + 1);
+        end = afterDigits(text, exponent);
+        digits = end > exponent ? digits : 0;
+    }
+    if (digits == 0 || end < text.size()) {
         return std::nullopt;
     }
     const double number = text.toDouble();
-    const QString digits = match.captured(1);
-    const bool zero = std::all_of(digits.begin(), digits.end(), [](QChar digit) {
+    const bool zero = std::all_of(text.begin() + start, text.begin() + mantissaEnd, [](QChar digit) {
         return digit == QLatin1Char('0') || digit == QLatin1Char('.');
     });
     if (std::fpclassify(number) == FP_ZERO && !zero) {
-        const double least = std::numeric_limits<double>::denorm_min();
-        return text.startsWith(QLatin1Char('-')) ? -least : least;
+        return std::copysign(std::numeric_limits<double>::denorm_min(), number);
     }
     return number;
 }

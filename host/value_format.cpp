@@ -29,8 +29,12 @@ const NamedFormat NAMED_FORMATS[] = {
 
 double scaleFromText(const QString& text) {
     const std::optional<double> scale = decimalFraction(text);
-    if (!scale || !std::isfinite(*scale) || std::fpclassify(*scale) == FP_ZERO) {
+    if (!scale || std::fpclassify(*scale) == FP_ZERO) {
         throw UsageError(QStringLiteral("scale \"%1\" is not a number other than 0").arg(text));
+    }
+    // A number below the normal ones has too few digits to tell values apart.
+    if (!std::isnormal(*scale)) {
+        throw UsageError(QStringLiteral("scale \"%1\" is too small or too large").arg(text));
     }
     return *scale;
 }
@@ -116,9 +120,9 @@ double decimalNumber(const RegisterType& type, const QString& text) {
 
 // The raw number of which the scaled value is what was typed.
 qint64 scaledNumber(const ValueFormat& format, const RegisterType& type, const QString& text) {
-    static const QRegularExpression notDecimal(QStringLiteral("\\A[+-]?0[xb]"),
-                                               QRegularExpression::CaseInsensitiveOption);
-    if (notDecimal.match(text).hasMatch()) {
+    const bool sign = text.startsWith(QLatin1Char('-')) || text.startsWith(QLatin1Char('+'));
+    const QString base = text.mid(sign ? 1 : 0, 2).toLower();
+    if (base == QLatin1String("0x") || base == QLatin1String("0b")) {
         refuse(type, QStringLiteral("\"%1\"").arg(text),
                QStringLiteral("is not decimal, as a scaled value must be"));
     }
@@ -129,7 +133,8 @@ qint64 scaledNumber(const ValueFormat& format, const RegisterType& type, const Q
         refuseRange(format, type, text);
     }
     const qint64 nearest = std::llround(number);
-    if (scaledText(format, nearest) == QString::number(typed + 0.0, 'g', 15)) {
+    const QString shown = scaledText(format, nearest);
+    if (shown == text || shown == QString::number(typed + 0.0, 'g', 15)) {
         checkRange(format, type, text, static_cast<double>(nearest));
         return nearest;
     }
