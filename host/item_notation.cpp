@@ -49,7 +49,7 @@ auto identity(const Point& point) {
 QStringList valueTexts(const QString& values, int count, const QString& name, const QString& hint) {
     const QStringList texts = values.split(QLatin1Char(','));
     if (texts.size() != count) {
-        throw UsageError(QStringLiteral("%1 takes %2 value%3, but %4 %5 given%6")
+        throw UsageError(QStringLiteral("%1 takes %2 value%3, as many as its count, but %4 %5 given%6")
                              .arg(name, QString::number(count), QLatin1String(count == 1 ? "" : "s"),
                                   QString::number(texts.size()),
                                   QLatin1String(texts.size() == 1 ? "is" : "are"), hint));

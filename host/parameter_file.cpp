@@ -29,10 +29,6 @@ void readType(const QString& path, const ItemNotation& notation, const RegisterT
         } catch (const UsageError& error) {
             refuseToml(path, key.source(), error.text());
         }
-        if (values->contains(address)) {
-            refuseToml(path, key.source(),
-                       QStringLiteral("%1 stands here twice").arg(type.addressText(address)));
-        }
         values->insert(address, static_cast<int>(*number));
     }
 }

@@ -139,10 +139,13 @@ QString refusalOfWrite(const char* text) {
 
 TEST(ItemNotation, AWrongNumberOfValuesIsNamedWithWhatWouldDo) {
     EXPECT_EQ(refusalOfWrite("F:3.0.20@2/hex=1,2,3"),
-              latin("F:3.0.20@2 takes 1 value, but 3 are given; a run is written with its count: "
+              latin("F:3.0.20@2 takes 1 value, as many as its count, but 3 are given; a run is written with "
+                    "its count: "
                     "F:3.0.20,3@2/hex=1,2,3"));
-    EXPECT_EQ(refusalOfWrite("F:3.0.20,3=1,2"), latin("F:3.0.20,3@1 takes 3 values, but 2 are given"));
-    EXPECT_EQ(refusalOfWrite("F:3.0.20,2=1"), latin("F:3.0.20,2@1 takes 2 values, but 1 is given"));
+    EXPECT_EQ(refusalOfWrite("F:3.0.20,3=1,2"),
+              latin("F:3.0.20,3@1 takes 3 values, as many as its count, but 2 are given"));
+    EXPECT_EQ(refusalOfWrite("F:3.0.20,2=1"),
+              latin("F:3.0.20,2@1 takes 2 values, as many as its count, but 1 is given"));
     Point ramp = notation().points(latin("F:3.0.20/scale=0.1")).first();
     ramp.name = latin("ramp time");
     try {
@@ -150,7 +153,7 @@ TEST(ItemNotation, AWrongNumberOfValuesIsNamedWithWhatWouldDo) {
         ADD_FAILURE() << "taken";
     } catch (const UsageError& error) {
         EXPECT_TRUE(error.text().startsWith(
-            latin("tag \"ramp time\" takes 1 value, but 2 are given; a run is written "
+            latin("tag \"ramp time\" takes 1 value, as many as its count, but 2 are given; a run is written "
                   "TYPE:ADDRESS,COUNT=VALUE,VALUE...")))
             << error.text().toStdString();
     }
