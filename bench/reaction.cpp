@@ -80,7 +80,7 @@ public:
         dx7::EngineEvents events;
         events.transaction = [this](const dx7::Transaction& transaction) { note(transaction); };
         engine_.setEvents(events);
-        engine_.watch(notation_.points(QStringLiteral("F:0.0.0,%1").arg(ITEMS)));
+        engine_.watch(notation_.points(QStringLiteral("F:0.0.00,%1").arg(ITEMS)));
     }
 
     std::vector<Delay> run(int writes) {

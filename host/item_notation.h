@@ -1,6 +1,9 @@
 /// \file
-/// The notation in which users name items: TYPE:ADDRESS[,COUNT][@STATION][/FORMAT...], and for writes
-/// TYPE:ADDRESS[@STATION][/FORMAT...]=VALUE[,VALUE...].
+/// The notation in which users name items: TYPE:ADDRESS[,COUNT][@STATION][/FORMAT...], and for writes the
+/// same with =VALUE[,VALUE...], as many values as COUNT says.
+///
+/// There is one text for each part, the one that is printed: ADDRESS as RegisterType::addressText() gives it,
+/// COUNT and STATION as plainNumber() takes them. The driver takes more; what it alone takes is refused.
 #ifndef DX7_HOST_ITEM_NOTATION_H
 #define DX7_HOST_ITEM_NOTATION_H
 
@@ -32,8 +35,9 @@ QVector<Point> withoutRepetitions(const QVector<Point>& points);
 struct WriteRequest {
     Point first;         ///< The first item written, with the format of the values.
     QVector<int> items;  ///< Raw values, one per item.
+    QString name;        ///< What the user calls them: a tag's name, else their notation, with the count.
 
-    QString notation() const { return first.notation(); }
+    int values() const { return items.size() / first.items(); }
 };
 
 /// Takes item texts apart with the driver's own tables and address checks. All functions throw UsageError
@@ -50,22 +54,29 @@ public:
     /// The points of several texts, in order, without repetitions.
     QVector<Point> points(const QStringList& texts, int defaultStation = 1) const;
     WriteRequest write(const QString& text, int defaultStation = 1) const;
-    /// The write of `values` (VALUE[,VALUE...]) from `point` on, in its format.
-    WriteRequest write(const Point& point, const QString& values) const;
+    /// The write of `values` (VALUE[,VALUE...], one for each) to the points of a tag: consecutive ones of one
+    /// format.
+    WriteRequest write(const QString& tag, const QVector<Point>& points, const QString& values) const;
 
-    /// The start address of `count` items, judged by the driver.
-    int address(const RegisterType& type, const QString& addressText, int count) const;
+    /// The start address of `count` values of `width` items: a text that the driver takes, and that is the
+    /// addressText() of what it reads.
+    int address(const RegisterType& type, const QString& addressText, int count, int width = 1) const;
+    /// What the driver itself makes of the address in an item text; empty when it takes it as it is meant, or
+    /// not at all.
+    QString driversReading(const QString& text) const;
 
-    /// Refuses types that cannot be written, and stations to which they cannot.
-    static void checkWritable(const RegisterType& type, int station, int count);
-    /// Refuses a format on bits, options that contradict each other, and a 32-bit value across a step of the
-    /// register numbers.
+    /// Refuses types that cannot be written, stations to which they cannot, and items beyond the table.
+    static void checkWritable(const RegisterType& type, int station, int address, int count);
+    /// Refuses a format on bits, options that contradict each other, a scale that makes numbers too large to
+    /// show, and a 32-bit value across a step of the register numbers.
     static void checkFormat(const RegisterType& type, int address, const ValueFormat& format);
 
 private:
     struct Parts;
     Parts split(const QString& text, int defaultStation) const;
-    WriteRequest filled(const Point& point, const QString& addressText, const QString& values) const;
+    [[noreturn]] void refuseAddress(const RegisterType& type, const QString& addressText) const;
+    [[noreturn]] void refuseRange(const RegisterType& type, const QString& addressText, int count,
+                                  int width) const;
 
     const DriverFunctions& functions_;
     QVector<RegisterType> types_;

@@ -116,7 +116,7 @@ ValueFormat tagFormat(const QString& path, const toml::table& table, const QStri
     return format;
 }
 
-QVector<Point> tagPoints(const QString& path, const toml::table& table, const ItemNotation& notation) {
+LineTag lineTag(const QString& path, const toml::table& table, const ItemNotation& notation) {
     checkTomlKeys(path, table, {"name", "type", "address", "station", "count", "format", "scale", "unit"});
     const QString name = neededText(path, table, "name");
     const QString prefix = QStringLiteral("tag \"%1\": ").arg(name);
@@ -136,16 +136,26 @@ QVector<Point> tagPoints(const QString& path, const toml::table& table, const It
     point.format = tagFormat(path, table, prefix);
     const QString address = addressText(path, table);
     blame(path, table, "address", prefix,
-          [&] { point.address = notation.address(point.type, address, count * point.items()); });
-    QVector<Point> points;
+          [&] { point.address = notation.address(point.type, address, count, point.items()); });
+    LineTag tag{name, {}};
     for (int i = 0; i < count; ++i) {
         blame(path, table, point.type.bit ? formatKey(table) : "address", prefix,
               [&] { ItemNotation::checkFormat(point.type, point.address, point.format); });
         point.name = counted ? QStringLiteral("%1[%2]").arg(name).arg(i) : name;
-        points += point;
+        tag.points += point;
         point.address += point.items();
     }
-    return points;
+    return tag;
+}
+
+QStringList namesOf(const LineTag& tag) {
+    QStringList names{tag.name};
+    for (const Point& point : tag.points) {
+        if (point.name != tag.name) {
+            names += point.name;
+        }
+    }
+    return names;
 }
 
 void checkTop(const QString& path, const toml::table& table) {
@@ -191,7 +201,7 @@ void LineFile::apply(LineSettings& settings) const {
           [&] { settings.parity = parity ? parityFromText(*parity) : settings.parity; });
 }
 
-QVector<Point> LineFile::tags(const ItemNotation& notation) const {
+QVector<LineTag> LineFile::tags(const ItemNotation& notation) const {
     const QString& path = content_->path;
     const toml::table& file = content_->file;
     const toml::node* node = file.get("tag");
@@ -201,31 +211,38 @@ QVector<Point> LineFile::tags(const ItemNotation& notation) const {
     if (!node->is_array()) {
         refuseToml(path, node->source(), QStringLiteral("write every tag as a table of its own: [[tag]]"));
     }
-    QVector<Point> points;
+    QVector<LineTag> tags;
     QSet<QString> names;
+    int points = 0;
     for (const toml::node& element : *node->as_array()) {
-        for (const Point& point : tagPoints(path, tableAt(path, element, "tag"), notation)) {
-            if (names.contains(point.name)) {
+        const LineTag tag = lineTag(path, tableAt(path, element, "tag"), notation);
+        for (const QString& name : namesOf(tag)) {
+            if (names.contains(name)) {
                 refuseToml(path, element.source(),
-                           QStringLiteral("the name \"%1\" is taken already").arg(point.name));
+                           QStringLiteral("the name \"%1\" is taken already").arg(name));
             }
-            names.insert(point.name);
-            points += point;
+            names.insert(name);
         }
-        if (points.size() > MOST_POINTS) {
+        points += tag.points.size();
+        if (points > MOST_POINTS) {
             refuseToml(path, element.source(),
                        QStringLiteral("there are more than %1 items up to here").arg(int(MOST_POINTS)));
         }
+        tags += tag;
+    }
+    return tags;
+}
+
+QVector<Point> tagsFromFile(const QString& path, const ItemNotation& notation) {
+    QVector<Point> points;
+    for (const LineTag& tag : LineFile(path).tags(notation)) {
+        points += tag.points;
     }
     return points;
 }
 
 void applyLineFile(LineSettings& settings, const QString& path) {
     LineFile(path).apply(settings);
-}
-
-QVector<Point> tagsFromFile(const QString& path, const ItemNotation& notation) {
-    return LineFile(path).tags(notation);
 }
 
 }  // namespace dx7

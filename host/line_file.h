@@ -10,6 +10,12 @@
 
 namespace dx7 {
 
+/// A name of the file and what it stands for.
+struct LineTag {
+    QString name;
+    QVector<Point> points;  ///< One; of a tag with a count so many, "name[0]", "name[1]" and so on.
+};
+
 /// A file that is read once, so that it may be a pipe.
 class LineFile {
 public:
@@ -22,10 +28,10 @@ public:
     /// of the file.
     void apply(LineSettings& settings) const;
 
-    /// The points of the file's [[tag]] tables, at most 100000: name, type, address, and when wanted station,
-    /// count, format, scale and unit. A tag with a count gives "name[0]", "name[1]" and so on. Throws
-    /// UsageError with line and column.
-    QVector<Point> tags(const ItemNotation& notation) const;
+    /// The file's [[tag]] tables, with at most 100000 points: name, type, address, and when wanted station,
+    /// count, format, scale and unit. Throws UsageError with line and column, also for a name that is taken,
+    /// by a point as well.
+    QVector<LineTag> tags(const ItemNotation& notation) const;
 
 private:
     Q_DISABLE_COPY(LineFile)
@@ -35,6 +41,7 @@ private:
 
 /// The same for a file that is needed once.
 void applyLineFile(LineSettings& settings, const QString& path);
+/// All points of a file's tags, in order.
 QVector<Point> tagsFromFile(const QString& path, const ItemNotation& notation);
 
 }  // namespace dx7

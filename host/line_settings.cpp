@@ -3,6 +3,7 @@
 #include <QStringList>
 
 #include "error.h"
+#include "number_text.h"
 
 namespace dx7 {
 
@@ -103,13 +104,7 @@ void setTcpAddress(LineSettings& settings, const QString& text) {
     if (!hasPort) {
         return;
     }
-    bool ok = false;
-    const int port = text.mid(colon + 1).toInt(&ok);
-    if (!ok || port < 1 || port > 65535) {
-        throw UsageError(
-            QStringLiteral("TCP port \"%1\" is not a number from 1 to 65535").arg(text.mid(colon + 1)));
-    }
-    settings.tcpPort = port;
+    settings.tcpPort = numberInRange(text.mid(colon + 1), "TCP port", 1, 65535);
 }
 
 double gapFromUser(double gapMs) {

@@ -26,12 +26,9 @@ void readType(const QString& path, const ItemNotation& notation, const RegisterT
         int address = 0;
         try {
             address = notation.address(type, tomlText(key.str()), 1);
+            ItemNotation::checkWritable(type, 1, address, 1);
         } catch (const UsageError& error) {
             refuseToml(path, key.source(), error.text());
-        }
-        if (values->contains(address)) {
-            refuseToml(path, key.source(),
-                       QStringLiteral("%1 stands here twice").arg(type.addressText(address)));
         }
         values->insert(address, static_cast<int>(*number));
     }

@@ -2,7 +2,10 @@
 
 #include <QMap>
 #include <algorithm>
+#include <iterator>
+#include <map>
 #include <tuple>
+#include <utility>
 
 namespace dx7 {
 
@@ -25,12 +28,23 @@ QVector<ItemRange> pollEntries(const QVector<Point>& points) {
 }
 
 bool coversAll(const QVector<ItemRange>& blocks, const QVector<ItemRange>& entries) {
+    // Where the blocks that begin at an address or before it reach, by station, type and address.
+    std::map<std::pair<int, QString>, std::map<int, int>> reach;
+    for (const ItemRange& block : blocks) {
+        int& end = reach[{block.station, block.regType}][block.address];
+        end = std::max(end, block.address + block.count);
+    }
+    for (auto& places : reach) {
+        int furthest = 0;
+        for (auto& place : places.second) {
+            furthest = std::max(furthest, place.second);
+            place.second = furthest;
+        }
+    }
     return std::all_of(entries.begin(), entries.end(), [&](const ItemRange& entry) {
-        return std::any_of(blocks.begin(), blocks.end(), [&](const ItemRange& block) {
-            return block.station == entry.station && block.regType == entry.regType &&
-                   block.address <= entry.address &&
-                   entry.address + entry.count <= block.address + block.count;
-        });
+        const auto& places = reach[{entry.station, entry.regType}];
+        const auto next = places.upper_bound(entry.address);
+        return next != places.begin() && entry.address + entry.count <= std::prev(next)->second;
     });
 }
 

@@ -8,6 +8,14 @@ namespace {
 
 enum { COLUMN_COUNT = 5 };
 
+// The driver's own text of a limit ("F.#.55") as address, and as the text that is printed for it.
+void setLimit(const DriverFunctions& functions, const RegisterType& type, const QString& text, int* address,
+              QString* shown) {
+    if (functions.checkAddrValidity(type.name, text, address, 1, type.bit ? 0 : 1) == 0) {
+        *shown = type.addressText(*address);
+    }
+}
+
 }  // namespace
 
 QString RegisterType::addressText(int address) const {
@@ -47,6 +55,8 @@ QVector<RegisterType> registerTypes(const DriverFunctions& functions) {
             type.highest = texts.at(COLUMN_HIGHEST);
             type.bit = texts.at(COLUMN_KIND) == QLatin1String("0");
             type.writable = texts.at(COLUMN_WRITABLE) == QLatin1String("1");
+            setLimit(functions, type, type.lowest, &type.lowestAddress, &type.lowest);
+            setLimit(functions, type, type.highest, &type.highestAddress, &type.highest);
             types += type;
         }
     }

@@ -14,8 +14,10 @@ namespace dx7 {
 struct RegisterType {
     QString name;
     QString format;  ///< Form of its addresses: "ddd", "dd" or "h.h.dd".
-    QString lowest;
+    QString lowest;  ///< The addresses of the driver's table, as addressText() gives them.
     QString highest;
+    int lowestAddress = 0;
+    int highestAddress = -1;
     bool bit = false;
     bool writable = false;
 
@@ -30,8 +32,12 @@ struct RegisterType {
     int itemBytes() const { return bit || status() ? 1 : 2; }
     /// Highest raw value of an item.
     int highestValue() const { return bit ? 1 : status() ? 255 : 65535; }
-    /// The address as a user types it.
+    /// The address as it is printed, and the only text that is taken for it: a decimal number without leading
+    /// zeros, or group.0.index with the group in upper-case hexadecimal and an index of two digits.
     QString addressText(int address) const;
+    /// Whether one of `count` items from `address` is beyond the table. The driver takes the first item of
+    /// the group after the last one, too; that one is read, but never written.
+    bool beyondTable(int address, int count) const { return address + count - 1 > highestAddress; }
     /// How many of `count` items from `address` follow each other in the device's register numbers.
     int runLength(int address, int count) const;
 };

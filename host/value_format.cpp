@@ -3,9 +3,11 @@
 #include <QRegularExpression>
 #include <algorithm>
 #include <cmath>
+#include <optional>
 #include <utility>
 
 #include "error.h"
+#include "number_text.h"
 
 namespace dx7 {
 
@@ -26,12 +28,15 @@ const NamedFormat NAMED_FORMATS[] = {
 };
 
 double scaleFromText(const QString& text) {
-    bool ok = false;
-    const double scale = text.toDouble(&ok);
-    if (!ok || !std::isfinite(scale) || std::fpclassify(scale) == FP_ZERO) {
+    const std::optional<double> scale = decimalFraction(text);
+    if (!scale || std::fpclassify(*scale) == FP_ZERO) {
         throw UsageError(QStringLiteral("scale \"%1\" is not a number other than 0").arg(text));
     }
-    return scale;
+    // A number below the normal ones has too few digits to tell values apart.
+    if (!std::isnormal(*scale)) {
+        throw UsageError(QStringLiteral("scale \"%1\" is too small or too large").arg(text));
+    }
+    return *scale;
 }
 
 qint64 signedNumber(const ValueFormat& format, quint32 raw) {
@@ -57,10 +62,10 @@ struct Limits {
 Limits limitsOf(const ValueFormat& format, const RegisterType& type) {
     const qint64 highest = format.wide ? 0xFFFFFFFFLL : type.highestValue();
     const qint64 lowest = -(highest + 1) / 2;
-    if (type.bit || (format.named && format.presentation != Presentation::Signed)) {
-        return {0, highest};
+    if (format.presentation == Presentation::Signed) {
+        return {lowest, -(lowest + 1)};
     }
-    return {lowest, format.named ? -(lowest + 1) : highest};
+    return {format.bare && !type.bit ? lowest : 0, highest};
 }
 
 QString limitText(const ValueFormat& format, const RegisterType& type, qint64 limit) {
@@ -87,10 +92,14 @@ QString unitText(const ValueFormat& format) {
     if (format.scale < 0) {
         std::swap(limits.lowest, limits.highest);
     }
-    refuse(type, text,
-           QStringLiteral("is out of range, it must be %1 to %2%3")
-               .arg(limitText(format, type, limits.lowest), limitText(format, type, limits.highest),
-                    unitText(format)));
+    // Who chose the format knows what it takes.
+    const bool negative = text.startsWith(QLatin1Char('-')) != (format.scale < 0);
+    const bool hint = negative && !format.bare && !format.named;
+    refuse(
+        type, text,
+        QStringLiteral("is out of range, it must be %1 to %2%3%4")
+            .arg(limitText(format, type, limits.lowest), limitText(format, type, limits.highest),
+                 unitText(format), hint ? QStringLiteral("; only signed words are less than 0") : QString()));
 }
 
 void checkRange(const ValueFormat& format, const RegisterType& type, const QString& text, double number) {
@@ -102,21 +111,18 @@ void checkRange(const ValueFormat& format, const RegisterType& type, const QStri
 
 // A decimal number; infinite where it is too large for a binary fraction.
 double decimalNumber(const RegisterType& type, const QString& text) {
-    bool ok = false;
-    const double number = text.toDouble(&ok);
-    // Of what it cannot hold toDouble() says that it is infinite, but no number; of "inf" that it is one.
-    const bool tooLarge = !ok && std::isinf(number);
-    if (!tooLarge && !(ok && std::isfinite(number))) {
+    const std::optional<double> number = decimalFraction(text);
+    if (!number) {
         refuse(type, QStringLiteral("\"%1\"").arg(text), QStringLiteral("is not a number"));
     }
-    return number;
+    return *number;
 }
 
 // The raw number of which the scaled value is what was typed.
 qint64 scaledNumber(const ValueFormat& format, const RegisterType& type, const QString& text) {
-    static const QRegularExpression notDecimal(QStringLiteral("^\\s*[+-]?0[xb]"),
-                                               QRegularExpression::CaseInsensitiveOption);
-    if (notDecimal.match(text).hasMatch()) {
+    const bool sign = text.startsWith(QLatin1Char('-')) || text.startsWith(QLatin1Char('+'));
+    const QString base = text.mid(sign ? 1 : 0, 2).toLower();
+    if (base == QLatin1String("0x") || base == QLatin1String("0b")) {
         refuse(type, QStringLiteral("\"%1\"").arg(text),
                QStringLiteral("is not decimal, as a scaled value must be"));
     }
@@ -127,7 +133,8 @@ qint64 scaledNumber(const ValueFormat& format, const RegisterType& type, const Q
         refuseRange(format, type, text);
     }
     const qint64 nearest = std::llround(number);
-    if (scaledText(format, nearest) == QString::number(typed + 0.0, 'g', 15)) {
+    const QString shown = scaledText(format, nearest);
+    if (shown == text || shown == QString::number(typed + 0.0, 'g', 15)) {
         checkRange(format, type, text, static_cast<double>(nearest));
         return nearest;
     }
@@ -145,9 +152,9 @@ qint64 scaledNumber(const ValueFormat& format, const RegisterType& type, const Q
 
 // The typed whole number; the text is decimal, hexadecimal (0x) or binary (0b).
 qint64 wholeNumber(const ValueFormat& format, const RegisterType& type, const QString& text) {
-    static const QRegularExpression form(QStringLiteral("^([+-]?)(?:0x([0-9a-f]+)|0b([01]+)|([0-9]+))$"),
+    static const QRegularExpression form(QStringLiteral("\\A([+-]?)(?:0x([0-9a-f]+)|0b([01]+)|([0-9]+))\\z"),
                                          QRegularExpression::CaseInsensitiveOption);
-    const QRegularExpressionMatch match = form.match(text.trimmed());
+    const QRegularExpressionMatch match = form.match(text);
     if (!match.hasMatch()) {
         decimalNumber(type, text);
         refuse(type, text, QStringLiteral("is not a whole number"));
@@ -177,6 +184,7 @@ bool hasControlCharacter(const QString& text) {
 }
 
 void applyFormatOption(ValueFormat& format, const QString& option) {
+    format.bare = false;
     for (const NamedFormat& named : NAMED_FORMATS) {
         if (option == QLatin1String(named.name)) {
             format.presentation = named.presentation;

@@ -15,9 +15,10 @@ enum class Presentation { Unsigned, Signed, Hex, Binary };
 /// Format of one value: presentation, width, word order, scale and unit.
 struct ValueFormat {
     Presentation presentation = Presentation::Unsigned;
-    /// A presentation was asked for, so values to write keep to its range. A word of which nothing was said
-    /// is shown unsigned and may be typed signed, too.
-    bool named = false;
+    /// Nothing was said of the word: it is shown unsigned, and may be typed signed, too. With a presentation,
+    /// scale or unit values to write keep to the range that is shown.
+    bool bare = true;
+    bool named = false;         ///< A presentation was asked for.
     bool wide = false;          ///< 32 bits in two consecutive words.
     bool lowWordFirst = false;  ///< Of a wide value.
     double scale = 1;           ///< The shown number is the raw number times this.
@@ -52,10 +53,10 @@ QString valueWithUnit(const ValueFormat& format, const RegisterType& type, quint
 /// it is the number that the text shows.
 double valueNumber(const ValueFormat& format, quint32 raw);
 
-/// The items (one or two, in address order) of a value that a user typed: decimal, 0x.. or 0b.., "on" and
-/// "off" for bits. Throws UsageError when the text is no number or the value is out of the format's range:
-/// signed for signed and s32; from 0 on for unsigned, u16, u32, hex, hex32 and binary; both together for a
-/// word without a named format.
+/// The items (one or two, in address order) of a value that a user typed: a sign, and ASCII digits that are
+/// decimal or follow 0x or 0b; with a scale a decimalFraction(); "on" and "off" for bits. Throws UsageError
+/// when the text is anything else, blanks among them, or the value is out of the range that is shown: signed
+/// for signed and s32, else from 0 on; both together for a word without any format, scale and unit.
 QVector<int> itemsFromText(const ValueFormat& format, const RegisterType& type, const QString& text);
 
 }  // namespace dx7

@@ -1,5 +1,7 @@
 #include "value_table.h"
 
+#include <algorithm>
+
 namespace dx7 {
 
 namespace {
@@ -97,13 +99,13 @@ QVector<int> ValueTable::take(DriverSession& session, const ItemRange& range, co
 
 QVector<int> ValueTable::pointsIn(const ItemRange& range) const {
     QVector<int> found;
-    for (int i = 0; i < points_.size(); ++i) {
-        const Point& point = points_.at(i);
-        if (point.station == range.station && point.type.name == range.regType &&
-            point.address < range.address + range.count && point.address + point.items() > range.address) {
-            found += i;
+    for (int address = range.address; address < range.address + range.count; ++address) {
+        for (const Slot& slot : slots_.value(key(range.station, range.regType, address))) {
+            found += slot.point;
         }
     }
+    std::sort(found.begin(), found.end());
+    found.erase(std::unique(found.begin(), found.end()), found.end());
     return found;
 }
 

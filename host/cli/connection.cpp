@@ -1,13 +1,25 @@
 #include "connection.h"
 
-#include <algorithm>
-
 #include "error.h"
 #include "output.h"
 #include "output_files.h"
 #include "stop_signal.h"
 
 namespace dx7::cli {
+
+namespace {
+
+// The driver reads the first item of the group after the last one; the table has none there.
+void warnOfItemsBeyond(const QVector<Point>& points) {
+    for (const Point& point : points) {
+        if (point.type.beyondTable(point.address, point.items())) {
+            complain(QStringLiteral("warning: %1 is beyond the end of %2, which has %3 to %4")
+                         .arg(point.notation(), point.type.name, point.type.lowest, point.type.highest));
+        }
+    }
+}
+
+}  // namespace
 
 Driver::Driver(const CommonOptions& options)
     : library(text(options.driverPath)), notation(library.functions()) {}
@@ -18,41 +30,55 @@ QString Driver::parameter() const {
     return parameter;
 }
 
-QVector<Point> Driver::tags(const CommonOptions& options) const {
+QVector<LineTag> Driver::tags(const CommonOptions& options) const {
     const LineFile* file = options.lineFile();
-    return file == nullptr ? QVector<Point>() : file->tags(notation);
+    return file == nullptr ? QVector<LineTag>() : file->tags(notation);
+}
+
+QHash<QString, QVector<Point>> Driver::names(const QVector<LineTag>& tags) {
+    QHash<QString, QVector<Point>> names;
+    for (const LineTag& tag : tags) {
+        names.insert(tag.name, tag.points);
+        for (const Point& point : tag.points) {
+            names.insert(point.name, {point});
+        }
+    }
+    return names;
 }
 
 QVector<Point> Driver::points(const CommonOptions& options, const std::vector<std::string>& arguments) const {
-    const QVector<Point> all = tags(options);
+    const QVector<LineTag> all = tags(options);
+    const QHash<QString, QVector<Point>> byName = names(all);
     QVector<Point> chosen;
     for (const QString& argument : texts(arguments)) {
-        const auto* const tag =
-            std::find_if(all.begin(), all.end(), [&](const Point& point) { return point.name == argument; });
-        chosen += tag != all.end() ? QVector<Point>{*tag} : notation.points(argument);
+        const auto tag = byName.find(argument);
+        chosen += tag != byName.end() ? *tag : notation.points(argument);
     }
     if (!arguments.empty()) {
-        return withoutRepetitions(chosen);
-    }
-    if (all.isEmpty()) {
+        chosen = withoutRepetitions(chosen);
+    } else if (all.isEmpty()) {
         throw UsageError(
             QStringLiteral("no items are given, write TYPE:ADDRESS[,COUNT][@STATION], or name a file with "
                            "tags (-c FILE)"));
     }
-    return all;
+    for (const LineTag& tag : arguments.empty() ? all : QVector<LineTag>()) {
+        chosen += tag.points;
+    }
+    warnOfItemsBeyond(chosen);
+    return chosen;
 }
 
 QVector<WriteRequest> Driver::writes(const CommonOptions& options,
                                      const std::vector<std::string>& arguments) const {
-    const QVector<Point> all = tags(options);
+    const QHash<QString, QVector<Point>> byName = names(tags(options));
     QVector<WriteRequest> requests;
     for (const QString& argument : texts(arguments)) {
-        const int equals = argument.indexOf(QLatin1Char('='));
-        const auto* const tag = std::find_if(all.begin(), all.end(), [&](const Point& point) {
-            return equals >= 0 && point.name == argument.left(equals);
-        });
-        requests +=
-            tag != all.end() ? notation.write(*tag, argument.mid(equals + 1)) : notation.write(argument);
+        // A name may hold the sign, a value does not.
+        const int equals = argument.lastIndexOf(QLatin1Char('='));
+        const QString name = argument.left(equals);
+        const auto tag = equals < 0 ? byName.end() : byName.find(name);
+        requests += tag != byName.end() ? notation.write(name, *tag, argument.mid(equals + 1))
+                                        : notation.write(argument);
     }
     return requests;
 }

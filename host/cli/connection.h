@@ -3,9 +3,11 @@
 #ifndef DX7_CLI_CONNECTION_H
 #define DX7_CLI_CONNECTION_H
 
+#include <QHash>
 #include <memory>
 
 #include "driver_library.h"
+#include "line_file.h"
 #include "options.h"
 #include "poll_engine.h"
 #include "recorder.h"
@@ -18,7 +20,7 @@ struct Driver {
     /// The default parameters as the driver reports them.
     QString parameter() const;
     /// The points that the arguments name: items, or names of tags in the file of -c; all its tags when there
-    /// are no arguments. Throws UsageError.
+    /// are no arguments. Warns of those beyond the driver's table. Throws UsageError.
     QVector<Point> points(const CommonOptions& options, const std::vector<std::string>& arguments) const;
     /// The writes that the arguments name: items or tags, each with its values. Throws UsageError.
     QVector<WriteRequest> writes(const CommonOptions& options,
@@ -28,7 +30,9 @@ struct Driver {
     ItemNotation notation;
 
 private:
-    QVector<Point> tags(const CommonOptions& options) const;
+    /// What each name in the file of -c stands for: a tag's, and those of its points.
+    static QHash<QString, QVector<Point>> names(const QVector<LineTag>& tags);
+    QVector<LineTag> tags(const CommonOptions& options) const;
 };
 
 /// An opened line with everything that runs on it.

@@ -14,6 +14,25 @@ struct CopiesOptions : CommonOptions {
     qint64 step = 1;
 };
 
+// The driver's own texts are not those that it takes back ("f.0.54", and "0.0.55" for DE), and it goes on
+// beyond the end of DE.
+void printCopy(const RegisterType& type, int copy, int address, bool json) {
+    const bool beyond = type.beyondTable(address, 1);
+    const QString addressText = type.addressText(address);
+    if (json) {
+        print(Json{{"copy", copy},
+                   {"type", utf8(type.name)},
+                   {"address", beyond ? Json(nullptr) : Json(utf8(addressText))},
+                   {"number", address}});
+        return;
+    }
+    print(QStringLiteral("%1  %2  (%3)%4")
+              .arg(copy, 4)
+              .arg(beyond ? QStringLiteral("-") : type.name + QLatin1Char(':') + addressText)
+              .arg(address)
+              .arg(beyond ? QStringLiteral("  beyond %1").arg(type.highest) : QString()));
+}
+
 int runCopies(const CopiesOptions& options) {
     if (options.copies < 1 || options.copies > HIGHEST_COPIES) {
         throw UsageError(QStringLiteral("the number of copies is %1, it must be 1 to %2")
@@ -35,17 +54,7 @@ int runCopies(const CopiesOptions& options) {
         loaded.library.functions().multiCopy(first.type.name, first.address, static_cast<int>(options.copies),
                                              static_cast<int>(options.step), &addressTexts, &addresses);
     for (int i = 0; i < addresses.size(); ++i) {
-        if (options.json) {
-            print(Json{{"copy", i + 1},
-                       {"type", utf8(first.type.name)},
-                       {"address", utf8(addressTexts.at(i))},
-                       {"number", addresses.at(i)}});
-        } else {
-            print(QStringLiteral("%1  %2:%3  (%4)")
-                      .arg(i + 1, 4)
-                      .arg(first.type.name, addressTexts.at(i))
-                      .arg(addresses.at(i)));
-        }
+        printCopy(first.type, i + 1, addresses.at(i), options.json);
     }
     if (result == COPY_CLAMPED) {
         const QString held = QStringLiteral("copies beyond %1 were held at it").arg(first.type.highest);

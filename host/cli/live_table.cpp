@@ -176,7 +176,7 @@ void LiveTable::beginWrite() {
     }
     const Point& point = connection_.engine().table().points().at(selected_);
     try {
-        ItemNotation::checkWritable(point.type, point.station, point.items());
+        ItemNotation::checkWritable(point.type, point.station, point.address, point.items());
         typed_.clear();
         typing_ = true;
         showStatistics_ = false;
@@ -201,8 +201,8 @@ void LiveTable::sendWrite() {
     try {
         WriteRequest request;
         request.first = point;
-        request.items = itemsFromText(point.format, point.type, typed_.trimmed());
-        message_ = QStringLiteral("writing %1 to %2").arg(typed_.trimmed(), point.name);
+        request.items = itemsFromText(point.format, point.type, typed_);
+        message_ = QStringLiteral("writing %1 to %2").arg(typed_, point.name);
         ++pendingWrites_;
         connection_.engine().write(request, [this, point](const Transaction& transaction) {
             --pendingWrites_;

@@ -2,6 +2,7 @@
 /// dx7: a reference host for the driver, on the command line.
 
 #include <QCoreApplication>
+#include <clocale>
 #include <csignal>
 #include <cstdio>
 #include <sstream>
@@ -142,6 +143,8 @@ int main(int argc, char** argv) {
         std::signal(SIGXFSZ, SIG_IGN);  // A file that may not grow any more fails as one on a full disk.
         qInstallMessageHandler([](QtMsgType, const QMessageLogContext&, const QString&) {});
         QCoreApplication application(argc, argv);
+        // It has taken over the user's locale, in which 1.5 may not be a number; characters stay the user's.
+        std::setlocale(LC_NUMERIC, "C");
         return runChecked(argc, argv);
     } catch (...) {
         // Nothing but memory running out is left to come here.

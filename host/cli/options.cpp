@@ -1,18 +1,21 @@
 #include "options.h"
 
+#include <cmath>
+#include <limits>
+
 #include "error.h"
+#include "number_text.h"
 
 namespace dx7::cli {
 
 namespace {
 
-template <typename Number>
-CLI::Validator numberValidator(const char* what) {
+// The parser's own conversion takes more: octal after 0, hexadecimal fractions, the point of the locale.
+template <typename Taken>
+CLI::Validator numberValidator(const char* what, Taken taken) {
     return CLI::Validator(
-        [what](std::string& given) {
-            Number number = 0;
-            return CLI::detail::lexical_cast(given, number) ? std::string()
-                                                            : '"' + given + "\" is not " + what;
+        [what, taken](std::string& given) {
+            return taken(text(given)) ? std::string() : '"' + given + "\" is not " + what;
         },
         "");
 }
@@ -21,8 +24,12 @@ CLI::Validator numberValidator(const char* what) {
 
 const CLI::Validator notEmpty(
     [](std::string& given) { return given.empty() ? std::string("the text is empty") : std::string(); }, "");
-const CLI::Validator wholeNumber = numberValidator<qint64>("a whole number");
-const CLI::Validator anyNumber = numberValidator<double>("a number");
+const CLI::Validator wholeNumber = numberValidator("a whole number", [](const QString& given) {
+    return plainNumber(given.startsWith(QLatin1Char('-')) ? given.mid(1) : given).has_value();
+});
+const CLI::Validator anyNumber = numberValidator("a number", [](const QString& given) {
+    return std::isfinite(decimalFraction(given).value_or(std::numeric_limits<double>::infinity()));
+});
 
 const LineFile* CommonOptions::lineFile() const {
     if (!filePath.empty() && !lineFile_) {

@@ -49,7 +49,8 @@ using Run = std::function<int()>;
 
 /// Refuses an empty text: a variable of a script that was never set.
 extern const CLI::Validator notEmpty;
-/// Refuse a text that is no number, before the parser does in words of its own.
+/// Refuse a text that is not a plainNumber(), with or without a minus sign, or not a finite
+/// decimalFraction(), before the parser converts it by rules of its own.
 extern const CLI::Validator wholeNumber;
 extern const CLI::Validator anyNumber;
 

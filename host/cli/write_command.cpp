@@ -27,7 +27,7 @@ WriteJob makeJob(const WriteRequest& request) {
     for (int i = 0; i < request.items.size(); i += request.first.items()) {
         Point point = request.first;
         point.address += i;
-        if (i > 0 || point.name.isEmpty()) {
+        if (i > 0) {
             point.name = point.notation();
         }
         job.points += point;
@@ -101,6 +101,8 @@ void carryOut(Connection& connection, const WriteOptions& options, WriteJob& job
 Json writtenJson(const WriteJob& job) {
     const Point& first = job.request.first;
     Json json = itemJson(first);
+    json["name"] = utf8(job.request.name);
+    json["count"] = job.request.values();
     json["values"] = Json::array();
     json["texts"] = Json::array();
     for (int i = 0; i < job.points.size(); ++i) {
@@ -125,12 +127,11 @@ bool report(const WriteOptions& options, const WriteJob& job) {
         print(json);
     } else if (good) {
         print(QStringLiteral("%1 = %2 %3")
-                  .arg(job.request.first.name, valuesText(job),
+                  .arg(job.request.name, valuesText(job),
                        QLatin1String(options.verify ? "written and verified" : "written")));
     }
     if (!good) {
-        complain(
-            QStringLiteral("%1 = %2 failed: %3").arg(job.request.first.name, valuesText(job), job.fault));
+        complain(QStringLiteral("%1 = %2 failed: %3").arg(job.request.name, valuesText(job), job.fault));
     }
     return good;
 }
@@ -162,7 +163,8 @@ void addWriteCommand(CLI::App& app, Run& run) {
     CLI::App* command = app.add_subcommand("write", "Writes items, in the order given");
     command
         ->add_option("items", options->items,
-                     "TYPE:ADDRESS[@STATION][/FORMAT...]=VALUE[,VALUE...], or TAG=VALUE")
+                     "TYPE:ADDRESS[,COUNT][@STATION][/FORMAT...]=VALUE[,VALUE...], or TAG=VALUE[,VALUE...]; "
+                     "as many values as the count, 1 without")
         ->required()
         ->type_name("ITEM=VALUE");
     command->add_flag("--verify", options->verify,
@@ -171,7 +173,7 @@ void addWriteCommand(CLI::App& app, Run& run) {
     command->footer(
         "Examples:\n"
         "  dx7 write --serial /dev/ttyUSB0 DO:1=on CW:0=0x047F\n"
-        "  dx7 write --serial /dev/ttyUSB0 F:0.0.10@2=10,258 --verify\n"
+        "  dx7 write --serial /dev/ttyUSB0 F:0.0.10,2@2=10,258 --verify\n"
         "  dx7 write --tcp 192.168.0.10 F:3.0.24/s32=-100000\n"
         "Station 0 writes bits to all stations at once.");
     command->callback([options, &run] { run = [options] { return runWrite(*options); }; });

@@ -70,6 +70,18 @@ TEST_P(LineFile, ATagIsWrittenByItsName) {
     EXPECT_EQ(512, rig.client()->holding(0xF325));
 }
 
+TEST_P(LineFile, ATagWithACountIsOneNameForItsItems) {
+    const Finished write = run({"write", "-c", file, "--verify", "outputs=1,1"});
+    EXPECT_EQ("outputs = 1,1 written and verified\n", write.output) << write.errors;
+    EXPECT_EQ("outputs[0] = 1\noutputs[1] = 1\n", run({"read", "-c", file, "outputs"}).output);
+    EXPECT_EQ("outputs[1] = 0 written\n", run({"write", "-c", file, "outputs[1]=0"}).output);
+    EXPECT_EQ("outputs[0] = 1\noutputs[1] = 0\n", run({"read", "-c", file, "outputs"}).output);
+    const std::vector<Json> objects = jsonLines(run({"write", "-c", file, "--json", "outputs=0,0"}).output);
+    ASSERT_EQ(1U, objects.size());
+    EXPECT_EQ("outputs", objects[0].at("name"));
+    EXPECT_EQ(Json({0, 0}), objects[0].at("values"));
+}
+
 TEST_P(LineFile, ItsLineServesOtherItemsAndCommandsToo) {
     EXPECT_EQ("DE:3@1 = 7003\n", run({"read", "-c", file, "DE:3"}).output);
     const Finished scan = run({"scan", "-c", file, "--stations", "1-2"});

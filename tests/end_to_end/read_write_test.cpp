@@ -79,7 +79,9 @@ TEST_P(ReadWrite, NamesTheExceptionThatRefusesARead) {
     const Finished run = rig.dx7({"read", "F:10.0.00", "DE:1"});
     EXPECT_EQ(1, run.exitCode);
     EXPECT_EQ("DE:1@1 = 7001\n", run.output);
-    EXPECT_TRUE(std::regex_match(run.errors, std::regex("dx7: F:10.0.0[^\n]*illegal data address[^\n]*\n")))
+    EXPECT_TRUE(
+        std::regex_match(run.errors, std::regex("dx7: warning: F:10.0.00@1 is beyond the end of F[^\n]*\n"
+                                                "dx7: F:10.0.0[^\n]*illegal data address[^\n]*\n")))
         << run.errors;
     const Finished json = rig.dx7({"read", "--json", "F:10.0.00"});
     EXPECT_EQ(1, json.exitCode);
@@ -90,9 +92,10 @@ TEST_P(ReadWrite, NamesTheExceptionThatRefusesARead) {
 }
 
 TEST_P(ReadWrite, WritesSeveralItemsAndVerifiesThem) {
-    const Finished run = rig.dx7({"write", "--verify", "DO:2=on", "MOD:1=-2", "CW:0=0x047F",
-                                  "F:3.0.08=1,2,3,4", "F:0.0.10/s32=-100000", "F:0.0.12/u32/low-first=100000",
-                                  "F:0.0.14/scale=0.1=12.5", "SDO:7=1,0", "F:3.0.25@2=77"});
+    const Finished run =
+        rig.dx7({"write", "--verify", "DO:2=on", "MOD:1=-2", "CW:0=0x047F", "F:3.0.08,4=1,2,3,4",
+                 "F:0.0.10/s32=-100000", "F:0.0.12/u32/low-first=100000", "F:0.0.14/scale=0.1=12.5",
+                 "SDO:7,2=1,0", "F:3.0.25@2=77"});
     EXPECT_EQ(0, run.exitCode) << run.errors;
     EXPECT_EQ(9, std::count(run.output.begin(), run.output.end(), '\n')) << run.output;
     EXPECT_NE(std::string::npos, run.output.find("written and verified")) << run.output;
@@ -123,12 +126,14 @@ TEST_P(ReadWrite, WritesSeveralItemsAndVerifiesThem) {
 }
 
 TEST_P(ReadWrite, WritesAsJson) {
-    const Finished run = rig.dx7({"write", "--json", "--verify", "F:0.0.10=5,6",
+    const Finished run = rig.dx7({"write", "--json", "--verify", "F:0.0.10,2=5,6",
                                   "F:3.0.20@2/signed/scale=0.1/unit=Hz=-12.3", "DO:1=on"});
     EXPECT_EQ(0, run.exitCode) << run.errors;
     const std::vector<Json> objects = jsonLines(run.output);
     ASSERT_EQ(3U, objects.size());
     EXPECT_EQ("F:0.0.10@1", objects[0].at("item"));
+    EXPECT_EQ("F:0.0.10,2@1", objects[0].at("name"));
+    EXPECT_EQ(2, objects[0].at("count"));
     EXPECT_EQ(Json({5, 6}), objects[0].at("values"));
     EXPECT_EQ(Json({"5", "6"}), objects[0].at("texts"));
     EXPECT_EQ(true, objects[0].at("written"));
@@ -152,11 +157,21 @@ TEST_P(ReadWrite, ABroadcastReachesEveryStation) {
     EXPECT_EQ("DO:1@2 = 1", rig.tell("get DO:1@2"));
 }
 
-TEST_P(ReadWrite, ARefusedWriteIsNamedAndTheOthersAreDone) {
-    const Finished run = rig.dx7({"write", "F:10.0.00=1", "MOD:1=9"});
+TEST(Write, ARefusedOneIsNamedAndTheOthersAreDone) {
+    const StubbornDevice device(0xF320);
+    const Finished run = runToEnd(dx7Words({"write", "F:3.0.20=1", "MOD:1=9", "--tcp", device.address()}));
     EXPECT_EQ(1, run.exitCode);
-    EXPECT_NE(std::string::npos, run.errors.find("illegal data address")) << run.errors;
-    EXPECT_EQ(9, rig.client()->holding(0x1301));
+    EXPECT_NE(std::string::npos, run.errors.find("F:3.0.20@1 = 1 failed: exception 2 (illegal data address)"))
+        << run.errors;
+    EXPECT_EQ("MOD:1@1 = 9 written\n", run.output);
+}
+
+// What is printed of a run is what would write it again.
+TEST_P(ReadWrite, ARunIsNamedAsItIsTyped) {
+    const Finished run = rig.dx7({"write", "F:3.0.20,3=500,10,258", "DO:1,2@2=1,0"});
+    EXPECT_EQ("F:3.0.20,3@1 = 500,10,258 written\nDO:1,2@2 = 1,0 written\n", run.output) << run.errors;
+    const Finished again = rig.dx7({"write", "F:3.0.20,3@1=500,10,258", "DO:1,2@2=1,0"});
+    EXPECT_EQ(run.output, again.output) << again.errors;
 }
 
 TEST(WriteVerify, AValueThatDidNotTakeIsNamed) {

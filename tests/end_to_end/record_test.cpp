@@ -184,7 +184,7 @@ TEST_P(Tshark, DecodesEveryRead) {
 
 TEST_P(Tshark, DecodesEveryWrite) {
     const Rig rig(GetParam(), {"--baud", "9600"});
-    const std::vector<Packet> packets = record(rig, {"write", "DO:2=1", "MOD:1=1234", "F:0.0.10=1,2"}, 0);
+    const std::vector<Packet> packets = record(rig, {"write", "DO:2=1", "MOD:1=1234", "F:0.0.10,2=1,2"}, 0);
     ASSERT_EQ(6U, packets.size());
     const int functions[] = {5, 5, 6, 6, 16, 16};
     const int addresses[] = {0x1021, 0x1021, 0x1301, 0x1301, 0xE010, 0xE010};

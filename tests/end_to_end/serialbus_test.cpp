@@ -94,7 +94,7 @@ TEST_F(SerialBus, IsToldOfAnException) {
 }
 
 TEST_F(SerialBus, ReadsWhatDx7Wrote) {
-    ASSERT_EQ(0, rig.dx7({"write", "DO:1=1", "CW:0=0x047F", "F:3.0.20=500,10"}).exitCode);
+    ASSERT_EQ(0, rig.dx7({"write", "DO:1=1", "CW:0=0x047F", "F:3.0.20,2=500,10"}).exitCode);
     connect();
     EXPECT_EQ((std::vector<int>{1, 0}), read(QModbusDataUnit::Coils, 0x1020, 2));
     EXPECT_EQ((std::vector<int>{0x047F}), read(QModbusDataUnit::HoldingRegisters, 0x1300, 1));

@@ -12,7 +12,7 @@
 
 namespace {
 
-enum { REQUEST_BYTES = 8, WRITE_REGISTERS = 16, KEPT_VALUE = 7 };
+enum { REQUEST_BYTES = 8, WRITE_REGISTERS = 16, KEPT_VALUE = 7, PARAMETER = 0x0FFF };
 using Frame = std::vector<std::uint8_t>;
 
 Frame withCrc(Frame frame) {
@@ -28,8 +28,18 @@ Frame withCrc(Frame frame) {
     return frame;
 }
 
-Frame answer(const Frame& request) {
+bool touches(const Frame& request, int missing) {
+    const int first = (request[2] << 8 | request[3]) & PARAMETER;
+    const int count = request[1] == 3 || request[1] == WRITE_REGISTERS ? request[5] : 1;
+    const int place = missing & PARAMETER;
+    return missing >= 0 && place >= first && place < first + count;
+}
+
+Frame answer(const Frame& request, int missing) {
     const std::uint8_t function = request[1];
+    if (touches(request, missing)) {
+        return withCrc({request[0], static_cast<std::uint8_t>(function | 0x80), 2});
+    }
     if (function == 3) {
         const unsigned count = request[5];
         Frame reply{request[0], function, static_cast<std::uint8_t>(2 * count)};
@@ -52,7 +62,7 @@ bool waitFor(int fd, int stop) {
     return ::poll(both, 2, -1) > 0 && both[1].revents == 0;
 }
 
-void serve(int client, int stop) {
+void serve(int client, int stop, int missing) {
     Frame request;
     std::uint8_t chunk[256];
     while (waitFor(client, stop)) {
@@ -62,7 +72,7 @@ void serve(int client, int stop) {
         }
         request.insert(request.end(), chunk, chunk + count);
         if (request.size() >= REQUEST_BYTES && request.size() >= wholeLength(request)) {
-            const Frame reply = answer(request);
+            const Frame reply = answer(request, missing);
             if (::write(client, reply.data(), reply.size()) != static_cast<ssize_t>(reply.size())) {
                 return;
             }
@@ -73,7 +83,7 @@ void serve(int client, int stop) {
 
 }  // namespace
 
-StubbornDevice::StubbornDevice() {
+StubbornDevice::StubbornDevice(int missing) : m_missing(missing) {
     int stop[2];
     m_listener = ::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
     sockaddr_in place{};
@@ -106,7 +116,7 @@ void StubbornDevice::run() const {
     while (waitFor(m_listener, m_stopRead)) {
         const int client = ::accept4(m_listener, nullptr, nullptr, SOCK_CLOEXEC);
         if (client >= 0) {
-            serve(client, m_stopRead);
+            serve(client, m_stopRead, m_missing);
             ::close(client);
         }
     }

@@ -9,7 +9,8 @@
 /// Serves RTU frames over TCP on a thread of its own, one client after the other, until its end.
 class StubbornDevice {
 public:
-    StubbornDevice();
+    /// Requests that touch the parameter's register, to read (0xF...) or to write (0xE...), are refused.
+    explicit StubbornDevice(int missing = -1);
     ~StubbornDevice();
     StubbornDevice(const StubbornDevice&) = delete;
     StubbornDevice& operator=(const StubbornDevice&) = delete;
@@ -20,6 +21,7 @@ public:
 private:
     void run() const;
 
+    int m_missing;
     int m_listener = -1;
     int m_stopRead = -1;
     int m_stopWrite = -1;

@@ -1,6 +1,7 @@
 // The commands that need the driver but no line: types, check, copies, plan.
 #include <algorithm>
 #include <regex>
+#include <set>
 
 #include "rig.h"
 
@@ -21,7 +22,7 @@ TEST(Types, AreListedAsJson) {
         bits += type.at("kind") == "bit" ? 1 : 0;
         writable += type.at("writable") == true ? type.at("type").get<std::string>() + " " : "";
         if (type.at("type") == "F") {
-            EXPECT_EQ("F.#.55", type.at("highest"));
+            EXPECT_EQ("F.0.55", type.at("highest"));
         }
     }
     EXPECT_EQ(6, bits);
@@ -59,6 +60,61 @@ TEST(Check, NamesEachWrongAddressAndStillShowsTheOthers) {
     EXPECT_EQ(3, std::count(run.errors.begin(), run.errors.end(), '\n')) << run.errors;
     EXPECT_NE(std::string::npos, run.errors.find("XX")) << run.errors;
     EXPECT_NE(std::string::npos, run.errors.find("3.0.56")) << run.errors;
+}
+
+TEST(Check, SaysWhatTheDriverMakesOfWhatDx7Refuses) {
+    const Finished run = dx7({"check", "F:3O.0.24"});
+    EXPECT_EQ(2, run.exitCode);
+    EXPECT_EQ("", run.output);
+    EXPECT_EQ(
+        "dx7: \"F:3O.0.24\" is not a valid address, the nearest is \"F:3.0.24\" (F has 0.0.00 to F.0.55); "
+        "the "
+        "driver alone takes it as F:0.0.24\n",
+        run.errors);
+}
+
+TEST(Check, TheItemBeyondTheEndIsNotWritable) {
+    const Finished run = dx7({"check", "--json", "F:F.0.55", "F:10.0.00", "F:F.0.55,2", "D:2.0.00"});
+    EXPECT_EQ(0, run.exitCode) << run.errors;
+    const std::vector<Json> checked = jsonLines(run.output);
+    ASSERT_EQ(4U, checked.size());
+    EXPECT_EQ(true, checked[0].at("writable"));
+    EXPECT_EQ(false, checked[1].at("writable"));
+    EXPECT_EQ(false, checked[2].at("writable"));
+}
+
+// Whatever dx7 prints as an address it takes.
+TEST(Addresses, ThatArePrintedAreTaken) {
+    std::set<std::string> printed;
+    for (const Json& type : jsonLines(dx7({"types", "--json"}).output)) {
+        const std::string name = type.at("type");
+        const std::string lowest = name + ":" + type.at("lowest").get<std::string>();
+        printed.insert({lowest, name + ":" + type.at("highest").get<std::string>()});
+        for (const Json& copy : jsonLines(dx7({"copies", lowest, "1000", "--json"}).output)) {
+            if (copy.contains("address") && !copy.at("address").is_null()) {
+                printed.insert(name + ":" + copy.at("address").get<std::string>());
+            }
+        }
+    }
+    EXPECT_EQ(1123U, printed.size()) << "the items of all types";
+    for (const Json& block :
+         jsonLines(dx7({"plan", "--json", "F:0.0.00,896", "D:0.0.00,112@247", "SDO:1,8"}).output)) {
+        if (block.contains("items")) {
+            printed.insert(block.at("items").get<std::string>());
+        }
+    }
+    Words check{"check"};
+    check.insert(check.end(), printed.begin(), printed.end());
+    const Finished run = dx7(check);
+    EXPECT_EQ(0, run.exitCode) << run.errors.substr(0, 500);
+}
+
+TEST(Copies, BeyondTheEndHaveNoAddress) {
+    const std::vector<Json> copies = jsonLines(dx7({"copies", "DE:54", "3", "--json"}).output);
+    ASSERT_EQ(3U, copies.size());
+    EXPECT_EQ("55", copies[1].at("address"));
+    EXPECT_TRUE(copies[2].at("address").is_null());
+    EXPECT_EQ(56, copies[2].at("number"));
 }
 
 TEST(Copies, GoOnBehindAGroup) {

@@ -64,17 +64,74 @@ INSTANTIATE_TEST_SUITE_P(
                     Wrong{{"write", "F:0.0.00/unsigned=-5"}, "", "0 to 65535"},
                     Wrong{{"write", "--verify", "F:0.0.00/scale=3=10"}, "", "the nearest are 9 and 12"},
                     Wrong{{"write", "F:0.0.00/scale=0.001=0.0004"}, "", "the nearest are 0 and 0.001"},
-                    Wrong{{"write", "F:0.0.00/scale=0.1=1e30"}, "", "-3276.8 to 6553.5"},
+                    Wrong{{"write", "F:0.0.00/scale=0.1=1e30"}, "", "0 to 6553.5"},
                     Wrong{{"write", "F:0.0.00/scale=0.1=0x10"}, "", "decimal"},
                     Wrong{{"write", "F:0.0.00/hex=-1"}, "", "0x0000 to 0xffff"},
-                    Wrong{{"write", "F:0.0.00/scale=0.1=9999"}, "", "-3276.8 to 6553.5"},
-                    Wrong{{"write", "F:0.0.00/scale=-0.1=9999"}, "", "-6553.5 to 3276.8"},
+                    Wrong{{"write", "F:0.0.00/scale=0.1=9999"}, "", "0 to 6553.5"},
+                    Wrong{{"write", "F:0.0.00/scale=-0.1=9999"}, "", "-6553.5 to 0"},
                     Wrong{{"write", "F:0.0.00="}, "", "F"}, Wrong{{"write", "F:0.0.00=1.5"}, "", "1.5"},
                     Wrong{{"write", "F:0.0.00=nan"}, "", "nan"},
                     Wrong{{"write", "F:0.0.00/scale=0.1=inf"}, "", "inf"},
                     Wrong{{"write", "DE:0=1"}, "", "DE"}, Wrong{{"write", "MOD:1@0=1"}, "", "broadcast"},
                     Wrong{{"write", "--verify", "DO:1@0=1"}, "", "broadcast"},
                     Wrong{{"write", "MOD:2=1,2"}, "", "MOD"}, Wrong{{"write", "F:0.0.00,2=1"}, "", "count"}));
+
+// What the driver would take, as another address or with a part left out.
+INSTANTIATE_TEST_SUITE_P(
+    Fingers, WrongArguments,
+    testing::Values(
+        Wrong{{"write", "MOD:1=1", "F:3O.0.24=777"}, "", "the nearest is \"F:3.0.24\""},
+        Wrong{{"write", "F:3.9.25=1"}, "", "the nearest is \"F:3.0.25\""},
+        Wrong{{"write", "F:3.0.5=1"}, "", "the nearest is \"F:3.0.05\""},
+        Wrong{{"write", "F:a.0.01=1"}, "", "the nearest is \"F:A.0.01\""},
+        Wrong{{"write", "MOD:01=1"}, "", "the nearest is \"MOD:1\""},
+        Wrong{{"write", "MOD: 1=1"}, "", "the nearest is \"MOD:1\""},
+        Wrong{{"write", "MOD:1@01=1"}, "", "the nearest is \"1\""},
+        Wrong{{"write", "MOD:1@ 1=1"}, "", "the nearest is \"1\""},
+        Wrong{{"write", "MOD:1,+1=1"}, "", "the nearest is \"1\""},
+        Wrong{{"write", "mod:1=1"}, "", "\"MOD\""}, Wrong{{"write", "MOD:1= 1"}, "", "\" 1\""},
+        Wrong{{"write", "MOD:1=\u0661"}, "", "not a number"},
+        Wrong{{"read", "F:F.#.55"}, "", "the nearest is \"F:F.0.55\""},
+        Wrong{{"monitor", "--count", "1", "F:3.0.5"}, "", "\"F:3.0.05\""},
+        Wrong{{"plan", "F:3.0.8,5"}, "", "\"F:3.0.08\""},
+
+        Wrong{{"write", "F:10.0.00=1"}, "", "F:10.0.00 is beyond the end of F"},
+        Wrong{{"write", "MOD:1=1", "F:F.0.55,2=1,2"}, "", "F:10.0.00 is beyond the end of F"},
+        Wrong{{"write", "MOD:1=1", "F:3.0.20=1,2"}, "", "F:3.0.20,2=1,2"},
+        Wrong{{"write", "MOD:1=1", "F:3.0.20,3=1,2"},
+              "",
+              "takes 3 values, as many as its count, but 2 are given"},
+        Wrong{{"write", "F:3.0.20/scale=0.1/unit=s=-1"}, "", "0 to 6553.5 s"},
+        Wrong{{"write", "F:3.0.20/unit=s=-1"}, "", "0 to 65535 s"},
+        Wrong{{"read", "F:3.0.20/scale=1e304"}, "", "scale 1e+304 is too large"},
+        Wrong{{"write", "-c", "%", "ramp=12,3"},
+              "[[tag]]\nname = \"ramp\"\ntype = \"F\"\naddress = \"3.0.20\"\nscale = 0.1\n",
+              "tag \"ramp\" takes 1 value, as many as its count, but 2 are given; a run is written "
+              "TYPE:ADDRESS,COUNT=VALUE,VALUE..."},
+        Wrong{{"write", "-c", "%", "out=1"},
+              "[[tag]]\nname = \"out\"\ntype = \"DO\"\naddress = 1\ncount = 2\n",
+              "tag \"out\" takes 2 values, as many as its count, but 1 is given"},
+        Wrong{{"write", "-c", "%", "out[0]=1,0"},
+              "[[tag]]\nname = \"out\"\ntype = \"DO\"\naddress = 1\ncount = 2\n",
+              "tag \"out[0]\" takes 1 value"},
+        Wrong{{"read", "-c", "%"},
+              "[[tag]]\nname = \"a\"\ntype = \"F\"\naddress = \"3O.0.24\"\n",
+              "%:4:11: tag \"a\": \"F:3O.0.24\" is not a valid address, the nearest is \"F:3.0.24\""}));
+
+// A number of an option is written in one way, too.
+INSTANTIATE_TEST_SUITE_P(
+    Numbers, WrongArguments,
+    testing::Values(
+        Wrong{{"read", "AI:0", "--timeout", "0100"}, "", "--timeout: \"0100\" is not a whole number"},
+        Wrong{{"read", "AI:0", "--timeout", "0x64"}, "", "--timeout: \"0x64\" is not a whole number"},
+        Wrong{{"read", "AI:0", "--timeout", " 100"}, "", "--timeout: \" 100\" is not a whole number"},
+        Wrong{{"read", "AI:0", "--gap", "5,5"}, "", "--gap: \"5,5\" is not a number"},
+        Wrong{{"read", "AI:0", "--gap", "0x1p3"}, "", "--gap: \"0x1p3\" is not a number"},
+        Wrong{{"read", "AI:0", "--gap", " 5"}, "", "--gap: \" 5\" is not a number"},
+        Wrong{{"monitor", "AI:0", "--seconds", "inf"}, "", "--seconds: \"inf\" is not a number"},
+        Wrong{{"scan", "--stations", "01-3"}, "", "--stations"},
+        Wrong{{"scan", "--stations", "1, 3"}, "", "--stations"},
+        Wrong{{"params", "save", "%", "--groups", "+3"}, "", "--groups"}));
 
 INSTANTIATE_TEST_SUITE_P(
     Items, WrongArguments,
@@ -156,7 +213,9 @@ INSTANTIATE_TEST_SUITE_P(
         Wrong{{"params", "diff", "%"}, "station = 1\n[AI]\n\"0\" = 1\n", "%:2:"},
         Wrong{{"params", "diff", "%"},
               "station = 1\n[F]\n\"3.0.25\" = 1\n\"3.#.25\" = 1\n",
-              "3.0.25 stands here twice"},
+              "%:4:1: \"F:3.#.25\" is not a valid address, the nearest is \"F:3.0.25\""},
+        Wrong{{"params", "load", "%"}, "station = 1\n[F]\n\"3O.0.24\" = 1\n", "the nearest is \"F:3.0.24\""},
+        Wrong{{"params", "load", "%"}, "station = 1\n[F]\n\"10.0.00\" = 1\n", "%:3:1: F:10.0.00 is beyond"},
         Wrong{{"params", "diff", "%"}, "station = \"one\"\n[F]\n\"3.0.25\" = 1\n", "%:1:11: "},
         Wrong{{"params", "diff", "%"}, "station = 1\n[F]\n", "%:1:1: "},
         Wrong{{"params", "diff", "%"}, "station = 1\n[FOO]\n\"0\" = 1\n", "%:2:"}));
@@ -264,6 +323,7 @@ INSTANTIATE_TEST_SUITE_P(
                     Wrong{{"replay", "/nowhere/line.pcap"}, "", "/nowhere/line.pcap"},
                     Wrong{{"replay", "%"}, "this is no recording", "%"}, Wrong{{"check"}, "", "item"},
                     Wrong{{"copies", "F:0.0.00"}, "", "copies"},
+                    Wrong{{"copies", "F:0.0.0", "3"}, "", "\"F:0.0.00\""},
                     Wrong{{"copies", "F:0.0.00", "few"}, "", "copies: \"few\" is not a whole number"},
                     Wrong{{"copies", "F:0.0.00", "4294967297"}, "", "4294967297, it must be 1 to 1000"},
                     Wrong{{"copies", "F:0.0.00", "2", "--step", "2147483647"}, "", "--step"},

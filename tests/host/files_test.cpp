@@ -58,7 +58,10 @@ TEST_F(FilesTest, FaultsOfParameterFilesAreNamedByPlace) {
     EXPECT_EQ(placeOf("station = 1\n[F]\n\"0.0.00\" = 65536\n", load), "3:12");
     EXPECT_EQ(placeOf("station = 1\n[F]\n\"0.0.00\" = -1\n", load), "3:12");
     EXPECT_EQ(placeOf("[F]\n\"0.0.56\" = 1\n", load), "2:1");
-    EXPECT_EQ(placeOf("[F]\n\"0.0.1\" = 1\n\"0.0.01\" = 2\n", load), "2:1");
+    EXPECT_EQ(placeOf("[F]\n\"0.0.01\" = 1\n\"0.0.1\" = 2\n", load), "3:1");
+    EXPECT_EQ(placeOf("[F]\n\"3O.0.24\" = 1\n", load), "2:1");
+    EXPECT_EQ(placeOf("[F]\n\"10.0.00\" = 1\n", load), "2:1");
+    EXPECT_EQ(placeOf("[MOD]\n\"01\" = 1\n", load), "2:1");
     EXPECT_EQ(placeOf("statoin = 1\n", load), "1:1");
     EXPECT_EQ(placeOf("station = 248\n", load), "1:11");
     EXPECT_EQ(placeOf("[AI]\n\"0\" = 1\n", load), "1:2");
@@ -96,6 +99,18 @@ TEST_F(FilesTest, ALineFileSetsTheLineAndItsTags) {
     EXPECT_EQ(points[2].notation(), QStringLiteral("F:3.0.26@1"));
 }
 
+TEST_F(FilesTest, ATagWithACountIsNamedAsAWholeAndByItsParts) {
+    const QString file = fileWith(
+        "[[tag]]\nname = \"out\"\ntype = \"DO\"\naddress = 1\ncount = 2\n"
+        "[[tag]]\nname = \"one\"\ntype = \"DO\"\naddress = 1\n");
+    const QVector<LineTag> tags = lineTags(file, notation());
+    ASSERT_EQ(tags.size(), 2);
+    EXPECT_EQ(tags[0].name, QStringLiteral("out"));
+    ASSERT_EQ(tags[0].points.size(), 2);
+    EXPECT_EQ(tags[0].points[1].name, QStringLiteral("out[1]"));
+    EXPECT_EQ(tags[1].points.first().name, QStringLiteral("one"));
+}
+
 TEST_F(FilesTest, FaultsOfLineFilesAreNamedByPlace) {
     const auto load = [](const QString& file) {
         LineSettings settings;
@@ -111,6 +126,13 @@ TEST_F(FilesTest, FaultsOfLineFilesAreNamedByPlace) {
     EXPECT_EQ(placeOf("[[tag]]\nname = \"a\"\ntype = \"AI\"\naddress = 0\nuint = \"V\"\n", load), "5:1");
     EXPECT_EQ(placeOf("[[tag]]\nname = \"a\"\ntype = \"AI\"\naddress = 4\n", load), "4:11");
     EXPECT_EQ(placeOf("[[tag]]\ntype = \"AI\"\naddress = 0\n", load), "1:1");
+    EXPECT_EQ(placeOf("[[tag]]\nname = \"a\"\ntype = \"F\"\naddress = \"3O.0.24\"\n", load), "4:11");
+    EXPECT_EQ(placeOf("[[tag]]\nname = \"a\"\ntype = \"AI\"\naddress = \"00\"\n", load), "4:11");
+    // A tag with a count and one without that bear the same name.
+    EXPECT_EQ(placeOf("[[tag]]\nname = \"a\"\ntype = \"AI\"\naddress = 0\ncount = 2\n"
+                      "[[tag]]\nname = \"a\"\ntype = \"AI\"\naddress = 3\n",
+                      load),
+              "6:1");
 }
 
 TEST_F(FilesTest, ARecordingHoldsWhatPassed) {
@@ -157,8 +179,9 @@ TEST(FrameText, ShortFramesAreDescribedWithoutReadingBeyondThem) {
 
 TEST(NumberRanges, ListsAndRanges) {
     EXPECT_EQ(numbersFromText(QStringLiteral("1-3,9,2"), "--stations", 1, 247), (QVector<int>{1, 2, 3, 9}));
-    for (const char* bad : {"", "0", "248", "5-1", "1-", "-3", "a", "1,,2", "1-2-3"}) {
-        EXPECT_THROW(numbersFromText(QString::fromLatin1(bad), "--stations", 1, 247), UsageError) << bad;
+    for (const char* bad : {"",   "0",  "248",  "5-1",  "1-",  "-3",  "a",    "1,,2",   "1-2-3", "01", "+1",
+                            " 1", "1 ", "1, 2", "1 -2", "1\n", "0x1", "1-05", "\u0661", "1.0",   "1O"}) {
+        EXPECT_THROW(numbersFromText(QString::fromUtf8(bad), "--stations", 1, 247), UsageError) << bad;
     }
 }
 

@@ -81,7 +81,7 @@ TEST_F(PollEngineTest, ValuesComeFromTheirOwnStation) {
 }
 
 TEST_F(PollEngineTest, WritesAreCutWhereRegisterNumbersDoNotRunOn) {
-    const WriteRequest request = notation().write(QStringLiteral("F:0.0.08=1,2,3,4"));
+    const WriteRequest request = notation().write(QStringLiteral("F:0.0.08,4=1,2,3,4"));
     int good = 0;
     engine.write(request, [&](const Transaction& transaction) { good += transaction.good() ? 1 : 0; });
     runOperations();
@@ -91,7 +91,7 @@ TEST_F(PollEngineTest, WritesAreCutWhereRegisterNumbersDoNotRunOn) {
 }
 
 TEST_F(PollEngineTest, EveryBitIsAWriteOfItsOwn) {
-    engine.write(notation().write(QStringLiteral("SDO:3=1,0,1")), [](const Transaction&) {});
+    engine.write(notation().write(QStringLiteral("SDO:3,3=1,0,1")), [](const Transaction&) {});
     runOperations();
     EXPECT_EQ(line.requests,
               (QVector<QByteArray>{framed(hex("01 05 10 62 FF 00")), framed(hex("01 05 10 63 00 00")),

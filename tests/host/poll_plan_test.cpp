@@ -96,7 +96,9 @@ TEST_F(PollPlanTest, EveryItemIsCoveredByABlockOfItsOwnStation) {
                 const QString start = text.section(QLatin1Char(':'), 1).section(QLatin1Char(','), 0, 0);
                 const int count = text.contains(QLatin1Char(',')) ? (start == QLatin1String("0") ? 4 : 2) : 1;
                 const QString plain = start.section(QLatin1Char('@'), 0, 0);
-                const QString typed = type.grouped() ? QStringLiteral("0.0.") + plain : plain;
+                const QString typed = type.grouped()
+                                          ? QStringLiteral("0.0.") + plain.rightJustified(2, QLatin1Char('0'))
+                                          : plain;
                 if (driverFunctions().checkAddrValidity(type.name, typed, &address, count,
                                                         type.bit ? 0 : 1) == 0) {
                     items += QStringLiteral("%1:%2,%3@%4").arg(type.name, typed).arg(count).arg(station);

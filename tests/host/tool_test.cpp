@@ -22,7 +22,7 @@ QJsonObject json(const QString& line) {
 
 TEST_F(ToolTest, ReadShowsValuesInTheirFormats) {
     startDevice();
-    ASSERT_EQ(tool("write F:0.0.10=65535,258 DO:2=1").exitCode, 0);
+    ASSERT_EQ(tool("write F:0.0.10,2=65535,258 DO:2=1").exitCode, 0);
     const ToolRun run = tool("read F:0.0.10,2 F:0.0.10/s32 F:0.0.11/hex F:0.0.11/scale=0.5/unit=V DO:1,2");
     EXPECT_EQ(run.exitCode, 0) << run.errors.toStdString();
     EXPECT_EQ(run.output,
@@ -37,16 +37,18 @@ TEST_F(ToolTest, ReadNamesWhatFailsAndShowsTheRest) {
     EXPECT_EQ(run.lines().size(), 1);
     EXPECT_TRUE(
         run.errors.contains(latin("dx7: F:10.0.00@1 could not be read: exception 2 (illegal data address)")));
+    EXPECT_TRUE(run.errors.startsWith(
+        latin("dx7: warning: F:10.0.00@1 is beyond the end of F, which has 0.0.00 to F.0.55\n")));
     EXPECT_TRUE(run.errors.contains(latin("dx7: AI:0@9 could not be read: no reply")));
 }
 
 TEST_F(ToolTest, WriteVerifiesEveryWritableType) {
     startDevice();
     const ToolRun run =
-        tool("write --verify CW_bit:3=1 DO:1=on RO:1=1 SDO:2=1,0,1 CW:0=0x047F F:0.0.08=1,2,3,4");
+        tool("write --verify CW_bit:3=1 DO:1=on RO:1=1 SDO:2,3=1,0,1 CW:0=0x047F F:0.0.08,4=1,2,3,4");
     EXPECT_EQ(run.exitCode, 0) << run.errors.toStdString();
     EXPECT_EQ(run.lines().size(), 6);
-    EXPECT_TRUE(run.lines().last().contains(latin("F:0.0.08@1 = 1,2,3,4 written and verified")));
+    EXPECT_TRUE(run.lines().last().contains(latin("F:0.0.08,4@1 = 1,2,3,4 written and verified")));
 }
 
 // CW_bit:3 is a bit of CW:0, and the last F:0.0.10 is that of the run before: each was as written when it was
@@ -57,7 +59,7 @@ TEST_F(ToolTest, WhatTheNextWriteChangesIsVerifiedBeforeIt) {
     EXPECT_EQ(alias.exitCode, 0) << alias.errors.toStdString();
     EXPECT_EQ(alias.output, latin("CW:0@1 = 1 written and verified\nCW_bit:3@1 = 1 written and verified\n"
                                   "CW:0@1 = 16 written and verified\nCW_bit:3@1 = 0 written and verified\n"));
-    const ToolRun twice = tool("write --verify F:0.0.08=1,2,3 F:0.0.10=7 F:0.0.10=8");
+    const ToolRun twice = tool("write --verify F:0.0.08,3=1,2,3 F:0.0.10=7 F:0.0.10=8");
     EXPECT_EQ(twice.exitCode, 0) << twice.errors.toStdString();
     EXPECT_EQ(tool("read F:0.0.08,3 CW:0").output,
               latin("F:0.0.08@1 = 1\nF:0.0.09@1 = 2\nF:0.0.10@1 = 8\nCW:0@1 = 16\n"));
@@ -195,7 +197,7 @@ TEST_F(ToolTest, ParametersOfASilentStationLeaveTheFileAlone) {
 TEST_F(ToolTest, ARecordingCanBeReplayed) {
     startDevice();
     const std::string file = path("line.pcap").toStdString();
-    tool(("write DO:1=1 F:0.0.10=10,258 F:3.0.25=500 --record " + file).c_str());
+    tool(("write DO:1=1 F:0.0.10,2=10,258 F:3.0.25=500 --record " + file).c_str());
     const ToolRun writes = runTool({latin("replay"), path("line.pcap")});
     EXPECT_EQ(writes.lines().size(), 6) << writes.output.toStdString();
     EXPECT_TRUE(writes.output.contains(

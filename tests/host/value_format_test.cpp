@@ -95,7 +95,7 @@ class TypedValue : public testing::TestWithParam<ValueCase> {};
 
 TEST_P(TypedValue, IsTakenOrRefused) {
     const ValueCase& c = GetParam();
-    const QString text = QString::fromLatin1(c.text);
+    const QString text = QString::fromUtf8(c.text);
     if (c.raw < 0) {
         EXPECT_THROW(itemsFromText(format(c.options), type(c.type), text), UsageError);
     } else {
@@ -118,6 +118,30 @@ INSTANTIATE_TEST_SUITE_P(
                     ValueCase{"scale=0.1", "F", "nan", -1}, ValueCase{"scale=0.1", "F", "1e300", -1},
                     ValueCase{"u32", "F", "4294967296", -1}));
 
+// A value is typed without blanks, in ASCII digits; without any format a word may be typed signed.
+INSTANTIATE_TEST_SUITE_P(
+    TypedTexts, TypedValue,
+    testing::Values(ValueCase{"", "F", " 5", -1}, ValueCase{"", "F", "5 ", -1}, ValueCase{"", "F", "5\n", -1},
+                    ValueCase{"", "F", "\t5", -1}, ValueCase{"", "F", "1e3", -1},
+                    ValueCase{"", "F", "5OO", -1}, ValueCase{"", "F", "\u0665", -1},
+                    ValueCase{"", "F", "\uFF15", -1}, ValueCase{"", "F", "1,5", -1},
+                    ValueCase{"", "F", "007", 7}, ValueCase{"", "F", "-0x1", 65535},
+                    ValueCase{"", "F", "0XfF", 255}, ValueCase{"", "F", "-1", 65535},
+                    ValueCase{"scale=0.1", "F", " 5", -1}, ValueCase{"scale=0.1", "F", "5\n", -1},
+                    ValueCase{"scale=0.1", "F", "1,5", -1}, ValueCase{"scale=0.1", "F", "\u0665", -1},
+                    ValueCase{"scale=0.1", "F", "1e-400", -1}, ValueCase{"", "DO", " 1", -1},
+                    ValueCase{"", "DO", "on ", -1}, ValueCase{"", "DO", "ON", -1}));
+
+// With a scale, unit or format the range that is shown is the range that is taken.
+INSTANTIATE_TEST_SUITE_P(
+    ShownRanges, TypedValue,
+    testing::Values(ValueCase{"scale=0.1/unit=s", "F", "-1", -1}, ValueCase{"scale=0.1", "F", "-0.1", -1},
+                    ValueCase{"unit=s", "F", "-1", -1}, ValueCase{"unit=s/scale=0.1", "F", "-3276.8", -1},
+                    ValueCase{"scale=1", "F", "-1", -1}, ValueCase{"unit=", "F", "-1", -1},
+                    ValueCase{"scale=-0.1", "F", "0.1", -1}, ValueCase{"scale=-0.1", "F", "-6553.5", 65535},
+                    ValueCase{"signed/scale=0.1/unit=s", "F", "-1", 65526},
+                    ValueCase{"scale=0.1", "F", "6553.5", 65535}, ValueCase{"unit=s", "F", "65535", 65535}));
+
 // A format that is named keeps values to its own range.
 INSTANTIATE_TEST_SUITE_P(
     NamedFormats, TypedValue,
@@ -132,7 +156,7 @@ INSTANTIATE_TEST_SUITE_P(
         ValueCase{"signed/scale=0.1", "F", "3276.7", 32767}, ValueCase{"signed/scale=0.1", "F", "3276.8", -1},
         ValueCase{"signed/scale=0.1", "F", "5000", -1}, ValueCase{"signed/scale=-0.1", "F", "3276.8", 32768},
         ValueCase{"signed/scale=-0.1", "F", "-3276.8", -1}, ValueCase{"unsigned/scale=0.1", "F", "-0.1", -1},
-        ValueCase{"unit=V", "F", "-1", 65535}, ValueCase{"unit=V", "F", "65535", 65535}));
+        ValueCase{"unit=V", "F", "-1", -1}, ValueCase{"unit=V", "F", "65535", 65535}));
 
 // A scaled value is a multiple of its scale.
 INSTANTIATE_TEST_SUITE_P(
@@ -231,9 +255,10 @@ INSTANTIATE_TEST_SUITE_P(
                       "value 99999999999999999999 for F is out of range, it must be -32768 to 65535"},
         ComplaintCase{"hex", "0xfffffffffffffffff",
                       "value 0xfffffffffffffffff for F is out of range, it must be 0x0000 to 0xffff"},
-        ComplaintCase{"scale=0.1", "1e30", "value 1e30 for F is out of range, it must be -3276.8 to 6553.5"},
-        ComplaintCase{"scale=0.1", "-1e400",
-                      "value -1e400 for F is out of range, it must be -3276.8 to 6553.5"},
+        ComplaintCase{"scale=0.1", "1e30", "value 1e30 for F is out of range, it must be 0 to 6553.5"},
+        ComplaintCase{
+            "scale=0.1", "-1e400",
+            "value -1e400 for F is out of range, it must be 0 to 6553.5; only signed words are less than 0"},
         ComplaintCase{"scale=0.1", "inf", "value \"inf\" for F is not a number"},
         ComplaintCase{"scale=0.1", "0x10",
                       "value \"0x10\" for F is not decimal, as a scaled value must be"}));

@@ -20,7 +20,11 @@ std::string itemText(const std::string& type, int group, int index, int station)
 WriteStorm::Write WriteStorm::withValues(const std::string& type, int group, int first, int count,
                                          int station) {
     Write write;
-    write.argument = itemText(type, group, first, station) + "=";
+    write.argument = itemText(type, group, first, station);
+    if (count > 1) {
+        write.argument.insert(write.argument.find('@'), "," + std::to_string(count));
+    }
+    write.argument += "=";
     for (int i = 0; i < count; ++i) {
         const int value = below(type == "DO" || type == "SDO" ? 2 : 65536);
         write.argument += (i == 0 ? "" : ",") + std::to_string(value);

@@ -21,7 +21,7 @@ public:
 
 private:
     struct Write {
-        std::string argument;            // "F:8.0.20@1=1,2"
+        std::string argument;            // "F:8.0.20,2@1=1,2"
         std::vector<std::string> items;  // "F:8.0.20@1", "F:8.0.21@1"
         std::vector<int> values;
     };
