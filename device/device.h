@@ -29,6 +29,9 @@ public:
     /// Carries out a whole frame of at least 4 bytes and returns what goes back, usually one frame or none.
     std::vector<Outgoing> handle(const Bytes& frame, Time now);
 
+    /// Counts a request that came while too many replies waited; nothing else becomes of it.
+    void countOverrun() { ++m_statistics.overruns; }
+
     // The rest is the user's side. Each throws UsageError when the station is not simulated.
 
     /// Sets an item of one station, or of all.

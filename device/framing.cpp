@@ -11,7 +11,8 @@ enum : std::size_t {
     PLAIN_FRAME = 8,
     BYTE_COUNT_INDEX = 6,
     WRITE_OVERHEAD = 9,
-    LONGEST_FRAME = 256
+    LONGEST_FRAME = 256,
+    MOST_UNDER_WAY = 1024
 };
 
 /// Length of the request that `bytes` begin with; none when it is not known (yet).
@@ -87,7 +88,9 @@ void Framing::reset() {
 ReceivedFrame Framing::cut(std::size_t length) {
     const auto end = m_pending.begin() + static_cast<std::ptrdiff_t>(length);
     ReceivedFrame frame{Bytes(m_pending.begin(), end), Time()};
-    frame.complete = std::max(m_last, m_first + m_charTime * static_cast<Time::rep>(length));
+    const Time carried = m_first + m_charTime * static_cast<Time::rep>(length);
+    const Time latest = m_last + m_charTime * static_cast<Time::rep>(MOST_UNDER_WAY);
+    frame.complete = std::max(m_last, std::min(carried, latest));
     m_pending.erase(m_pending.begin(), end);
     m_first = frame.complete;
     return frame;

@@ -24,6 +24,9 @@ struct ReceivedFrame {
 /// Everything else is judged when the line has fallen silent: it is a request when it ends in a good CRC (a
 /// function code of unknown length), else it is noise, which is dropped and counted; so reception always
 /// starts afresh after a damaged request.
+///
+/// Bytes that arrive faster than the simulated line carries them count as still under way on it, up to 1024
+/// characters: a client that floods the line does not put it off for hours.
 class Framing {
 public:
     /// `charTime`: how long one character takes on the simulated line, 0 when bytes take no time. `silence`:

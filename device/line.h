@@ -9,13 +9,14 @@
 #include <vector>
 
 #include "crc16.h"
+#include "printable.h"
 
 namespace dx7sim {
 
-/// The line cannot be used any more; the text says why.
+/// The line cannot be used any more; the text says why. It is made printable.
 class LineError : public std::runtime_error {
 public:
-    using std::runtime_error::runtime_error;
+    explicit LineError(const std::string& text) : std::runtime_error(printable(text)) {}
 };
 
 /// What a line reports in one go.

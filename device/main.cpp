@@ -4,12 +4,12 @@
 #include <unistd.h>
 
 #include <cerrno>
-#include <iostream>
 #include <stdexcept>
 
 #include "descriptor.h"
 #include "exit_codes.h"
 #include "options.h"
+#include "output.h"
 #include "server.h"
 #include "usage_error.h"
 #include "values_file.h"
@@ -44,8 +44,10 @@ Descriptor catchSignals() {
     ::sigaddset(&ending, SIGHUP);
     ::sigprocmask(SIG_BLOCK, &ending, nullptr);
     ignore(SIGPIPE);
-    // In the background a terminal's input is not ours: reading it shall fail, not stop the device.
+    // In the background a terminal is not ours: reading it shall fail, writing to it go on, neither stop the
+    // device.
     ignore(SIGTTIN);
+    ignore(SIGTTOU);
     Descriptor signals(::signalfd(-1, &ending, SFD_CLOEXEC));
     if (!signals.isOpen()) {
         throw std::runtime_error("cannot receive signals: " + errnoText());
@@ -67,48 +69,69 @@ LineTiming timingOf(const Options& options) {
 }
 
 std::string readyText(const Line& line, const std::vector<int>& stations) {
-    std::string text = "ready on " + line.name() + ", stations ";
+    std::string text = "ready on " + printable(line.name()) + ", stations ";
     for (std::size_t i = 0; i < stations.size(); ++i) {
         text += (i == 0 ? "" : ",") + std::to_string(stations[i]);
     }
-    return text;
+    return text + "\n";
 }
 
-int runDevice(const Options& options) {
-    const Descriptor signals = catchSignals();
-    Device device(options.stations, options.faults, options.seed, options.lateBy,
-                  options.moveAll ? Movement::All : Movement::Natural);
+/// Gives the device the values to start from.
+void setInitialValues(Device& device, const Options& options) {
     if (!options.valuesFile.empty()) {
         for (const InitialValue& initial : readValuesFile(options.valuesFile, options.stations)) {
             device.set(initial.target, initial.value, Time());
         }
     }
+}
+
+int runOnLine(Device& device, const Options& options, int signals, Output& output) {
     const std::unique_ptr<Line> line = openLine(options);
-    Server server(device, *line, timingOf(options), signals.get(), options.trace);
-    std::cout << readyText(*line, device.stations()) << std::endl;
+    Server server(device, *line, timingOf(options), signals, output, options.trace);
+    output.print(readyText(*line, device.stations()));
     int exitCode = EXIT_DONE;
     try {
         server.run();
     } catch (const LineError& error) {
-        std::cerr << "dx7-device: " << error.what() << '\n';
+        output.complain(error.what());
         exitCode = EXIT_LINE_FAILED;
     }
-    std::cout << server.summary() << std::flush;
+    output.print(server.summary());
     return exitCode;
+}
+
+/// Runs `action` and says what it throws. Returns the exit code.
+template <typename Action>
+int reporting(Output& output, Action action) {
+    try {
+        return action();
+    } catch (const UsageError& error) {
+        output.complain(error.what());
+        return EXIT_WRONG_USAGE;
+    } catch (const std::exception& error) {
+        output.complain(error.what());
+        return EXIT_LINE_FAILED;
+    }
+}
+
+int runDevice(const Options& options) {
+    Device device(options.stations, options.faults, options.seed, options.lateBy,
+                  options.moveAll ? Movement::All : Movement::Natural);
+    // Before the signals are caught: they end a device that waits for a values file, as a pipe without a
+    // writer.
+    setInitialValues(device, options);
+    const Descriptor signals = catchSignals();
+    Output whileRunning(signals.get());
+    return reporting(whileRunning, [&] { return runOnLine(device, options, signals.get(), whileRunning); });
 }
 
 }  // namespace
 
 int main(int argc, char** argv) {
     occupyStandardDescriptors();
-    try {
+    Output output(-1);
+    return reporting(output, [&] {
         const CommandLine commandLine = parseCommandLine(argc, argv);
         return commandLine.options ? runDevice(*commandLine.options) : commandLine.exitCode;
-    } catch (const UsageError& error) {
-        std::cerr << "dx7-device: " << error.what() << '\n';
-        return EXIT_WRONG_USAGE;
-    } catch (const std::exception& error) {
-        std::cerr << "dx7-device: " << error.what() << '\n';
-        return EXIT_LINE_FAILED;
-    }
+    });
 }

@@ -5,6 +5,7 @@
 
 #include "exit_codes.h"
 #include "notation.h"
+#include "printable.h"
 #include "usage_error.h"
 
 namespace dx7sim {
@@ -143,7 +144,7 @@ CommandLine parseCommandLine(int argc, const char* const* argv) {
             app.exit(error);
             return {std::nullopt, EXIT_DONE};
         }
-        std::cerr << "dx7-device: " << error.what() << " (--help shows what can be asked)\n";
+        std::cerr << "dx7-device: " << printable(error.what()) << " (--help shows what can be asked)\n";
         return {std::nullopt, EXIT_WRONG_USAGE};
     } catch (const UsageError& error) {
         std::cerr << "dx7-device: " << error.what() << '\n';

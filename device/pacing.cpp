@@ -14,6 +14,7 @@ LineTiming LineTiming::ofBaud(int baud, int bitsPerChar) {
 void Pacing::queue(const Bytes& frame, Time earliest, Time pause) {
     const Time start = std::max(earliest, m_lineFree) + pause;
     m_frames.push_back({frame, start, 0});
+    m_waitingBytes += frame.size();
     m_lineFree = through(m_frames.back(), frame.size());
 }
 
@@ -23,6 +24,7 @@ Bytes Pacing::due(Time now) {
         Frame& frame = m_frames.front();
         while (frame.sent < frame.bytes.size() && through(frame, frame.sent + 1) <= now) {
             bytes.push_back(frame.bytes[frame.sent++]);
+            --m_waitingBytes;
         }
         if (frame.sent < frame.bytes.size()) {
             break;
@@ -42,8 +44,14 @@ std::optional<Time> Pacing::nextDue(Time now) const {
     return std::min(end, std::max(next, now + std::chrono::milliseconds(1)));
 }
 
+bool Pacing::isFull() const {
+    enum : std::size_t { MOST_FRAMES = 32, MOST_BYTES = 4096 };
+    return m_frames.size() >= MOST_FRAMES || m_waitingBytes >= MOST_BYTES;
+}
+
 void Pacing::clear() {
     m_frames.clear();
+    m_waitingBytes = 0;
     m_lineFree = Time();
 }
 

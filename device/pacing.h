@@ -37,6 +37,10 @@ public:
     /// frame.
     std::optional<Time> nextDue(Time now) const;
 
+    /// Whether so much waits that a request cannot be taken any more: 32 frames or 4096 bytes. What is queued
+    /// all the same goes out.
+    bool isFull() const;
+
     /// Drops what is queued, for a new client.
     void clear();
 
@@ -51,6 +55,7 @@ private:
 
     Time m_charTime;
     std::deque<Frame> m_frames;
+    std::size_t m_waitingBytes = 0;
     Time m_lineFree{};
 };
 

@@ -3,6 +3,7 @@
 
 #include <map>
 
+#include "../host/port_lock.h"
 #include "descriptor.h"
 #include "line.h"
 #include "usage_error.h"
@@ -30,6 +31,8 @@ speed_t speedOf(int baud) {
 class SerialLine : public Line {
 public:
     SerialLine(const std::string& path, const SerialSettings& settings);
+    /// Closing would wait up to 30 s for a reply that is still going out on a slow line.
+    ~SerialLine() override { ::tcflush(m_port.get(), TCOFLUSH); }
 
     std::vector<int> descriptors() const override { return {m_port.get()}; }
     LineInput receive() override;
@@ -38,11 +41,16 @@ public:
 
 private:
     std::string m_path;
+    dx7::PortLock m_lock;
     Descriptor m_port;
 };
 
 SerialLine::SerialLine(const std::string& path, const SerialSettings& settings) : m_path(path) {
     const speed_t speed = speedOf(settings.baud);
+    std::string why;
+    if (!m_lock.take(path, &why)) {
+        throw UsageError("cannot open the serial port \"" + path + "\": " + why);
+    }
     m_port = Descriptor(::open(path.c_str(), O_RDWR | O_NOCTTY | O_NONBLOCK | O_CLOEXEC));
     if (!m_port.isOpen()) {
         throw UsageError("cannot open the serial port \"" + path + "\": " + errnoText());
@@ -50,6 +58,9 @@ SerialLine::SerialLine(const std::string& path, const SerialSettings& settings) 
     termios line{};
     if (::tcgetattr(m_port.get(), &line) != 0) {
         throw UsageError("\"" + path + "\" is no serial port: " + errnoText());
+    }
+    if (!m_lock.confirm(m_port.get(), &why)) {
+        throw UsageError("cannot open the serial port \"" + path + "\": " + why);
     }
     ::cfmakeraw(&line);
     ::cfsetspeed(&line, speed);

@@ -5,8 +5,8 @@
 #include <algorithm>
 #include <cerrno>
 #include <iomanip>
-#include <iostream>
 #include <sstream>
+#include <utility>
 
 #include "commands.h"
 
@@ -20,11 +20,13 @@ constexpr Time SHORTEST_SILENCE = std::chrono::milliseconds(20);
 
 }  // namespace
 
-Server::Server(Device& device, Line& line, const LineTiming& timing, int signals, bool traceFrames)
+Server::Server(Device& device, Line& line, const LineTiming& timing, int signals, Output& output,
+               bool traceFrames)
     : m_device(device),
       m_line(line),
       m_timing(timing),
       m_signals(signals),
+      m_output(output),
       m_trace(traceFrames),
       m_start(std::chrono::steady_clock::now()),
       m_framing(timing.charTime, std::max(SHORTEST_SILENCE, timing.turnaround)),
@@ -57,10 +59,7 @@ void Server::run() {
         if (const auto frame = m_framing.silence(now())) {
             carryOut(*frame);
         }
-        const Bytes due = m_pacing.due(now());
-        if (!due.empty()) {
-            m_line.send(due);
-        }
+        sendDue();
         if (waitedFor[1].revents != 0) {
             readCommands();
         }
@@ -101,10 +100,24 @@ void Server::receive() {
 }
 
 void Server::carryOut(const ReceivedFrame& frame) {
+    // What is due makes room first: a line that takes no time loses nothing.
+    sendDue();
+    if (m_pacing.isFull()) {
+        trace("lost   ", frame.bytes);
+        m_device.countOverrun();
+        return;
+    }
     trace("request", frame.bytes);
     for (const Outgoing& outgoing : m_device.handle(frame.bytes, now())) {
         trace("reply  ", outgoing.bytes);
         m_pacing.queue(outgoing.bytes, frame.complete + m_timing.turnaround, outgoing.pause);
+    }
+}
+
+void Server::sendDue() {
+    const Bytes due = m_pacing.due(now());
+    if (!due.empty()) {
+        m_line.send(due);
     }
 }
 
@@ -115,7 +128,12 @@ void Server::forgetClient() {
 
 void Server::readCommands() {
     char chunk[512];
-    const ssize_t count = ::read(STDIN_FILENO, chunk, sizeof chunk);
+    ssize_t count = 0;
+    {
+        // Another program that reads the same input may have been faster.
+        const Interruptions interruptions;
+        count = ::read(STDIN_FILENO, chunk, sizeof chunk);
+    }
     if (count > 0) {
         m_typed.append(chunk, static_cast<std::size_t>(count));
         runCommands();
@@ -133,20 +151,26 @@ void Server::runCommands() {
     enum : std::size_t { LONGEST_LINE = 4096 };
     for (std::size_t end = m_typed.find('\n'); end != std::string::npos && !m_ending;
          end = m_typed.find('\n')) {
-        const CommandResult result =
-            runCommand(m_typed.substr(0, end), m_device, now(), m_framing.droppedBytes());
+        const std::string line = m_typed.substr(0, end);
         m_typed.erase(0, end + 1);
-        std::cout << result.answer << std::flush;
+        if (std::exchange(m_dropsTyped, false)) {
+            continue;
+        }
+        const CommandResult result = runCommand(line, m_device, now(), m_framing.droppedBytes());
+        m_output.print(result.answer);
         m_ending = result.quit;
     }
-    if (m_typed.size() > LONGEST_LINE) {
+    if (m_typed.size() > LONGEST_LINE && !m_ending) {
+        if (!m_dropsTyped) {
+            m_output.print("error: a command of more than " + std::to_string(LONGEST_LINE) +
+                           " characters was dropped\n");
+        }
         m_typed.clear();
-        std::cout << "error: a command of more than " << int(LONGEST_LINE) << " characters was dropped\n"
-                  << std::flush;
+        m_dropsTyped = true;
     }
 }
 
-void Server::trace(const char* direction, const Bytes& bytes) const {
+void Server::trace(const char* direction, const Bytes& bytes) {
     if (!m_trace) {
         return;
     }
@@ -156,7 +180,7 @@ void Server::trace(const char* direction, const Bytes& bytes) const {
     for (const std::uint8_t byte : bytes) {
         text << ' ' << std::setw(2) << static_cast<unsigned>(byte);
     }
-    std::cerr << text.str() + "\n";
+    m_output.trace(text.str());
 }
 
 }  // namespace dx7sim

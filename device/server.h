@@ -12,6 +12,7 @@
 #include "device.h"
 #include "framing.h"
 #include "line.h"
+#include "output.h"
 #include "pacing.h"
 
 namespace dx7sim {
@@ -19,8 +20,8 @@ namespace dx7sim {
 class Server {
 public:
     /// `timing` is all zero for a line whose bytes take no time of their own. `signals` is a signalfd whose
-    /// signals end the loop. `trace` shows every frame on standard error.
-    Server(Device& device, Line& line, const LineTiming& timing, int signals, bool trace);
+    /// signals end the loop. Answers to commands go to `output`; `trace` shows every frame there, too.
+    Server(Device& device, Line& line, const LineTiming& timing, int signals, Output& output, bool trace);
 
     /// Runs until a signal or "quit". Throws LineError when the line fails.
     void run();
@@ -33,20 +34,23 @@ private:
     void wait(std::vector<pollfd>& waitedFor) const;
     void receive();
     void carryOut(const ReceivedFrame& frame);
+    void sendDue();
     void readCommands();
     void runCommands();
     void forgetClient();
-    void trace(const char* direction, const Bytes& bytes) const;
+    void trace(const char* direction, const Bytes& bytes);
 
     Device& m_device;
     Line& m_line;
     LineTiming m_timing;
     int m_signals;
+    Output& m_output;
     bool m_trace;
     std::chrono::steady_clock::time_point m_start;
     Framing m_framing;
     Pacing m_pacing;
     std::string m_typed;
+    bool m_dropsTyped = false;  ///< Up to the end of the line.
     bool m_commandsOpen = true;
     bool m_ending = false;
 };

@@ -40,6 +40,9 @@ std::string summaryText(const Statistics& statistics, std::size_t droppedBytes) 
     out << "broadcasts: " << total(statistics.broadcasts) << parts(statistics.broadcasts, "FC") << '\n';
     out << "not for us: " << statistics.otherStations << " requests to other stations, " << statistics.refused
         << " frames that are no requests, " << droppedBytes << " stray bytes\n";
+    if (statistics.overruns != 0) {
+        out << "overrun: " << statistics.overruns << " requests lost while replies waited\n";
+    }
     out << "faults made:";
     for (std::size_t kind = 0; kind < FAULT_KINDS; ++kind) {
         out << (kind == 0 ? " " : ", ") << faultName(static_cast<Fault>(kind)) << " "

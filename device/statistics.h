@@ -23,6 +23,7 @@ struct Statistics {
     std::map<int, std::size_t> broadcasts;  ///< By function code.
     std::size_t otherStations = 0;          ///< Requests to stations that are not simulated.
     std::size_t refused = 0;                ///< Whole frames that the engine did not take for requests.
+    std::size_t overruns = 0;               ///< Requests lost because too many replies waited.
     std::array<std::size_t, FAULT_KINDS> faults{};
 };
 

@@ -4,12 +4,15 @@
 
 #include <stdexcept>
 
+#include "printable.h"
+
 namespace dx7sim {
 
 /// Something the user asked for that cannot be done; the text says what was wrong, with what, and what to do.
+/// It quotes what arguments, files and commands hold, so it is made printable.
 class UsageError : public std::runtime_error {
 public:
-    using std::runtime_error::runtime_error;
+    explicit UsageError(const std::string& text) : std::runtime_error(printable(text)) {}
 };
 
 }  // namespace dx7sim

@@ -1,6 +1,6 @@
 #include <QStringList>
 
-#include "recorder.h"
+#include "recording.h"
 #include "rtu_frame.h"
 
 namespace dx7 {

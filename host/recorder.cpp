@@ -1,22 +1,19 @@
 #include "recorder.h"
 
 #include <pcap/pcap.h>
-#include <sys/time.h>
 
 #include <QFile>
 
 #include "error.h"
+#include "recording.h"
 #include "recording_stream.h"
+#include "wall_clock.h"
 
 namespace dx7 {
 
 namespace {
 
-enum { LINK_TYPE_EXPORTED_PDU = 252, SNAP_LENGTH = 65535 };
-enum { TAG_END = 0, TAG_DISSECTOR = 12, TAG_SOURCE_PORT = 25, TAG_DESTINATION_PORT = 26 };
-enum { DEVICE_PORT = 502, MASTER_PORT = 50000 };
-enum { TAG_HEAD_BYTES = 4, DISSECTOR_FIELD_BYTES = 8 };
-const char DISSECTOR[] = "mbrtu";
+enum { SNAP_LENGTH = 65535, DISSECTOR_FIELD_BYTES = 8 };
 
 void addWord(QByteArray* bytes, int value) {
     *bytes += static_cast<char>(value >> 8);
@@ -42,35 +39,6 @@ QByteArray packet(const QByteArray& frame, bool request) {
     addTag(&bytes, TAG_DESTINATION_PORT, portField(request ? DEVICE_PORT : MASTER_PORT));
     addTag(&bytes, TAG_END, QByteArray());
     return bytes + frame;
-}
-
-int wordOf(const QByteArray& bytes, int index) {
-    return static_cast<quint8>(bytes.at(index)) * 256 + static_cast<quint8>(bytes.at(index + 1));
-}
-
-// Takes a packet's tags apart. False when it carries no frame of this dissector.
-bool parsePacket(const QByteArray& bytes, RecordedFrame* frame) {
-    bool ours = false;
-    int at = 0;
-    while (at + TAG_HEAD_BYTES <= bytes.size()) {
-        const int tag = wordOf(bytes, at);
-        const int length = wordOf(bytes, at + 2);
-        at += TAG_HEAD_BYTES;
-        if (at + length > bytes.size()) {
-            return false;
-        }
-        if (tag == TAG_END) {
-            frame->bytes = bytes.mid(at + length);
-            return ours;
-        }
-        const QByteArray value = bytes.mid(at, length);
-        ours = ours || (tag == TAG_DISSECTOR && QByteArray(value.constData()) == DISSECTOR);
-        if (tag == TAG_DESTINATION_PORT && length == 4) {
-            frame->request = wordOf(value, 2) == DEVICE_PORT;
-        }
-        at += length;
-    }
-    return false;
 }
 
 }  // namespace
@@ -130,10 +98,10 @@ void Recorder::frameReceived(const QByteArray& frame, qint64 agoUs) {
 void Recorder::write(const QByteArray& frame, bool request, qint64 agoUs) {
     const QByteArray bytes = packet(frame, request);
     pcap_pkthdr header = {};
-    timeval now = {};
-    gettimeofday(&now, nullptr);
-    const timeval ago = {static_cast<time_t>(agoUs / 1000000), static_cast<suseconds_t>(agoUs % 1000000)};
-    timersub(&now, &ago, &header.ts);
+    const qint64 timeUs = wallTimeUs() - agoUs;
+    // The file has 32 bits for the seconds, without a sign. Where time_t has as many, they are the same ones.
+    header.ts.tv_sec = static_cast<time_t>(timeUs / 1000000);
+    header.ts.tv_usec = static_cast<suseconds_t>(timeUs % 1000000);
     header.caplen = header.len = static_cast<bpf_u_int32>(bytes.size());
     pcap_dump(reinterpret_cast<u_char*>(file_->dumper), &header,
               reinterpret_cast<const u_char*>(bytes.constData()));
@@ -142,43 +110,6 @@ void Recorder::write(const QByteArray& frame, bool request, qint64 agoUs) {
         throw LineError(QStringLiteral("the recording %1 cannot be written any more: %2")
                             .arg(file_->path, file_->output.failure()));
     }
-}
-
-QVector<RecordedFrame> readRecording(const QString& path, QString* breaksOff) {
-    char why[PCAP_ERRBUF_SIZE] = "";
-    pcap_t* handle = pcap_open_offline(QFile::encodeName(path).constData(), why);
-    if (handle == nullptr) {
-        throw UsageError(
-            QStringLiteral("the recording %1 cannot be read: %2").arg(path, QString::fromLocal8Bit(why)));
-    }
-    const int linkType = pcap_datalink(handle);
-    QVector<RecordedFrame> frames;
-    pcap_pkthdr* header = nullptr;
-    const u_char* data = nullptr;
-    int result = 0;
-    while (linkType == LINK_TYPE_EXPORTED_PDU && (result = pcap_next_ex(handle, &header, &data)) == 1) {
-        RecordedFrame frame;
-        frame.timeUs = header->ts.tv_sec * qint64(1000000) + header->ts.tv_usec;
-        if (parsePacket(QByteArray(reinterpret_cast<const char*>(data), static_cast<int>(header->caplen)),
-                        &frame)) {
-            frames += frame;
-        }
-    }
-    const QString fault = result == PCAP_ERROR ? QString::fromLocal8Bit(pcap_geterr(handle)) : QString();
-    pcap_close(handle);
-    if (linkType != LINK_TYPE_EXPORTED_PDU) {
-        throw UsageError(QStringLiteral("%1 is no recording of a line: its link type is %2, not %3")
-                             .arg(path)
-                             .arg(linkType)
-                             .arg(int(LINK_TYPE_EXPORTED_PDU)));
-    }
-    if (!fault.isEmpty() && breaksOff == nullptr) {
-        throw UsageError(QStringLiteral("the recording %1 is damaged: %2").arg(path, fault));
-    }
-    if (breaksOff != nullptr) {
-        *breaksOff = fault;
-    }
-    return frames;
 }
 
 }  // namespace dx7

@@ -7,7 +7,6 @@
 #define DX7_HOST_RECORDER_H
 
 #include <QString>
-#include <QVector>
 #include <memory>
 
 #include "frame_tap.h"
@@ -39,21 +38,6 @@ private:
     std::unique_ptr<File> file_;
     bool failed_ = false;  ///< That was said.
 };
-
-/// One frame of a recording.
-struct RecordedFrame {
-    qint64 timeUs = 0;  ///< Since 1970, UTC.
-    bool request = false;
-    QByteArray bytes;  ///< Station to CRC.
-};
-
-/// All frames of a recording, in order; other packets are passed over. Throws UsageError when the file cannot
-/// be read or is no such recording. Where a recording breaks off in the middle, `breaksOff` gets the reason,
-/// and the frames before it are returned; without `breaksOff` that throws, too.
-QVector<RecordedFrame> readRecording(const QString& path, QString* breaksOff = nullptr);
-
-/// What a frame says, such as "read holding registers 0xF319, 2 items"; "wrong CRC" where that is so.
-QString describeFrame(const RecordedFrame& frame);
 
 }  // namespace dx7
 

@@ -3,6 +3,7 @@
 #include <linux/serial.h>
 #include <sys/ioctl.h>
 
+#include <QFile>
 #include <QFileInfo>
 #include <cerrno>
 #include <cstring>
@@ -24,10 +25,12 @@ QSerialPort::Parity portParity(Parity parity) {
     }
 }
 
-// The lock that keeps two programs off one port carries the path as its name: a relative one would lock out
-// the programs on another folder's port, too.
-QString absolutePort(const QString& port) {
-    return port.contains(QLatin1Char('/')) ? QFileInfo(port).absoluteFilePath() : port;
+// What the port is called in /dev. QSerialPort has a lock of its own that carries the path as its name, which
+// other programs know, too: neither a link nor a relative path will do for it.
+QString realPort(const QString& port) {
+    const QFileInfo file(port.contains(QLatin1Char('/')) ? port : QStringLiteral("/dev/") + port);
+    const QString real = file.canonicalFilePath();
+    return real.isEmpty() ? file.absoluteFilePath() : real;
 }
 
 QString whyNotOpened(const QSerialPort& port) {
@@ -42,22 +45,35 @@ QString whyNotOpened(const QSerialPort& port) {
 
 }  // namespace
 
-SerialLine::SerialLine(const LineSettings& settings, Clock& clock) : settings_(settings), clock_(clock) {
-    port_.setPortName(absolutePort(settings.serialPort));
-}
+SerialLine::SerialLine(const LineSettings& settings, Clock& clock) : settings_(settings), clock_(clock) {}
 
 bool SerialLine::open(QString* why) {
     close();
     port_.clearError();
-    if (!port_.open(QIODevice::ReadWrite)) {
-        failure_ = whyNotOpened(port_);
-    } else if (!configure() || (settings_.rs485 && !enableRs485())) {
-        port_.close();
-    } else {
+    if (openPort() && configure() && (!settings_.rs485 || enableRs485())) {
         failure_.clear();
         return true;
     }
+    close();
     *why = failure_;
+    return false;
+}
+
+bool SerialLine::openPort() {
+    // The lock comes first: opening changes the port's settings for the program that has it.
+    const QString port = realPort(settings_.serialPort);
+    std::string why;
+    if (lock_.take(QFile::encodeName(port).toStdString(), &why)) {
+        port_.setPortName(port);
+        if (!port_.open(QIODevice::ReadWrite)) {
+            failure_ = whyNotOpened(port_);
+            return false;
+        }
+        if (lock_.confirm(port_.handle(), &why)) {
+            return true;
+        }
+    }
+    failure_ = QString::fromStdString(why);
     return false;
 }
 
@@ -92,6 +108,7 @@ void SerialLine::close() {
     if (port_.isOpen()) {
         port_.close();
     }
+    lock_.release();
 }
 
 bool SerialLine::isOpen() const {

@@ -6,11 +6,13 @@
 #include <QSerialPort>
 
 #include "line.h"
+#include "port_lock.h"
 
 namespace dx7 {
 
-/// QSerialPort opens the port and sets it up. Bytes go through the descriptor itself: without an event loop
-/// that is exact to the microsecond and costs a fraction of the processor time.
+/// One program has the port at a time, whatever name it is given. QSerialPort opens the port and sets it up.
+/// Bytes go through the descriptor itself: without an event loop that is exact to the microsecond and costs a
+/// fraction of the processor time.
 class SerialLine : public Line {
 public:
     SerialLine(const LineSettings& settings, Clock& clock);
@@ -23,12 +25,14 @@ public:
     QString failure() const override { return failure_; }
 
 private:
+    bool openPort();
     bool configure();
     bool enableRs485();
     bool lose();
 
     LineSettings settings_;
     Clock& clock_;
+    PortLock lock_;
     QSerialPort port_;
     QString failure_;
 };

@@ -1,11 +1,11 @@
 #include "output.h"
 
-#include <QDateTime>
 #include <cerrno>
 #include <cstdio>
 #include <cstring>
 
 #include "error.h"
+#include "wall_clock.h"
 
 namespace dx7::cli {
 
@@ -39,13 +39,11 @@ void complain(const QString& line) {
 }
 
 QString clockTime() {
-    return QDateTime::currentDateTime().toString(QStringLiteral("HH:mm:ss.zzz"));
+    return timeOfDay(wallTimeUs());
 }
 
 std::string isoTime() {
-    return utf8(QDateTime::currentDateTime()
-                    .toOffsetFromUtc(QDateTime::currentDateTime().offsetFromUtc())
-                    .toString(Qt::ISODateWithMs));
+    return utf8(isoLocalTime(wallTimeUs()));
 }
 
 std::string utf8(const QString& text) {

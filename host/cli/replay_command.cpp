@@ -1,24 +1,19 @@
-#include <QDateTime>
-
 #include "error.h"
 #include "options.h"
 #include "output.h"
-#include "recorder.h"
+#include "recording.h"
 #include "rtu_frame.h"
+#include "wall_clock.h"
 
 namespace dx7::cli {
 
 namespace {
 
-QDateTime timeOf(const RecordedFrame& frame) {
-    return QDateTime::fromMSecsSinceEpoch(frame.timeUs / 1000);
-}
-
 void printFrame(const RecordedFrame& frame, qint64 sinceRequestUs, bool json) {
     const double ms = static_cast<double>(sinceRequestUs) / 1000;
     if (json) {
         Json object;
-        object["time"] = utf8(timeOf(frame).toUTC().toString(Qt::ISODateWithMs));
+        object["time"] = utf8(isoUtcTime(frame.timeUs));
         object["direction"] = frame.request ? "request" : "reply";
         if (!frame.request && sinceRequestUs >= 0) {
             object["response_ms"] = ms;
@@ -31,23 +26,22 @@ void printFrame(const RecordedFrame& frame, qint64 sinceRequestUs, bool json) {
     const QString after =
         !frame.request && sinceRequestUs >= 0 ? QStringLiteral("+%1 ms").arg(ms, 0, 'f', 1) : QString();
     print(QStringLiteral("%1 %2 %3 %4  [%5]")
-              .arg(timeOf(frame).toString(QStringLiteral("HH:mm:ss.zzz")),
-                   QLatin1String(frame.request ? "->" : "<-"))
+              .arg(timeOfDay(frame.timeUs), QLatin1String(frame.request ? "->" : "<-"))
               .arg(after, 10)
               .arg(describeFrame(frame), hexText(frame.bytes)));
 }
 
 int runReplay(const CommonOptions& options) {
     qint64 requestUs = -1;
-    QString breaksOff;
-    const QVector<RecordedFrame> frames = readRecording(text(options.file), &breaksOff);
-    for (const RecordedFrame& frame : frames) {
+    qint64 frames = 0;
+    RecordingReader reader(text(options.file));
+    for (RecordedFrame frame; reader.next(&frame); ++frames) {
         printFrame(frame, requestUs < 0 ? -1 : frame.timeUs - requestUs, options.json);
         requestUs = frame.request ? frame.timeUs : requestUs;
     }
-    if (!breaksOff.isEmpty()) {
+    if (!reader.breaksOff().isEmpty()) {
         throw LineError(QStringLiteral("%1 breaks off after %2: %3")
-                            .arg(text(options.file), counted(frames.size(), "frame"), breaksOff));
+                            .arg(text(options.file), counted(frames, "frame"), reader.breaksOff()));
     }
     return EXIT_DONE;
 }
@@ -57,7 +51,7 @@ int runReplay(const CommonOptions& options) {
 void addReplayCommand(CLI::App& app, Run& run) {
     auto options = std::make_shared<CommonOptions>();
     CLI::App* command = app.add_subcommand("replay", "Prints a recording made with --record");
-    command->add_option("file", options->file, "The recording")
+    command->add_option("file", options->file, "The recording; - is standard input")
         ->required()
         ->type_name("FILE")
         ->check(notEmpty);

@@ -48,6 +48,7 @@ public:
     void type(const std::string& text) const;
     void closeInput();
     void signal(int number) const;
+    pid_t id() const { return m_pid; }
     /// User and system time it has taken so far.
     double processorSeconds() const;
     /// Its resident memory.

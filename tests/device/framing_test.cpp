@@ -50,6 +50,26 @@ TEST_F(FramingTest, PartsRequestsThatArriveTogether) {
     EXPECT_EQ(framing.deadline(), milliseconds(21));
 }
 
+// On a line that takes time, more arrives than it could carry.
+TEST(FramingOfAFlood, IsNeverMoreThan1024CharactersBehind) {
+    const Time character = milliseconds(1);
+    Framing framing{character, milliseconds(20)};
+    framing.take({0x01}, milliseconds(0));
+    Time last{};
+    Bytes flood{STATUS.begin() + 1, STATUS.end()};
+    for (int i = 0; i < 1000; ++i) {
+        flood.insert(flood.end(), STATUS.begin(), STATUS.end());
+    }
+    flood.push_back(0x01);
+    for (int i = 0; i < 10; ++i) {
+        const auto frames = framing.take(flood, milliseconds(5));
+        ASSERT_EQ(frames.size(), 1001U);
+        EXPECT_GE(frames.front().complete, last) << "one after the other";
+        last = frames.back().complete;
+        EXPECT_EQ(last, milliseconds(5) + 1024 * character);
+    }
+}
+
 TEST_F(FramingTest, DropsADamagedRequestAtSilence) {
     Bytes damaged = READ;
     damaged[3] ^= 1;

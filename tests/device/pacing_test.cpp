@@ -49,6 +49,30 @@ TEST(Pacing, WakesNotMoreOftenThanEveryMillisecondOnAFastLine) {
     EXPECT_EQ(pacing.nextDue(microseconds(8000)), microseconds(8700)) << "the frame's end is not put off";
 }
 
+TEST(Pacing, IsFullOfManyFramesOrOfManyBytes) {
+    Pacing frames{milliseconds(1)};
+    for (int i = 0; i < 32; ++i) {
+        EXPECT_FALSE(frames.isFull()) << i;
+        frames.queue({1}, Time(), Time());
+    }
+    EXPECT_TRUE(frames.isFull());
+    frames.due(milliseconds(1));
+    EXPECT_FALSE(frames.isFull());
+
+    Pacing bytes{milliseconds(1)};
+    for (int i = 0; i < 16; ++i) {
+        EXPECT_FALSE(bytes.isFull()) << i;
+        bytes.queue(Bytes(256, 0), Time(), Time());
+    }
+    EXPECT_TRUE(bytes.isFull());
+    bytes.due(milliseconds(1));
+    EXPECT_FALSE(bytes.isFull());
+    bytes.queue({1}, Time(), Time());
+    EXPECT_TRUE(bytes.isFull());
+    bytes.clear();
+    EXPECT_FALSE(bytes.isFull());
+}
+
 TEST(Pacing, ForgetsWhatAClientLeftBehind) {
     Pacing pacing{milliseconds(1)};
     pacing.queue(Bytes(100, 0), Time(), Time());

@@ -254,6 +254,24 @@ TEST_F(SerialLineTest, Answers) {
     EXPECT_EQ(client.holding(0xF325), 325);
 }
 
+TEST_F(SerialLineTest, IsOneDevicesAloneWhateverItsName) {
+    DeviceProcess device({"--serial", port}, {});
+    const TemporaryDirectory directory;
+    const std::string link = directory.file("port");
+    fs::create_symlink(port, link);
+    for (const std::string& name : {port, link}) {
+        const Finished end = runDevice({"--serial", name});
+        EXPECT_EQ(end.exitCode, 2);
+        EXPECT_EQ(end.errors, "dx7-device: cannot open the serial port \"" + name +
+                                  "\": it is in use by dx7-device (process " + std::to_string(device.id()) +
+                                  ")\n");
+    }
+    device.signal(SIGKILL);
+    device.finish();
+    DeviceProcess next({"--serial", link}, {});
+    EXPECT_EQ(next.ready(), "ready on " + link + ", stations 1");
+}
+
 TEST_F(SerialLineTest, IsGoneForGood) {
     DeviceProcess device({"--serial", port}, {});
     close(farEnd);

@@ -10,6 +10,7 @@
 #include "number_ranges.h"
 #include "parameter_file.h"
 #include "recorder.h"
+#include "recording.h"
 #include "scripted_line.h"
 
 using namespace dx7;

@@ -1,0 +1,52 @@
+/// \file
+/// What the device prints. Nothing that it prints can keep it from ending.
+#ifndef DX7_DEVICE_OUTPUT_H
+#define DX7_DEVICE_OUTPUT_H
+
+#include <sys/types.h>
+
+#include <chrono>
+#include <set>
+#include <string>
+
+namespace dx7sim {
+
+/// While one of these exists, a call that blocks is interrupted every 100 ms (EINTR). A descriptor that is
+/// ready may still block: others may read or write it, too.
+class Interruptions {
+public:
+    Interruptions();
+    ~Interruptions();
+    Interruptions(const Interruptions&) = delete;
+    Interruptions& operator=(const Interruptions&) = delete;
+};
+
+/// Standard output and standard error. It waits as long as nobody takes what is written; but once the device
+/// is to end, an output that takes nothing for a while is given up.
+class Output {
+public:
+    /// `signals` is readable when the device is to end; -1 when the signals end it by themselves.
+    explicit Output(int signals) : m_signals(signals) {}
+
+    /// Lines on standard output, each ended; made printable.
+    void print(const std::string& lines);
+    /// A line on standard error; made printable.
+    void trace(const std::string& line);
+    /// "dx7-device: ..." on standard error.
+    void complain(const std::string& what);
+
+private:
+    using Clock = std::chrono::steady_clock;
+
+    void write(int descriptor, const std::string& text);
+    bool waitUntilWritable(int descriptor, Clock::time_point lastTaken);
+
+    int m_signals;
+    bool m_ending = false;
+    Clock::time_point m_endingSince;
+    std::set<int> m_givenUp;
+};
+
+}  // namespace dx7sim
+
+#endif

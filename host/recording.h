@@ -1,0 +1,55 @@
+/// \file
+/// Recordings as Recorder makes them, read one frame at a time.
+#ifndef DX7_HOST_RECORDING_H
+#define DX7_HOST_RECORDING_H
+
+#include <QByteArray>
+#include <QString>
+#include <QVector>
+#include <memory>
+
+namespace dx7 {
+
+/// What stands in the tags before each frame.
+enum { LINK_TYPE_EXPORTED_PDU = 252 };
+enum { TAG_HEAD_BYTES = 4 };
+enum { TAG_END = 0, TAG_DISSECTOR = 12, TAG_SOURCE_PORT = 25, TAG_DESTINATION_PORT = 26 };
+enum { DEVICE_PORT = 502, MASTER_PORT = 50000 };
+const char DISSECTOR[] = "mbrtu";
+
+/// One frame of a recording.
+struct RecordedFrame {
+    qint64 timeUs = 0;  ///< Since 1970, UTC; seconds of 32 bits are taken without a sign, up to 2106.
+    bool request = false;
+    QByteArray bytes;  ///< Station to CRC.
+};
+
+/// Holds one frame in memory, however long the recording is.
+class RecordingReader {
+public:
+    /// Opens `path`; "-" is standard input. Throws UsageError when it cannot be read or is no such recording.
+    explicit RecordingReader(const QString& path);
+    ~RecordingReader();
+
+    /// The next frame; other packets are passed over. False at the end, or where the recording breaks off.
+    bool next(RecordedFrame* frame);
+
+    /// Why the recording breaks off; empty at its proper end.
+    const QString& breaksOff() const { return breaksOff_; }
+
+private:
+    Q_DISABLE_COPY(RecordingReader)
+    struct File;
+    std::unique_ptr<File> file_;
+    QString breaksOff_;
+};
+
+/// All frames of a short recording, in order. Throws UsageError also where it breaks off.
+QVector<RecordedFrame> readRecording(const QString& path);
+
+/// What a frame says, such as "read holding registers 0xF319, 2 items"; "wrong CRC" where that is so.
+QString describeFrame(const RecordedFrame& frame);
+
+}  // namespace dx7
+
+#endif
