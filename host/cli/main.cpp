@@ -8,6 +8,7 @@
 #include "error.h"
 #include "options.h"
 #include "output.h"
+#include "standard_descriptors.h"
 
 namespace {
 
@@ -136,6 +137,9 @@ int runChecked(int argc, char** argv) {
 }  // namespace
 
 int main(int argc, char** argv) {
+    if (!dx7::occupyStandardDescriptors()) {
+        return EXIT_FAILED;
+    }
     try {
         // What Qt has to say about a file or port stands in the command's own line, too.
         qInstallMessageHandler([](QtMsgType, const QMessageLogContext&, const QString&) {});
