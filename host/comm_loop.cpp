@@ -2,6 +2,7 @@
 
 #include <algorithm>
 
+#include "driver_session.h"
 #include "reply_guard.h"
 #include "rtu_frame.h"
 
@@ -49,6 +50,11 @@ CommLoop::Step CommLoop::step() {
         return Step::Idle;
     }
     transaction.repeated = outstanding_;
+    if (!transaction.repeated) {
+        unsettled_ = false;
+        heard_ = false;
+        noiseBytes_ = 0;
+    }
     transaction.request =
         QByteArray(reinterpret_cast<const char*>(transaction.frame.sendBuf), transaction.frame.sendLen);
     if (transaction.repeated && skipRepetition_ && skipRepetition_(transaction.frame)) {
@@ -66,9 +72,20 @@ CommLoop::Step CommLoop::step() {
 
 void CommLoop::awaitSilence() {
     const qint64 silentUs = lastActivityUs_ + silentIntervalUs(settings_);
-    if (line_.isOpen() && clock_.nowUs() < silentUs) {
-        clock_.sleepUntilUs(silentUs);
+    if (line_.isOpen()) {
+        pauseUntil(silentUs);
     }
+}
+
+// False when the stop request ended the pause.
+bool CommLoop::pauseUntil(qint64 timeUs) {
+    while (clock_.nowUs() < timeUs) {
+        clock_.sleepUntilUs(std::min(timeUs, clock_.nowUs() + WAIT_SLICE_US));
+        if (clock_.nowUs() < timeUs && stopped()) {
+            return false;
+        }
+    }
+    return true;
 }
 
 bool CommLoop::ensureLine() {
@@ -124,31 +141,34 @@ CommLoop::Step CommLoop::waitUntilClear(Transaction& transaction) {
         }
         if (!stale.isEmpty()) {
             drop(stale, transaction);
-        } else if (stopped()) {
+        }
+        if (stopped()) {
             return Step::Stopped;
         }
     }
     return Step::Request;
 }
 
-// Waits for what is left of the silent interval and throws away what comes meanwhile. False when the line is
-// lost.
-bool CommLoop::waitForSilence(Transaction& transaction) {
+// Waits for what is left of the silent interval and throws away what comes meanwhile.
+CommLoop::Step CommLoop::waitForSilence(Transaction& transaction) {
     const qint64 gapUs = silentIntervalUs(settings_);
     for (int attempt = 0; attempt < SILENCE_ATTEMPTS; ++attempt) {
-        if (clock_.nowUs() < lastActivityUs_ + gapUs) {
-            clock_.sleepUntilUs(lastActivityUs_ + gapUs);
+        if (!pauseUntil(lastActivityUs_ + gapUs)) {
+            return Step::Stopped;
         }
         QByteArray stale;
         if (!line_.read(&stale, clock_.nowUs())) {
-            return false;
+            return Step::NoLine;
         }
         if (stale.isEmpty()) {
-            return true;
+            return Step::Request;
         }
         drop(stale, transaction);
+        if (stopped()) {
+            return Step::Stopped;
+        }
     }
-    return true;
+    return Step::Request;
 }
 
 void CommLoop::drop(const QByteArray& stale, Transaction& transaction) {
@@ -162,12 +182,14 @@ void CommLoop::drop(const QByteArray& stale, Transaction& transaction) {
 
 CommLoop::Step CommLoop::exchange(Transaction& transaction) {
     Step step = waitUntilClear(transaction);
-    if (step == Step::Stopped) {
-        return step;
+    if (step == Step::Request) {
+        step = waitForSilence(transaction);
     }
-    if (step == Step::NoLine || !waitForSilence(transaction)) {
+    if (step == Step::NoLine) {
         lineLost();
-        return Step::NoLine;
+    }
+    if (step != Step::Request) {
+        return step;
     }
     // Taken before the write: some lines hand a reply over before the write returns.
     transaction.sentUs = clock_.nowUs();
@@ -176,14 +198,20 @@ CommLoop::Step CommLoop::exchange(Transaction& transaction) {
         return Step::NoLine;
     }
     lastActivityUs_ = transaction.sentUs + lineTimeUs(settings_, transaction.request.size());
+    // Before the tap, which may fail: the request is out.
+    const bool unsettledBefore = unsettled_;
+    unsettled_ = unsettled_ || transaction.frame.opKind == TAG_WRITE;
     if (tap_ != nullptr) {
         tap_->requestSent(transaction.request, clock_.nowUs() - transaction.sentUs);
     }
     if (transaction.frame.expectLen <= 0) {
-        clock_.sleepUntilUs(lastActivityUs_ + settings_.turnaroundMs * qint64(1000));
+        pauseUntil(lastActivityUs_ + settings_.turnaroundMs * qint64(1000));
         transaction.outcome = Outcome::Good;
     } else {
         step = awaitReply(transaction);
+    }
+    if (transaction.outcome == Outcome::Exception && refusesForCertain(transaction.exceptionCode)) {
+        unsettled_ = unsettledBefore;
     }
     transaction.endUs = clock_.nowUs();
     transaction.busyUs = transaction.endUs - transaction.sentUs;
@@ -203,6 +231,9 @@ CommLoop::Step CommLoop::awaitReply(Transaction& transaction) {
         return step;
     }
     transaction.foreignFrames = guard.foreign().size();
+    for (const QByteArray& bytes : guard.foreign()) {
+        noiseBytes_ += endsWithCrc(bytes, 0, bytes.size()) ? 0 : bytes.size();
+    }
     for (const QByteArray& frame : guard.late()) {
         transaction.lateStations += byteAt(frame, 0);
     }
@@ -239,7 +270,8 @@ CommLoop::Step CommLoop::collect(ReplyGuard& guard, qint64 deadlineUs, Verdict* 
             lastActivityUs_ = clock_.nowUs();
             *verdict = guard.feed(bytes);
             tapAside();
-        } else if (stopped()) {
+        }
+        if (*verdict == Verdict::Waiting && stopped()) {
             return Step::Stopped;
         }
     }
@@ -258,8 +290,14 @@ void CommLoop::tapReceived(const QByteArray& frame, qint64 atUs) {
 
 void CommLoop::judge(Transaction& transaction) {
     QByteArray reply = transaction.reply;
+    const bool came = transaction.outcome != Outcome::Timeout && transaction.outcome != Outcome::Skipped;
+    heard_ = heard_ || came || transaction.lateStations.contains(transaction.frame.station);
+    transaction.heard = heard_;
+    transaction.noiseBytes = noiseBytes_;
     transaction.driverResult = functions_.dealRcvFrame(reply, transaction.info);
     outstanding_ = transaction.driverResult == SEND_AGAIN;
+    transaction.unsettled = unsettled_ && !transaction.good();
+    unsettled_ = transaction.unsettled && outstanding_;
     if (transaction.outcome == Outcome::Good && transaction.frame.expectLen > 0) {
         backoff_.proved();
     }

@@ -26,22 +26,23 @@ public:
         Request,  ///< One request was sent and its wait ended.
         Idle,     ///< The driver has nothing to send.
         NoLine,   ///< The line is not open: the next attempt is due at reopenUs(), or one is under way.
-        Stopped   ///< The stop request came in the middle of a wait; nothing was handed over.
+        Stopped   ///< The stop request came in the middle of a wait; the driver got no reply.
     };
 
     CommLoop(const DriverFunctions& functions, Line& line, Clock& clock, const LineSettings& settings);
 
     Step step();
 
-    /// Waits for what is left of the silent interval, so that what is queued after it can still go out next.
-    /// The request that step() fetches is chosen before it looks at the silence again.
+    /// Waits for what is left of the silent interval, or until the stop request, so that what is queued after
+    /// it can still go out next. The request that step() fetches is chosen before it looks at the silence
+    /// again.
     void awaitSilence();
 
     /// Called after every request, when the driver has judged its reply.
     void setObserver(std::function<void(const Transaction&)> observer) { observer_ = std::move(observer); }
     /// Called when the line was lost (false) and when it is back (true).
     void setLineObserver(std::function<void(bool open)> observer) { lineObserver_ = std::move(observer); }
-    /// Asked while waiting; true ends the wait.
+    /// Asked while waiting, at least every 100 ms, whatever arrives meanwhile; true ends the wait.
     void setStopRequest(std::function<bool()> stop) { stop_ = std::move(stop); }
     /// Asked before a repetition; true hands the driver an empty reply without sending.
     void setSkipRepetition(std::function<bool(const FRAME_PRO&)> skip) { skipRepetition_ = std::move(skip); }
@@ -52,13 +53,17 @@ public:
     qint64 staleBytes() const { return staleBytes_; }
     /// A request is out that the driver will want repeated; plans must not change now.
     bool betweenOperations() const { return !outstanding_; }
+    /// A write has been sent that has not ended, and nothing that came shows whether the station carried it
+    /// out.
+    bool writeUnsettled() const { return unsettled_; }
 
 private:
     bool ensureLine();
     void lineLost();
     bool fetch(FRAME_PRO* frame);
     Step waitUntilClear(Transaction& transaction);
-    bool waitForSilence(Transaction& transaction);
+    Step waitForSilence(Transaction& transaction);
+    bool pauseUntil(qint64 timeUs);
     void drop(const QByteArray& stale, Transaction& transaction);
     Step exchange(Transaction& transaction);
     Step awaitReply(Transaction& transaction);
@@ -82,6 +87,9 @@ private:
     bool lost_ = false;
     bool opening_ = false;  ///< An attempt to open the lost line is under way.
     bool outstanding_ = false;
+    bool unsettled_ = false;     ///< See writeUnsettled().
+    bool heard_ = false;         ///< Any attempt of the operation brought anything from its station.
+    qint64 noiseBytes_ = 0;      ///< Of the operation, all attempts so far.
     qint64 lastActivityUs_ = 0;  ///< When the line carried its last byte.
     qint64 staleBytes_ = 0;
 };

@@ -5,7 +5,8 @@
 #include <unistd.h>
 
 #include <cerrno>
-#include <cstring>
+
+#include "system_reason.h"
 
 namespace dx7 {
 
@@ -14,20 +15,28 @@ namespace {
 const qint64 WRITE_PATIENCE_US = 5000000;
 const int CHUNK_BYTES = 512;
 
-enum class Wait { Ready, Nothing, Failed };
+enum class Wait { Ready, Nothing, Interrupted, Failed };
 
-QString errorText(int error) {
-    return QString::fromLocal8Bit(std::strerror(error));
+// Of a line: its end at the other side is no fault of a disk.
+QString reasonOf(int error) {
+    return error == EIO ? QStringLiteral("Input/output error (it was unplugged, or closed at the other end)")
+                        : systemReason(error);
 }
 
 Wait waitFor(int descriptor, short events, qint64 waitUs) {
     pollfd one{descriptor, events, 0};
     const timespec time{static_cast<time_t>(waitUs / 1000000), static_cast<long>(waitUs % 1000000 * 1000)};
     const int ready = ::ppoll(&one, 1, &time, nullptr);
-    if (ready < 0 && errno != EINTR) {
-        return Wait::Failed;
+    if (ready < 0) {
+        return errno == EINTR ? Wait::Interrupted : Wait::Failed;
     }
     return ready > 0 ? Wait::Ready : Wait::Nothing;
+}
+
+// Whether the other end is gone, without waiting.
+bool hungUp(int descriptor) {
+    pollfd one{descriptor, POLLRDHUP, 0};
+    return ::poll(&one, 1, 0) > 0;
 }
 
 ssize_t hand(int descriptor, Channel channel, const char* bytes, size_t count) {
@@ -41,8 +50,8 @@ bool readDescriptor(int descriptor, QByteArray* bytes, qint64 waitUs, QString* f
     if (waitUs > 0) {
         const Wait wait = waitFor(descriptor, POLLIN, waitUs);
         if (wait != Wait::Ready) {
-            *failure = wait == Wait::Failed ? errorText(errno) : QString();
-            return wait == Wait::Nothing;
+            *failure = wait == Wait::Failed ? reasonOf(errno) : QString();
+            return wait != Wait::Failed;
         }
     }
     char chunk[CHUNK_BYTES];
@@ -53,10 +62,10 @@ bool readDescriptor(int descriptor, QByteArray* bytes, qint64 waitUs, QString* f
     }
     // A serial port that is set up to return at once reads no bytes where others say EAGAIN. When it was said
     // to be readable, no bytes mean its end.
-    if (count < 0 ? errno == EAGAIN || errno == EINTR : waitUs <= 0) {
+    if (count < 0 ? errno == EAGAIN || errno == EINTR : waitUs <= 0 && !hungUp(descriptor)) {
         return true;
     }
-    *failure = count < 0 ? errorText(errno) : QStringLiteral("it was closed at the other end");
+    *failure = count < 0 ? reasonOf(errno) : QStringLiteral("it was closed at the other end");
     return false;
 }
 
@@ -67,11 +76,15 @@ bool writeDescriptor(int descriptor, Channel channel, const QByteArray& bytes, Q
         if (count >= 0) {
             sent += static_cast<int>(count);
         } else if (errno != EAGAIN && errno != EINTR) {
-            *failure = errorText(errno);
+            *failure = reasonOf(errno);
             return false;
-        } else if (errno == EAGAIN && waitFor(descriptor, POLLOUT, WRITE_PATIENCE_US) != Wait::Ready) {
-            *failure = QStringLiteral("it takes no bytes");
-            return false;
+        } else if (errno == EAGAIN) {
+            const Wait wait = waitFor(descriptor, POLLOUT, WRITE_PATIENCE_US);
+            if (wait != Wait::Ready) {
+                *failure = wait == Wait::Interrupted ? QStringLiteral("a signal came while it took no bytes")
+                                                     : QStringLiteral("it takes no bytes");
+                return false;
+            }
         }
     }
     return true;

@@ -38,8 +38,14 @@ void OneShotRead::ended(const Transaction& transaction) {
         table_.take(session_, range, nullptr, clock_.nowUs());
         return;
     }
+    const QString why = outcomeText(transaction);
+    const QString fault =
+        transaction.outcome == Outcome::CutShort ? QStringLiteral("%1 before that").arg(why) : why;
     for (const int point : table_.fail(range)) {
-        faults_.insert(point, outcomeText(transaction));
+        faults_.insert(point, fault);
+        if (transaction.outcome == Outcome::CutShort) {
+            cutShort_.insert(point);
+        }
     }
 }
 

@@ -21,6 +21,8 @@ public:
     const ValueTable& table() const { return table_; }
     /// Why the point could not be read; empty when it was read, or not tried.
     QString fault(int point) const { return faults_.value(point); }
+    /// Whether the host ended the read of the point before its end.
+    bool cutShort(int point) const { return cutShort_.contains(point); }
     bool allGood() const;
 
 private:
@@ -31,6 +33,7 @@ private:
     Clock& clock_;
     ValueTable table_;
     QMap<int, QString> faults_;
+    QSet<int> cutShort_;
 };
 
 }  // namespace dx7

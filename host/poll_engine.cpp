@@ -13,6 +13,18 @@ ItemRange rangeOf(const FRAME_PRO& frame) {
     return ItemRange{frame.station, frame.regType, frame.address, frame.count};
 }
 
+Transaction cutShort(const ItemRange& range, const QString& reason, bool unsettled) {
+    Transaction transaction;
+    transaction.frame.station = range.station;
+    transaction.frame.regType = range.regType;
+    transaction.frame.address = range.address;
+    transaction.frame.count = range.count;
+    transaction.outcome = Outcome::CutShort;
+    transaction.info = reason;
+    transaction.unsettled = unsettled;
+    return transaction;
+}
+
 }  // namespace
 
 QVector<ItemRange> requestRanges(const RegisterType& type, int station, int address, int count, int block) {
@@ -81,8 +93,21 @@ void PollEngine::write(const WriteRequest& request, const std::function<void(con
     }
 }
 
-void PollEngine::dropOperations() {
-    queue_.clear();
+void PollEngine::abandonOperations(const QString& reason) {
+    std::deque<Operation> left;
+    left.swap(queue_);
+    bool unsettled = false;
+    if (active_) {
+        active_ = false;
+        unsettled = current_.kind == Operation::Write && loop_.writeUnsettled();
+        left.push_front(current_);
+    }
+    for (const Operation& operation : left) {
+        if (operation.done) {
+            operation.done(cutShort(operation.range, reason, unsettled));
+        }
+        unsettled = false;
+    }
 }
 
 void PollEngine::awaitTurn() {

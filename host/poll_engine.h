@@ -54,7 +54,10 @@ public:
     void write(const WriteRequest& request, const std::function<void(const Transaction&)>& done);
     /// Requests that have been queued and not ended.
     int pendingOperations() const { return static_cast<int>(queue_.size()) + (active_ ? 1 : 0); }
-    void dropOperations();
+    /// Ends all of them: `done` is called for each, in order, with Outcome::CutShort and `reason` as info.
+    /// The driver may still hold the one that was under way: after that the engine is not stepped any more,
+    /// unless it is called by the `done` of another one.
+    void abandonOperations(const QString& reason);
 
     /// Waits for what is left of the silent interval before the next request. A host that calls this before
     /// it looks for new writes, and then step(), has them on the line after at most the request in flight.

@@ -45,7 +45,7 @@ QString exceptionName(int code) {
             return QStringLiteral("illegal data value");
         case 4:
             return QStringLiteral("server device failure");
-        case 5:
+        case EXCEPTION_ACKNOWLEDGE:
             return QStringLiteral("acknowledge");
         case 6:
             return QStringLiteral("server device busy");
@@ -53,7 +53,7 @@ QString exceptionName(int code) {
             return QStringLiteral("memory parity error");
         case 10:
             return QStringLiteral("gateway path unavailable");
-        case 11:
+        case EXCEPTION_GATEWAY_TARGET:
             return QStringLiteral("gateway target device failed to respond");
         default:
             return QStringLiteral("exception code %1").arg(code);

@@ -16,6 +16,9 @@ enum : int {
     LONGEST_FRAME_BYTES = 256
 };
 
+/// Exception codes with which the request may have been carried out all the same.
+enum : int { EXCEPTION_ACKNOWLEDGE = 5, EXCEPTION_GATEWAY_TARGET = 11 };
+
 /// CRC-16 of Modbus over `length` bytes from `start`.
 quint16 crc16(const QByteArray& bytes, int start, int length);
 

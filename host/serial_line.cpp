@@ -6,9 +6,9 @@
 #include <QFile>
 #include <QFileInfo>
 #include <cerrno>
-#include <cstring>
 
 #include "descriptor_io.h"
+#include "system_reason.h"
 
 namespace dx7 {
 
@@ -100,7 +100,7 @@ bool SerialLine::enableRs485() {
         QStringLiteral(
             "the kernel has no RS-485 mode for it (%1); leave --rs485 and rs485 = true out: adapters that "
             "switch the transmitter by themselves need no mode")
-            .arg(QString::fromLocal8Bit(std::strerror(errno)));
+            .arg(systemReason(errno));
     return false;
 }
 

@@ -8,10 +8,11 @@
 #include <QByteArray>
 #include <cerrno>
 #include <csignal>
-#include <cstring>
 #include <memory>
 #include <system_error>
 #include <thread>
+
+#include "system_reason.h"
 
 namespace dx7 {
 
@@ -20,7 +21,7 @@ namespace {
 const int CONNECT_TIMEOUT_MS = 3000;
 
 QByteArray errorText(int error) {
-    return std::strerror(error);
+    return systemReasonBytes(error);
 }
 
 // 0, or why the connection that was begun did not come about.
@@ -50,7 +51,8 @@ Connected connectTo(const QByteArray& host, const QByteArray& port) {
     addrinfo* found = nullptr;
     const int error = ::getaddrinfo(host.constData(), port.constData(), &wanted, &found);
     if (error != 0) {
-        return Connected{Socket(), ::gai_strerror(error)};
+        return Connected{Socket(),
+                         error == EAI_SYSTEM ? errorText(errno) : QByteArray(::gai_strerror(error))};
     }
     const std::unique_ptr<addrinfo, void (*)(addrinfo*)> places(found, ::freeaddrinfo);
     Connected connected;

@@ -18,6 +18,7 @@ enum class Outcome {
     WrongLength,
     Exception,  ///< The station refused the request.
     Skipped,    ///< Not sent at all: the attempts left to a station that gave no sign on the first one.
+    CutShort,   ///< The host ended the operation before its end; `info` says why.
 };
 
 /// Result codes of intf_dealRcvFrame.
@@ -32,7 +33,11 @@ struct Transaction {
     int exceptionCode = 0;      ///< With Outcome::Exception.
     int foreignFrames = 0;      ///< Frames put aside while waiting.
     QVector<int> lateStations;  ///< A station per late reply that came before or while waiting.
+    qint64 noiseBytes = 0;      ///< Bytes of no whole frame that came while the operation's attempts waited.
     bool repeated = false;      ///< Not the first attempt of its operation.
+    bool heard = false;  ///< An attempt of its operation brought anything from the station, late or damaged.
+    /// Of a write: an attempt was sent, and nothing that came shows whether the station carried it out.
+    bool unsettled = false;
     int driverResult = NO_FRAME;
     QString info;       ///< The driver's text about the frame.
     qint64 sentUs = 0;  ///< When the request was handed to the line.
@@ -45,6 +50,10 @@ struct Transaction {
     /// The station gave a sign of life.
     bool answered() const { return outcome == Outcome::Good || outcome == Outcome::Exception; }
 };
+
+/// Whether an exception with this code says that the station did not carry the request out. Code 5
+/// (acknowledge) says that it is about to, and code 11 that a gateway does not know.
+bool refusesForCertain(int exceptionCode);
 
 /// "no reply", "wrong CRC", "exception 2 (illegal data address)" and so on.
 QString outcomeText(const Transaction& transaction);

@@ -102,6 +102,9 @@ Connection::Connection(const Driver& loaded, const LineSettings& settings, const
         loop_->setTap(recorder_.get());
     }
     engine_ = std::make_unique<PollEngine>(session_, *loop_, clock_, settings);
+    EngineEvents events;
+    events.transaction = [this](const Transaction& transaction) { watchSilence(transaction); };
+    engine_->setEvents(events);
 }
 
 Connection::~Connection() {
@@ -127,15 +130,60 @@ void Connection::step() {
 }
 
 bool Connection::runOperations() {
-    while (engine_->pendingOperations() > 0) {
-        if (stopRequested()) {
-            return false;
+    try {
+        while (breakReason_.isEmpty() && engine_->pendingOperations() > 0) {
+            if (stopRequested()) {
+                breakOff(QStringLiteral("dx7 was stopped"), QStringLiteral("stopped"));
+            } else if (engine_->step() == CommLoop::Step::NoLine && !stopRequested()) {
+                lineLost_ = true;
+                breakOff(QStringLiteral("the line was lost"),
+                         QStringLiteral("%1 was lost: %2").arg(describeLine(settings_), line_->failure()));
+            }
         }
-        if (engine_->step() == CommLoop::Step::NoLine) {
-            throw LineError(QStringLiteral("%1 was lost: %2").arg(describeLine(settings_), line_->failure()));
+    } catch (const LineError& error) {
+        breakOff(QStringLiteral("the recording failed"), error.text());
+    }
+    if (breakReason_.isEmpty()) {
+        return true;
+    }
+    engine_->abandonOperations(breakPhrase_);
+    return false;
+}
+
+void Connection::breakOff(const QString& phrase, const QString& reason) {
+    breakPhrase_ = phrase;
+    breakReason_ = reason;
+}
+
+void Connection::watchSilence(const Transaction& transaction) {
+    if (!transaction.finished()) {
+        return;
+    }
+    silentOperations_ = transaction.heard ? 0 : silentOperations_ + 1;
+    if (!transaction.heard) {
+        silentStations_ += transaction.frame.station;
+        if (abandonAfterSilence_) {
+            engine_->abandonOperations(silencePhrase(transaction.frame.station));
         }
     }
-    return true;
+}
+
+QString silencePhrase(int station) {
+    return QStringLiteral("station %1 did not answer").arg(station);
+}
+
+QString unwrittenText(const Transaction& transaction) {
+    const QString outcome = outcomeText(transaction);
+    if (transaction.outcome == Outcome::CutShort) {
+        return transaction.unsettled
+                   ? QStringLiteral("unknown: sent, but %1 before the acknowledgement; read it back")
+                         .arg(outcome)
+                   : QStringLiteral("not sent: %1 before that").arg(outcome);
+    }
+    return transaction.unsettled
+               ? QStringLiteral("%1; it is unknown whether the station carried it out: read it back")
+                     .arg(outcome)
+               : outcome;
 }
 
 }  // namespace dx7::cli

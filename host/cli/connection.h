@@ -4,6 +4,7 @@
 #define DX7_CLI_CONNECTION_H
 
 #include <QHash>
+#include <QSet>
 #include <memory>
 
 #include "driver_library.h"
@@ -54,14 +55,30 @@ public:
     const LineSettings& settings() const { return settings_; }
     DriverSession& session() { return session_; }
 
-    /// Runs until all queued operations have ended, the user stops, or the line is lost. Throws LineError
-    /// when it is lost; false when the user stopped.
+    /// Runs until all queued operations have ended. False when they were broken off: a signal stopped the
+    /// program, the line was lost or what passes could not be recorded. Then the operations that had not
+    /// ended are abandoned with breakPhrase() as reason, and so are all that are run later: nothing more is
+    /// sent.
     bool runOperations();
+    /// Why operations were broken off, as a sentence; empty as long as they were not.
+    const QString& breakReason() const { return breakReason_; }
+    /// The same as part of one: "the line was lost".
+    const QString& breakPhrase() const { return breakPhrase_; }
+    bool lineLost() const { return lineLost_; }
+
+    /// Operations in a row up to now whose station gave no sign of life.
+    int silentOperations() const { return silentOperations_; }
+    /// From now on such an operation has those abandoned that are queued behind it.
+    void abandonAfterSilence() { abandonAfterSilence_ = true; }
+    /// Stations with such an operation.
+    const QSet<int>& silentStations() const { return silentStations_; }
     /// One step; naps when there is nothing to do.
     void step();
 
 private:
     Q_DISABLE_COPY(Connection)
+    void breakOff(const QString& phrase, const QString& reason);
+    void watchSilence(const Transaction& transaction);
 
     SystemClock clock_;
     LineSettings settings_;
@@ -70,7 +87,20 @@ private:
     std::unique_ptr<Recorder> recorder_;
     std::unique_ptr<CommLoop> loop_;
     std::unique_ptr<PollEngine> engine_;
+    QString breakReason_;
+    QString breakPhrase_;
+    bool lineLost_ = false;
+    int silentOperations_ = 0;
+    bool abandonAfterSilence_ = false;
+    QSet<int> silentStations_;
 };
+
+/// "station 3 did not answer", the reason that operations are abandoned with after a silence.
+QString silencePhrase(int station);
+/// What is known of a write that did not succeed, from its last transaction: "not sent: the line was lost
+/// before that", "unknown: sent, but the line was lost before the acknowledgement; read it back", "exception
+/// 2 (...)".
+QString unwrittenText(const Transaction& transaction);
 
 }  // namespace dx7::cli
 

@@ -9,7 +9,6 @@
 #include "live_view.h"
 #include "screen_text.h"
 #include "statistics_output.h"
-#include "stop_signal.h"
 #include "terminal_kind.h"
 
 #define NCURSES_NOMACROS
@@ -52,16 +51,18 @@ std::unique_ptr<LiveTable> LiveTable::open(Connection& connection, QString* why)
         *why = QStringLiteral("the terminal \"%1\" is unknown").arg(name);
         return nullptr;
     }
+    auto guard = std::make_unique<TerminalGuard>();
     screen* const terminal = kind == TerminalKind::Screen ? newterm(nullptr, stdout, stdin) : nullptr;
     if (terminal == nullptr) {
         *why = QStringLiteral("the terminal \"%1\" cannot show a table").arg(name);
         return nullptr;
     }
-    return std::unique_ptr<LiveTable>(new LiveTable(connection, terminal));
+    guard->setFarewell(farewellOfScreen());
+    return std::unique_ptr<LiveTable>(new LiveTable(connection, std::move(guard), terminal));
 }
 
-LiveTable::LiveTable(Connection& connection, screen* terminal)
-    : terminal_(terminal), connection_(connection) {
+LiveTable::LiveTable(Connection& connection, std::unique_ptr<TerminalGuard> guard, screen* terminal)
+    : guard_(std::move(guard)), terminal_(terminal), connection_(connection) {
     cbreak();
     noecho();
     nonl();
@@ -92,6 +93,11 @@ LiveTable::~LiveTable() {
     connection_.engine().setEvents({});
     endwin();
     delscreen(terminal_);
+}
+
+QStringList LiveTable::takeUnfinished() {
+    connection_.engine().abandonOperations(QStringLiteral("the table ended"));
+    return unfinished_;
 }
 
 bool LiveTable::possible() {
@@ -202,18 +208,29 @@ void LiveTable::sendWrite() {
         WriteRequest request;
         request.first = point;
         request.items = itemsFromText(point.format, point.type, typed_);
-        message_ = QStringLiteral("writing %1 to %2").arg(typed_, point.name);
+        const QString value = typed_;
+        message_ = QStringLiteral("writing %1 to %2").arg(value, point.name);
         ++pendingWrites_;
-        connection_.engine().write(request, [this, point](const Transaction& transaction) {
+        connection_.engine().write(request, [this, point, value](const Transaction& transaction) {
             --pendingWrites_;
-            message_ =
-                transaction.good()
-                    ? QStringLiteral("%1 was written").arg(point.name)
-                    : QStringLiteral("%1 was not written: %2").arg(point.name, outcomeText(transaction));
-            drawNow_ = true;
+            writeEnded(point.name, value, transaction);
         });
     } catch (const UsageError& error) {
         message_ = error.text();
+    }
+}
+
+void LiveTable::writeEnded(const QString& name, const QString& value, const Transaction& transaction) {
+    drawNow_ = true;
+    if (transaction.outcome == Outcome::CutShort) {
+        unfinished_ += QStringLiteral("%1 = %2: %3").arg(name, value, unwrittenText(transaction));
+    } else if (transaction.good()) {
+        message_ = QStringLiteral("%1 was written").arg(name);
+    } else if (transaction.unsettled) {
+        message_ =
+            QStringLiteral("it is unknown whether %1 was written: %2").arg(name, outcomeText(transaction));
+    } else {
+        message_ = QStringLiteral("%1 was not written: %2").arg(name, outcomeText(transaction));
     }
 }
 

@@ -7,6 +7,7 @@
 
 #include "connection.h"
 #include "scrolled_text.h"
+#include "stop_signal.h"
 
 /// A terminal that ncurses, whose header has macros for many words, has taken over.
 struct screen;
@@ -22,6 +23,10 @@ public:
     static std::unique_ptr<LiveTable> open(Connection& connection, QString* why);
     ~LiveTable();
 
+    /// Ends the writes that have not ended, and says of each what is known of it. The connection is not
+    /// stepped after that.
+    QStringList takeUnfinished();
+
     /// Whether standard input and output are a terminal.
     static bool possible();
 
@@ -31,19 +36,21 @@ public:
 
 private:
     Q_DISABLE_COPY(LiveTable)
-    LiveTable(Connection& connection, screen* terminal);
+    LiveTable(Connection& connection, std::unique_ptr<TerminalGuard> guard, screen* terminal);
     void handleKey(int key);
     void handleTyping(int key);
     void handleCommand(int key);
     void beginWrite();
     bool refuseWithoutLine();
     void sendWrite();
+    void writeEnded(const QString& name, const QString& value, const Transaction& transaction);
     void draw();
     // Down to the line `bottom`, which is not theirs.
     void drawRows(int bottom, int width);
     void drawStatistics(int bottom, int width);
     QStringList statusLines(int width) const;
 
+    std::unique_ptr<TerminalGuard> guard_;
     screen* terminal_;
     Connection& connection_;
     int selected_ = 0;
@@ -55,6 +62,7 @@ private:
     QString message_;  ///< Until the next key, or until the line is lost or back.
     bool lineOpen_ = true;
     int pendingWrites_ = 0;
+    QStringList unfinished_;
     ScrolledText statistics_;
     qint64 drawnUs_ = 0;
     bool drawNow_ = true;

@@ -10,6 +10,7 @@
 #include "error.h"
 #include "options.h"
 #include "output.h"
+#include "standard_descriptors.h"
 
 namespace {
 
@@ -138,6 +139,9 @@ int runChecked(int argc, char** argv) {
 }  // namespace
 
 int main(int argc, char** argv) {
+    if (!dx7::occupyStandardDescriptors()) {
+        return EXIT_FAILED;
+    }
     try {
         // What Qt has to say about a file or port stands in the command's own line, too.
         std::signal(SIGXFSZ, SIG_IGN);  // A file that may not grow any more fails as one on a full disk.

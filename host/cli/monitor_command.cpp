@@ -120,6 +120,17 @@ void checkOptions(const MonitorOptions& options) {
     }
 }
 
+void pollUntilDone(Connection& connection, const MonitorPrinter& printer, LiveTable* table) {
+    while (!printer.finished() && !(table != nullptr && table->quit())) {
+        if (table != nullptr) {
+            // A value typed during the silence before a request is written by that request.
+            connection.engine().awaitTurn();
+            table->serve();
+        }
+        connection.step();
+    }
+}
+
 int runMonitor(const MonitorOptions& options) {
     checkOptions(options);
     const Driver loaded(options);
@@ -139,20 +150,26 @@ int runMonitor(const MonitorOptions& options) {
     if (!table) {
         printer.listen();
     }
-    while (!printer.finished() && !(table && table->quit())) {
-        if (table) {
-            // A value typed during the silence before a request is written by that request.
-            connection.engine().awaitTurn();
-            table->serve();
-        }
-        connection.step();
+    QString fault;
+    try {
+        pollUntilDone(connection, printer, table.get());
+    } catch (const LineError& error) {
+        fault = error.text();
     }
+    const QStringList unfinished = table ? table->takeUnfinished() : QStringList();
     table.reset();
+    for (const QString& write : unfinished) {
+        complain(write);
+    }
+    if (!fault.isEmpty()) {
+        throw LineError(fault);
+    }
     printer.printSummary();
     if (options.stats) {
         printStatistics(connection.engine().statistics(), connection.clock().nowUs(), options.json);
     }
-    return connection.finish(connection.engine().statistics().all().good > 0 ? EXIT_DONE : EXIT_FAILED);
+    const bool good = connection.engine().statistics().all().good > 0 && unfinished.isEmpty();
+    return connection.finish(good ? EXIT_DONE : EXIT_FAILED);
 }
 
 }  // namespace

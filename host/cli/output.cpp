@@ -2,9 +2,9 @@
 
 #include <cerrno>
 #include <cstdio>
-#include <cstring>
 
 #include "error.h"
+#include "system_reason.h"
 #include "wall_clock.h"
 
 namespace dx7::cli {
@@ -13,8 +13,7 @@ namespace {
 
 void printLine(const char* line) {
     if (std::fprintf(stdout, "%s\n", line) < 0 || std::fflush(stdout) != 0) {
-        throw LineError(QStringLiteral("standard output cannot be written: %1")
-                            .arg(QString::fromLocal8Bit(std::strerror(errno))));
+        throw LineError(QStringLiteral("standard output cannot be written: %1").arg(systemReason(errno)));
     }
 }
 
@@ -26,6 +25,21 @@ void print(const QString& line) {
 
 void print(const Json& object) {
     printLine(object.dump().c_str());
+}
+
+bool tell(const QString& line) {
+    try {
+        print(line);
+        return true;
+    } catch (const LineError& error) {
+        complain(error.text());
+        complain(line);
+        return false;
+    }
+}
+
+bool tell(const Json& object) {
+    return tell(QString::fromStdString(object.dump()));
 }
 
 void complain(const QString& line) {

@@ -18,6 +18,10 @@ using Json = nlohmann::ordered_json;
 /// written.
 void print(const QString& line);
 void print(const Json& object);
+/// The same for what was changed, which must be said in any case: what standard output does not take goes to
+/// standard error, after the reason. False then.
+bool tell(const QString& line);
+bool tell(const Json& object);
 /// "dx7: ..." on standard error, always one line: a control character in it stands there as its code.
 void complain(const QString& line);
 

@@ -1,19 +1,19 @@
-#include "connection.h"
+#include <algorithm>
+
 #include "error.h"
 #include "number_ranges.h"
-#include "one_shot_read.h"
 #include "output.h"
 #include "output_files.h"
-#include "parameter_file.h"
+#include "parameter_exchange.h"
 #include "progress.h"
-#include "stop_signal.h"
 #include "whole_file.h"
 
 namespace dx7::cli {
 
 namespace {
 
-enum { RUN_ITEMS = 10, HIGHEST_STATION = 247 };
+// A load ends after so many operations in a row without any sign of life: a write and its reading back.
+enum { HIGHEST_STATION = 247, MOST_SILENT_OPERATIONS = 2, MOST_NAMES = 10 };
 
 struct ParamsOptions : CommonOptions {
     std::string groups = "0-15";
@@ -21,14 +21,6 @@ struct ParamsOptions : CommonOptions {
     bool acceptAltered = false;
 
     Altered altered() const { return acceptAltered ? Altered::Accept : Altered::Refuse; }
-};
-
-/// A parameter whose value on the device is not the one in the file.
-struct Difference {
-    Point point;
-    int inFile = 0;
-    int onDevice = -1;  ///< -1 when it could not be read.
-    QString fault;
 };
 
 int stationOf(const ParamsOptions& options, int fallback) {
@@ -39,69 +31,21 @@ int stationOf(const ParamsOptions& options, int fallback) {
     return static_cast<int>(station);
 }
 
-// Gets every point with its value (-1: not read) and fault.
-using EachPoint = std::function<void(const Point&, int, const QString&)>;
-
-// How many points from `at` on can be read at once.
-int runLength(const QVector<Point>& points, int at) {
-    const Point& first = points.at(at);
-    int length = 1;
-    while (length < RUN_ITEMS && at + length < points.size() &&
-           points.at(at + length).address == first.address + length &&
-           points.at(at + length).type.name == first.type.name) {
-        ++length;
+// What there is to say when not everything was read: nothing of it is saved.
+int endUnsaved(const ParamsOptions& options, const ParameterSet& set, int wanted, const QString& broken) {
+    if (options.json) {
+        print(Json{{"file", utf8(text(options.file))},
+                   {"station", set.station},
+                   {"saved", 0},
+                   {"read", set.count()},
+                   {"fault", utf8(broken)}});
     }
-    return first.type.runLength(first.address, length);
-}
-
-void handOver(const QVector<Point>& run, const OneShotRead& read, const EachPoint& each) {
-    for (int i = 0; i < run.size(); ++i) {
-        const PointState& state = read.table().state(i);
-        each(run.at(i), state.quality == Quality::Good ? static_cast<int>(state.raw) : -1, read.fault(i));
-    }
-}
-
-bool readOneByOne(Connection& connection, const QVector<Point>& run, const EachPoint& each) {
-    for (const Point& point : run) {
-        OneShotRead read(connection.session(), connection.engine(), connection.clock());
-        read.queue({point});
-        if (!connection.runOperations()) {
-            return false;
-        }
-        handOver({point}, read, each);
-    }
-    return true;
-}
-
-// Reads the points run by run. A run that the station refuses is read item by item, for it may have only some
-// of them. False when the user stopped.
-bool readPoints(Connection& connection, const QVector<Point>& points, const QString& what,
-                const EachPoint& each) {
-    Progress progress(points.size(), connection.clock());
-    int length = 0;
-    for (int at = 0; at < points.size(); at += length) {
-        const Point& first = points.at(at);
-        length = runLength(points, at);
-        progress.show(at, what + QLatin1Char(' ') + first.name);
-        const QVector<Point> run = points.mid(at, length);
-        OneShotRead read(connection.session(), connection.engine(), connection.clock());
-        read.queue(run);
-        if (!connection.runOperations()) {
-            return false;
-        }
-        const bool refused = read.fault(0).startsWith(QLatin1String("exception"));
-        if (!read.allGood() && !refused) {
-            // Whoever gives no good answer to one run is not asked for the rest.
-            progress.clear();
-            throw LineError(QStringLiteral("%1 could not be read: %2").arg(first.name, read.fault(0)));
-        }
-        if (!refused || length == 1) {
-            handOver(run, read, each);
-        } else if (!readOneByOne(connection, run, each)) {
-            return false;
-        }
-    }
-    return true;
+    complain(QStringLiteral("%1; %2 of %3 were read, %4 was left as it was; run it again")
+                 .arg(broken)
+                 .arg(set.count())
+                 .arg(counted(wanted, "parameter"))
+                 .arg(text(options.file)));
+    return EXIT_FAILED;
 }
 
 int runSave(const ParamsOptions& options) {
@@ -115,16 +59,16 @@ int runSave(const ParamsOptions& options) {
     checkFilePath(loaded, settings, options);
     Connection connection(loaded, settings, options);
     int refused = 0;
-    const bool ended = readPoints(connection, points, QStringLiteral("reading"),
-                                  [&](const Point& point, int value, const QString&) {
-                                      if (value >= 0) {
-                                          set.values[point.type.name][point.address] = value;
-                                      } else {
-                                          ++refused;
-                                      }
-                                  });
-    if (!ended) {
-        throw LineError(QStringLiteral("stopped; %1 was left as it was").arg(text(options.file)));
+    const QString broken = readPoints(connection, points, QStringLiteral("reading"),
+                                      [&](const Point& point, int value, const QString&) {
+                                          if (value >= 0) {
+                                              set.values[point.type.name][point.address] = value;
+                                          } else {
+                                              ++refused;
+                                          }
+                                      });
+    if (!broken.isEmpty()) {
+        return endUnsaved(options, set, points.size() - refused, broken);
     }
     if (set.count() == 0) {
         throw LineError(QStringLiteral("the station refused every parameter; %1 was left as it was")
@@ -132,42 +76,19 @@ int runSave(const ParamsOptions& options) {
     }
     saveParameters(text(options.file), loaded.notation, set);
     if (options.json) {
-        print(Json{{"file", utf8(text(options.file))},
-                   {"station", set.station},
-                   {"saved", set.count()},
-                   {"refused", refused}});
-        return connection.finish(EXIT_DONE);
+        const bool told = tell(Json{{"file", utf8(text(options.file))},
+                                    {"station", set.station},
+                                    {"saved", set.count()},
+                                    {"refused", refused}});
+        return connection.finish(told ? EXIT_DONE : EXIT_FAILED);
     }
-    print(QStringLiteral("%1 of station %2 saved in %3%4")
-              .arg(counted(set.count(), "parameter"))
-              .arg(set.station)
-              .arg(text(options.file),
-                   refused > 0 ? QStringLiteral("; the station does not have %1 others").arg(refused)
-                               : QString()));
-    return connection.finish(EXIT_DONE);
-}
-
-// The parameters that differ between file and device. False when the user stopped.
-bool findDifferences(Connection& connection, const ItemNotation& notation, const ParameterSet& set,
-                     QVector<Difference>* differences) {
-    QVector<Point> points;
-    for (auto type = set.values.begin(); type != set.values.end(); ++type) {
-        for (auto value = type->begin(); value != type->end(); ++value) {
-            Point point;
-            point.type = notation.type(type.key());
-            point.station = set.station;
-            point.address = value.key();
-            point.name = point.notation();
-            points += point;
-        }
-    }
-    return readPoints(connection, points, QStringLiteral("reading"),
-                      [&](const Point& point, int value, const QString& fault) {
-                          const int inFile = set.values.value(point.type.name).value(point.address);
-                          if (value != inFile) {
-                              *differences += Difference{point, inFile, value, fault};
-                          }
-                      });
+    const QString others =
+        refused > 0 ? QStringLiteral("; the station does not have %1 others").arg(refused) : QString();
+    const bool told = tell(QStringLiteral("%1 of station %2 saved in %3%4")
+                               .arg(counted(set.count(), "parameter"))
+                               .arg(set.station)
+                               .arg(text(options.file), others));
+    return connection.finish(told ? EXIT_DONE : EXIT_FAILED);
 }
 
 void printDifference(const Difference& difference, bool json) {
@@ -188,55 +109,167 @@ void printDifference(const Difference& difference, bool json) {
     }
 }
 
+void printDiffSummary(const ParamsOptions& options, const Comparison& compared, int parameters) {
+    if (options.json) {
+        Json summary{{"parameters", parameters}, {"differ", compared.differences.size()}};
+        if (!compared.broken.isEmpty()) {
+            summary["not_read"] = compared.unread.size();
+            summary["fault"] = utf8(compared.broken);
+        }
+        print(summary);
+    } else if (compared.broken.isEmpty()) {
+        print(QStringLiteral("%1 of %2 differ")
+                  .arg(compared.differences.size())
+                  .arg(counted(parameters, "parameter")));
+    } else {
+        print(QStringLiteral("%1 of %2 compared differ, %3 not compared")
+                  .arg(compared.differences.size())
+                  .arg(counted(parameters - compared.unread.size(), "parameter"))
+                  .arg(compared.unread.size()));
+    }
+    if (!compared.broken.isEmpty()) {
+        complain(QStringLiteral("%1; the same command compares them all again").arg(compared.broken));
+    }
+}
+
 int runDiff(const ParamsOptions& options) {
     const Driver loaded(options);
     const LineSettings settings = lineSettings(options, loaded.parameter(), true);
     ParameterSet set = loadParameters(text(options.file), loaded.notation, options.altered());
     set.station = stationOf(options, set.station);
     Connection connection(loaded, settings, options);
-    QVector<Difference> differences;
-    const bool ended = findDifferences(connection, loaded.notation, set, &differences);
-    bool unread = false;
-    for (const Difference& difference : differences) {
+    const Comparison compared = compare(connection, loaded.notation, set);
+    for (const Difference& difference : compared.differences) {
         printDifference(difference, options.json);
-        unread = unread || difference.onDevice < 0;
-    }
-    if (!ended) {
-        throw LineError(QStringLiteral("stopped before all of %1 were compared").arg(text(options.file)));
     }
     if (options.json) {
-        print(Json{{"parameters", set.count()}, {"differ", differences.size()}});
-    } else {
-        print(
-            QStringLiteral("%1 of %2 differ").arg(differences.size()).arg(counted(set.count(), "parameter")));
+        for (const Difference& difference : compared.unread) {
+            printDifference(difference, true);
+        }
     }
-    return connection.finish(unread ? EXIT_FAILED : EXIT_DONE);
+    printDiffSummary(options, compared, set.count());
+    const bool refused = std::any_of(compared.differences.begin(), compared.differences.end(),
+                                     [](const Difference& difference) { return difference.onDevice < 0; });
+    return connection.finish(refused || !compared.broken.isEmpty() ? EXIT_FAILED : EXIT_DONE);
 }
 
-// Writes one value and reads it back. An empty text when it took.
-QString writeAndVerify(Connection& connection, const Difference& difference) {
-    QString fault;
-    WriteRequest request;
-    request.first = difference.point;
-    request.items = {difference.inFile};
-    connection.engine().write(request, [&fault](const Transaction& transaction) {
-        fault = transaction.good() ? QString() : outcomeText(transaction);
-    });
-    OneShotRead read(connection.session(), connection.engine(), connection.clock());
-    read.queue({difference.point});
-    if (!connection.runOperations()) {
-        connection.engine().dropOperations();
-        return QStringLiteral("stopped before it was verified");
+/// The writing of what differs, and what there is to say about it.
+class LoadRun {
+public:
+    LoadRun(const ParamsOptions& options, Connection& connection, const Comparison& compared)
+        : options_(options), connection_(connection), compared_(compared) {}
+
+    void writeDifferences();
+    void giveUp(const QString& why) { broken_ = why; }
+    /// One object for each parameter that was not tried.
+    void tellRest();
+    /// False when not everything is done and said.
+    bool tellSummary(int parameters);
+
+private:
+    void take(const Difference& difference, const WriteEnd& end);
+    void tellItem(const Difference& difference, Written state, const QString& fault);
+    QString summaryText(int parameters) const;
+
+    const ParamsOptions& options_;
+    Connection& connection_;
+    const Comparison& compared_;
+    int tried_ = 0;
+    int written_ = 0;
+    QStringList unknown_;
+    QString broken_;  ///< Why it was broken off; empty when it was not.
+    bool told_ = true;
+};
+
+void LoadRun::writeDifferences() {
+    Progress progress(compared_.differences.size(), connection_.clock());
+    while (tried_ < compared_.differences.size() && broken_.isEmpty()) {
+        const Difference& difference = compared_.differences.at(tried_);
+        progress.show(tried_, QStringLiteral("writing ") + difference.point.name);
+        const WriteEnd end = writeAndVerify(connection_, difference);
+        ++tried_;
+        if (end.state != Written::Verified) {
+            progress.clear();
+        }
+        take(difference, end);
+        broken_ = connection_.breakReason();
+        if (broken_.isEmpty() && connection_.silentOperations() >= MOST_SILENT_OPERATIONS) {
+            broken_ = QStringLiteral("station %1 does not answer any more").arg(difference.point.station);
+        }
     }
-    if (!fault.isEmpty()) {
-        return fault;
+}
+
+void LoadRun::take(const Difference& difference, const WriteEnd& end) {
+    written_ += end.state == Written::Verified ? 1 : 0;
+    if (end.state == Written::Unknown) {
+        unknown_ += difference.point.name;
     }
-    const PointState& state = read.table().state(0);
-    if (state.quality != Quality::Good) {
-        return QStringLiteral("could not be read back: %1").arg(read.fault(0));
+    if (end.state != Written::Verified) {
+        tellItem(difference, end.state, end.fault);
+        complain(
+            QStringLiteral("%1 = %2: %3").arg(difference.point.name).arg(difference.inFile).arg(end.fault));
     }
-    const int reads = static_cast<int>(state.raw);
-    return reads == difference.inFile ? QString() : QStringLiteral("did not take, it reads %1").arg(reads);
+}
+
+void LoadRun::tellItem(const Difference& difference, Written state, const QString& fault) {
+    if (options_.json) {
+        Json json{{"item", utf8(difference.point.notation())}, {"file", difference.inFile}};
+        json["written"] = state == Written::Unknown ? Json(nullptr) : Json(false);
+        json["fault"] = utf8(fault);
+        told_ = tell(json) && told_;
+    }
+}
+
+void LoadRun::tellRest() {
+    for (const Difference& difference : compared_.differences.mid(tried_)) {
+        tellItem(difference, Written::Not, QStringLiteral("not sent: ") + broken_);
+    }
+    for (const Difference& difference : compared_.unread) {
+        tellItem(difference, Written::Not, QStringLiteral("not compared: ") + broken_);
+    }
+}
+
+QString LoadRun::summaryText(int parameters) const {
+    const int left = parameters - compared_.right - written_;
+    QString text = QStringLiteral("%1: %2 were right already, %3 written and verified, ")
+                       .arg(counted(parameters, "parameter"))
+                       .arg(compared_.right)
+                       .arg(written_);
+    if (!unknown_.isEmpty()) {
+        const int more = unknown_.size() - MOST_NAMES;
+        text += QStringLiteral("%1 unknown (%2%3), ")
+                    .arg(unknown_.size())
+                    .arg(QStringList(unknown_.mid(0, MOST_NAMES)).join(QStringLiteral(", ")),
+                         more > 0 ? QStringLiteral(" and %1 more").arg(more) : QString());
+    }
+    const bool plain = unknown_.isEmpty() && broken_.isEmpty();
+    return text + QStringLiteral("%1 %2")
+                      .arg(left - unknown_.size())
+                      .arg(QLatin1String(plain ? "not" : "not written"));
+}
+
+bool LoadRun::tellSummary(int parameters) {
+    const int left = parameters - compared_.right - written_;
+    if (options_.json) {
+        Json json{{"parameters", parameters},
+                  {"right", compared_.right},
+                  {"written", written_},
+                  {"not_written", left - unknown_.size()}};
+        if (!unknown_.isEmpty()) {
+            json["unknown"] = unknown_.size();
+        }
+        if (!broken_.isEmpty()) {
+            json["fault"] = utf8(broken_);
+        }
+        told_ = tell(json) && told_;
+    } else {
+        told_ = tell(summaryText(parameters)) && told_;
+    }
+    if (!broken_.isEmpty()) {
+        complain(QStringLiteral("%1%2; run it again to go on: it compares first and writes only what differs")
+                     .arg(broken_, QLatin1String(tried_ == 0 ? "; nothing was written" : "")));
+    }
+    return left == 0 && told_;
 }
 
 int runLoad(const ParamsOptions& options) {
@@ -245,48 +278,15 @@ int runLoad(const ParamsOptions& options) {
     ParameterSet set = loadParameters(text(options.file), loaded.notation, options.altered());
     set.station = stationOf(options, set.station);
     Connection connection(loaded, settings, options);
-    QVector<Difference> differences;
-    if (!findDifferences(connection, loaded.notation, set, &differences)) {
-        throw LineError(QStringLiteral("stopped before anything was written"));
-    }
-    Progress progress(differences.size(), connection.clock());
-    int written = 0;
-    int failed = 0;
-    for (int i = 0; i < differences.size() && !stopRequested(); ++i) {
-        const Difference& difference = differences.at(i);
-        progress.show(i, QStringLiteral("writing ") + difference.point.name);
-        const QString fault = writeAndVerify(connection, difference);
-        if (fault.isEmpty()) {
-            ++written;
-            continue;
-        }
-        ++failed;
-        progress.clear();
-        if (options.json) {
-            print(Json{{"item", utf8(difference.point.notation())},
-                       {"file", difference.inFile},
-                       {"fault", utf8(fault)}});
-        }
-        complain(QStringLiteral("%1 = %2: %3").arg(difference.point.name).arg(difference.inFile).arg(fault));
-    }
-    progress.clear();
-    const int left = differences.size() - written;
-    if (options.json) {
-        print(Json{{"parameters", set.count()},
-                   {"right", set.count() - differences.size()},
-                   {"written", written},
-                   {"not_written", left}});
+    const Comparison compared = compare(connection, loaded.notation, set);
+    LoadRun run{options, connection, compared};
+    if (compared.broken.isEmpty()) {
+        run.writeDifferences();
     } else {
-        print(QStringLiteral("%1: %2 were right already, %3 written and verified, %4 not")
-                  .arg(counted(set.count(), "parameter"))
-                  .arg(set.count() - differences.size())
-                  .arg(written)
-                  .arg(left));
+        run.giveUp(compared.broken);
     }
-    if (left > failed) {
-        complain(QStringLiteral("stopped; run it again to write the rest"));
-    }
-    return connection.finish(left == 0 ? EXIT_DONE : EXIT_FAILED);
+    run.tellRest();
+    return connection.finish(run.tellSummary(set.count()) ? EXIT_DONE : EXIT_FAILED);
 }
 
 void addAction(CLI::App& params, Run& run, const char* name, const char* what, const char* footer,

@@ -19,6 +19,11 @@ void printPoint(const ReadOptions& options, const Point& point, const PointState
     }
 }
 
+// Of what was not read any more: not bad, for the device was not asked.
+Quality qualityOfUnread(const Connection& connection) {
+    return connection.lineLost() ? Quality::NoLine : Quality::Unknown;
+}
+
 int runRead(const ReadOptions& options) {
     const Driver loaded(options);
     const LineSettings settings = lineSettings(options, loaded.parameter(), true);
@@ -28,20 +33,29 @@ int runRead(const ReadOptions& options) {
     OneShotRead read(connection.session(), connection.engine(), connection.clock());
     read.queue(points);
     bool good = connection.runOperations();
+    int done = 0;
     for (int i = 0; i < points.size(); ++i) {
         if (read.table().state(i).quality == Quality::Good) {
             printPoint(options, points.at(i), read.table().state(i));
+            ++done;
         } else {
             good = false;
-            const QString fault =
-                read.fault(i).isEmpty() ? QStringLiteral("stopped before that") : read.fault(i);
+            const QString fault = read.fault(i);
             if (options.json) {
-                Json json = pointJson(points.at(i), read.table().state(i));
+                PointState state = read.table().state(i);
+                state.quality = read.cutShort(i) ? qualityOfUnread(connection) : state.quality;
+                Json json = pointJson(points.at(i), state);
                 json["fault"] = utf8(fault);
                 print(json);
             }
             complain(QStringLiteral("%1 could not be read: %2").arg(points.at(i).name, fault));
         }
+    }
+    if (!connection.breakReason().isEmpty()) {
+        complain(QStringLiteral("%1; %2 of %3 read; the same command reads them all again")
+                     .arg(connection.breakReason())
+                     .arg(done)
+                     .arg(counted(points.size(), "item")));
     }
     return connection.finish(good ? EXIT_DONE : EXIT_FAILED);
 }

@@ -3,6 +3,7 @@
 #include "number_ranges.h"
 #include "output.h"
 #include "progress.h"
+#include "stop_signal.h"
 
 namespace dx7::cli {
 
@@ -38,6 +39,32 @@ void printStation(int station, const Transaction& answer, bool json) {
     const QString what =
         good ? QStringLiteral("status 0x%1").arg(status, 2, 16, QLatin1Char('0')) : outcomeText(answer);
     print(QStringLiteral("station %1  %2  (%3 ms)").arg(station, 3).arg(what).arg(ms, 0, 'f', 1));
+}
+
+// Whether something else than the user ended the scan.
+bool failed(const Connection& connection) {
+    return !connection.breakReason().isEmpty() && !stopRequested();
+}
+
+void printSum(const Connection& connection, const QVector<int>& stations, int asked, int found, bool json) {
+    const bool stopped = asked < stations.size();
+    if (json) {
+        Json sum{{"asked", asked}, {"answered", found}, {"stopped", stopped}};
+        if (failed(connection)) {
+            sum["fault"] = utf8(connection.breakReason());
+        }
+        print(sum);
+    } else {
+        print(QStringLiteral("%1 of %2 asked stations answered%3")
+                  .arg(found)
+                  .arg(asked)
+                  .arg(QLatin1String(stopped ? " (stopped)" : "")));
+    }
+    if (failed(connection)) {
+        complain(QStringLiteral("%1; station %2 and those after it were not asked")
+                     .arg(connection.breakReason())
+                     .arg(stations.at(asked)));
+    }
 }
 
 int runScan(const ScanOptions& options) {
@@ -77,16 +104,8 @@ int runScan(const ScanOptions& options) {
         }
     }
     progress.clear();
-    const bool stopped = asked < stations.size();
-    if (options.json) {
-        print(Json{{"asked", asked}, {"answered", found}, {"stopped", stopped}});
-    } else {
-        print(QStringLiteral("%1 of %2 asked stations answered%3")
-                  .arg(found)
-                  .arg(asked)
-                  .arg(QLatin1String(stopped ? " (stopped)" : "")));
-    }
-    return connection.finish(found > 0 ? EXIT_DONE : EXIT_FAILED);
+    printSum(connection, stations, asked, found, options.json);
+    return connection.finish(found > 0 && !failed(connection) ? EXIT_DONE : EXIT_FAILED);
 }
 
 }  // namespace

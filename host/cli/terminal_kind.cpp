@@ -8,6 +8,27 @@
 
 namespace dx7::cli {
 
+namespace {
+
+std::string collected;
+
+int collect(int character) {
+    collected += static_cast<char>(character);
+    return character;
+}
+
+}  // namespace
+
+std::string farewellOfScreen() {
+    collected.clear();
+    for (const char* sequence : {exit_attribute_mode, keypad_local, cursor_normal, exit_ca_mode}) {
+        if (sequence != nullptr) {
+            tputs(sequence, 1, collect);
+        }
+    }
+    return collected;
+}
+
 TerminalKind terminalKind() {
     int found = 0;
     if (setupterm(nullptr, STDOUT_FILENO, &found) != OK) {

@@ -3,6 +3,8 @@
 #ifndef DX7_HOST_CLI_TERMINAL_KIND_H
 #define DX7_HOST_CLI_TERMINAL_KIND_H
 
+#include <string>
+
 namespace dx7::cli {
 
 enum class TerminalKind {
@@ -13,6 +15,9 @@ enum class TerminalKind {
 
 /// The kind of terminal that standard output is, by the environment's TERM.
 TerminalKind terminalKind();
+
+/// The control sequences that give the terminal that ncurses has taken over its screen, cursor and keys back.
+std::string farewellOfScreen();
 
 }  // namespace dx7::cli
 

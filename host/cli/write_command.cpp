@@ -1,8 +1,9 @@
+#include <algorithm>
+
 #include "connection.h"
 #include "error.h"
 #include "one_shot_read.h"
 #include "output.h"
-#include "stop_signal.h"
 
 namespace dx7::cli {
 
@@ -13,12 +14,22 @@ struct WriteOptions : CommonOptions {
     bool verify = false;
 };
 
+enum class Fate { Written, NotWritten, Unknown };
+
+/// What has become of one item of a write.
+struct ItemFate {
+    Fate fate = Fate::NotWritten;
+    QString fault;  ///< Empty when it was written.
+};
+
 /// A write, the points that show its values, and how it went.
 struct WriteJob {
     WriteRequest request;
     QVector<Point> points;
-    int requestsLeft = 0;
-    QString fault;  ///< Empty while nothing went wrong.
+    QVector<ItemFate> items;  ///< One for each item of the request.
+    bool verified = false;
+    bool tookNot = false;  ///< It reads another value than was written.
+    QString verifyFault;   ///< What the reading back of written values has to say.
 };
 
 WriteJob makeJob(const WriteRequest& request) {
@@ -32,6 +43,7 @@ WriteJob makeJob(const WriteRequest& request) {
         }
         job.points += point;
     }
+    job.items = QVector<ItemFate>(request.items.size());
     return job;
 }
 
@@ -49,50 +61,69 @@ QString valuesText(const WriteJob& job) {
     return values.join(QLatin1Char(','));
 }
 
-void send(Connection& connection, WriteJob& job) {
-    const int before = connection.engine().pendingOperations();
-    connection.engine().write(job.request, [&job](const Transaction& transaction) {
-        --job.requestsLeft;
-        if (!transaction.good() && job.fault.isEmpty()) {
-            job.fault = outcomeText(transaction);
-        }
-    });
-    job.requestsLeft = connection.engine().pendingOperations() - before;
-    connection.runOperations();
-    if (job.requestsLeft > 0 && job.fault.isEmpty()) {
-        job.fault = QStringLiteral("stopped before its end");
+// Takes the end of one request over for the items that it writes.
+void take(const Transaction& transaction, WriteJob& job) {
+    const FRAME_PRO& frame = transaction.frame;
+    const int first = frame.address - job.request.first.address;
+    for (int i = first; i < first + frame.count; ++i) {
+        const Fate notGood = transaction.unsettled ? Fate::Unknown : Fate::NotWritten;
+        job.items[i] = transaction.good() ? ItemFate{Fate::Written, QString()}
+                                          : ItemFate{notGood, unwrittenText(transaction)};
     }
+}
+
+// Of the job's point number `index`: a value of two items may need two requests.
+ItemFate fateOf(const WriteJob& job, int index) {
+    const int width = job.request.first.items();
+    ItemFate known = job.items.at(index * width);
+    for (int i = index * width + 1; i < (index + 1) * width; ++i) {
+        const ItemFate& other = job.items.at(i);
+        if (other.fate != known.fate) {
+            known = ItemFate{Fate::Unknown, QStringLiteral("written by half: ") +
+                                                (known.fault.isEmpty() ? other.fault : known.fault)};
+        }
+    }
+    return known;
+}
+
+bool allWritten(const WriteJob& job) {
+    return std::all_of(job.items.begin(), job.items.end(),
+                       [](const ItemFate& known) { return known.fate == Fate::Written; });
 }
 
 void verify(Connection& connection, WriteJob& job) {
     OneShotRead read(connection.session(), connection.engine(), connection.clock());
     read.queue(job.points);
-    const bool ended = connection.runOperations();
-    for (int i = 0; job.fault.isEmpty() && i < job.points.size(); ++i) {
+    connection.runOperations();
+    for (int i = 0; i < job.points.size(); ++i) {
         const Point& point = job.points.at(i);
         const PointState& state = read.table().state(i);
         if (state.quality != Quality::Good) {
-            const QString fault = read.fault(i);
-            job.fault = ended || !fault.isEmpty()
-                            ? QStringLiteral("written, but reading back failed: %1").arg(fault)
-                            : QStringLiteral("written, but stopped before it was read back");
+            job.verifyFault = QStringLiteral("written, but reading back failed: %1").arg(read.fault(i));
         } else if (state.raw != writtenRaw(job, i)) {
-            job.fault = QStringLiteral("written, but %1 reads %2 instead of %3")
-                            .arg(point.name, valueText(point.format, point.type, state.raw),
-                                 valueText(point.format, point.type, writtenRaw(job, i)));
+            job.verifyFault = QStringLiteral("written, but %1 reads %2 instead of %3")
+                                  .arg(point.name, valueText(point.format, point.type, state.raw),
+                                       valueText(point.format, point.type, writtenRaw(job, i)));
+            job.tookNot = true;
+        }
+        if (!job.verifyFault.isEmpty()) {
+            return;
         }
     }
+    job.verified = true;
 }
 
 // One write after the other: two items may be the same bits of the device under two names, so each is read
-// back before the next one is written.
+// back before the next one is written. What a station that did not answer before would cost is spared.
 void carryOut(Connection& connection, const WriteOptions& options, WriteJob& job) {
-    if (stopRequested()) {
-        job.fault = QStringLiteral("stopped before that");
-        return;
+    const int station = job.request.first.station;
+    connection.engine().write(job.request,
+                              [&job](const Transaction& transaction) { take(transaction, job); });
+    if (connection.silentStations().contains(station)) {
+        connection.engine().abandonOperations(silencePhrase(station));
     }
-    send(connection, job);
-    if (options.verify && job.fault.isEmpty()) {
+    connection.runOperations();
+    if (options.verify && allWritten(job)) {
         verify(connection, job);
     }
 }
@@ -115,25 +146,119 @@ Json writtenJson(const WriteJob& job) {
     return json;
 }
 
-bool report(const WriteOptions& options, const WriteJob& job) {
-    const bool good = job.fault.isEmpty();
-    if (options.json) {
-        Json json = writtenJson(job);
-        json["written"] = good;
-        json["verified"] = good && options.verify;
-        if (!good) {
-            json["fault"] = utf8(job.fault);
+/// Values in a row that share what has become of them.
+struct Part {
+    int first = 0;
+    int count = 0;
+    ItemFate known;
+};
+
+QVector<Part> partsOf(const WriteJob& job) {
+    QVector<Part> parts;
+    for (int i = 0; i < job.points.size(); ++i) {
+        const ItemFate known = fateOf(job, i);
+        const bool same = !parts.isEmpty() && parts.last().known.fate == known.fate &&
+                          parts.last().known.fault == known.fault;
+        if (same) {
+            ++parts.last().count;
+        } else {
+            parts += Part{i, 1, known};
         }
-        print(json);
-    } else if (good) {
-        print(QStringLiteral("%1 = %2 %3")
-                  .arg(job.request.name, valuesText(job),
-                       QLatin1String(options.verify ? "written and verified" : "written")));
     }
-    if (!good) {
-        complain(QStringLiteral("%1 = %2 failed: %3").arg(job.request.name, valuesText(job), job.fault));
+    return parts;
+}
+
+Json fateJson(Fate fate) {
+    return fate == Fate::Unknown ? Json(nullptr) : Json(fate == Fate::Written);
+}
+
+// Null when it is unknown, or true of some values only.
+Json writtenState(const QVector<Part>& parts) {
+    return parts.size() == 1 ? fateJson(parts.first().known.fate) : Json(nullptr);
+}
+
+Json partsJson(const WriteJob& job, const QVector<Part>& parts) {
+    Json list = Json::array();
+    for (const Part& part : parts) {
+        Json json{{"item", utf8(job.points.at(part.first).notation())}, {"count", part.count}};
+        json["written"] = fateJson(part.known.fate);
+        if (!part.known.fault.isEmpty()) {
+            json["fault"] = utf8(part.known.fault);
+        }
+        list += json;
     }
-    return good;
+    return list;
+}
+
+// "F:3.0.20@1 written, F:3.0.21@1 to F:3.0.24@1 not sent: ...".
+QString partsText(const WriteJob& job, const QVector<Part>& parts) {
+    QStringList texts;
+    for (const Part& part : parts) {
+        const QString first = job.points.at(part.first).name;
+        const QString last = job.points.at(part.first + part.count - 1).name;
+        const QString items = part.count == 1 ? first : QStringLiteral("%1 to %2").arg(first, last);
+        const bool written = part.known.fate == Fate::Written;
+        texts += items + QLatin1Char(' ') + (written ? QStringLiteral("written") : part.known.fault);
+    }
+    return texts.join(QStringLiteral("; "));
+}
+
+QString faultText(const WriteJob& job, const QVector<Part>& parts) {
+    if (!job.verifyFault.isEmpty()) {
+        return job.verifyFault;
+    }
+    return parts.size() == 1 ? parts.first().known.fault
+                             : QStringLiteral("written in part: ") + partsText(job, parts);
+}
+
+bool tellJson(const WriteOptions& options, const WriteJob& job, const QVector<Part>& parts) {
+    const QString fault = faultText(job, parts);
+    Json json = writtenJson(job);
+    json["written"] = job.tookNot ? Json(false) : writtenState(parts);
+    json["verified"] = options.verify && job.verified;
+    if (!fault.isEmpty()) {
+        json["fault"] = utf8(fault);
+    }
+    if (parts.size() > 1) {
+        json["parts"] = partsJson(job, parts);
+    }
+    return tell(json);
+}
+
+// What has become of a write. False when it is not, or not known to be, done, or could not be said.
+bool report(const WriteOptions& options, const WriteJob& job) {
+    const QVector<Part> parts = partsOf(job);
+    const QString fault = faultText(job, parts);
+    const QString what = QStringLiteral("%1 = %2").arg(job.request.name, valuesText(job));
+    bool told = true;
+    if (options.json) {
+        told = tellJson(options, job, parts);
+    } else if (fault.isEmpty()) {
+        told = tell(what + QLatin1String(options.verify ? " written and verified" : " written"));
+    }
+    if (!fault.isEmpty()) {
+        const bool open =
+            fault.startsWith(QLatin1String("not sent")) || fault.startsWith(QLatin1String("unknown"));
+        complain(what + QLatin1String(open ? ": " : " failed: ") + fault);
+    }
+    return told && fault.isEmpty();
+}
+
+// What broke the writes off, and how to go on.
+void complainOfBreak(const Connection& connection, const QVector<WriteJob>& jobs) {
+    const auto done = std::count_if(jobs.begin(), jobs.end(), [](const WriteJob& job) {
+        return allWritten(job) && job.verifyFault.isEmpty();
+    });
+    const bool unknown = std::any_of(jobs.begin(), jobs.end(), [](const WriteJob& job) {
+        return std::any_of(job.items.begin(), job.items.end(),
+                           [](const ItemFate& known) { return known.fate == Fate::Unknown; });
+    });
+    complain(QStringLiteral("%1; %2 of %3 done; %4")
+                 .arg(connection.breakReason())
+                 .arg(done)
+                 .arg(counted(jobs.size(), "write"),
+                      QLatin1String(unknown ? "read back what is unknown, then write what is missing"
+                                            : "write what is missing")));
 }
 
 int runWrite(const WriteOptions& options) {
@@ -148,10 +273,14 @@ int runWrite(const WriteOptions& options) {
         }
     }
     Connection connection(loaded, settings, options);
+    connection.abandonAfterSilence();
     bool good = true;
     for (WriteJob& job : jobs) {
         carryOut(connection, options, job);
         good = report(options, job) && good;
+    }
+    if (!connection.breakReason().isEmpty()) {
+        complainOfBreak(connection, jobs);
     }
     return connection.finish(good ? EXIT_DONE : EXIT_FAILED);
 }

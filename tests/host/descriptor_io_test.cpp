@@ -57,7 +57,18 @@ TEST_F(DescriptorIoTest, NamesALossInReadingAndWriting) {
     EXPECT_FALSE(writeDescriptor(ours, Channel::Socket, "abc", &failure)) << "and no signal";
     EXPECT_EQ(failure, QStringLiteral("Broken pipe"));
     EXPECT_FALSE(readDescriptor(-1, &bytes, 0, &failure));
-    EXPECT_EQ(failure, QStringLiteral("Bad file descriptor"));
+    EXPECT_EQ(failure, QStringLiteral("it is closed"));
+}
+
+// Before a request the line is looked at without waiting: what was closed by then must not seem to take it.
+TEST_F(DescriptorIoTest, NoticesTheOtherEndsClosingWithoutWaiting) {
+    EXPECT_TRUE(writeDescriptor(theirs, Channel::Socket, "abc", &failure));
+    closeTheirs();
+    EXPECT_TRUE(readDescriptor(ours, &bytes, 0, &failure));
+    EXPECT_EQ(bytes, QByteArray("abc")) << "what came before counts";
+    EXPECT_FALSE(readDescriptor(ours, &bytes, 0, &failure));
+    EXPECT_EQ(failure, QStringLiteral("it was closed at the other end"));
+    EXPECT_FALSE(readDescriptor(ours, &bytes, -5, &failure));
 }
 
 // As QSerialPort sets a port up: a read that finds nothing returns no bytes instead of an error.
@@ -76,7 +87,11 @@ TEST_F(DescriptorIoTest, APortThatReturnsAtOnceIsNotLostByIt) {
     EXPECT_TRUE(readDescriptor(port, &bytes, 1000000, &failure));
     EXPECT_EQ(bytes, QByteArray("abc"));
     ::close(device);
-    EXPECT_FALSE(readDescriptor(port, &bytes, 1000000, &failure)) << "its end is noticed";
+    EXPECT_FALSE(readDescriptor(port, &bytes, 0, &failure)) << "its end is noticed";
+    EXPECT_FALSE(readDescriptor(port, &bytes, 1000000, &failure));
+    EXPECT_EQ(failure, QStringLiteral("it was closed at the other end"));
+    EXPECT_FALSE(writeDescriptor(port, Channel::Port, "abc", &failure));
+    EXPECT_EQ(failure, QStringLiteral("Input/output error (it was unplugged, or closed at the other end)"));
     ::close(port);
 }
 

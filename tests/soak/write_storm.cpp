@@ -89,7 +89,7 @@ void WriteStorm::judge(const std::vector<Write>& writes, const std::string& outp
             m_result.fail("dx7 write reported nothing about " + write.argument);
             return;
         }
-        const bool written = Json::parse(line).at("written");
+        const bool written = Json::parse(line).at("written") == true;
         m_result.writesLanded += written ? 1 : 0;
         m_result.writesFailed += written ? 0 : 1;
         for (std::size_t i = 0; i < write.items.size(); ++i) {

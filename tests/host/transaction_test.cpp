@@ -1,0 +1,66 @@
+// What is said of a request's end.
+#include "transaction.h"
+
+#include <gtest/gtest.h>
+
+#include <cerrno>
+
+#include "scripted_line.h"
+#include "system_reason.h"
+
+using namespace dx7;
+
+namespace {
+
+struct Told {
+    const char* what;
+    Outcome outcome;
+    int expectLen;
+    const char* reply;  // Without a CRC, for its length and its head are what counts.
+    qint64 noiseBytes;
+    int exceptionCode;
+    const char* text;
+};
+void PrintTo(const Told& told, std::ostream* out) {
+    *out << told.what;
+}
+
+class OutcomeText : public testing::TestWithParam<Told> {};
+
+TEST_P(OutcomeText, SaysWhatIsWrong) {
+    const Told& told = GetParam();
+    Transaction transaction;
+    transaction.outcome = told.outcome;
+    transaction.frame.expectLen = told.expectLen;
+    transaction.reply = hex(told.reply);
+    transaction.noiseBytes = told.noiseBytes;
+    transaction.exceptionCode = told.exceptionCode;
+    EXPECT_EQ(outcomeText(transaction), QString::fromLatin1(told.text));
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Table, OutcomeText,
+    testing::Values(
+        Told{"silence", Outcome::Timeout, 9, "", 0, 0, "no reply"},
+        Told{"noise", Outcome::Timeout, 9, "", 1048576, 0, "no valid reply: 1048576 bytes of noise"},
+        Told{"a byte", Outcome::Timeout, 9, "", 1, 0, "no valid reply: 1 byte of noise"},
+        Told{"CRC", Outcome::WrongCrc, 9, "", 0, 0, "wrong CRC"},
+        Told{"short", Outcome::WrongLength, 9, "01 03 04 00 01", 0, 0, "wrong length (5 of 9 bytes)"},
+        Told{"other count", Outcome::WrongLength, 9, "01 03 06 00 01 00 02 00 03", 0, 0,
+             "wrong length (its byte count says 6, 4 were asked for)"},
+        Told{"refusal", Outcome::Exception, 9, "", 0, 2, "exception 2 (illegal data address)"}));
+
+TEST(OutcomeText, OfWhatWasCutShortIsTheReason) {
+    Transaction transaction;
+    transaction.outcome = Outcome::CutShort;
+    transaction.info = QStringLiteral("the line was lost");
+    EXPECT_EQ(outcomeText(transaction), transaction.info);
+}
+
+TEST(SystemReason, NeverClaimsSuccess) {
+    EXPECT_EQ(systemReason(0), QStringLiteral("the system gave no reason"));
+    EXPECT_EQ(systemReason(EBADF), QStringLiteral("it is closed"));
+    EXPECT_EQ(systemReason(ENOSPC), QStringLiteral("No space left on device"));
+}
+
+}  // namespace
