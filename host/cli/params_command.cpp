@@ -121,14 +121,15 @@ void printDiffSummary(const ParamsOptions& options, const Comparison& compared, 
         print(QStringLiteral("%1 of %2 differ")
                   .arg(compared.differences.size())
                   .arg(counted(parameters, "parameter")));
-    } else {
-        print(QStringLiteral("%1 of %2 compared differ, %3 not compared")
-                  .arg(compared.differences.size())
-                  .arg(counted(parameters - compared.unread.size(), "parameter"))
-                  .arg(compared.unread.size()));
     }
     if (!compared.broken.isEmpty()) {
-        complain(QStringLiteral("%1; the same command compares them all again").arg(compared.broken));
+        complain(
+            QStringLiteral("%1; %2 of %3 were compared, %4 of them differ; the same command compares them "
+                           "all again")
+                .arg(compared.broken)
+                .arg(parameters - compared.unread.size())
+                .arg(counted(parameters, "parameter"))
+                .arg(compared.differences.size()));
     }
 }
 
@@ -170,6 +171,7 @@ private:
     void take(const Difference& difference, const WriteEnd& end);
     void tellItem(const Difference& difference, Written state, const QString& fault);
     QString summaryText(int parameters) const;
+    QString comparedText(int parameters) const;
 
     const ParamsOptions& options_;
     Connection& connection_;
@@ -248,6 +250,13 @@ QString LoadRun::summaryText(int parameters) const {
                       .arg(QLatin1String(plain ? "not" : "not written"));
 }
 
+// Of a run that was broken off before its first write.
+QString LoadRun::comparedText(int parameters) const {
+    return QStringLiteral("; %1 of %2 were compared, nothing was written")
+        .arg(parameters - compared_.unread.size())
+        .arg(counted(parameters, "parameter"));
+}
+
 bool LoadRun::tellSummary(int parameters) {
     const int left = parameters - compared_.right - written_;
     if (options_.json) {
@@ -262,12 +271,12 @@ bool LoadRun::tellSummary(int parameters) {
             json["fault"] = utf8(broken_);
         }
         told_ = tell(json) && told_;
-    } else {
+    } else if (compared_.broken.isEmpty()) {
         told_ = tell(summaryText(parameters)) && told_;
     }
     if (!broken_.isEmpty()) {
         complain(QStringLiteral("%1%2; run it again to go on: it compares first and writes only what differs")
-                     .arg(broken_, QLatin1String(tried_ == 0 ? "; nothing was written" : "")));
+                     .arg(broken_, compared_.broken.isEmpty() ? QString() : comparedText(parameters)));
     }
     return left == 0 && told_;
 }

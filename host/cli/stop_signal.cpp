@@ -12,7 +12,7 @@ namespace dx7::cli {
 
 namespace {
 
-// A terminal that is held (Ctrl-S) takes nothing.
+// A terminal may take nothing, whatever is done.
 const int FAREWELL_PATIENCE_MS = 100;
 
 volatile std::sig_atomic_t stopMark = 0;
@@ -28,6 +28,10 @@ void giveTerminalBack() {
     if (guarded == 0 || ::tcgetpgrp(STDIN_FILENO) != ::getpgrp()) {
         return;
     }
+    // Output that Ctrl-S holds would hold the farewell, too: without that flow control it goes on.
+    termios flowing = modesBefore;
+    flowing.c_iflag &= ~static_cast<tcflag_t>(IXON);
+    ::tcsetattr(STDIN_FILENO, TCSANOW, &flowing);
     pollfd output{STDOUT_FILENO, POLLOUT, 0};
     if (farewellLength > 0 && ::poll(&output, 1, FAREWELL_PATIENCE_MS) > 0) {
         const ssize_t written =

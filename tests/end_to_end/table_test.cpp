@@ -5,55 +5,9 @@
 #include <regex>
 
 #include "full_listener.h"
-#include "rig.h"
+#include "terminal.h"
 
 namespace {
-
-/// A terminal of its own, with a program in it.
-class Terminal {
-public:
-    Terminal(const std::string& socket, const Words& command, int columns, int rows) : m_socket(socket) {
-        Words words = {"-f", "/dev/null",          "new-session", "-d",    "-x", std::to_string(columns),
-                       "-y", std::to_string(rows), "-s",          "screen"};
-        // The shell keeps the screen after the program's end and shows its exit code.
-        std::string line = "LC_ALL=C.UTF-8";
-        for (const std::string& word : command) {
-            line += " '" + word + "'";
-        }
-        words.push_back(line + "; echo \"exit code $?\"; exec sleep 60");
-        const Finished started = tmux(words);
-        if (started.exitCode != 0) {
-            throw std::runtime_error("tmux: " + started.errors);
-        }
-    }
-    ~Terminal() { tmux({"kill-server"}); }
-    Terminal(const Terminal&) = delete;
-    Terminal& operator=(const Terminal&) = delete;
-
-    std::string screen() const { return tmux({"capture-pane", "-p", "-t", "screen"}).output; }
-    void type(const Words& keys) const {
-        Words words{"send-keys", "-t", "screen"};
-        words.insert(words.end(), keys.begin(), keys.end());
-        tmux(words);
-    }
-    void resize(int columns, int rows) const {
-        tmux({"resize-window", "-t", "screen", "-x", std::to_string(columns), "-y", std::to_string(rows)});
-    }
-    /// Whether something that matches comes to stand on the screen.
-    bool shows(const std::string& pattern) const {
-        const std::regex regex(pattern);
-        return eventually([&] { return std::regex_search(screen(), regex); });
-    }
-
-private:
-    Finished tmux(const Words& words) const {
-        Words all{DX7_TMUX, "-S", m_socket};
-        all.insert(all.end(), words.begin(), words.end());
-        return runToEnd(all);
-    }
-
-    std::string m_socket;
-};
 
 class LiveTable : public testing::TestWithParam<Carrier> {
 protected:

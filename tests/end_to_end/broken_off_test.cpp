@@ -1,0 +1,358 @@
+// What read, write and scan say when they are broken off: the line is lost, a signal comes, a station is
+// silent.
+#include <algorithm>
+#include <csignal>
+
+#include "fragile_device.h"
+#include "rig.h"
+
+namespace {
+
+/// The n-th request of a function code has this fate, all others are served.
+FragileDevice::Script at(int function, int number, const Reaction& reaction) {
+    return [=](const FragileDevice::Frame& request, int count) {
+        return request[1] == function && count == number ? reaction : Reaction();
+    };
+}
+FragileDevice::Script silentFrom(int function, int number) {
+    return [=](const FragileDevice::Frame& request, int count) {
+        Reaction reaction;
+        reaction.answer = reaction.carryOut = request[1] != function || count < number;
+        return reaction;
+    };
+}
+
+Reaction lostBefore() {
+    Reaction reaction;
+    reaction.carryOut = reaction.answer = false;
+    reaction.close = true;
+    return reaction;
+}
+Reaction lostAfter() {
+    Reaction reaction = lostBefore();
+    reaction.carryOut = true;
+    return reaction;
+}
+Finished dx7At(const FragileDevice& device, const Words& words) {
+    Words all = dx7Words(words);
+    all.insert(all.end(), {"--tcp", device.address(), "--timeout", "100"});
+    return runToEnd(all);
+}
+
+// Whether the device carried the write out before the line went is what dx7 cannot know.
+class BrokenWrite : public testing::TestWithParam<bool> {
+protected:
+    const FragileDevice device{at(WRITE, 2, GetParam() ? lostAfter() : lostBefore())};
+};
+INSTANTIATE_TEST_SUITE_P(CarriedOut, BrokenWrite, testing::Bool());
+
+TEST_P(BrokenWrite, SaysWhatIsDoneUnknownAndNotSent) {
+    const Finished run = dx7At(device, {"write", "F:3.0.20=1", "F:3.0.21=2", "F:3.0.22=3"});
+    EXPECT_EQ(1, run.exitCode);
+    EXPECT_EQ("F:3.0.20@1 = 1 written\n", run.output);
+    EXPECT_TRUE(says(run.errors,
+                     "dx7: F:3.0.21@1 = 2: unknown: sent, but the line was lost before the "
+                     "acknowledgement; read it back\n"))
+        << run.errors;
+    EXPECT_TRUE(says(run.errors, "dx7: F:3.0.22@1 = 3: not sent: the line was lost before that\n"))
+        << run.errors;
+    EXPECT_TRUE(says(run.errors, "was lost: ")) << run.errors;
+    EXPECT_TRUE(
+        says(run.errors, "1 of 3 writes done; read back what is unknown, then write what is missing\n"))
+        << run.errors;
+    EXPECT_EQ(2, device.requests(WRITE)) << "nothing is sent after the loss";
+    EXPECT_EQ(GetParam() ? 2 : 7, device.value(0xF321));
+}
+
+TEST_P(BrokenWrite, SaysItAsJsonWithEveryItemOnce) {
+    const Finished run = dx7At(device, {"write", "--json", "F:3.0.20=1", "F:3.0.21=2", "F:3.0.22=3"});
+    EXPECT_EQ(1, run.exitCode);
+    const std::vector<Json> items = jsonLines(run.output);
+    ASSERT_EQ(3U, items.size()) << run.output;
+    EXPECT_EQ(true, items[0].at("written"));
+    EXPECT_FALSE(items[0].contains("fault"));
+    EXPECT_TRUE(items[1].at("written").is_null());
+    EXPECT_TRUE(says(items[1].at("fault"), "unknown"));
+    EXPECT_EQ(false, items[2].at("written"));
+    EXPECT_TRUE(says(items[2].at("fault"), "not sent"));
+}
+
+TEST(BrokenOff, ARetryOfAWriteThatWasOutLeavesItUnknown) {
+    const FragileDevice device([](const FragileDevice::Frame&, int count) {
+        Reaction silence;
+        silence.carryOut = silence.answer = false;
+        return count == 1 ? silence : lostBefore();
+    });
+    const Finished run = dx7At(device, {"write", "F:3.0.20=1", "--json"});
+    EXPECT_TRUE(jsonLines(run.output).at(0).at("written").is_null()) << run.output;
+    EXPECT_EQ(2, device.requests(WRITE));
+}
+
+TEST(BrokenOff, ARunSaysWhichPartsAreDone) {
+    const FragileDevice device(at(WRITE_RUN, 2, lostAfter()));
+    // Registers do not run on from 09 to 10 and from 19 to 20: three requests.
+    Words json{"write", "F:0.0.08=1,2,3,4,5,6,7,8,9,10,11,12,13,14", "--json"};
+    const std::vector<Json> items = jsonLines(dx7At(device, json).output);
+    ASSERT_EQ(1U, items.size());
+    EXPECT_TRUE(items[0].at("written").is_null());
+    const Json parts = items[0].at("parts");
+    ASSERT_EQ(3U, parts.size()) << parts;
+    EXPECT_EQ(Json({{"item", "F:0.0.08@1"}, {"count", 2}, {"written", true}}), parts[0]);
+    EXPECT_EQ("F:0.0.10@1", parts[1].at("item"));
+    EXPECT_EQ(10, parts[1].at("count"));
+    EXPECT_TRUE(parts[1].at("written").is_null());
+    EXPECT_EQ("F:0.0.20@1", parts[2].at("item"));
+    EXPECT_EQ(false, parts[2].at("written"));
+    EXPECT_EQ(1, device.value(0xF008));
+}
+
+TEST(BrokenOff, ARunAsTextNamesItsParts) {
+    const FragileDevice device(at(WRITE_RUN, 2, lostAfter()));
+    const Finished run = dx7At(device, {"write", "F:0.0.08=1,2,3,4,5"});
+    EXPECT_EQ(1, run.exitCode);
+    EXPECT_EQ("", run.output);
+    EXPECT_TRUE(says(run.errors, "F:0.0.08@1 to F:0.0.09@1 written; F:0.0.10@1 to F:0.0.12@1 unknown: sent"))
+        << run.errors;
+}
+
+TEST(BrokenOff, AValueOfTwoWordsThatIsWrittenByHalfIsUnknown) {
+    const FragileDevice device(at(WRITE, 2, lostBefore()));
+    const Words words{"write", "F:0.0.10/s32=-100000", "--block", "1"};
+    const Finished run = dx7At(device, words);
+    EXPECT_TRUE(says(run.errors, "written by half")) << run.errors;
+    EXPECT_EQ(1, run.exitCode);
+    EXPECT_EQ("", run.output);
+}
+
+TEST(BrokenOff, AVerifiedWriteSaysThatItIsWrittenAndNotVerified) {
+    const FragileDevice device(at(READ, 1, lostBefore()));
+    const Finished run = dx7At(device, {"write", "--verify", "--json", "F:3.0.20=1", "F:3.0.21=2"});
+    EXPECT_EQ(1, run.exitCode);
+    const std::vector<Json> items = jsonLines(run.output);
+    ASSERT_EQ(2U, items.size());
+    EXPECT_EQ(true, items[0].at("written"));
+    EXPECT_EQ(false, items[0].at("verified"));
+    EXPECT_TRUE(says(items[0].at("fault"), "the line was lost")) << items[0];
+    EXPECT_EQ(false, items[1].at("written"));
+}
+
+TEST(BrokenOff, AWriteThatIsRefusedAndAnsweredBySilenceIsUnknown) {
+    const FragileDevice device([](const FragileDevice::Frame&, int count) {
+        Reaction reaction;
+        reaction.answer = count > 1;
+        reaction.exception = count > 1 ? 6 : 0;
+        return reaction;
+    });
+    const Finished run = dx7At(device, {"write", "F:3.0.20=1", "--json"});
+    EXPECT_TRUE(jsonLines(run.output).at(0).at("written").is_null()) << run.output;
+    EXPECT_EQ(1, device.value(0xF320)) << "indeed";
+}
+
+TEST(BrokenOff, FurtherWritesToASilentStationAreNotSent) {
+    const FragileDevice device([](const FragileDevice::Frame& request, int) {
+        Reaction reaction;
+        reaction.answer = reaction.carryOut = request[0] != 3;
+        return reaction;
+    });
+    const Finished run = dx7At(device, {"write", "--json", "F:3.0.20@3=1", "F:3.0.20@1=2", "F:3.0.21@3=3",
+                                        "F:0.0.08@3=1,2,3", "F:3.0.21@1=4"});
+    EXPECT_EQ(1, run.exitCode);
+    const std::vector<Json> items = jsonLines(run.output);
+    ASSERT_EQ(5U, items.size());
+    EXPECT_TRUE(items[0].at("written").is_null());
+    EXPECT_EQ(true, items[1].at("written"));
+    EXPECT_EQ(false, items[2].at("written"));
+    EXPECT_EQ("not sent: station 3 did not answer before that", items[2].at("fault"));
+    EXPECT_EQ(false, items[3].at("written"));
+    EXPECT_EQ(true, items[4].at("written"));
+    EXPECT_EQ(5, device.requests(WRITE)) << "three attempts to station 3, one each to station 1";
+    EXPECT_EQ(0, device.requests(WRITE_RUN));
+}
+
+TEST(BrokenOff, ARunToAStationThatFallsSilentIsNotSentToItsEnd) {
+    const FragileDevice device(silentFrom(WRITE_RUN, 1));
+    const Finished run = dx7At(device, {"write", "F:0.0.08=1,2,3,4"});
+    EXPECT_TRUE(says(run.errors, "not sent: station 1 did not answer before that")) << run.errors;
+    EXPECT_EQ(3, device.requests(WRITE_RUN));
+}
+
+TEST(BrokenOff, AReadPrintsWhatItHas) {
+    const FragileDevice device(at(READ, 2, lostBefore()));
+    const Finished run = dx7At(device, {"read", "F:0.0.08,4", "F:3.0.20"});
+    EXPECT_EQ(1, run.exitCode);
+    EXPECT_EQ("F:0.0.08@1 = 7\nF:0.0.09@1 = 7\n", run.output);
+    for (const char* item : {"F:0.0.10@1", "F:0.0.11@1", "F:3.0.20@1"}) {
+        EXPECT_TRUE(
+            says(run.errors, std::string(item) + " could not be read: the line was lost before that\n"))
+            << run.errors;
+    }
+    EXPECT_TRUE(says(run.errors, "2 of 5 items read")) << run.errors;
+}
+
+TEST(BrokenOff, AReadAsJsonHasEveryItemOnce) {
+    const FragileDevice device(at(READ, 2, lostBefore()));
+    const Finished run = dx7At(device, {"read", "--json", "F:0.0.08,4", "F:3.0.20"});
+    EXPECT_EQ(1, run.exitCode);
+    const std::vector<Json> items = jsonLines(run.output);
+    ASSERT_EQ(5U, items.size());
+    for (std::size_t i = 0; i < items.size(); ++i) {
+        EXPECT_EQ(i >= 2, items[i].contains("fault")) << items[i];
+        EXPECT_EQ(i < 2 ? Json(7) : Json(nullptr), items[i].at("value"));
+        EXPECT_EQ(i < 2 ? "good" : "no line", items[i].at("quality"));
+    }
+}
+
+TEST(BrokenOff, AScanGivesItsSum) {
+    Rig rig(Carrier::Tcp, {"--stations", "1"});
+    Process scan(rig.command({"scan", "--json", "--stations", "1,100-200", "--timeout", "300"}));
+    ASSERT_NE("", scan.readLine());
+    rig.stopDevice();
+    const Finished run = scan.finish();
+    EXPECT_EQ(1, run.exitCode);
+    const Json sum = withKey(jsonLines(run.output), "asked");
+    ASSERT_FALSE(sum.is_null()) << run.output;
+    EXPECT_EQ(1, sum.at("answered"));
+    EXPECT_EQ(true, sum.at("stopped"));
+    EXPECT_TRUE(says(sum.at("fault"), "lost"));
+    EXPECT_TRUE(says(run.errors, "and those after it were not asked")) << run.errors;
+}
+
+class Signal : public testing::TestWithParam<int> {};
+INSTANTIATE_TEST_SUITE_P(Numbers, Signal, testing::Values(SIGINT, SIGTERM, SIGHUP));
+
+TEST_P(Signal, EndsAWriteThatSaysWhatIsDone) {
+    const FragileDevice device(silentFrom(WRITE, 2));
+    Words words = dx7Words({"write", "--json", "F:3.0.20=1", "F:3.0.21=2", "F:3.0.22=3"});
+    words.insert(words.end(), {"--tcp", device.address(), "--timeout", "60000"});
+    Process write(words);
+    EXPECT_TRUE(has(Json::parse(write.readLine()), "written", true));
+    ASSERT_TRUE(eventually([&] { return device.requests(WRITE) == 2; }));
+    write.signal(GetParam());
+    const Finished run = write.finish();
+    EXPECT_EQ(1, run.exitCode);
+    const std::vector<Json> items = jsonLines(run.output);
+    ASSERT_EQ(2U, items.size()) << run.output;
+    EXPECT_TRUE(items[0].at("written").is_null());
+    EXPECT_EQ(false, items[1].at("written"));
+    EXPECT_EQ("not sent: dx7 was stopped before that", items[1].at("fault"));
+    EXPECT_TRUE(says(run.errors, "dx7: stopped; 1 of 3 writes done")) << run.errors;
+}
+
+TEST_P(Signal, EndsAReadThatPrintsWhatItHas) {
+    const FragileDevice device(silentFrom(READ, 2));
+    Words words = dx7Words({"read", "F:0.0.08,4"});
+    words.insert(words.end(), {"--tcp", device.address(), "--timeout", "60000"});
+    Process read(words);
+    ASSERT_TRUE(eventually([&] { return device.requests(READ) == 2; }));
+    read.signal(GetParam());
+    const Finished run = read.finish();
+    EXPECT_EQ(1, run.exitCode);
+    EXPECT_EQ("F:0.0.08@1 = 7\nF:0.0.09@1 = 7\n", run.output);
+    EXPECT_TRUE(says(run.errors, "F:0.0.10@1 could not be read: dx7 was stopped before that")) << run.errors;
+}
+
+// A terminal that goes away hangs up more than once.
+TEST(Signals, SeveralHangUpsStillLeaveAWord) {
+    const FragileDevice device(silentFrom(WRITE, 1));
+    Words words = dx7Words({"write", "F:3.0.20=1", "--tcp", device.address(), "--timeout", "60000"});
+    Process write(words);
+    ASSERT_TRUE(eventually([&] { return device.requests(WRITE) == 1; }));
+    for (int i = 0; i < 5; ++i) {
+        write.signal(SIGHUP);
+    }
+    const Finished run = write.finish();
+    EXPECT_EQ(1, run.exitCode);
+    EXPECT_TRUE(says(run.errors, "unknown: sent, but dx7 was stopped")) << run.errors;
+}
+
+TEST(Signals, AHangUpThatIsIgnoredStaysIgnored) {
+    const FragileDevice device([](const FragileDevice::Frame&, int) { return Reaction(); });
+    std::string line = "trap '' HUP; exec";
+    for (const std::string& word :
+         dx7Words({"monitor", "F:3.0.20", "--lines", "--json", "--tcp", device.address()})) {
+        line += " '" + word + "'";
+    }
+    Process monitor({"/bin/sh", "-c", line});
+    ASSERT_NE("", monitor.readLine());
+    const int before = device.requests(READ);
+    monitor.signal(SIGHUP);
+    EXPECT_TRUE(eventually([&] { return device.requests(READ) > before + 50; }));
+    monitor.signal(SIGTERM);
+    EXPECT_EQ(0, monitor.finish().exitCode);
+}
+
+TEST(Noise, IsNamedAsSuch) {
+    const FragileDevice device([](const FragileDevice::Frame&, int) {
+        Reaction reaction;
+        reaction.noise = std::string(100000, 'U');
+        return reaction;
+    });
+    const Finished run = dx7At(device, {"read", "F:3.0.20", "--retries", "1"});
+    EXPECT_EQ(1, run.exitCode);
+    EXPECT_TRUE(says(run.errors, "F:3.0.20@1 could not be read: no valid reply: 100000 bytes of noise"))
+        << run.errors;
+}
+
+TEST(Signals, EndAWaitUnderAStreamOfForeignFrames) {
+    const FragileDevice device([](const FragileDevice::Frame&, int) {
+        Reaction reaction;
+        const char foreign[] = "\x02\x03\x02\x00\x63\xBC\x6D";
+        for (int i = 0; i < 200000; ++i) {
+            reaction.noise.append(foreign, sizeof foreign - 1);
+        }
+        return reaction;
+    });
+    Process read(dx7Words({"read", "F:3.0.20", "--timeout", "60000", "--tcp", device.address()}));
+    ASSERT_TRUE(eventually([&] { return device.requests(READ) == 1; }));
+    read.signal(SIGINT);
+    EXPECT_EQ(1, read.finish().exitCode);
+}
+
+long writesSeen(Rig& rig) {
+    rig.device().type("summary\n");
+    std::string text;
+    for (std::string line = rig.device().readLine(); !line.empty(); line = rig.device().readLine()) {
+        text += line;
+        if (line.rfind("faults made", 0) == 0) {
+            break;
+        }
+    }
+    return numberBehind(text, "FC 6: ");
+}
+
+// Over a pseudo-terminal, whose other end's program is ended.
+TEST(BrokenOff, AnUnpluggedPortLeavesAWriteUnknownThatWasOut) {
+    Rig rig(Carrier::PseudoTerminal, {"--stations", "1"});
+    ASSERT_EQ(0, rig.dx7({"write", "F:3.0.20=1"}).exitCode);
+    rig.tell("silence 1");
+    Process write(rig.command({"write", "F:3.0.20=2", "F:3.0.21=3", "--timeout", "60000"}));
+    ASSERT_TRUE(eventually([&] { return writesSeen(rig) == 2; }));
+    rig.stopDevice();
+    const Finished run = write.finish();
+    EXPECT_EQ(1, run.exitCode);
+    EXPECT_TRUE(says(run.errors, "F:3.0.20@1 = 2: unknown: sent, but the line was lost")) << run.errors;
+    EXPECT_TRUE(says(run.errors, "F:3.0.21@1 = 3: not sent: the line was lost")) << run.errors;
+    EXPECT_FALSE(says(run.errors, "Success") || says(run.errors, "Bad file")) << run.errors;
+}
+
+// What is written and cannot be printed is said on standard error.
+TEST(Output, ThatIsFullOrClosedDoesNotHideWhatWasWritten) {
+    const FragileDevice device([](const FragileDevice::Frame&, int) { return Reaction(); });
+    std::string line = "exec";
+    for (const std::string& word :
+         dx7Words({"write", "F:3.0.20=1", "F:3.0.21=2", "--tcp", device.address()})) {
+        line += " '" + word + "'";
+    }
+    for (const char* output : {">/dev/full", ">&-", "| true"}) {
+        const Finished run = runToEnd({"/bin/sh", "-c", line + " " + output});
+        if (output[0] != '|') {
+            EXPECT_EQ(1, run.exitCode) << output;
+            EXPECT_TRUE(says(run.errors, "dx7: standard output cannot be written: ")) << run.errors;
+            EXPECT_TRUE(says(run.errors, "dx7: F:3.0.20@1 = 1 written\n")) << run.errors;
+            EXPECT_TRUE(says(run.errors, "dx7: F:3.0.21@1 = 2 written\n")) << run.errors;
+        }
+    }
+    EXPECT_EQ(6, device.requests(WRITE)) << "a closed pipe ends nothing in the middle";
+}
+
+}  // namespace

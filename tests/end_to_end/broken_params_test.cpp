@@ -1,0 +1,229 @@
+// What params load, diff and save say when they are broken off in the middle.
+#include <csignal>
+#include <memory>
+#include <set>
+
+#include "fragile_device.h"
+#include "rig.h"
+
+namespace {
+
+enum { PARAMETERS = 13, RIGHT = 1, ATTEMPTS = 3 };
+
+FragileDevice::Script breakAt(int function, int number, bool carryOut, bool answer) {
+    return [=](const FragileDevice::Frame& request, int count) {
+        Reaction reaction;
+        if (request[1] == function && count == number) {
+            reaction.carryOut = carryOut;
+            reaction.answer = answer;
+            reaction.close = true;
+        }
+        return reaction;
+    };
+}
+
+/// From the n-th write on the device gives no sign of life.
+FragileDevice::Script silentAfterWrites(int writes) {
+    const auto silent = std::make_shared<bool>(false);
+    return [=](const FragileDevice::Frame& request, int count) {
+        *silent = *silent || (request[1] == WRITE && count > writes);
+        Reaction reaction;
+        reaction.answer = reaction.carryOut = !*silent;
+        return reaction;
+    };
+}
+
+class BrokenParams : public testing::Test {
+protected:
+    BrokenParams() {
+        // The device holds 7 everywhere: all but the last one differ.
+        std::string text = "station = 1\n[F]\n";
+        for (int i = 0; i < PARAMETERS; ++i) {
+            text += "\"3.0." + std::to_string(i / 10) + std::to_string(i % 10) +
+                    (i == PARAMETERS - 1 ? "\" = 7\n" : "\" = 50\n");
+        }
+        writeFile(file, text);
+    }
+    Finished params(const FragileDevice& device, const Words& more) const {
+        Words words{"params"};
+        words.insert(words.end(), more.begin(), more.end());
+        words.insert(words.end(), {file, "--tcp", device.address(), "--timeout", "50"});
+        return runToEnd(dx7Words(words));
+    }
+    TemporaryDirectory directory;
+    std::string file = directory.file("parameters.toml");
+};
+
+/// Every parameter of the file is right, written, unknown or not written, and named unless it is one of the
+/// first two.
+void expectSum(const std::vector<Json>& objects, int written, int unknown) {
+    ASSERT_FALSE(objects.empty());
+    const Json& sum = objects.back();
+    const int left = PARAMETERS - RIGHT - written - unknown;
+    EXPECT_EQ(PARAMETERS, sum.at("parameters"));
+    EXPECT_EQ(RIGHT, sum.at("right"));
+    EXPECT_EQ(written, sum.at("written"));
+    EXPECT_EQ(left, sum.at("not_written"));
+    EXPECT_EQ(unknown, sum.value("unknown", 0));
+    EXPECT_TRUE(sum.contains("fault"));
+    ASSERT_EQ(std::size_t(left + unknown + 1), objects.size());
+    std::set<std::string> names;
+    for (std::size_t i = 0; i + 1 < objects.size(); ++i) {
+        names.insert(objects[i].at("item").get<std::string>());
+        EXPECT_EQ(i < std::size_t(unknown), objects[i].at("written").is_null()) << objects[i];
+        EXPECT_TRUE(objects[i].contains("fault"));
+    }
+    EXPECT_EQ(objects.size() - 1, names.size()) << "each once";
+}
+
+TEST_F(BrokenParams, ALoadSaysWhatIsWrittenUnknownAndNot) {
+    for (const bool carriedOut : {false, true}) {
+        const FragileDevice device(breakAt(WRITE, 3, carriedOut, false));
+        const Finished run = params(device, {"load"});
+        EXPECT_EQ(1, run.exitCode);
+        EXPECT_EQ(
+            "13 parameters: 1 were right already, 2 written and verified, 1 unknown (F:3.0.02@1), "
+            "9 not written\n",
+            run.output);
+        EXPECT_TRUE(says(run.errors,
+                         "F:3.0.02@1 = 50: unknown: sent, but the line was lost before the "
+                         "acknowledgement; read it back\n"))
+            << run.errors;
+        EXPECT_TRUE(says(run.errors,
+                         "was lost: it was closed at the other end; run it again to go on: it compares "
+                         "first and writes only what differs\n"))
+            << run.errors;
+        const Finished second = params(device, {"load"});
+        EXPECT_EQ(0, second.exitCode) << second.errors;
+        EXPECT_TRUE(says(second.output, std::to_string(carriedOut ? 9 : 10) + " written and verified, 0 not"))
+            << second.output;
+    }
+}
+
+TEST_F(BrokenParams, ALoadSaysItAsJson) {
+    const FragileDevice device(breakAt(WRITE, 3, false, false));
+    const Finished run = params(device, {"load", "--json"});
+    EXPECT_EQ(1, run.exitCode);
+    expectSum(jsonLines(run.output), 2, 1);
+}
+
+TEST_F(BrokenParams, WhatWasAcknowledgedAndNotReadBackIsUnknown) {
+    // Two requests compare, then one reads each value back.
+    const FragileDevice device(breakAt(READ, 5, false, false));
+    const Finished run = params(device, {"load", "--json"});
+    const std::vector<Json> objects = jsonLines(run.output);
+    expectSum(objects, 2, 1);
+    EXPECT_TRUE(says(objects.at(0).at("fault"), "written, but it could not be read back: the line was lost"));
+}
+
+TEST_F(BrokenParams, ALoadThatLosesTheLineWhileComparingWritesNothing) {
+    const FragileDevice device(breakAt(READ, 2, false, false));
+    const Finished run = params(device, {"load"});
+    EXPECT_EQ(1, run.exitCode);
+    EXPECT_EQ("", run.output);
+    EXPECT_TRUE(says(run.errors, "; 10 of 13 parameters were compared, nothing was written; run it again"))
+        << run.errors;
+    EXPECT_EQ(0, device.requests(WRITE));
+}
+
+TEST_F(BrokenParams, ALoadStopsWhenItsStationHasFallenSilent) {
+    const FragileDevice device(silentAfterWrites(2));
+    const Finished run = params(device, {"load"});
+    EXPECT_EQ(1, run.exitCode);
+    EXPECT_TRUE(says(run.output, "2 written and verified, 1 unknown (F:3.0.02@1), 9 not written\n"))
+        << run.output;
+    EXPECT_TRUE(says(run.errors, "station 1 does not answer any more; run it again to go on")) << run.errors;
+    EXPECT_EQ(2 + ATTEMPTS, device.requests(WRITE)) << "one write in vain";
+    EXPECT_EQ(4 + ATTEMPTS, device.requests(READ)) << "and its reading back";
+    const FragileDevice again(silentAfterWrites(2));
+    expectSum(jsonLines(params(again, {"load", "--json"}).output), 2, 1);
+}
+
+// An acknowledgement that is lost each time leaves what the device holds as the judge.
+TEST_F(BrokenParams, AValueThatReadsRightIsVerifiedWithoutItsAcknowledgement) {
+    const FragileDevice device([](const FragileDevice::Frame& request, int) {
+        Reaction reaction;
+        reaction.answer = request[1] != WRITE;
+        return reaction;
+    });
+    const Finished run = params(device, {"load"});
+    EXPECT_EQ(0, run.exitCode) << run.errors;
+    EXPECT_TRUE(says(run.output, "12 written and verified, 0 not\n")) << run.output;
+}
+
+TEST_F(BrokenParams, RefusalsAreAnswersAndStopNothing) {
+    const FragileDevice device([](const FragileDevice::Frame& request, int) {
+        Reaction reaction;
+        reaction.exception = request[1] == WRITE ? 3 : 0;
+        return reaction;
+    });
+    const Finished run = params(device, {"load"});
+    EXPECT_EQ(1, run.exitCode);
+    EXPECT_TRUE(says(run.output, "0 written and verified, 12 not\n")) << run.output;
+    EXPECT_EQ(12 * ATTEMPTS, device.requests(WRITE));
+}
+
+TEST_F(BrokenParams, ADiffPrintsWhatItHasCompared) {
+    const FragileDevice device(breakAt(READ, 2, false, false));
+    const Finished run = params(device, {"diff"});
+    EXPECT_EQ(1, run.exitCode);
+    EXPECT_TRUE(says(run.output, "F:3.0.09@1      file    50  device 7\n")) << run.output;
+    EXPECT_FALSE(says(run.output, "parameters")) << run.output;
+    EXPECT_TRUE(says(run.errors, "; 10 of 13 parameters were compared, 10 of them differ; the same command"))
+        << run.errors;
+    EXPECT_TRUE(says(run.errors, "was lost")) << run.errors;
+    const FragileDevice again(breakAt(READ, 2, false, false));
+    const std::vector<Json> objects = jsonLines(params(again, {"diff", "--json"}).output);
+    ASSERT_EQ(std::size_t(PARAMETERS + 1), objects.size());
+    EXPECT_EQ(10, objects.back().at("differ"));
+    EXPECT_EQ(3, objects.back().at("not_read"));
+    EXPECT_TRUE(objects.at(12).at("device").is_null());
+    EXPECT_TRUE(says(objects.at(12).at("fault"), "lost"));
+}
+
+TEST_F(BrokenParams, ASaveSaysHowFarItCameAndLeavesTheFile) {
+    writeFile(file, "as it was");
+    const FragileDevice device(breakAt(READ, 3, false, false));
+    const Finished run = params(device, {"save", "--groups", "3"});
+    EXPECT_EQ(1, run.exitCode);
+    EXPECT_TRUE(says(run.errors, "20 of 56 parameters were read")) << run.errors;
+    EXPECT_TRUE(says(run.errors, "was left as it was; run it again")) << run.errors;
+    EXPECT_EQ("as it was", readFile(file));
+    const FragileDevice again(breakAt(READ, 3, false, false));
+    const Json sum = jsonLines(params(again, {"save", "--groups", "3", "--json"}).output).at(0);
+    EXPECT_EQ(0, sum.at("saved"));
+    EXPECT_EQ(20, sum.at("read"));
+    EXPECT_TRUE(says(sum.at("fault"), "lost"));
+}
+
+// A run that is refused is read item by item; a station that falls silent then has not refused those.
+TEST_F(BrokenParams, ASilentStationIsNotTakenForOneWithoutTheParameter) {
+    writeFile(file, "as it was");
+    const FragileDevice device([](const FragileDevice::Frame& request, int count) {
+        Reaction reaction;
+        reaction.exception = request[1] == READ && count <= ATTEMPTS ? 2 : 0;
+        reaction.answer = count <= ATTEMPTS + 4;
+        return reaction;
+    });
+    const Finished run = params(device, {"save", "--groups", "3"});
+    EXPECT_EQ(1, run.exitCode) << run.output;
+    EXPECT_TRUE(says(run.errors, "no reply")) << run.errors;
+    EXPECT_EQ("as it was", readFile(file));
+}
+
+class SignalledLoad : public BrokenParams, public testing::WithParamInterface<int> {};
+INSTANTIATE_TEST_SUITE_P(Numbers, SignalledLoad, testing::Values(SIGINT, SIGTERM, SIGHUP));
+
+TEST_P(SignalledLoad, SaysWhatIsWrittenUnknownAndNot) {
+    const FragileDevice device(silentAfterWrites(2));
+    Process load(
+        dx7Words({"params", "load", file, "--json", "--tcp", device.address(), "--timeout", "60000"}));
+    ASSERT_TRUE(eventually([&] { return device.requests(WRITE) == 3; }));
+    load.signal(GetParam());
+    const Finished run = load.finish();
+    EXPECT_EQ(1, run.exitCode);
+    expectSum(jsonLines(run.output), 2, 1);
+    EXPECT_TRUE(says(run.errors, "stopped; run it again to go on")) << run.errors;
+}
+
+}  // namespace

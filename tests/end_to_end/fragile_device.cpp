@@ -1,0 +1,195 @@
+#include "fragile_device.h"
+
+#include <arpa/inet.h>
+#include <fcntl.h>
+#include <poll.h>
+#include <sys/socket.h>
+#include <unistd.h>
+
+#include <stdexcept>
+
+namespace {
+
+using Frame = FragileDevice::Frame;
+
+enum { REQUEST_BYTES = 8, HELD_AT_FIRST = 7, EXCEPTION_BIT = 0x80 };
+/// Parameters are read from 0xF000 on and written from 0xE000 on.
+enum { READ_PAGE = 0x1000 };
+
+Frame withCrc(Frame frame) {
+    unsigned crc = 0xFFFF;
+    for (const std::uint8_t byte : frame) {
+        crc ^= byte;
+        for (int bit = 0; bit < 8; ++bit) {
+            crc = (crc & 1U) != 0 ? (crc >> 1) ^ 0xA001U : crc >> 1;
+        }
+    }
+    frame.push_back(static_cast<std::uint8_t>(crc & 0xFFU));
+    frame.push_back(static_cast<std::uint8_t>(crc >> 8));
+    return frame;
+}
+
+int word(const Frame& frame, std::size_t index) {
+    return frame[index] * 256 + frame[index + 1];
+}
+
+/// 0 while that cannot be told.
+std::size_t wholeLength(const Frame& bytes) {
+    if (bytes.size() < REQUEST_BYTES) {
+        return 0;
+    }
+    const bool run = bytes[1] == WRITE_RUN;
+    return run ? std::size_t(9) + bytes[6] : std::size_t(REQUEST_BYTES);
+}
+
+void sendAll(int client, const void* bytes, std::size_t count) {
+    const char* next = static_cast<const char*>(bytes);
+    while (count > 0) {
+        const ssize_t sent = ::send(client, next, count, MSG_NOSIGNAL);
+        if (sent <= 0) {
+            return;
+        }
+        next += sent;
+        count -= static_cast<std::size_t>(sent);
+    }
+}
+
+}  // namespace
+
+bool says(const std::string& text, const std::string& part) {
+    return text.find(part) != std::string::npos;
+}
+
+FragileDevice::FragileDevice(Script script) : m_script(std::move(script)) {
+    int stop[2];
+    m_listener = ::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
+    sockaddr_in place{};
+    place.sin_family = AF_INET;
+    place.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+    if (::bind(m_listener, reinterpret_cast<sockaddr*>(&place), sizeof place) != 0 ||
+        ::listen(m_listener, 4) != 0 || ::pipe2(stop, O_CLOEXEC) != 0) {
+        throw std::runtime_error("cannot listen");
+    }
+    m_stopRead = stop[0];
+    m_stopWrite = stop[1];
+    m_thread = std::thread([this] { run(); });
+}
+
+FragileDevice::~FragileDevice() {
+    ::close(m_stopWrite);
+    m_thread.join();
+    ::close(m_stopRead);
+    ::close(m_listener);
+}
+
+std::string FragileDevice::address() const {
+    sockaddr_in place{};
+    socklen_t length = sizeof place;
+    ::getsockname(m_listener, reinterpret_cast<sockaddr*>(&place), &length);
+    return "127.0.0.1:" + std::to_string(ntohs(place.sin_port));
+}
+
+int FragileDevice::requests(int function) const {
+    const std::lock_guard<std::mutex> lock(m_mutex);
+    const auto found = m_requests.find(function);
+    return found == m_requests.end() ? 0 : found->second;
+}
+
+int FragileDevice::value(int number) const {
+    const std::lock_guard<std::mutex> lock(m_mutex);
+    const auto found = m_values.find(number);
+    return found == m_values.end() ? int(HELD_AT_FIRST) : found->second;
+}
+
+std::string FragileDevice::strangeBytes() const {
+    const std::lock_guard<std::mutex> lock(m_mutex);
+    return m_strange;
+}
+
+void FragileDevice::run() {
+    for (;;) {
+        pollfd both[] = {{m_listener, POLLIN, 0}, {m_stopRead, POLLIN, 0}};
+        if (::poll(both, 2, -1) <= 0 || both[1].revents != 0) {
+            return;
+        }
+        const int client = ::accept4(m_listener, nullptr, nullptr, SOCK_CLOEXEC);
+        if (client >= 0) {
+            serve(client);
+            ::close(client);
+        }
+    }
+}
+
+void FragileDevice::serve(int client) {
+    Frame bytes;
+    for (;;) {
+        pollfd both[] = {{client, POLLIN, 0}, {m_stopRead, POLLIN, 0}};
+        std::uint8_t chunk[512];
+        if (::poll(both, 2, -1) <= 0 || both[1].revents != 0) {
+            break;
+        }
+        const ssize_t count = ::read(client, chunk, sizeof chunk);
+        if (count <= 0) {
+            break;
+        }
+        bytes.insert(bytes.end(), chunk, chunk + count);
+        for (std::size_t length = wholeLength(bytes); length > 0 && bytes.size() >= length;
+             length = wholeLength(bytes)) {
+            const Frame request(bytes.begin(), bytes.begin() + static_cast<std::ptrdiff_t>(length));
+            if (withCrc(Frame(request.begin(), request.end() - 2)) != request) {
+                break;
+            }
+            bytes.erase(bytes.begin(), bytes.begin() + static_cast<std::ptrdiff_t>(length));
+            if (!react(client, request)) {
+                return;
+            }
+        }
+    }
+    const std::lock_guard<std::mutex> lock(m_mutex);
+    m_strange.append(bytes.begin(), bytes.end());
+}
+
+// False when the connection is to end.
+bool FragileDevice::react(int client, const Frame& request) {
+    int number = 0;
+    {
+        const std::lock_guard<std::mutex> lock(m_mutex);
+        number = ++m_requests[request[1]];
+    }
+    const Reaction reaction = m_script(request, number);
+    Frame reply = carryOut(request, reaction.carryOut && reaction.exception == 0);
+    if (reaction.exception != 0) {
+        reply = withCrc({request[0], static_cast<std::uint8_t>(request[1] | EXCEPTION_BIT),
+                         static_cast<std::uint8_t>(reaction.exception)});
+    }
+    if (!reaction.noise.empty()) {
+        sendAll(client, reaction.noise.data(), reaction.noise.size());
+    } else if (reaction.answer) {
+        sendAll(client, reply.data(), reply.size());
+    }
+    return !reaction.close;
+}
+
+// The reply; writes take effect when `change`.
+Frame FragileDevice::carryOut(const Frame& request, bool change) {
+    const std::lock_guard<std::mutex> lock(m_mutex);
+    const int start = word(request, 2);
+    if (request[1] == READ) {
+        const int count = word(request, 4);
+        Frame reply{request[0], request[1], static_cast<std::uint8_t>(2 * count)};
+        for (int i = 0; i < count; ++i) {
+            const auto held = m_values.find(start + i);
+            const int value = held == m_values.end() ? int(HELD_AT_FIRST) : held->second;
+            reply.insert(reply.end(),
+                         {static_cast<std::uint8_t>(value >> 8), static_cast<std::uint8_t>(value & 0xFF)});
+        }
+        return withCrc(reply);
+    }
+    const bool run = request[1] == WRITE_RUN;
+    const int count = run ? word(request, 4) : 1;
+    for (int i = 0; change && i < count; ++i) {
+        m_values[start + READ_PAGE + i] =
+            run ? word(request, 7 + 2 * static_cast<std::size_t>(i)) : word(request, 4);
+    }
+    return withCrc(Frame(request.begin(), request.begin() + 6));
+}

@@ -1,0 +1,68 @@
+/// \file
+/// A device on TCP with registers that all hold 7 at first, and a script that breaks the conversation where a
+/// test wants it.
+#ifndef DX7_TESTS_END_TO_END_FRAGILE_DEVICE_H
+#define DX7_TESTS_END_TO_END_FRAGILE_DEVICE_H
+
+#include <atomic>
+#include <cstdint>
+#include <functional>
+#include <map>
+#include <mutex>
+#include <string>
+#include <thread>
+#include <vector>
+
+/// Function codes.
+enum : int { READ = 3, WRITE = 6, WRITE_RUN = 16 };
+
+bool says(const std::string& text, const std::string& part);
+
+/// What happens to a request.
+struct Reaction {
+    bool carryOut = true;
+    bool answer = true;
+    int exception = 0;   ///< Answers in place of the reply when it is not 0; nothing is carried out then.
+    bool close = false;  ///< The connection ends after that.
+    std::string noise;   ///< Sent in place of the answer when it is not empty.
+};
+
+class FragileDevice {
+public:
+    using Frame = std::vector<std::uint8_t>;
+    /// Gets a whole request (CRC included) and its number among those of its function code, from 1. Called on
+    /// the device's own thread.
+    using Script = std::function<Reaction(const Frame& request, int number)>;
+
+    explicit FragileDevice(Script script);
+    ~FragileDevice();
+    FragileDevice(const FragileDevice&) = delete;
+    FragileDevice& operator=(const FragileDevice&) = delete;
+
+    /// "127.0.0.1:PORT".
+    std::string address() const;
+    /// How many requests of a function code came, of all connections.
+    int requests(int function) const;
+    /// The register that a parameter has when it is read, such as 0xF320.
+    int value(int number) const;
+    /// All that came which was no whole request with a good CRC.
+    std::string strangeBytes() const;
+
+private:
+    void run();
+    void serve(int client);
+    bool react(int client, const Frame& request);
+    Frame carryOut(const Frame& request, bool change);
+
+    Script m_script;
+    int m_listener = -1;
+    int m_stopRead = -1;
+    int m_stopWrite = -1;
+    mutable std::mutex m_mutex;
+    std::map<int, int> m_values;
+    std::map<int, int> m_requests;
+    std::string m_strange;
+    std::thread m_thread;
+};
+
+#endif
