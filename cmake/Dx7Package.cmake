@@ -1,7 +1,7 @@
 # What is installed for integrators, and the Debian packages (cpack -G DEB; scripts/package does it all).
 #
-# Components: driver (the shared library alone), dev (headers, CMake package, pkg-config file), tools (programs,
-# manual pages, completion).
+# Components: driver (the shared library alone), dev (headers, CMake package, pkg-config file, source of the
+# self-test), tools (programs, manual pages, completion).
 include(CMakePackageConfigHelpers)
 
 set(package_sources "${PROJECT_SOURCE_DIR}/cmake/package")
@@ -13,6 +13,9 @@ install(FILES
   "${PROJECT_SOURCE_DIR}/driver/records.h"
   "${PROJECT_SOURCE_DIR}/driver/register_types.h"
   DESTINATION "${headers_folder}" COMPONENT dev)
+
+install(FILES "${PROJECT_SOURCE_DIR}/driver/self_test/korvalent_dx7_self_test.cpp"
+  DESTINATION "${CMAKE_INSTALL_DATADIR}/korvalent_dx7" COMPONENT dev)
 
 install(EXPORT korvalent_dx7Targets NAMESPACE korvalent_dx7:: DESTINATION "${cmake_folder}" COMPONENT dev)
 configure_package_config_file("${package_sources}/korvalent_dx7Config.cmake.in" korvalent_dx7Config.cmake
