@@ -27,9 +27,9 @@ install(FILES
   DESTINATION "${cmake_folder}" COMPONENT dev)
 
 if(DX7_QT_MAJOR EQUAL 4)
-  set(qtcore_pkgconfig QtCore)
+  set(qtcore_pkgconfig "QtCore >= 4.8")
 else()
-  set(qtcore_pkgconfig Qt5Core)
+  set(qtcore_pkgconfig "Qt5Core >= ${DX7_QT5_OLDEST}")
 endif()
 file(RELATIVE_PATH prefix_from_pkgconfig "/${CMAKE_INSTALL_LIBDIR}/pkgconfig" "/")
 configure_file("${package_sources}/korvalent_dx7.pc.in" korvalent_dx7.pc @ONLY)

@@ -125,6 +125,35 @@ foreach(folder driver surface model)
   endif()
 endforeach()
 
+# A compiler that knows no option but those of GCC 4.8 is asked for no other: whatever is newer is tried first.
+file(REMOVE_RECURSE "${WORK_DIR}/build")
+file(WRITE "${WORK_DIR}/g++-4.8" "#!/bin/sh
+for option; do
+  case $option in
+    -fPIC | -fPIE | -fvisibility=hidden | -fvisibility-inlines-hidden | -fdebug-prefix-map=*) ;;
+    -W | -Wall | -Wextra | -Wpedantic | -Wconversion | -Wshadow | -Werror | -Wl,* | -Wno-*) ;;
+    -f* | -m* | -W* | --param*) echo \"error: unrecognized command line option '$option'\" >&2; exit 1 ;;
+  esac
+done
+exec '${CXX}' \"$@\"
+")
+execute_process(COMMAND chmod +x "${WORK_DIR}/g++-4.8")
+set(modern "${CXX}")
+set(CXX "${WORK_DIR}/g++-4.8")
+takes("${WORK_DIR}/4.8.7" "driver")
+if(result EQUAL 0)
+  file(READ "${WORK_DIR}/build/compile_commands.json" commands)
+  string(REGEX MATCHALL " -[fm][^ ]*" options "${commands}")
+  list(REMOVE_DUPLICATES options)
+  foreach(option IN LISTS options)
+    if(NOT option MATCHES "^ -f(PIC|visibility=hidden|visibility-inlines-hidden|debug-prefix-map=.*)$")
+      complain("GCC 4.8 is given${option}, which it does not know")
+    endif()
+  endforeach()
+endif()
+set(CXX "${modern}")
+file(REMOVE_RECURSE "${WORK_DIR}/build")
+
 # In a cross build, qmake would give this machine's QtCore: it is neither offered nor used.
 file(REMOVE_RECURSE "${WORK_DIR}/build")
 set(cross -DCMAKE_SYSTEM_NAME=Linux -DCMAKE_SYSTEM_PROCESSOR=armv7l)
@@ -143,5 +172,8 @@ explained("QT4_INCLUDE_DIR … and QT4_CORE_LIBRARY … belong together")
 explained("QT4_INCLUDE_DIR: there is no …")
 explained("QT4_CORE_LIBRARY: there is no library file …")
 explained("QT4_INCLUDE_DIR: … is not of QtCore 4.8")
-explained("With DX7_QT_MAJOR=4 the driver is built alone")
+explained("QT4_INCLUDE_DIR: … cannot be compiled")
+explained("With DX7_QT_MAJOR=4 the driver is built alone, or with its tests")
+explained("DX7_BUILD_TESTS needs a compiler with C++17")
+explained("… needs C++11: compile with -std=c++11 or later")
 file(REMOVE_RECURSE "${WORK_DIR}")
