@@ -44,7 +44,7 @@ set(CPACK_DEBIAN_DEV_PACKAGE_NAME korvalent-dx7-dev)
 set(CPACK_DEBIAN_DEV_PACKAGE_SECTION libdevel)
 set(CPACK_DEBIAN_DEV_PACKAGE_DEPENDS "${same_version}, qtbase5-dev")
 set(CPACK_COMPONENT_DEV_DESCRIPTION "HMI device driver over Modbus RTU, files for integrators\n${about}\n\n\
-This package holds the headers of the host interface, a CMake package and\na pkg-config file.")
+This package holds the headers of the host interface, a CMake package, a\npkg-config file and the source of a self-test for boards.")
 
 if(TARGET dx7 AND TARGET dx7-device)
   list(APPEND CPACK_COMPONENTS_ALL tools)

@@ -1,7 +1,7 @@
 # What is installed for integrators, and the Debian packages (cpack -G DEB; scripts/package does it all).
 #
-# Components: driver (the shared library alone), dev (headers, CMake package, pkg-config file), tools (programs,
-# manual pages, completion).
+# Components: driver (the shared library alone), dev (headers, CMake package, pkg-config file, source of the
+# self-test), tools (programs, manual pages, completion).
 include(CMakePackageConfigHelpers)
 
 set(package_sources "${PROJECT_SOURCE_DIR}/cmake/package")
@@ -14,6 +14,9 @@ install(FILES
   "${PROJECT_SOURCE_DIR}/driver/register_types.h"
   DESTINATION "${headers_folder}" COMPONENT dev)
 
+install(FILES "${PROJECT_SOURCE_DIR}/driver/self_test/korvalent_dx7_self_test.cpp"
+  DESTINATION "${CMAKE_INSTALL_DATADIR}/korvalent_dx7" COMPONENT dev)
+
 install(EXPORT korvalent_dx7Targets NAMESPACE korvalent_dx7:: DESTINATION "${cmake_folder}" COMPONENT dev)
 configure_package_config_file("${package_sources}/korvalent_dx7Config.cmake.in" korvalent_dx7Config.cmake
   INSTALL_DESTINATION "${cmake_folder}" NO_SET_AND_CHECK_MACRO NO_CHECK_REQUIRED_COMPONENTS_MACRO)
@@ -24,9 +27,9 @@ install(FILES
   DESTINATION "${cmake_folder}" COMPONENT dev)
 
 if(DX7_QT_MAJOR EQUAL 4)
-  set(qtcore_pkgconfig QtCore)
+  set(qtcore_pkgconfig "QtCore >= 4.8")
 else()
-  set(qtcore_pkgconfig Qt5Core)
+  set(qtcore_pkgconfig "Qt5Core >= ${DX7_QT5_OLDEST}")
 endif()
 file(RELATIVE_PATH prefix_from_pkgconfig "/${CMAKE_INSTALL_LIBDIR}/pkgconfig" "/")
 configure_file("${package_sources}/korvalent_dx7.pc.in" korvalent_dx7.pc @ONLY)

@@ -3,9 +3,14 @@
 ///
 /// A host loads the library, resolves the functions below by their plain names and drives them from one
 /// communication thread; none of them may run concurrently with another. See docs/integration.md for the
-/// order of calls and every result code.
+/// order of calls and every result code. The headers need C++11 and the QtCore that the library was built
+/// with.
 #ifndef KORVALENT_DX7_H
 #define KORVALENT_DX7_H
+
+#if __cplusplus < 201103L
+#error "korvalent_dx7.h needs C++11: compile with -std=c++11 or later"
+#endif
 
 #include <QtCore/QByteArray>
 #include <QtCore/QList>

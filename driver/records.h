@@ -2,9 +2,14 @@
 /// The records that cross the host interface or travel inside the driver.
 ///
 /// KEY_ADDRESS, FRAME_PRO and _RCP_VAR_PRO cross the interface by layout: host and driver must agree on every
-/// offset. On the panel (32-bit pointers) the layouts are fixed and asserted at the end of this file.
+/// offset. On the panel (32-bit pointers) the layouts are fixed and asserted at the end of this file. Needs
+/// C++11.
 #ifndef KORVALENT_DX7_RECORDS_H
 #define KORVALENT_DX7_RECORDS_H
+
+#if __cplusplus < 201103L
+#error "records.h needs C++11: compile with -std=c++11 or later"
+#endif
 
 #include <QtCore/QString>
 #include <cstddef>

@@ -1,9 +1,13 @@
 /// \file
 /// The device's register types: names, descriptions, kinds and register offsets.
 ///
-/// Register types are identified by name everywhere, compared exactly and case-sensitively.
+/// Register types are identified by name everywhere, compared exactly and case-sensitively. Needs C++11.
 #ifndef KORVALENT_DX7_REGISTER_TYPES_H
 #define KORVALENT_DX7_REGISTER_TYPES_H
+
+#if __cplusplus < 201103L
+#error "register_types.h needs C++11: compile with -std=c++11 or later"
+#endif
 
 #include <QtCore/QString>
 

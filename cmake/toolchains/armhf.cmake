@@ -1,9 +1,10 @@
 # Cross compilation for a panel with 32-bit ARM. For a board's own SDK copy this file and change the five lines
-# of the first block; docs/porting.md walks through it.
+# of the first block; docs/porting.md walks through it. Every GCC takes these processor flags; since GCC 8
+# "-march=armv7-a+fp -mthumb" says the same, which older ones, GCC 4.8 among them, do not know.
 
 set(DX7_COMPILER_PREFIX arm-linux-gnueabihf-)       # with its folder when the SDK is not on the PATH
 set(DX7_PROCESSOR armv7l)                           # what `uname -m` says on the board
-set(DX7_CPU_FLAGS "-march=armv7-a+fp -mthumb")      # as the SDK's environment sets them
+set(DX7_CPU_FLAGS "-march=armv7-a -mfpu=vfpv3-d16 -mfloat-abi=hard -mthumb")  # as the SDK's environment sets them
 set(DX7_SYSROOT_DEFAULT "${CMAKE_CURRENT_LIST_DIR}/../../build/sysroot-armhf")
 set(DX7_EMULATOR qemu-arm)                          # runs the tests; empty when there is none
 

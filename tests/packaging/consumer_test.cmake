@@ -37,6 +37,16 @@ if(NOT output STREQUAL "korvalent_dx7")
   message(FATAL_ERROR "the consumer prints '${output}' instead of 'korvalent_dx7'")
 endif()
 
+# Each header says so when it is compiled as something older than it needs.
+foreach(header korvalent_dx7.h records.h register_types.h)
+  execute_process(COMMAND "${CXX}" -std=c++98 -fsyntax-only -x c++ "${WORK_DIR}/moved/include/korvalent_dx7/${header}"
+    RESULT_VARIABLE result OUTPUT_VARIABLE output ERROR_VARIABLE output)
+  string(FIND "${output}" "${header} needs C++11: compile with -std=c++11 or later" at)
+  if(result EQUAL 0 OR at LESS 0)
+    message(FATAL_ERROR "${header} does not say that it needs C++11: ${output}")
+  endif()
+endforeach()
+
 find_program(PKG_CONFIG pkg-config)
 if(PKG_CONFIG AND NOT EMULATOR)
   file(GLOB_RECURSE pc_file "${WORK_DIR}/moved/*/korvalent_dx7.pc")
@@ -46,5 +56,21 @@ if(PKG_CONFIG AND NOT EMULATOR)
   separate_arguments(flags UNIX_COMMAND "${output}")
   run("compiling with the flags of pkg-config" "${CXX}" -fPIC "${SOURCE_DIR}/main.cpp" -o "${WORK_DIR}/by_pkg_config"
     ${flags})
+
+  # The self-test, by the very command of docs/porting.md.
+  file(READ "${SOURCE_DIR}/../../../docs/porting.md" guide)
+  if(NOT guide MATCHES "\n(\\$CXX -std=c\\+\\+11 [^\n]*)\n\\./korvalent_dx7_self_test ([^\n]*)\n")
+    message(FATAL_ERROR "docs/porting.md does not show how the self-test is compiled and run")
+  endif()
+  set(library "${CMAKE_MATCH_2}")
+  string(REPLACE "/usr/" "${WORK_DIR}/moved/" command "${CMAKE_MATCH_1}")
+  string(REPLACE " -o " " -o ${WORK_DIR}/" command "${command}")
+  run("compiling the self-test" "${CMAKE_COMMAND}" -E env "CXX=${CXX}" sh -c "${command}")
+  get_filename_component(library "${library}" NAME)
+  file(GLOB_RECURSE library "${WORK_DIR}/moved/lib*/${library}")
+  run("the self-test" "${WORK_DIR}/korvalent_dx7_self_test" "${library}")
+  if(NOT output MATCHES "\nAll is well: ([0-9]+) of ([0-9]+) checks passed\n$" OR NOT CMAKE_MATCH_1 STREQUAL CMAKE_MATCH_2)
+    message(FATAL_ERROR "the self-test does not say that all is well: ${output}")
+  endif()
 endif()
 file(REMOVE_RECURSE "${WORK_DIR}")
