@@ -332,24 +332,29 @@ void addParamsCommand(CLI::App& app, Run& run) {
     CLI::App* command =
         app.add_subcommand("params", "Saves, compares and loads the writable parameters of a station");
     command->require_subcommand(1);
-    addAction(*command, run, "save", "Reads the parameters into a file",
-              "Examples:\n"
-              "  dx7 params save pump.toml --serial /dev/ttyUSB0 --groups 0-3\n"
-              "  dx7 params save pump2.toml --tcp 192.168.0.10 --station 2\n"
-              "The file is replaced when everything has been read, and else left as it was.",
-              runSave);
-    addAction(*command, run, "diff", "Shows what differs between file and device",
-              "Examples:\n"
-              "  dx7 params diff pump.toml --serial /dev/ttyUSB0\n"
-              "  dx7 params diff pump.toml --serial /dev/ttyUSB0 --station 2 --json\n"
-              "Exit code 0 whether values differ or not, 1 when one could not be read.",
-              runDiff);
-    addAction(*command, run, "load", "Writes what differs back and verifies each value",
-              "Examples:\n"
-              "  dx7 params load pump.toml --serial /dev/ttyUSB0\n"
-              "  dx7 params load pump.toml --serial /dev/ttyUSB0 --station 2\n"
-              "After Ctrl-C a second run writes what is left. Exit code 1 when a value did not take.",
-              runLoad);
+    addAction(
+        *command, run, "save", "Reads the parameters into a file",
+        "Examples:\n"
+        "  dx7 params save pump.toml --serial /dev/ttyUSB0 --groups 0-3\n"
+        "  dx7 params save pump2.toml --tcp 192.168.0.10 --station 2\n"
+        "The file is replaced when everything has been read and is on the disk, and else left as it was.",
+        runSave);
+    addAction(
+        *command, run, "diff", "Shows what differs between file and device",
+        "Examples:\n"
+        "  dx7 params diff pump.toml --serial /dev/ttyUSB0\n"
+        "  dx7 params diff pump.toml --serial /dev/ttyUSB0 --station 2 --json\n"
+        "A file that was cut or edited since it was saved is refused unless --accept-altered is given.\n"
+        "Exit code 0 whether values differ or not, 1 when one could not be read.",
+        runDiff);
+    addAction(
+        *command, run, "load", "Writes what differs back and verifies each value",
+        "Examples:\n"
+        "  dx7 params load pump.toml --serial /dev/ttyUSB0\n"
+        "  dx7 params load pump.toml --serial /dev/ttyUSB0 --station 2\n"
+        "A file that was cut or edited since it was saved is refused unless --accept-altered is given.\n"
+        "After Ctrl-C a second run writes what is left. Exit code 1 when a value did not take.",
+        runLoad);
     command->footer(
         "Examples:\n"
         "  dx7 params save pump.toml --serial /dev/ttyUSB0 --groups 0-3\n"
