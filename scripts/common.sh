@@ -19,7 +19,7 @@ build_packages=(
 )
 test_packages=(
     libgtest-dev libgmock-dev librapidcheck-dev libqt5serialbus5-dev mbpoll tmux tshark valgrind binutils man-db
-    bash-completion bsdutils
+    bash-completion bsdutils locales
 )
 lint_packages=(clang clang-format clang-tidy cppcheck)
 
