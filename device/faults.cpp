@@ -1,6 +1,6 @@
 #include "faults.h"
 
-#include <cstdlib>
+#include <charconv>
 
 #include "notation.h"
 #include "usage_error.h"
@@ -13,10 +13,12 @@ constexpr std::array<const char*, FAULT_KINDS> NAMES = {"drop",    "exception", 
                                                         "corrupt", "foreign",   "late"};
 
 double parseShare(const std::string& name, const std::string& text) {
-    char* end = nullptr;
-    const double share = std::strtod(text.c_str(), &end);
+    double share = -1;
+    const char* const end = text.data() + text.size();
+    // Whatever the locale: a point, and no hexadecimal fraction.
+    const auto result = std::from_chars(text.data(), end, share);
     // Written so that "not a number" is refused too.
-    if (text.empty() || *end != '\0' || !(share >= 0 && share <= 1)) {
+    if (result.ec != std::errc() || result.ptr != end || !(share >= 0 && share <= 1)) {
         throw UsageError("\"" + text + "\" is no share for the fault " + name +
                          ": write a number from 0 (never) to 1 (every reply), as " + name + "=0.01");
     }

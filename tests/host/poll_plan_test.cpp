@@ -113,4 +113,19 @@ TEST_F(PollPlanTest, EveryItemIsCoveredByABlockOfItsOwnStation) {
     }
 }
 
+// A block that begins far before an entry covers it, whatever shorter blocks begin between.
+TEST(CoversAll, LooksAtEveryBlock) {
+    const QString f = QStringLiteral("F");
+    const QString d = QStringLiteral("D");
+    const QVector<ItemRange> blocks{{1, f, 0, 20}, {1, f, 5, 2}, {1, d, 0, 3}, {2, f, 30, 5}};
+    EXPECT_TRUE(
+        coversAll(blocks, {{1, f, 10, 1}, {1, f, 19, 1}, {1, f, 0, 20}, {1, d, 2, 1}, {2, f, 30, 5}}));
+    EXPECT_TRUE(coversAll(blocks, {}));
+    for (const ItemRange& entry : {ItemRange{1, f, 20, 1}, ItemRange{1, f, 19, 2}, ItemRange{2, f, 29, 2},
+                                   ItemRange{2, f, 10, 1}, ItemRange{2, d, 0, 1}, ItemRange{3, f, 0, 1}}) {
+        EXPECT_FALSE(coversAll(blocks, {entry})) << entry.station << ' ' << entry.address;
+    }
+    EXPECT_FALSE(coversAll({}, {{1, f, 0, 1}}));
+}
+
 }  // namespace
