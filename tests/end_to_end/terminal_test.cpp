@@ -12,7 +12,7 @@ namespace {
 struct Ending {
     const char* name;
     Words keys;                ///< Typed into it.
-    std::vector<int> signals;  ///< Sent to it.
+    std::vector<int> numbers;  ///< Sent to it.
     std::string told;          ///< What the shell says after it; a pattern.
 };
 void PrintTo(const Ending& ending, std::ostream* out) {
@@ -69,7 +69,7 @@ TEST_P(TerminalTest, IsAsItWas) {
     if (!GetParam().keys.empty()) {
         terminal->type(GetParam().keys);
     }
-    for (const int number : GetParam().signals) {
+    for (const int number : GetParam().numbers) {
         send(number);
     }
     EXPECT_TRUE(terminal->shows(GetParam().told)) << terminal->screen();

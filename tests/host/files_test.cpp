@@ -104,7 +104,7 @@ TEST_F(FilesTest, ATagWithACountIsNamedAsAWholeAndByItsParts) {
     const QString file = fileWith(
         "[[tag]]\nname = \"out\"\ntype = \"DO\"\naddress = 1\ncount = 2\n"
         "[[tag]]\nname = \"one\"\ntype = \"DO\"\naddress = 1\n");
-    const QVector<LineTag> tags = lineTags(file, notation());
+    const QVector<LineTag> tags = LineFile(file).tags(notation());
     ASSERT_EQ(tags.size(), 2);
     EXPECT_EQ(tags[0].name, QStringLiteral("out"));
     ASSERT_EQ(tags[0].points.size(), 2);
