@@ -14,6 +14,8 @@ function(dx7_find_qtcore4)
     dx7_check_given_qtcore4()
     target_include_directories(dx7_qtcore SYSTEM INTERFACE "${QT4_INCLUDE_DIR}")
     target_link_libraries(dx7_qtcore INTERFACE "${QT4_CORE_LIBRARY}")
+    # As the package of QtCore 5 does: programs and libraries then use the same empty lists and texts of QtCore.
+    target_compile_options(dx7_qtcore INTERFACE -fPIC)
     # As FindQt4 does: QtCore's own assertions are for debug builds.
     target_compile_definitions(dx7_qtcore INTERFACE QT_CORE_LIB $<$<NOT:$<CONFIG:Debug>>:QT_NO_DEBUG>)
     return()

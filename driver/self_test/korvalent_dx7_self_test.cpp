@@ -1,12 +1,7 @@
-// Tries the driver on the board itself: loads the library as a panel does, resolves everything by name, and
-// compares record layouts, tables, texts and a conversation with what they must be. It needs no test
-// framework and compiles with the compilers and the QtCore that the driver compiles with; docs/porting.md has
-// the command.
-//
+// Tries the driver on the board itself: loads the library as a panel does and compares names, record layouts,
+// tables, texts and a conversation with what they must be. Needs C++11 and QtCore alone.
 //   korvalent_dx7_self_test [LIBRARY]     (default: ./libkorvalent_dx7.so)
-//
-// Prints a line for each subject and one for each difference. Exit code: 0 all is well, 1 it is not, 2 wrong
-// usage.
+// Exit code: 0 all is well, 1 it is not, 2 wrong usage.
 #include <dlfcn.h>
 #include <korvalent_dx7.h>
 
@@ -33,58 +28,62 @@ void compare(const char* what, const QByteArray& expected, const QByteArray& fou
     }
 }
 
+QByteArray number(long value) {
+    return QByteArray::number(static_cast<qlonglong>(value));
+}
+
 void compare(const char* what, long expected, long found) {
-    compare(what, QByteArray::number(static_cast<qlonglong>(expected)),
-            QByteArray::number(static_cast<qlonglong>(found)));
+    compare(what, number(expected), number(found));
 }
 
 void compare(const char* what, const char* expected, const QString& found) {
     compare(what, QByteArray(expected), found.toLatin1());
 }
 
-/// Counts how many checks of a subject failed, and says how it went.
-class Subject {
-public:
-    explicit Subject(const char* name)
-        : name_(name), checksBefore_(checks), differencesBefore_(differences) {}
-    ~Subject() {
-        const int failed = differences - differencesBefore_;
-        std::printf("%-8s %s: %d of %d checks passed\n", failed == 0 ? "ok" : "FAILED", name_,
-                    checks - checksBefore_ - failed, checks - checksBefore_);
-    }
+QString latin(const char* characters) {
+    return QString::fromLatin1(characters);
+}
 
-private:
-    Q_DISABLE_COPY(Subject)
-    const char* name_;
-    int checksBefore_;
-    int differencesBefore_;
-};
-
-#define DX7_FUNCTIONS(DO)                                                                                 \
-    DO(getProtocolType)                                                                                   \
-    DO(getDriverParameter)                                                                                \
-    DO(getDriverPropertyPage)                                                                             \
-    DO(SetDriverPropertyPage)                                                                             \
-    DO(getRegListByType)                                                                                  \
-    DO(getRegDiscription)                                                                                 \
-    DO(initProperty) DO(setAddrValueChangeCallBack) DO(setRcpAddress) DO(checkAddrValidity) DO(checkAddr) \
-        DO(multiCopy) DO(addrMerge) DO(addConditionRead) DO(getSendFrame) DO(dealRcvFrame) DO(getData)    \
-            DO(setData)
-#define DX7_DECLARE(name) decltype(&intf_##name) name;
-#define DX7_RESOLVE(name) resolve(library, dx7.name, "intf_" #name);
+/// Says how the checks since the last call went.
+void conclude(const char* subject) {
+    static int checksBefore = 0;
+    static int differencesBefore = 0;
+    const int done = checks - checksBefore;
+    const int failed = differences - differencesBefore;
+    std::printf("%-8s %s: %d of %d checks passed\n", failed == 0 ? "ok" : "FAILED", subject, done - failed,
+                done);
+    checksBefore = checks;
+    differencesBefore = differences;
+}
 
 /// The 18 functions without their prefix, and the object `driver`.
 struct Driver {
-    DX7_FUNCTIONS(DX7_DECLARE)
+    decltype(&intf_getProtocolType) getProtocolType;
+    decltype(&intf_getDriverParameter) getDriverParameter;
+    decltype(&intf_getDriverPropertyPage) getDriverPropertyPage;
+    decltype(&intf_SetDriverPropertyPage) setDriverPropertyPage;
+    decltype(&intf_getRegListByType) getRegListByType;
+    decltype(&intf_getRegDiscription) getRegDiscription;
+    decltype(&intf_initProperty) initProperty;
+    decltype(&intf_setAddrValueChangeCallBack) setAddrValueChangeCallBack;
+    decltype(&intf_setRcpAddress) setRcpAddress;
+    decltype(&intf_checkAddrValidity) checkAddrValidity;
+    decltype(&intf_checkAddr) checkAddr;
+    decltype(&intf_multiCopy) multiCopy;
+    decltype(&intf_addrMerge) addrMerge;
+    decltype(&intf_addConditionRead) addConditionRead;
+    decltype(&intf_getSendFrame) getSendFrame;
+    decltype(&intf_dealRcvFrame) dealRcvFrame;
+    decltype(&intf_getData) getData;
+    decltype(&intf_setData) setData;
     korvalent_dx7* object;
 };
 
 template <typename Pointer>
 void resolve(void* library, Pointer& target, const char* name) {
-    void* const symbol = dlsym(library, name);
-    std::memcpy(&target, &symbol, sizeof target);
+    target = reinterpret_cast<Pointer>(dlsym(library, name));
     ++checks;
-    if (symbol == 0) {
+    if (target == 0) {
         ++differences;
         std::printf("DIFFERS  the library has no symbol %s\n", name);
     }
@@ -92,52 +91,70 @@ void resolve(void* library, Pointer& target, const char* name) {
 
 /// Returns whether everything was found.
 bool resolveAll(void* library, Driver& dx7) {
-    const Subject subject("exported names");
     const int before = differences;
-    DX7_FUNCTIONS(DX7_RESOLVE)
+    resolve(library, dx7.getProtocolType, "intf_getProtocolType");
+    resolve(library, dx7.getDriverParameter, "intf_getDriverParameter");
+    resolve(library, dx7.getDriverPropertyPage, "intf_getDriverPropertyPage");
+    resolve(library, dx7.setDriverPropertyPage, "intf_SetDriverPropertyPage");
+    resolve(library, dx7.getRegListByType, "intf_getRegListByType");
+    resolve(library, dx7.getRegDiscription, "intf_getRegDiscription");
+    resolve(library, dx7.initProperty, "intf_initProperty");
+    resolve(library, dx7.setAddrValueChangeCallBack, "intf_setAddrValueChangeCallBack");
+    resolve(library, dx7.setRcpAddress, "intf_setRcpAddress");
+    resolve(library, dx7.checkAddrValidity, "intf_checkAddrValidity");
+    resolve(library, dx7.checkAddr, "intf_checkAddr");
+    resolve(library, dx7.multiCopy, "intf_multiCopy");
+    resolve(library, dx7.addrMerge, "intf_addrMerge");
+    resolve(library, dx7.addConditionRead, "intf_addConditionRead");
+    resolve(library, dx7.getSendFrame, "intf_getSendFrame");
+    resolve(library, dx7.dealRcvFrame, "intf_dealRcvFrame");
+    resolve(library, dx7.getData, "intf_getData");
+    resolve(library, dx7.setData, "intf_setData");
     resolve(library, dx7.object, "driver");
+    conclude("exported names");
     return differences == before;
 }
 
-// offsetof on a record with a QString member is conditionally supported; g++ and clang both support it.
-#if defined(__GNUC__)
-#pragma GCC diagnostic ignored "-Winvalid-offsetof"
-#endif
+/// Size of a record and the offsets of its fields, as text.
+class Layout {
+public:
+    template <typename Record>
+    explicit Layout(const Record& record)
+        : start_(reinterpret_cast<const char*>(&record)), text_(number(static_cast<long>(sizeof record))) {}
 
-/// Compares the size of a record and the offsets of its fields, in their order, with what they are where
-/// pointers have 4 bytes (the panel), or 8.
-template <std::size_t COUNT>
-void compareLayout(const char* record, const std::size_t (&found)[COUNT], const char* with4,
-                   const char* with8) {
-    QByteArray text;
-    for (std::size_t i = 0; i < COUNT; ++i) {
-        text += (i == 0 ? "" : " ") + QByteArray::number(static_cast<qulonglong>(found[i]));
+    template <typename Field>
+    Layout& operator()(const Field& field) {
+        text_ += " " + number(reinterpret_cast<const char*>(&field) - start_);
+        return *this;
     }
-    compare(record, QByteArray(sizeof(void*) == 4 ? with4 : with8), text);
+
+    const QByteArray& text() const { return text_; }
+
+private:
+    const char* start_;
+    QByteArray text_;
+};
+
+/// Layouts are given as they are where pointers have 4 bytes (the panel), and 8.
+void compareLayout(const char* what, const char* with4, const char* with8, const Layout& found) {
+    compare(what, QByteArray(sizeof(void*) == 4 ? with4 : with8), found.text());
 }
 
-#define AT(record, field) offsetof(record, field)
-
 void checkLayout() {
-    const Subject subject(sizeof(void*) == 4 ? "record layouts, 32 bits" : "record layouts, 64 bits");
-    typedef KEY_ADDRESS Key;
-    const std::size_t key[] = {sizeof(Key),        AT(Key, hostText), AT(Key, hostWord1), AT(Key, hostWord2),
-                               AT(Key, station),   AT(Key, regType),  AT(Key, hostText2), AT(Key, address),
-                               AT(Key, bitOffset), AT(Key, length),   AT(Key, data)};
-    compareLayout("KEY_ADDRESS", key, "1060 0 4 8 12 16 20 24 28 32 36", "1080 0 8 12 16 24 32 40 44 48 52");
-    typedef FRAME_PRO Frame;
-    const std::size_t frame[] = {
-        sizeof(Frame),         AT(Frame, sendBuf),   AT(Frame, sendLen),       AT(Frame, expectLen),
-        AT(Frame, dataOffset), AT(Frame, dataCount), AT(Frame, frameReserved), AT(Frame, opKind),
-        AT(Frame, station),    AT(Frame, regType),   AT(Frame, address),       AT(Frame, count),
-        AT(Frame, varData)};
-    compareLayout("FRAME_PRO", frame, "2088 0 1024 1028 1032 1036 1040 1044 1048 1052 1056 1060 1064",
-                  "2096 0 1024 1028 1032 1036 1040 1044 1048 1056 1064 1068 1072");
-    typedef _RCP_VAR_PRO Recipe;
-    const std::size_t recipe[] = {sizeof(Recipe),          AT(Recipe, linkId),      AT(Recipe, station),
-                                  AT(Recipe, regType),     AT(Recipe, address),     AT(Recipe, count),
-                                  AT(Recipe, recipeIndex), AT(Recipe, hostReserved)};
-    compareLayout("_RCP_VAR_PRO", recipe, "28 0 4 8 12 16 20 24", "32 0 4 8 16 20 24 28");
+    const KEY_ADDRESS k;
+    compareLayout("KEY_ADDRESS", "1060 0 4 8 12 16 20 24 28 32 36", "1080 0 8 12 16 24 32 40 44 48 52",
+                  Layout(k)(k.hostText)(k.hostWord1)(k.hostWord2)(k.station)(k.regType)(k.hostText2)(
+                      k.address)(k.bitOffset)(k.length)(k.data));
+    const FRAME_PRO f;
+    compareLayout("FRAME_PRO", "2088 0 1024 1028 1032 1036 1040 1044 1048 1052 1056 1060 1064",
+                  "2096 0 1024 1028 1032 1036 1040 1044 1048 1056 1064 1068 1072",
+                  Layout(f)(f.sendBuf)(f.sendLen)(f.expectLen)(f.dataOffset)(f.dataCount)(f.frameReserved)(
+                      f.opKind)(f.station)(f.regType)(f.address)(f.count)(f.varData));
+    const _RCP_VAR_PRO r;
+    compareLayout(
+        "_RCP_VAR_PRO", "28 0 4 8 12 16 20 24", "32 0 4 8 16 20 24 28",
+        Layout(r)(r.linkId)(r.station)(r.regType)(r.address)(r.count)(r.recipeIndex)(r.hostReserved));
+    conclude(sizeof(void*) == 4 ? "record layouts, 32 bits" : "record layouts, 64 bits");
 }
 
 /// The bytes of a text of hexadecimal digits, and their CRC-16, computed bit by bit.
@@ -162,13 +179,14 @@ QByteArray joined(const QList<QString>& texts) {
 }
 
 void checkTables(const Driver& dx7) {
-    const Subject subject("register types");
-    QList<QString> bits, words, others;
-    compare("bit types are known", 1, dx7.getRegListByType(0, bits));
+    QList<QString> bits;
+    QList<QString> words;
+    QList<QString> others;
+    compare("bit types", 1, dx7.getRegListByType(0, bits));
     compare("bit types", QByteArray("CW_bit SW_bit DO RO SDO DI"), joined(bits));
-    compare("word types are known", 1, dx7.getRegListByType(1, words));
+    compare("word types", 1, dx7.getRegListByType(1, words));
     compare("word types", QByteArray("AI FIN F D DE CW SW MOD FAS"), joined(words));
-    compare("other types are not", 0, dx7.getRegListByType(2, others));
+    compare("other types", 0, dx7.getRegListByType(2, others));
 
     const QList<QString> types = bits + words;
     QByteArray all;
@@ -182,13 +200,13 @@ void checkTables(const Driver& dx7) {
                        "ddd 0 3 1 0; ddd 0 0 1 0; h.h.dd 0.0.00 F.#.55 1 1; h.h.dd 0.0.00 1.#.55 1 0; "
                        "dd 0 55 1 0; ddd 0 0 1 1; ddd 0 0 1 0; ddd 1 2 1 1; ddd 0 0 1 0; "),
             all);
-    compare("an unknown type", 0, dx7.getRegDiscription(QString::fromLatin1("XX"), others));
+    compare("an unknown type", 0, dx7.getRegDiscription(latin("XX"), others));
     compare("names that weights count by", QByteArray("CW_bit SW_bit DO RO SDO DI AI FIN F D DE CW FW MOD"),
             joined(dx7.object->regNames));
+    conclude("register types");
 }
 
 void checkTexts(const Driver& dx7) {
-    const Subject subject("texts");
     int protocol = -1;
     dx7.getProtocolType(&protocol);
     compare("protocol type", 0, protocol);
@@ -200,12 +218,12 @@ void checkTexts(const Driver& dx7) {
             text);
     dx7.getDriverPropertyPage(text);
     compare("property page", "0_0", text);
-    dx7.SetDriverPropertyPage(text);
+    dx7.setDriverPropertyPage(text);
     compare("property page that was set", "", text);
+    conclude("texts");
 }
 
 void checkAddresses(const Driver& dx7) {
-    const Subject subject("addresses");
     struct Row {
         const char *type, *text;
         int isWord, result, address;
@@ -221,44 +239,30 @@ void checkAddresses(const Driver& dx7) {
         int address = -1;
         const QByteArray what = QByteArray(rows[i].type) + " " + rows[i].text;
         compare(what.constData(), rows[i].result,
-                dx7.checkAddrValidity(QString::fromLatin1(rows[i].type), QString::fromLatin1(rows[i].text),
-                                      &address, 1, rows[i].isWord));
+                dx7.checkAddrValidity(latin(rows[i].type), latin(rows[i].text), &address, 1, rows[i].isWord));
         compare(what.constData(), rows[i].address, address);
     }
     int address = -1;
-    compare("writing DI", 6,
-            dx7.checkAddr(QString::fromLatin1("DI"), QString::fromLatin1("1"), &address, -1, 1, 1));
-    compare("a long text", 16,
-            dx7.checkAddr(QString::fromLatin1("DO"), QString::fromLatin1("0002"), &address, -1, 1, 0));
-
+    compare("writing DI", 6, dx7.checkAddr(latin("DI"), latin("1"), &address, -1, 1, 1));
+    compare("a long text", 16, dx7.checkAddr(latin("DO"), latin("0002"), &address, -1, 1, 0));
     QVector<QString> texts;
-    QVector<int> addresses;
-    compare("copies", 2, dx7.multiCopy(QString::fromLatin1("F"), 894, 3, 1, &texts, &addresses));
+    QVector<int> all;
+    compare("copies", 2, dx7.multiCopy(latin("F"), 894, 3, 1, &texts, &all));
     compare("copies", QByteArray("f.0.54 f.0.55 F.#.55"), joined(texts.toList()));
-    compare("number of copies", 3, addresses.size());
+    conclude("addresses");
 }
 
-struct Report {
-    int linkId, station;
-    QString regType;
-    int address;
-};
-std::vector<Report> reports;
+/// The reports since they were taken last, each as "link station type address; ".
+QByteArray reports;
 
 void onReport(int linkId, int station, QString& regType, int address) {
-    const Report report = {linkId, station, regType, address};
-    reports.push_back(report);
+    reports +=
+        number(linkId) + " " + number(station) + " " + regType.toLatin1() + " " + number(address) + "; ";
 }
 
-QByteArray reportsAsText() {
-    QByteArray text;
-    for (std::size_t i = 0; i < reports.size(); ++i) {
-        text += (i == 0 ? "" : ", ") + QByteArray::number(reports[i].linkId) + " " +
-                QByteArray::number(reports[i].station) + " " + reports[i].regType.toLatin1() + " " +
-                QByteArray::number(reports[i].address);
-    }
+void expectReports(const char* what, const char* expected) {
+    compare(what, QByteArray(expected), reports);
     reports.clear();
-    return text;
 }
 
 /// The host's memory and one link.
@@ -269,10 +273,9 @@ public:
     void start() {
         int out = -1;
         compare("intf_initProperty", 1,
-                dx7_.initProperty(&flags_[0], 0, &recipes_[0], &out, "7#0#0#2#16", &mutex_));
+                dx7_.initProperty(flags_.data(), 0, recipes_.data(), &out, "7#0#0#2#16", &mutex_));
         compare("what it writes", 0, out);
         compare("link", 7, dx7_.object->linkId);
-        compare("retries", 2, dx7_.object->retryCount);
         compare("largest block in bits", 128, dx7_.object->maxBlockBits);
         dx7_.setAddrValueChangeCallBack(onReport);
     }
@@ -294,10 +297,9 @@ public:
     /// The values that the driver shows, as hexadecimal digits.
     void expectData(const char* what, const char* type, int address, int count, const char* hex) {
         unsigned char bytes[16] = {0};
-        dx7_.getData(1, QString::fromLatin1(type), address, count, bytes);
-        compare(
-            what, QByteArray(hex),
-            QByteArray(reinterpret_cast<const char*>(bytes), static_cast<int>(std::strlen(hex) / 2)).toHex());
+        dx7_.getData(1, latin(type), address, count, bytes);
+        const QByteArray shown = QByteArray(reinterpret_cast<const char*>(bytes), sizeof bytes).toHex();
+        compare(what, QByteArray(hex), shown.left(static_cast<int>(std::strlen(hex))));
     }
 
     const FRAME_PRO& frame() const { return frame_; }
@@ -312,27 +314,26 @@ private:
 KEY_ADDRESS item(const char* type, int address, int length) {
     KEY_ADDRESS key;
     key.station = 1;
-    key.regType = QString::fromLatin1(type);
+    key.regType = latin(type);
     key.address = address;
     key.length = length;
     return key;
 }
 
 void checkReading(const Driver& dx7, Conversation& line) {
-    const Subject subject("reading");
     line.start();
     QList<KEY_ADDRESS> list;
     list << item("F", 193, 1) << item("F", 192, 1) << item("DO", 1, 2);
     compare("blocks of the polling plan", 2, dx7.addrMerge(list));
     line.expectSent("read of DO", "010110200002");
     line.answer("reply of DO", withSum("01010102"), 1, "1#DO1(2)(6)");
-    compare("reports of DO", QByteArray("7 1 DO 1, 7 1 DO 2"), reportsAsText());
+    expectReports("reports of DO", "7 1 DO 1; 7 1 DO 2; ");
     line.expectData("values of DO", "DO", 1, 2, "0001");
 
     line.expectSent("read of F", "0103f3240002");
     compare("length of the reply", 9, line.frame().expectLen);
     compare("where its data begins", 3, line.frame().dataOffset);
-    compare("bytes of data", 4, line.frame().dataCount);
+    compare("its data", 4, line.frame().dataCount);
     compare("its first item", 192, line.frame().address);
     compare("its items", 2, line.frame().count);
     compare("its type", "F", line.frame().regType);
@@ -341,14 +342,14 @@ void checkReading(const Driver& dx7, Conversation& line) {
     line.expectSent("the read once more", "0103f3240002");
     line.answer("a good reply", withSum("0103040226000a"), 1, "1#F192(2)(9)");
     line.expectData("values after it", "F", 192, 2, "26020a00");
-    compare("reports of F", QByteArray("7 1 F 192, 7 1 F 193"), reportsAsText());
+    expectReports("reports of F", "7 1 F 192; 7 1 F 193; ");
+    conclude("reading");
 }
 
 void checkWriting(const Driver& dx7, Conversation& line) {
-    const Subject subject("writing");
     unsigned char value[2] = {0x0D, 0x02};
-    compare("intf_setData", 1, dx7.setData(1, QString::fromLatin1("F"), 192, 1, value, 2));
-    compare("report of the write", QByteArray("7 1 F 192"), reportsAsText());
+    compare("intf_setData", 1, dx7.setData(1, latin("F"), 192, 1, value, 2));
+    expectReports("report of the write", "7 1 F 192; ");
     line.expectData("the value on its way", "F", 192, 1, "0d02");
     line.expectSent("write of F", "0106e324020d");
     line.answer("its acknowledgement", withSum("0106e324020d"), 1, "1#F192(1)(8)");
@@ -360,11 +361,12 @@ void checkWriting(const Driver& dx7, Conversation& line) {
     line.answer("no reply", QByteArray(), 8, "1#SW0(1)(0)");
     line.expectSent("the read once more", "010313090001");
     line.answer("no reply again", QByteArray(), 2, "1#SW0(1)(0)");
-    compare("report of the failure", QByteArray("-1 -1 -1 -1"), reportsAsText());
+    expectReports("report of the failure", "-1 -1 -1 -1; ");
 
     QVector<_RCP_VAR_PRO> recipes(3);
     recipes[0].linkId = recipes[2].linkId = 7;
     compare("recipe variables of this link", 2, dx7.setRcpAddress(recipes));
+    conclude("writing");
 }
 
 }  // namespace
@@ -391,9 +393,8 @@ int main(int argc, char** argv) {
         checkReading(dx7, line);
         checkWriting(dx7, line);
     }
-    std::printf("%s: %d of %d checks passed\n",
-                differences == 0 ? "All is well" : "The driver must not be used", checks - differences,
-                checks);
+    const char* const verdict = differences == 0 ? "All is well" : "The driver must not be used";
+    std::printf("%s: %d of %d checks passed\n", verdict, checks - differences, checks);
     dlclose(library);
     return differences == 0 ? 0 : 1;
 }
