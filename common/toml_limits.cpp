@@ -71,7 +71,7 @@ void Scanner::skipString() {
     }
 }
 
-// One or two quotes may stand before the three that end it.
+// One or two quotes of its content may come before the three that end it.
 void Scanner::skipLongString(char quote) {
     enum : std::size_t { QUOTES = 3, MOST_QUOTES = 5 };
     std::size_t quotes = 0;

@@ -1,5 +1,7 @@
-// The TOML files of dx7: each text is read as a line file, as its tags and as a parameter file, and is taken
-// or refused with a sentence.
+// The TOML files of dx7 and dx7-device: each text is read as a line file, as its tags, as a parameter file
+// and as a values file, and is taken or refused with a sentence.
+#include "device/usage_error.h"
+#include "device/values_file.h"
 #include "error.h"
 #include "input_file.h"
 #include "line_file.h"
@@ -45,6 +47,14 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
         dx7::checkSettings(settings);
     });
     takeOrRefuse([&file] { dx7::tagsFromFile(file.path(), notation()); });
-    takeOrRefuse([&file] { dx7::loadParameters(file.path(), notation()); });
+    takeOrRefuse([&file] { dx7::loadParameters(file.path(), notation(), dx7::Altered::Refuse); });
+    takeOrRefuse([&file] { dx7::loadParameters(file.path(), notation(), dx7::Altered::Accept); });
+    try {
+        dx7sim::parseValues(std::string(reinterpret_cast<const char*>(data), size), "values", {1, 2});
+    } catch (const dx7sim::UsageError& error) {
+        if (*error.what() == '\0') {
+            std::abort();
+        }
+    }
     return 0;
 }

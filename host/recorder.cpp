@@ -45,9 +45,10 @@ QByteArray packet(const QByteArray& frame, bool request) {
 
 struct Recorder::File {
     explicit File(const QString& name)
-        : path(name), output(name), handle(pcap_open_dead(LINK_TYPE_EXPORTED_PDU, SNAP_LENGTH)) {
-        dumper = pcap_dump_fopen(handle, output.stream());
-    }
+        : path(name),
+          output(name),
+          handle(pcap_open_dead(LINK_TYPE_EXPORTED_PDU, SNAP_LENGTH)),
+          dumper(pcap_dump_fopen(handle, output.stream())) {}
     ~File() {
         close();
         pcap_close(handle);
@@ -65,7 +66,7 @@ struct Recorder::File {
     QString path;
     RecordingStream output;
     pcap_t* handle;
-    pcap_dumper_t* dumper = nullptr;
+    pcap_dumper_t* dumper;
 };
 
 Recorder::Recorder(const QString& path) : file_(std::make_unique<File>(path)) {

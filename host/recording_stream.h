@@ -21,7 +21,7 @@ public:
     /// stream() must be closed by then.
     ~RecordingStream() = default;
 
-    /// Whoever uses it closes it, with fclose() or what calls that.
+    /// The caller closes it, with fclose() or what calls that.
     std::FILE* stream() const { return stream_; }
 
     /// Hands on what was written to the stream. False when that failed, now or before.
