@@ -12,8 +12,8 @@ namespace dx7 {
 
 namespace {
 
-const int HIGHEST_STATION = 247;
-const int HIGHEST_COUNT = 1000;
+const int LAST_STATION = 247;
+const int MOST_VALUES = 1000;
 
 // Result codes of intf_checkAddrValidity.
 enum { ADDRESS_VALID = 0, ADDRESS_OUT_OF_RANGE = 2, ADDRESS_MALFORMED = 4 };
@@ -38,6 +38,15 @@ QString rangeText(const RegisterType& type) {
     return QStringLiteral("%1 has %2 to %3").arg(type.name, type.lowest, type.highest);
 }
 
+[[noreturn]] void refuseAddress(const RegisterType& type, const QString& addressText) {
+    const QString nearest = nearestAddress(type, addressText);
+    const QString form = nearest.isNull()
+                             ? QStringLiteral("its form is %1").arg(type.format)
+                             : QStringLiteral("the nearest is \"%1\"").arg(itemText(type, nearest));
+    throw UsageError(QStringLiteral("\"%1\" is not a valid address, %2 (%3)")
+                         .arg(itemText(type, addressText), form, rangeText(type)));
+}
+
 // What two points have in common that show the same.
 auto identity(const Point& point) {
     const ValueFormat& format = point.format;
@@ -47,7 +56,7 @@ auto identity(const Point& point) {
 
 // As many values as `count` says; `name` takes them. `hint` says how more than one are written.
 QStringList valueTexts(const QString& values, int count, const QString& name, const QString& hint) {
-    const QStringList texts = values.split(QLatin1Char(','));
+    QStringList texts = values.split(QLatin1Char(','));
     if (texts.size() != count) {
         throw UsageError(QStringLiteral("%1 takes %2 value%3, as many as its count, but %4 %5 given%6")
                              .arg(name, QString::number(count), QLatin1String(count == 1 ? "" : "s"),
@@ -133,15 +142,6 @@ int ItemNotation::address(const RegisterType& type, const QString& addressText, 
     }
 }
 
-void ItemNotation::refuseAddress(const RegisterType& type, const QString& addressText) const {
-    const QString nearest = nearestAddress(type, addressText);
-    const QString form = nearest.isNull()
-                             ? QStringLiteral("its form is %1").arg(type.format)
-                             : QStringLiteral("the nearest is \"%1\"").arg(itemText(type, nearest));
-    throw UsageError(QStringLiteral("\"%1\" is not a valid address, %2 (%3)")
-                         .arg(itemText(type, addressText), form, rangeText(type)));
-}
-
 void ItemNotation::refuseRange(const RegisterType& type, const QString& addressText, int count,
                                int width) const {
     QString nearest;
@@ -189,7 +189,7 @@ ItemNotation::Parts ItemNotation::split(const QString& text, int defaultStation)
     parts.format = formatFromOptions(options);
     const QString station = cutFrom(&head, QLatin1Char('@'));
     if (!station.isNull()) {
-        parts.station = numberInRange(station, "station", 0, HIGHEST_STATION);
+        parts.station = numberInRange(station, "station", 0, LAST_STATION);
     }
     const int colon = head.indexOf(QLatin1Char(':'));
     if (colon < 0) {
@@ -204,7 +204,7 @@ ItemNotation::Parts ItemNotation::split(const QString& text, int defaultStation)
     }
     const QString count = cutFrom(&parts.addressText, QLatin1Char(','));
     if (!count.isNull()) {
-        parts.count = numberInRange(count, "count", 1, HIGHEST_COUNT);
+        parts.count = numberInRange(count, "count", 1, MOST_VALUES);
         parts.counted = true;
     }
     return parts;
@@ -271,8 +271,7 @@ WriteRequest ItemNotation::write(const QString& text, int defaultStation) const 
     return request;
 }
 
-WriteRequest ItemNotation::write(const QString& tag, const QVector<Point>& points,
-                                 const QString& values) const {
+WriteRequest ItemNotation::writeTag(const QString& tag, const QVector<Point>& points, const QString& values) {
     WriteRequest request;
     request.first = points.first();
     request.name = tag;

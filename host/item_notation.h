@@ -56,7 +56,7 @@ public:
     WriteRequest write(const QString& text, int defaultStation = 1) const;
     /// The write of `values` (VALUE[,VALUE...], one for each) to the points of a tag: consecutive ones of one
     /// format.
-    WriteRequest write(const QString& tag, const QVector<Point>& points, const QString& values) const;
+    static WriteRequest writeTag(const QString& tag, const QVector<Point>& points, const QString& values);
 
     /// The start address of `count` values of `width` items: a text that the driver takes, and that is the
     /// addressText() of what it reads.
@@ -74,7 +74,6 @@ public:
 private:
     struct Parts;
     Parts split(const QString& text, int defaultStation) const;
-    [[noreturn]] void refuseAddress(const RegisterType& type, const QString& addressText) const;
     [[noreturn]] void refuseRange(const RegisterType& type, const QString& addressText, int count,
                                   int width) const;
 

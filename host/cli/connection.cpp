@@ -77,7 +77,7 @@ QVector<WriteRequest> Driver::writes(const CommonOptions& options,
         const int equals = argument.lastIndexOf(QLatin1Char('='));
         const QString name = argument.left(equals);
         const auto tag = equals < 0 ? byName.end() : byName.find(name);
-        requests += tag != byName.end() ? notation.write(name, *tag, argument.mid(equals + 1))
+        requests += tag != byName.end() ? ItemNotation::writeTag(name, *tag, argument.mid(equals + 1))
                                         : notation.write(argument);
     }
     return requests;

@@ -21,4 +21,6 @@ same "the sample's tags and what is read" "$names" \
 "$DX7" write -c line.toml "ramp time=500" --verify >/dev/null || wrong "write"
 [ "$("$DX7" read -c line.toml "ramp time")" = "ramp time = 500 s" ] || wrong "ramp time"
 [ "$("$DX7" read -c line.toml F:3.0.25)" = "F:3.0.25@1 = 5000" ] || wrong "its scale"
+[ "$("$DX7" write -c line.toml outputs=1,0)" = "outputs = 1,0 written" ] || wrong "outputs as a whole"
+[ "$("$DX7" read -c line.toml outputs)" = $'outputs[0] = 1\noutputs[1] = 0' ] || wrong "what outputs holds"
 finish "the sample line file is in order"

@@ -63,6 +63,24 @@ TEST_P(LiveTable, WritesTheSelectedValue) {
     EXPECT_EQ("F:3.0.25@1 = 512", rig.tell("get F:3.0.25@1"));
 }
 
+// One value, in the form in which it is typed elsewhere; and none for what is only read.
+TEST_P(LiveTable, TakesOneValueForWhatCanBeWritten) {
+    const Terminal terminal = monitor({"F:3.0.25/scale=0.1/unit=s", "F:10.0.00"});
+    ASSERT_TRUE(terminal.shows("F:3\\.0\\.25@1 +32\\.5 s +good")) << terminal.screen();
+    terminal.type({"w", "1", "2", ",", "3", "Enter"});
+    EXPECT_TRUE(terminal.shows("value \"12,3\" for F is not a number")) << terminal.screen();
+    terminal.type({"w", "-", "1", "Enter"});
+    EXPECT_TRUE(terminal.shows("value -1 for F is out of range, it must be 0 to 6553\\.5 s"))
+        << terminal.screen();
+    terminal.type({"w", "Space", "5", "Enter"});
+    EXPECT_TRUE(terminal.shows("value \" 5\" for F is not a number")) << terminal.screen();
+    terminal.type({"Down", "w"});
+    EXPECT_TRUE(terminal.shows("F:10\\.0\\.00 is beyond the end of F")) << terminal.screen();
+    terminal.type({"q"});
+    EXPECT_TRUE(terminal.shows("exit code 0")) << terminal.screen();
+    EXPECT_EQ("F:3.0.25@1 = 325", rig.tell("get F:3.0.25@1"));
+}
+
 // With a second of silence before each request, keys come during it. The write must not wait for a poll and
 // the silence after it.
 TEST_P(LiveTable, WritesWhatIsTypedDuringTheSilenceWithTheNextRequest) {

@@ -149,7 +149,7 @@ TEST(ItemNotation, AWrongNumberOfValuesIsNamedWithWhatWouldDo) {
     Point ramp = notation().points(latin("F:3.0.20/scale=0.1")).first();
     ramp.name = latin("ramp time");
     try {
-        notation().write(ramp.name, {ramp}, latin("12,3"));
+        ItemNotation::writeTag(ramp.name, {ramp}, latin("12,3"));
         ADD_FAILURE() << "taken";
     } catch (const UsageError& error) {
         EXPECT_TRUE(error.text().startsWith(
@@ -157,7 +157,7 @@ TEST(ItemNotation, AWrongNumberOfValuesIsNamedWithWhatWouldDo) {
                   "TYPE:ADDRESS,COUNT=VALUE,VALUE...")))
             << error.text().toStdString();
     }
-    EXPECT_EQ(notation().write(ramp.name, {ramp}, latin("12")).items, QVector<int>{120});
+    EXPECT_EQ(ItemNotation::writeTag(ramp.name, {ramp}, latin("12")).items, QVector<int>{120});
 }
 
 // One past the last item: the driver takes it, and it is only read.
