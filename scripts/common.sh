@@ -45,6 +45,7 @@ as_root() {
 # Installs the named Debian packages that are missing. An index that fails to refresh for a moment is tried again,
 # and does no harm as long as the packages themselves can be had.
 install_packages() {
+    local log
     local -a wanted=()
     mapfile -t wanted < <(missing_packages "$@")
     if [ "${#wanted[@]}" -eq 0 ]; then
@@ -61,15 +62,18 @@ install_packages() {
         note "the package index could not be refreshed (attempt $attempt of 3)"
         sleep $((attempt * 3))
     done
+    log=$(mktemp)
     for attempt in 1 2 3; do
         if as_root env DEBIAN_FRONTEND=noninteractive apt-get install -y -qq --no-install-recommends "${wanted[@]}" \
-            >"${TMPDIR:-/tmp}/dx7-apt.log" 2>&1; then
+            >"$log" 2>&1; then
+            rm -f "$log"
             return
         fi
         note "installation failed (attempt $attempt of 3)"
         sleep $((attempt * 3))
     done
-    tail -n 15 "${TMPDIR:-/tmp}/dx7-apt.log" >&2
+    tail -n 15 "$log" >&2
+    rm -f "$log"
     fail "these packages are still missing: $(missing_packages "${wanted[@]}" | tr '\n' ' ')"
 }
 
