@@ -87,7 +87,7 @@ bool RecordingStream::write(const char* bytes, size_t count) {
     if (!writeBytes(file_.number(), bytes, count)) {
         return fail(systemFault(errno));
     }
-    written_ += static_cast<off_t>(count);
+    written_ += static_cast<qint64>(count);
     return true;
 }
 
@@ -99,7 +99,7 @@ bool RecordingStream::flush() {
     fail(systemFault(errno));
     if (regular_) {
         // Where that fails, too, the file ends in the middle of a frame, and replay says so.
-        static_cast<void>(::ftruncate(file_.number(), whole_) == 0);
+        static_cast<void>(::ftruncate(file_.number(), static_cast<off_t>(whole_)) == 0);
     }
     return false;
 }

@@ -44,8 +44,8 @@ private:
     FileDescriptor file_;
     bool regular_ = false;
     std::FILE* stream_ = nullptr;
-    off_t written_ = 0;
-    off_t whole_ = 0;
+    qint64 written_ = 0;
+    qint64 whole_ = 0;
     QString failure_;
 };
 
