@@ -57,7 +57,7 @@ std::unique_ptr<LiveTable> LiveTable::open(Connection& connection, QString* why)
         *why = QStringLiteral("the terminal \"%1\" cannot show a table").arg(name);
         return nullptr;
     }
-    guard->setFarewell(farewellOfScreen());
+    TerminalGuard::setFarewell(farewellOfScreen());
     return std::unique_ptr<LiveTable>(new LiveTable(connection, std::move(guard), terminal));
 }
 

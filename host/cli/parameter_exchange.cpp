@@ -50,7 +50,7 @@ QString readRun(Connection& connection, const QVector<Point>& run, const EachPoi
 QString readOneByOne(Connection& connection, const QVector<Point>& run, const EachPoint& each) {
     for (const Point& point : run) {
         QString refusal;
-        const QString broken = readRun(connection, {point}, each, &refusal);
+        QString broken = readRun(connection, {point}, each, &refusal);
         if (!broken.isEmpty()) {
             return broken;
         }

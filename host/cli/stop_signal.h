@@ -23,7 +23,7 @@ public:
     TerminalGuard(const TerminalGuard&) = delete;
     TerminalGuard& operator=(const TerminalGuard&) = delete;
 
-    void setFarewell(const std::string& farewell);
+    static void setFarewell(const std::string& farewell);
 };
 
 }  // namespace dx7::cli

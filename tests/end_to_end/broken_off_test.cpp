@@ -335,6 +335,33 @@ TEST(BrokenOff, AnUnpluggedPortLeavesAWriteUnknownThatWasOut) {
     EXPECT_FALSE(says(run.errors, "Success") || says(run.errors, "Bad file")) << run.errors;
 }
 
+// What cannot be recorded any more breaks the writes off; what was written by then is said.
+TEST(BrokenOff, AFullRecordingLeavesTheWritesReported) {
+    const FragileDevice device([](const FragileDevice::Frame&, int) { return Reaction(); });
+    const TemporaryDirectory directory;
+    enum { ITEMS = 40 };
+    Words words{"write", "--json", "--tcp", device.address(), "--record", directory.file("line.pcap")};
+    for (int i = 0; i < ITEMS; ++i) {
+        words.push_back("F:3.0.2" + std::to_string(i % 10) + "=" + std::to_string(i));
+    }
+    std::string line = "trap '' XFSZ; ulimit -f 2; exec";
+    for (const std::string& word : dx7Words(words)) {
+        line += " '" + word + "'";
+    }
+    const Finished run = runToEnd({"/bin/sh", "-c", line});
+    EXPECT_EQ(1, run.exitCode);
+    EXPECT_TRUE(says(run.errors, "line.pcap cannot be written any more: File too large; ")) << run.errors;
+    const std::vector<Json> items = jsonLines(run.output);
+    ASSERT_EQ(std::size_t(ITEMS), items.size());
+    const int sent = device.requests(WRITE);
+    ASSERT_LT(1, sent);
+    ASSERT_GT(int(ITEMS), sent);
+    for (int i = 0; i < ITEMS; ++i) {
+        const Json expected = i < sent - 1 ? Json(true) : i == sent - 1 ? Json(nullptr) : Json(false);
+        EXPECT_EQ(expected, items.at(static_cast<std::size_t>(i)).at("written")) << i;
+    }
+}
+
 // What is written and cannot be printed is said on standard error.
 TEST(Output, ThatIsFullOrClosedDoesNotHideWhatWasWritten) {
     const FragileDevice device([](const FragileDevice::Frame&, int) { return Reaction(); });
