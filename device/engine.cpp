@@ -15,7 +15,7 @@ namespace dx7sim {
 
 namespace {
 
-enum : int { SHORTEST_FRAME = 4, EXCEPTION_LENGTH = 5, EXCEPTION_FLAG = 0x80 };
+enum : int { SHORTEST_REQUEST = 4, EXCEPTION_LENGTH = 5, EXCEPTION_FLAG = 0x80 };
 
 bool isSupported(int functionCode) {
     return (functionCode >= MODBUS_FC_READ_COILS && functionCode <= MODBUS_FC_READ_EXCEPTION_STATUS) ||
@@ -79,7 +79,7 @@ Engine::~Engine() {
 }
 
 Answer Engine::answer(const Bytes& request, Model& model, Time now) {
-    if (request.size() < SHORTEST_FRAME) {
+    if (request.size() < SHORTEST_REQUEST) {
         return {};
     }
     const int station = request[0];

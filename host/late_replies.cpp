@@ -12,11 +12,6 @@ namespace {
 const std::size_t MOST_REMEMBERED = 256;
 const int SILENT_WINDOWS = 10;
 const int DRAIN_BYTES = 2 * LONGEST_FRAME_BYTES;
-enum { ECHO_START = 2, ECHO_BYTES = 4 };
-
-bool isWrite(int function) {
-    return function > 4 && function != 7;
-}
 
 QByteArray echo(const QByteArray& frame) {
     return frame.mid(ECHO_START, ECHO_BYTES);
@@ -32,13 +27,13 @@ bool LateReplies::Sent::isAnsweredBy(const QByteArray& frame) const {
         return frame.size() == EXCEPTION_FRAME_BYTES;
     }
     return byteAt(frame, 1) == function() && frame.size() == expectLen &&
-           (!isWrite(function()) || echo(frame) == echo(bytes));
+           (!isWriteFunction(function()) || echo(frame) == echo(bytes));
 }
 
 // Refusals apart, which carry no values.
 bool LateReplies::Sent::isMistakableFor(const Sent& other) const {
     return station() == other.station() && function() == other.function() && expectLen == other.expectLen &&
-           (!isWrite(function()) || echo(bytes) == echo(other.bytes));
+           (!isWriteFunction(function()) || echo(bytes) == echo(other.bytes));
 }
 
 qint64 LateReplies::waitUntilUs(const QByteArray& request, int expectLen, qint64 nowUs) {
@@ -144,7 +139,7 @@ LateReplies::Owner LateReplies::claim(const QByteArray& frame) {
 // Whether every earlier request that could have caused the frame has the present one's bytes. `first` is the
 // oldest of them.
 bool LateReplies::isRepetition(const QByteArray& frame, std::size_t first) const {
-    const bool write = isWrite(present_->function());
+    const bool write = isWriteFunction(present_->function());
     return std::all_of(
         earlier_.begin() + static_cast<std::ptrdiff_t>(first), earlier_.end(), [&](const Sent& sent) {
             const bool concerned = write ? sent.station() == present_->station() : sent.isAnsweredBy(frame);

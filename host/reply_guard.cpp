@@ -9,13 +9,10 @@ namespace dx7 {
 namespace {
 
 // Noise beyond this is put aside without a further look, so that judging stays cheap however much comes.
-enum { READ_OVERHEAD = 5, ECHO_BYTES = 6, MOST_UNJUDGED_BYTES = 4 * LONGEST_FRAME_BYTES };
+enum { READ_OVERHEAD = 5, MOST_UNJUDGED_BYTES = 4 * LONGEST_FRAME_BYTES };
 
 bool isRead(int function) {
     return function >= 1 && function <= 4;
-}
-bool isWrite(int function) {
-    return function == 5 || function == 6 || function == 15 || function == 16;
 }
 
 // Length of a reply that starts at `start`, as its own head announces it; 0 when that cannot be told.
@@ -31,7 +28,7 @@ int announcedLength(const QByteArray& bytes, int start) {
         const int data = byteAt(bytes, start + 2);
         return data < 0 ? 0 : data + READ_OVERHEAD;
     }
-    return isWrite(function) ? 8 : 0;
+    return isWriteFunction(function) ? 8 : 0;
 }
 
 }  // namespace
@@ -52,8 +49,8 @@ bool ReplyGuard::isException(int start) const {
 // An acknowledgement echoes its request; the byte count of a reply with data agrees with its length.
 bool ReplyGuard::agrees(int start) const {
     const int function = byteAt(request_, 1);
-    if (isWrite(function)) {
-        return buffer_.mid(start + 2, ECHO_BYTES - 2) == request_.mid(2, ECHO_BYTES - 2);
+    if (isWriteFunction(function)) {
+        return buffer_.mid(start + ECHO_START, ECHO_BYTES) == request_.mid(ECHO_START, ECHO_BYTES);
     }
     return !isRead(function) || byteAt(buffer_, start + 2) == expectLen_ - READ_OVERHEAD;
 }

@@ -2,6 +2,10 @@
 
 namespace dx7 {
 
+bool isWriteFunction(int function) {
+    return function == 5 || function == 6 || function == 15 || function == 16;
+}
+
 quint16 crc16(const QByteArray& bytes, int start, int length) {
     quint16 crc = 0xFFFF;
     for (int i = start; i < start + length; ++i) {

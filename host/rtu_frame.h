@@ -16,8 +16,14 @@ enum : int {
     LONGEST_FRAME_BYTES = 256
 };
 
+/// What the acknowledgement of a write repeats of its request: the address, then the value or the quantity.
+enum : int { ECHO_START = 2, ECHO_BYTES = 4 };
+
 /// Exception codes with which the request may have been carried out all the same.
 enum : int { EXCEPTION_ACKNOWLEDGE = 5, EXCEPTION_GATEWAY_TARGET = 11 };
+
+/// Whether the function code writes coils or registers.
+bool isWriteFunction(int function);
 
 /// CRC-16 of Modbus over `length` bytes from `start`.
 quint16 crc16(const QByteArray& bytes, int start, int length);

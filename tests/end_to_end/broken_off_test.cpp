@@ -2,6 +2,7 @@
 // silent.
 #include <algorithm>
 #include <csignal>
+#include <regex>
 
 #include "fragile_device.h"
 #include "rig.h"
@@ -91,7 +92,7 @@ TEST(BrokenOff, ARetryOfAWriteThatWasOutLeavesItUnknown) {
 TEST(BrokenOff, ARunSaysWhichPartsAreDone) {
     const FragileDevice device(at(WRITE_RUN, 2, lostAfter()));
     // Registers do not run on from 09 to 10 and from 19 to 20: three requests.
-    Words json{"write", "F:0.0.08=1,2,3,4,5,6,7,8,9,10,11,12,13,14", "--json"};
+    Words json{"write", "F:0.0.08,14=1,2,3,4,5,6,7,8,9,10,11,12,13,14", "--json"};
     const std::vector<Json> items = jsonLines(dx7At(device, json).output);
     ASSERT_EQ(1U, items.size());
     EXPECT_TRUE(items[0].at("written").is_null());
@@ -108,7 +109,7 @@ TEST(BrokenOff, ARunSaysWhichPartsAreDone) {
 
 TEST(BrokenOff, ARunAsTextNamesItsParts) {
     const FragileDevice device(at(WRITE_RUN, 2, lostAfter()));
-    const Finished run = dx7At(device, {"write", "F:0.0.08=1,2,3,4,5"});
+    const Finished run = dx7At(device, {"write", "F:0.0.08,5=1,2,3,4,5"});
     EXPECT_EQ(1, run.exitCode);
     EXPECT_EQ("", run.output);
     EXPECT_TRUE(says(run.errors, "F:0.0.08@1 to F:0.0.09@1 written; F:0.0.10@1 to F:0.0.12@1 unknown: sent"))
@@ -155,7 +156,7 @@ TEST(BrokenOff, FurtherWritesToASilentStationAreNotSent) {
         return reaction;
     });
     const Finished run = dx7At(device, {"write", "--json", "F:3.0.20@3=1", "F:3.0.20@1=2", "F:3.0.21@3=3",
-                                        "F:0.0.08@3=1,2,3", "F:3.0.21@1=4"});
+                                        "F:0.0.08,3@3=1,2,3", "F:3.0.21@1=4"});
     EXPECT_EQ(1, run.exitCode);
     const std::vector<Json> items = jsonLines(run.output);
     ASSERT_EQ(5U, items.size());
@@ -171,7 +172,7 @@ TEST(BrokenOff, FurtherWritesToASilentStationAreNotSent) {
 
 TEST(BrokenOff, ARunToAStationThatFallsSilentIsNotSentToItsEnd) {
     const FragileDevice device(silentFrom(WRITE_RUN, 1));
-    const Finished run = dx7At(device, {"write", "F:0.0.08=1,2,3,4"});
+    const Finished run = dx7At(device, {"write", "F:0.0.08,4=1,2,3,4"});
     EXPECT_TRUE(says(run.errors, "not sent: station 1 did not answer before that")) << run.errors;
     EXPECT_EQ(3, device.requests(WRITE_RUN));
 }
@@ -289,7 +290,9 @@ TEST(Noise, IsNamedAsSuch) {
     });
     const Finished run = dx7At(device, {"read", "F:3.0.20", "--retries", "1"});
     EXPECT_EQ(1, run.exitCode);
-    EXPECT_TRUE(says(run.errors, "F:3.0.20@1 could not be read: no valid reply: 100000 bytes of noise"))
+    // On a busy computer not all of it comes before the time is over.
+    EXPECT_TRUE(std::regex_search(
+        run.errors, std::regex("F:3.0.20@1 could not be read: no valid reply: [1-9][0-9]* bytes of noise")))
         << run.errors;
 }
 

@@ -48,6 +48,9 @@ protected:
         Words words{"params"};
         words.insert(words.end(), more.begin(), more.end());
         words.insert(words.end(), {file, "--tcp", device.address(), "--timeout", "50"});
+        if (more.front() != "save") {
+            words.push_back("--accept-altered");  // the file is not one that was saved
+        }
         return runToEnd(dx7Words(words));
     }
     TemporaryDirectory directory;
@@ -216,8 +219,8 @@ INSTANTIATE_TEST_SUITE_P(Numbers, SignalledLoad, testing::Values(SIGINT, SIGTERM
 
 TEST_P(SignalledLoad, SaysWhatIsWrittenUnknownAndNot) {
     const FragileDevice device(silentAfterWrites(2));
-    Process load(
-        dx7Words({"params", "load", file, "--json", "--tcp", device.address(), "--timeout", "60000"}));
+    Process load(dx7Words({"params", "load", file, "--accept-altered", "--json", "--tcp", device.address(),
+                           "--timeout", "60000"}));
     ASSERT_TRUE(eventually([&] { return device.requests(WRITE) == 3; }));
     load.signal(GetParam());
     const Finished run = load.finish();

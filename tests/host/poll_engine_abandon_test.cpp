@@ -52,7 +52,7 @@ protected:
 };
 
 TEST_F(AbandonTest, EachWriteIsDoneUnsettledOrNotSent) {
-    write("F:0.0.08=1,2,3");  // two requests
+    write("F:0.0.08,3=1,2,3");  // two requests
     write("F:3.0.25=4");
     run();
     ASSERT_EQ(ends.size(), 3);
