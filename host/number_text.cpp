@@ -35,7 +35,7 @@ QChar lookAlike(QChar letter) {
     }
 }
 
-// The first place from `at` on that does not hold a digit; behind the sign that may stand at `at`.
+// The first place from `at` on that does not hold a digit; the place after a sign at `at`, if there is one.
 int afterDigits(const QString& text, int at) {
     return static_cast<int>(std::find_if_not(text.begin() + at, text.end(), isDigit) - text.begin());
 }

@@ -21,8 +21,8 @@ std::optional<double> decimalFraction(const QString& text);
 /// blanks and a plus sign replaced or left out; letters in upper case.
 QString foldedDigits(const QString& text);
 
-/// The number in `lowest` to `highest` that the text stands for, or comes nearest to; none for a text that
-/// stands for no number.
+/// The number in `lowest` to `highest` that the text means, or comes nearest to; none for a text that means
+/// no number.
 std::optional<qint64> nearestNumber(const QString& text, qint64 lowest, qint64 highest);
 
 /// The number of a text that plainNumber() takes and that is in range. Throws UsageError that names `what`,

@@ -50,8 +50,8 @@ TEST_P(WrongFaults, AreRefused) {
 
 INSTANTIATE_TEST_SUITE_P(Faults, WrongFaults,
                          testing::Values("", "drop", "drop=", "drop=1.1", "drop=-0.1", "drop=nan",
-                                         "drop=0.1x", "explode=0.1", "silent=0", "silent=248", "silent=x",
-                                         "drop=0.1,"));
+                                         "drop=0.1x", "drop=0x1p-3", "drop=+0.1", "drop=inf", "drop=0,5",
+                                         "explode=0.1", "silent=0", "silent=248", "silent=x", "drop=0.1,"));
 
 TEST(Faults, RepeatWithTheSameSeed) {
     const FaultPlan plan = planOf("drop=0.1,corrupt=0.1,late=0.1");
