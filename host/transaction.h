@@ -33,8 +33,9 @@ struct Transaction {
     int exceptionCode = 0;      ///< With Outcome::Exception.
     int foreignFrames = 0;      ///< Frames put aside while waiting.
     QVector<int> lateStations;  ///< A station per late reply that came before or while waiting.
-    qint64 noiseBytes = 0;      ///< Bytes of no whole frame that came while the operation's attempts waited.
-    bool repeated = false;      ///< Not the first attempt of its operation.
+    qint64 noiseBytes =
+        0;  ///< Bytes outside of whole frames that came while the operation's attempts waited.
+    bool repeated = false;  ///< Not the first attempt of its operation.
     bool heard = false;  ///< An attempt of its operation brought anything from the station, late or damaged.
     /// Of a write: an attempt was sent, and nothing that came shows whether the station carried it out.
     bool unsettled = false;

@@ -68,7 +68,7 @@ public:
 
     /// Operations in a row up to now whose station gave no sign of life.
     int silentOperations() const { return silentOperations_; }
-    /// From now on such an operation has those abandoned that are queued behind it.
+    /// From now on such an operation abandons those that are queued after it.
     void abandonAfterSilence() { abandonAfterSilence_ = true; }
     /// Stations with such an operation.
     const QSet<int>& silentStations() const { return silentStations_; }

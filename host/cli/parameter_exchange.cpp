@@ -43,7 +43,7 @@ QString readRun(Connection& connection, const QVector<Point>& run, const EachPoi
         *refusal = read.fault(0);
         return QString();
     }
-    // Whoever gives no good answer to one run is not asked for the rest.
+    // A station that gives no good answer to one run is not asked for the rest.
     return QStringLiteral("%1 could not be read: %2").arg(run.first().name, read.fault(0));
 }
 

@@ -204,8 +204,9 @@ TEST_F(BrokenParams, ASilentStationIsNotTakenForOneWithoutTheParameter) {
     writeFile(file, "as it was");
     const FragileDevice device([](const FragileDevice::Frame& request, int count) {
         Reaction reaction;
-        reaction.exception = request[1] == READ && count <= ATTEMPTS ? 2 : 0;
-        reaction.answer = count <= ATTEMPTS + 4;
+        // Five runs are read, the last one is refused, and of its items two are read.
+        reaction.exception = request[1] == READ && count > 5 && count <= 5 + ATTEMPTS ? 2 : 0;
+        reaction.answer = count <= 5 + ATTEMPTS + 2;
         return reaction;
     });
     const Finished run = params(device, {"save", "--groups", "3"});

@@ -42,16 +42,18 @@ std::size_t wholeLength(const Frame& bytes) {
     return run ? std::size_t(9) + bytes[6] : std::size_t(REQUEST_BYTES);
 }
 
-void sendAll(int client, const void* bytes, std::size_t count) {
+// False when the connection has ended.
+bool sendAll(int client, const void* bytes, std::size_t count) {
     const char* next = static_cast<const char*>(bytes);
     while (count > 0) {
         const ssize_t sent = ::send(client, next, count, MSG_NOSIGNAL);
         if (sent <= 0) {
-            return;
+            return false;
         }
         next += sent;
         count -= static_cast<std::size_t>(sent);
     }
+    return true;
 }
 
 }  // namespace
@@ -163,7 +165,8 @@ bool FragileDevice::react(int client, const Frame& request) {
                          static_cast<std::uint8_t>(reaction.exception)});
     }
     if (!reaction.noise.empty()) {
-        sendAll(client, reaction.noise.data(), reaction.noise.size());
+        while (sendAll(client, reaction.noise.data(), reaction.noise.size()) && reaction.endless) {
+        }
     } else if (reaction.answer) {
         sendAll(client, reply.data(), reply.size());
     }

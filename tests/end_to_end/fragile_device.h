@@ -22,9 +22,10 @@ bool says(const std::string& text, const std::string& part);
 struct Reaction {
     bool carryOut = true;
     bool answer = true;
-    int exception = 0;   ///< Answers in place of the reply when it is not 0; nothing is carried out then.
-    bool close = false;  ///< The connection ends after that.
-    std::string noise;   ///< Sent in place of the answer when it is not empty.
+    int exception = 0;     ///< Answers in place of the reply when it is not 0; nothing is carried out then.
+    bool close = false;    ///< The connection ends after that.
+    std::string noise;     ///< Sent in place of the answer when it is not empty.
+    bool endless = false;  ///< The noise is sent over and over until the connection ends.
 };
 
 class FragileDevice {
@@ -45,7 +46,7 @@ public:
     int requests(int function) const;
     /// The register that a parameter has when it is read, such as 0xF320.
     int value(int number) const;
-    /// All that came which was no whole request with a good CRC.
+    /// All that came and was not a whole request with a good CRC.
     std::string strangeBytes() const;
 
 private:

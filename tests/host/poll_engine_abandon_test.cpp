@@ -101,7 +101,7 @@ TEST_F(AbandonTest, AReadKeepsWhatItHasAndSaysWhyNotTheRest) {
     EXPECT_EQ(read.fault(3), QStringLiteral("the line was lost before that"));
 }
 
-// An operation that brought no sign of life may end those behind it, from its own end.
+// An operation that brought no sign of life may end those after it, from its own end.
 TEST_F(AbandonTest, AnEndMayEndTheOthers) {
     line.script = [](ScriptedLine&, const QByteArray&) {};
     engine.write(notation().write(QStringLiteral("F:3.0.25=4")), [this](const Transaction& transaction) {
