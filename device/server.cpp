@@ -57,7 +57,7 @@ void Server::run() {
             receive();
         }
         if (const auto frame = m_framing.silence(now())) {
-            carryOut(*frame);
+            carryOut(*frame, false);
         }
         sendDue();
         if (waitedFor[1].revents != 0) {
@@ -91,7 +91,7 @@ void Server::receive() {
     }
     if (!input.bytes.empty()) {
         for (const ReceivedFrame& frame : m_framing.take(input.bytes, now())) {
-            carryOut(frame);
+            carryOut(frame, input.clientGone);
         }
     }
     if (input.clientGone) {
@@ -99,9 +99,13 @@ void Server::receive() {
     }
 }
 
-void Server::carryOut(const ReceivedFrame& frame) {
-    // What is due makes room first: a line that takes no time loses nothing.
-    sendDue();
+void Server::carryOut(const ReceivedFrame& frame, bool clientGone) {
+    // What is due makes room first: a line that takes no time loses nothing. The next client must not get it.
+    if (clientGone) {
+        m_pacing.clear();
+    } else {
+        sendDue();
+    }
     if (m_pacing.isFull()) {
         trace("lost   ", frame.bytes);
         m_device.countOverrun();

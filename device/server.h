@@ -33,7 +33,7 @@ private:
     Time now() const;
     void wait(std::vector<pollfd>& waitedFor) const;
     void receive();
-    void carryOut(const ReceivedFrame& frame);
+    void carryOut(const ReceivedFrame& frame, bool clientGone);
     void sendDue();
     void readCommands();
     void runCommands();
