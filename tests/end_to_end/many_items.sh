@@ -53,8 +53,8 @@ number=$(wc -l <all)
 [ "$number" -eq 89840 ] || wrong "these are $number items"
 
 mapfile -t arguments <all
-"$DX7" plan "${arguments[@]}" >plan || wrong "plan of $number items: exit code $?"
-tail -n 1 plan | grep -q '^cycle: 14807 requests' || wrong "plan: $(tail -n 1 plan)"
+"$DX7" plan "${arguments[@]}" >planned || wrong "plan of $number items: exit code $?"
+tail -n 1 planned | grep -q '^cycle: 14807 requests' || wrong "plan: $(tail -n 1 planned)"
 
 # All is done but the opening of the line.
 read_items() { "$DX7" read --serial ./nowhere "$@"; }
