@@ -3,7 +3,7 @@
 
 #include <map>
 
-#include "../host/port_lock.h"
+#include "common/port_lock.h"
 #include "descriptor.h"
 #include "line.h"
 #include "usage_error.h"

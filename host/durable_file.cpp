@@ -5,7 +5,6 @@
 
 #include <cerrno>
 #include <climits>
-#include <cstring>
 #include <utility>
 
 namespace dx7 {
@@ -90,10 +89,6 @@ QByteArray followLinks(const QByteArray& path) {
         at = next.startsWith('/') ? next : folderOf(at) + '/' + next;
     }
     return QByteArray();
-}
-
-QString systemFault(int error) {
-    return QString::fromLocal8Bit(std::strerror(error));
 }
 
 }  // namespace dx7

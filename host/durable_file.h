@@ -47,9 +47,6 @@ QByteArray folderOf(const QByteArray& path);
 /// nothing yet. Empty when they lead in a circle.
 QByteArray followLinks(const QByteArray& path);
 
-/// What `errno` says.
-QString systemFault(int error);
-
 }  // namespace dx7
 
 #endif

@@ -1,10 +1,9 @@
 #include "parameter_file.h"
 
-#include <QDateTime>
-
 #include "error.h"
 #include "parameter_seal.h"
 #include "toml_file.h"
+#include "wall_clock.h"
 #include "whole_file.h"
 
 namespace dx7 {
@@ -111,7 +110,7 @@ void saveParameters(const QString& path, const ItemNotation& notation, const Par
                        "# Addresses are group.sub.index; dx7 params load writes the values back.\n\n"
                        "station = %1\n")
                        .arg(set.station)
-                       .arg(QDateTime::currentDateTime().toString(Qt::ISODate));
+                       .arg(isoLocalTime(wallTimeUs()));
     for (auto type = set.values.begin(); type != set.values.end(); ++type) {
         const RegisterType description = notation.type(type.key());
         text += QStringLiteral("\n[%1]\n").arg(type.key());

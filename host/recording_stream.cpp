@@ -10,6 +10,7 @@
 #include <ctime>
 
 #include "error.h"
+#include "system_reason.h"
 
 namespace dx7 {
 
@@ -40,7 +41,7 @@ private:
 };
 
 [[noreturn]] void refuse(const QString& path, int error) {
-    throw UsageError(QStringLiteral("the recording %1 cannot be written: %2").arg(path, systemFault(error)));
+    throw UsageError(QStringLiteral("the recording %1 cannot be written: %2").arg(path, systemReason(error)));
 }
 
 }  // namespace
@@ -71,7 +72,7 @@ ssize_t RecordingStream::writeCookie(void* cookie, const char* bytes, size_t cou
 
 int RecordingStream::closeCookie(void* cookie) {
     auto* const self = static_cast<RecordingStream*>(cookie);
-    return self->file_.close() || self->fail(systemFault(errno)) ? 0 : EOF;
+    return self->file_.close() || self->fail(systemReason(errno)) ? 0 : EOF;
 }
 
 bool RecordingStream::fail(const QString& why) {
@@ -85,7 +86,7 @@ bool RecordingStream::write(const char* bytes, size_t count) {
     }
     const WithoutPipeSignal guard;
     if (!writeBytes(file_.number(), bytes, count)) {
-        return fail(systemFault(errno));
+        return fail(systemReason(errno));
     }
     written_ += static_cast<qint64>(count);
     return true;
@@ -96,7 +97,7 @@ bool RecordingStream::flush() {
         whole_ = written_;
         return true;
     }
-    fail(systemFault(errno));
+    fail(systemReason(errno));
     if (regular_) {
         // Where that fails, too, the file ends in the middle of a frame, and replay says so.
         static_cast<void>(::ftruncate(file_.number(), static_cast<off_t>(whole_)) == 0);
@@ -110,13 +111,13 @@ bool RecordingStream::finish() {
     }
     struct stat status = {};
     if (!syncFile(file_.number()) || ::fstat(file_.number(), &status) != 0) {
-        return fail(systemFault(errno));
+        return fail(systemReason(errno));
     }
     if (status.st_nlink == 0) {
         return fail(QStringLiteral("it was removed meanwhile"));
     }
     return syncFolderOf(followLinks(path_)) ||
-           fail(QStringLiteral("its folder could not be synchronised (%1)").arg(systemFault(errno)));
+           fail(QStringLiteral("its folder could not be synchronised (%1)").arg(systemReason(errno)));
 }
 
 }  // namespace dx7

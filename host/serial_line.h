@@ -6,7 +6,7 @@
 #include <QSerialPort>
 
 #include "line.h"
-#include "port_lock.h"
+#include "common/port_lock.h"
 
 namespace dx7 {
 

@@ -12,6 +12,7 @@
 
 #include "durable_file.h"
 #include "error.h"
+#include "system_reason.h"
 
 namespace dx7 {
 
@@ -97,7 +98,7 @@ bool SideFile::renameTo(const QByteArray& path) {
 // What speaks against writing there; empty when nothing does.
 QString faultOf(const Target& target) {
     if (target.path.isEmpty()) {
-        return systemFault(ELOOP);
+        return systemReason(ELOOP);
     }
     if (target.exists && S_ISDIR(target.status.st_mode)) {
         return QStringLiteral("it is a folder");
@@ -106,7 +107,7 @@ QString faultOf(const Target& target) {
         return QStringLiteral("it is not a regular file");
     }
     if (target.exists && ::access(target.path.constData(), W_OK) != 0) {
-        return systemFault(errno);
+        return systemReason(errno);
     }
     return QString();
 }
@@ -129,7 +130,7 @@ Target targetOf(const QString& path) {
     } else if (errno == ENOENT) {
         target.path = followLinks(name);
     } else {
-        fault = systemFault(errno);
+        fault = systemReason(errno);
     }
     fault = fault.isEmpty() ? faultOf(target) : fault;
     if (!fault.isEmpty()) {
@@ -190,7 +191,7 @@ bool takeBack(const Target& target, SideFile* old) {
 void checkWholeFile(const QString& path) {
     SideFile trial;
     if (!createBeside(targetOf(path), &trial)) {
-        throw UsageError(QStringLiteral("%1 cannot be written: %2").arg(path, systemFault(errno)));
+        throw UsageError(QStringLiteral("%1 cannot be written: %2").arg(path, systemReason(errno)));
     }
 }
 
@@ -204,11 +205,11 @@ void writeWholeFile(const QString& path, const QByteArray& content) {
     SideFile file;
     SideFile old;
     if (!fill(target, &file, content) || !keepOld(target, &old) || !file.renameTo(target.path)) {
-        fail(path, target, systemFault(errno));
+        fail(path, target, systemReason(errno));
     }
     if (!syncFolderOf(target.path)) {
         const QString fault =
-            QStringLiteral("its folder could not be synchronised (%1)").arg(systemFault(errno));
+            QStringLiteral("its folder could not be synchronised (%1)").arg(systemReason(errno));
         if (takeBack(target, &old)) {
             fail(path, target, fault);
         }

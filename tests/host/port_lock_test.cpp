@@ -1,5 +1,5 @@
 // One lock per device number, whatever the names that lead to it.
-#include "port_lock.h"
+#include "common/port_lock.h"
 
 #include <fcntl.h>
 #include <gtest/gtest.h>

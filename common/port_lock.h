@@ -1,8 +1,8 @@
 /// \file
 /// One master per serial port, whatever name it is opened by. dx7 and dx7-device take the same lock, so this
 /// file knows nothing of either.
-#ifndef DX7_HOST_PORT_LOCK_H
-#define DX7_HOST_PORT_LOCK_H
+#ifndef DX7_COMMON_PORT_LOCK_H
+#define DX7_COMMON_PORT_LOCK_H
 
 #include <sys/types.h>
 

@@ -1,4 +1,4 @@
-#include "port_lock.h"
+#include "common/port_lock.h"
 
 #include <sys/file.h>
 #include <sys/socket.h>
