@@ -15,12 +15,7 @@
 
 namespace {
 
-using Clock = std::chrono::steady_clock;
 namespace fs = std::filesystem;
-
-double secondsOf(const Clock::duration& duration) {
-    return std::chrono::duration<double>(duration).count();
-}
 
 Finished runDevice(const std::vector<std::string>& arguments) {
     std::vector<std::string> command{DX7_DEVICE_PROGRAM};
@@ -66,15 +61,6 @@ TEST_F(PtyLineTest, IsNotClaimedByAClientThatIsGone) {
     int claimed = -1;
     ASSERT_EQ(ioctl(modbus_get_socket(next), TIOCGEXCL, &claimed), 0);
     EXPECT_EQ(claimed, 0);
-}
-
-TEST_F(PtyLineTest, TakesNoProcessorTimeWhileNothingHappens) {
-    DeviceProcess device({"--pty", link}, {"--baud", "9600"});
-    EXPECT_EQ(Client(link).holding(0xF325), 325);
-    device.closeInput();
-    const double before = device.processorSeconds();
-    std::this_thread::sleep_for(std::chrono::milliseconds(700));
-    EXPECT_LE(device.processorSeconds() - before, 0.05);
 }
 
 TEST_F(PtyLineTest, RemovesItsLinkAtTheEnd) {
@@ -157,20 +143,6 @@ TEST_F(PtyLineTest, GoesOnWithoutStandardInput) {
     Process closed({DX7_DEVICE_PROGRAM, "--pty", other}, false);
     EXPECT_EQ(closed.readLine(), "ready on " + other + ", stations 1");
     EXPECT_EQ(Client(other).holding(0xF325), 325);
-}
-
-TEST_F(PtyLineTest, IsAsFastAsTheLineThatIsAskedFor) {
-    DeviceProcess device({"--pty", link}, {"--baud", "9600", "--parity", "even"});
-    const Client client(link);
-    const auto start = Clock::now();
-    std::uint16_t words[10];
-    for (int i = 0; i < 5; ++i) {
-        ASSERT_EQ(modbus_read_registers(client, 0xF000, 10, words), 10);
-    }
-    // 8 characters there, 3.5 of silence, 25 back, 11 bits each.
-    const double lineTime = 5 * (8 + 3.5 + 25) * 11 / 9600;
-    EXPECT_GE(secondsOf(Clock::now() - start), lineTime);
-    EXPECT_LE(secondsOf(Clock::now() - start), lineTime + 1);
 }
 
 class TcpLineTest : public testing::Test {
