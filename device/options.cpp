@@ -39,6 +39,21 @@ const CLI::Validator wholeNumber(
     },
     "");
 
+/// What the conversion alone would take for octal or hexadecimal, or with a sign or blanks, is refused.
+CLI::Validator plainNumber(int lowest, int highest) {
+    return CLI::Validator(
+        [lowest, highest](std::string& text) {
+            const bool digits = !text.empty() && text.size() <= 9 &&
+                                text.find_first_not_of("0123456789") == std::string::npos &&
+                                (text.size() == 1 || text[0] != '0');
+            const bool fits = digits && std::stoi(text) >= lowest && std::stoi(text) <= highest;
+            return fits ? std::string()
+                        : "\"" + text + "\" is not a plain number from " + std::to_string(lowest) + " to " +
+                              std::to_string(highest);
+        },
+        "");
+}
+
 /// An empty text is a variable of a script that was never set.
 const CLI::Validator notEmpty(
     [](std::string& text) { return text.empty() ? std::string("is an empty text") : std::string(); }, "");
@@ -59,7 +74,7 @@ void addLineOptions(CLI::App& app, Options& options, RawTexts& raw) {
         ->check(notEmpty);
     line->add_option("--tcp", options.tcpPort, "RTU frames over TCP on this port, 0 for any free one")
         ->type_name("PORT")
-        ->check(CLI::Range(0, 65535));
+        ->check(plainNumber(0, 65535));
     line->add_option("--serial", options.serial, "Use a serial port")->type_name("DEVICE")->check(notEmpty);
     line->require_option(1);
     app.add_option("--bind", options.bindAddress, "Listen on this address with --tcp")
@@ -70,14 +85,14 @@ void addLineOptions(CLI::App& app, Options& options, RawTexts& raw) {
            "Speed of the serial port (default 9600); with --pty and --tcp: pace bytes as a line of this "
            "speed would (default: no pacing)")
         ->type_name("N")
-        ->check(CLI::Range(300, 4000000));
+        ->check(plainNumber(300, 4000000));
     app.add_option("--parity", raw.parity, "Parity: none, even or odd")
         ->type_name("NAME")
         ->check(CLI::IsMember({"none", "even", "odd"}))
         ->capture_default_str();
     app.add_option("--stop-bits", options.serialSettings.stopBits, "Stop bits: 1 or 2")
         ->type_name("N")
-        ->check(CLI::Range(1, 2))
+        ->check(plainNumber(1, 2))
         ->capture_default_str();
 }
 
@@ -105,7 +120,7 @@ void addDeviceOptions(CLI::App& app, Options& options, RawTexts& raw) {
         ->capture_default_str();
     app.add_option("--late-by", raw.lateMs, "How late a late reply is")
         ->type_name("MS")
-        ->check(CLI::Range(1, 60000))
+        ->check(plainNumber(1, 60000))
         ->capture_default_str();
     app.add_flag("--trace", options.trace, "Show every request and reply on standard error");
 }

@@ -266,6 +266,12 @@ WriteRequest ItemNotation::write(const QString& text, int defaultStation) const 
         hint = QStringLiteral("; a run is written with its count: %1,%2%3=%4")
                    .arg(item, QString::number(values.count(QLatin1Char(',')) + 1), head.mid(item.size()),
                         values);
+        const bool fraction = parts.format.scaled() && values.count(QLatin1Char(',')) == 1;
+        if (fraction) {
+            hint = QStringLiteral("; a decimal fraction has a point: %1")
+                       .arg(QString(values).replace(QLatin1Char(','), QLatin1Char('.'))) +
+                   hint;
+        }
     }
     fill(&request, valueTexts(values, parts.count, request.name, hint));
     return request;
@@ -297,7 +303,7 @@ void ItemNotation::checkWritable(const RegisterType& type, int station, int addr
 }
 
 void ItemNotation::checkFormat(const RegisterType& type, int address, const ValueFormat& format) {
-    if (type.bit && !(format == ValueFormat())) {
+    if (type.bit && !format.bare) {
         throw UsageError(QStringLiteral("%1 holds bits, which have no format").arg(type.name));
     }
     if (format.scaled() &&

@@ -116,6 +116,27 @@ ValueFormat tagFormat(const QString& path, const toml::table& table, const QStri
     return format;
 }
 
+// A tag that is named like an item is that item: anything else would write to another one than it says.
+void refuseNameOfAnotherItem(const QString& path, const toml::table& table, const ItemNotation& notation,
+                             const Point& point, const QString& name) {
+    if (!name.contains(QLatin1Char(':'))) {
+        return;
+    }
+    QVector<Point> named;
+    try {
+        named = notation.points(name);
+    } catch (const UsageError&) {
+        return;  // a name and nothing else
+    }
+    const Point& item = named.first();
+    const bool own = named.size() == 1 && item.type.name == point.type.name &&
+                     item.address == point.address && item.station == point.station;
+    if (!own) {
+        refuseToml(path, table.get("name")->source(),
+                   QStringLiteral("the tag's name \"%1\" is the text of another item").arg(name));
+    }
+}
+
 LineTag lineTag(const QString& path, const toml::table& table, const ItemNotation& notation) {
     checkTomlKeys(path, table, {"name", "type", "address", "station", "count", "format", "scale", "unit"});
     const QString name = neededText(path, table, "name");
@@ -137,6 +158,7 @@ LineTag lineTag(const QString& path, const toml::table& table, const ItemNotatio
     const QString address = addressText(path, table);
     blame(path, table, "address", prefix,
           [&] { point.address = notation.address(point.type, address, count, point.items()); });
+    refuseNameOfAnotherItem(path, table, notation, point, name);
     LineTag tag{name, {}};
     for (int i = 0; i < count; ++i) {
         blame(path, table, point.type.bit ? formatKey(table) : "address", prefix,

@@ -5,8 +5,8 @@
 
 #include <QSerialPort>
 
-#include "line.h"
 #include "common/port_lock.h"
+#include "line.h"
 
 namespace dx7 {
 

@@ -1,5 +1,6 @@
 #include "value_format.h"
 
+#include <QLocale>
 #include <QRegularExpression>
 #include <algorithm>
 #include <cmath>
@@ -185,8 +186,15 @@ bool hasControlCharacter(const QString& text) {
 
 void applyFormatOption(ValueFormat& format, const QString& option) {
     format.bare = false;
+    const auto refuseSecond = [&option](bool given, const char* what) {
+        if (given) {
+            throw UsageError(
+                QStringLiteral("\"%1\" is a second %2, a format has one").arg(option, QLatin1String(what)));
+        }
+    };
     for (const NamedFormat& named : NAMED_FORMATS) {
         if (option == QLatin1String(named.name)) {
+            refuseSecond(format.named, "presentation");
             format.presentation = named.presentation;
             format.named = true;
             format.wide = named.wide;
@@ -194,14 +202,19 @@ void applyFormatOption(ValueFormat& format, const QString& option) {
         }
     }
     if (option == QLatin1String("low-first")) {
+        refuseSecond(format.lowWordFirst, "word order");
         format.lowWordFirst = true;
     } else if (option.startsWith(QLatin1String("scale="))) {
+        refuseSecond(format.scaleGiven, "scale");
         format.scale = scaleFromText(option.mid(6));
+        format.scaleGiven = true;
     } else if (option.startsWith(QLatin1String("unit="))) {
         if (hasControlCharacter(option)) {
             throw UsageError(QStringLiteral("the unit holds a control character"));
         }
+        refuseSecond(format.unitGiven, "unit");
         format.unit = option.mid(5);
+        format.unitGiven = true;
     } else {
         throw UsageError(
             QStringLiteral("format \"%1\" is unknown, use unsigned, signed, hex, binary, u32, s32, hex32, "
@@ -227,6 +240,27 @@ ValueFormat formatFromOptions(const QStringList& options) {
         afterUnit = option.startsWith(QLatin1String("unit="));
     }
     return format;
+}
+
+QString formatText(const ValueFormat& format) {
+    QStringList options;
+    for (const NamedFormat& named : NAMED_FORMATS) {
+        if (format.named && options.isEmpty() && named.presentation == format.presentation &&
+            named.wide == format.wide) {
+            options += QLatin1String(named.name);
+        }
+    }
+    if (format.lowWordFirst) {
+        options += QStringLiteral("low-first");
+    }
+    if (format.scaleGiven) {
+        options += QStringLiteral("scale=%1")
+                       .arg(QString::number(format.scale, 'g', QLocale::FloatingPointShortest));
+    }
+    if (format.unitGiven) {
+        options += QStringLiteral("unit=%1").arg(format.unit);
+    }
+    return options.join(QLatin1Char('/'));
 }
 
 quint32 rawFromItems(const ValueFormat& format, const QVector<int>& items) {

@@ -23,6 +23,8 @@ struct ValueFormat {
     bool lowWordFirst = false;  ///< Of a wide value.
     double scale = 1;           ///< The shown number is the raw number times this.
     QString unit;
+    bool scaleGiven = false;
+    bool unitGiven = false;
 
     /// Items that one value occupies.
     int items() const { return wide ? 2 : 1; }
@@ -36,11 +38,15 @@ bool operator==(const ValueFormat& a, const ValueFormat& b);
 bool hasControlCharacter(const QString& text);
 
 /// Applies one option as it stands in an item text behind a "/": unsigned, signed, hex, binary, u16, s16,
-/// u32, s32, hex32, low-first, scale=NUMBER, unit=TEXT. Throws UsageError for any other.
+/// u32, s32, hex32, low-first, scale=NUMBER, unit=TEXT. Throws UsageError for any other, and for one that
+/// says again what was said.
 void applyFormatOption(ValueFormat& format, const QString& option);
 
 /// The format that the options of an item text or of a file's key make together.
 ValueFormat formatFromOptions(const QStringList& options);
+
+/// The options that make the format, as formatFromOptions() takes them, joined by "/"; empty for a bare one.
+QString formatText(const ValueFormat& format);
 
 /// The raw number of a value from its items (one or two, in address order).
 quint32 rawFromItems(const ValueFormat& format, const QVector<int>& items);

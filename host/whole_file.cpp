@@ -95,6 +95,14 @@ bool SideFile::renameTo(const QByteArray& path) {
     return true;
 }
 
+// In a folder such as /tmp only root and the owners of file and folder may replace a file.
+bool isHeldByItsFolder(const Target& target) {
+    struct stat folder = {};
+    return ::geteuid() != 0 && target.status.st_uid != ::geteuid() &&
+           ::stat(folderOf(target.path).constData(), &folder) == 0 && (folder.st_mode & S_ISVTX) != 0 &&
+           folder.st_uid != ::geteuid();
+}
+
 // What speaks against writing there; empty when nothing does.
 QString faultOf(const Target& target) {
     if (target.path.isEmpty()) {
@@ -108,6 +116,9 @@ QString faultOf(const Target& target) {
     }
     if (target.exists && ::access(target.path.constData(), W_OK) != 0) {
         return systemReason(errno);
+    }
+    if (target.exists && isHeldByItsFolder(target)) {
+        return QStringLiteral("it belongs to another user, and its folder lets only the owner replace it");
     }
     return QString();
 }
@@ -148,11 +159,26 @@ bool isNotAllowed(int error) {
     return error == EPERM || error == EINVAL || error == ENOSYS || error == EOPNOTSUPP;
 }
 
-// The new file gets owner and mode of the old one. False with errno when the disk fails.
+// The new file gets owner, group and mode of the old one, as far as that is allowed; a group that is not the
+// old one gets no rights of it. False with errno when the disk fails.
 bool takeOver(const Target& target, int descriptor) {
+    if (!target.exists) {
+        return true;
+    }
     const auto taken = [](int result) { return result == 0 || isNotAllowed(errno); };
-    return !target.exists || (taken(::fchown(descriptor, target.status.st_uid, target.status.st_gid)) &&
-                              taken(::fchmod(descriptor, target.status.st_mode & MODE_BITS)));
+    mode_t mode = target.status.st_mode & MODE_BITS;
+    if (::fchown(descriptor, target.status.st_uid, target.status.st_gid) != 0) {
+        if (!isNotAllowed(errno)) {
+            return false;
+        }
+        if (::fchown(descriptor, static_cast<uid_t>(-1), target.status.st_gid) != 0) {
+            if (!isNotAllowed(errno)) {
+                return false;
+            }
+            mode &= ~static_cast<mode_t>(S_IRWXG);
+        }
+    }
+    return taken(::fchmod(descriptor, mode));
 }
 
 // False with errno when the new file is not on the disk.

@@ -40,6 +40,11 @@ void putLine(int row, int width, const QString& text, bool reverse) {
     }
 }
 
+// Whether a byte goes on with a character of UTF-8.
+bool isContinuation(int byte) {
+    return (byte & 0xC0) == 0x80;
+}
+
 }  // namespace
 
 std::unique_ptr<LiveTable> LiveTable::open(Connection& connection, QString* why) {
@@ -140,6 +145,9 @@ void LiveTable::handleTyping(int key) {
         typed_.chop(1);
     } else if (key >= ' ' && key < KEY_RUBOUT) {
         typed_ += QLatin1Char(static_cast<char>(key));
+    } else if (key < KEY_MIN && !(isContinuation(key) && typed_.endsWith(QChar::ReplacementCharacter))) {
+        // No value has such a character: it is shown, and Enter refuses it, instead of what would be left.
+        typed_ += QChar(QChar::ReplacementCharacter);
     }
 }
 

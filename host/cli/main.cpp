@@ -69,6 +69,22 @@ QStringList wordsAfterProgram(int argc, char** argv) {
     QStringList words;
     for (int i = 1; i < argc; ++i) {
         words += QString::fromLocal8Bit(argv[i]);
+        // Two names that cannot be told apart once they are read would be one file.
+        if (words.last().toLocal8Bit() != argv[i]) {
+            throw dx7::UsageError(
+                QStringLiteral(
+                    "argument %1 (\"%2\") holds bytes that are not characters of this locale; rename "
+                    "the file, or set the locale that it was named in")
+                    .arg(i)
+                    .arg(words.last()));
+        }
+        // The parser would take what is in the brackets for several arguments.
+        if (words.last().startsWith(QLatin1Char('[')) && words.last().endsWith(QLatin1Char(']'))) {
+            throw dx7::UsageError(
+                QStringLiteral("argument \"%1\" is in brackets; write items without them, and "
+                               "a file of that name as \"./%1\"")
+                    .arg(words.last()));
+        }
     }
     return words;
 }

@@ -1,5 +1,6 @@
 #include "options.h"
 
+#include <QRegularExpression>
 #include <cmath>
 #include <limits>
 
@@ -28,7 +29,9 @@ const CLI::Validator wholeNumber = numberValidator("a whole number", [](const QS
     return plainNumber(given.startsWith(QLatin1Char('-')) ? given.mid(1) : given).has_value();
 });
 const CLI::Validator anyNumber = numberValidator("a number", [](const QString& given) {
-    return std::isfinite(decimalFraction(given).value_or(std::numeric_limits<double>::infinity()));
+    static const QRegularExpression needless(QStringLiteral("^(\\+|-?0[0-9])"));
+    return !needless.match(given).hasMatch() &&
+           std::isfinite(decimalFraction(given).value_or(std::numeric_limits<double>::infinity()));
 });
 
 const LineFile* CommonOptions::lineFile() const {

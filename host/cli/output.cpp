@@ -76,6 +76,9 @@ Json itemJson(const Point& point) {
     json["station"] = point.station;
     json["type"] = utf8(point.type.name);
     json["address"] = utf8(point.type.addressText(point.address));
+    if (!point.format.bare) {
+        json["format"] = utf8(formatText(point.format));
+    }
     return json;
 }
 

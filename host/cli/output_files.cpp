@@ -24,6 +24,9 @@ void refuseClash(const QString& output, const QVector<Used>& uses) {
     if (isOpenedAs(output, STDOUT_FILENO)) {
         throw UsageError(QStringLiteral("%1 is where standard output goes, name another file").arg(output));
     }
+    if (isOpenedAs(output, STDERR_FILENO)) {
+        throw UsageError(QStringLiteral("%1 is where error messages go, name another file").arg(output));
+    }
 }
 
 QVector<Used> inputs(const Driver& loaded, const LineSettings& settings, const CommonOptions& options) {

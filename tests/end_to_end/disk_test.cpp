@@ -317,6 +317,10 @@ TEST_F(Disk, ARecordingNeverOverwritesWhatTheCommandUses) {
     const Finished printed =
         runToEnd(inShell("exec >" + disk("out"), rig.command({"read", "AI:0", "--record", disk("out")})));
     EXPECT_EQ(2, printed.exitCode) << printed.errors;
+    const Finished said =
+        runToEnd(inShell("exec 2>" + disk("said"), rig.command({"read", "AI:0", "--record", disk("said")})));
+    EXPECT_EQ(2, said.exitCode) << said.output;
+    EXPECT_NE(std::string::npos, readFile(disk("said")).find("where error messages go"));
     EXPECT_EQ(before, readFile(line) + readFile(driver) + readFile(saved));
     EXPECT_FALSE(fs::exists(disk("new.toml")));
     expectNothingSent();

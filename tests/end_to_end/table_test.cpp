@@ -74,6 +74,15 @@ TEST_P(LiveTable, TakesOneValueForWhatCanBeWritten) {
         << terminal.screen();
     terminal.type({"w", "Space", "5", "Enter"});
     EXPECT_TRUE(terminal.shows("value \" 5\" for F is not a number")) << terminal.screen();
+    // A minus sign, a fraction, a Tab: what is left of them would be another number.
+    for (const char* value : {"\u22125", "12\u00bd", "1\u06635"}) {
+        terminal.type({"w"});
+        terminal.type({"-l", value});
+        terminal.type({"Enter"});
+        EXPECT_TRUE(terminal.shows("value \"[^\"]+\" for F is not")) << value << '\n' << terminal.screen();
+    }
+    terminal.type({"w", "5", "Tab", "6", "Enter"});
+    EXPECT_TRUE(terminal.shows("value \"5[^\"]+6\" for F is not")) << terminal.screen();
     terminal.type({"Down", "w"});
     EXPECT_TRUE(terminal.shows("F:10\\.0\\.00 is beyond the end of F")) << terminal.screen();
     terminal.type({"q"});

@@ -1,6 +1,9 @@
 // The files that the host reads and writes.
 #include <gtest/gtest.h>
+#include <sys/stat.h>
+#include <unistd.h>
 
+#include <QDir>
 #include <QFile>
 #include <QTemporaryDir>
 
@@ -12,6 +15,7 @@
 #include "recorder.h"
 #include "recording.h"
 #include "scripted_line.h"
+#include "whole_file.h"
 
 using namespace dx7;
 
@@ -165,6 +169,28 @@ TEST_F(FilesTest, WhatIsNoRecordingIsRefused) {
     EXPECT_THROW(readRecording(path("missing.pcap")), UsageError);
     EXPECT_THROW(readRecording(fileWith("this is no capture file at all")), UsageError);
     EXPECT_THROW(Recorder(path("no/such/folder.pcap")), UsageError);
+}
+
+// In a folder like /tmp another user's file can be written, but not replaced.
+TEST_F(FilesTest, AFileThatItsFolderHoldsIsRefusedBeforeAnythingIsRead) {
+    if (::geteuid() != 0) {
+        GTEST_SKIP() << "only root can be two users";
+    }
+    const QString file = fileWith("another user's");
+    const QByteArray sticky = QFile::encodeName(path(""));
+    ASSERT_EQ(::chmod(QFile::encodeName(file).constData(), 0666), 0);
+    ASSERT_EQ(::chmod(sticky.constData(), 01777), 0);
+    ASSERT_EQ(::seteuid(65534), 0);
+    QString fault;
+    try {
+        checkWholeFile(file);
+    } catch (const UsageError& error) {
+        fault = error.text();
+    }
+    const int back = ::seteuid(0);
+    ASSERT_EQ(back, 0);
+    EXPECT_TRUE(fault.contains(QStringLiteral("it belongs to another user"))) << fault.toStdString();
+    EXPECT_EQ(QDir(path("")).entryList(QDir::Files | QDir::Hidden).size(), 1) << "nothing is left behind";
 }
 
 TEST(FrameText, ShortFramesAreDescribedWithoutReadingBeyondThem) {

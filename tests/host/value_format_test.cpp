@@ -263,6 +263,19 @@ INSTANTIATE_TEST_SUITE_P(
         ComplaintCase{"scale=0.1", "0x10",
                       "value \"0x10\" for F is not decimal, as a scaled value must be"}));
 
+TEST(ValueFormat, IsToldAsItIsTyped) {
+    for (const char* text :
+         {"", "unsigned", "signed", "hex", "binary", "u32", "s32/low-first", "hex32", "scale=0.1",
+          "signed/scale=0.001/unit=Hz", "scale=1", "unit=", "u32/scale=-2.5e-07"}) {
+        const QString typed = QLatin1String(text);
+        EXPECT_EQ(typed, formatText(formatFromOptions(typed.isEmpty() ? QStringList()
+                                                                      : typed.split(QLatin1Char('/')))))
+            << text;
+    }
+    EXPECT_EQ(QStringLiteral("unsigned/low-first"),
+              formatText(formatFromOptions({QStringLiteral("low-first"), QStringLiteral("u16")})));
+}
+
 TEST(ValueFormat, RefusesUnknownOptions) {
     for (const char* bad : {"float", "scale=0", "scale=x", "scale=inf", "U16", ""}) {
         ValueFormat result;
