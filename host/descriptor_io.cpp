@@ -69,8 +69,11 @@ bool readDescriptor(int descriptor, QByteArray* bytes, qint64 waitUs, QString* f
     return false;
 }
 
-bool writeDescriptor(int descriptor, Channel channel, const QByteArray& bytes, QString* failure) {
-    for (int sent = 0; sent < bytes.size();) {
+bool writeDescriptor(int descriptor, Channel channel, const QByteArray& bytes, QString* failure, int* taken) {
+    int own = 0;
+    int& sent = taken != nullptr ? *taken : own;
+    sent = 0;
+    while (sent < bytes.size()) {
         const ssize_t count =
             hand(descriptor, channel, bytes.constData() + sent, static_cast<size_t>(bytes.size() - sent));
         if (count >= 0) {
