@@ -70,10 +70,10 @@ bool readDescriptor(int descriptor, QByteArray* bytes, qint64 waitUs, QString* f
 }
 
 bool writeDescriptor(int descriptor, Channel channel, const QByteArray& bytes, QString* failure, int* taken) {
-    int own = 0;
-    int& sent = taken != nullptr ? *taken : own;
-    sent = 0;
-    while (sent < bytes.size()) {
+    for (int sent = 0; sent < bytes.size();) {
+        if (taken != nullptr) {
+            *taken = sent;
+        }
         const ssize_t count =
             hand(descriptor, channel, bytes.constData() + sent, static_cast<size_t>(bytes.size() - sent));
         if (count >= 0) {
@@ -89,6 +89,9 @@ bool writeDescriptor(int descriptor, Channel channel, const QByteArray& bytes, Q
                 return false;
             }
         }
+    }
+    if (taken != nullptr) {
+        *taken = bytes.size();
     }
     return true;
 }
