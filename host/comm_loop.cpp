@@ -51,9 +51,9 @@ CommLoop::Step CommLoop::step() {
     }
     transaction.repeated = outstanding_;
     if (!transaction.repeated) {
-        unsettled_ = false;
-        heard_ = false;
-        noiseBytes_ = 0;
+        unsettled_ = out_ = heard_ = false;
+        noiseBytes_ = otherFrames_ = 0;
+        mismatch_.clear();
     }
     transaction.request =
         QByteArray(reinterpret_cast<const char*>(transaction.frame.sendBuf), transaction.frame.sendLen);
@@ -193,29 +193,50 @@ CommLoop::Step CommLoop::exchange(Transaction& transaction) {
     }
     // Taken before the write: some lines hand a reply over before the write returns.
     transaction.sentUs = clock_.nowUs();
-    if (!line_.write(transaction.request)) {
+    const bool unsettledBefore = unsettled_;
+    if (!send(transaction)) {
         lineLost();
         return Step::NoLine;
     }
     lastActivityUs_ = transaction.sentUs + lineTimeUs(settings_, transaction.request.size());
-    // Before the tap, which may fail: the request is out.
-    const bool unsettledBefore = unsettled_;
-    unsettled_ = unsettled_ || transaction.frame.opKind == TAG_WRITE;
     if (tap_ != nullptr) {
         tap_->requestSent(transaction.request, clock_.nowUs() - transaction.sentUs);
     }
-    if (transaction.frame.expectLen <= 0) {
-        pauseUntil(lastActivityUs_ + settings_.turnaroundMs * qint64(1000));
-        transaction.outcome = Outcome::Good;
-    } else {
-        step = awaitReply(transaction);
-    }
+    step = transaction.frame.expectLen <= 0 ? turnAround(transaction) : awaitReply(transaction);
     if (transaction.outcome == Outcome::Exception && refusesForCertain(transaction.exceptionCode)) {
         unsettled_ = unsettledBefore;
     }
     transaction.endUs = clock_.nowUs();
     transaction.busyUs = transaction.endUs - transaction.sentUs;
     return step;
+}
+
+// A request of which a part went out may be carried out by a device that takes the part for the whole.
+bool CommLoop::send(const Transaction& transaction) {
+    const bool sent = line_.write(transaction.request);
+    if (sent || line_.tookBytes()) {
+        out_ = true;
+        unsettled_ = unsettled_ || transaction.frame.opKind == TAG_WRITE;
+    }
+    return sent;
+}
+
+// A broadcast has no reply, but it has reached the stations only if the line is still there after the pause
+// for them. A stop request ends the pause.
+CommLoop::Step CommLoop::turnAround(Transaction& transaction) {
+    const qint64 endUs = lastActivityUs_ + settings_.turnaroundMs * qint64(1000);
+    do {
+        QByteArray stale;
+        if (!line_.read(&stale, std::min(endUs, clock_.nowUs() + WAIT_SLICE_US))) {
+            lineLost();
+            return Step::NoLine;
+        }
+        if (!stale.isEmpty()) {
+            drop(stale, transaction);
+        }
+    } while (clock_.nowUs() < endUs && !stopped());
+    transaction.outcome = Outcome::Good;
+    return Step::Request;
 }
 
 CommLoop::Step CommLoop::awaitReply(Transaction& transaction) {
@@ -230,13 +251,7 @@ CommLoop::Step CommLoop::awaitReply(Transaction& transaction) {
         late_.end(LateReplies::Ending::Unanswered);
         return step;
     }
-    transaction.foreignFrames = guard.foreign().size();
-    for (const QByteArray& bytes : guard.foreign()) {
-        noiseBytes_ += endsWithCrc(bytes, 0, bytes.size()) ? 0 : bytes.size();
-    }
-    for (const QByteArray& frame : guard.late()) {
-        transaction.lateStations += byteAt(frame, 0);
-    }
+    noteAside(guard, transaction);
     if (verdict == Verdict::Exception) {
         transaction.outcome = Outcome::Exception;
         transaction.exceptionCode = guard.exceptionCode();
@@ -248,6 +263,24 @@ CommLoop::Step CommLoop::awaitReply(Transaction& transaction) {
     }
     late_.end(endingOf(transaction.outcome, verdict == Verdict::Complete || guard.replyBegan()));
     return Step::Request;
+}
+
+void CommLoop::noteAside(const ReplyGuard& guard, Transaction& transaction) {
+    transaction.foreignFrames = guard.foreign().size();
+    for (const QByteArray& bytes : guard.foreign()) {
+        if (endsWithCrc(bytes, 0, bytes.size())) {
+            ++otherFrames_;
+            heard_ = heard_ || byteAt(bytes, 0) == transaction.frame.station;
+        } else {
+            noiseBytes_ += bytes.size();
+        }
+    }
+    if (!guard.mismatch().isEmpty()) {
+        mismatch_ = guard.mismatch();
+    }
+    for (const QByteArray& frame : guard.late()) {
+        transaction.lateStations += byteAt(frame, 0);
+    }
 }
 
 // Feeds the guard until it has its verdict or the time is over.
@@ -294,10 +327,13 @@ void CommLoop::judge(Transaction& transaction) {
     heard_ = heard_ || came || transaction.lateStations.contains(transaction.frame.station);
     transaction.heard = heard_;
     transaction.noiseBytes = noiseBytes_;
+    transaction.otherFrames = otherFrames_;
+    transaction.mismatch = mismatch_;
     transaction.driverResult = functions_.dealRcvFrame(reply, transaction.info);
     outstanding_ = transaction.driverResult == SEND_AGAIN;
     transaction.unsettled = unsettled_ && !transaction.good();
     unsettled_ = transaction.unsettled && outstanding_;
+    out_ = out_ && outstanding_;
     if (transaction.outcome == Outcome::Good && transaction.frame.expectLen > 0) {
         backoff_.proved();
     }

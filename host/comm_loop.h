@@ -56,6 +56,8 @@ public:
     /// A write has been sent that has not ended, and nothing that came shows whether the station carried it
     /// out.
     bool writeUnsettled() const { return unsettled_; }
+    /// Bytes of a request are on the line, or may be, whose operation has not ended.
+    bool requestOut() const { return out_; }
 
 private:
     bool ensureLine();
@@ -66,8 +68,11 @@ private:
     bool pauseUntil(qint64 timeUs);
     void drop(const QByteArray& stale, Transaction& transaction);
     Step exchange(Transaction& transaction);
+    bool send(const Transaction& transaction);
+    Step turnAround(Transaction& transaction);
     Step awaitReply(Transaction& transaction);
     Step collect(ReplyGuard& guard, qint64 deadlineUs, Verdict* verdict);
+    void noteAside(const ReplyGuard& guard, Transaction& transaction);
     void judge(Transaction& transaction);
     bool stopped() const { return stop_ && stop_(); }
     /// Shows the tap a frame whose last byte came at `atUs`.
@@ -88,8 +93,11 @@ private:
     bool opening_ = false;  ///< An attempt to open the lost line is under way.
     bool outstanding_ = false;
     bool unsettled_ = false;     ///< See writeUnsettled().
+    bool out_ = false;           ///< See requestOut().
     bool heard_ = false;         ///< Any attempt of the operation brought anything from its station.
     qint64 noiseBytes_ = 0;      ///< Of the operation, all attempts so far.
+    int otherFrames_ = 0;        ///< Likewise.
+    QByteArray mismatch_;        ///< Likewise the last.
     qint64 lastActivityUs_ = 0;  ///< When the line carried its last byte.
     qint64 staleBytes_ = 0;
 };

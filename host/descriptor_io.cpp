@@ -69,8 +69,11 @@ bool readDescriptor(int descriptor, QByteArray* bytes, qint64 waitUs, QString* f
     return false;
 }
 
-bool writeDescriptor(int descriptor, Channel channel, const QByteArray& bytes, QString* failure) {
+bool writeDescriptor(int descriptor, Channel channel, const QByteArray& bytes, QString* failure, int* taken) {
     for (int sent = 0; sent < bytes.size();) {
+        if (taken != nullptr) {
+            *taken = sent;
+        }
         const ssize_t count =
             hand(descriptor, channel, bytes.constData() + sent, static_cast<size_t>(bytes.size() - sent));
         if (count >= 0) {
@@ -86,6 +89,9 @@ bool writeDescriptor(int descriptor, Channel channel, const QByteArray& bytes, Q
                 return false;
             }
         }
+    }
+    if (taken != nullptr) {
+        *taken = bytes.size();
     }
     return true;
 }

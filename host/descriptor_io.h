@@ -15,9 +15,10 @@ enum class Channel { Port, Socket };
 /// read; `*failure` says why.
 bool readDescriptor(int descriptor, QByteArray* bytes, qint64 waitUs, QString* failure);
 
-/// Hands all bytes to the descriptor, for 5 s at most. False when it does not take them; `*failure` says why.
-/// A socket that was closed at the other end raises no signal.
-bool writeDescriptor(int descriptor, Channel channel, const QByteArray& bytes, QString* failure);
+/// Hands all bytes to the descriptor, for 5 s at most. False when it does not take them; `*failure` says why,
+/// and `*taken` (optional) how many it took. A socket that was closed at the other end raises no signal.
+bool writeDescriptor(int descriptor, Channel channel, const QByteArray& bytes, QString* failure,
+                     int* taken = nullptr);
 
 }  // namespace dx7
 

@@ -29,6 +29,9 @@ public:
 
     /// Hands all bytes to the line. False when the line is lost; it is closed then.
     virtual bool write(const QByteArray& bytes) = 0;
+    /// Whether the line took any byte of the last write(), also of one that failed. True where that is not
+    /// known.
+    virtual bool tookBytes() const { return true; }
 
     /// Appends what has arrived to `*bytes`; when nothing has, waits for the first bytes until `deadlineUs`.
     /// False when the line is lost; it is closed then. Nothing within the time is no failure.

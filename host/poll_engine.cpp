@@ -13,7 +13,7 @@ ItemRange rangeOf(const FRAME_PRO& frame) {
     return ItemRange{frame.station, frame.regType, frame.address, frame.count};
 }
 
-Transaction cutShort(const ItemRange& range, const QString& reason, bool unsettled) {
+Transaction cutShort(const ItemRange& range, const QString& reason, bool sent, bool unsettled) {
     Transaction transaction;
     transaction.frame.station = range.station;
     transaction.frame.regType = range.regType;
@@ -21,6 +21,7 @@ Transaction cutShort(const ItemRange& range, const QString& reason, bool unsettl
     transaction.frame.count = range.count;
     transaction.outcome = Outcome::CutShort;
     transaction.info = reason;
+    transaction.sent = sent;
     transaction.unsettled = unsettled;
     return transaction;
 }
@@ -96,17 +97,19 @@ void PollEngine::write(const WriteRequest& request, const std::function<void(con
 void PollEngine::abandonOperations(const QString& reason) {
     std::deque<Operation> left;
     left.swap(queue_);
+    bool sent = false;
     bool unsettled = false;
     if (active_) {
         active_ = false;
+        sent = loop_.requestOut();
         unsettled = current_.kind == Operation::Write && loop_.writeUnsettled();
         left.push_front(current_);
     }
     for (const Operation& operation : left) {
         if (operation.done) {
-            operation.done(cutShort(operation.range, reason, unsettled));
+            operation.done(cutShort(operation.range, reason, sent, unsettled));
         }
-        unsettled = false;
+        sent = unsettled = false;
     }
 }
 

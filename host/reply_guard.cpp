@@ -217,6 +217,16 @@ QVector<QByteArray> ReplyGuard::takeAside() {
     return taken;
 }
 
+QByteArray ReplyGuard::mismatch() const {
+    QByteArray last;
+    for (const QByteArray& bytes : foreign_) {
+        if (headMatches(bytes, 0) && endsWithCrc(bytes, 0, bytes.size())) {
+            last = bytes;
+        }
+    }
+    return last;
+}
+
 bool ReplyGuard::replyBegan() const {
     const int function = byteAt(request_, 1);
     const int third = isRead(function) ? expectLen_ - READ_OVERHEAD : byteAt(request_, 2);

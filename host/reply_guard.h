@@ -45,6 +45,9 @@ public:
     const QVector<QByteArray>& foreign() const { return foreign_; }
     /// Whole frames that are, or may be, late replies to earlier requests.
     const QVector<QByteArray>& late() const { return lateFrames_; }
+    /// The last of foreign() that is a whole frame of the request's station and function code; empty without
+    /// one.
+    QByteArray mismatch() const;
     /// The frames of both kinds that were put aside since this was asked last, in their order.
     QVector<QByteArray> takeAside();
     /// Whether reply() begins with the station, the function code and the byte behind them that the reply

@@ -121,7 +121,8 @@ bool SerialLine::lose() {
 }
 
 bool SerialLine::write(const QByteArray& bytes) {
-    return isOpen() && (writeDescriptor(port_.handle(), Channel::Port, bytes, &failure_) || lose());
+    taken_ = 0;
+    return isOpen() && (writeDescriptor(port_.handle(), Channel::Port, bytes, &failure_, &taken_) || lose());
 }
 
 bool SerialLine::read(QByteArray* bytes, qint64 deadlineUs) {

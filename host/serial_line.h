@@ -21,6 +21,7 @@ public:
     void close() override;
     bool isOpen() const override;
     bool write(const QByteArray& bytes) override;
+    bool tookBytes() const override { return taken_ > 0; }
     bool read(QByteArray* bytes, qint64 deadlineUs) override;
     QString failure() const override { return failure_; }
 
@@ -35,6 +36,7 @@ private:
     PortLock lock_;
     QSerialPort port_;
     QString failure_;
+    int taken_ = 0;  ///< Bytes of the last write().
 };
 
 }  // namespace dx7

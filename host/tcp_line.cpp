@@ -71,7 +71,9 @@ bool TcpLine::lose() {
 }
 
 bool TcpLine::write(const QByteArray& bytes) {
-    return isOpen() && (writeDescriptor(socket_.descriptor(), Channel::Socket, bytes, &failure_) || lose());
+    taken_ = 0;
+    return isOpen() &&
+           (writeDescriptor(socket_.descriptor(), Channel::Socket, bytes, &failure_, &taken_) || lose());
 }
 
 bool TcpLine::read(QByteArray* bytes, qint64 deadlineUs) {

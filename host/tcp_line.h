@@ -19,6 +19,7 @@ public:
     void close() override;
     bool isOpen() const override { return socket_.isOpen(); }
     bool write(const QByteArray& bytes) override;
+    bool tookBytes() const override { return taken_ > 0; }
     bool read(QByteArray* bytes, qint64 deadlineUs) override;
     QString failure() const override { return failure_; }
 
@@ -32,6 +33,7 @@ private:
     std::future<Connected> attempt_;  ///< Valid while an attempt is under way.
     Socket socket_;
     QString failure_;
+    int taken_ = 0;  ///< Bytes of the last write().
 };
 
 }  // namespace dx7

@@ -1,12 +1,14 @@
 #include "transaction.h"
 
+#include <QStringList>
+
 #include "rtu_frame.h"
 
 namespace dx7 {
 
 namespace {
 
-enum { BYTE_COUNT_AT = 2, READ_OVERHEAD_BYTES = 5 };
+enum { BYTE_COUNT_AT = 2, READ_OVERHEAD_BYTES = 5, ECHO_VALUE = 4, WRITE_COIL = 5, COIL_ON = 0xFF00 };
 
 // A reply of the announced length is wrong by the length that it gives itself.
 QString wrongLengthText(const QByteArray& reply, int expectLen) {
@@ -18,11 +20,46 @@ QString wrongLengthText(const QByteArray& reply, int expectLen) {
     return QStringLiteral("wrong length (%1 of %2 bytes)").arg(reply.size()).arg(expectLen);
 }
 
-QString noReplyText(qint64 noiseBytes) {
-    return noiseBytes > 0 ? QStringLiteral("no valid reply: %1 byte%2 of noise")
-                                .arg(noiseBytes)
-                                .arg(QLatin1String(noiseBytes == 1 ? "" : "s"))
-                          : QStringLiteral("no reply");
+// Of an acknowledgement that does not repeat what its request says.
+QString wrongEchoText(const QByteArray& request, const QByteArray& reply) {
+    if (wordAt(reply, ECHO_START) != wordAt(request, ECHO_START)) {
+        return QStringLiteral(
+                   "no valid reply: the acknowledgement repeats another address (0x%1 instead of 0x%2)")
+            .arg(wordAt(reply, ECHO_START), 4, 16, QLatin1Char('0'))
+            .arg(wordAt(request, ECHO_START), 4, 16, QLatin1Char('0'));
+    }
+    const auto value = [coil = byteAt(request, 1) == WRITE_COIL](const QByteArray& frame) {
+        const int word = wordAt(frame, ECHO_VALUE);
+        if (coil && word != 0) {
+            return word == COIL_ON ? QStringLiteral("1")
+                                   : QStringLiteral("0x%1").arg(word, 4, 16, QLatin1Char('0'));
+        }
+        return QString::number(word);
+    };
+    return QStringLiteral("no valid reply: the acknowledgement repeats %1 instead of %2")
+        .arg(value(reply), value(request));
+}
+
+QString countText(qint64 count, const char* what) {
+    return QStringLiteral("%1 %2%3").arg(count).arg(QLatin1String(what),
+                                                    QLatin1String(count == 1 ? "" : "s"));
+}
+
+QString noReplyText(const Transaction& transaction) {
+    if (!transaction.mismatch.isEmpty()) {
+        return isWriteFunction(byteAt(transaction.request, 1))
+                   ? wrongEchoText(transaction.request, transaction.mismatch)
+                   : wrongLengthText(transaction.mismatch, transaction.frame.expectLen);
+    }
+    QStringList what;
+    if (transaction.otherFrames > 0) {
+        what += countText(transaction.otherFrames, "foreign frame");
+    }
+    if (transaction.noiseBytes > 0) {
+        what += countText(transaction.noiseBytes, "byte") + QStringLiteral(" of noise");
+    }
+    return what.isEmpty() ? QStringLiteral("no reply")
+                          : QStringLiteral("no valid reply: ") + what.join(QStringLiteral(" and "));
 }
 
 }  // namespace
@@ -46,7 +83,7 @@ QString outcomeText(const Transaction& transaction) {
         case Outcome::CutShort:
             return transaction.info;
         default:
-            return noReplyText(transaction.noiseBytes);
+            return noReplyText(transaction);
     }
 }
 

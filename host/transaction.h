@@ -35,8 +35,15 @@ struct Transaction {
     QVector<int> lateStations;  ///< A station per late reply that came before or while waiting.
     qint64 noiseBytes =
         0;  ///< Bytes outside of whole frames that came while the operation's attempts waited.
+    /// Whole frames that were put aside while the operation's attempts waited.
+    int otherFrames = 0;
+    /// The last of them from the operation's station with its function code, which does not answer it; empty
+    /// without one.
+    QByteArray mismatch;
     bool repeated = false;  ///< Not the first attempt of its operation.
     bool heard = false;  ///< An attempt of its operation brought anything from the station, late or damaged.
+    /// Bytes of an attempt of its operation are on the line, or may be. Of Outcome::CutShort alone.
+    bool sent = false;
     /// Of a write: an attempt was sent, and nothing that came shows whether the station carried it out.
     bool unsettled = false;
     int driverResult = NO_FRAME;
@@ -56,7 +63,8 @@ struct Transaction {
 /// (acknowledge) says that it is about to, and code 11 that a gateway does not know.
 bool refusesForCertain(int exceptionCode);
 
-/// "no reply", "wrong CRC", "exception 2 (illegal data address)" and so on.
+/// "no reply", "no valid reply: 2 foreign frames", "wrong CRC", "exception 2 (illegal data address)" and so
+/// on.
 QString outcomeText(const Transaction& transaction);
 
 }  // namespace dx7

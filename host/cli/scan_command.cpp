@@ -46,24 +46,45 @@ bool failed(const Connection& connection) {
     return !connection.breakReason().isEmpty() && !stopRequested();
 }
 
-void printSum(const Connection& connection, const QVector<int>& stations, int asked, int found, bool json) {
-    const bool stopped = asked < stations.size();
+// What became of a scan.
+struct Course {
+    int ended = 0;        ///< Stations whose operation came to its end.
+    bool waited = false;  ///< The one after them was asked, and the scan ended before its answer.
+    int found = 0;
+
+    int asked() const { return ended + (waited ? 1 : 0); }
+};
+
+QString notAskedText(const QVector<int>& stations, const Course& course) {
+    const QString station = QStringLiteral("station %1").arg(stations.at(course.ended));
+    const bool last = course.ended + 1 == stations.size();
+    if (course.waited) {
+        return station + QStringLiteral(" was asked and not heard") +
+               (last ? QString() : QStringLiteral("; those after it were not asked"));
+    }
+    return station +
+           (last ? QStringLiteral(" was not asked") : QStringLiteral(" and those after it were not asked"));
+}
+
+void printSum(const Connection& connection, const QVector<int>& stations, const Course& course, bool json) {
+    const bool stopped = course.ended < stations.size();
     if (json) {
-        Json sum{{"asked", asked}, {"answered", found}, {"stopped", stopped}};
+        Json sum{{"asked", course.asked()}, {"answered", course.found}, {"stopped", stopped}};
+        if (course.waited) {
+            sum["not_heard"] = stations.at(course.ended);
+        }
         if (failed(connection)) {
             sum["fault"] = utf8(connection.breakReason());
         }
         print(sum);
     } else {
         print(QStringLiteral("%1 of %2 asked stations answered%3")
-                  .arg(found)
-                  .arg(asked)
+                  .arg(course.found)
+                  .arg(course.asked())
                   .arg(QLatin1String(stopped ? " (stopped)" : "")));
     }
     if (failed(connection)) {
-        complain(QStringLiteral("%1; station %2 and those after it were not asked")
-                     .arg(connection.breakReason())
-                     .arg(stations.at(asked)));
+        complain(connection.breakReason() + QStringLiteral("; ") + notAskedText(stations, course));
     }
 }
 
@@ -87,25 +108,25 @@ int runScan(const ScanOptions& options) {
         }
     };
     connection.engine().setEvents(events);
-    int found = 0;
-    int asked = 0;
+    Course course;
     for (const int station : stations) {
-        progress.show(asked, QStringLiteral("station %1, %2 found").arg(station).arg(found));
+        progress.show(course.ended, QStringLiteral("station %1, %2 found").arg(station).arg(course.found));
         answered = false;
-        connection.engine().read(status, station, 0, 1, {});
+        connection.engine().read(status, station, 0, 1,
+                                 [&course](const Transaction& end) { course.waited = end.sent; });
         if (!connection.runOperations()) {
             break;
         }
-        ++asked;
+        ++course.ended;
         if (answered) {
             progress.clear();
             printStation(station, answer, options.json);
-            ++found;
+            ++course.found;
         }
     }
     progress.clear();
-    printSum(connection, stations, asked, found, options.json);
-    return connection.finish(found > 0 && !failed(connection) ? EXIT_DONE : EXIT_FAILED);
+    printSum(connection, stations, course, options.json);
+    return connection.finish(course.found > 0 && !failed(connection) ? EXIT_DONE : EXIT_FAILED);
 }
 
 }  // namespace

@@ -215,7 +215,7 @@ TEST(BrokenOff, AScanGivesItsSum) {
     EXPECT_EQ(1, sum.at("answered"));
     EXPECT_EQ(true, sum.at("stopped"));
     EXPECT_TRUE(says(sum.at("fault"), "lost"));
-    EXPECT_TRUE(says(run.errors, "and those after it were not asked")) << run.errors;
+    EXPECT_TRUE(says(run.errors, "those after it were not asked")) << run.errors;
 }
 
 class Signal : public testing::TestWithParam<int> {};

@@ -12,7 +12,7 @@ namespace {
 
 using Frame = FragileDevice::Frame;
 
-enum { REQUEST_BYTES = 8, HELD_AT_FIRST = 7, EXCEPTION_BIT = 0x80 };
+enum { REQUEST_BYTES = 8, STATUS_REQUEST_BYTES = 4, HELD_AT_FIRST = 7, EXCEPTION_BIT = 0x80 };
 /// Parameters are read from 0xF000 on and written from 0xE000 on.
 enum { READ_PAGE = 0x1000 };
 
@@ -35,6 +35,9 @@ int word(const Frame& frame, std::size_t index) {
 
 /// 0 while that cannot be told.
 std::size_t wholeLength(const Frame& bytes) {
+    if (bytes.size() >= STATUS_REQUEST_BYTES && bytes[1] == STATUS) {
+        return STATUS_REQUEST_BYTES;
+    }
     if (bytes.size() < REQUEST_BYTES) {
         return 0;
     }
@@ -170,11 +173,18 @@ bool FragileDevice::react(int client, const Frame& request) {
     } else if (reaction.answer) {
         sendAll(client, reply.data(), reply.size());
     }
+    if (reaction.reset) {
+        const linger none{1, 0};
+        ::setsockopt(client, SOL_SOCKET, SO_LINGER, &none, sizeof none);
+    }
     return !reaction.close;
 }
 
 // The reply; writes take effect when `change`.
 Frame FragileDevice::carryOut(const Frame& request, bool change) {
+    if (request[1] == STATUS) {
+        return withCrc({request[0], STATUS, 1});
+    }
     const std::lock_guard<std::mutex> lock(m_mutex);
     const int start = word(request, 2);
     if (request[1] == READ) {

@@ -14,7 +14,7 @@
 #include <vector>
 
 /// Function codes.
-enum : int { READ = 3, WRITE = 6, WRITE_RUN = 16 };
+enum : int { READ = 3, WRITE_BIT = 5, WRITE = 6, STATUS = 7, WRITE_RUN = 16 };
 
 bool says(const std::string& text, const std::string& part);
 
@@ -24,6 +24,7 @@ struct Reaction {
     bool answer = true;
     int exception = 0;     ///< Answers in place of the reply when it is not 0; nothing is carried out then.
     bool close = false;    ///< The connection ends after that.
+    bool reset = false;    ///< And without a farewell: the other end is told that bytes were lost.
     std::string noise;     ///< Sent in place of the answer when it is not empty.
     bool endless = false;  ///< The noise is sent over and over until the connection ends.
 };

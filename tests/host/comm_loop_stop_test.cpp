@@ -135,6 +135,30 @@ TEST_F(CommLoopStopTest, EndsThePauseAfterABroadcastAndTheBroadcastCounts) {
     EXPECT_FALSE(loop->writeUnsettled());
 }
 
+TEST_F(CommLoopStopTest, ABroadcastWhoseLineGoesDuringThePauseIsUnsettled) {
+    session.merge({});
+    session.addWrite(ItemRange{0, QStringLiteral("RO"), 1, 1}, hex("01"));
+    const std::unique_ptr<CommLoop> loop = makeLoop();
+    QVector<bool> states;
+    loop->setLineObserver([&](bool open) { states += open; });
+    line.script = [](ScriptedLine& l, const QByteArray&) { l.close(); };
+    EXPECT_EQ(loop->step(), CommLoop::Step::NoLine);
+    EXPECT_EQ(states, QVector<bool>{false});
+    EXPECT_TRUE(seen.isEmpty());
+    EXPECT_TRUE(loop->writeUnsettled());
+}
+
+TEST_F(CommLoopStopTest, WhatComesAfterABroadcastIsDroppedAndEndsNoPause) {
+    session.merge({});
+    session.addWrite(ItemRange{0, QStringLiteral("RO"), 1, 1}, hex("01"));
+    line.script = [this](ScriptedLine& l, const QByteArray&) { l.arrive(foreign, 20000); };
+    const std::unique_ptr<CommLoop> loop = makeLoop();
+    EXPECT_EQ(loop->step(), CommLoop::Step::Request);
+    EXPECT_TRUE(seen.first().good());
+    EXPECT_EQ(seen.first().endUs - seen.first().sentUs, lineTimeUs(settings, 8) + 100000);
+    EXPECT_EQ(loop->staleBytes(), foreign.size());
+}
+
 // What each attempt of a write brings, and what is known after the last one.
 struct Course {
     const char* what;
@@ -189,7 +213,29 @@ INSTANTIATE_TEST_SUITE_P(
                     Course{"another's acknowledgement",
                            {"01 06 E3 26 01 F4", "01 06 E3 26 01 F4", "01 06 E3 26 01 F4"},
                            true,
+                           true},
+                    Course{"acknowledged with another value",
+                           {"01 06 E3 25 00 63", "01 06 E3 25 00 63", "01 06 E3 25 00 63"},
+                           true,
+                           true},
+                    Course{"another station's acknowledgement",
+                           {"02 06 E3 25 01 F4", "02 06 E3 25 01 F4", "02 06 E3 25 01 F4"},
+                           true,
                            false}));
+
+// A part of a request is not nothing.
+class HalfWritten : public CommLoopStopTest, public testing::WithParamInterface<int> {};
+INSTANTIATE_TEST_SUITE_P(Bytes, HalfWritten, testing::Values(0, 1, 7, 8));
+
+TEST_P(HalfWritten, IsUnsettledUnlessNoByteIsOut) {
+    session.merge({});
+    session.addWrite(ItemRange{1, QStringLiteral("F"), 193, 1}, hex("F4 01"));
+    line.lostAfterBytes = GetParam();
+    const std::unique_ptr<CommLoop> loop = makeLoop();
+    EXPECT_EQ(loop->step(), CommLoop::Step::NoLine);
+    EXPECT_EQ(loop->writeUnsettled(), GetParam() > 0);
+    EXPECT_EQ(loop->requestOut(), GetParam() > 0);
+}
 
 TEST_F(CommLoopStopTest, AWriteWhoseFrameIsOutIsUnsettledAndOneThatIsNotIsNot) {
     session.merge({});
@@ -199,6 +245,67 @@ TEST_F(CommLoopStopTest, AWriteWhoseFrameIsOutIsUnsettledAndOneThatIsNotIsNot) {
     EXPECT_EQ(loop->step(), CommLoop::Step::Stopped);
     EXPECT_TRUE(loop->writeUnsettled());
 }
+
+// What comes to every attempt, and what is said of it after the last one.
+struct Wrong {
+    const char* what;
+    bool write;
+    const char* bytes;  // Of each attempt, without CRC.
+    const char* text;
+    bool heard;
+};
+void PrintTo(const Wrong& wrong, std::ostream* out) {
+    *out << wrong.what;
+}
+
+class WrongAnswer : public CommLoopStopTest, public testing::WithParamInterface<Wrong> {
+protected:
+    WrongAnswer() {
+        settings.timeoutMs = 300;
+        stopUs = clock.nowUs() + 100000000;
+        if (GetParam().write) {
+            session.merge({});
+            session.addWrite(ItemRange{1, QStringLiteral("F"), 193, 1}, hex("05 00"));
+        }
+        line.script = [](ScriptedLine& l, const QByteArray&) {
+            l.arrive(framed(hex(GetParam().bytes)), 5000);
+        };
+    }
+};
+
+TEST_P(WrongAnswer, IsSaidAsWhatItIs) {
+    const std::unique_ptr<CommLoop> loop = makeLoop();
+    for (int i = 0; i < 3; ++i) {
+        EXPECT_EQ(loop->step(), CommLoop::Step::Request);
+    }
+    ASSERT_TRUE(seen.last().finished());
+    EXPECT_EQ(outcomeText(seen.last()), QString::fromLatin1(GetParam().text));
+    EXPECT_EQ(seen.last().heard, GetParam().heard);
+    EXPECT_EQ(seen.last().outcome, Outcome::Timeout) << "as the statistics count it";
+    EXPECT_TRUE(seen.last().reply.isEmpty()) << "for the driver it is nothing";
+    line.script = [](ScriptedLine&, const QByteArray&) {};
+    for (int i = 0; i < 3; ++i) {
+        session.addWrite(ItemRange{1, QStringLiteral("F"), 193, 1}, hex("05 00"));
+        loop->step();
+    }
+    EXPECT_EQ(outcomeText(seen.last()), QStringLiteral("no reply")) << "of the next operation";
+    EXPECT_FALSE(seen.last().heard);
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Table, WrongAnswer,
+    testing::Values(
+        Wrong{"byte count", false, "01 03 04 01 F4", "wrong length (its byte count says 4, 2 were asked for)",
+              true},
+        Wrong{"other station", false, "02 03 02 01 F4", "no valid reply: 3 foreign frames", false},
+        Wrong{"other function", false, "01 04 02 01 F4", "no valid reply: 3 foreign frames", true},
+        Wrong{"other station's acknowledgement", true, "02 06 E3 25 00 05",
+              "no valid reply: 3 foreign frames", false},
+        Wrong{"value", true, "01 06 E3 25 00 63",
+              "no valid reply: the acknowledgement repeats 99 instead of 5", true},
+        Wrong{"address", true, "01 06 E3 26 00 05",
+              "no valid reply: the acknowledgement repeats another address (0xe326 instead of 0xe325)",
+              true}));
 
 TEST_F(CommLoopStopTest, CountsTheNoiseOfAllAttempts) {
     settings.timeoutMs = 300;

@@ -54,7 +54,9 @@ TEST_F(DescriptorIoTest, NamesALossInReadingAndWriting) {
     closeTheirs();
     EXPECT_FALSE(readDescriptor(ours, &bytes, 1000000, &failure));
     EXPECT_EQ(failure, QStringLiteral("it was closed at the other end"));
-    EXPECT_FALSE(writeDescriptor(ours, Channel::Socket, "abc", &failure)) << "and no signal";
+    int taken = -1;
+    EXPECT_FALSE(writeDescriptor(ours, Channel::Socket, "abc", &failure, &taken)) << "and no signal";
+    EXPECT_EQ(taken, 0);
     EXPECT_EQ(failure, QStringLiteral("Broken pipe"));
     EXPECT_FALSE(readDescriptor(-1, &bytes, 0, &failure));
     EXPECT_EQ(failure, QStringLiteral("it is closed"));

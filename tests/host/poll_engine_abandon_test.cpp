@@ -59,6 +59,8 @@ TEST_F(AbandonTest, EachWriteIsDoneUnsettledOrNotSent) {
     EXPECT_TRUE(ends[0].good());
     EXPECT_EQ(ends[1].outcome, Outcome::CutShort);
     EXPECT_TRUE(ends[1].unsettled);
+    EXPECT_TRUE(ends[1].sent);
+    EXPECT_FALSE(ends[2].sent);
     EXPECT_EQ(ends[1].frame.address, 10);
     EXPECT_EQ(ends[1].frame.count, 1);
     EXPECT_EQ(ends[2].outcome, Outcome::CutShort);
@@ -75,6 +77,7 @@ TEST_F(AbandonTest, ALineThatIsClosedBeforeTheRequestGetsNothing) {
     run();
     ASSERT_EQ(ends.size(), 1);
     EXPECT_FALSE(ends[0].unsettled);
+    EXPECT_FALSE(ends[0].sent);
     EXPECT_FALSE(ends[0].good());
     EXPECT_TRUE(line.requests.isEmpty());
 }

@@ -31,9 +31,16 @@ bool ScriptedLine::finishOpening() {
 }
 
 bool ScriptedLine::write(const QByteArray& bytes) {
+    took_ = 0;
     if (!open_) {
         return false;
     }
+    if (lostAfterBytes >= 0) {
+        took_ = lostAfterBytes;
+        open_ = false;
+        return false;
+    }
+    took_ = bytes.size();
     requests += bytes;
     requestTimes += clock_.nowUs();
     if (script) {

@@ -29,6 +29,7 @@ public:
     void close() override { open_ = false; }
     bool isOpen() const override { return open_; }
     bool write(const QByteArray& bytes) override;
+    bool tookBytes() const override { return took_ > 0; }
     bool read(QByteArray* bytes, qint64 deadlineUs) override;
     QString failure() const override { return QStringLiteral("scripted loss"); }
 
@@ -40,6 +41,8 @@ public:
     Script script;
     QVector<QByteArray> requests;
     QVector<qint64> requestTimes;
+    // The line is lost when it has taken so many bytes of a request; -1 takes all.
+    int lostAfterBytes = -1;
     bool refuseOpen = false;
     int openAttempts = 0;
     qint64 openTakesUs = 0;
@@ -49,6 +52,7 @@ private:
 
     VirtualClock& clock_;
     bool open_ = true;
+    int took_ = 0;
     qint64 openEndUs_ = -1;  // -1 when no attempt is under way.
     std::multimap<qint64, QByteArray> arrivals_;
 };

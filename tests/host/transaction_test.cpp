@@ -50,6 +50,48 @@ INSTANTIATE_TEST_SUITE_P(
              "wrong length (its byte count says 6, 4 were asked for)"},
         Told{"refusal", Outcome::Exception, 9, "", 0, 2, "exception 2 (illegal data address)"}));
 
+struct WrongEcho {
+    const char* what;
+    const char* request;
+    const char* reply;
+    const char* text;
+};
+void PrintTo(const WrongEcho& echo, std::ostream* out) {
+    *out << echo.what;
+}
+
+class EchoText : public testing::TestWithParam<WrongEcho> {};
+
+TEST_P(EchoText, SaysWhatTheAcknowledgementRepeats) {
+    Transaction transaction;
+    transaction.frame.expectLen = 8;
+    transaction.request = framed(hex(GetParam().request));
+    transaction.mismatch = framed(hex(GetParam().reply));
+    transaction.otherFrames = 1;
+    EXPECT_EQ(outcomeText(transaction), QStringLiteral("no valid reply: the acknowledgement repeats ") +
+                                            QString::fromLatin1(GetParam().text));
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Table, EchoText,
+    testing::Values(
+        WrongEcho{"register", "01 06 E3 25 00 05", "01 06 E3 25 FF 00", "65280 instead of 5"},
+        WrongEcho{"coil", "01 05 10 20 FF 00", "01 05 10 20 00 00", "0 instead of 1"},
+        WrongEcho{"strange coil", "01 05 10 20 FF 00", "01 05 10 20 00 01", "0x0001 instead of 1"},
+        WrongEcho{"quantity", "01 10 E0 10 00 02 04 00 0A 01 02", "01 10 E0 10 00 01", "1 instead of 2"},
+        WrongEcho{"address", "01 06 00 25 00 05", "01 06 E3 25 00 06",
+                  "another address (0xe325 instead of 0x0025)"}));
+
+TEST(OutcomeText, NamesForeignFramesAndNoise) {
+    Transaction transaction;
+    transaction.otherFrames = 1;
+    EXPECT_EQ(outcomeText(transaction), QStringLiteral("no valid reply: 1 foreign frame"));
+    transaction.noiseBytes = 3;
+    transaction.otherFrames = 2;
+    EXPECT_EQ(outcomeText(transaction),
+              QStringLiteral("no valid reply: 2 foreign frames and 3 bytes of noise"));
+}
+
 TEST(OutcomeText, OfWhatWasCutShortIsTheReason) {
     Transaction transaction;
     transaction.outcome = Outcome::CutShort;
