@@ -46,25 +46,28 @@ bool failed(const Connection& connection) {
     return !connection.breakReason().isEmpty() && !stopRequested();
 }
 
-void printSum(const Connection& connection, const QVector<int>& stations, int asked, int found, bool json) {
+// False when it could not be said on standard output.
+bool tellSum(const Connection& connection, const QVector<int>& stations, int asked, int found, bool json) {
+    bool told = false;
     const bool stopped = asked < stations.size();
     if (json) {
         Json sum{{"asked", asked}, {"answered", found}, {"stopped", stopped}};
         if (failed(connection)) {
             sum["fault"] = utf8(connection.breakReason());
         }
-        print(sum);
+        told = tell(sum);
     } else {
-        print(QStringLiteral("%1 of %2 asked stations answered%3")
-                  .arg(found)
-                  .arg(asked)
-                  .arg(QLatin1String(stopped ? " (stopped)" : "")));
+        told = tell(QStringLiteral("%1 of %2 asked stations answered%3")
+                        .arg(found)
+                        .arg(asked)
+                        .arg(QLatin1String(stopped ? " (stopped)" : "")));
     }
     if (failed(connection)) {
         complain(QStringLiteral("%1; station %2 and those after it were not asked")
                      .arg(connection.breakReason())
                      .arg(stations.at(asked)));
     }
+    return told;
 }
 
 int runScan(const ScanOptions& options) {
@@ -104,8 +107,8 @@ int runScan(const ScanOptions& options) {
         }
     }
     progress.clear();
-    printSum(connection, stations, asked, found, options.json);
-    return connection.finish(found > 0 && !failed(connection) ? EXIT_DONE : EXIT_FAILED);
+    const bool told = tellSum(connection, stations, asked, found, options.json);
+    return connection.finish(found > 0 && told && !failed(connection) ? EXIT_DONE : EXIT_FAILED);
 }
 
 }  // namespace
