@@ -46,9 +46,18 @@ bool isControl(unsigned code) {
     return code < 0x20 || (code >= 0x7F && code < 0xA0);
 }
 
+/// Ends a line, or turns the order of what follows on the screen.
+bool isLayout(unsigned code) {
+    return (code >= 0x2028 && code <= 0x202E) || (code >= 0x2066 && code <= 0x2069);
+}
+
 std::string codeText(unsigned code) {
     const char* const digits = "0123456789abcdef";
-    return std::string("\\x") + digits[code / 16 % 16] + digits[code % 16];
+    std::string text = code < 0x100 ? "\\x" : "\\u";
+    for (int shift = code < 0x100 ? 4 : 12; shift >= 0; shift -= 4) {
+        text += digits[code >> shift & 0xFU];
+    }
+    return text;
 }
 
 }  // namespace
@@ -59,7 +68,7 @@ std::string printable(const std::string& text) {
         const Character character = characterAt(text, at);
         if (character.length == 0) {
             shown += codeText(static_cast<unsigned char>(text[at]));
-        } else if (isControl(character.code)) {
+        } else if (isControl(character.code) || isLayout(character.code)) {
             shown += codeText(character.code);
         } else {
             shown.append(text, at, character.length);

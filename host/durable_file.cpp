@@ -16,9 +16,15 @@ enum { MOST_LINKS = 40 };
 }  // namespace
 
 FileDescriptor::FileDescriptor(const QByteArray& path, int flags, mode_t mode) {
+    open(path, flags, mode);
+}
+
+bool FileDescriptor::open(const QByteArray& path, int flags, mode_t mode) {
+    close();
     do {
         number_ = ::open(path.constData(), flags | O_CLOEXEC, mode);
     } while (number_ < 0 && errno == EINTR);
+    return isOpen();
 }
 
 FileDescriptor::~FileDescriptor() {

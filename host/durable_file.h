@@ -18,6 +18,8 @@ public:
     FileDescriptor(const QByteArray& path, int flags, mode_t mode = 0);
     ~FileDescriptor();
 
+    /// As the constructor, in place of what was open. False when it is not open then.
+    bool open(const QByteArray& path, int flags, mode_t mode = 0);
     bool isOpen() const { return number_ >= 0; }
     int number() const { return number_; }
     /// The owner closes it from now on.

@@ -44,9 +44,9 @@ QByteArray packet(const QByteArray& frame, bool request) {
 }  // namespace
 
 struct Recorder::File {
-    explicit File(const QString& name)
+    File(const QString& name, const std::function<bool()>& stop)
         : path(name),
-          output(name),
+          output(name, stop),
           handle(pcap_open_dead(LINK_TYPE_EXPORTED_PDU, SNAP_LENGTH)),
           dumper(pcap_dump_fopen(handle, output.stream())) {}
     ~File() {
@@ -69,13 +69,19 @@ struct Recorder::File {
     pcap_dumper_t* dumper;
 };
 
-Recorder::Recorder(const QString& path) : file_(std::make_unique<File>(path)) {
-    if (file_->dumper == nullptr || !file_->output.flush()) {
-        throw UsageError(QStringLiteral("the recording %1 cannot be written: %2")
-                             .arg(path, file_->dumper == nullptr
-                                            ? QString::fromLocal8Bit(pcap_geterr(file_->handle))
-                                            : file_->output.failure()));
+Recorder::Recorder(const QString& path, const std::function<bool()>& stop)
+    : file_(std::make_unique<File>(path, stop)) {
+    if (file_->dumper != nullptr && file_->output.flush()) {
+        return;
     }
+    const QString why =
+        QStringLiteral("the recording %1 cannot be written: %2")
+            .arg(path, file_->dumper == nullptr ? QString::fromLocal8Bit(pcap_geterr(file_->handle))
+                                                : file_->output.failure());
+    if (file_->output.stopped()) {
+        throw LineError(why);
+    }
+    throw UsageError(why);
 }
 
 Recorder::~Recorder() = default;

@@ -7,6 +7,7 @@
 #define DX7_HOST_RECORDER_H
 
 #include <QString>
+#include <functional>
 #include <memory>
 
 #include "frame_tap.h"
@@ -18,8 +19,9 @@ namespace dx7 {
 class Recorder : public FrameTap {
 public:
     /// Creates or overwrites `path`; a pipe or device gets the recording as it goes. Throws UsageError when
-    /// that fails.
-    explicit Recorder(const QString& path);
+    /// that fails. A wait for the reader of a pipe, now or later, ends with a LineError when `stop` says so.
+    explicit Recorder(
+        const QString& path, const std::function<bool()>& stop = [] { return false; });
     ~Recorder() override;
 
     /// No frame may follow. Throws LineError when the disk may not have all frames; after such an error of a

@@ -1,6 +1,7 @@
 #include "recording_stream.h"
 
 #include <fcntl.h>
+#include <poll.h>
 #include <signal.h>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -8,6 +9,7 @@
 #include <QFile>
 #include <cerrno>
 #include <ctime>
+#include <utility>
 
 #include "error.h"
 #include "system_reason.h"
@@ -17,6 +19,8 @@ namespace dx7 {
 namespace {
 
 enum { RECORDING_MODE = 0666 };
+// So often the end of a wait is asked for, and so long a reader has to go on when it is.
+enum { WAIT_MS = 100 };
 
 // A pipe whose reader is gone says so by an error, and does not end the program.
 class WithoutPipeSignal {
@@ -44,10 +48,16 @@ private:
     throw UsageError(QStringLiteral("the recording %1 cannot be written: %2").arg(path, systemReason(error)));
 }
 
+bool isPipe(const QByteArray& path) {
+    struct stat status = {};
+    return ::stat(path.constData(), &status) == 0 && S_ISFIFO(status.st_mode);
+}
+
 }  // namespace
 
-RecordingStream::RecordingStream(const QString& path)
-    : path_(QFile::encodeName(path)), file_(path_, O_WRONLY | O_CREAT | O_NOCTTY, RECORDING_MODE) {
+RecordingStream::RecordingStream(const QString& path, std::function<bool()> stop)
+    : path_(QFile::encodeName(path)), stop_(std::move(stop)) {
+    open();
     struct stat status = {};
     if (!file_.isOpen() || ::fstat(file_.number(), &status) != 0) {
         refuse(path, errno);
@@ -62,6 +72,18 @@ RecordingStream::RecordingStream(const QString& path)
     stream_ = ::fopencookie(this, "w", functions);
     if (stream_ == nullptr) {
         refuse(path, errno);
+    }
+}
+
+// No wait of the system's own: a signal that comes just before it would not end it.
+void RecordingStream::open() {
+    const int flags = O_WRONLY | O_CREAT | O_NOCTTY | O_NONBLOCK;
+    while (!file_.open(path_, flags, RECORDING_MODE) && errno == ENXIO && isPipe(path_)) {
+        ::poll(nullptr, 0, WAIT_MS);
+        if (stop_()) {
+            throw LineError(QStringLiteral("stopped while waiting for the reader of %1; nothing was sent")
+                                .arg(QFile::decodeName(path_)));
+        }
     }
 }
 
@@ -85,10 +107,32 @@ bool RecordingStream::write(const char* bytes, size_t count) {
         return false;
     }
     const WithoutPipeSignal guard;
-    if (!writeBytes(file_.number(), bytes, count)) {
+    const bool taken = regular_ ? writeBytes(file_.number(), bytes, count) : writeToReader(bytes, count);
+    if (!taken) {
         return fail(systemReason(errno));
     }
     written_ += static_cast<qint64>(count);
+    return true;
+}
+
+// As writeBytes(), where a reader that does not read holds it up.
+bool RecordingStream::writeToReader(const char* bytes, size_t count) {
+    while (count > 0) {
+        const ssize_t taken = ::write(file_.number(), bytes, count);
+        if (taken > 0) {
+            bytes += taken;
+            count -= static_cast<size_t>(taken);
+        } else if (taken < 0 && errno == EAGAIN) {
+            pollfd output{file_.number(), POLLOUT, 0};
+            if (::poll(&output, 1, WAIT_MS) == 0 && stop_()) {
+                stopped_ = true;
+                return fail(QStringLiteral("stopped while waiting for its reader"));
+            }
+        } else if (taken == 0 || errno != EINTR) {
+            errno = taken == 0 ? ENOSPC : errno;
+            return false;
+        }
+    }
     return true;
 }
 

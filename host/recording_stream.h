@@ -7,6 +7,7 @@
 
 #include <QString>
 #include <cstdio>
+#include <functional>
 
 #include "durable_file.h"
 
@@ -16,8 +17,10 @@ namespace dx7 {
 /// more cannot be written, a regular file is cut back to it.
 class RecordingStream {
 public:
-    /// Creates or empties the file; waits for the reader of a pipe. Throws UsageError when that fails.
-    explicit RecordingStream(const QString& path);
+    /// Creates or empties the file; waits for the reader of a pipe. Waits end when `stop`, which is asked
+    /// again and again meanwhile, says so. Throws LineError then, and UsageError when the file cannot be
+    /// made.
+    RecordingStream(const QString& path, std::function<bool()> stop);
     /// stream() must be closed by then.
     ~RecordingStream() = default;
 
@@ -32,21 +35,27 @@ public:
     bool finish();
     /// What failed first; empty when nothing did.
     const QString& failure() const { return failure_; }
+    /// Whether that was the end of a wait by `stop`.
+    bool stopped() const { return stopped_; }
 
 private:
     Q_DISABLE_COPY(RecordingStream)
     static ssize_t writeCookie(void* cookie, const char* bytes, size_t count);
     static int closeCookie(void* cookie);
     bool write(const char* bytes, size_t count);
+    bool writeToReader(const char* bytes, size_t count);
+    void open();
     bool fail(const QString& why);
 
     QByteArray path_;
+    std::function<bool()> stop_;
     FileDescriptor file_;
     bool regular_ = false;
     std::FILE* stream_ = nullptr;
     qint64 written_ = 0;
     qint64 whole_ = 0;
     QString failure_;
+    bool stopped_ = false;
 };
 
 }  // namespace dx7

@@ -8,6 +8,7 @@
 #include <cerrno>
 
 #include "descriptor_io.h"
+#include "port_lock_file.h"
 #include "system_reason.h"
 
 namespace dx7 {
@@ -33,9 +34,14 @@ QString realPort(const QString& port) {
     return real.isEmpty() ? file.absoluteFilePath() : real;
 }
 
-QString whyNotOpened(const QSerialPort& port) {
+// QSerialPort says the same of a lock file that is in the way and of missing rights.
+QString whyNotOpened(const QSerialPort& port, const QString& path) {
     QString why = port.errorString();
     if (port.error() == QSerialPort::PermissionError) {
+        const QString lockFile = portLockFile(path);
+        if (QFile::exists(lockFile)) {
+            return lockFileText(lockFile);
+        }
         return why + QStringLiteral(
                          " (another program has it open, or this user may not use it: see its group, often "
                          "dialout)");
@@ -64,9 +70,15 @@ bool SerialLine::openPort() {
     const QString port = realPort(settings_.serialPort);
     std::string why;
     if (lock_.take(QFile::encodeName(port).toStdString(), &why)) {
+        if (!QFileInfo::exists(port)) {
+            failure_ = systemReason(ENOENT);
+            return false;
+        }
         port_.setPortName(port);
-        if (!port_.open(QIODevice::ReadWrite)) {
-            failure_ = whyNotOpened(port_);
+        if (!port_.open(QIODevice::ReadWrite) &&
+            !(port_.error() == QSerialPort::PermissionError && removeStaleLock(portLockFile(port)) &&
+              port_.open(QIODevice::ReadWrite))) {
+            failure_ = whyNotOpened(port_, port);
             return false;
         }
         if (lock_.confirm(port_.handle(), &why)) {

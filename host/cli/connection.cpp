@@ -98,7 +98,7 @@ Connection::Connection(const Driver& loaded, const LineSettings& settings, const
     loop_ = std::make_unique<CommLoop>(loaded.library.functions(), *line_, clock_, settings);
     loop_->setStopRequest(stopRequested);
     if (!options.recordPath.empty()) {
-        recorder_ = std::make_unique<Recorder>(text(options.recordPath));
+        recorder_ = std::make_unique<Recorder>(text(options.recordPath), stopRequested);
         loop_->setTap(recorder_.get());
     }
     engine_ = std::make_unique<PollEngine>(session_, *loop_, clock_, settings);

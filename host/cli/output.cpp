@@ -17,6 +17,11 @@ void printLine(const char* line) {
     }
 }
 
+// Ends a line, or turns the order of what follows on the screen.
+bool isLayout(int code) {
+    return (code >= 0x2028 && code <= 0x202E) || (code >= 0x2066 && code <= 0x2069);
+}
+
 }  // namespace
 
 void print(const QString& line) {
@@ -45,9 +50,14 @@ bool tell(const Json& object) {
 void complain(const QString& line) {
     QString shown;
     for (const QChar character : line) {
-        shown += character.category() == QChar::Other_Control
-                     ? QStringLiteral("\\x%1").arg(character.unicode(), 2, 16, QLatin1Char('0'))
-                     : QString(character);
+        const int code = character.unicode();
+        if (character.category() == QChar::Other_Control) {
+            shown += QStringLiteral("\\x%1").arg(code, 2, 16, QLatin1Char('0'));
+        } else if (isLayout(code)) {
+            shown += QStringLiteral("\\u%1").arg(code, 4, 16, QLatin1Char('0'));
+        } else {
+            shown += character;
+        }
     }
     std::fprintf(stderr, "dx7: %s\n", shown.toUtf8().constData());
 }

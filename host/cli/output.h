@@ -22,7 +22,8 @@ void print(const Json& object);
 /// standard error, after the reason. False then.
 bool tell(const QString& line);
 bool tell(const Json& object);
-/// "dx7: ..." on standard error, always one line: a control character in it stands there as its code.
+/// "dx7: ..." on standard error, always one line: a control character in it, and what turns the
+/// order of characters on the screen, is shown as its code.
 void complain(const QString& line);
 
 /// Local time of day with milliseconds, and date and time as ISO 8601.

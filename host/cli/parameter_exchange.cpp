@@ -8,6 +8,8 @@ namespace dx7::cli {
 namespace {
 
 enum { RUN_ITEMS = 10 };
+// Operations without any sign of life: a write and its reading back.
+enum { MOST_SILENT_OPERATIONS = 2, MOST_UNANSWERED = 2, MOST_UNACKNOWLEDGED = 20 };
 
 // How many points from `at` on can be read at once.
 int runLength(const QVector<Point>& points, int at) {
@@ -120,6 +122,31 @@ Comparison compare(Connection& connection, const ItemNotation& notation, const P
     return result;
 }
 
+namespace {
+
+// What the write and the reading back say of the parameter.
+WriteEnd writeEnd(const Transaction& write, const PointState& state, const QString& readFault, int inFile) {
+    WriteEnd end;
+    end.acknowledged = write.answered();
+    end.readBack = state.quality == Quality::Good || refused(readFault);
+    const int reads = static_cast<int>(state.raw);
+    if (state.quality == Quality::Good && reads == inFile) {
+        end.state = Written::Verified;
+    } else if (state.quality == Quality::Good) {
+        end.fault = write.good() ? QStringLiteral("did not take, it reads %1").arg(reads)
+                                 : QStringLiteral("%1; it reads %2").arg(outcomeText(write)).arg(reads);
+    } else if (write.good()) {
+        end.state = Written::Unknown;
+        end.fault = QStringLiteral("written, but it could not be read back: %1").arg(readFault);
+    } else {
+        end.state = write.unsettled ? Written::Unknown : Written::Not;
+        end.fault = unwrittenText(write);
+    }
+    return end;
+}
+
+}  // namespace
+
 WriteEnd writeAndVerify(Connection& connection, const Difference& difference) {
     Transaction write;
     WriteRequest request;
@@ -129,21 +156,28 @@ WriteEnd writeAndVerify(Connection& connection, const Difference& difference) {
     OneShotRead read(connection.session(), connection.engine(), connection.clock());
     read.queue({difference.point});
     connection.runOperations();
-    const PointState& state = read.table().state(0);
-    if (state.quality == Quality::Good) {
-        const int reads = static_cast<int>(state.raw);
-        if (reads == difference.inFile) {
-            return {Written::Verified, QString()};
-        }
-        return {Written::Not, write.good()
-                                  ? QStringLiteral("did not take, it reads %1").arg(reads)
-                                  : QStringLiteral("%1; it reads %2").arg(outcomeText(write)).arg(reads)};
+    return writeEnd(write, read.table().state(0), read.fault(0), difference.inFile);
+}
+
+void AnswerWatch::take(const WriteEnd& end) {
+    const bool answered = end.acknowledged && end.readBack;
+    unanswered_ = answered || end.state == Written::Verified ? 0 : unanswered_ + 1;
+    unacknowledged_ = end.acknowledged ? 0 : unacknowledged_ + 1;
+}
+
+QString AnswerWatch::failure(const Connection& connection, int station) const {
+    if (connection.silentOperations() >= MOST_SILENT_OPERATIONS) {
+        return QStringLiteral("station %1 does not answer any more").arg(station);
     }
-    if (write.good()) {
-        return {Written::Unknown,
-                QStringLiteral("written, but it could not be read back: %1").arg(read.fault(0))};
+    if (unanswered_ >= MOST_UNANSWERED) {
+        return QStringLiteral("station %1 gives no valid answer any more").arg(station);
     }
-    return {write.unsettled ? Written::Unknown : Written::Not, unwrittenText(write)};
+    if (unacknowledged_ >= MOST_UNACKNOWLEDGED) {
+        return QStringLiteral("station %1 has not acknowledged %2 writes in a row")
+            .arg(station)
+            .arg(unacknowledged_);
+    }
+    return QString();
 }
 
 }  // namespace dx7::cli

@@ -43,12 +43,26 @@ enum class Written { Verified, Not, Unknown };
 
 struct WriteEnd {
     Written state = Written::Not;
-    QString fault;  ///< Empty when it is verified.
+    QString fault;              ///< Empty when it is verified.
+    bool acknowledged = false;  ///< The station took or refused the write.
+    bool readBack = false;      ///< The station gave a value, or refused to.
 };
 
 /// Writes the file's value and reads it back, which counts: a value that is there is verified even if the
 /// acknowledgement did not come.
 WriteEnd writeAndVerify(Connection& connection, const Difference& difference);
+
+/// Whether a station is worth going on with: each parameter that it does not answer costs its time-outs.
+class AnswerWatch {
+public:
+    void take(const WriteEnd& end);
+    /// Why not, as a sentence; empty when it is. Refusals, and values that do not take, are answers.
+    QString failure(const Connection& connection, int station) const;
+
+private:
+    int unanswered_ = 0;      ///< Parameters in a row that are not verified for want of a valid answer.
+    int unacknowledged_ = 0;  ///< Writes in a row, verified or not.
+};
 
 }  // namespace dx7::cli
 

@@ -12,8 +12,7 @@ namespace dx7::cli {
 
 namespace {
 
-// A load ends after so many operations in a row without any sign of life: a write and its reading back.
-enum { HIGHEST_STATION = 247, MOST_SILENT_OPERATIONS = 2, MOST_NAMES = 10 };
+enum { HIGHEST_STATION = 247, MOST_NAMES = 10 };
 
 struct ParamsOptions : CommonOptions {
     std::string groups = "0-15";
@@ -34,11 +33,11 @@ int stationOf(const ParamsOptions& options, int fallback) {
 // What there is to say when not everything was read: nothing of it is saved.
 int endUnsaved(const ParamsOptions& options, const ParameterSet& set, int wanted, const QString& broken) {
     if (options.json) {
-        print(Json{{"file", utf8(text(options.file))},
-                   {"station", set.station},
-                   {"saved", 0},
-                   {"read", set.count()},
-                   {"fault", utf8(broken)}});
+        tell(Json{{"file", utf8(text(options.file))},
+                  {"station", set.station},
+                  {"saved", 0},
+                  {"read", set.count()},
+                  {"fault", utf8(broken)}});
     }
     complain(QStringLiteral("%1; %2 of %3 were read, %4 was left as it was; run it again")
                  .arg(broken)
@@ -109,18 +108,36 @@ void printDifference(const Difference& difference, bool json) {
     }
 }
 
-void printDiffSummary(const ParamsOptions& options, const Comparison& compared, int parameters) {
+// False when standard output did not take them: what there is to say besides is said all the same.
+bool printDifferences(const ParamsOptions& options, const Comparison& compared) {
+    try {
+        for (const Difference& difference : compared.differences) {
+            printDifference(difference, options.json);
+        }
+        for (const Difference& difference : options.json ? compared.unread : QVector<Difference>()) {
+            printDifference(difference, true);
+        }
+        return true;
+    } catch (const LineError& error) {
+        complain(error.text());
+        return false;
+    }
+}
+
+// False when it could not be said on standard output.
+bool tellDiffSummary(const ParamsOptions& options, const Comparison& compared, int parameters) {
+    bool told = true;
     if (options.json) {
         Json summary{{"parameters", parameters}, {"differ", compared.differences.size()}};
         if (!compared.broken.isEmpty()) {
             summary["not_read"] = compared.unread.size();
             summary["fault"] = utf8(compared.broken);
         }
-        print(summary);
+        told = tell(summary);
     } else if (compared.broken.isEmpty()) {
-        print(QStringLiteral("%1 of %2 differ")
-                  .arg(compared.differences.size())
-                  .arg(counted(parameters, "parameter")));
+        told = tell(QStringLiteral("%1 of %2 differ")
+                        .arg(compared.differences.size())
+                        .arg(counted(parameters, "parameter")));
     }
     if (!compared.broken.isEmpty()) {
         complain(
@@ -131,6 +148,7 @@ void printDiffSummary(const ParamsOptions& options, const Comparison& compared, 
                 .arg(counted(parameters, "parameter"))
                 .arg(compared.differences.size()));
     }
+    return told;
 }
 
 int runDiff(const ParamsOptions& options) {
@@ -140,18 +158,11 @@ int runDiff(const ParamsOptions& options) {
     set.station = stationOf(options, set.station);
     Connection connection(loaded, settings, options);
     const Comparison compared = compare(connection, loaded.notation, set);
-    for (const Difference& difference : compared.differences) {
-        printDifference(difference, options.json);
-    }
-    if (options.json) {
-        for (const Difference& difference : compared.unread) {
-            printDifference(difference, true);
-        }
-    }
-    printDiffSummary(options, compared, set.count());
+    const bool printed = printDifferences(options, compared);
+    const bool told = tellDiffSummary(options, compared, set.count()) && printed;
     const bool refused = std::any_of(compared.differences.begin(), compared.differences.end(),
                                      [](const Difference& difference) { return difference.onDevice < 0; });
-    return connection.finish(refused || !compared.broken.isEmpty() ? EXIT_FAILED : EXIT_DONE);
+    return connection.finish(refused || !told || !compared.broken.isEmpty() ? EXIT_FAILED : EXIT_DONE);
 }
 
 /// The writing of what differs, and what there is to say about it.
@@ -178,6 +189,7 @@ private:
     const Comparison& compared_;
     int tried_ = 0;
     int written_ = 0;
+    AnswerWatch watch_;
     QStringList unknown_;
     QString broken_;  ///< Why it was broken off; empty when it was not.
     bool told_ = true;
@@ -194,9 +206,11 @@ void LoadRun::writeDifferences() {
             progress.clear();
         }
         take(difference, end);
+        watch_.take(end);
         broken_ = connection_.breakReason();
-        if (broken_.isEmpty() && connection_.silentOperations() >= MOST_SILENT_OPERATIONS) {
-            broken_ = QStringLiteral("station %1 does not answer any more").arg(difference.point.station);
+        // With the last one verified there is nothing left to end.
+        if (broken_.isEmpty() && (tried_ < compared_.differences.size() || end.state != Written::Verified)) {
+            broken_ = watch_.failure(connection_, difference.point.station);
         }
     }
 }

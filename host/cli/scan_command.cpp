@@ -66,7 +66,9 @@ QString notAskedText(const QVector<int>& stations, const Course& course) {
            (last ? QStringLiteral(" was not asked") : QStringLiteral(" and those after it were not asked"));
 }
 
-void printSum(const Connection& connection, const QVector<int>& stations, const Course& course, bool json) {
+// False when it could not be said on standard output.
+bool tellSum(const Connection& connection, const QVector<int>& stations, const Course& course, bool json) {
+    bool told = false;
     const bool stopped = course.ended < stations.size();
     if (json) {
         Json sum{{"asked", course.asked()}, {"answered", course.found}, {"stopped", stopped}};
@@ -76,16 +78,17 @@ void printSum(const Connection& connection, const QVector<int>& stations, const 
         if (failed(connection)) {
             sum["fault"] = utf8(connection.breakReason());
         }
-        print(sum);
+        told = tell(sum);
     } else {
-        print(QStringLiteral("%1 of %2 asked stations answered%3")
-                  .arg(course.found)
-                  .arg(course.asked())
-                  .arg(QLatin1String(stopped ? " (stopped)" : "")));
+        told = tell(QStringLiteral("%1 of %2 asked stations answered%3")
+                        .arg(course.found)
+                        .arg(course.asked())
+                        .arg(QLatin1String(stopped ? " (stopped)" : "")));
     }
     if (failed(connection)) {
         complain(connection.breakReason() + QStringLiteral("; ") + notAskedText(stations, course));
     }
+    return told;
 }
 
 int runScan(const ScanOptions& options) {
@@ -125,8 +128,8 @@ int runScan(const ScanOptions& options) {
         }
     }
     progress.clear();
-    printSum(connection, stations, course, options.json);
-    return connection.finish(course.found > 0 && !failed(connection) ? EXIT_DONE : EXIT_FAILED);
+    const bool told = tellSum(connection, stations, course, options.json);
+    return connection.finish(course.found > 0 && told && !failed(connection) ? EXIT_DONE : EXIT_FAILED);
 }
 
 }  // namespace

@@ -244,8 +244,23 @@ bool report(const WriteOptions& options, const WriteJob& job) {
     return told && fault.isEmpty();
 }
 
+// Why not all was written: what broke the writes off, or the stations that did not answer. Empty when neither
+// is so; a single write has said it of its station already.
+QString breakText(const Connection& connection, const QVector<WriteJob>& jobs) {
+    if (!connection.breakReason().isEmpty() || connection.silentStations().isEmpty() || jobs.size() < 2) {
+        return connection.breakReason();
+    }
+    QList<int> stations = connection.silentStations().values();
+    std::sort(stations.begin(), stations.end());
+    QStringList phrases;
+    for (const int station : stations) {
+        phrases += silencePhrase(station);
+    }
+    return phrases.join(QStringLiteral(", "));
+}
+
 // What broke the writes off, and how to go on.
-void complainOfBreak(const Connection& connection, const QVector<WriteJob>& jobs) {
+void complainOfBreak(const QString& reason, const QVector<WriteJob>& jobs) {
     const auto done = std::count_if(jobs.begin(), jobs.end(), [](const WriteJob& job) {
         return allWritten(job) && job.verifyFault.isEmpty();
     });
@@ -253,12 +268,16 @@ void complainOfBreak(const Connection& connection, const QVector<WriteJob>& jobs
         return std::any_of(job.items.begin(), job.items.end(),
                            [](const ItemFate& known) { return known.fate == Fate::Unknown; });
     });
-    complain(QStringLiteral("%1; %2 of %3 done; %4")
-                 .arg(connection.breakReason())
+    const bool unverified = std::any_of(jobs.begin(), jobs.end(), [](const WriteJob& job) {
+        return !job.verifyFault.isEmpty() && !job.tookNot;
+    });
+    const char* const readBack = unverified ? "read back what is unknown or was not verified, then "
+                                 : unknown  ? "read back what is unknown, then "
+                                            : "";
+    complain(QStringLiteral("%1; %2 of %3 done; %4write what is missing")
+                 .arg(reason)
                  .arg(done)
-                 .arg(counted(jobs.size(), "write"),
-                      QLatin1String(unknown ? "read back what is unknown, then write what is missing"
-                                            : "write what is missing")));
+                 .arg(counted(jobs.size(), "write"), QLatin1String(readBack)));
 }
 
 int runWrite(const WriteOptions& options) {
@@ -279,8 +298,9 @@ int runWrite(const WriteOptions& options) {
         carryOut(connection, options, job);
         good = report(options, job) && good;
     }
-    if (!connection.breakReason().isEmpty()) {
-        complainOfBreak(connection, jobs);
+    const QString reason = breakText(connection, jobs);
+    if (!reason.isEmpty()) {
+        complainOfBreak(reason, jobs);
     }
     return connection.finish(good ? EXIT_DONE : EXIT_FAILED);
 }

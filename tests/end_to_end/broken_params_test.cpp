@@ -54,6 +54,14 @@ protected:
         return runToEnd(dx7Words(words));
     }
     TemporaryDirectory directory;
+    /// A file with so many parameters that all differ.
+    void differing(int count) const {
+        std::string text = "station = 1\n[F]\n";
+        for (int i = 0; i < count; ++i) {
+            text += "\"3.0." + std::to_string(i / 10) + std::to_string(i % 10) + "\" = 50\n";
+        }
+        writeFile(file, text);
+    }
     std::string file = directory.file("parameters.toml");
 };
 
@@ -152,6 +160,130 @@ TEST_F(BrokenParams, AValueThatReadsRightIsVerifiedWithoutItsAcknowledgement) {
     const Finished run = params(device, {"load"});
     EXPECT_EQ(0, run.exitCode) << run.errors;
     EXPECT_TRUE(says(run.output, "12 written and verified, 0 not\n")) << run.output;
+}
+
+// What fails of a station that does not fall silent altogether.
+struct Half {
+    const char* name;
+    FragileDevice::Script script;  ///< Good up to the second write.
+    int written;
+    int unknown;
+};
+void PrintTo(const Half& half, std::ostream* out) {
+    *out << half.name;
+}
+/// What happens to writes, or to all that is not one, from the third write on.
+FragileDevice::Script fromThirdWrite(const Reaction& write, const Reaction& read) {
+    const auto broken = std::make_shared<bool>(false);
+    return [=](const FragileDevice::Frame& request, int count) {
+        *broken = *broken || (request[1] == WRITE && count > 2);
+        return !*broken ? Reaction() : request[1] == WRITE ? write : read;
+    };
+}
+Reaction cutReply() {
+    Reaction reaction;
+    reaction.keptBytes = 4;
+    return reaction;
+}
+Reaction silence(bool carryOut) {
+    Reaction reaction;
+    reaction.carryOut = carryOut;
+    reaction.answer = false;
+    return reaction;
+}
+Reaction alteredReply() {
+    Reaction reaction;
+    reaction.carryOut = false;
+    reaction.altered = true;
+    return reaction;
+}
+
+class HalfBroken : public BrokenParams, public testing::WithParamInterface<Half> {};
+INSTANTIATE_TEST_SUITE_P(
+    Ways, HalfBroken,
+    testing::Values(Half{"replies_cut", fromThirdWrite(cutReply(), cutReply()), 2, 2},
+                    Half{"reading_back_silent", fromThirdWrite(Reaction(), silence(true)), 2, 2},
+                    Half{"reading_back_cut", fromThirdWrite(Reaction(), cutReply()), 2, 2},
+                    Half{"writes_lost", fromThirdWrite(silence(false), Reaction()), 2, 0},
+                    Half{"echoes_wrong", fromThirdWrite(alteredReply(), Reaction()), 2, 0}),
+    [](const auto& half) { return std::string(half.param.name); });
+
+TEST_P(HalfBroken, EndsALoadAfterTwoParameters) {
+    const FragileDevice device(GetParam().script);
+    const Finished run = params(device, {"load", "--json"});
+    EXPECT_EQ(1, run.exitCode);
+    EXPECT_TRUE(says(run.errors, "station 1 gives no valid answer any more; run it again to go on"))
+        << run.errors;
+    EXPECT_GE(2 + 2 * ATTEMPTS, device.requests(WRITE)) << "two parameters in vain";
+    const Json sum = jsonLines(run.output).back();
+    EXPECT_EQ(GetParam().written, sum.at("written")) << sum;
+    EXPECT_EQ(GetParam().unknown, sum.value("unknown", 0)) << sum;
+    EXPECT_TRUE(says(sum.at("fault"), "no valid answer"));
+}
+
+// Each costs its time-outs: a long file would take the better part of an hour.
+TEST_F(BrokenParams, ALoadStopsWhenNothingIsAcknowledgedAnyMore) {
+    differing(30);
+    const FragileDevice device([](const FragileDevice::Frame& request, int) {
+        return request[1] == WRITE ? silence(true) : Reaction();
+    });
+    const Finished run = params(device, {"load"});
+    EXPECT_EQ(1, run.exitCode);
+    EXPECT_TRUE(says(run.output, "20 written and verified, 10 not written\n")) << run.output;
+    EXPECT_TRUE(says(run.errors, "station 1 has not acknowledged 20 writes in a row; run it again to go on"))
+        << run.errors;
+    const Finished second = params(device, {"load"});
+    EXPECT_EQ(0, second.exitCode) << second.errors;
+    EXPECT_TRUE(says(second.output, "20 were right already, 10 written and verified")) << second.output;
+}
+
+TEST_F(BrokenParams, WhatDoesNotTakeStopsNothing) {
+    const FragileDevice device([](const FragileDevice::Frame& request, int) {
+        Reaction reaction;
+        reaction.carryOut = request[1] != WRITE;
+        return reaction;
+    });
+    const Finished run = params(device, {"load"});
+    EXPECT_EQ(1, run.exitCode);
+    EXPECT_TRUE(says(run.output, "0 written and verified, 12 not\n")) << run.output;
+    EXPECT_EQ(12, device.requests(WRITE));
+}
+
+TEST_F(BrokenParams, CutRepliesEndTheReadingWithTheFirstRun) {
+    for (const char* action : {"save", "diff", "load"}) {
+        const FragileDevice device([](const FragileDevice::Frame&, int) { return cutReply(); });
+        const Finished run = params(device, {action});
+        EXPECT_EQ(1, run.exitCode) << action;
+        EXPECT_EQ(int(ATTEMPTS), device.requests(READ)) << action;
+        writeFile(file, "station = 1\n[F]\n\"3.0.00\" = 50\n");
+    }
+}
+
+// Output that is full hides neither the loss nor how far it came.
+TEST_F(BrokenParams, AFullOutputDoesNotHideTheLoss) {
+    struct Row {
+        Words words;
+        int lost;  ///< The read that loses the line.
+        std::string text;
+    };
+    const Row rows[] = {
+        {{"diff", file, "--accept-altered", "--json"}, 2, "; 10 of 13 parameters were compared, 10 of them"},
+        {{"diff", file, "--accept-altered"}, 2, "; 10 of 13 parameters were compared, 10 of them"},
+        {{"save", file, "--groups", "3", "--json"}, 3, "; 20 of 56 parameters were read"}};
+    for (const Row& row : rows) {
+        const FragileDevice device(breakAt(READ, row.lost, false, false));
+        Words words{"/bin/sh", "-c", "exec \"$@\" >/dev/full", "sh"};
+        Words command{"params"};
+        command.insert(command.end(), row.words.begin(), row.words.end());
+        command.insert(command.end(), {"--tcp", device.address()});
+        for (const std::string& word : dx7Words(command)) {
+            words.push_back(word);
+        }
+        const Finished run = runToEnd(words);
+        EXPECT_EQ(1, run.exitCode);
+        EXPECT_TRUE(says(run.errors, "was lost")) << run.errors;
+        EXPECT_TRUE(says(run.errors, row.text)) << run.errors;
+    }
 }
 
 TEST_F(BrokenParams, RefusalsAreAnswersAndStopNothing) {

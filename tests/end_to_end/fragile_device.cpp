@@ -6,6 +6,7 @@
 #include <sys/socket.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <stdexcept>
 
 namespace {
@@ -166,6 +167,14 @@ bool FragileDevice::react(int client, const Frame& request) {
     if (reaction.exception != 0) {
         reply = withCrc({request[0], static_cast<std::uint8_t>(request[1] | EXCEPTION_BIT),
                          static_cast<std::uint8_t>(reaction.exception)});
+    }
+    if (reaction.altered) {
+        reply.resize(reply.size() - 2);
+        reply.back() ^= 1U;
+        reply = withCrc(reply);
+    }
+    if (reaction.keptBytes > 0) {
+        reply.resize(std::min(reply.size(), std::size_t(reaction.keptBytes)));
     }
     if (!reaction.noise.empty()) {
         while (sendAll(client, reaction.noise.data(), reaction.noise.size()) && reaction.endless) {

@@ -26,6 +26,8 @@ struct Reaction {
     bool close = false;    ///< The connection ends after that.
     bool reset = false;    ///< And without a farewell: the other end is told that bytes were lost.
     std::string noise;     ///< Sent in place of the answer when it is not empty.
+    int keptBytes = 0;     ///< The reply is cut after so many when it is not 0.
+    bool altered = false;  ///< The last byte of the reply's content is another one, with a good CRC.
     bool endless = false;  ///< The noise is sent over and over until the connection ends.
 };
 

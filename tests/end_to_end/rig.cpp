@@ -103,6 +103,13 @@ long numberBehind(const std::string& text, const std::string& label) {
     return at == std::string::npos ? -1 : std::strtol(text.c_str() + at + label.size(), nullptr, 10);
 }
 
+bool catches(pid_t process, int number) {
+    const std::string status = readFile("/proc/" + std::to_string(process) + "/status");
+    const std::size_t at = status.find("SigCgt:");
+    return at != std::string::npos &&
+           (std::stoull(status.substr(at + 7), nullptr, 16) >> (number - 1) & 1U) != 0;
+}
+
 void writeFile(const std::string& path, const std::string& content) {
     std::ofstream file(path, std::ios::binary);
     file << content;

@@ -71,6 +71,8 @@ Json nextJson(Process& process, const std::function<bool(const Json&)>& wanted);
 
 /// The number behind `label` in a text, as in "drop 3" for "drop "; -1 when it is not there.
 long numberBehind(const std::string& text, const std::string& label);
+/// Whether a process has a handler for the signal.
+bool catches(pid_t process, int number);
 void writeFile(const std::string& path, const std::string& content);
 std::string readFile(const std::string& path);
 

@@ -157,6 +157,7 @@ INSTANTIATE_TEST_SUITE_P(
     testing::Values(Wrong{{"read", "AI:0@248"}, "", "248"}, Wrong{{"read", "AI:0@"}, "", "station"},
                     Wrong{{"read", "AI:0/wrong"}, "", "wrong"},
                     Wrong{{"read", "AI\n\x1b[2J:0"}, "", "\"AI\\x0a\\x1b[2J\" is unknown"},
+                    Wrong{{"read", "AI\xe2\x80\xae:0"}, "", "\"AI\\u202e\" is unknown"},
                     Wrong{{"read", "AI:0/unit=\x1b[2J"}, "", "the unit holds a control character"},
                     Wrong{{"read", "AI:0/unit=m/s"}, "", "a unit with a \"/\" can only be a tag's"},
                     Wrong{{"read", "DO:1/u32"}, "", "DO"}, Wrong{{"read", "F:0.0.09/u32"}, "", "0.0.09"},
