@@ -5,8 +5,8 @@ set(CMAKE_POSITION_INDEPENDENT_CODE ON)
 
 option(DX7_SANITIZE "Build with AddressSanitizer and UndefinedBehaviorSanitizer" OFF)
 if(DX7_SANITIZE)
-  # Without optimisation the exhaustive tests take minutes.
-  add_compile_options(-fsanitize=address,undefined -fno-sanitize-recover=all -fno-omit-frame-pointer -O1)
+  # Without optimisation the exhaustive tests take minutes; all that a report needs of debug information is lines.
+  add_compile_options(-fsanitize=address,undefined -fno-sanitize-recover=all -fno-omit-frame-pointer -O1 -g1)
   add_link_options(-fsanitize=address,undefined)
 endif()
 
