@@ -11,7 +11,7 @@ rm -rf "${logs:?}"
 mkdir -p "$logs"
 passed=()
 lanes=${lanes:-$(nproc)} # steps at a time
-declare -A name_of began_at
+declare -A name_of=() began_at=()
 
 # begin NAME COMMAND...: starts a step in the background.
 begin() {
