@@ -3,8 +3,10 @@
 #ifndef DX7_TESTS_END_TO_END_TERMINAL_H
 #define DX7_TESTS_END_TO_END_TERMINAL_H
 
+#include <chrono>
 #include <regex>
 #include <stdexcept>
+#include <thread>
 
 #include "rig.h"
 
@@ -20,7 +22,12 @@ public:
             line += " '" + word + "'";
         }
         words.push_back(line + "; echo \"exit code $?\"; exec sleep 60");
-        const Finished started = tmux(words);
+        Finished started = tmux(words);
+        // The server that a terminal on this socket had before may still be ending.
+        for (int i = 0; i < 50 && started.exitCode != 0; ++i) {
+            std::this_thread::sleep_for(std::chrono::milliseconds(20));
+            started = tmux(words);
+        }
         if (started.exitCode != 0) {
             throw std::runtime_error("tmux: " + started.errors);
         }
