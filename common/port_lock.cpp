@@ -81,7 +81,7 @@ bool PortLock::take(const std::string& path, std::string* why) {
     const Address address(lockName(status));
     enum : int { ASKING_PROGRAMS = 64 };
     socket_ = newSocket();
-    // Not to be able to lock at all, as without sockets, is no reason not to work.
+    // Where nothing can be locked, as without sockets, the port is used all the same.
     if (socket_ < 0 || ::bind(socket_, address.generic(), address.size) == 0) {
         ::listen(socket_, ASKING_PROGRAMS);
         return true;

@@ -21,7 +21,7 @@ public:
     Interruptions& operator=(const Interruptions&) = delete;
 };
 
-/// Standard output and standard error. It waits as long as nobody takes what is written; but once the device
+/// Standard output and standard error. It waits until what is written is taken; but once the device
 /// is to end, an output that takes nothing for a while is given up.
 class Output {
 public:
