@@ -1,105 +1,89 @@
 /// \file
-/// The communication loop: fetches requests from the driver, puts them on the line and hands the replies
-/// back.
+/// The communication loop: fetches requests from the driver, exchanges them and hands the replies back.
 #ifndef DX7_HOST_COMM_LOOP_H
 #define DX7_HOST_COMM_LOOP_H
 
 #include <functional>
 
-#include "driver_functions.h"
-#include "frame_tap.h"
-#include "late_replies.h"
-#include "line.h"
-#include "reopen_backoff.h"
+#include "driver_session.h"
+#include "exchange.h"
 #include "transaction.h"
 
 namespace dx7 {
 
-class ReplyGuard;
-enum class Verdict;
-
-/// Runs on one thread; every step() is at most one request. Waits only on the clock and the line it was
-/// given.
+/// Stepwise: it takes time and bytes in and gives bytes and the next due time out, as its exchange does, and
+/// waits for nothing.
 class CommLoop {
 public:
-    enum class Step {
-        Request,  ///< One request was sent and its wait ended.
-        Idle,     ///< The driver has nothing to send.
-        NoLine,   ///< The line is not open: the next attempt is due at reopenUs(), or one is under way.
-        Stopped   ///< The stop request came in the middle of a wait; the driver got no reply.
+    /// What hears of the course of things. Called from inside received() and advance().
+    struct Observers {
+        /// A request ended, and the driver has judged its reply.
+        std::function<void(const Transaction&)> transaction;
+        /// The reply with this ticket (Transaction::ticket) is good, or doubtful.
+        std::function<void(quint64 ticket, bool good)> settled;
+        /// Anything else that was met on the line.
+        std::function<void(const ExchangeNote&)> note;
     };
 
-    CommLoop(const DriverFunctions& functions, Line& line, Clock& clock, const LineSettings& settings);
+    /// `session` must outlive the loop.
+    CommLoop(DriverSession& session, const LineSettings& settings);
 
-    Step step();
+    void setObservers(Observers observers) { observers_ = std::move(observers); }
+    /// Borrowed; null = none.
+    void setTap(FrameTap* tap) { exchange_.setTap(tap); }
 
-    /// Waits for what is left of the silent interval, or until the stop request, so that what is queued after
-    /// it can still go out next. The request that step() fetches is chosen before it looks at the silence
-    /// again.
-    void awaitSilence();
+    /// Bytes came, the last of them at `nowUs`.
+    void received(const char* bytes, int count, qint64 nowUs);
+    /// Does what is due.
+    void advance(qint64 nowUs);
+    /// The line was lost. The driver still wants the reply to the request that was out.
+    void lineLost();
 
-    /// Called after every request, when the driver has judged its reply.
-    void setObserver(std::function<void(const Transaction&)> observer) { observer_ = std::move(observer); }
-    /// Called when the line was lost (false) and when it is back (true).
-    void setLineObserver(std::function<void(bool open)> observer) { lineObserver_ = std::move(observer); }
-    /// Asked while waiting, at least every 100 ms, whatever arrives meanwhile; true ends the wait.
-    void setStopRequest(std::function<bool()> stop) { stop_ = std::move(stop); }
-    /// Asked before a repetition; true hands the driver an empty reply without sending.
-    void setSkipRepetition(std::function<bool(const FRAME_PRO&)> skip) { skipRepetition_ = std::move(skip); }
-    void setTap(FrameTap* tap) { tap_ = tap; }
+    /// Nothing is under way, and the line is clear.
+    bool ready(qint64 nowUs) const { return exchange_.idle() && nowUs >= exchange_.clearUs(); }
+    /// Fetches the driver's next request and begins it. False when the driver has nothing to send. Only while
+    /// ready().
+    bool begin(qint64 nowUs);
+    /// When advance() or begin() has something to do; -1 = not before something comes.
+    qint64 nextDueUs() const { return exchange_.idle() ? exchange_.clearUs() : exchange_.nextDueUs(); }
+    /// Ends the wait for the reply of the request that is out. The driver gets none.
+    void abandon() { exchange_.abandon(); }
 
-    qint64 reopenUs() const { return backoff_.nextUs(); }
-    /// Bytes that were thrown away because they came before a request.
-    qint64 staleBytes() const { return staleBytes_; }
-    /// A request is out that the driver will want repeated; plans must not change now.
-    bool betweenOperations() const { return !outstanding_; }
+    Exchange& exchange() { return exchange_; }
+    const Exchange& exchange() const { return exchange_; }
+
+    /// No request is out that the driver will want repeated: plans may change now.
+    bool betweenOperations() const { return !outstanding_ && exchange_.idle(); }
     /// A write has been sent that has not ended, and nothing that came shows whether the station carried it
     /// out.
     bool writeUnsettled() const { return unsettled_; }
     /// Bytes of a request are on the line, or may be, whose operation has not ended.
     bool requestOut() const { return out_; }
+    /// Requests in a row that ended without anything being sent.
+    int skipped() const { return skipped_; }
 
 private:
-    bool ensureLine();
-    void lineLost();
-    bool fetch(FRAME_PRO* frame);
-    Step waitUntilClear(Transaction& transaction);
-    Step waitForSilence(Transaction& transaction);
-    bool pauseUntil(qint64 timeUs);
-    void drop(const QByteArray& stale, Transaction& transaction);
-    Step exchange(Transaction& transaction);
-    bool send(const Transaction& transaction);
-    Step turnAround(Transaction& transaction);
-    Step awaitReply(Transaction& transaction);
-    Step collect(ReplyGuard& guard, qint64 deadlineUs, Verdict* verdict);
-    void noteAside(const ReplyGuard& guard, Transaction& transaction);
-    void judge(Transaction& transaction);
-    bool stopped() const { return stop_ && stop_(); }
-    /// Shows the tap a frame whose last byte came at `atUs`.
-    void tapReceived(const QByteArray& frame, qint64 atUs);
+    void drain(qint64 nowUs);
+    void takeNote(const ExchangeNote& note);
+    void judge(const ExchangeEnd& end, qint64 nowUs);
+    void takeReply(const ExchangeEnd& end);
+    Outcome damage() const;
+    void clearOperation();
 
-    const DriverFunctions& functions_;
-    Line& line_;
-    Clock& clock_;
-    LineSettings settings_;
-    ReopenBackoff backoff_;
-    LateReplies late_;
-    std::function<void(const Transaction&)> observer_;
-    std::function<void(bool)> lineObserver_;
-    std::function<bool()> stop_;
-    std::function<bool(const FRAME_PRO&)> skipRepetition_;
-    FrameTap* tap_ = nullptr;
-    bool lost_ = false;
-    bool opening_ = false;  ///< An attempt to open the lost line is under way.
+    DriverSession& session_;
+    Exchange exchange_;
+    Observers observers_;
+    Transaction transaction_;  ///< The present one. Kept, so that its texts keep their memory.
+    QByteArray reply_;
     bool outstanding_ = false;
-    bool unsettled_ = false;     ///< See writeUnsettled().
-    bool out_ = false;           ///< See requestOut().
-    bool heard_ = false;         ///< Any attempt of the operation brought anything from its station.
-    qint64 noiseBytes_ = 0;      ///< Of the operation, all attempts so far.
-    int otherFrames_ = 0;        ///< Likewise.
-    QByteArray mismatch_;        ///< Likewise the last.
-    qint64 lastActivityUs_ = 0;  ///< When the line carried its last byte.
-    qint64 staleBytes_ = 0;
+    bool unsettled_ = false;        ///< See writeUnsettled().
+    bool unsettledBefore_ = false;  ///< Before the present attempt.
+    bool out_ = false;              ///< See requestOut().
+    bool heard_ = false;            ///< Any attempt of the operation brought anything from its station.
+    qint64 noiseBytes_ = 0;         ///< Of the operation, all attempts so far.
+    int otherFrames_ = 0;           ///< Likewise.
+    QByteArray mismatch_;           ///< Likewise the last.
+    int skipped_ = 0;
 };
 
 }  // namespace dx7

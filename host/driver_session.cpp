@@ -17,37 +17,51 @@ KEY_ADDRESS keyAddress(const ItemRange& range) {
     return key;
 }
 
-}  // namespace
+// The session that is calling the driver on this thread; null while none is.
+thread_local DriverSession* caller = nullptr;
 
-DriverSession* DriverSession::active_ = nullptr;
+class Caller {
+public:
+    explicit Caller(DriverSession* session) : before_(caller) { caller = session; }
+    ~Caller() { caller = before_; }
+
+private:
+    Q_DISABLE_COPY(Caller)
+    DriverSession* before_;
+};
+
+}  // namespace
 
 DriverSession::DriverSession(const DriverFunctions& functions, const QByteArray& properties)
     : functions_(functions), hostFlags_(HOST_FLAG_BYTES), recipeMemory_(RECIPE_BYTES) {
-    active_ = this;
+    const Caller call(this);
     int out = 0;
     functions_.initProperty(hostFlags_.data(), 0, recipeMemory_.data(), &out, properties.constData(),
                             &mutex_);
     functions_.setAddrValueChangeCallBack(&DriverSession::dispatch);
 }
 
-DriverSession::~DriverSession() {
-    if (active_ == this) {
-        active_ = nullptr;
+void DriverSession::dispatch(int, int station, QString&, int) {
+    // Station -1 marks what is no device item: recipe words and the end of a one-off read.
+    if (caller != nullptr && station >= 0) {
+        caller->reported_ = true;
     }
 }
 
-void DriverSession::dispatch(int, int station, QString& regType, int address) {
-    // Station -1 marks what is no device item: recipe words and the end of a one-off read.
-    if (active_ == nullptr || station < 0) {
-        return;
-    }
-    ++active_->changeReports_;
-    if (active_->report_) {
-        active_->report_(station, regType, address);
-    }
+bool DriverSession::nextRequest(FRAME_PRO* frame) {
+    const Caller call(this);
+    // After a burst of requests without a polling plan the driver says once that there is nothing.
+    return functions_.getSendFrame(frame) == 1 || functions_.getSendFrame(frame) == 1;
+}
+
+int DriverSession::takeReply(QByteArray& reply, QString& info) {
+    const Caller call(this);
+    reported_ = false;
+    return functions_.dealRcvFrame(reply, info);
 }
 
 QVector<ItemRange> DriverSession::merge(const QVector<ItemRange>& entries) {
+    const Caller call(this);
     QList<KEY_ADDRESS> list;
     for (const ItemRange& entry : entries) {
         list.append(keyAddress(entry));
@@ -61,12 +75,14 @@ QVector<ItemRange> DriverSession::merge(const QVector<ItemRange>& entries) {
 }
 
 void DriverSession::addRead(const ItemRange& range, bool bits) {
+    const Caller call(this);
     KEY_ADDRESS key = keyAddress(range);
     key.bitOffset = bits ? -1 : 0;
     functions_.addConditionRead(key, TAG_READ);
 }
 
 void DriverSession::addWrite(const ItemRange& range, const QByteArray& data) {
+    const Caller call(this);
     QByteArray copy = data;
     functions_.setData(range.station, range.regType, range.address, range.count,
                        reinterpret_cast<unsigned char*>(copy.data()), TAG_WRITE);
@@ -76,6 +92,15 @@ int DriverSession::value(int station, const QString& regType, int address, int i
     unsigned char bytes[2] = {0, 0};
     functions_.getData(station, regType, address, 1, bytes);
     return itemBytes == 1 ? bytes[0] : bytes[0] + 256 * bytes[1];
+}
+
+void DriverSession::values(const ItemRange& range, int itemBytes, std::vector<quint16>* items) {
+    values_.assign(static_cast<std::size_t>(range.count) * 2, 0);
+    functions_.getData(range.station, range.regType, range.address, range.count, values_.data());
+    for (int i = 0; i < range.count; ++i) {
+        const unsigned char* const item = values_.data() + static_cast<std::size_t>(i * itemBytes);
+        items->push_back(static_cast<quint16>(itemBytes == 1 ? item[0] : item[0] + 256 * item[1]));
+    }
 }
 
 }  // namespace dx7

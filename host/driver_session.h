@@ -6,7 +6,6 @@
 #include <QByteArray>
 #include <QMutex>
 #include <QVector>
-#include <functional>
 #include <vector>
 
 #include "driver_functions.h"
@@ -25,22 +24,24 @@ struct ItemRange {
     int count = 0;
 };
 
-/// The driver is one object with one callback that carries no user pointer, so there is one session at a time
-/// per process; starting a session takes the callback over. All calls belong on one thread.
+/// Makes every call of the driver on behalf of one line. The driver's callback carries no user pointer, and the
+/// link ids that it carries are not always those of the line (the end of a one-off read reports -1): while a
+/// session is calling, it is the one that the calling thread's reports belong to. Values are read back after
+/// good replies, not taken from reports: bits are reported by whole bytes, and written values before they are
+/// read. The driver is one object, so one session at a time uses it, and all calls belong on one thread.
 class DriverSession {
 public:
-    using ChangeReport = std::function<void(int station, const QString& regType, int address)>;
-
     /// Starts the link with the property text of the line. `functions` must outlive the session.
     DriverSession(const DriverFunctions& functions, const QByteArray& properties);
-    ~DriverSession();
 
     const DriverFunctions& functions() const { return functions_; }
 
-    /// Called for every report of the driver about a device item. May be empty.
-    void setChangeReport(ChangeReport report) { report_ = std::move(report); }
-    /// Reports about device items since the start.
-    qint64 changeReports() const { return changeReports_; }
+    /// The driver's next request. False when it has none.
+    bool nextRequest(FRAME_PRO* frame);
+    /// Hands the reply to the request that is out to the driver; empty = none came. Returns a DriverResult.
+    int takeReply(QByteArray& reply, QString& info);
+    /// Whether the driver reported a change of a device item during the last takeReply().
+    bool reported() const { return reported_; }
 
     /// Replaces the polling plan and returns its blocks. The driver must be between operations.
     QVector<ItemRange> merge(const QVector<ItemRange>& entries);
@@ -50,18 +51,19 @@ public:
     void addWrite(const ItemRange& range, const QByteArray& data);
     /// The current raw value of one item of `itemBytes` bytes.
     int value(int station, const QString& regType, int address, int itemBytes);
+    /// The same of each item of `range`, appended to `*items`.
+    void values(const ItemRange& range, int itemBytes, std::vector<quint16>* items);
 
 private:
     Q_DISABLE_COPY(DriverSession)
     static void dispatch(int linkId, int station, QString& regType, int address);
 
-    static DriverSession* active_;
     const DriverFunctions& functions_;
     std::vector<unsigned char> hostFlags_;
     std::vector<unsigned char> recipeMemory_;
+    std::vector<unsigned char> values_;
     QMutex mutex_;
-    ChangeReport report_;
-    qint64 changeReports_ = 0;
+    bool reported_ = false;
 };
 
 }  // namespace dx7

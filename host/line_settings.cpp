@@ -35,7 +35,6 @@ const NumberSetting NUMBER_SETTINGS[] = {
     {&LineSettings::block, "the block size (--block)", 1, 125},
     {&LineSettings::retries, "the number of attempts (--retries)", 0, 99},
     {&LineSettings::timeoutMs, "the timeout in ms (--timeout)", 1, 600000},
-    {&LineSettings::lateMs, "the time for late replies in ms (--late)", 0, LONGEST_LATE_MS},
     {&LineSettings::baud, "the baud rate (--baud)", 50, 4000000},
     {&LineSettings::dataBits, "the number of data bits (--data-bits)", 7, 8},
     {&LineSettings::stopBits, "the number of stop bits (--stop-bits)", 1, 2},
@@ -88,6 +87,17 @@ QString parityText(Parity parity) {
     }
 }
 
+EchoMode echoFromText(const QString& text) {
+    const QString lower = text.toLower();
+    if (lower == QLatin1String("auto")) {
+        return EchoMode::Auto;
+    }
+    if (lower == QLatin1String("on") || lower == QLatin1String("off")) {
+        return lower == QLatin1String("on") ? EchoMode::On : EchoMode::Off;
+    }
+    throw UsageError(QStringLiteral("--echo is \"%1\", it must be auto, on or off").arg(text));
+}
+
 void setTcpAddress(LineSettings& settings, const QString& text) {
     settings.carrier = Carrier::Tcp;
     const int bracket = text.lastIndexOf(QLatin1Char(']'));
@@ -127,10 +137,7 @@ void setNumber(LineSettings& settings, int LineSettings::*setting, qint64 value)
 
 void checkSettings(const LineSettings& settings) {
     for (const NumberSetting& number : NUMBER_SETTINGS) {
-        // A negative time for late replies stands for the timeout.
-        if (number.setting != &LineSettings::lateMs || settings.lateMs >= 0) {
-            checkRange(number, settings.*number.setting);
-        }
+        checkRange(number, settings.*number.setting);
     }
     // A negative one stands for 3.5 characters.
     if (!(settings.gapMs < 0)) {
@@ -162,14 +169,9 @@ qint64 silentIntervalUs(const LineSettings& settings) {
     return lineTimeUs(settings, 7) / 2;
 }
 
-qint64 lateWindowUs(const LineSettings& settings) {
-    return qint64(1000) * (settings.lateMs < 0 ? settings.timeoutMs : settings.lateMs);
-}
-
 QByteArray propertyText(const LineSettings& settings, int linkId) {
-    return QStringLiteral("%1#%2#0#%3#%4")
+    return QStringLiteral("%1#0#0#%2#%3")
         .arg(linkId)
-        .arg(settings.writesLocal ? 1 : 0)
         .arg(settings.retries)
         .arg(settings.block)
         .toLatin1();

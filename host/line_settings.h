@@ -8,10 +8,10 @@
 
 namespace dx7 {
 
-enum { LONGEST_LATE_MS = 600000 };
-
 enum class Carrier { None, Serial, Tcp };
 enum class Parity { None, Even, Odd };
+/// Whether the adapter sends back what is sent: found out, or known.
+enum class EchoMode { Auto, On, Off };
 
 /// How the device is reached and how the loop treats it. The line's own values are defaults until
 /// applyDriverDefaults() puts the driver's in their place.
@@ -26,12 +26,11 @@ struct LineSettings {
     QString tcpHost;
     int tcpPort = 8888;
     int timeoutMs = 500;       ///< From the end of a request until its reply must have begun to fill.
-    int lateMs = -1;           ///< How long after that it may still come; negative = as long as timeoutMs.
     int retries = 3;           ///< How often a request is sent before it has failed; 0 counts as 1.
     int block = 64;            ///< Most items that one request reads or writes.
     double gapMs = -1;         ///< Silence before a request; negative = 3.5 characters.
     int turnaroundMs = 100;    ///< Pause after a broadcast.
-    bool writesLocal = false;  ///< Writes stay in the driver's store.
+    EchoMode echo = EchoMode::Auto;
 };
 
 /// Takes baud rate, data bits, parity, stop bits, address and port from the driver's 25 comma-separated
@@ -41,6 +40,9 @@ void applyDriverDefaults(LineSettings& settings, const QString& driverParameter)
 /// "none", "even" or "odd" (or their first letters), any case. Throws UsageError for anything else.
 Parity parityFromText(const QString& text);
 QString parityText(Parity parity);
+
+/// "auto", "on" or "off", any case. Throws UsageError for anything else.
+EchoMode echoFromText(const QString& text);
 
 /// Takes "HOST", "HOST:PORT" or "[IPV6]:PORT" apart into tcpHost and tcpPort. Throws UsageError.
 void setTcpAddress(LineSettings& settings, const QString& text);
@@ -63,9 +65,6 @@ qint64 lineTimeUs(const LineSettings& settings, int bytes);
 
 /// Silence that must lie before a request: 3.5 characters, fixed at 1.75 ms above 19200 baud; none over TCP.
 qint64 silentIntervalUs(const LineSettings& settings);
-
-/// How long after its timeout a reply may still come, in microseconds.
-qint64 lateWindowUs(const LineSettings& settings);
 
 /// The property text for intf_initProperty.
 QByteArray propertyText(const LineSettings& settings, int linkId);

@@ -6,11 +6,17 @@ namespace dx7 {
 
 namespace {
 
-const qint64 LONGEST_NAP_US = 50000;
+// What is waited for when all stations owe replies.
+const qint64 STALL_US = 100000;
 
 ItemRange rangeOf(const FRAME_PRO& frame) {
     // A status query reads one item, whatever its count.
     return ItemRange{frame.station, frame.regType, frame.address, frame.count};
+}
+
+// In the driver's buffers: two of a word, one of a bit or status.
+int itemBytes(const FRAME_PRO& frame) {
+    return frame.count > 0 && frame.dataCount >= 2 * frame.count ? 2 : 1;
 }
 
 Transaction cutShort(const ItemRange& range, const QString& reason, bool sent, bool unsettled) {
@@ -40,18 +46,13 @@ QVector<ItemRange> requestRanges(const RegisterType& type, int station, int addr
     return ranges;
 }
 
-PollEngine::PollEngine(DriverSession& session, CommLoop& loop, Clock& clock, const LineSettings& settings)
-    : session_(session),
-      loop_(loop),
-      clock_(clock),
-      settings_(settings),
-      plan_(session),
-      statistics_(clock.nowUs()) {
-    loop_.setObserver([this](const Transaction& transaction) { onTransaction(transaction); });
-    loop_.setLineObserver([this](bool open) { onLine(open); });
-    // A probe is worth one request: the driver's further attempts would hold up the living.
-    loop_.setSkipRepetition(
-        [this](const FRAME_PRO&) { return active_ && current_.kind == Operation::Probe; });
+PollEngine::PollEngine(DriverSession& session, CommLoop& loop, const LineSettings& settings, qint64 nowUs)
+    : session_(session), loop_(loop), settings_(settings), plan_(session), statistics_(nowUs) {
+    CommLoop::Observers observers;
+    observers.transaction = [this](const Transaction& transaction) { onTransaction(transaction); };
+    observers.settled = [this](quint64 ticket, bool good) { onSettled(ticket, good); };
+    observers.note = [this](const ExchangeNote& note) { onNote(note); };
+    loop_.setObservers(std::move(observers));
 }
 
 void PollEngine::watch(const QVector<Point>& points) {
@@ -94,16 +95,33 @@ void PollEngine::write(const WriteRequest& request, const std::function<void(con
     }
 }
 
+int PollEngine::pendingOperations() const {
+    return static_cast<int>(queue_.size() + queries_.size() + heldOperations_.size()) + (active_ ? 1 : 0) +
+           (queried_ > 0 && !probing_ ? 1 : 0);
+}
+
 void PollEngine::abandonOperations(const QString& reason) {
+    std::vector<HeldOperation> held;
+    held.swap(heldOperations_);
     std::deque<Operation> left;
     left.swap(queue_);
+    queries_.clear();
+    queried_ = 0;
     bool sent = false;
     bool unsettled = false;
     if (active_) {
         active_ = false;
-        sent = loop_.requestOut();
-        unsettled = current_.kind == Operation::Write && loop_.writeUnsettled();
+        sent = loop_.requestOut() || loop_.exchange().requestSent();
+        unsettled = current_.kind == Operation::Write &&
+                    (loop_.writeUnsettled() || loop_.exchange().requestSent());
         left.push_front(current_);
+    }
+    for (HeldOperation& operation : held) {
+        operation.transaction.doubtful = true;
+        operation.transaction.unsettled = operation.operation.kind == Operation::Write;
+        if (operation.operation.done) {
+            operation.operation.done(operation.transaction);
+        }
     }
     for (const Operation& operation : left) {
         if (operation.done) {
@@ -113,50 +131,154 @@ void PollEngine::abandonOperations(const QString& reason) {
     }
 }
 
-void PollEngine::awaitTurn() {
-    if (loop_.betweenOperations()) {
-        loop_.awaitSilence();
+void PollEngine::conclude() {
+    concluding_ = true;
+}
+
+// Time and bytes.
+
+void PollEngine::received(const char* bytes, int count, qint64 nowUs) {
+    loop_.received(bytes, count, nowUs);
+}
+
+void PollEngine::advance(qint64 nowUs) {
+    loop_.advance(nowUs);
+    while (loop_.ready(nowUs) && begin(nowUs)) {
+        loop_.advance(nowUs);
     }
 }
 
-CommLoop::Step PollEngine::step() {
+// Begins what is to be sent next. False when there is nothing.
+bool PollEngine::begin(qint64 nowUs) {
+    if (queried_ > 0) {
+        endProbe(nowUs);
+    }
+    Exchange& exchange = loop_.exchange();
     if (loop_.betweenOperations()) {
-        if (replanNeeded_) {
+        if (replanNeeded_ && !concluding_) {
             replan();
         }
-        queueProbes();
+        probe(nowUs);
         handOver();
+        exchange.setFinishing(concluding_ || (queue_.empty() && !active_ && !heldOperations_.empty()));
+        if (!active_ && beginQuery(nowUs)) {
+            return true;
+        }
+        if (exchange.proofDue(nowUs)) {
+            exchange.prove(nowUs);
+            return true;
+        }
+        if (concluding_ && !active_) {
+            return false;
+        }
     }
-    return loop_.step();
+    return nowUs >= stalledUntilUs_ && loop_.begin(nowUs);
 }
 
-qint64 PollEngine::wakeUs() {
-    return clock_.nowUs() + LONGEST_NAP_US;
+bool PollEngine::beginQuery(qint64 nowUs) {
+    if (queries_.empty()) {
+        return false;
+    }
+    queried_ = queries_.front();
+    queries_.pop_front();
+    probing_ = false;
+    queryAnswered_ = false;
+    loop_.exchange().query(queried_, nowUs);
+    return true;
+}
+
+// A dead station is asked with one query, or, when it answers none, with one read.
+void PollEngine::probe(qint64 nowUs) {
+    if (active_ || queried_ > 0 || concluding_) {
+        return;
+    }
+    for (const int station : health_.probesDue(nowUs)) {
+        const auto& points = table_.points();
+        const auto* const point = std::find_if(points.begin(), points.end(), [&](const Point& candidate) {
+            return candidate.station == station;
+        });
+        const bool queued = std::any_of(queue_.begin(), queue_.end(), [&](const Operation& operation) {
+            return operation.kind == Operation::Probe && operation.range.station == station;
+        });
+        if (queued || point == points.end()) {
+            continue;
+        }
+        if (loop_.exchange().deafToQueries(station)) {
+            const ItemRange range{station, point->type.name, point->address, 1};
+            queue_.push_back(Operation{Operation::Probe, range, point->type, QByteArray(), {}});
+        } else if (loop_.exchange().asking(station)) {
+            // One is out: its answer counts when it comes.
+            health_.probed(station, false, nowUs);
+        } else {
+            queried_ = station;
+            probing_ = true;
+            queryAnswered_ = false;
+            loop_.exchange().query(station, nowUs);
+            return;
+        }
+    }
+}
+
+// The wait for the query is over.
+void PollEngine::endProbe(qint64 nowUs) {
+    const int station = queried_;
+    queried_ = 0;
+    if (probing_ && !queryAnswered_) {
+        health_.probed(station, false, nowUs);
+    }
+    probing_ = false;
+}
+
+qint64 PollEngine::nextDueUs(qint64 nowUs) const {
+    const Exchange& exchange = loop_.exchange();
+    if (!exchange.idle()) {
+        return exchange.nextDueUs();
+    }
+    qint64 dueUs = exchange.nextDueUs();
+    const auto consider = [&](qint64 timeUs) {
+        if (timeUs >= 0) {
+            dueUs = dueUs < 0 ? timeUs : std::min(dueUs, timeUs);
+        }
+    };
+    const bool work = !queue_.empty() || active_ || !queries_.empty() || queried_ > 0 ||
+                      (!concluding_ && (replanNeeded_ || plan_.blockCount() > 0)) ||
+                      exchange.proofDue(nowUs);
+    if (work) {
+        consider(std::max(exchange.clearUs(), stalledUntilUs_));
+    }
+    consider(exchange.proofUs(nowUs));
+    consider(concluding_ ? -1 : health_.nextProbeUs());
+    return dueUs;
 }
 
 void PollEngine::replan() {
     plan_.rebuild(health_.dead());
     replanNeeded_ = false;
     cycleStartUs_ = -1;
+    countOthers();
 }
 
-void PollEngine::queueProbes() {
-    if (active_ && current_.kind == Operation::Probe) {
-        return;
-    }
-    for (const int station : health_.probesDue(clock_.nowUs())) {
-        const bool queued = std::any_of(queue_.begin(), queue_.end(), [&](const Operation& operation) {
-            return operation.kind == Operation::Probe && operation.range.station == station;
-        });
-        const auto& points = table_.points();
-        const auto* const point = std::find_if(points.begin(), points.end(), [&](const Point& candidate) {
-            return candidate.station == station;
-        });
-        if (!queued && point != points.end()) {
-            const ItemRange range{station, point->type.name, point->address, 1};
-            queue_.push_back(Operation{Operation::Probe, range, point->type, QByteArray(), {}});
+// Whether other stations can be served while one owes a reply.
+void PollEngine::countOthers() {
+    const QVector<int> dead = health_.dead();
+    int stations = 0;
+    int last = 0;
+    const auto consider = [&](int station) {
+        if (station != last && !dead.contains(station)) {
+            ++stations;
+            last = station;
         }
+    };
+    for (const Point& point : table_.points()) {
+        consider(point.station);
     }
+    if (active_) {
+        consider(current_.range.station);
+    }
+    for (std::size_t i = 0; i < queue_.size() && stations < 2; ++i) {
+        consider(queue_[i].range.station);
+    }
+    loop_.exchange().setOthers(stations > 1);
 }
 
 void PollEngine::handOver() {
@@ -167,12 +289,15 @@ void PollEngine::handOver() {
     queue_.pop_front();
     active_ = true;
     answered_ = false;
+    countOthers();
     if (current_.kind == Operation::Write) {
         session_.addWrite(current_.range, current_.data);
     } else {
         session_.addRead(current_.range, current_.type.bit);
     }
 }
+
+// What comes back.
 
 void PollEngine::onTransaction(const Transaction& transaction) {
     statistics_.count(transaction);
@@ -181,10 +306,18 @@ void PollEngine::onTransaction(const Transaction& transaction) {
     if (cyclic && cycleStartUs_ < 0) {
         cycleStartUs_ = transaction.sentUs;
     }
+    if (transaction.finished()) {
+        skipped_ = transaction.outcome == Outcome::Skipped ? skipped_ + 1 : 0;
+        if (skipped_ > std::max(plan_.blockCount(), 1)) {
+            skipped_ = 0;
+            stalledUntilUs_ = transaction.endUs + STALL_US;
+        }
+    }
     if (transaction.good() && transaction.frame.opKind != TAG_WRITE) {
-        takeValues(range);
+        takeValues(transaction, range);
     } else if (transaction.driverResult == OPERATION_FAILED && transaction.frame.opKind != TAG_WRITE) {
-        reportQuality(table_.fail(range));
+        reportValues(
+            table_.fail(range, outcomeText(transaction), transaction.outcome == Outcome::Exception));
     }
     if (cyclic) {
         onCyclicRead(transaction, range);
@@ -202,22 +335,22 @@ void PollEngine::onTransaction(const Transaction& transaction) {
 void PollEngine::onCyclicRead(const Transaction& transaction, const ItemRange& range) {
     health_.polled(range.station, transaction.answered());
     if (transaction.finished() && plan_.blockDone()) {
-        onCycleEnd();
+        onCycleEnd(transaction.endUs);
     }
 }
 
-void PollEngine::onCycleEnd() {
-    const qint64 nowUs = clock_.nowUs();
+void PollEngine::onCycleEnd(qint64 nowUs) {
     if (cycleStartUs_ >= 0) {
         statistics_.countCycle(nowUs - cycleStartUs_);
     }
     cycleStartUs_ = nowUs;
+    loop_.exchange().cycleEnded();
     const QVector<int> before = health_.dead();
     if (health_.cycleEnd(nowUs)) {
         replanNeeded_ = true;
         for (const int station : health_.dead()) {
             if (!before.contains(station)) {
-                reportQuality(table_.failStation(station));
+                reportValues(table_.failStation(station, QStringLiteral("no reply")));
                 if (events_.station) {
                     events_.station(station, false);
                 }
@@ -229,53 +362,149 @@ void PollEngine::onCycleEnd() {
     }
 }
 
-void PollEngine::onOperationEnd(const Transaction& transaction) {
-    const Operation ended = current_;
-    active_ = false;
-    if (ended.kind == Operation::Probe) {
-        // A refusal is an answer, too, although the driver calls the read failed.
-        const int station = ended.range.station;
-        if (health_.probed(station, answered_, clock_.nowUs())) {
-            replanNeeded_ = true;
-            if (events_.station) {
-                events_.station(station, true);
-            }
+void PollEngine::onAlive(int station) {
+    if (health_.isDead(station) && health_.probed(station, true, 0)) {
+        replanNeeded_ = true;
+        if (events_.station) {
+            events_.station(station, true);
         }
-    }
-    if (ended.done) {
-        ended.done(transaction);
     }
 }
 
-void PollEngine::takeValues(const ItemRange& range) {
+void PollEngine::onNote(const ExchangeNote& note) {
+    statistics_.count(note);
+    if (note.kind == ExchangeNote::QueryAnswer || note.kind == ExchangeNote::Late) {
+        queryAnswered_ = queryAnswered_ || note.station == queried_;
+        onAlive(note.station);
+    }
+    if (note.kind == ExchangeNote::QueryAnswer && events_.answer) {
+        events_.answer(QueryAnswer{note.station, std::max(note.value, 0), std::max(-note.value, 0), note.afterUs});
+    }
+    if (events_.note) {
+        events_.note(note);
+    }
+}
+
+void PollEngine::onOperationEnd(const Transaction& transaction) {
+    active_ = false;
+    if (current_.kind == Operation::Probe) {
+        // A refusal is an answer, too, although the driver calls the read failed.
+        const int station = current_.range.station;
+        if (answered_) {
+            onAlive(station);
+        } else {
+            health_.probed(station, false, transaction.endUs);
+        }
+    }
+    if (!current_.done) {
+        return;
+    }
+    const Operation ended = current_;
+    Transaction last = transaction;
+    if (last.good() && ended.kind == Operation::Read) {
+        const HeldRead& held = heldReads_.back();
+        for (int i = 0; i < held.range.count; ++i) {
+            last.items += heldItems_[held.firstItem + static_cast<std::size_t>(i)];
+        }
+    }
+    if (last.ticket != 0 && last.answered()) {
+        heldOperations_.push_back(HeldOperation{last.ticket, ended, last});
+    } else {
+        ended.done(last);
+    }
+}
+
+void PollEngine::takeValues(const Transaction& transaction, const ItemRange& range) {
     const bool writing = active_ && current_.kind == Operation::Write;
-    const QVector<int> changed =
-        table_.take(session_, range, writing ? &current_.range : nullptr, clock_.nowUs());
+    HeldRead held;
+    held.ticket = transaction.ticket;
+    held.range = range;
+    held.skips = writing;
+    if (writing) {
+        held.skip = current_.range;
+    }
+    held.firstItem = heldItems_.size();
+    held.readUs = transaction.endUs;
+    session_.values(range, itemBytes(transaction.frame), &heldItems_);
+    heldReads_.push_back(held);
+    changed_.clear();
+    table_.arrive(ReadItems{range, heldItems_.data() + held.firstItem, held.readUs, held.ticket},
+                  writing ? &held.skip : nullptr, &changed_);
+    if (events_.fresh) {
+        for (const int point : changed_) {
+            events_.fresh(point);
+        }
+    }
+}
+
+void PollEngine::onSettled(quint64 ticket, bool good) {
+    for (std::size_t i = firstHeld_; i < heldReads_.size(); ++i) {
+        if (heldReads_[i].ticket == ticket) {
+            settleRead(heldReads_[i], good);
+            heldReads_[i].ticket = 0;
+            break;
+        }
+    }
+    while (firstHeld_ < heldReads_.size() && heldReads_[firstHeld_].ticket == 0) {
+        ++firstHeld_;
+    }
+    if (firstHeld_ == heldReads_.size()) {
+        heldReads_.clear();
+        heldItems_.clear();
+        firstHeld_ = 0;
+    }
+    settleOperation(ticket, good);
+}
+
+void PollEngine::settleRead(const HeldRead& held, bool good) {
+    changed_.clear();
+    table_.settle(ReadItems{held.range, heldItems_.data() + held.firstItem, held.readUs, held.ticket},
+                  held.skips ? &held.skip : nullptr, good, &changed_);
     if (events_.value) {
-        for (const int point : changed) {
+        for (const int point : changed_) {
             events_.value(point);
         }
     }
 }
 
-void PollEngine::reportQuality(const QVector<int>& points) {
-    if (events_.quality) {
+void PollEngine::settleOperation(quint64 ticket, bool good) {
+    const auto found =
+        std::find_if(heldOperations_.begin(), heldOperations_.end(),
+                     [ticket](const HeldOperation& held) { return held.ticket == ticket; });
+    if (found == heldOperations_.end()) {
+        return;
+    }
+    HeldOperation ended = *found;
+    heldOperations_.erase(found);
+    ended.transaction.doubtful = !good;
+    ended.transaction.unsettled =
+        ended.transaction.unsettled || (!good && ended.operation.kind == Operation::Write);
+    ended.operation.done(ended.transaction);
+}
+
+void PollEngine::reportValues(const QVector<int>& points) {
+    if (events_.value) {
         for (const int point : points) {
-            events_.quality(point);
+            events_.value(point);
         }
     }
 }
 
-void PollEngine::onLine(bool open) {
+void PollEngine::lineLost(qint64) {
     cycleStartUs_ = -1;
-    if (open) {
-        table_.lineBack();
-        health_.lineBack(clock_.nowUs());
-    } else {
-        reportQuality(table_.lineLost());
-    }
+    queried_ = 0;
+    loop_.lineLost();
+    reportValues(table_.lineLost());
     if (events_.line) {
-        events_.line(open);
+        events_.line(false);
+    }
+}
+
+void PollEngine::lineBack(qint64 nowUs) {
+    table_.lineBack();
+    health_.lineBack(nowUs);
+    if (events_.line) {
+        events_.line(true);
     }
 }
 

@@ -22,26 +22,38 @@ struct Operation {
     ItemRange range;
     RegisterType type;
     QByteArray data;  ///< Of a write: a byte per bit, two bytes per word, low byte first.
-    /// Called at its end with its last transaction. May queue further operations.
+    /// Called with its last transaction when it has ended and, where anything was answered, that is settled.
+    /// May queue further operations.
     std::function<void(const Transaction&)> done;
 };
 
-/// What a program that shows values wants to hear.
+/// The answer to a status query that query() asked for.
+struct QueryAnswer {
+    int station = 0;
+    int status = 0;         ///< The status byte.
+    int exceptionCode = 0;  ///< Above 0: the station refused.
+    qint64 afterUs = 0;     ///< From the end of the query to the last byte of its answer.
+};
+
+/// What a program that shows values gets.
 struct EngineEvents {
-    std::function<void(int point)> value;                 ///< A point has a new value.
-    std::function<void(int point)> quality;               ///< A point has turned bad or "no line".
+    std::function<void(int point)> value;    ///< The table's told() of a point changed.
+    std::function<void(int point)> fresh;    ///< A point has a new value that is not proven yet.
     std::function<void(const Transaction&)> transaction;  ///< Every request that ended.
+    std::function<void(const ExchangeNote&)> note;        ///< Everything else that was met on the line.
+    std::function<void(const QueryAnswer&)> answer;       ///< A status query was answered, in time or late.
     std::function<void(int station, bool alive)>
         station;                          ///< A station was taken out of the plan or is back in it.
     std::function<void(bool open)> line;  ///< The line was lost or is back.
     std::function<void()> cycle;          ///< A cycle of the plan is over.
 };
 
-/// Runs on one thread by step(). One-off operations are handed to the driver one after the other, so that the
-/// end of each is known for certain and a failed one takes no other with it.
+/// Stepwise: it takes time and bytes in and gives bytes and the next due time out, and waits for nothing.
+/// One-off operations are handed to the driver one after the other, so that the end of each is known for
+/// certain and a failed one takes no other with it.
 class PollEngine {
 public:
-    PollEngine(DriverSession& session, CommLoop& loop, Clock& clock, const LineSettings& settings);
+    PollEngine(DriverSession& session, CommLoop& loop, const LineSettings& settings, qint64 nowUs);
 
     void setEvents(EngineEvents events) { events_ = std::move(events); }
     /// Begins to poll the points, in place of those before.
@@ -52,40 +64,71 @@ public:
               const std::function<void(const Transaction&)>& done);
     /// Queues a write of raw items, split into requests. `done` is called once per request.
     void write(const WriteRequest& request, const std::function<void(const Transaction&)>& done);
-    /// Requests that have been queued and not ended.
-    int pendingOperations() const { return static_cast<int>(queue_.size()) + (active_ ? 1 : 0); }
-    /// Ends all of them: `done` is called for each, in order, with Outcome::CutShort and `reason` as info.
-    /// The driver may still hold the one that was under way: after that the engine is not stepped any more,
-    /// unless it is called by the `done` of another one.
+    /// Queues one status query to a station, which is not repeated; EngineEvents::answer tells of its answer.
+    void query(int station) { queries_.push_back(station); }
+    /// Requests and queries that have been queued and not ended, or whose answer is not settled.
+    int pendingOperations() const;
+    /// Ends all of them: `done` is called for each, in order, with Outcome::CutShort and `reason` as info;
+    /// what was answered and is not settled is doubtful. The driver may still hold the one that was under way:
+    /// after that the engine is not advanced any more, unless it is called by the `done` of another one.
     void abandonOperations(const QString& reason);
+    /// Nothing new is begun from now on; what is held is proven, or found doubtful. Over when concluded().
+    void conclude();
+    bool concluded() const { return pendingOperations() == 0 && loop_.exchange().idle() && !loop_.exchange().unproven(); }
 
-    /// Waits for what is left of the silent interval before the next request. A host that calls this before
-    /// it looks for new writes, and then step(), has them on the line after at most the request in flight.
-    void awaitTurn();
-    CommLoop::Step step();
-    /// Until when nothing will happen when step() gave Idle or NoLine; at most 50 ms from now.
-    qint64 wakeUs();
+    /// Bytes came, the last of them at `nowUs`.
+    void received(const char* bytes, int count, qint64 nowUs);
+    /// Does everything that can be done at `nowUs`. What is to be sent is the loop's exchange's output().
+    void advance(qint64 nowUs);
+    /// When advance() has something to do; -1 = not before something comes or is queued.
+    qint64 nextDueUs(qint64 nowUs) const;
+    void lineLost(qint64 nowUs);
+    void lineBack(qint64 nowUs);
 
+    CommLoop& loop() { return loop_; }
     const ValueTable& table() const { return table_; }
     const Statistics& statistics() const { return statistics_; }
     const StationHealth& health() const { return health_; }
     const PollPlan& plan() const { return plan_; }
 
 private:
+    /// A read that is held, and where its items are.
+    struct HeldRead {
+        quint64 ticket = 0;
+        ItemRange range;
+        ItemRange skip;
+        bool skips = false;
+        std::size_t firstItem = 0;
+        qint64 readUs = 0;
+    };
+    /// An operation whose last answer is held.
+    struct HeldOperation {
+        quint64 ticket = 0;
+        Operation operation;
+        Transaction transaction;
+    };
+
+    bool begin(qint64 nowUs);
+    bool beginQuery(qint64 nowUs);
+    void probe(qint64 nowUs);
+    void endProbe(qint64 nowUs);
     void onTransaction(const Transaction& transaction);
+    void onSettled(quint64 ticket, bool good);
+    void onNote(const ExchangeNote& note);
     void onCyclicRead(const Transaction& transaction, const ItemRange& range);
     void onOperationEnd(const Transaction& transaction);
-    void onLine(bool open);
-    void onCycleEnd();
-    void takeValues(const ItemRange& range);
-    void reportQuality(const QVector<int>& points);
-    void queueProbes();
+    void onCycleEnd(qint64 nowUs);
+    void onAlive(int station);
+    void takeValues(const Transaction& transaction, const ItemRange& range);
+    void settleRead(const HeldRead& held, bool good);
+    void settleOperation(quint64 ticket, bool good);
+    void reportValues(const QVector<int>& points);
     void handOver();
     void replan();
+    void countOthers();
 
     DriverSession& session_;
     CommLoop& loop_;
-    Clock& clock_;
     LineSettings settings_;
     EngineEvents events_;
     ValueTable table_;
@@ -93,11 +136,23 @@ private:
     StationHealth health_;
     Statistics statistics_;
     std::deque<Operation> queue_;
+    std::deque<int> queries_;
     Operation current_;
     bool active_ = false;    ///< current_ is with the driver.
     bool answered_ = false;  ///< The station gave a sign of life to current_.
+    int queried_ = 0;        ///< The station of the query that is waited for; 0 without one.
+    bool probing_ = false;   ///< It is a probe.
+    bool queryAnswered_ = false;
     bool replanNeeded_ = false;
+    bool concluding_ = false;
+    int skipped_ = 0;             ///< Operations in a row that were not sent, for the station owes a reply.
+    qint64 stalledUntilUs_ = 0;   ///< All stations owe replies: nothing is begun before that.
     qint64 cycleStartUs_ = -1;
+    std::vector<HeldRead> heldReads_;
+    std::size_t firstHeld_ = 0;  ///< Of heldReads_: those before it are settled.
+    std::vector<quint16> heldItems_;
+    std::vector<HeldOperation> heldOperations_;
+    std::vector<int> changed_;  ///< Kept for its memory.
 };
 
 /// `count` items from `address`, cut where the register numbers do not run on and at `block` items (eight

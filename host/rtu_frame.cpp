@@ -1,6 +1,27 @@
 #include "rtu_frame.h"
 
+#include <array>
+
 namespace dx7 {
+
+namespace {
+
+// What eight steps of the CRC (polynomial 0xA001, lowest bit first) make of each byte.
+constexpr std::array<quint16, 256> crcTable() {
+    std::array<quint16, 256> table{};
+    for (int byte = 0; byte < 256; ++byte) {
+        int crc = byte;
+        for (int bit = 0; bit < 8; ++bit) {
+            crc = (crc & 1) != 0 ? (crc >> 1) ^ 0xA001 : crc >> 1;
+        }
+        table[static_cast<std::size_t>(byte)] = static_cast<quint16>(crc);
+    }
+    return table;
+}
+
+constexpr std::array<quint16, 256> CRC_TABLE = crcTable();
+
+}  // namespace
 
 bool isWriteFunction(int function) {
     return function == 5 || function == 6 || function == 15 || function == 16;
@@ -8,17 +29,18 @@ bool isWriteFunction(int function) {
 
 quint16 crc16(const QByteArray& bytes, int start, int length) {
     quint16 crc = 0xFFFF;
+    const char* const data = bytes.constData();
     for (int i = start; i < start + length; ++i) {
-        crc = static_cast<quint16>(crc ^ static_cast<quint8>(bytes.at(i)));
-        for (int bit = 0; bit < 8; ++bit) {
-            const bool carry = (crc & 1) != 0;
-            crc = static_cast<quint16>(crc >> 1);
-            if (carry) {
-                crc = static_cast<quint16>(crc ^ 0xA001);
-            }
-        }
+        const std::size_t row = (crc ^ static_cast<quint8>(data[i])) & 0xFF;
+        crc = static_cast<quint16>((crc >> 8) ^ CRC_TABLE[row]);
     }
     return crc;
+}
+
+void appendCrc(QByteArray& frame) {
+    const quint16 crc = crc16(frame, 0, frame.size());
+    frame.append(static_cast<char>(crc & 0xFF));
+    frame.append(static_cast<char>(crc >> 8));
 }
 
 bool endsWithCrc(const QByteArray& bytes, int start, int length) {
@@ -78,8 +100,10 @@ QString functionName(int code) {
             return QStringLiteral("write single coil");
         case 6:
             return QStringLiteral("write single register");
-        case 7:
+        case READ_EXCEPTION_STATUS:
             return QStringLiteral("read exception status");
+        case DIAGNOSTICS:
+            return QStringLiteral("diagnostics");
         case 16:
             return QStringLiteral("write multiple registers");
         default:

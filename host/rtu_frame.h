@@ -16,6 +16,9 @@ enum : int {
     LONGEST_FRAME_BYTES = 256
 };
 
+/// The two function codes that say nothing of any item.
+enum : int { READ_EXCEPTION_STATUS = 7, DIAGNOSTICS = 8 };
+
 /// What the acknowledgement of a write repeats of its request: the address, then the value or the quantity.
 enum : int { ECHO_START = 2, ECHO_BYTES = 4 };
 
@@ -27,6 +30,9 @@ bool isWriteFunction(int function);
 
 /// CRC-16 of Modbus over `length` bytes from `start`.
 quint16 crc16(const QByteArray& bytes, int start, int length);
+
+/// Appends the CRC of `frame` to it, low byte first.
+void appendCrc(QByteArray& frame);
 
 /// Whether the `length` bytes from `start` end with their own CRC, low byte first. False when they are too
 /// few.

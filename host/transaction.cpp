@@ -69,6 +69,9 @@ bool refusesForCertain(int exceptionCode) {
 }
 
 QString outcomeText(const Transaction& transaction) {
+    if (transaction.doubtful) {
+        return QStringLiteral("doubtful: the reply may be the answer to another request");
+    }
     switch (transaction.outcome) {
         case Outcome::Good:
             return QStringLiteral("good");
@@ -82,6 +85,11 @@ QString outcomeText(const Transaction& transaction) {
                 .arg(exceptionName(transaction.exceptionCode));
         case Outcome::CutShort:
             return transaction.info;
+        case Outcome::EchoOnly:
+            return QStringLiteral(
+                "not sent: the adapter sends back what is sent, and the station does not answer");
+        case Outcome::Skipped:
+            return transaction.heard ? noReplyText(transaction) : QStringLiteral("no reply");
         default:
             return noReplyText(transaction);
     }

@@ -17,7 +17,8 @@ enum class Outcome {
     WrongCrc,
     WrongLength,
     Exception,  ///< The station refused the request.
-    Skipped,    ///< Not sent at all: the attempts left to a station that gave no sign on the first one.
+    Skipped,    ///< Not sent: the station still owes the reply to a request before.
+    EchoOnly,   ///< Not sent: the adapter echoes, and its echo would pass for the acknowledgement.
     CutShort,   ///< The host ended the operation before its end; `info` says why.
 };
 
@@ -31,10 +32,14 @@ struct Transaction {
     QByteArray reply;  ///< What the driver got; empty after an exception.
     Outcome outcome = Outcome::Timeout;
     int exceptionCode = 0;      ///< With Outcome::Exception.
-    int foreignFrames = 0;      ///< Frames put aside while waiting.
-    QVector<int> lateStations;  ///< A station per late reply that came before or while waiting.
-    qint64 noiseBytes =
-        0;  ///< Bytes outside of whole frames that came while the operation's attempts waited.
+    /// Of a reply or refusal: what its settlement is named by. Up to that it is not proven.
+    quint64 ticket = 0;
+    /// It was settled as doubtful: what came may be the answer to something else.
+    bool doubtful = false;
+    /// Of a good read, for the end of an operation: its raw items.
+    QVector<int> items;
+    /// Bytes outside of whole frames that came while the operation's attempts waited.
+    qint64 noiseBytes = 0;
     /// Whole frames that were put aside while the operation's attempts waited.
     int otherFrames = 0;
     /// The last of them from the operation's station with its function code, which does not answer it; empty
@@ -54,7 +59,7 @@ struct Transaction {
 
     /// The operation is over, one way or the other.
     bool finished() const { return driverResult != SEND_AGAIN; }
-    bool good() const { return driverResult == REPLY_GOOD; }
+    bool good() const { return driverResult == REPLY_GOOD && !doubtful; }
     /// The station gave a sign of life.
     bool answered() const { return outcome == Outcome::Good || outcome == Outcome::Exception; }
 };

@@ -1,6 +1,7 @@
 #include "value_table.h"
 
 #include <algorithm>
+#include <tuple>
 
 namespace dx7 {
 
@@ -21,117 +22,197 @@ bool shownAsPending(const ItemRange& write, const RegisterType& type, int statio
     return address >= write.address && address < write.address + write.count;
 }
 
+bool sameShown(const PointState& a, const PointState& b) {
+    return a.quality == b.quality && a.known == b.known && a.raw == b.raw && a.fault == b.fault;
+}
+
 }  // namespace
 
 QString qualityText(Quality quality) {
     switch (quality) {
         case Quality::Good:
             return QStringLiteral("good");
-        case Quality::Bad:
-            return QStringLiteral("bad");
-        case Quality::NoLine:
-            return QStringLiteral("no line");
+        case Quality::Fresh:
+            return QStringLiteral("fresh");
+        case Quality::Doubtful:
+            return QStringLiteral("doubtful");
+        case Quality::Stale:
+            return QStringLiteral("stale");
         default:
-            return QStringLiteral("unknown");
+            return QStringLiteral("bad");
     }
 }
 
-QString ValueTable::key(int station, const QString& regType, int address) {
-    return QStringLiteral("%1:%2@%3").arg(regType).arg(address).arg(station);
+int ValueTable::typeIndex(const QString& name) const {
+    const auto found = std::find(typeNames_.begin(), typeNames_.end(), name);
+    return found == typeNames_.end() ? -1 : static_cast<int>(found - typeNames_.begin());
 }
 
 void ValueTable::setPoints(const QVector<Point>& points) {
     points_ = points;
-    states_.clear();
-    slots_.clear();
+    entries_.clear();
+    places_.clear();
+    typeNames_.clear();
     for (int i = 0; i < points.size(); ++i) {
         const Point& point = points.at(i);
-        PointState state;
-        state.items = QVector<int>(point.items(), -1);
-        states_ += state;
+        Entry fresh;
+        fresh.state.fault = fresh.told.fault = QStringLiteral("never read");
+        fresh.items = fresh.goodItems = QVector<int>(point.items(), -1);
+        entries_.push_back(fresh);
+        if (typeIndex(point.type.name) < 0) {
+            typeNames_.push_back(point.type.name);
+        }
         for (int item = 0; item < point.items(); ++item) {
-            slots_[key(point.station, point.type.name, point.address + item)] += Slot{i, item};
+            places_.push_back(
+                Place{point.station, typeIndex(point.type.name), point.address + item, i, item});
+        }
+    }
+    std::sort(places_.begin(), places_.end(), [](const Place& a, const Place& b) {
+        return std::tie(a.station, a.type, a.address, a.point) <
+               std::tie(b.station, b.type, b.address, b.point);
+    });
+}
+
+std::size_t ValueTable::firstPlace(const ItemRange& range) const {
+    const int type = typeIndex(range.regType);
+    const auto found =
+        std::lower_bound(places_.begin(), places_.end(), range, [type](const Place& place, const ItemRange& r) {
+            return std::tie(place.station, place.type, place.address) < std::tie(r.station, type, r.address);
+        });
+    return static_cast<std::size_t>(found - places_.begin());
+}
+
+bool ValueTable::within(std::size_t place, const ItemRange& range, int type) const {
+    return place < places_.size() && places_[place].station == range.station && places_[place].type == type &&
+           places_[place].address < range.address + range.count;
+}
+
+void ValueTable::arrive(const ReadItems& read, const ItemRange* skip, std::vector<int>* changed) {
+    const int type = typeIndex(read.range.regType);
+    for (std::size_t i = firstPlace(read.range); within(i, read.range, type); ++i) {
+        const Place& place = places_[i];
+        const Point& point = points_.at(place.point);
+        if (skip != nullptr && shownAsPending(*skip, point.type, place.station, place.address)) {
+            continue;
+        }
+        Entry& known = entry(place.point);
+        known.items[place.item] = read.items[place.address - read.range.address];
+        known.ticket = read.ticket;
+        known.failed = false;
+        if (known.items.contains(-1)) {
+            continue;
+        }
+        const quint32 raw = rawFromItems(point.format, known.items);
+        const bool news = !known.state.known || known.state.raw != raw || known.state.quality == Quality::Bad ||
+                          known.state.quality == Quality::Stale;
+        known.state.known = true;
+        known.state.raw = raw;
+        known.state.readUs = read.readUs;
+        known.state.quality = Quality::Fresh;
+        known.state.fault.clear();
+        if (news && (changed->empty() || changed->back() != place.point)) {
+            changed->push_back(place.point);
         }
     }
 }
 
-// True when the point has a new value.
-bool ValueTable::setItem(const Slot& slot, int value) {
-    PointState& state = states_[slot.point];
-    state.items[slot.item] = value;
-    if (state.items.contains(-1)) {
-        return false;
-    }
-    const quint32 raw = rawFromItems(points_.at(slot.point).format, state.items);
-    const bool first = !state.known;
-    const bool changed = !first && raw != state.raw;
-    state.known = true;
-    state.raw = raw;
-    state.changes += changed ? 1 : 0;
-    return first || changed;
+bool ValueTable::tell(Entry& known, const PointState& state) {
+    const bool news = !sameShown(known.told, state);
+    known.told = state;
+    return news;
 }
 
-QVector<int> ValueTable::take(DriverSession& session, const ItemRange& range, const ItemRange* skip,
-                              qint64 nowUs) {
-    QVector<int> changed;
-    for (int address = range.address; address < range.address + range.count; ++address) {
-        const QVector<Slot> taken = slots_.value(key(range.station, range.regType, address));
-        for (const Slot& slot : taken) {
-            const RegisterType& type = points_.at(slot.point).type;
-            const bool pending = skip != nullptr && shownAsPending(*skip, type, range.station, address);
-            if (pending) {
+void ValueTable::settle(const ReadItems& read, const ItemRange* skip, bool good, std::vector<int>* changed) {
+    const int type = typeIndex(read.range.regType);
+    for (std::size_t i = firstPlace(read.range); within(i, read.range, type); ++i) {
+        const Place& place = places_[i];
+        const Point& point = points_.at(place.point);
+        if (skip != nullptr && shownAsPending(*skip, point.type, place.station, place.address)) {
+            continue;
+        }
+        Entry& known = entry(place.point);
+        const int value = read.items[place.address - read.range.address];
+        known.goodItems[place.item] = good ? value : -1;
+        PointState state = known.told;
+        state.readUs = read.readUs;
+        if (!good) {
+            // The value that may be another's is shown as such, where there is a whole one.
+            if (known.items.contains(-1)) {
                 continue;
             }
-            const int value = session.value(range.station, range.regType, address, type.itemBytes());
-            const bool news = setItem(slot, value);
-            PointState& state = states_[slot.point];
-            if ((news || (state.known && state.quality != Quality::Good)) && !changed.contains(slot.point)) {
-                changed += slot.point;
-            }
-            if (state.known) {
-                state.quality = Quality::Good;
-                state.readUs = nowUs;
-            }
+            QVector<int> items = known.items;
+            items[place.item] = value;
+            state.raw = rawFromItems(point.format, items);
+            state.quality = Quality::Doubtful;
+        } else if (known.goodItems.contains(-1)) {
+            continue;
+        } else {
+            state.raw = rawFromItems(point.format, known.goodItems);
+            state.changes += known.proven && state.raw != known.provenRaw ? 1 : 0;
+            state.quality = known.failed ? Quality::Stale : Quality::Good;
+            known.proven = true;
+            known.provenRaw = state.raw;
+        }
+        state.known = true;
+        if (!known.failed) {
+            state.fault.clear();
+        }
+        if (tell(known, state) && (changed->empty() || changed->back() != place.point)) {
+            changed->push_back(place.point);
+        }
+        known.state.changes = state.changes;
+        if (known.ticket == read.ticket || known.failed) {
+            known.state = known.told;
         }
     }
-    return changed;
 }
 
 QVector<int> ValueTable::pointsIn(const ItemRange& range) const {
     QVector<int> found;
-    for (int address = range.address; address < range.address + range.count; ++address) {
-        for (const Slot& slot : slots_.value(key(range.station, range.regType, address))) {
-            found += slot.point;
-        }
+    const int type = typeIndex(range.regType);
+    for (std::size_t i = firstPlace(range); within(i, range, type); ++i) {
+        found += places_[i].point;
     }
     std::sort(found.begin(), found.end());
     found.erase(std::unique(found.begin(), found.end()), found.end());
     return found;
 }
 
-QVector<int> ValueTable::setQuality(const QVector<int>& points, Quality quality) {
+// `known`: the quality of a point that was good before.
+QVector<int> ValueTable::failPoints(const QVector<int>& points, const QString& fault, Quality known) {
     QVector<int> changed;
     for (const int point : points) {
-        if (states_.at(point).quality != quality) {
-            states_[point].quality = quality;
+        Entry& failed = entry(point);
+        PointState state = failed.told;
+        state.quality = failed.proven ? known : Quality::Bad;
+        state.fault = fault;
+        if (failed.proven) {
+            state.raw = failed.provenRaw;
+            state.known = true;
+        } else {
+            state.known = false;
+        }
+        failed.failed = true;
+        if (tell(failed, state)) {
             changed += point;
         }
+        failed.state = failed.told;
     }
     return changed;
 }
 
-QVector<int> ValueTable::fail(const ItemRange& range) {
-    return setQuality(pointsIn(range), Quality::Bad);
+QVector<int> ValueTable::fail(const ItemRange& range, const QString& fault, bool refused) {
+    return failPoints(pointsIn(range), fault, refused ? Quality::Bad : Quality::Stale);
 }
 
-QVector<int> ValueTable::failStation(int station) {
+QVector<int> ValueTable::failStation(int station, const QString& fault) {
     QVector<int> found;
     for (int i = 0; i < points_.size(); ++i) {
         if (points_.at(i).station == station) {
             found += i;
         }
     }
-    return setQuality(found, Quality::Bad);
+    return failPoints(found, fault, Quality::Stale);
 }
 
 QVector<int> ValueTable::lineLost() {
@@ -139,14 +220,15 @@ QVector<int> ValueTable::lineLost() {
     for (int i = 0; i < points_.size(); ++i) {
         all += i;
     }
-    return setQuality(all, Quality::NoLine);
+    return failPoints(all, QStringLiteral("no line"), Quality::Bad);
 }
 
 void ValueTable::lineBack() {
-    for (PointState& state : states_) {
-        if (state.quality == Quality::NoLine) {
-            state.quality = state.known ? Quality::Bad : Quality::Unknown;
-        }
+    for (Entry& waiting : entries_) {
+        waiting.told.quality = waiting.proven ? Quality::Stale : Quality::Bad;
+        waiting.told.fault = waiting.proven ? QStringLiteral("not read since the line is back")
+                                            : QStringLiteral("never read");
+        waiting.state = waiting.told;
     }
 }
 

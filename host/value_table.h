@@ -3,8 +3,8 @@
 #ifndef DX7_HOST_VALUE_TABLE_H
 #define DX7_HOST_VALUE_TABLE_H
 
-#include <QHash>
 #include <QVector>
+#include <vector>
 
 #include "driver_session.h"
 #include "item_notation.h"
@@ -12,61 +12,94 @@
 namespace dx7 {
 
 enum class Quality {
-    Unknown,  ///< Never read.
-    Good,     ///< The last read succeeded.
-    Bad,      ///< The last read failed; the value is the last good one, if there was any.
-    NoLine    ///< The line is not open.
+    Bad,       ///< Never read, refused, or without a line; the fault says which.
+    Fresh,     ///< Read, and not yet proven to be no other request's.
+    Good,      ///< Proven.
+    Doubtful,  ///< Read, but the reply may be the answer to another request.
+    Stale      ///< Was good, and could not be read again when it was due; the fault says why.
 };
 
+/// "bad", "fresh", "good", "doubtful" or "stale".
 QString qualityText(Quality quality);
 
 /// What is known of one point.
 struct PointState {
-    Quality quality = Quality::Unknown;
-    bool known = false;  ///< There was a good read.
-    quint32 raw = 0;     ///< The value of the last good read.
-    qint64 readUs = 0;   ///< When that was.
-    qint64 changes = 0;  ///< How often the value differed from the one before it.
-    QVector<int> items;  ///< Raw items; -1 for one not read yet.
+    Quality quality = Quality::Bad;
+    bool known = false;   ///< There is a value.
+    quint32 raw = 0;      ///< The value.
+    qint64 readUs = 0;    ///< When it was read.
+    qint64 changes = 0;   ///< How often a good value differed from the good one before it.
+    QString fault;        ///< Of Bad and Stale; empty otherwise.
 };
 
-/// Takes values over from the driver after good reads. A change is a difference from the value taken before,
-/// never the driver's report alone, which for bits may come without a change or not at all.
+/// Items of one reply, with the time at which they were read.
+struct ReadItems {
+    ItemRange range;
+    const quint16* items = nullptr;  ///< One for each item of the range; borrowed for the call.
+    qint64 readUs = 0;
+    quint64 ticket = 0;
+};
+
+/// Takes values over as they come (fresh) and again when they are settled (good or doubtful). state() is what
+/// is known now; told() is what programs that must not show an unproven value get.
 class ValueTable {
 public:
     void setPoints(const QVector<Point>& points);
 
     const QVector<Point>& points() const { return points_; }
-    const PointState& state(int index) const { return states_.at(index); }
+    /// The latest value, proven or not.
+    const PointState& state(int index) const { return entry(index).state; }
+    /// What was settled last.
+    const PointState& told(int index) const { return entry(index).told; }
     int size() const { return points_.size(); }
 
-    /// A read of `range` succeeded at `nowUs`: takes its items over, except those that `skip` covers (the
-    /// driver shows a pending write in their place). Returns the points that have a new value, first ones
-    /// included, and those that turned good again.
-    QVector<int> take(DriverSession& session, const ItemRange& range, const ItemRange* skip, qint64 nowUs);
-    /// A read of `range` failed for good. Returns the points whose quality changed.
-    QVector<int> fail(const ItemRange& range);
-    /// All points of a station are bad, for it is not polled. Returns those whose quality changed.
-    QVector<int> failStation(int station);
-    /// The line was lost. Returns the points whose quality changed.
+    /// The items were read. `skip` (or null) is a range whose items the driver shows as pending instead.
+    /// Appends the points that have a new value to `*changed`.
+    void arrive(const ReadItems& read, const ItemRange* skip, std::vector<int>* changed);
+    /// The items that arrive() took are good, or doubtful. Appends the points whose told() changed.
+    void settle(const ReadItems& read, const ItemRange* skip, bool good, std::vector<int>* changed);
+    /// A read of `range` failed for good: what was good is stale, or bad when the station `refused` it.
+    /// Returns the points whose told() changed.
+    QVector<int> fail(const ItemRange& range, const QString& fault, bool refused);
+    /// The same of all points of a station.
+    QVector<int> failStation(int station, const QString& fault);
+    /// The line was lost. Returns the points whose told() changed.
     QVector<int> lineLost();
-    /// The line is back: what was "no line" waits for its next read as bad, or unknown when it was never
-    /// read.
+    /// The line is back: what was good is stale until it is read again.
     void lineBack();
 
 private:
-    struct Slot {
-        int point;
-        int item;
+    struct Entry {
+        PointState state;
+        PointState told;
+        bool proven = false;  ///< There was a good value.
+        quint32 provenRaw = 0;
+        bool failed = false;     ///< The last read failed.
+        quint64 ticket = 0;      ///< Of the latest read.
+        QVector<int> items;      ///< Raw items as they came; -1 for one not read yet.
+        QVector<int> goodItems;  ///< Likewise the settled ones.
     };
-    static QString key(int station, const QString& regType, int address);
-    bool setItem(const Slot& slot, int value);
-    QVector<int> setQuality(const QVector<int>& points, Quality quality);
+    /// A raw item of a point, in the order of station, type and address.
+    struct Place {
+        int station = 0;
+        int type = 0;  ///< Index in typeNames_.
+        int address = 0;
+        int point = 0;
+        int item = 0;
+    };
+    const Entry& entry(int index) const { return entries_[static_cast<std::size_t>(index)]; }
+    Entry& entry(int index) { return entries_[static_cast<std::size_t>(index)]; }
+    std::size_t firstPlace(const ItemRange& range) const;
+    bool within(std::size_t place, const ItemRange& range, int type) const;
+    int typeIndex(const QString& name) const;
+    bool tell(Entry& entry, const PointState& state);
+    QVector<int> failPoints(const QVector<int>& points, const QString& fault, Quality known);
     QVector<int> pointsIn(const ItemRange& range) const;
 
     QVector<Point> points_;
-    QVector<PointState> states_;
-    QHash<QString, QVector<Slot>> slots_;
+    std::vector<Entry> entries_;
+    std::vector<QString> typeNames_;
+    std::vector<Place> places_;
 };
 
 }  // namespace dx7

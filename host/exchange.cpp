@@ -1,0 +1,815 @@
+#include "exchange.h"
+
+#include <algorithm>
+
+#include "frame_tap.h"
+#include "rtu_frame.h"
+
+namespace dx7 {
+
+namespace {
+
+enum { HIGHEST_STATION = 247, CLEAN_WINDOWS = 3, FEWEST_PASSED = 2, PATIENT_REPLIES = 20, MOST_WINDOW = 1 << 20 };
+
+const qint64 SECOND_US = 1000000;
+const qint64 PROOF_INTERVAL_US = SECOND_US;
+const qint64 ASK_AGAIN_US = 3 * SECOND_US;
+const qint64 FORGET_US = 10 * SECOND_US;
+// Bytes of one reply do not lie further apart, whatever carries them.
+const qint64 PIECE_GAP_US = 50000;
+const qint64 COPY_SLACK_US = 5000;
+const int SILENT_TIMEOUTS = 10;
+const int SILENCE_ATTEMPTS = 20;
+
+void assign(QByteArray& to, const QByteArray& from) {
+    to.resize(0);
+    to.append(from);
+}
+
+void append16(QByteArray& bytes, int word) {
+    bytes.append(static_cast<char>(word >> 8));
+    bytes.append(static_cast<char>(word & 0xFF));
+}
+
+// The reply of these may be the request itself.
+bool repliesLikeItself(int function) {
+    return function == 5 || function == 6 || function == DIAGNOSTICS;
+}
+
+}  // namespace
+
+Exchange::Exchange(const LineSettings& settings)
+    : settings_(settings), stations_(256), windowLimit_(MOST_WINDOW) {
+    for (QByteArray* const bytes : {&output_, &frame_, &query_, &reply_, &request_}) {
+        bytes->reserve(LONGEST_FRAME_BYTES);
+    }
+    for (Accepted& accepted : accepted_) {
+        accepted.frame.reserve(LONGEST_FRAME_BYTES);
+    }
+    echo_ = settings.echo == EchoMode::On    ? Echo::Yes
+            : settings.echo == EchoMode::Off ? Echo::No
+                                             : Echo::Unknown;
+}
+
+void Exchange::reset() {
+    settleAll(false);
+    for (Station& station : stations_) {
+        station.owesData = station.reported = false;
+        station.queries = 0;
+        station.unproven = true;
+    }
+    stream_.drop(stream_.buffer().size());
+    stream_.await(0, 0, 0);
+    output_.resize(0);
+    phase_ = Phase::Idle;
+    present_ = queried_ = 0;
+    end_.reset();
+    dirty_ = false;
+    cleanWindows_ = 0;
+}
+
+// Time.
+
+qint64 Exchange::boundUs() const {
+    return std::max(settings_.retries, 1) * settings_.timeoutMs * qint64(1000);
+}
+
+qint64 Exchange::waitUs(const Station& station) const {
+    const qint64 timeoutUs = settings_.timeoutMs * qint64(1000);
+    return std::min(std::max(timeoutUs, station.slowUs * 3 / 2), boundUs());
+}
+
+qint64 Exchange::clearUs() const {
+    const qint64 gapUs = silentIntervalUs(settings_);
+    const bool copyComes = copyWaitUs_ > 0 && accepted_[newest_].copies < std::max(usualCopies_, 1) &&
+                           acceptedSequence_ == sequence_;
+    const qint64 waitUs = std::max(gapUs, copyComes ? copyWaitUs_ : 0);
+    // A line that never falls silent is used all the same.
+    const qint64 latestUs = idleSinceUs_ + std::max(SECOND_US, SILENCE_ATTEMPTS * waitUs);
+    return std::min(lastActivityUs_ + waitUs, latestUs);
+}
+
+qint64 Exchange::nextDueUs() const {
+    const bool flush = !stream_.isEmpty() && !awaiting();
+    const qint64 flushUs = flush ? lastActivityUs_ + std::max(PIECE_GAP_US, silentIntervalUs(settings_)) : -1;
+    qint64 dueUs = -1;
+    if (phase_ == Phase::Waiting) {
+        dueUs = clearUs();
+    } else if (phase_ != Phase::Idle) {
+        dueUs = deadlineUs_;
+    }
+    return dueUs < 0 || (flush && flushUs < dueUs) ? flushUs : dueUs;
+}
+
+void Exchange::advance(qint64 nowUs) {
+    forget(nowUs);
+    if (!stream_.isEmpty() && !awaiting() && nowUs > nextDueUs() - 1 &&
+        nowUs >= lastActivityUs_ + std::max(PIECE_GAP_US, silentIntervalUs(settings_))) {
+        takePieces(true, nowUs);
+    }
+    if (phase_ == Phase::Waiting && nowUs >= clearUs()) {
+        if (next_ == Next::Data) {
+            sendData(nowUs);
+        } else {
+            sendQuery(nowUs);
+        }
+    } else if (phase_ == Phase::Data && nowUs >= deadlineUs_) {
+        onDataDeadline(nowUs);
+    } else if (phase_ == Phase::Query && nowUs >= deadlineUs_) {
+        onQueryDeadline(nowUs);
+    } else if (phase_ == Phase::Pause && nowUs >= deadlineUs_) {
+        takePieces(true, nowUs);
+        phase_ = Phase::Idle;
+        idleSinceUs_ = nowUs;
+        end(ExchangeEnd::Broadcast);
+    }
+}
+
+// What is owed for too long is not waited for any more; should it come, it is surplus.
+void Exchange::forget(qint64 nowUs) {
+    for (int number = 1; number <= HIGHEST_STATION; ++number) {
+        Station& station = stationAt(number);
+        const bool owes = station.owesData ? station.reported : station.queries > 0;
+        if (owes && nowUs - station.owedUs >= FORGET_US) {
+            station.owesData = false;
+            station.queries = 0;
+            station.unproven = true;
+        }
+    }
+}
+
+// Sending.
+
+void Exchange::transmit(const QByteArray& frame, qint64 nowUs) {
+    assign(output_, frame);
+    const int function = byteAt(frame, 1);
+    const bool broadcast = byteAt(frame, 0) == 0;
+    const bool ambiguous = repliesLikeItself(function) && !broadcast;
+    const bool likeReply = expectLen_ == frame.size() && echo_ == Echo::No;
+    const bool strip = settings_.echo != EchoMode::Off &&
+                       (echo_ == Echo::Yes || !(ambiguous || (likeReply && &frame == &request_)));
+    stream_.sent(frame, strip);
+    echoSeen_ = false;
+    ++sequence_;
+    lastActivityUs_ = nowUs + lineTimeUs(settings_, frame.size());
+    stationAt(byteAt(frame, 0)).askedUs = lastActivityUs_;
+    if (tap_ != nullptr) {
+        tap_->requestSent(frame, 0);
+    }
+}
+
+void Exchange::sendAt(Next next, qint64 nowUs) {
+    next_ = next;
+    phase_ = Phase::Waiting;
+    idleSinceUs_ = nowUs;
+    if (nowUs >= clearUs()) {
+        if (next == Next::Data) {
+            sendData(nowUs);
+        } else {
+            sendQuery(nowUs);
+        }
+    }
+}
+
+bool Exchange::wantsEchoTest(int function) const {
+    return echo_ == Echo::Unknown && repliesLikeItself(function);
+}
+
+void Exchange::begin(const QByteArray& request, int expectLen, bool first, qint64 nowUs) {
+    assign(request_, request);
+    expectLen_ = expectLen;
+    requestSent_ = false;
+    damaged_ = false;
+    reply_.resize(0);
+    mismatch_.resize(0);
+    present_ = byteAt(request, 0);
+    if (first || operationUs_ == 0) {
+        operationUs_ = nowUs;
+    }
+    Station& station = stationAt(present_);
+    station.functions |= 1U << (byteAt(request, 1) & 31);
+    if (nowUs - std::max(station.heardUs, station.askedUs) >= SILENT_TIMEOUTS * settings_.timeoutMs * qint64(1000)) {
+        station.disturbed = false;
+    }
+    if (expectLen <= 0 || present_ == 0) {
+        sendData(nowUs);
+        return;
+    }
+    if (station.owesData) {
+        if (station.queries > 0 && !mayQuery(station, nowUs)) {
+            end(ExchangeEnd::Owed);
+        } else {
+            beginQuery(present_, Purpose::Precede, nowUs);
+        }
+        return;
+    }
+    echoTest_ = wantsEchoTest(byteAt(request, 1));
+    if (echoTest_) {
+        beginQuery(present_, Purpose::Precede, nowUs);
+    } else {
+        sendData(nowUs);
+    }
+}
+
+void Exchange::sendData(qint64 nowUs) {
+    transmit(request_, nowUs);
+    requestSent_ = true;
+    if (expectLen_ <= 0 || present_ == 0) {
+        phase_ = Phase::Pause;
+        deadlineUs_ = lastActivityUs_ + settings_.turnaroundMs * qint64(1000);
+        return;
+    }
+    Station& station = stationAt(present_);
+    station.owesData = true;
+    station.reported = false;
+    assign(station.request, request_);
+    station.expectLen = expectLen_;
+    station.endUs = station.owedUs = lastActivityUs_;
+    station.sequence = sequence_;
+    station.statusData = station.statusData || byteAt(request_, 1) == READ_EXCEPTION_STATUS;
+    stream_.await(present_, byteAt(request_, 1), expectLen_);
+    phase_ = Phase::Data;
+    deadlineUs_ = lastActivityUs_ + waitUs(station) + lineTimeUs(settings_, expectLen_);
+}
+
+bool Exchange::useDiagnostic(const Station& station) const {
+    if (echo_ == Echo::Unknown || (!station.diagnosticAnswered && station.diagnosticPassed >= FEWEST_PASSED)) {
+        return false;
+    }
+    if (!station.statusAnswered && station.statusPassed >= FEWEST_PASSED) {
+        return true;
+    }
+    // A reply to function code 7 that was asked for as data could pass for the answer.
+    return station.diagnosticNext || station.statusData;
+}
+
+void Exchange::beginQuery(int station, Purpose purpose, qint64 nowUs) {
+    queried_ = station;
+    purpose_ = purpose;
+    sendAt(Next::Query, nowUs);
+}
+
+void Exchange::sendQuery(qint64 nowUs) {
+    Station& station = stationAt(queried_);
+    Query query;
+    query.diagnostic = !echoTest_ && !plainQuery_ && useDiagnostic(station);
+    query_.resize(0);
+    query_.append(static_cast<char>(queried_));
+    if (query.diagnostic) {
+        query.counter = ++counter_;
+        query_.append(static_cast<char>(DIAGNOSTICS));
+        append16(query_, 0);
+        append16(query_, query.counter);
+    } else {
+        query_.append(static_cast<char>(READ_EXCEPTION_STATUS));
+    }
+    appendCrc(query_);
+    transmit(query_, nowUs);
+    query.endUs = lastActivityUs_;
+    query.sequence = sequence_;
+    station.diagnosticNext = !query.diagnostic;
+    if (station.queries == 0 && !station.owesData) {
+        station.owedUs = nowUs;
+    }
+    if (station.queries == static_cast<int>(station.out.size())) {
+        std::copy(station.out.begin() + 1, station.out.end(), station.out.begin());
+        --station.queries;
+    }
+    station.out[static_cast<std::size_t>(station.queries++)] = query;
+    station.queryUs = queryUs_ = nowUs;
+    turn_ = queried_;
+    note(ExchangeNote::Query, queried_);
+    const int answerBytes = query.diagnostic ? query_.size() : int(EXCEPTION_FRAME_BYTES);
+    stream_.await(queried_, query.diagnostic ? DIAGNOSTICS : READ_EXCEPTION_STATUS, answerBytes);
+    phase_ = Phase::Query;
+    awaitQuery(station, nowUs);
+    deadlineUs_ += lineTimeUs(settings_, answerBytes);
+    bool more = false;
+    for (const Held& held : held_) {
+        const Station& other = stationAt(held.station);
+        more = more || (held.station != queried_ && !other.proven && other.queries == 0);
+    }
+    cycleEnded_ = cycleEnded_ && more;
+}
+
+// How long the line waits for the answer to the query that is out.
+void Exchange::awaitQuery(const Station& station, qint64 nowUs) {
+    const qint64 endUs = station.out[static_cast<std::size_t>(station.queries - 1)].endUs;
+    const qint64 lastUs = operationUs_ + boundUs();
+    switch (purpose_) {
+        case Purpose::Resolve:
+            deadlineUs_ = others_ ? std::min(endUs + waitUs(station), lastUs) : lastUs;
+            break;
+        case Purpose::Precede:
+            deadlineUs_ = std::min(endUs + waitUs(station), std::max(lastUs, endUs));
+            break;
+        case Purpose::Proof:
+            deadlineUs_ = endUs + (finishing_ && (station.statusAnswered || station.diagnosticAnswered)
+                                       ? boundUs()
+                                       : waitUs(station));
+            break;
+    }
+    deadlineUs_ = std::max(deadlineUs_, nowUs);
+}
+
+// Bytes in.
+
+void Exchange::feed(const char* bytes, int count, qint64 nowUs) {
+    if (count <= 0) {
+        return;
+    }
+    stream_.append(bytes, count);
+    lastActivityUs_ = nowUs;
+    takePieces(false, nowUs);
+}
+
+void Exchange::takePieces(bool last, qint64 nowUs) {
+    FrameStream::Piece piece;
+    while (last ? stream_.last(&piece) : stream_.next(&piece)) {
+        frame_.resize(0);
+        frame_.append(stream_.buffer().constData(), piece.length);
+        stream_.drop(piece.length);
+        switch (piece.kind) {
+            case FrameStream::Kind::Echo:
+                note(ExchangeNote::Echo, byteAt(frame_, 0));
+                echoSeen_ = true;
+                echo_ = Echo::Yes;
+                stream_.sent(QByteArray(), false);
+                break;
+            case FrameStream::Kind::Frame:
+                onFrame(nowUs);
+                break;
+            default:
+                noteDamage(piece.kind, last, nowUs);
+        }
+    }
+}
+
+void Exchange::onFrame(qint64 nowUs) {
+    if (tap_ != nullptr) {
+        tap_->frameReceived(frame_, std::max<qint64>(nowUs - lastActivityUs_, 0));
+    }
+    const int number = byteAt(frame_, 0);
+    Station& station = stationAt(number);
+    station.heardUs = nowUs;
+    const int index = answeredQuery(station);
+    if (number > 0 && station.owesData && answersData(station)) {
+        acceptData(number, nowUs);
+    } else if (number > 0 && index >= 0) {
+        acceptQuery(number, index, nowUs);
+    } else {
+        putAside(nowUs);
+    }
+}
+
+bool Exchange::answersData(const Station& station) const {
+    const int asked = byteAt(station.request, 1);
+    const int function = byteAt(frame_, 1);
+    if (function == (asked | EXCEPTION_BIT)) {
+        return frame_.size() == EXCEPTION_FRAME_BYTES;
+    }
+    if (function != asked || frame_.size() != station.expectLen) {
+        return false;
+    }
+    if (isWriteFunction(asked)) {
+        return frame_.mid(ECHO_START, ECHO_BYTES) == station.request.mid(ECHO_START, ECHO_BYTES);
+    }
+    return asked == READ_EXCEPTION_STATUS || byteAt(frame_, 2) == frame_.size() - EXCEPTION_FRAME_BYTES;
+}
+
+// Index of the oldest query that the frame answers; -1 without one.
+int Exchange::answeredQuery(const Station& station) const {
+    const int function = byteAt(frame_, 1);
+    for (int i = 0; i < station.queries; ++i) {
+        const Query& query = station.out[static_cast<std::size_t>(i)];
+        const int asked = query.diagnostic ? DIAGNOSTICS : READ_EXCEPTION_STATUS;
+        const bool refusal = function == (asked | EXCEPTION_BIT);
+        const bool answer = function == asked && (!query.diagnostic || (wordAt(frame_, 2) == 0 &&
+                                                                        wordAt(frame_, 4) == query.counter));
+        if (refusal || answer) {
+            return i;
+        }
+    }
+    return -1;
+}
+
+void Exchange::acceptData(int number, qint64 nowUs) {
+    Station& station = stationAt(number);
+    const qint64 afterUs = std::max<qint64>(nowUs - station.endUs, 0);
+    const bool inTime =
+        afterUs <= settings_.timeoutMs * qint64(1000) + lineTimeUs(settings_, station.expectLen);
+    const bool current = present_ == number && !station.reported;
+    station.owesData = false;
+    station.slowUs = std::max(station.slowUs, afterUs);
+    passQueries(station, station.sequence, inTime);
+    remember(nowUs);
+    if (!inTime) {
+        station.unproven = station.disturbed = true;
+        note(ExchangeNote::Late, number, afterUs);
+    }
+    if (!current) {
+        return;
+    }
+    assign(reply_, frame_);
+    const bool refusal = (byteAt(frame_, 1) & EXCEPTION_BIT) != 0;
+    end(refusal ? ExchangeEnd::Exception : ExchangeEnd::Reply, ++ticket_);
+    held_.push_back(Held{ticket_, station.sequence, number});
+    if (dirty_) {
+        settleAll(false);
+    } else if (isDeaf(station)) {
+        settleStation(number, !station.disturbed);
+    }
+    if (phase_ == Phase::Data) {
+        phase_ = Phase::Idle;
+        idleSinceUs_ = nowUs;
+        stream_.await(0, 0, 0);
+    } else {
+        purpose_ = Purpose::Proof;
+    }
+}
+
+// A later reply of the station came without the answers to queries before it: there will be none.
+void Exchange::passQueries(Station& station, quint64 sequence, bool inTime) {
+    int left = 0;
+    for (int i = 0; i < station.queries; ++i) {
+        const Query query = station.out[static_cast<std::size_t>(i)];
+        if (query.sequence > sequence) {
+            station.out[static_cast<std::size_t>(left++)] = query;
+        } else if (inTime) {
+            ++(query.diagnostic ? station.diagnosticPassed : station.statusPassed);
+        }
+    }
+    station.queries = left;
+}
+
+void Exchange::acceptQuery(int number, int index, qint64 nowUs) {
+    Station& station = stationAt(number);
+    const Query query = station.out[static_cast<std::size_t>(index)];
+    const qint64 afterUs = std::max<qint64>(nowUs - query.endUs, 0);
+    const int value = byteAt(frame_, 2);
+    const bool refusal = (byteAt(frame_, 1) & EXCEPTION_BIT) != 0;
+    note(ExchangeNote::QueryAnswer, number, afterUs, refusal ? -value : query.diagnostic ? 0 : value);
+    (query.diagnostic ? station.diagnosticAnswered : station.statusAnswered) = true;
+    (query.diagnostic ? station.diagnosticPassed : station.statusPassed) = 0;
+    station.slowUs = std::max(station.slowUs, afterUs);
+    if (echo_ == Echo::Unknown && !query.diagnostic && query.sequence == sequence_ && !echoSeen_) {
+        echo_ = Echo::No;
+    }
+    remember(nowUs);
+    if (station.owesData && station.sequence < query.sequence) {
+        loseData(number);
+    }
+    passQueries(station, query.sequence, false);
+    if (station.queries == 0) {
+        close(number, query.sequence);
+        if (phase_ == Phase::Query && queried_ == number) {
+            finishQuery(true, nowUs);
+        } else if (phase_ == Phase::Waiting && next_ == Next::Query && purpose_ == Purpose::Resolve) {
+            phase_ = Phase::Idle;
+        }
+    }
+}
+
+void Exchange::loseData(int number) {
+    Station& station = stationAt(number);
+    station.owesData = false;
+    if (present_ == number && !station.reported) {
+        end(damaged_ ? ExchangeEnd::Damaged : ExchangeEnd::Nothing);
+    }
+}
+
+// The query with this sequence was answered in its place.
+void Exchange::close(int number, quint64 sequence) {
+    Station& proven = stationAt(number);
+    proven.unproven = proven.statusData = false;
+    proven.proven = true;
+    if (dirty_) {
+        dirty_ = false;
+        return;
+    }
+    ++cleanWindows_;
+    windowLimit_ = std::min(2 * windowLimit_, int(MOST_WINDOW));
+    std::size_t left = 0;
+    for (const Held& held : held_) {
+        if (held.sequence < sequence && (held.station == number || !stationAt(held.station).unproven)) {
+            settle(held, true);
+        } else {
+            held_[left++] = held;
+        }
+    }
+    held_.resize(left);
+}
+
+void Exchange::settleAll(bool good) {
+    for (const Held& held : held_) {
+        settle(held, good);
+    }
+    held_.clear();
+}
+
+void Exchange::settleStation(int number, bool good) {
+    std::size_t left = 0;
+    for (const Held& held : held_) {
+        if (held.station == number) {
+            settle(held, good);
+        } else {
+            held_[left++] = held;
+        }
+    }
+    held_.resize(left);
+}
+
+bool Exchange::isDeaf(const Station& station) const {
+    return !station.statusAnswered && !station.diagnosticAnswered && station.statusPassed > 0 &&
+           station.diagnosticPassed > 0;
+}
+
+// Frames that answer nothing.
+
+// A copy of the frame that was taken last, before anything else was sent, shifts nothing: whichever of the two
+// is the reply, it says the same.
+bool Exchange::absorbCopy(qint64 nowUs) {
+    Accepted& last = accepted_[newest_];
+    if (acceptedSequence_ != sequence_ || last.frame != frame_) {
+        return false;
+    }
+    usualCopies_ = std::max(usualCopies_, ++last.copies);
+    expectCopies(nowUs - last.atUs);
+    note(ExchangeNote::Copy, byteAt(frame_, 0));
+    return true;
+}
+
+void Exchange::putAside(qint64 nowUs) {
+    if (sequence_ > 0 && absorbCopy(nowUs)) {
+        return;
+    }
+    const int number = byteAt(frame_, 0);
+    const Station& station = stationAt(number);
+    if (number == present_ && byteAt(frame_, 1) == byteAt(request_, 1) && awaiting()) {
+        assign(mismatch_, frame_);
+    }
+    auto* const known = std::find_if(accepted_.begin(), accepted_.end(),
+                                     [&](const Accepted& accepted) { return accepted.frame == frame_; });
+    const bool asked = (station.functions >> (byteAt(frame_, 1) & 31) & 1U) != 0;
+    if (known != accepted_.end()) {
+        usualCopies_ = std::max(usualCopies_, ++known->copies);
+        note(ExchangeNote::Copy, number);
+        expectCopies(nowUs - known->atUs);
+    } else {
+        note(asked ? ExchangeNote::Surplus : ExchangeNote::Foreign, number);
+    }
+    disturb(number);
+}
+
+void Exchange::noteDamage(FrameStream::Kind kind, bool last, qint64 nowUs) {
+    const bool like = kind == FrameStream::Kind::Damaged;
+    note(like ? ExchangeNote::Damaged : ExchangeNote::Noise, like ? present_ : 0, 0, frame_.size());
+    if (tap_ != nullptr) {
+        tap_->frameReceived(frame_, std::max<qint64>(nowUs - lastActivityUs_, 0));
+    }
+    if (phase_ == Phase::Data && like) {
+        damaged_ = true;
+        reply_.resize(0);
+        reply_.append(frame_.constData(), std::min(frame_.size(), expectLen_));
+    }
+    // Fewer bytes are no frame that was damaged, but what a line picks up between frames.
+    if (frame_.size() >= SHORTEST_FRAME_BYTES) {
+        disturb(phase_ == Phase::Query ? queried_ : present_);
+    }
+    if (phase_ == Phase::Data && like && !last) {
+        resolve(nowUs);
+    }
+}
+
+// Something else came in between.
+void Exchange::disturb(int number) {
+    windowLimit_ = std::max(std::min(windowLimit_, static_cast<int>(held_.size())) / 2, 1);
+    settleAll(false);
+    dirty_ = true;
+    cleanWindows_ = 0;
+    const bool asked = number >= 1 && number <= HIGHEST_STATION && stationAt(number).functions != 0;
+    disturbedStation_ = asked ? number : present_ > 0 ? present_ : turn_;
+    Station& station = stationAt(disturbedStation_);
+    station.unproven = station.disturbed = true;
+    copyWaitUs_ = std::max(copyWaitUs_, std::min(settings_.timeoutMs * qint64(100), PIECE_GAP_US));
+    repliesWithoutCopy_ = 0;
+}
+
+void Exchange::expectCopies(qint64 lagUs) {
+    copyWaitUs_ = std::min(std::max(copyWaitUs_, 2 * lagUs + COPY_SLACK_US), boundUs());
+    repliesWithoutCopy_ = 0;
+}
+
+// Of the frame that was taken now.
+void Exchange::remember(qint64 nowUs) {
+    if (copyWaitUs_ > 0 && accepted_[newest_].copies == 0 && ++repliesWithoutCopy_ > PATIENT_REPLIES) {
+        copyWaitUs_ = 0;
+        usualCopies_ = 0;
+    }
+    newest_ = (newest_ + 1) % REMEMBERED;
+    Accepted& accepted = accepted_[newest_];
+    assign(accepted.frame, frame_);
+    accepted.atUs = nowUs;
+    accepted.copies = 0;
+    acceptedSequence_ = sequence_;
+}
+
+// Time-outs.
+
+bool Exchange::replyIsComing(qint64 nowUs) {
+    const qint64 nextUs = lastActivityUs_ + PIECE_GAP_US + lineTimeUs(settings_, stream_.missing());
+    if (!stream_.replyBegan() || nextUs <= nowUs || nowUs >= operationUs_ + boundUs()) {
+        return false;
+    }
+    deadlineUs_ = nextUs;
+    return true;
+}
+
+void Exchange::onDataDeadline(qint64 nowUs) {
+    if (replyIsComing(nowUs)) {
+        return;
+    }
+    takePieces(true, nowUs);
+    if (phase_ == Phase::Data) {
+        resolve(nowUs);
+    }
+}
+
+// The present request has no reply: a query tells whether one may still come.
+void Exchange::resolve(qint64 nowUs) {
+    Station& station = stationAt(present_);
+    station.unproven = station.disturbed = true;
+    if (isDeaf(station)) {
+        phase_ = Phase::Idle;
+        idleSinceUs_ = nowUs;
+        loseData(present_);
+    } else {
+        beginQuery(present_, Purpose::Resolve, nowUs);
+    }
+}
+
+void Exchange::onQueryDeadline(qint64 nowUs) {
+    takePieces(true, nowUs);
+    if (phase_ != Phase::Query) {
+        return;
+    }
+    Station& station = stationAt(queried_);
+    station.unproven = true;
+    if (echo_ == Echo::Unknown && !echoSeen_) {
+        echo_ = Echo::No;
+    }
+    if (finishing_ && purpose_ == Purpose::Proof && !plainQuery_) {
+        if (station.queries == 1 && !station.statusAnswered && !station.diagnosticAnswered) {
+            sendAt(Next::Query, nowUs);
+            return;
+        }
+        settleStation(queried_, false);
+    }
+    finishQuery(false, nowUs);
+}
+
+void Exchange::finishQuery(bool answered, qint64 nowUs) {
+    phase_ = Phase::Idle;
+    idleSinceUs_ = nowUs;
+    plainQuery_ = false;
+    stream_.await(0, 0, 0);
+    Station& station = stationAt(queried_);
+    const bool test = echoTest_;
+    echoTest_ = false;
+    if (purpose_ == Purpose::Precede) {
+        if (station.owesData) {
+            end(ExchangeEnd::Owed);
+        } else if (test && !answered && echo_ == Echo::Yes) {
+            end(ExchangeEnd::Refused);
+        } else {
+            sendAt(Next::Data, nowUs);
+        }
+    } else if (purpose_ == Purpose::Resolve && station.owesData && !station.reported) {
+        station.reported = true;
+        end(ExchangeEnd::Owed);
+    }
+}
+
+void Exchange::end(ExchangeEnd::Kind kind, quint64 ticket) {
+    end_ = ExchangeEnd{kind, ticket, requestSent_};
+}
+
+std::optional<ExchangeEnd> Exchange::takeEnd() {
+    std::optional<ExchangeEnd> taken;
+    taken.swap(end_);
+    return taken;
+}
+
+void Exchange::abandon() {
+    Station& station = stationAt(present_);
+    if (present_ > 0 && station.owesData) {
+        station.reported = true;
+    }
+    phase_ = Phase::Idle;
+    output_.resize(0);
+    end_.reset();
+    present_ = 0;
+    echoTest_ = plainQuery_ = false;
+}
+
+// Proof.
+
+bool Exchange::mayQuery(const Station& station, qint64 nowUs) const {
+    return !isDeaf(station) && (station.queries == 0 || nowUs - station.queryUs >= ASK_AGAIN_US);
+}
+
+int Exchange::stationToProve(qint64 nowUs) const {
+    int first = 0;
+    int next = 0;
+    bool firstOwn = false;
+    bool nextOwn = false;
+    for (const Held& held : held_) {
+        const Station& station = stationAt(held.station);
+        if (!mayQuery(station, nowUs) && !(finishing_ && station.queries > 0)) {
+            continue;
+        }
+        const bool own = station.unproven;
+        const bool after = held.station > turn_;
+        int& best = after ? next : first;
+        bool& bestOwn = after ? nextOwn : firstOwn;
+        if (best == 0 || (own && !bestOwn) || (own == bestOwn && held.station < best)) {
+            best = held.station;
+            bestOwn = own;
+        }
+    }
+    return next > 0 && (nextOwn || !firstOwn) ? next : first;
+}
+
+int Exchange::proofStation(qint64 nowUs) const {
+    for (int number = 1; number <= HIGHEST_STATION; ++number) {
+        const Station& station = stationAt(number);
+        if (station.owesData && mayQuery(station, nowUs)) {
+            return number;
+        }
+    }
+    if (dirty_ && disturbedStation_ > 0 && mayQuery(stationAt(disturbedStation_), nowUs)) {
+        return disturbedStation_;
+    }
+    if (held_.empty()) {
+        return 0;
+    }
+    bool due = finishing_ || nowUs - queryUs_ >= PROOF_INTERVAL_US;
+    if (!due && (cycleEnded_ || static_cast<int>(held_.size()) >= windowLimit_)) {
+        due = cleanWindows_ < CLEAN_WINDOWS ||
+              std::any_of(held_.begin(), held_.end(),
+                          [this](const Held& held) { return !stationAt(held.station).proven; });
+    }
+    return due ? stationToProve(nowUs) : 0;
+}
+
+qint64 Exchange::proofUs(qint64 nowUs) const {
+    qint64 dueUs = -1;
+    const auto consider = [&](qint64 timeUs) { dueUs = dueUs < 0 ? timeUs : std::min(dueUs, timeUs); };
+    if (!held_.empty()) {
+        consider(queryUs_ + PROOF_INTERVAL_US);
+    }
+    for (const Station& station : stations_) {
+        if (station.owesData || station.queries > 0) {
+            consider(station.queryUs + ASK_AGAIN_US);
+            consider(station.owedUs + FORGET_US);
+        }
+    }
+    return dueUs < 0 ? -1 : std::max(dueUs, nowUs);
+}
+
+void Exchange::prove(qint64 nowUs) {
+    const int number = proofStation(nowUs);
+    if (number == 0) {
+        return;
+    }
+    Station& station = stationAt(number);
+    if (station.queries > 0 && !mayQuery(station, nowUs)) {
+        queried_ = number;
+        purpose_ = Purpose::Proof;
+        phase_ = Phase::Query;
+        awaitQuery(station, nowUs);
+        return;
+    }
+    beginQuery(number, Purpose::Proof, nowUs);
+}
+
+void Exchange::query(int number, qint64 nowUs) {
+    Station& station = stationAt(number);
+    plainQuery_ = true;
+    present_ = number;
+    operationUs_ = nowUs;
+    if (station.queries > 0 && nowUs - station.queryUs < ASK_AGAIN_US) {
+        queried_ = number;
+        purpose_ = Purpose::Proof;
+        phase_ = Phase::Query;
+        deadlineUs_ = nowUs + waitUs(station);
+        return;
+    }
+    beginQuery(number, Purpose::Proof, nowUs);
+}
+
+void Exchange::note(ExchangeNote::Kind kind, int station, qint64 afterUs, int value) {
+    notes_.push_back(ExchangeNote{kind, station, afterUs, value});
+}
+
+}  // namespace dx7

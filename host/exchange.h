@@ -1,0 +1,321 @@
+/// \file
+/// The exchange of requests and replies on one line: what is sent when, whose reply a frame is, and whether
+/// that is proven. Pure: time and bytes go in, bytes and the next due time come out.
+#ifndef DX7_HOST_EXCHANGE_H
+#define DX7_HOST_EXCHANGE_H
+
+#include <QByteArray>
+#include <array>
+#include <optional>
+#include <vector>
+
+#include "frame_stream.h"
+#include "line_settings.h"
+
+namespace dx7 {
+
+class FrameTap;
+
+/// What the exchange met on the line besides requests and their replies.
+struct ExchangeNote {
+    enum Kind {
+        Query,        ///< A status query went out.
+        QueryAnswer,  ///< It was answered; `value` is the status byte, or minus the exception code.
+        Late,         ///< A reply came after its time-out.
+        Surplus,      ///< A frame that answers nothing, though the like has been asked for.
+        Copy,         ///< A frame that has come before.
+        Foreign,      ///< A frame that answers nothing that was asked here.
+        Echo,         ///< A request came back as it was sent.
+        Noise,        ///< Bytes outside of any frame; `value` is their number.
+        Damaged       ///< The like of a reply without a good CRC; `value` is the number of bytes.
+    };
+    Kind kind = Query;
+    int station = 0;     ///< 0 where none can be told.
+    qint64 afterUs = 0;  ///< From the end of the request to the last byte of its answer.
+    int value = 0;
+};
+
+/// How a request ended.
+struct ExchangeEnd {
+    enum Kind {
+        Reply,      ///< reply() is the reply.
+        Exception,  ///< reply() is the station's refusal.
+        Damaged,    ///< reply() is what came in place of it, and a query shows that nothing else will come.
+        Nothing,    ///< A query shows that no reply will come. The request may be repeated.
+        Owed,       ///< No reply up to now; one may still come. The request must not be repeated.
+        Refused,    ///< It was not sent: a reply could not be told from the adapter's echo.
+        Broadcast   ///< The pause after a broadcast is over.
+    };
+    Kind kind = Nothing;
+    quint64 ticket = 0;  ///< Of a Reply or Exception: what settlements() names it by.
+    bool sent = false;   ///< Bytes of it went to the line.
+};
+
+/// Whether the reply with this ticket is proven to be the one to its request.
+struct Settlement {
+    quint64 ticket = 0;
+    bool good = false;
+};
+
+/// A Modbus RTU reply does not say which request it answers: one that is late, doubled, another master's or
+/// the adapter's echo passes every check of a later request of the same shape. But frames keep their order. So
+/// a reply is held until a status query that was sent after it is answered in its place: each request since
+/// the last proof has brought one frame of its shape, and nothing else has come in between. Then what is held
+/// is good. If anything else came, what is held is doubtful.
+///
+/// A query proves the replies of all stations, except those of another station that has not been proven since
+/// it was first asked, timed out, came late or had a surplus or damaged frame: that one needs its own. Two
+/// unlike queries take turns at each station, so that no copy of one can pass for the answer to the next: read
+/// exception status (function code 7) and return query data (function code 8, sub-function 0) with a counter
+/// as data. An exception answers, too.
+///
+/// A station has at most one unanswered request of the host. While it owes the reply, only a query goes out
+/// to it; its late reply is the reply, and a query that is answered without it shows that none will come. A
+/// query that is owed is sent again after 3 s, and what is owed is forgotten after 10 s. Station 0 owes nothing.
+class Exchange {
+public:
+    /// Copies the settings; nothing is under way.
+    explicit Exchange(const LineSettings& settings);
+
+    // Time and bytes in.
+
+    /// Bytes came, the last of them at `nowUs`.
+    void feed(const char* bytes, int count, qint64 nowUs);
+    /// Does what is due at `nowUs`.
+    void advance(qint64 nowUs);
+    /// The line was closed, or opened anew: nothing is under way, and what is held is doubtful.
+    void reset();
+
+    // Bytes and the next due time out.
+
+    /// The frame to be handed to the line now; empty when there is none. outputTaken() follows.
+    const QByteArray& output() const { return output_; }
+    void outputTaken() { output_.resize(0); }
+    /// When advance() has something to do; -1 while it has nothing.
+    qint64 nextDueUs() const;
+    /// How many bytes must come before feed() can tell anything new; 1 or more.
+    int missing() const { return stream_.missing(); }
+    /// A reply or an answer is awaited.
+    bool awaiting() const { return phase_ == Phase::Data || phase_ == Phase::Query; }
+
+    // Requests.
+
+    /// Nothing is under way: a request may begin once clearUs() has come.
+    bool idle() const { return phase_ == Phase::Idle && output_.isEmpty() && !end_; }
+    /// When the line has been silent for long enough to send.
+    qint64 clearUs() const;
+    /// Begins to exchange `request`, a whole frame, whose reply has `expectLen` bytes; 0 = it has none.
+    /// `first`: it is not a repetition, so that its operation has its time from now. Only while idle() and not
+    /// before clearUs().
+    void begin(const QByteArray& request, int expectLen, bool first, qint64 nowUs);
+    /// The end of the request that begin() named, once.
+    std::optional<ExchangeEnd> takeEnd();
+    const QByteArray& reply() const { return reply_; }
+    /// Ends the wait for the present request, of which nothing more is to be known.
+    void abandon();
+    /// Bytes of the present request are on the line, or may be.
+    bool requestSent() const { return requestSent_ && present_ > 0 && phase_ != Phase::Idle; }
+    /// Whether the station owes the answer to a query.
+    bool asking(int station) const { return stationAt(station).queries > 0; }
+    /// Other stations can be served while one owes a reply; else an operation waits for its whole time.
+    void setOthers(bool others) { others_ = others; }
+
+    // Proof.
+
+    /// What has been settled since this was called last, in the order of the tickets.
+    const std::vector<Settlement>& settlements() const { return settlements_; }
+    void clearSettlements() { settlements_.clear(); }
+    /// A cycle of the polling plan is over.
+    void cycleEnded() { cycleEnded_ = true; }
+    /// From now on, or no longer, everything that is held is proven as soon as nothing else is under way.
+    void setFinishing(bool finishing) { finishing_ = finishing; }
+    /// Something is held that is neither good nor doubtful.
+    bool unproven() const { return !held_.empty(); }
+    /// Whether a query is due now. Only while idle().
+    bool proofDue(qint64 nowUs) const { return proofStation(nowUs) > 0; }
+    /// When, at the latest, one will be; -1 = not without something new.
+    qint64 proofUs(qint64 nowUs) const;
+    /// Sends it.
+    void prove(qint64 nowUs);
+    /// Sends function code 7 to `station` and waits for the answer for the time-out; its answer is noted. With
+    /// a query to the station out already, it waits for that. Only while idle() and not before clearUs().
+    void query(int station, qint64 nowUs);
+    /// The station answers requests, but neither kind of query.
+    bool deafToQueries(int station) const { return isDeaf(stationAt(station)); }
+    /// What the counter of the queries begins after, so that programs that follow each other differ.
+    void setCounter(quint16 counter) { counter_ = counter; }
+
+    /// What was met since this was called last.
+    const std::vector<ExchangeNote>& notes() const { return notes_; }
+    void clearNotes() { notes_.clear(); }
+    /// The last frame with the present request's station and function code that does not answer it; empty
+    /// without one.
+    const QByteArray& mismatch() const { return mismatch_; }
+    /// Borrowed; null = none.
+    void setTap(FrameTap* tap) { tap_ = tap; }
+    bool echoes() const { return echo_ == Echo::Yes; }
+    /// When the line carried its last byte.
+    qint64 lastActivityUs() const { return lastActivityUs_; }
+
+private:
+    enum class Phase {
+        Idle,
+        Waiting,  ///< For the silent interval before `next_`.
+        Data,
+        Query,
+        Pause  ///< After a broadcast.
+    };
+    enum class Next { Data, Query };
+    enum class Echo { Unknown, No, Yes };
+    /// Why a query is out, and what follows it.
+    enum class Purpose {
+        Proof,
+        Resolve,  ///< The present request has timed out.
+        Precede   ///< The present request is sent after it.
+    };
+    struct Query {
+        bool diagnostic = false;
+        quint16 counter = 0;
+        qint64 endUs = 0;  ///< When its last byte was on the line.
+        quint64 sequence = 0;
+    };
+    struct Station {
+        bool owesData = false;
+        bool reported = false;  ///< Its end was given as Owed.
+        bool unproven = true;   ///< It needs a query of its own.
+        bool proven = false;    ///< It has answered one in its place.
+        bool disturbed = false;
+        bool diagnosticNext = false;
+        bool statusData = false;  ///< Function code 7 was asked for as data since the last proof.
+        quint32 functions = 0;    ///< A bit for each function code that it was asked with.
+        bool statusAnswered = false;
+        bool diagnosticAnswered = false;
+        int statusPassed = 0;  ///< Queries in a row that a later reply came without an answer to.
+        int diagnosticPassed = 0;
+        int queries = 0;  ///< Of out[].
+        std::array<Query, 4> out;
+        QByteArray request;
+        int expectLen = 0;
+        qint64 endUs = 0;
+        quint64 sequence = 0;
+        qint64 slowUs = 0;   ///< The slowest answer seen, from the end of its request.
+        qint64 owedUs = 0;   ///< Since when anything is owed.
+        qint64 queryUs = 0;  ///< When the last query was sent.
+        qint64 heardUs = 0;
+        qint64 askedUs = 0;
+    };
+    struct Held {
+        quint64 ticket = 0;
+        quint64 sequence = 0;
+        int station = 0;
+    };
+    struct Accepted {
+        QByteArray frame;
+        qint64 atUs = 0;
+        int copies = 0;
+    };
+    static constexpr std::size_t REMEMBERED = 8;
+
+    Station& stationAt(int station) { return stations_[static_cast<std::size_t>(station & 0xFF)]; }
+    const Station& stationAt(int station) const { return stations_[static_cast<std::size_t>(station & 0xFF)]; }
+    qint64 boundUs() const;
+    qint64 waitUs(const Station& station) const;
+
+    void sendAt(Next next, qint64 nowUs);
+    void transmit(const QByteArray& frame, qint64 nowUs);
+    void sendData(qint64 nowUs);
+    void sendQuery(qint64 nowUs);
+    bool wantsEchoTest(int function) const;
+    bool useDiagnostic(const Station& station) const;
+    void beginQuery(int station, Purpose purpose, qint64 nowUs);
+    void awaitQuery(const Station& station, qint64 nowUs);
+
+    void takePieces(bool last, qint64 nowUs);
+    void onFrame(qint64 nowUs);
+    bool answersData(const Station& station) const;
+    int answeredQuery(const Station& station) const;
+    void acceptData(int number, qint64 nowUs);
+    void acceptQuery(int number, int index, qint64 nowUs);
+    void loseData(int number);
+    void passQueries(Station& station, quint64 sequence, bool inTime);
+    void close(int number, quint64 sequence);
+    void settleAll(bool good);
+    void settleStation(int number, bool good);
+    bool isDeaf(const Station& station) const;
+    void putAside(qint64 nowUs);
+    bool absorbCopy(qint64 nowUs);
+    void noteDamage(FrameStream::Kind kind, bool last, qint64 nowUs);
+    void disturb(int station);
+    void expectCopies(qint64 lagUs);
+    void remember(qint64 nowUs);
+    void settle(const Held& held, bool good) { settlements_.push_back(Settlement{held.ticket, good}); }
+    void note(ExchangeNote::Kind kind, int station, qint64 afterUs = 0, int value = 0);
+
+    void onDataDeadline(qint64 nowUs);
+    void resolve(qint64 nowUs);
+    void onQueryDeadline(qint64 nowUs);
+    void finishQuery(bool answered, qint64 nowUs);
+    bool replyIsComing(qint64 nowUs);
+    void end(ExchangeEnd::Kind kind, quint64 ticket = 0);
+    void forget(qint64 nowUs);
+    int proofStation(qint64 nowUs) const;
+    int stationToProve(qint64 nowUs) const;
+    bool mayQuery(const Station& station, qint64 nowUs) const;
+
+    LineSettings settings_;
+    FrameStream stream_;
+    std::vector<Station> stations_;
+    QByteArray output_;
+    QByteArray frame_;     ///< The frame that is being looked at.
+    QByteArray query_;
+    QByteArray reply_;
+    QByteArray mismatch_;
+
+    Phase phase_ = Phase::Idle;
+    Next next_ = Next::Data;
+    Purpose purpose_ = Purpose::Proof;
+    int present_ = 0;          ///< Station of the present request; 0 when none is open.
+    int queried_ = 0;          ///< Station of the query that is waited for.
+    QByteArray request_;       ///< The present request.
+    int expectLen_ = 0;
+    bool requestSent_ = false;
+    bool damaged_ = false;     ///< reply_ holds what came in place of the present reply.
+    bool plainQuery_ = false;  ///< The query that is waited for is query()'s.
+    bool echoTest_ = false;    ///< The query before the present request tells whether the adapter echoes.
+    bool echoSeen_ = false;    ///< Since the last frame was sent.
+    qint64 operationUs_ = 0;   ///< When the present operation began.
+    qint64 deadlineUs_ = 0;
+    std::optional<ExchangeEnd> end_;
+    bool others_ = true;
+
+    qint64 lastActivityUs_ = 0;
+    qint64 idleSinceUs_ = 0;
+    Echo echo_ = Echo::Unknown;
+
+    quint64 sequence_ = 0;  ///< Of the frame sent last.
+    quint64 ticket_ = 0;
+    std::vector<Held> held_;
+    std::vector<Settlement> settlements_;
+    std::vector<ExchangeNote> notes_;
+    bool dirty_ = false;  ///< Since the last proof anything else came in between.
+    int disturbedStation_ = 0;
+    bool cycleEnded_ = false;
+    bool finishing_ = false;
+    int cleanWindows_ = 0;
+    int windowLimit_ = 0;
+    qint64 queryUs_ = 0;
+    int turn_ = 0;  ///< The station that was queried last.
+    quint16 counter_ = 0;
+
+    std::array<Accepted, REMEMBERED> accepted_;
+    std::size_t newest_ = 0;
+    quint64 acceptedSequence_ = 0;  ///< What had been sent when the last frame was accepted.
+    qint64 copyWaitUs_ = 0;         ///< Wait after each reply for its copies.
+    int usualCopies_ = 0;
+    int repliesWithoutCopy_ = 0;
+    FrameTap* tap_ = nullptr;
+};
+
+}  // namespace dx7
+
+#endif

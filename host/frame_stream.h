@@ -1,0 +1,66 @@
+/// \file
+/// Cuts the bytes of a line into frames. Pure.
+#ifndef DX7_HOST_FRAME_STREAM_H
+#define DX7_HOST_FRAME_STREAM_H
+
+#include <QByteArray>
+
+namespace dx7 {
+
+/// Bytes go in as they come; next() says what the first of them are. A frame is whole when its CRC is right
+/// at the length that its own head announces, or else at the first length where the CRC fits.
+class FrameStream {
+public:
+    enum class Kind {
+        Frame,    ///< A whole frame with a good CRC.
+        Echo,     ///< The bytes that were sent last, as they were sent.
+        Damaged,  ///< As many bytes as the awaited reply has, with its station and function code, but no good
+                  ///< CRC.
+        Noise     ///< Bytes outside of any frame.
+    };
+    struct Piece {
+        Kind kind = Kind::Noise;
+        int length = 0;
+    };
+
+    FrameStream();
+
+    void append(const char* bytes, int count) { buffer_.append(bytes, count); }
+    /// `frame` was handed to the line. With `echo` the first bytes that equal it are its echo.
+    void sent(const QByteArray& frame, bool echo);
+    /// A reply of `length` bytes from this station and function code is awaited; length 0 = none is.
+    void await(int station, int function, int length);
+
+    /// What the buffer begins with. False when more bytes are needed to tell.
+    bool next(Piece* piece) const;
+    /// The same when no more bytes will come: everything is told.
+    bool last(Piece* piece) const;
+    void drop(int count) { buffer_.remove(0, count); }
+
+    const QByteArray& buffer() const { return buffer_; }
+    bool isEmpty() const { return buffer_.isEmpty(); }
+    /// Whether the buffer begins with the station and function code of the awaited reply, or its refusal.
+    bool replyBegan() const { return headAwaited(0); }
+    /// How many more bytes must come, at least, before next() can tell anything; 1 or more.
+    int missing() const;
+
+private:
+    bool headAwaited(int start) const;
+    bool echoes(Piece* piece, bool complete, bool* undecided) const;
+    int wholeFrame(int start) const;
+    int laterFrame() const;
+    int frameByCrc() const;
+
+    QByteArray buffer_;
+    QByteArray echo_;  ///< What an echo would be; empty when none is looked for.
+    int station_ = 0;
+    int function_ = 0;
+    int length_ = 0;
+};
+
+/// Length of the reply at `start` as its own head announces it; 0 when that cannot be told.
+int announcedLength(const QByteArray& bytes, int start);
+
+}  // namespace dx7
+
+#endif
