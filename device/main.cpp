@@ -6,6 +6,7 @@
 #include <cerrno>
 #include <stdexcept>
 
+#include "common/timer_slack.h"
 #include "descriptor.h"
 #include "exit_codes.h"
 #include "options.h"
@@ -129,6 +130,7 @@ int runDevice(const Options& options) {
 
 int main(int argc, char** argv) {
     occupyStandardDescriptors();
+    dx7::useExactTimers();
     Output output(-1);
     return reporting(output, [&] {
         const CommandLine commandLine = parseCommandLine(argc, argv);

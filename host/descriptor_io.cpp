@@ -14,6 +14,7 @@ namespace {
 
 const qint64 WRITE_PATIENCE_US = 5000000;
 const int CHUNK_BYTES = 512;
+const int MOST_ARRIVED_BYTES = 4096;
 
 enum class Wait { Ready, Nothing, Interrupted, Failed };
 
@@ -67,6 +68,32 @@ bool readDescriptor(int descriptor, QByteArray* bytes, qint64 waitUs, QString* f
     }
     *failure = count < 0 ? reasonOf(errno) : QStringLiteral("it was closed at the other end");
     return false;
+}
+
+bool takeArrived(int descriptor, QByteArray* bytes, QString* failure) {
+    char chunk[MOST_ARRIVED_BYTES];
+    const ssize_t count = ::read(descriptor, chunk, sizeof chunk);
+    if (count > 0) {
+        bytes->append(chunk, static_cast<int>(count));
+        return true;
+    }
+    if (count < 0 && (errno == EAGAIN || errno == EINTR)) {
+        return true;
+    }
+    *failure = count < 0 ? reasonOf(errno) : QStringLiteral("it was closed at the other end");
+    return false;
+}
+
+int handBytes(int descriptor, Channel channel, const char* bytes, int count, QString* failure) {
+    const ssize_t taken = hand(descriptor, channel, bytes, static_cast<size_t>(count));
+    if (taken >= 0) {
+        return static_cast<int>(taken);
+    }
+    if (errno == EAGAIN || errno == EINTR) {
+        return 0;
+    }
+    *failure = reasonOf(errno);
+    return -1;
 }
 
 bool writeDescriptor(int descriptor, Channel channel, const QByteArray& bytes, QString* failure, int* taken) {

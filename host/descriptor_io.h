@@ -20,6 +20,15 @@ bool readDescriptor(int descriptor, QByteArray* bytes, qint64 waitUs, QString* f
 bool writeDescriptor(int descriptor, Channel channel, const QByteArray& bytes, QString* failure,
                      int* taken = nullptr);
 
+/// Appends to `*bytes` what has arrived, without waiting: one system call, 4096 bytes at most. Nothing is no
+/// failure. A port must be set up so that a read which finds nothing fails with EAGAIN (VMIN is 1). False
+/// when the descriptor can no longer be read; `*failure` says why.
+bool takeArrived(int descriptor, QByteArray* bytes, QString* failure);
+
+/// Hands over what the descriptor takes of the bytes now: one system call. How many it took, 0 for none now;
+/// -1 when it is lost, and `*failure` says why. A socket that was closed at the other end raises no signal.
+int handBytes(int descriptor, Channel channel, const char* bytes, int count, QString* failure);
+
 }  // namespace dx7
 
 #endif

@@ -5,7 +5,9 @@
 
 #include <QByteArray>
 #include <QString>
+#include <functional>
 #include <memory>
+#include <utility>
 
 #include "clock.h"
 #include "line_settings.h"
@@ -21,9 +23,13 @@ public:
 
     /// Opens or reopens and waits until that is done. On failure returns false and says why in `*why`.
     virtual bool open(QString* why) = 0;
+    /// A question whose yes ends an open() that waits; it is asked every 20 ms, in the same thread.
+    void setStopRequest(std::function<bool()> stopped) { stopRequest_ = std::move(stopped); }
     /// The same for a caller who has other things to do: begins an attempt, or looks what has become of the
-    /// one under way. failure() says why it failed. A line that needs no time to open uses open().
+    /// one under way. Does not wait. While an earlier close() goes on, it is under way, too. failure() says
+    /// why it failed. A line that needs no time to open uses open().
     virtual Opening reopen();
+    /// Does not wait: what takes its time goes on aside. Drops an attempt to open, too.
     virtual void close() = 0;
     virtual bool isOpen() const = 0;
 
@@ -37,8 +43,35 @@ public:
     /// False when the line is lost; it is closed then. Nothing within the time is no failure.
     virtual bool read(QByteArray* bytes, qint64 deadlineUs) = 0;
 
+    /// Takes what has arrived, without waiting, appended to `*bytes`: one read system call, at most 4096
+    /// bytes. False when the line is lost; it is closed then. Nothing is no failure.
+    virtual bool receive(QByteArray* bytes) { return read(bytes, 0); }
+    /// Hands `bytes` to the line without waiting: writes what it takes now and keeps the rest, which flush()
+    /// goes on with. False when the line is lost; it is closed then. tookBytes() is about the last send(),
+    /// too, and about what flush() did for it.
+    virtual bool send(const QByteArray& bytes) { return write(bytes); }
+    /// Goes on with what send() left; to be called when a Poller says so, and now and then in any case. False
+    /// when the line is lost or took nothing for 5 s, counted from the first flush() in vain; it is closed
+    /// then.
+    virtual bool flush(qint64 nowUs);
+    /// Whether bytes of send() are left.
+    virtual bool sending() const { return false; }
+    /// Hint: fewer than `count` bytes (1 or more) are not worth a wake-up. Holds until it is changed, also
+    /// for bytes that have arrived already. Cheap when the count does not change.
+    virtual void expect(int count);
+    /// What a Poller watches; -1 while the line is not open.
+    virtual int descriptor() const { return -1; }
+    /// Time on the wire of one character in microseconds, rounded up; 0 where bytes come in one piece (TCP).
+    virtual qint64 characterUs() const { return 0; }
+
     /// Why the line was lost or did not open.
     virtual QString failure() const = 0;
+
+protected:
+    bool stopRequested() const { return stopRequest_ && stopRequest_(); }
+
+private:
+    std::function<bool()> stopRequest_;
 };
 
 /// The line that `settings` describe, not yet opened. `clock` must outlive it.

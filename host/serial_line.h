@@ -3,40 +3,38 @@
 #ifndef DX7_HOST_SERIAL_LINE_H
 #define DX7_HOST_SERIAL_LINE_H
 
-#include <QSerialPort>
-
-#include "common/port_lock.h"
-#include "line.h"
+#include "descriptor_line.h"
+#include "port_task.h"
 
 namespace dx7 {
 
-/// One program has the port at a time, whatever name it is given. QSerialPort opens the port and sets it up.
-/// Bytes go through the descriptor itself: without an event loop that is exact to the microsecond and costs a
-/// fraction of the processor time.
-class SerialLine : public Line {
+/// One program has the port at a time, whatever name it is given. Helper threads open, set up and close it:
+/// a port that hangs delays nothing else.
+class SerialLine : public DescriptorLine {
 public:
-    SerialLine(const LineSettings& settings, Clock& clock);
+    /// `opener` may take long; it is called on a helper thread, also after the line's end.
+    SerialLine(const LineSettings& settings, Clock& clock, PortOpener opener = openSerialPort);
+    /// As close().
+    ~SerialLine() override;
 
-    bool open(QString* why) override;
+    Opening reopen() override;
+    /// The port is free for other programs when the helper thread has closed it. Output that goes on goes out
+    /// first.
     void close() override;
-    bool isOpen() const override;
-    bool write(const QByteArray& bytes) override;
-    bool tookBytes() const override { return taken_ > 0; }
-    bool read(QByteArray* bytes, qint64 deadlineUs) override;
-    QString failure() const override { return failure_; }
+    int descriptor() const override { return port_ ? port_->descriptor() : -1; }
+    qint64 characterUs() const override { return characterUs_; }
+
+protected:
+    void awaitOpening(int ms) override;
 
 private:
-    bool openPort();
-    bool configure();
-    bool enableRs485();
-    bool lose();
+    bool finish();
 
     LineSettings settings_;
-    Clock& clock_;
-    PortLock lock_;
-    QSerialPort port_;
-    QString failure_;
-    int taken_ = 0;  ///< Bytes of the last write().
+    PortOpener opener_;
+    qint64 characterUs_;
+    std::unique_ptr<OpenPort> port_;
+    std::shared_ptr<PortTask> task_;  ///< The one under way, or the last closing. Null otherwise.
 };
 
 }  // namespace dx7

@@ -7,11 +7,9 @@
 
 #include <QByteArray>
 #include <cerrno>
-#include <csignal>
 #include <memory>
-#include <system_error>
-#include <thread>
 
+#include "helper_thread.h"
 #include "system_reason.h"
 
 namespace dx7 {
@@ -63,13 +61,6 @@ Connected connectTo(const QByteArray& host, const QByteArray& port) {
     return connected;
 }
 
-// Signals are for the thread that waits for them to end its waiting.
-void leaveSignalsToOthers() {
-    sigset_t all;
-    sigfillset(&all);
-    pthread_sigmask(SIG_SETMASK, &all, nullptr);
-}
-
 }  // namespace
 
 void Socket::close() {
@@ -79,18 +70,13 @@ void Socket::close() {
 }
 
 std::future<Connected> beginConnecting(const QString& host, int port) {
-    std::promise<Connected> promise;
-    std::future<Connected> attempt = promise.get_future();
-    const auto run = [](std::promise<Connected> result, const QByteArray& name, const QByteArray& service) {
-        leaveSignalsToOthers();
-        result.set_value(connectTo(name, service));
-    };
-    try {
-        std::thread(run, std::move(promise), host.toUtf8(), QByteArray::number(port)).detach();
-    } catch (const std::system_error& error) {
-        std::promise<Connected> failed;
-        failed.set_value(Connected{Socket(), errorText(error.code().value())});
-        return failed.get_future();
+    const auto promise = std::make_shared<std::promise<Connected>>();
+    std::future<Connected> attempt = promise->get_future();
+    const int error = runAside([promise, name = host.toUtf8(), service = QByteArray::number(port)] {
+        promise->set_value(connectTo(name, service));
+    });
+    if (error != 0) {
+        promise->set_value(Connected{Socket(), errorText(error)});
     }
     return attempt;
 }

@@ -4,8 +4,6 @@
 #include <netinet/tcp.h>
 #include <sys/socket.h>
 
-#include "descriptor_io.h"
-
 namespace dx7 {
 
 namespace {
@@ -22,17 +20,11 @@ void setUp(int socket) {
                  sizeof ACKNOWLEDGE_TIMEOUT_MS);
 }
 
-}  // namespace
-
-bool TcpLine::open(QString* why) {
-    begin();
-    attempt_.wait();
-    if (finish()) {
-        return true;
-    }
-    *why = failure_;
-    return false;
+void setLowWaterMark(int socket, int bytes) {
+    ::setsockopt(socket, SOL_SOCKET, SO_RCVLOWAT, &bytes, sizeof bytes);
 }
+
+}  // namespace
 
 Line::Opening TcpLine::reopen() {
     if (!attempt_.valid()) {
@@ -56,29 +48,30 @@ bool TcpLine::finish() {
     failure_ = QString::fromLocal8Bit(connected.failure);
     if (isOpen()) {
         setUp(socket_.descriptor());
+        if (expected_ != 1) {
+            setLowWaterMark(socket_.descriptor(), expected_);
+        }
     }
     return isOpen();
 }
 
 void TcpLine::close() {
     attempt_ = std::future<Connected>();
+    dropUnsent();
     socket_.close();
 }
 
-bool TcpLine::lose() {
-    close();
-    return false;
+void TcpLine::awaitOpening(int ms) {
+    attempt_.wait_for(std::chrono::milliseconds(ms));
 }
 
-bool TcpLine::write(const QByteArray& bytes) {
-    taken_ = 0;
-    return isOpen() &&
-           (writeDescriptor(socket_.descriptor(), Channel::Socket, bytes, &failure_, &taken_) || lose());
-}
-
-bool TcpLine::read(QByteArray* bytes, qint64 deadlineUs) {
-    return isOpen() &&
-           (readDescriptor(socket_.descriptor(), bytes, deadlineUs - clock_.nowUs(), &failure_) || lose());
+void TcpLine::expect(int count) {
+    if (count != expected_) {
+        expected_ = count;
+        if (isOpen()) {
+            setLowWaterMark(descriptor(), count);
+        }
+    }
 }
 
 }  // namespace dx7

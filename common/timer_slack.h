@@ -1,0 +1,15 @@
+/// \file
+/// How exactly a program's sleeps end. dx7 and dx7-device both ask for it, so this file knows nothing of
+/// either.
+#ifndef DX7_COMMON_TIMER_SLACK_H
+#define DX7_COMMON_TIMER_SLACK_H
+
+namespace dx7 {
+
+/// Waits of the calling thread, and of threads that it starts later, end when they are due and not up to 50
+/// us after that. A program calls it once, first thing. Where the system refuses it, nothing changes.
+void useExactTimers();
+
+}  // namespace dx7
+
+#endif
