@@ -91,10 +91,14 @@ public:
     /// The frame to be handed to the line now; empty when there is none. outputTaken() follows.
     const QByteArray& output() const { return output_; }
     void outputTaken() { output_.resize(0); }
+    /// The line took no byte of output(): it was lost before. To be called before outputTaken() and reset().
+    void notSent() { requestSent_ = requestSent_ && output_ != request_; }
     /// When advance() has something to do; -1 while it has nothing.
     qint64 nextDueUs() const;
     /// How many bytes must come before feed() can tell anything new; 1 or more.
     int missing() const { return stream_.missing(); }
+    /// Bytes have come that are not a whole frame yet.
+    bool partial() const { return !stream_.isEmpty(); }
     /// A reply or an answer is awaited.
     bool awaiting() const { return phase_ == Phase::Data || phase_ == Phase::Query; }
 

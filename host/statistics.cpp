@@ -11,7 +11,6 @@ qint64 Counters::exceptionCount() const {
 }
 
 void Counters::count(const Transaction& transaction) {
-    foreign += transaction.foreignFrames;
     failed += transaction.driverResult == OPERATION_FAILED ? 1 : 0;
     if (transaction.outcome == Outcome::Skipped) {
         return;
@@ -40,13 +39,42 @@ void Counters::count(const Transaction& transaction) {
     }
 }
 
+void Counters::count(const ExchangeNote& note) {
+    switch (note.kind) {
+        case ExchangeNote::Query:
+            ++queries;
+            break;
+        case ExchangeNote::Late:
+            ++late;
+            break;
+        case ExchangeNote::Surplus:
+            ++surplus;
+            break;
+        case ExchangeNote::Copy:
+            ++copies;
+            break;
+        case ExchangeNote::Foreign:
+            ++foreign;
+            break;
+        case ExchangeNote::Echo:
+            ++echoes;
+            break;
+        default:
+            break;
+    }
+}
+
+// A foreign frame's station may be none of this line's: it counts for all alone.
+void Statistics::count(const ExchangeNote& note) {
+    all_.count(note);
+    if (note.kind != ExchangeNote::Foreign && note.station > 0) {
+        stations_[note.station].count(note);
+    }
+}
+
 void Statistics::count(const Transaction& transaction) {
     busyUs_ += transaction.busyUs;
     all_.count(transaction);
-    for (const int station : transaction.lateStations) {
-        ++all_.late;
-        ++stations_[station].late;
-    }
     stations_[transaction.frame.station].count(transaction);
 }
 

@@ -5,6 +5,7 @@
 
 #include <QMap>
 
+#include "exchange.h"
 #include "latency_histogram.h"
 #include "transaction.h"
 
@@ -17,8 +18,13 @@ struct Counters {
     qint64 timeouts = 0;  ///< Requests without any reply of their own.
     qint64 wrongCrc = 0;
     qint64 wrongLength = 0;
-    qint64 foreign = 0;            ///< Frames of others that were put aside.
-    qint64 late = 0;               ///< Replies that came after their request was given up.
+    qint64 foreign = 0;   ///< Frames that answer nothing that was asked here.
+    qint64 surplus = 0;   ///< Frames that answer nothing, though the like has been asked for.
+    qint64 copies = 0;    ///< Frames that came again.
+    qint64 late = 0;      ///< Replies that came after their time-out.
+    qint64 queries = 0;   ///< Status queries sent to prove replies.
+    qint64 echoes = 0;    ///< Requests that came back as they were sent.
+    qint64 doubtful = 0;  ///< Replies that may answer something else.
     QMap<int, qint64> exceptions;  ///< Refusals by exception code.
     qint64 retries = 0;            ///< Requests that repeat an earlier one.
     qint64 failed = 0;             ///< Operations given up.
@@ -28,6 +34,7 @@ struct Counters {
     /// Bad replies and missing ones.
     qint64 bad() const { return timeouts + wrongCrc + wrongLength + exceptionCount(); }
     void count(const Transaction& transaction);
+    void count(const ExchangeNote& note);
 };
 
 /// Fed with every transaction and every finished cycle of the polling plan.
@@ -36,6 +43,7 @@ public:
     explicit Statistics(qint64 startUs) : startUs_(startUs) {}
 
     void count(const Transaction& transaction);
+    void count(const ExchangeNote& note);
     void countCycle(qint64 durationUs) { cycles_.add(durationUs); }
 
     const Counters& all() const { return all_; }
