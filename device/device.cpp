@@ -13,9 +13,10 @@ namespace {
 /// Between a reply that was not asked for and the right one: silence enough to tell two frames apart.
 constexpr Time AFTER_FOREIGN = std::chrono::milliseconds(5);
 
-/// The reply to another master before or, sometimes, after the right one.
+/// Of the replies to another master, one in so many follows the right one.
+enum : std::uint64_t { ONE_AFTER_IN = 4 };
+
 std::vector<Outgoing> inOrder(const Bytes& reply, const Bytes& other, std::uint64_t detail) {
-    enum : std::uint64_t { ONE_AFTER_IN = 4 };
     const bool after = detail % ONE_AFTER_IN == 0;
     return after ? std::vector<Outgoing>{{reply, {}}, {other, AFTER_FOREIGN}}
                  : std::vector<Outgoing>{{other, {}}, {reply, AFTER_FOREIGN}};
@@ -99,7 +100,7 @@ std::vector<Outgoing> Device::answer(const Bytes& frame, Model& model, StationSt
     }
     std::vector<Outgoing> sent = damaged(answer.reply, decision);
     if (decision.fault == Fault::SecondMaster) {
-        const Bytes other = replyToAnotherMaster(frame, own, model, now, decision.detail);
+        const Bytes other = replyToAnotherMaster(frame, own, model, now, decision.detail / ONE_AFTER_IN);
         sent = inOrder(answer.reply, other, decision.detail);
     }
     if (delay() > Time() && !sent.empty()) {

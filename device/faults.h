@@ -34,9 +34,9 @@ enum class Fault {
 
 enum : std::size_t {
     FAULT_KINDS = static_cast<std::size_t>(Fault::None),
-    REPLY_FAULTS = static_cast<std::size_t>(Fault::Echo),   ///< The first ones: one a request at most.
-    FAULT_SHARES = static_cast<std::size_t>(Fault::Delay),  ///< The first ones: those with a share.
-    OLD_FAULTS = static_cast<std::size_t>(Fault::Duplicate)
+    REPLY_FAULTS = static_cast<std::size_t>(Fault::Echo),    ///< The first ones: one a request at most.
+    FAULT_SHARES = static_cast<std::size_t>(Fault::Delay),   ///< The first ones: those with a share.
+    OLD_FAULTS = static_cast<std::size_t>(Fault::Duplicate)  ///< The first ones: see FaultInjector.
 };
 
 /// The word of a fault in `--fault` and in the summary.

@@ -1,6 +1,8 @@
-// Faults of the line as a client finds them, over a pseudo-terminal and over TCP.
+// Faults of the line as a client finds them, over a pseudo-terminal, a serial port and TCP.
+#include <fcntl.h>
 #include <gtest/gtest.h>
 #include <poll.h>
+#include <pty.h>
 #include <unistd.h>
 
 #include <chrono>
@@ -16,7 +18,7 @@ namespace {
 using dx7sim::Bytes;
 using Clock = std::chrono::steady_clock;
 
-enum class Carrier { PseudoTerminal, Tcp };
+enum class Carrier { PseudoTerminal, SerialPort, Tcp };
 
 const Bytes READ = withCrc({1, 3, 0xF3, 0x25, 0, 1});
 const Bytes READ_REPLY = withCrc({1, 3, 2, 0x01, 0x45});
@@ -33,16 +35,37 @@ Bytes joined(const std::vector<Bytes>& parts) {
 
 class LineFaults : public testing::TestWithParam<Carrier> {
 protected:
+    ~LineFaults() override {
+        ::close(farEnd);
+        ::close(nearEnd);
+    }
+
     void start(const std::vector<std::string>& options) {
+        std::vector<std::string> line{"--tcp", "0"};
         if (GetParam() == Carrier::PseudoTerminal) {
-            device = std::make_unique<DeviceProcess>(
-                std::vector<std::string>{"--pty", directory.file("line")}, options);
+            line = {"--pty", directory.file("line")};
+        } else if (GetParam() == Carrier::SerialPort) {
+            char path[64] = {};
+            ASSERT_EQ(::openpty(&farEnd, &nearEnd, path, nullptr, nullptr), 0);
+            // The device must not hold the ends open itself.
+            ::fcntl(farEnd, F_SETFD, FD_CLOEXEC);
+            ::fcntl(nearEnd, F_SETFD, FD_CLOEXEC);
+            line = {"--serial", path};
+        }
+        device = std::make_unique<DeviceProcess>(line, options);
+        connect();
+    }
+
+    void connect() {
+        client.reset();
+        if (GetParam() == Carrier::PseudoTerminal) {
             client = std::make_unique<Client>(directory.file("line"));
+        } else if (GetParam() == Carrier::SerialPort) {
+            client = std::make_unique<Client>(::dup(farEnd));
         } else {
-            device = std::make_unique<DeviceProcess>(std::vector<std::string>{"--tcp", "0"}, options);
             const std::string& ready = device->ready();
-            client =
-                std::make_unique<Client>(connectTo(std::stoi(ready.substr(ready.find("127.0.0.1:") + 10))));
+            const std::string port = ready.substr(ready.find("127.0.0.1:") + 10);
+            client = std::make_unique<Client>(connectTo(std::stoi(port)));
         }
     }
 
@@ -93,12 +116,18 @@ protected:
     TemporaryDirectory directory;
     std::unique_ptr<DeviceProcess> device;
     std::unique_ptr<Client> client;
+    int farEnd = -1;
+    int nearEnd = -1;
 };
 
-INSTANTIATE_TEST_SUITE_P(Line, LineFaults, testing::Values(Carrier::PseudoTerminal, Carrier::Tcp),
-                         [](const auto& carrier) {
-                             return std::string(carrier.param == Carrier::Tcp ? "Tcp" : "PseudoTerminal");
-                         });
+std::string carrierName(const testing::TestParamInfo<Carrier>& carrier) {
+    const char* const names[] = {"PseudoTerminal", "SerialPort", "Tcp"};
+    return names[static_cast<std::size_t>(carrier.param)];
+}
+
+INSTANTIATE_TEST_SUITE_P(Line, LineFaults,
+                         testing::Values(Carrier::PseudoTerminal, Carrier::SerialPort, Carrier::Tcp),
+                         carrierName);
 
 TEST_P(LineFaults, SendTheReplyTwice) {
     start({"--fault", "duplicate=1"});
@@ -119,12 +148,6 @@ TEST_P(LineFaults, SendTheCopyAfterATimeWhateverIsAsked) {
     EXPECT_EQ(take(7), READ_REPLY);
     EXPECT_GE(Clock::now() - asked, std::chrono::milliseconds(1000));
     EXPECT_TRUE(isSilent());
-}
-
-TEST_P(LineFaults, PaceTheCopyToo) {
-    start({"--fault", "duplicate=1", "--copy-after", "50", "--baud", "9600"});
-    send(READ);
-    EXPECT_EQ(take(14), joined({READ_REPLY, READ_REPLY}));
 }
 
 TEST_P(LineFaults, DelayEachReplyByTheTimeThatTheDeviceWorks) {
@@ -161,16 +184,6 @@ TEST_P(LineFaults, EchoAloneWhereNothingIsAnswered) {
     }
     send(READ);
     EXPECT_EQ(take(15), joined({READ, withCrc({1, 3, 2, 0, 7})})) << "the broadcast was carried out";
-}
-
-TEST_P(LineFaults, EchoAtThePaceOfTheLine) {
-    start({"--fault", "echo", "--baud", "2400"});
-    const auto asked = Clock::now();
-    send(READ);
-    EXPECT_EQ(take(8), READ);
-    const auto echoed = Clock::now();
-    EXPECT_GE(echoed - asked, std::chrono::milliseconds(33)) << "8 characters";
-    EXPECT_EQ(take(7), READ_REPLY);
 }
 
 TEST_P(LineFaults, EchoAShareOfTheRequestsWhole) {
@@ -241,18 +254,34 @@ TEST_P(LineFaults, Combine) {
     EXPECT_TRUE(isSilent());
 }
 
-TEST_P(LineFaults, LeaveNothingToTheNextClient) {
+// A serial port has its own pace and does not tell one client from another.
+class ClientFaults : public LineFaults {};
+
+INSTANTIATE_TEST_SUITE_P(Line, ClientFaults, testing::Values(Carrier::PseudoTerminal, Carrier::Tcp),
+                         carrierName);
+
+TEST_P(ClientFaults, LeaveNothingToTheNextClient) {
     start({"--fault", "duplicate=1", "--copy-after", "300"});
     send(READ);
     EXPECT_EQ(take(7), READ_REPLY);
-    client.reset();
-    if (GetParam() == Carrier::PseudoTerminal) {
-        client = std::make_unique<Client>(directory.file("line"));
-    } else {
-        const std::string& ready = device->ready();
-        client = std::make_unique<Client>(connectTo(std::stoi(ready.substr(ready.find("127.0.0.1:") + 10))));
-    }
+    connect();
     EXPECT_TRUE(take(1, 600).empty());
+}
+
+TEST_P(ClientFaults, PaceTheCopyToo) {
+    start({"--fault", "duplicate=1", "--copy-after", "50", "--baud", "9600"});
+    send(READ);
+    EXPECT_EQ(take(14), joined({READ_REPLY, READ_REPLY}));
+}
+
+TEST_P(ClientFaults, EchoAtThePaceOfTheLine) {
+    start({"--fault", "echo", "--baud", "2400"});
+    const auto asked = Clock::now();
+    send(READ);
+    EXPECT_EQ(take(8), READ);
+    const auto echoed = Clock::now();
+    EXPECT_GE(echoed - asked, std::chrono::milliseconds(33)) << "8 characters";
+    EXPECT_EQ(take(7), READ_REPLY);
 }
 
 }  // namespace
