@@ -21,7 +21,8 @@ const char* const HELP =
     "time                              show the device's time in seconds\n"
     "summary                           show what the device saw\n"
     "help                              show this\n"
-    "quit                              end the device\n";
+    "quit                              end the device\n"
+    "A LIST of faults has these, separated by commas: ";
 
 const std::map<std::string, CommandKind> WORDS = {
     {"set", CommandKind::Set},         {"get", CommandKind::Get},     {"silence", CommandKind::Silence},
@@ -74,7 +75,7 @@ CommandResult run(const Command& command, Device& device, Time now, std::size_t 
         case CommandKind::Summary:
             return {summaryText(device.statistics(), droppedBytes)};
         case CommandKind::Help:
-            return {HELP};
+            return {HELP + faultForms() + "\n"};
         case CommandKind::Quit:
             return {"", true};
         case CommandKind::Nothing:

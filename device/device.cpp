@@ -1,19 +1,32 @@
 #include "device.h"
 
+#include <iterator>
+#include <utility>
+
+#include "second_master.h"
 #include "usage_error.h"
 
 namespace dx7sim {
 
 namespace {
 
-/// Between a foreign reply and the right one: silence enough to tell two frames apart.
+/// Between a reply that was not asked for and the right one: silence enough to tell two frames apart.
 constexpr Time AFTER_FOREIGN = std::chrono::milliseconds(5);
+
+/// Of the replies to another master, one in so many follows the right one.
+enum : std::uint64_t { ONE_AFTER_IN = 4 };
+
+std::vector<Outgoing> inOrder(const Bytes& reply, const Bytes& other, std::uint64_t detail) {
+    const bool after = detail % ONE_AFTER_IN == 0;
+    return after ? std::vector<Outgoing>{{reply, {}}, {other, AFTER_FOREIGN}}
+                 : std::vector<Outgoing>{{other, {}}, {reply, AFTER_FOREIGN}};
+}
 
 }  // namespace
 
 Device::Device(const std::vector<int>& stations, const FaultPlan& plan, std::uint64_t seed, Time lateBy,
-               Movement movement)
-    : m_faults(plan, seed), m_lateBy(lateBy) {
+               Movement movement, Time copyAfter)
+    : m_faults(plan, seed), m_lateBy(lateBy), m_copyAfter(copyAfter) {
     for (const int number : stations) {
         m_stations[number].model = Model(movement, number);
         m_statistics.stations[number];
@@ -24,6 +37,21 @@ Device::Device(const std::vector<int>& stations, const FaultPlan& plan, std::uin
 }
 
 std::vector<Outgoing> Device::handle(const Bytes& frame, Time now) {
+    std::vector<Outgoing> sent = echo(frame);
+    std::vector<Outgoing> answered = replies(frame, now);
+    std::move(answered.begin(), answered.end(), std::back_inserter(sent));
+    return sent;
+}
+
+std::vector<Outgoing> Device::echo(const Bytes& frame) {
+    if (!m_faults.nextEcho()) {
+        return {};
+    }
+    count(Fault::Echo);
+    return echoesEveryByte() ? std::vector<Outgoing>() : std::vector<Outgoing>{{frame, {}, Way::Echo}};
+}
+
+std::vector<Outgoing> Device::replies(const Bytes& frame, Time now) {
     const int number = frame[0];
     const int functionCode = frame[1];
     if (number == MODBUS_BROADCAST_ADDRESS) {
@@ -55,21 +83,48 @@ void Device::broadcast(const Bytes& frame, Time now) {
 
 std::vector<Outgoing> Device::answer(const Bytes& frame, Model& model, StationStatistics& counts, Time now) {
     const FaultDecision decision = m_faults.next();
-    if (decision.fault != Fault::None) {
-        ++m_statistics.faults[static_cast<std::size_t>(decision.fault)];
+    count(decision.fault);
+    Answer answer = decision.fault == Fault::Exception
+                        ? Answer{true, m_engine.exceptionReply(frame, faultExceptionCode(decision.detail))}
+                        : carryOut(frame, model, counts, now);
+    if (!answer.accepted) {
+        return {};
     }
-    if (decision.fault == Fault::Exception) {
-        return {{m_engine.exceptionReply(frame, faultExceptionCode(decision.detail)), {}}};
+    const Bytes own = answer.reply;
+    if (m_faults.plan().answerBefore) {
+        count(Fault::AnswerBefore);
+        std::swap(answer.reply, m_replyBefore);
     }
+    if (answer.reply.empty()) {
+        return {};
+    }
+    std::vector<Outgoing> sent = damaged(answer.reply, decision);
+    if (decision.fault == Fault::SecondMaster) {
+        const Bytes other = replyToAnotherMaster(frame, own, model, now, decision.detail / ONE_AFTER_IN);
+        sent = inOrder(answer.reply, other, decision.detail);
+    }
+    if (delay() > Time() && !sent.empty()) {
+        count(Fault::Delay);
+        sent.front().pause += delay();
+    }
+    return sent;
+}
+
+/// Counts what is refused or answered with an exception.
+Answer Device::carryOut(const Bytes& frame, Model& model, StationStatistics& counts, Time now) {
     const Answer answer = m_engine.answer(frame, model, now);
     if (!answer.accepted) {
         ++m_statistics.refused;
-        return {};
-    }
-    if (const int code = answer.exceptionCode()) {
+    } else if (const int code = answer.exceptionCode()) {
         ++counts.exceptions[code];
     }
-    return damaged(answer.reply, decision);
+    return answer;
+}
+
+void Device::count(Fault fault) {
+    if (fault != Fault::None) {
+        ++m_statistics.faults[static_cast<std::size_t>(fault)];
+    }
 }
 
 std::vector<Outgoing> Device::damaged(const Bytes& reply, const FaultDecision& decision) const {
@@ -84,11 +139,16 @@ std::vector<Outgoing> Device::damaged(const Bytes& reply, const FaultDecision& d
             return {{foreign(reply, decision.detail), {}}, {reply, AFTER_FOREIGN}};
         case Fault::Late:
             return {{reply, m_lateBy}};
-        case Fault::Exception:
-        case Fault::None:
+        case Fault::Duplicate:
+            return doubled(reply);
+        default:
             break;
     }
     return {{reply, {}}};
+}
+
+std::vector<Outgoing> Device::doubled(const Bytes& reply) const {
+    return {{reply, {}}, {reply, m_copyAfter, m_copyAfter > Time() ? Way::Copy : Way::InTurn}};
 }
 
 void Device::set(const Target& target, std::uint16_t value, Time now) {
@@ -125,6 +185,9 @@ void Device::setFaults(const FaultPlan& plan) {
         requireStation(number);
     }
     m_faults.change(plan);
+    if (!plan.answerBefore) {
+        m_replyBefore.clear();
+    }
     for (const int number : plan.silent) {
         setSilent(number, true);
     }

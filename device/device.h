@@ -13,24 +13,40 @@
 
 namespace dx7sim {
 
-/// A frame to send, `pause` after the line's turnaround or after the frame before it.
+/// How a frame takes its place among the others.
+enum class Way {
+    InTurn,  ///< After the line's turnaround and the reply before it.
+    Copy,    ///< Counted from the end of the reply before it, whatever is sent in between.
+    Echo     ///< While the request arrives.
+};
+
+/// A frame to send, `pause` later than its way says.
 struct Outgoing {
     Bytes bytes;
     Time pause{};
+    Way way = Way::InTurn;
 };
 
 class Device {
 public:
     /// `stations` are 1..247 and not empty. Stations that `plan` silences but that are not simulated throw
-    /// UsageError. A late reply is `lateBy` late.
+    /// UsageError. A late reply is `lateBy` late, the copy of a reply `copyAfter` after its end; with 0 it
+    /// follows at once, before anything else.
     Device(const std::vector<int>& stations, const FaultPlan& plan, std::uint64_t seed, Time lateBy,
-           Movement movement = Movement::Natural);
+           Movement movement = Movement::Natural, Time copyAfter = Time());
 
     /// Carries out a whole frame of at least 4 bytes and returns what goes back, usually one frame or none.
+    /// An echo is among it only where not every byte is echoed.
     std::vector<Outgoing> handle(const Bytes& frame, Time now);
 
     /// Counts a request that came while too many replies waited; nothing else becomes of it.
     void countOverrun() { ++m_statistics.overruns; }
+
+    /// Whether every byte that arrives is to be sent back at once, of a request or not.
+    bool echoesEveryByte() const { return m_faults.plan().shareOf(Fault::Echo) >= 1; }
+
+    /// How long a request is worked at. It is the pause of the first reply to a request, too.
+    Time delay() const { return m_faults.plan().delay; }
 
     // The rest is the user's side. Each throws UsageError when the station is not simulated.
 
@@ -51,15 +67,22 @@ private:
         bool silent = false;
     };
 
+    std::vector<Outgoing> echo(const Bytes& frame);
+    std::vector<Outgoing> replies(const Bytes& frame, Time now);
     void broadcast(const Bytes& frame, Time now);
     std::vector<Outgoing> answer(const Bytes& frame, Model& model, StationStatistics& counts, Time now);
+    Answer carryOut(const Bytes& frame, Model& model, StationStatistics& counts, Time now);
     std::vector<Outgoing> damaged(const Bytes& reply, const FaultDecision& decision) const;
+    std::vector<Outgoing> doubled(const Bytes& reply) const;
+    void count(Fault fault);
     void requireStation(int station) const;
 
     std::map<int, Station> m_stations;
     Engine m_engine;
     FaultInjector m_faults;
     Time m_lateBy;
+    Time m_copyAfter;
+    Bytes m_replyBefore;  ///< To the request before; kept while replies are one request late.
     Statistics m_statistics;
 };
 

@@ -9,8 +9,32 @@ namespace dx7sim {
 
 namespace {
 
-constexpr std::array<const char*, FAULT_KINDS> NAMES = {"drop",    "exception", "truncate",
-                                                        "corrupt", "foreign",   "late"};
+/// How a fault is written: its name and what follows it.
+struct Form {
+    const char* name;
+    const char* value;
+};
+
+/// In the order of Fault; what is no Fault of its own comes last.
+constexpr std::array<Form, FAULT_KINDS + 1> FORMS = {{{"drop", "=SHARE"},
+                                                      {"exception", "=SHARE"},
+                                                      {"truncate", "=SHARE"},
+                                                      {"corrupt", "=SHARE"},
+                                                      {"foreign", "=SHARE"},
+                                                      {"late", "=SHARE"},
+                                                      {"duplicate", "=SHARE"},
+                                                      {"second-master", "=SHARE"},
+                                                      {"echo", "[=SHARE]"},
+                                                      {"delay", "=MS"},
+                                                      {"answer-before", ""},
+                                                      {"silent", "=STATION"}}};
+
+enum : std::size_t {
+    ECHO_KIND = static_cast<std::size_t>(Fault::Echo),
+    DELAY_KIND = static_cast<std::size_t>(Fault::Delay),
+    ANSWER_BEFORE_KIND = static_cast<std::size_t>(Fault::AnswerBefore),
+    SILENT_KIND = FAULT_KINDS
+};
 
 double parseShare(const std::string& name, const std::string& text) {
     double share = -1;
@@ -19,29 +43,53 @@ double parseShare(const std::string& name, const std::string& text) {
     const auto result = std::from_chars(text.data(), end, share);
     // Written so that "not a number" is refused too.
     if (result.ec != std::errc() || result.ptr != end || !(share >= 0 && share <= 1)) {
-        throw UsageError("\"" + text + "\" is no share for the fault " + name +
-                         ": write a number from 0 (never) to 1 (every reply), as " + name + "=0.01");
+        throw UsageError("\"" + text + "\" is not a valid share for the fault " + name +
+                         ": write a number from 0 (never) to 1 (every request), as " + name + "=0.01");
     }
     return share;
 }
 
-void parseFault(const std::string& text, FaultPlan& plan) {
-    const std::size_t equals = text.find('=');
-    const std::string name = trimmed(text.substr(0, equals));
-    const std::string value = equals == std::string::npos ? "" : trimmed(text.substr(equals + 1));
-    if (name == "silent") {
-        plan.silent.insert(parseStation(value));
-        return;
+Time parseDelay(const std::string& name, const std::string& text) {
+    enum : int { LONGEST_DELAY_MS = 600000 };
+    int delay = -1;
+    const char* const end = text.data() + text.size();
+    const auto result = std::from_chars(text.data(), end, delay);
+    if (result.ec != std::errc() || result.ptr != end || delay < 0 || delay > LONGEST_DELAY_MS) {
+        throw UsageError("\"" + text + "\" is not a valid time for the fault " + name +
+                         ": write a whole number of milliseconds from 0 (no delay) to " +
+                         std::to_string(LONGEST_DELAY_MS) + ", as " + name + "=40");
     }
-    for (std::size_t kind = 0; kind < FAULT_KINDS; ++kind) {
-        if (name == NAMES[kind]) {
-            plan.share[kind] = parseShare(name, value);
-            return;
+    return std::chrono::milliseconds(delay);
+}
+
+std::size_t kindNamed(const std::string& name) {
+    for (std::size_t kind = 0; kind < FORMS.size(); ++kind) {
+        if (name == FORMS[kind].name) {
+            return kind;
         }
     }
-    throw UsageError("\"" + name +
-                     "\" is no fault: use drop, exception, truncate, corrupt, foreign, late (each with" +
-                     " =SHARE), silent=STATION, or none alone");
+    throw UsageError("\"" + name + "\" is not a known fault: use " + faultForms() + ", or none alone");
+}
+
+void parseFault(const std::string& text, FaultPlan& plan) {
+    const std::size_t equals = text.find('=');
+    const bool isAlone = equals == std::string::npos;
+    const std::string name = trimmed(text.substr(0, equals));
+    const std::string value = isAlone ? "" : trimmed(text.substr(equals + 1));
+    const std::size_t kind = kindNamed(name);
+    if (kind == SILENT_KIND) {
+        plan.silent.insert(parseStation(value));
+    } else if (kind == DELAY_KIND) {
+        plan.delay = parseDelay(name, value);
+    } else if (kind == ANSWER_BEFORE_KIND) {
+        if (!isAlone) {
+            throw UsageError("the fault " + name + " takes no value, not \"" + value + "\": write " + name +
+                             " alone");
+        }
+        plan.answerBefore = true;
+    } else {
+        plan.share[kind] = kind == ECHO_KIND && isAlone ? 1 : parseShare(name, value);
+    }
 }
 
 /// Uniform in 0..1, without 1. The library's own distributions may differ between implementations.
@@ -52,10 +100,15 @@ double uniform(std::mt19937_64& random) {
 }  // namespace
 
 std::string faultName(Fault fault) {
-    if (fault == Fault::None) {
-        return "none";
+    return fault == Fault::None ? "none" : FORMS[static_cast<std::size_t>(fault)].name;
+}
+
+std::string faultForms() {
+    std::string text;
+    for (const Form& form : FORMS) {
+        text += (text.empty() ? "" : ", ") + std::string(form.name) + form.value;
     }
-    return NAMES[static_cast<std::size_t>(fault)];
+    return text;
 }
 
 void parseFaults(const std::string& text, FaultPlan& plan) {
@@ -68,19 +121,23 @@ void parseFaults(const std::string& text, FaultPlan& plan) {
 }
 
 FaultInjector::FaultInjector(const FaultPlan& plan, std::uint64_t seed)
-    : m_share(plan.share), m_random(seed) {}
+    : m_plan(plan), m_random(seed), m_newRandom(~seed), m_echoRandom(seed ^ 0x9E3779B97F4A7C15U) {}
 
 FaultDecision FaultInjector::next() {
     FaultDecision decision;
     // Every decision draws equally often, so that changing one share leaves the other faults where they were.
-    for (std::size_t kind = 0; kind < FAULT_KINDS; ++kind) {
-        const bool hit = uniform(m_random) < m_share[kind];
+    for (std::size_t kind = 0; kind < REPLY_FAULTS; ++kind) {
+        const bool hit = uniform(kind < OLD_FAULTS ? m_random : m_newRandom) < m_plan.share[kind];
         if (hit && decision.fault == Fault::None) {
             decision.fault = static_cast<Fault>(kind);
         }
     }
     decision.detail = m_random();
     return decision;
+}
+
+bool FaultInjector::nextEcho() {
+    return uniform(m_echoRandom) < m_plan.shareOf(Fault::Echo);
 }
 
 int faultExceptionCode(std::uint64_t detail) {

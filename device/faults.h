@@ -10,11 +10,12 @@
 #include <string>
 
 #include "crc16.h"
+#include "device_time.h"
 
 namespace dx7sim {
 
 /// What can be done to the reply to a request, in the order in which it is decided. One request suffers one
-/// at most.
+/// of those before Echo at most; the others are ways of the whole line and combine with everything.
 enum class Fault {
     Drop,       ///< No reply is sent.
     Exception,  ///< The request is not carried out; an exception 4 (failure) or 6 (busy) answers it.
@@ -23,21 +24,40 @@ enum class Fault {
     Foreign,  ///< A reply of another station or function code, as long as the right one and with a good CRC,
               ///< precedes it.
     Late,     ///< The reply is sent late.
+    Duplicate,     ///< The reply is sent twice.
+    SecondMaster,  ///< The station's reply to a request of another master precedes or follows the right one.
+    Echo,          ///< What arrives is sent back, as by an adapter that hears itself.
+    Delay,         ///< Replies take their time, one after the other.
+    AnswerBefore,  ///< A request gets the reply to the request before it.
     None
 };
 
-enum : std::size_t { FAULT_KINDS = static_cast<std::size_t>(Fault::None) };
+enum : std::size_t {
+    FAULT_KINDS = static_cast<std::size_t>(Fault::None),
+    REPLY_FAULTS = static_cast<std::size_t>(Fault::Echo),    ///< The first ones: one a request at most.
+    FAULT_SHARES = static_cast<std::size_t>(Fault::Delay),   ///< The first ones: those with a share.
+    OLD_FAULTS = static_cast<std::size_t>(Fault::Duplicate)  ///< The first ones: see FaultInjector.
+};
 
 /// The word of a fault in `--fault` and in the summary.
 std::string faultName(Fault fault);
 
+/// Every fault as it is written, as "drop=SHARE, delay=MS, echo[=SHARE]".
+std::string faultForms();
+
 /// How often each fault is wanted.
 struct FaultPlan {
-    std::array<double, FAULT_KINDS> share{};  ///< Of the requests to be answered, 0..1.
-    std::set<int> silent;                     ///< Stations that do not answer at all.
+    /// 0..1, of the requests to be answered; of Echo, of all requests. Echo with 1 echoes every byte.
+    std::array<double, FAULT_SHARES> share{};
+    std::set<int> silent;       ///< Stations that do not answer at all.
+    Time delay{};               ///< How long a request is worked at; 0 for no delay.
+    bool answerBefore = false;  ///< The reply to the request before is sent.
+
+    double shareOf(Fault fault) const { return share[static_cast<std::size_t>(fault)]; }
 };
 
-/// Adds "drop=0.01,late=0.1,silent=2" to `plan`; "none" adds nothing. Throws UsageError for anything else.
+/// Adds "drop=0.01,late=0.1,silent=2,delay=40,echo" to `plan`; "none" adds nothing. Throws UsageError for
+/// anything else.
 void parseFaults(const std::string& text, FaultPlan& plan);
 
 /// A fault and what decides its details: which byte, which bit, which code.
@@ -46,17 +66,26 @@ struct FaultDecision {
     std::uint64_t detail = 0;
 };
 
-/// Decides the fault of each request. The n-th decision depends on the plan, the seed and n alone.
+/// Decides the fault of each request. The n-th decision depends on the plan, the seed and n alone, and so
+/// does whether the n-th request is echoed. The decisions on Drop to Late are those of a plan without the
+/// other faults.
 class FaultInjector {
 public:
     FaultInjector(const FaultPlan& plan, std::uint64_t seed);
+    /// Of the next request that is to be answered.
     FaultDecision next();
+    /// Whether the next request, to be answered or not, is echoed.
+    bool nextEcho();
     /// The decisions from here on follow `plan`, as if it had been the plan from the start.
-    void change(const FaultPlan& plan) { m_share = plan.share; }
+    void change(const FaultPlan& plan) { m_plan = plan; }
+    const FaultPlan& plan() const { return m_plan; }
 
 private:
-    std::array<double, FAULT_KINDS> m_share;
+    FaultPlan m_plan;
     std::mt19937_64 m_random;
+    // Of their own, so that the older decisions stay what they were.
+    std::mt19937_64 m_newRandom;
+    std::mt19937_64 m_echoRandom;
 };
 
 /// The exception code to answer with.

@@ -117,7 +117,7 @@ int reporting(Output& output, Action action) {
 
 int runDevice(const Options& options) {
     Device device(options.stations, options.faults, options.seed, options.lateBy,
-                  options.moveAll ? Movement::All : Movement::Natural);
+                  options.moveAll ? Movement::All : Movement::Natural, options.copyAfter);
     // Before the signals are caught: they end a device that waits for a values file, as a pipe without a
     // writer.
     setInitialValues(device, options);

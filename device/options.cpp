@@ -65,6 +65,7 @@ struct RawTexts {
     std::vector<std::string> faults;
     std::string parity = "none";
     int lateMs = 500;
+    int copyMs = 0;
 };
 
 void addLineOptions(CLI::App& app, Options& options, RawTexts& raw) {
@@ -109,9 +110,9 @@ void addDeviceOptions(CLI::App& app, Options& options, RawTexts& raw) {
         ->check(notEmpty);
     app.add_flag("--move-all", options.moveAll,
                  "Every value moves in steps of 0.25 s and tells its item and its time");
-    app.add_option("--fault", raw.faults,
-                   "Faults to make, as drop=0.01,late=0.1: a share from 0 to 1 of the replies each for drop, "
-                   "exception, truncate, corrupt, foreign and late; and silent=STATION")
+    app.add_option(
+           "--fault", raw.faults,
+           "Faults to make, as drop=0.01,echo; a SHARE is one from 0 to 1 of the requests: " + faultForms())
         ->type_name("LIST")
         ->allow_extra_args(false);
     app.add_option("--seed", options.seed, "The faults of this seed are the same every time")
@@ -121,6 +122,11 @@ void addDeviceOptions(CLI::App& app, Options& options, RawTexts& raw) {
     app.add_option("--late-by", raw.lateMs, "How late a late reply is")
         ->type_name("MS")
         ->check(plainNumber(1, 60000))
+        ->capture_default_str();
+    app.add_option("--copy-after", raw.copyMs,
+                   "How long after a reply its copy comes, with the fault duplicate")
+        ->type_name("MS")
+        ->check(plainNumber(0, 60000))
         ->capture_default_str();
     app.add_flag("--trace", options.trace, "Show every request and reply on standard error");
 }
@@ -137,6 +143,7 @@ void settle(Options& options, const RawTexts& raw) {
         parseFaults(faults, options.faults);
     }
     options.lateBy = std::chrono::milliseconds(raw.lateMs);
+    options.copyAfter = std::chrono::milliseconds(raw.copyMs);
     options.serialSettings.baud = options.baud.value_or(options.serialSettings.baud);
     options.serialSettings.parity = raw.parity == "none" ? 'N' : raw.parity == "even" ? 'E' : 'O';
 }

@@ -25,6 +25,7 @@ struct Options {
     FaultPlan faults;
     std::uint64_t seed = 1;
     Time lateBy{};
+    Time copyAfter{};
     std::string valuesFile;
     bool moveAll = false;
     bool trace = false;

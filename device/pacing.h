@@ -22,6 +22,10 @@ struct LineTiming {
 };
 
 /// Frames waiting to go out, one after the other, each byte when its last bit would be through on the line.
+///
+/// Replies go out in the order in which they are queued, so a late one holds up those after it. Echoes and
+/// copies have times of their own and may go out between two replies. Two frames never mix: what is due while
+/// another frame is on the line follows it, and an echo goes before a reply that is due at the same time.
 class Pacing {
 public:
     explicit Pacing(Time charTime) : m_charTime(charTime) {}
@@ -30,6 +34,14 @@ public:
     /// that.
     void queue(const Bytes& frame, Time earliest, Time pause);
 
+    /// Queues `bytes` that an adapter echoes as the line carries them from `begun` on. What would echo more
+    /// than 4096 characters late is lost.
+    void echo(const Bytes& bytes, Time begun);
+
+    /// Queues `frame` to start `pause` after the end of the last queued reply, whatever is queued later. Lost
+    /// while copies and echoes of 1 MiB wait.
+    void copy(const Bytes& frame, Time pause);
+
     /// Takes out the bytes that are through at `now`.
     Bytes due(Time now);
 
@@ -37,8 +49,8 @@ public:
     /// frame.
     std::optional<Time> nextDue(Time now) const;
 
-    /// Whether so much waits that a request cannot be taken any more: 32 frames or 4096 bytes. What is queued
-    /// all the same goes out.
+    /// Whether so many replies wait that a request cannot be taken any more: 32 frames or 4096 bytes. What is
+    /// queued all the same goes out.
     bool isFull() const;
 
     /// Drops what is queued, for a new client.
@@ -52,11 +64,21 @@ private:
     };
 
     Time through(const Frame& frame, std::size_t byteCount) const;
+    void putAside(Frame frame);
+    /// The frame that is on the line or the next one to be; there is one.
+    bool asideIsNext() const;
+    const Frame& next() const { return asideIsNext() ? m_aside.front() : m_frames.front(); }
+    bool isEmpty() const { return m_frames.empty() && m_aside.empty(); }
+    void moveBehind(Time end);
 
     Time m_charTime;
-    std::deque<Frame> m_frames;
+    std::deque<Frame> m_frames;  ///< Replies, in the order of their starts.
+    std::deque<Frame> m_aside;   ///< Echoes and copies, in the order of their starts.
     std::size_t m_waitingBytes = 0;
-    Time m_lineFree{};
+    std::size_t m_asideBytes = 0;
+    Time m_lineFree{};   ///< When the last queued reply is through.
+    Time m_echoFree{};   ///< When the last queued echo is.
+    Time m_busyUntil{};  ///< When the last frame that went out was.
 };
 
 }  // namespace dx7sim

@@ -86,11 +86,15 @@ void Server::wait(std::vector<pollfd>& waitedFor) const {
 
 void Server::receive() {
     const LineInput input = m_line.receive();
+    const Time arrived = now();
     if (input.newClient) {
         forgetClient();
     }
     if (!input.bytes.empty()) {
-        for (const ReceivedFrame& frame : m_framing.take(input.bytes, now())) {
+        if (m_device.echoesEveryByte()) {
+            echo(input.bytes, arrived);
+        }
+        for (const ReceivedFrame& frame : m_framing.take(input.bytes, arrived)) {
             carryOut(frame, input.clientGone);
         }
     }
@@ -113,9 +117,29 @@ void Server::carryOut(const ReceivedFrame& frame, bool clientGone) {
     }
     trace("request", frame.bytes);
     for (const Outgoing& outgoing : m_device.handle(frame.bytes, now())) {
-        trace("reply  ", outgoing.bytes);
-        m_pacing.queue(outgoing.bytes, frame.complete + m_timing.turnaround, outgoing.pause);
+        queue(outgoing, frame.complete);
     }
+}
+
+void Server::queue(const Outgoing& outgoing, Time requestComplete) {
+    if (outgoing.way == Way::Echo) {
+        const auto length = static_cast<Time::rep>(outgoing.bytes.size());
+        echo(outgoing.bytes, requestComplete - m_timing.charTime * length);
+        return;
+    }
+    trace("reply  ", outgoing.bytes);
+    if (outgoing.way == Way::Copy) {
+        m_pacing.copy(outgoing.bytes, outgoing.pause);
+        return;
+    }
+    // The line's silence passes while the device works.
+    const Time silence = m_timing.turnaround - std::min(m_timing.turnaround, m_device.delay());
+    m_pacing.queue(outgoing.bytes, requestComplete + silence, outgoing.pause);
+}
+
+void Server::echo(const Bytes& bytes, Time begun) {
+    trace("echo   ", bytes);
+    m_pacing.echo(bytes, begun);
 }
 
 void Server::sendDue() {

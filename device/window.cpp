@@ -6,7 +6,15 @@ namespace dx7sim {
 
 namespace {
 
-Table tableOf(int functionCode) {
+std::size_t writtenCount(const Bytes& request) {
+    const bool several =
+        request[1] == MODBUS_FC_WRITE_MULTIPLE_COILS || request[1] == MODBUS_FC_WRITE_MULTIPLE_REGISTERS;
+    return several ? static_cast<std::size_t>(request[4] << 8 | request[5]) : 1;
+}
+
+}  // namespace
+
+Table requestTable(int functionCode) {
     switch (functionCode) {
         case MODBUS_FC_READ_COILS:
         case MODBUS_FC_WRITE_SINGLE_COIL:
@@ -21,16 +29,8 @@ Table tableOf(int functionCode) {
     }
 }
 
-std::size_t writtenCount(const Bytes& request) {
-    const bool several =
-        request[1] == MODBUS_FC_WRITE_MULTIPLE_COILS || request[1] == MODBUS_FC_WRITE_MULTIPLE_REGISTERS;
-    return several ? static_cast<std::size_t>(request[4] << 8 | request[5]) : 1;
-}
-
-}  // namespace
-
 Window::Window(const Bytes& request, const Model& model, Time now)
-    : m_isWrite(request[1] > MODBUS_FC_READ_INPUT_REGISTERS), m_table(tableOf(request[1])) {
+    : m_isWrite(request[1] > MODBUS_FC_READ_INPUT_REGISTERS), m_table(requestTable(request[1])) {
     const RegisterMap& map = RegisterMap::instance();
     const std::uint16_t start = static_cast<std::uint16_t>(request[2] << 8 | request[3]);
     const auto span = m_isWrite ? map.writableSpan(m_table, start) : map.readableSpan(m_table, start);

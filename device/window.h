@@ -14,6 +14,9 @@
 
 namespace dx7sim {
 
+/// The table that a request with one of the function codes 1 to 6, 15 and 16 is about.
+Table requestTable(int functionCode);
+
 /// Values copied out of the model for one request, and the way back for what it wrote.
 class Window {
 public:

@@ -46,6 +46,28 @@ TEST_F(CommandsTest, FaultsChangeWhileRunning) {
     EXPECT_EQ(answer("fault drop=2").substr(0, 6), "error:");
 }
 
+TEST_F(CommandsTest, ChangeTheWaysOfTheLineWhileRunning) {
+    const Bytes query{1, 7, 0x41, 0xE2};
+    EXPECT_EQ(answer("fault echo=0.5,delay=40,answer-before"), "faults changed\n");
+    EXPECT_FALSE(device.echoesEveryByte());
+    EXPECT_EQ(device.delay(), std::chrono::milliseconds(40));
+    EXPECT_EQ(answer("fault echo"), "faults changed\n");
+    EXPECT_TRUE(device.echoesEveryByte());
+    EXPECT_EQ(device.delay(), Time());
+    EXPECT_EQ(answer("fault answer-before"), "faults changed\n");
+    EXPECT_TRUE(device.handle(query, Time()).empty());
+    EXPECT_EQ(answer("fault answer-before,delay=1"), "faults changed\n");
+    EXPECT_EQ(device.handle(query, Time()).size(), 1U) << "the reply before is kept";
+    EXPECT_EQ(answer("fault none"), "faults changed\n");
+    EXPECT_FALSE(device.echoesEveryByte());
+    EXPECT_EQ(answer("fault answer-before"), "faults changed\n");
+    EXPECT_TRUE(device.handle(query, Time()).empty()) << "it starts anew";
+    EXPECT_EQ(
+        answer("fault delay=x"),
+        "error: \"x\" is not a valid time for the fault delay: write a whole number of milliseconds from 0 "
+        "(no delay) to 600000, as delay=40\n");
+}
+
 TEST_F(CommandsTest, TimeIsTheDevicesOwn) {
     const Time now = std::chrono::microseconds(12345678);
     EXPECT_EQ(runCommand("time", device, now, 0).answer, "time 12.345678\n");
@@ -58,7 +80,8 @@ TEST_F(CommandsTest, ShowTheSummary) {
               "station 2: 0 requests, 0 exceptions\n"
               "broadcasts: 0\n"
               "not for us: 0 requests to other stations, 0 frames that are no requests, 3 stray bytes\n"
-              "faults made: drop 0, exception 0, truncate 0, corrupt 0, foreign 0, late 0\n");
+              "faults made: drop 0, exception 0, truncate 0, corrupt 0, foreign 0, late 0, duplicate 0, "
+              "second-master 0, echo 0, delay 0, answer-before 0\n");
 }
 
 TEST_F(CommandsTest, EndTheDevice) {
@@ -71,6 +94,7 @@ TEST_F(CommandsTest, ShowThemselves) {
     for (const char* const word : {"set", "get", "silence", "revive", "summary", "help", "quit"}) {
         EXPECT_NE(answer("help").find(word), std::string::npos) << word;
     }
+    EXPECT_NE(answer("help").find(faultForms()), std::string::npos);
 }
 
 class WrongCommands : public CommandsTest, public testing::WithParamInterface<const char*> {};

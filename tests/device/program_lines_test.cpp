@@ -277,7 +277,7 @@ const UsageRow USAGES[] = {
     {"both_station_options", {"--tcp", "0", "--stations", "1,2", "--station", "1"}, "--station"},
     {"baud_0", {"--tcp", "0", "--baud", "0"}, "--baud"},
     {"parity", {"--tcp", "0", "--parity", "strange"}, "--parity"},
-    {"fault", {"--tcp", "0", "--fault", "explode=1"}, "\"explode\" is no fault"},
+    {"fault", {"--tcp", "0", "--fault", "explode=1"}, "\"explode\" is not a known fault"},
     {"silent_stranger", {"--tcp", "0", "--fault", "silent=3"}, "station 3 is not simulated: simulated are 1"},
     {"no_values", {"--tcp", "0", "--values", "no/such.toml"}, "cannot read the values file \"no/such.toml\""},
     {"port", {"--tcp", "65536"}, "--tcp"},

@@ -141,7 +141,8 @@ TEST_F(ProgramTest, EndsWithASummary) {
               "station 9: 0 requests, 0 exceptions\n"
               "broadcasts: 0\n"
               "not for us: 0 requests to other stations, 0 frames that are no requests, 0 stray bytes\n"
-              "faults made: drop 0, exception 0, truncate 0, corrupt 0, foreign 0, late 0\n");
+              "faults made: drop 0, exception 0, truncate 0, corrupt 0, foreign 0, late 0, duplicate 0, "
+              "second-master 0, echo 0, delay 0, answer-before 0\n");
 }
 
 #ifdef DX7_MBPOLL

@@ -51,10 +51,12 @@ expect 'dx7 read AI:' ''
 expect 'dx7 read F' $'F:\nFIN:\nFAS:'
 expect 'dx7 read ' "$("$DX7" types --json | sed -E 's/.*"type":"([^"]*)".*/\1:/')"
 faults_known=$({ "$DX7_DEVICE" --pty "$work/x" --fault nonsense=1 2>&1 || true; } |
-    sed -E 's/.*: use ([a-z, ]*) \(each.*/\1/' | tr -d ' ' | tr ',' '\n' | sed 's/$/=/')
-[ "$(wc -l <<<"$faults_known")" -eq 6 ] || wrong "the device names other faults: $faults_known"
-expect 'dx7-device --fault ' "$faults_known"$'\nsilent='
+    sed -E 's/.*: use (.*), or none alone$/\1/' | tr -d ' ' | tr ',' '\n' | sed -E 's/\[.*//; s/=.*/=/')
+[ "$(wc -l <<<"$faults_known")" -eq 12 ] || wrong "the device names other faults: $faults_known"
+expect 'dx7-device --fault ' "$faults_known"
 expect 'dx7-device --fault drop=0.1,la' 0.1,late=
+expect 'dx7-device --fault echo,sec' echo,second-master=
+expect 'dx7-device --copy-after ' ''
 touch "$work/settings.toml"
 expect "dx7 read -c $work/set" "$work/settings.toml"
 expect "dx7 params load $work/set" "$work/settings.toml"

@@ -67,7 +67,7 @@ grep -qE '"seconds":[0-9]+\.[0-9]+,' monitor.json || wrong "the summary of 0.25 
 "$DX7" plan -c line.toml --gap 0.5 ramp | grep -qE '^cycle: 1 request, 16\.13 ms' || wrong "plan: $("$DX7" plan -c line.toml --gap 0.5 ramp)"
 
 for share in 0x1p-3 nan 2; do
-    refuse "\"$share\" is no share for the fault drop" "$DX7_DEVICE" --pty ./other --fault "drop=$share"
+    refuse "\"$share\" is not a valid share for the fault drop" "$DX7_DEVICE" --pty ./other --fault "drop=$share"
 done
-refuse '"5" is no fault' "$DX7_DEVICE" --pty ./other --fault drop=0,5
+refuse '"5" is not a known fault' "$DX7_DEVICE" --pty ./other --fault drop=0,5
 finish "numbers have a point under $LC_ALL"
