@@ -184,7 +184,7 @@ void PollEngine::onTransaction(const Transaction& transaction) {
     if (transaction.good() && transaction.frame.opKind != TAG_WRITE) {
         takeValues(range);
     } else if (transaction.driverResult == OPERATION_FAILED && transaction.frame.opKind != TAG_WRITE) {
-        reportQuality(table_.fail(range));
+        reportQuality(table_.fail(range, outcomeText(transaction)));
     }
     if (cyclic) {
         onCyclicRead(transaction, range);

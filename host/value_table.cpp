@@ -8,6 +8,16 @@ namespace {
 
 enum { BIT_GROUP = 8 };
 
+const QString& neverRead() {
+    static const QString fault = PointState().fault;
+    return fault;
+}
+
+const QString& noLine() {
+    static const QString fault = QStringLiteral("no line");
+    return fault;
+}
+
 // The driver keeps a pending bit in the area of the first bit of its group of eight.
 bool shownAsPending(const ItemRange& write, const RegisterType& type, int station, int address) {
     if (write.station != station || write.regType != type.name) {
@@ -27,12 +37,14 @@ QString qualityText(Quality quality) {
     switch (quality) {
         case Quality::Good:
             return QStringLiteral("good");
-        case Quality::Bad:
-            return QStringLiteral("bad");
-        case Quality::NoLine:
-            return QStringLiteral("no line");
+        case Quality::Fresh:
+            return QStringLiteral("fresh");
+        case Quality::Doubtful:
+            return QStringLiteral("doubtful");
+        case Quality::Stale:
+            return QStringLiteral("stale");
         default:
-            return QStringLiteral("unknown");
+            return QStringLiteral("bad");
     }
 }
 
@@ -90,6 +102,7 @@ QVector<int> ValueTable::take(DriverSession& session, const ItemRange& range, co
             }
             if (state.known) {
                 state.quality = Quality::Good;
+                state.fault.clear();
                 state.readUs = nowUs;
             }
         }
@@ -109,19 +122,23 @@ QVector<int> ValueTable::pointsIn(const ItemRange& range) const {
     return found;
 }
 
-QVector<int> ValueTable::setQuality(const QVector<int>& points, Quality quality) {
+QVector<int> ValueTable::setBad(const QVector<int>& points, const QString& fault) {
     QVector<int> changed;
     for (const int point : points) {
-        if (states_.at(point).quality != quality) {
-            states_[point].quality = quality;
+        PointState& state = states_[point];
+        const bool failed = state.quality == Quality::Bad && state.fault != neverRead() &&
+                            state.fault != noLine() && fault != noLine();
+        if (!failed && state.fault != fault) {
             changed += point;
         }
+        state.quality = Quality::Bad;
+        state.fault = fault;
     }
     return changed;
 }
 
-QVector<int> ValueTable::fail(const ItemRange& range) {
-    return setQuality(pointsIn(range), Quality::Bad);
+QVector<int> ValueTable::fail(const ItemRange& range, const QString& fault) {
+    return setBad(pointsIn(range), fault);
 }
 
 QVector<int> ValueTable::failStation(int station) {
@@ -131,7 +148,7 @@ QVector<int> ValueTable::failStation(int station) {
             found += i;
         }
     }
-    return setQuality(found, Quality::Bad);
+    return setBad(found, QStringLiteral("no reply"));
 }
 
 QVector<int> ValueTable::lineLost() {
@@ -139,13 +156,13 @@ QVector<int> ValueTable::lineLost() {
     for (int i = 0; i < points_.size(); ++i) {
         all += i;
     }
-    return setQuality(all, Quality::NoLine);
+    return setBad(all, noLine());
 }
 
 void ValueTable::lineBack() {
     for (PointState& state : states_) {
-        if (state.quality == Quality::NoLine) {
-            state.quality = state.known ? Quality::Bad : Quality::Unknown;
+        if (state.fault == noLine()) {
+            state.fault = state.known ? QStringLiteral("not read since the line was lost") : neverRead();
         }
     }
 }
