@@ -67,6 +67,8 @@ if(TARGET dx7)
   endforeach()
   install(FILES "${PROJECT_SOURCE_DIR}/docs/line.toml"
     DESTINATION "${CMAKE_INSTALL_DATADIR}/doc/dx7-tools/examples" COMPONENT tools)
+  install(FILES "${PROJECT_SOURCE_DIR}/docs/dx7.schema.json"
+    DESTINATION "${CMAKE_INSTALL_DATADIR}/doc/dx7-tools" COMPONENT tools)
 endif()
 
 include(Dx7Debian)

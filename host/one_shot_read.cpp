@@ -41,7 +41,7 @@ void OneShotRead::ended(const Transaction& transaction) {
     const QString why = outcomeText(transaction);
     const QString fault =
         transaction.outcome == Outcome::CutShort ? QStringLiteral("%1 before that").arg(why) : why;
-    for (const int point : table_.fail(range)) {
+    for (const int point : table_.fail(range, fault)) {
         faults_.insert(point, fault);
         if (transaction.outcome == Outcome::CutShort) {
             cutShort_.insert(point);

@@ -27,7 +27,7 @@ build_packages=(
 # shellcheck disable=SC2034
 test_packages=(
     libgtest-dev libgmock-dev librapidcheck-dev libqt5serialbus5-dev mbpoll tmux tshark valgrind binutils man-db
-    bash-completion bsdutils locales python3
+    bash-completion bsdutils locales python3 python3-jsonschema
 )
 # shellcheck disable=SC2034
 lint_packages=(clang clang-format clang-tidy cppcheck shellcheck git)

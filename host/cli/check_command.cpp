@@ -14,7 +14,7 @@ void printPoint(const Point& first, int count, bool json) {
     const bool beyond = first.type.beyondTable(first.address, count);
     const bool writable = first.type.writable && !beyond;
     if (json) {
-        Json object;
+        Json object = eventJson("checked");
         object["item"] = utf8(first.notation());
         object["type"] = utf8(first.type.name);
         object["number"] = first.address;

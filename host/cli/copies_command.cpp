@@ -20,7 +20,8 @@ void printCopy(const RegisterType& type, int copy, int address, bool json) {
     const bool beyond = type.beyondTable(address, 1);
     const QString addressText = type.addressText(address);
     if (json) {
-        print(Json{{"copy", copy},
+        print(Json{{"event", "copy"},
+                   {"copy", copy},
                    {"type", utf8(type.name)},
                    {"address", beyond ? Json(nullptr) : Json(utf8(addressText))},
                    {"number", address}});
@@ -59,7 +60,7 @@ int runCopies(const CopiesOptions& options) {
     if (result == COPY_CLAMPED) {
         const QString held = QStringLiteral("copies beyond %1 were held at it").arg(first.type.highest);
         if (options.json) {
-            print(Json{{"held_at", utf8(first.type.highest)}});
+            print(Json{{"event", "held"}, {"held_at", utf8(first.type.highest)}});
         } else {
             print(held);
         }

@@ -293,7 +293,9 @@ void LiveTable::drawRows(int bottom, int width) {
     first_ = firstVisible(selected_, first_, height);
     putLine(1, width, layout.title(), false);
     for (int row = 0; row < height && first_ + row < rows.size(); ++row) {
-        putLine(HEAD_LINES + row, width, layout.line(rows.at(first_ + row)), first_ + row == selected_);
+        const int point = first_ + row;
+        const QString line = withFault(layout.line(rows.at(point)), table.state(point).fault, width);
+        putLine(HEAD_LINES + row, width, line, point == selected_);
     }
 }
 

@@ -97,6 +97,11 @@ QString TableLayout::line(const Cells& cells) const {
     return texts.join(QStringLiteral("  "));
 }
 
+QString withFault(const QString& line, const QString& fault, int width) {
+    const bool room = columnsOf(line) + GAP + columnsOf(fault) <= width;
+    return fault.isEmpty() || !room ? line : line + QString(int(GAP), QLatin1Char(' ')) + fault;
+}
+
 QString heading(const QString& line, const QString& counts, int width) {
     const int left = width - columnsOf(counts);
     return left < CUT_WIDTH ? elided(line, width) : elided(line, left) + counts;

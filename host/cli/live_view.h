@@ -43,6 +43,9 @@ private:
     std::array<int, COLUMN_COUNT> widths_ = {};  ///< 0 for a column that is left out.
 };
 
+/// A line of the table, and why its value is not good where a window `width` columns wide has room for it.
+QString withFault(const QString& line, const QString& fault, int width);
+
 /// What stands above the table, at most `width` columns: the line is cut before what is counted, which
 /// stands there whole or not at all.
 QString heading(const QString& line, const QString& counts, int width);

@@ -46,13 +46,13 @@ public:
             changes += connection_.engine().table().state(i).changes;
         }
         if (options_.json) {
-            Json summary;
+            Json summary = summaryJson("monitor");
             summary["seconds"] = seconds;
             summary["requests"] = all.requests;
             summary["good"] = all.good;
             summary["bad"] = all.bad();
             summary["changes"] = changes;
-            print(Json{{"summary", summary}});
+            print(summary);
             return;
         }
         print(QStringLiteral("%1 s: %2, %3 good and %4 bad replies, %5")
@@ -72,10 +72,7 @@ private:
         const PointState& state = connection_.engine().table().state(index);
         ++lines_;
         if (options_.json) {
-            Json json;
-            json["time"] = isoTime();
-            json.update(pointJson(point, state));
-            print(json);
+            print(pointJson(point, state));
             return;
         }
         QString value =
@@ -88,7 +85,7 @@ private:
 
     void printStation(int station, bool alive) const {
         if (options_.json) {
-            print(Json{{"time", isoTime()}, {"station", station}, {"alive", alive}});
+            print(Json{{"event", "station"}, {"time", isoTime()}, {"station", station}, {"alive", alive}});
             return;
         }
         const char* text = alive ? "answers again" : "does not answer; it is left out and probed";
@@ -97,7 +94,7 @@ private:
 
     void printLine(bool open) const {
         if (options_.json) {
-            print(Json{{"time", isoTime()}, {"line", open ? "open" : "lost"}});
+            print(Json{{"event", "line"}, {"time", isoTime()}, {"state", open ? "open" : "lost"}});
             return;
         }
         print(QStringLiteral("%1  %2 %3")

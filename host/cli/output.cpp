@@ -67,7 +67,16 @@ QString clockTime() {
 }
 
 std::string isoTime() {
-    return utf8(isoLocalTime(wallTimeUs()));
+    return isoTimeOf(wallTimeUs());
+}
+
+std::string isoTimeOf(qint64 wallUs) {
+    return utf8(isoLocalTime(wallUs));
+}
+
+// A point is shown as soon as it is read, and the state's own time is not one of day.
+std::string isoTimeOf(const PointState& /*state*/) {
+    return isoTime();
 }
 
 std::string utf8(const QString& text) {
@@ -79,29 +88,46 @@ Json valueJson(const ValueFormat& format, quint32 raw) {
     return format.scaled() ? Json(number) : Json(static_cast<qint64>(number));
 }
 
-Json itemJson(const Point& point) {
-    Json json;
+Json eventJson(const char* event) {
+    return Json{{"event", event}};
+}
+
+Json summaryJson(const char* command) {
+    Json json = eventJson("summary");
+    json["command"] = command;
+    return json;
+}
+
+Json itemJson(const char* event, const std::string& time, const Point& point, std::optional<quint32> raw) {
+    Json json = eventJson(event);
+    json["time"] = time;
     json["name"] = utf8(point.name);
     json["item"] = utf8(point.notation());
     json["station"] = point.station;
     json["type"] = utf8(point.type.name);
     json["address"] = utf8(point.type.addressText(point.address));
+    json["value"] = raw ? valueJson(point.format, *raw) : Json(nullptr);
+    json["text"] = raw ? Json(utf8(valueText(point.format, point.type, *raw))) : Json(nullptr);
+    if (!point.format.unit.isEmpty()) {
+        json["unit"] = utf8(point.format.unit);
+    }
     if (!point.format.bare) {
         json["format"] = utf8(formatText(point.format));
     }
     return json;
 }
 
+void addQuality(Quality quality, const QString& fault, Json* json) {
+    (*json)["quality"] = utf8(qualityText(quality));
+    if (!fault.isEmpty()) {
+        (*json)["fault"] = utf8(fault);
+    }
+}
+
 Json pointJson(const Point& point, const PointState& state) {
-    Json json = itemJson(point);
-    json["value"] = state.known ? valueJson(point.format, state.raw) : Json(nullptr);
-    if (state.known) {
-        json["text"] = utf8(valueText(point.format, point.type, state.raw));
-    }
-    if (!point.format.unit.isEmpty()) {
-        json["unit"] = utf8(point.format.unit);
-    }
-    json["quality"] = utf8(qualityText(state.quality));
+    const std::optional<quint32> raw = state.known ? std::optional<quint32>(state.raw) : std::nullopt;
+    Json json = itemJson("value", isoTimeOf(state), point, raw);
+    addQuality(state.quality, state.fault, &json);
     return json;
 }
 

@@ -5,6 +5,7 @@
 
 #include <QString>
 #include <nlohmann/json.hpp>
+#include <optional>
 
 #include "item_notation.h"
 #include "statistics.h"
@@ -29,14 +30,25 @@ void complain(const QString& line);
 /// Local time of day with milliseconds, and date and time as ISO 8601.
 QString clockTime();
 std::string isoTime();
+/// The same of a time in microseconds since 1970.
+std::string isoTimeOf(qint64 wallUs);
+/// The time of what the state says: of the reading, or of its failure.
+std::string isoTimeOf(const PointState& state);
 
 std::string utf8(const QString& text);
 
 /// The value as a number, scaled when the format is.
 Json valueJson(const ValueFormat& format, quint32 raw);
-/// What identifies the point: name, item, station, type, address.
-Json itemJson(const Point& point);
-/// What itemJson() gives, and value, text, unit (when there is one), quality.
+/// The beginning of every object: "event", the word for its kind. Objects of one kind have the same keys.
+Json eventJson(const char* event);
+/// The last object of a command that ends with one; "command" says which, and so its other keys.
+Json summaryJson(const char* command);
+/// What an item that is read and one that is written have in common: event, time, name, item, station, type,
+/// address, value and text (null without a value), unit and format (when there is one).
+Json itemJson(const char* event, const std::string& time, const Point& point, std::optional<quint32> raw);
+/// Adds quality, and fault unless it is empty.
+void addQuality(Quality quality, const QString& fault, Json* json);
+/// The event "value": what is known of a point that is read.
 Json pointJson(const Point& point, const PointState& state);
 /// Microseconds as milliseconds with two decimals.
 QString msText(qint64 us);

@@ -30,19 +30,30 @@ int stationOf(const ParamsOptions& options, int fallback) {
     return static_cast<int>(station);
 }
 
+// The fault is why nothing was saved; empty when everything was.
+Json savedJson(const ParamsOptions& options, const ParameterSet& set, int refused, const QString& fault) {
+    Json json = eventJson("saved");
+    json["file"] = utf8(text(options.file));
+    json["station"] = set.station;
+    json["saved"] = fault.isEmpty() ? set.count() : 0;
+    json["read"] = set.count();
+    json["refused"] = refused;
+    if (!fault.isEmpty()) {
+        json["fault"] = utf8(fault);
+    }
+    return json;
+}
+
 // What there is to say when not everything was read: nothing of it is saved.
-int endUnsaved(const ParamsOptions& options, const ParameterSet& set, int wanted, const QString& broken) {
+int endUnsaved(const ParamsOptions& options, const ParameterSet& set, int points, int refused,
+               const QString& broken) {
     if (options.json) {
-        tell(Json{{"file", utf8(text(options.file))},
-                  {"station", set.station},
-                  {"saved", 0},
-                  {"read", set.count()},
-                  {"fault", utf8(broken)}});
+        tell(savedJson(options, set, refused, broken));
     }
     complain(QStringLiteral("%1; %2 of %3 were read, %4 was left as it was; run it again")
                  .arg(broken)
                  .arg(set.count())
-                 .arg(counted(wanted, "parameter"))
+                 .arg(counted(points - refused, "parameter"))
                  .arg(text(options.file)));
     return EXIT_FAILED;
 }
@@ -67,7 +78,7 @@ int runSave(const ParamsOptions& options) {
                                           }
                                       });
     if (!broken.isEmpty()) {
-        return endUnsaved(options, set, points.size() - refused, broken);
+        return endUnsaved(options, set, points.size(), refused, broken);
     }
     if (set.count() == 0) {
         throw LineError(QStringLiteral("the station refused every parameter; %1 was left as it was")
@@ -75,10 +86,7 @@ int runSave(const ParamsOptions& options) {
     }
     saveParameters(text(options.file), loaded.notation, set);
     if (options.json) {
-        const bool told = tell(Json{{"file", utf8(text(options.file))},
-                                    {"station", set.station},
-                                    {"saved", set.count()},
-                                    {"refused", refused}});
+        const bool told = tell(savedJson(options, set, refused, QString()));
         return connection.finish(told ? EXIT_DONE : EXIT_FAILED);
     }
     const QString others =
@@ -94,7 +102,9 @@ void printDifference(const Difference& difference, bool json) {
     const QString onDevice =
         difference.onDevice < 0 ? difference.fault : QString::number(difference.onDevice);
     if (json) {
-        Json object{{"item", utf8(difference.point.notation())}, {"file", difference.inFile}};
+        Json object = eventJson("difference");
+        object["item"] = utf8(difference.point.notation());
+        object["file"] = difference.inFile;
         object["device"] = difference.onDevice < 0 ? Json(nullptr) : Json(difference.onDevice);
         if (!difference.fault.isEmpty()) {
             object["fault"] = utf8(difference.fault);
@@ -128,9 +138,11 @@ bool printDifferences(const ParamsOptions& options, const Comparison& compared) 
 bool tellDiffSummary(const ParamsOptions& options, const Comparison& compared, int parameters) {
     bool told = true;
     if (options.json) {
-        Json summary{{"parameters", parameters}, {"differ", compared.differences.size()}};
+        Json summary = summaryJson("params diff");
+        summary["parameters"] = parameters;
+        summary["differ"] = compared.differences.size();
+        summary["not_read"] = compared.unread.size();
         if (!compared.broken.isEmpty()) {
-            summary["not_read"] = compared.unread.size();
             summary["fault"] = utf8(compared.broken);
         }
         told = tell(summary);
@@ -229,7 +241,9 @@ void LoadRun::take(const Difference& difference, const WriteEnd& end) {
 
 void LoadRun::tellItem(const Difference& difference, Written state, const QString& fault) {
     if (options_.json) {
-        Json json{{"item", utf8(difference.point.notation())}, {"file", difference.inFile}};
+        Json json = eventJson("parameter");
+        json["item"] = utf8(difference.point.notation());
+        json["file"] = difference.inFile;
         json["written"] = state == Written::Unknown ? Json(nullptr) : Json(false);
         json["fault"] = utf8(fault);
         told_ = tell(json) && told_;
@@ -274,13 +288,12 @@ QString LoadRun::comparedText(int parameters) const {
 bool LoadRun::tellSummary(int parameters) {
     const int left = parameters - compared_.right - written_;
     if (options_.json) {
-        Json json{{"parameters", parameters},
-                  {"right", compared_.right},
-                  {"written", written_},
-                  {"not_written", left - unknown_.size()}};
-        if (!unknown_.isEmpty()) {
-            json["unknown"] = unknown_.size();
-        }
+        Json json = summaryJson("params load");
+        json["parameters"] = parameters;
+        json["right"] = compared_.right;
+        json["written"] = written_;
+        json["not_written"] = left - unknown_.size();
+        json["unknown"] = unknown_.size();
         if (!broken_.isEmpty()) {
             json["fault"] = utf8(broken_);
         }

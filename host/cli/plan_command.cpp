@@ -19,14 +19,19 @@ QString blockText(const Driver& loaded, const ItemRange& range) {
         .arg(range.station);
 }
 
+// Over TCP no time on the line is known.
+Json lineTimeJson(qint64 us) {
+    return us > 0 ? Json(static_cast<double>(us) / 1000) : Json(nullptr);
+}
+
 void printBlock(const Driver& loaded, const PlannedBlock& block, int number, bool json) {
     if (json) {
-        Json object;
+        Json object = eventJson("block");
         object["block"] = number;
         object["items"] = utf8(blockText(loaded, block.range));
         object["request"] = utf8(hexText(block.request));
         object["reply_bytes"] = block.replyBytes;
-        object["line_ms"] = static_cast<double>(block.lineUs) / 1000;
+        object["line_ms"] = lineTimeJson(block.lineUs);
         if (!block.apart.isEmpty()) {
             object["apart"] = utf8(block.apart);
         }
@@ -62,7 +67,10 @@ int runPlan(const PlanOptions& options) {
         totalUs += blocks.at(i).lineUs;
     }
     if (options.json) {
-        print(Json{{"blocks", blocks.size()}, {"cycle_ms", static_cast<double>(totalUs) / 1000}});
+        Json summary = summaryJson("plan");
+        summary["blocks"] = blocks.size();
+        summary["cycle_ms"] = lineTimeJson(totalUs);
+        print(summary);
     } else if (settings.carrier == Carrier::Tcp) {
         print(QStringLiteral("cycle: %1; over TCP no line time is known")
                   .arg(counted(blocks.size(), "request")));

@@ -19,11 +19,6 @@ void printPoint(const ReadOptions& options, const Point& point, const PointState
     }
 }
 
-// Of what was not read any more: not bad, for the device was not asked.
-Quality qualityOfUnread(const Connection& connection) {
-    return connection.lineLost() ? Quality::NoLine : Quality::Unknown;
-}
-
 int runRead(const ReadOptions& options) {
     const Driver loaded(options);
     const LineSettings settings = lineSettings(options, loaded.parameter(), true);
@@ -42,11 +37,7 @@ int runRead(const ReadOptions& options) {
             good = false;
             const QString fault = read.fault(i);
             if (options.json) {
-                PointState state = read.table().state(i);
-                state.quality = read.cutShort(i) ? qualityOfUnread(connection) : state.quality;
-                Json json = pointJson(points.at(i), state);
-                json["fault"] = utf8(fault);
-                print(json);
+                print(pointJson(points.at(i), read.table().state(i)));
             }
             complain(QStringLiteral("%1 could not be read: %2").arg(points.at(i).name, fault));
         }

@@ -12,7 +12,7 @@ namespace {
 void printFrame(const RecordedFrame& frame, qint64 sinceRequestUs, bool json) {
     const double ms = static_cast<double>(sinceRequestUs) / 1000;
     if (json) {
-        Json object;
+        Json object = eventJson("frame");
         object["time"] = utf8(isoUtcTime(frame.timeUs));
         object["direction"] = frame.request ? "request" : "reply";
         if (!frame.request && sinceRequestUs >= 0) {

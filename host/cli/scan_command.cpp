@@ -27,7 +27,7 @@ void printStation(int station, const Transaction& answer, bool json) {
     const int status = good ? static_cast<quint8>(answer.reply.at(answer.frame.dataOffset)) : 0;
     const double ms = static_cast<double>(answer.endUs - answer.sentUs) / 1000;
     if (json) {
-        Json object{{"station", station}, {"response_ms", ms}};
+        Json object{{"event", "found"}, {"station", station}, {"response_ms", ms}};
         if (good) {
             object["status"] = status;
         } else {
@@ -71,7 +71,10 @@ bool tellSum(const Connection& connection, const QVector<int>& stations, const C
     bool told = false;
     const bool stopped = course.ended < stations.size();
     if (json) {
-        Json sum{{"asked", course.asked()}, {"answered", course.found}, {"stopped", stopped}};
+        Json sum = summaryJson("scan");
+        sum["asked"] = course.asked();
+        sum["answered"] = course.found;
+        sum["stopped"] = stopped;
         if (course.waited) {
             sum["not_heard"] = stations.at(course.ended);
         }

@@ -129,7 +129,8 @@ Json statisticsJson(const Statistics& statistics, qint64 nowUs) {
         stations[std::to_string(it.key())] = countersJson(it.value());
     }
     const LatencyHistogram& cycles = statistics.cycles();
-    return Json{{"all", countersJson(statistics.all())},
+    return Json{{"event", "statistics"},
+                {"all", countersJson(statistics.all())},
                 {"stations", stations},
                 {"cycles",
                  {{"count", cycles.count()},
@@ -140,7 +141,7 @@ Json statisticsJson(const Statistics& statistics, qint64 nowUs) {
 
 void printStatistics(const Statistics& statistics, qint64 nowUs, bool json) {
     if (json) {
-        print(Json{{"statistics", statisticsJson(statistics, nowUs)}});
+        print(statisticsJson(statistics, nowUs));
         return;
     }
     for (const QString& line : statisticsLines(statistics, nowUs)) {

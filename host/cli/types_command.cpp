@@ -12,7 +12,7 @@ int runTypes(const CommonOptions& options) {
     }
     for (const RegisterType& type : loaded.notation.types()) {
         if (options.json) {
-            Json json;
+            Json json = eventJson("type");
             json["type"] = utf8(type.name);
             json["kind"] = type.bit ? "bit" : "word";
             json["lowest"] = utf8(type.lowest);

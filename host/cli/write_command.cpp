@@ -4,6 +4,7 @@
 #include "error.h"
 #include "one_shot_read.h"
 #include "output.h"
+#include "wall_clock.h"
 
 namespace dx7::cli {
 
@@ -19,18 +20,47 @@ enum class Fate { Written, NotWritten, Unknown };
 /// What has become of one item of a write.
 struct ItemFate {
     Fate fate = Fate::NotWritten;
-    QString fault;  ///< Empty when it was written.
+    QString fault;                ///< Empty when it was written.
+    qint64 endUs = wallTimeUs();  ///< When that was so.
+};
+
+/// What reading a written value back has shown.
+struct ReadBack {
+    bool verified = false;
+    bool tookNot = false;  ///< It reads another value than was written.
+    QString fault;         ///< Empty when it is verified, or was not read.
 };
 
 /// A write, the points that show its values, and how it went.
 struct WriteJob {
     WriteRequest request;
     QVector<Point> points;
-    QVector<ItemFate> items;  ///< One for each item of the request.
-    bool verified = false;
-    bool tookNot = false;  ///< It reads another value than was written.
-    QString verifyFault;   ///< What the reading back of written values has to say.
+    QVector<ItemFate> items;      ///< One for each item of the request.
+    QVector<ReadBack> readsBack;  ///< One for each point.
+
+    /// The first thing that reading back has to say; empty without one.
+    QString verifyFault() const;
+    bool tookNot() const;
 };
+
+QString WriteJob::verifyFault() const {
+    for (const ReadBack& back : readsBack) {
+        if (!back.fault.isEmpty()) {
+            return back.fault;
+        }
+    }
+    return QString();
+}
+
+bool WriteJob::tookNot() const {
+    return std::any_of(readsBack.begin(), readsBack.end(), [](const ReadBack& back) { return back.tookNot; });
+}
+
+// As a read names it: a point of a tag with a count by the tag's name and its number.
+QString pointName(const WriteRequest& request, const Point& point, int index) {
+    const QString numbered = request.name + QStringLiteral("[%1]");
+    return request.first.name == numbered.arg(0) ? numbered.arg(index) : point.notation();
+}
 
 WriteJob makeJob(const WriteRequest& request) {
     WriteJob job;
@@ -39,11 +69,12 @@ WriteJob makeJob(const WriteRequest& request) {
         Point point = request.first;
         point.address += i;
         if (i > 0) {
-            point.name = point.notation();
+            point.name = pointName(request, point, job.points.size());
         }
         job.points += point;
     }
     job.items = QVector<ItemFate>(request.items.size());
+    job.readsBack = QVector<ReadBack>(job.points.size());
     return job;
 }
 
@@ -67,8 +98,8 @@ void take(const Transaction& transaction, WriteJob& job) {
     const int first = frame.address - job.request.first.address;
     for (int i = first; i < first + frame.count; ++i) {
         const Fate notGood = transaction.unsettled ? Fate::Unknown : Fate::NotWritten;
-        job.items[i] = transaction.good() ? ItemFate{Fate::Written, QString()}
-                                          : ItemFate{notGood, unwrittenText(transaction)};
+        job.items[i] = transaction.good() ? ItemFate{Fate::Written, QString(), wallTimeUs()}
+                                          : ItemFate{notGood, unwrittenText(transaction), wallTimeUs()};
     }
 }
 
@@ -79,9 +110,12 @@ ItemFate fateOf(const WriteJob& job, int index) {
     for (int i = index * width + 1; i < (index + 1) * width; ++i) {
         const ItemFate& other = job.items.at(i);
         if (other.fate != known.fate) {
-            known = ItemFate{Fate::Unknown, QStringLiteral("written by half: ") +
-                                                (known.fault.isEmpty() ? other.fault : known.fault)};
+            known = ItemFate{
+                Fate::Unknown,
+                QStringLiteral("written by half: ") + (known.fault.isEmpty() ? other.fault : known.fault),
+                known.endUs};
         }
+        known.endUs = std::max(known.endUs, other.endUs);
     }
     return known;
 }
@@ -98,19 +132,17 @@ void verify(Connection& connection, WriteJob& job) {
     for (int i = 0; i < job.points.size(); ++i) {
         const Point& point = job.points.at(i);
         const PointState& state = read.table().state(i);
-        if (state.quality != Quality::Good) {
-            job.verifyFault = QStringLiteral("written, but reading back failed: %1").arg(read.fault(i));
-        } else if (state.raw != writtenRaw(job, i)) {
-            job.verifyFault = QStringLiteral("written, but %1 reads %2 instead of %3")
-                                  .arg(point.name, valueText(point.format, point.type, state.raw),
-                                       valueText(point.format, point.type, writtenRaw(job, i)));
-            job.tookNot = true;
-        }
-        if (!job.verifyFault.isEmpty()) {
-            return;
+        ReadBack& back = job.readsBack[i];
+        back.tookNot = state.quality == Quality::Good && state.raw != writtenRaw(job, i);
+        back.verified = state.quality == Quality::Good && !back.tookNot;
+        if (back.tookNot) {
+            back.fault = QStringLiteral("written, but %1 reads %2 instead of %3")
+                             .arg(point.name, valueText(point.format, point.type, state.raw),
+                                  valueText(point.format, point.type, writtenRaw(job, i)));
+        } else if (!back.verified) {
+            back.fault = QStringLiteral("written, but reading back failed: %1").arg(read.fault(i));
         }
     }
-    job.verified = true;
 }
 
 // One write after the other: two items may be the same bits of the device under two names, so each is read
@@ -126,24 +158,6 @@ void carryOut(Connection& connection, const WriteOptions& options, WriteJob& job
     if (options.verify && allWritten(job)) {
         verify(connection, job);
     }
-}
-
-// What was to be written, with the keys and kinds that pointJson() has for a value that was read.
-Json writtenJson(const WriteJob& job) {
-    const Point& first = job.request.first;
-    Json json = itemJson(first);
-    json["name"] = utf8(job.request.name);
-    json["count"] = job.request.values();
-    json["values"] = Json::array();
-    json["texts"] = Json::array();
-    for (int i = 0; i < job.points.size(); ++i) {
-        json["values"] += valueJson(first.format, writtenRaw(job, i));
-        json["texts"] += utf8(valueText(first.format, first.type, writtenRaw(job, i)));
-    }
-    if (!first.format.unit.isEmpty()) {
-        json["unit"] = utf8(first.format.unit);
-    }
-    return json;
 }
 
 /// Values in a row that share what has become of them.
@@ -168,26 +182,20 @@ QVector<Part> partsOf(const WriteJob& job) {
     return parts;
 }
 
-Json fateJson(Fate fate) {
-    return fate == Fate::Unknown ? Json(nullptr) : Json(fate == Fate::Written);
+Quality qualityOf(Fate fate) {
+    return fate == Fate::Written ? Quality::Good : fate == Fate::Unknown ? Quality::Doubtful : Quality::Bad;
 }
 
-// Null when it is unknown, or true of some values only.
-Json writtenState(const QVector<Part>& parts) {
-    return parts.size() == 1 ? fateJson(parts.first().known.fate) : Json(nullptr);
-}
-
-Json partsJson(const WriteJob& job, const QVector<Part>& parts) {
-    Json list = Json::array();
-    for (const Part& part : parts) {
-        Json json{{"item", utf8(job.points.at(part.first).notation())}, {"count", part.count}};
-        json["written"] = fateJson(part.known.fate);
-        if (!part.known.fault.isEmpty()) {
-            json["fault"] = utf8(part.known.fault);
-        }
-        list += json;
-    }
-    return list;
+// The job's point number `index`, with the keys of a value that was read and what has become of it.
+Json writtenJson(const WriteJob& job, int index) {
+    const ReadBack& back = job.readsBack.at(index);
+    const ItemFate known = fateOf(job, index);
+    const Fate fate = back.tookNot ? Fate::NotWritten : known.fate;
+    Json json = itemJson("written", isoTimeOf(known.endUs), job.points.at(index), writtenRaw(job, index));
+    json["written"] = fate == Fate::Unknown ? Json(nullptr) : Json(fate == Fate::Written);
+    json["verified"] = back.verified;
+    addQuality(qualityOf(fate), back.fault.isEmpty() ? known.fault : back.fault, &json);
+    return json;
 }
 
 // "F:3.0.20@1 written, F:3.0.21@1 to F:3.0.24@1 not sent: ...".
@@ -204,25 +212,21 @@ QString partsText(const WriteJob& job, const QVector<Part>& parts) {
 }
 
 QString faultText(const WriteJob& job, const QVector<Part>& parts) {
-    if (!job.verifyFault.isEmpty()) {
-        return job.verifyFault;
+    const QString verifyFault = job.verifyFault();
+    if (!verifyFault.isEmpty()) {
+        return verifyFault;
     }
     return parts.size() == 1 ? parts.first().known.fault
                              : QStringLiteral("written in part: ") + partsText(job, parts);
 }
 
-bool tellJson(const WriteOptions& options, const WriteJob& job, const QVector<Part>& parts) {
-    const QString fault = faultText(job, parts);
-    Json json = writtenJson(job);
-    json["written"] = job.tookNot ? Json(false) : writtenState(parts);
-    json["verified"] = options.verify && job.verified;
-    if (!fault.isEmpty()) {
-        json["fault"] = utf8(fault);
+// False when one of them could not be said on standard output.
+bool tellJson(const WriteJob& job) {
+    bool told = true;
+    for (int i = 0; i < job.points.size(); ++i) {
+        told = tell(writtenJson(job, i)) && told;
     }
-    if (parts.size() > 1) {
-        json["parts"] = partsJson(job, parts);
-    }
-    return tell(json);
+    return told;
 }
 
 // What has become of a write. False when it is not, or not known to be, done, or could not be said.
@@ -232,7 +236,7 @@ bool report(const WriteOptions& options, const WriteJob& job) {
     const QString what = QStringLiteral("%1 = %2").arg(job.request.name, valuesText(job));
     bool told = true;
     if (options.json) {
-        told = tellJson(options, job, parts);
+        told = tellJson(job);
     } else if (fault.isEmpty()) {
         told = tell(what + QLatin1String(options.verify ? " written and verified" : " written"));
     }
@@ -262,14 +266,14 @@ QString breakText(const Connection& connection, const QVector<WriteJob>& jobs) {
 // What broke the writes off, and how to go on.
 void complainOfBreak(const QString& reason, const QVector<WriteJob>& jobs) {
     const auto done = std::count_if(jobs.begin(), jobs.end(), [](const WriteJob& job) {
-        return allWritten(job) && job.verifyFault.isEmpty();
+        return allWritten(job) && job.verifyFault().isEmpty();
     });
     const bool unknown = std::any_of(jobs.begin(), jobs.end(), [](const WriteJob& job) {
         return std::any_of(job.items.begin(), job.items.end(),
                            [](const ItemFate& known) { return known.fate == Fate::Unknown; });
     });
     const bool unverified = std::any_of(jobs.begin(), jobs.end(), [](const WriteJob& job) {
-        return !job.verifyFault.isEmpty() && !job.tookNot;
+        return !job.verifyFault().isEmpty() && !job.tookNot();
     });
     const char* const readBack = unverified ? "read back what is unknown or was not verified, then "
                                  : unknown  ? "read back what is unknown, then "

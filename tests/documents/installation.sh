@@ -4,7 +4,7 @@ source "$(dirname "${BASH_SOURCE[0]}")/common.sh"
 
 "$CMAKE" --install "$BUILD" --component tools --prefix "$work/installed" >"$work/log" 2>&1 || cat "$work/log"
 for file in bin/dx7 bin/dx7-device share/bash-completion/completions/dx7 share/bash-completion/completions/dx7-device \
-    share/doc/dx7-tools/examples/line.toml; do
+    share/doc/dx7-tools/examples/line.toml share/doc/dx7-tools/dx7.schema.json; do
     [ -s "$work/installed/$file" ] || wrong "$file is not installed"
 done
 for page in dx7 dx7-device; do
@@ -14,4 +14,5 @@ done
 version=$("$work/installed/bin/dx7" --version) || wrong "the installed dx7 does not run"
 [ "$version" = "$("$DX7" --version)" ] || wrong "the installed dx7 is of $version"
 cmp -s "$work/installed/share/doc/dx7-tools/examples/line.toml" "$SOURCES/docs/line.toml" || wrong "another line.toml"
+cmp -s "$work/installed/share/doc/dx7-tools/dx7.schema.json" "$SOURCES/docs/dx7.schema.json" || wrong "another dx7.schema.json"
 finish "everything is in its place"

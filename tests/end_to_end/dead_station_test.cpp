@@ -149,10 +149,10 @@ private:
                 EXPECT_EQ(false, object.at("alive"));
                 takenOut = true;
             }
-            return object.contains("statistics");
+            return has(object, "event", "statistics");
         });
         EXPECT_EQ(0, monitor.finish().exitCode);
-        return end.is_null() ? Json() : end.at("statistics");
+        return end;
     }
 };
 

@@ -45,7 +45,7 @@ protected:
         EXPECT_EQ(0, run.exitCode) << run.errors;
         const std::vector<Json> objects = jsonLines(run.output);
         checkValues(objects, values);
-        observed->all = withKey(objects, "statistics").at("statistics").at("all");
+        observed->all = ofEvent(objects, "statistics").at("all");
         observed->seen = rig.stopDevice();
         observed->made = numberBehind(observed->seen.substr(observed->seen.find("faults made")),
                                       std::string(GetParam().name) + " ");
@@ -163,7 +163,7 @@ TEST_P(SilentStation, IsCountedByItselfAndShownAsBad) {
         {"monitor", "--json", "--stats", "--seconds", "2", "--timeout", "60", "F:3.0.25@1", "F:3.0.25@2"});
     EXPECT_EQ(0, run.exitCode) << run.errors;
     const std::vector<Json> objects = jsonLines(run.output);
-    const Json stations = withKey(objects, "statistics").at("statistics").at("stations");
+    const Json stations = ofEvent(objects, "statistics").at("stations");
     EXPECT_EQ(stations.at("2").at("requests"), stations.at("2").at("timeouts"));
     EXPECT_EQ(0, stations.at("2").at("good"));
     EXPECT_GT(stations.at("1").at("good"), stations.at("2").at("requests"));

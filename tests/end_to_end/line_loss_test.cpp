@@ -19,14 +19,16 @@ TEST_P(LineLoss, EverythingTurnsNoLineAndRecoversByItself) {
     ASSERT_FALSE(nextJson(monitor, [](const Json& o) { return has(o, "value", 500); }).is_null());
     for (int round = 0; round < 2; ++round) {
         rig.stopDevice();
-        const Json off = nextJson(monitor, [](const Json& o) {
-            return has(o, "item", "F:3.0.25@1") && has(o, "quality", "no line");
-        });
+        const Json off = nextJson(
+            monitor, [](const Json& o) { return has(o, "item", "F:3.0.25@1") && has(o, "quality", "bad"); });
         ASSERT_FALSE(off.is_null());
+        EXPECT_EQ("no line", off.at("fault"));
         EXPECT_EQ(round == 0 ? 500 : 600, off.at("value")) << "the last good value stays";
         rig.startDevice();
         rig.tell("set F:3.0.25=600");
-        EXPECT_FALSE(nextJson(monitor, [](const Json& o) { return has(o, "line", "open"); }).is_null());
+        EXPECT_FALSE(nextJson(monitor, [](const Json& o) {
+                         return has(o, "event", "line") && has(o, "state", "open");
+                     }).is_null());
         const Json back = nextJson(monitor, [](const Json& o) {
             return has(o, "item", "F:3.0.25@1") && has(o, "quality", "good") && has(o, "value", 600);
         });
@@ -43,12 +45,12 @@ TEST_P(LineLoss, SaysSoAsText) {
     std::string printed;
     for (std::string line = monitor.readLine(); !line.empty(); line = monitor.readLine()) {
         printed += line + '\n';
-        if (printed.find("lost") != std::string::npos && printed.find("no line") != std::string::npos) {
+        if (printed.find("lost") != std::string::npos && printed.find("(bad)") != std::string::npos) {
             break;
         }
     }
     EXPECT_NE(std::string::npos, printed.find("lost")) << printed;
-    EXPECT_NE(std::string::npos, printed.find("no line")) << printed;
+    EXPECT_NE(std::string::npos, printed.find("(bad)")) << printed;
     monitor.signal(SIGINT);
     EXPECT_EQ(0, monitor.finish().exitCode);
 }

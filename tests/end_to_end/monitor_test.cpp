@@ -19,11 +19,11 @@ TEST_P(Monitor, StopsAfterCountLinesOfValues) {
     const std::vector<Json> objects = jsonLines(run.output);
     ASSERT_EQ(6U, objects.size()) << run.output;
     for (std::size_t i = 0; i < 5; ++i) {
-        EXPECT_TRUE(objects[i].contains("value")) << objects[i];
+        EXPECT_EQ("value", objects[i].at("event")) << objects[i];
         EXPECT_TRUE(objects[i].contains("time")) << objects[i];
         EXPECT_EQ("good", objects[i].at("quality"));
     }
-    EXPECT_TRUE(objects[5].contains("summary")) << objects[5];
+    EXPECT_EQ("summary", objects[5].at("event")) << objects[5];
 }
 
 TEST_P(Monitor, StopsAfterSeconds) {
@@ -32,7 +32,7 @@ TEST_P(Monitor, StopsAfterSeconds) {
     const std::chrono::duration<double> took = std::chrono::steady_clock::now() - start;
     EXPECT_EQ(0, run.exitCode) << run.errors;
     EXPECT_GE(took.count(), 0.7);
-    const Json summary = withKey(jsonLines(run.output), "summary").at("summary");
+    const Json summary = ofEvent(jsonLines(run.output), "summary");
     EXPECT_GE(summary.at("seconds").get<double>(), 0.7);
     EXPECT_EQ(0, summary.at("changes")) << "a first value is no change";
     EXPECT_EQ(summary.at("requests"), summary.at("good"));
@@ -64,7 +64,7 @@ TEST_P(Monitor, CountsWhatHappenedOnTheLine) {
     const Finished run = rig.dx7({"monitor", "--json", "--stats", "--seconds", "1", "F:0.0.00,3", "DI:1,6",
                                   "F:0.0.00@2", "F:10.0.00@2"});
     EXPECT_EQ(0, run.exitCode) << run.errors;
-    const Json statistics = withKey(jsonLines(run.output), "statistics").at("statistics");
+    const Json statistics = ofEvent(jsonLines(run.output), "statistics");
     const Json& all = statistics.at("all");
     const Json& first = statistics.at("stations").at("1");
     const Json& second = statistics.at("stations").at("2");

@@ -64,18 +64,29 @@ TEST_P(Params, ShowsWhatDiffersAndLoadsIt) {
     EXPECT_EQ(325, rig.client(2)->holding(0xF325));
 }
 
+Json loadSum(int parameters, int right, int written, int notWritten) {
+    return {{"event", "summary"}, {"command", "params load"}, {"parameters", parameters},
+            {"right", right},     {"written", written},       {"not_written", notWritten},
+            {"unknown", 0}};
+}
+
 TEST_P(Params, SpeakJson) {
     const auto only = [this](const Words& words, int exitCode) {
         const Finished run = rig.dx7(words);
         EXPECT_EQ(exitCode, run.exitCode) << run.errors;
         return jsonLines(run.output);
     };
-    EXPECT_EQ(Json({{"file", file}, {"station", 1}, {"saved", 56}, {"refused", 0}}),
+    EXPECT_EQ(Json({{"event", "saved"},
+                    {"file", file},
+                    {"station", 1},
+                    {"saved", 56},
+                    {"read", 56},
+                    {"refused", 0}}),
               only({"params", "save", file, "--groups", "3", "--json"}, 0).at(0));
     writeFile(file, "station = 1\n[F]\n\"3.0.25\" = 9\n\"3.0.24\" = 324\n");
     const std::vector<Json> load = only({"params", "load", file, "--accept-altered", "--json"}, 0);
     ASSERT_EQ(1U, load.size());
-    EXPECT_EQ(Json({{"parameters", 2}, {"right", 1}, {"written", 1}, {"not_written", 0}}), load[0]);
+    EXPECT_EQ(loadSum(2, 1, 1, 0), load[0]);
 }
 
 TEST_P(Params, AFailedSaveLeavesTheFileThatWasThere) {
@@ -102,13 +113,18 @@ TEST(ParamsLoad, ListsWhatTheStationRefusesAndGoesOn) {
     EXPECT_EQ("F:3.0.24@1", load[0].at("item"));
     EXPECT_EQ("exception 2 (illegal data address)", load[0].at("fault"));
     EXPECT_EQ("F:3.0.25@1", load[1].at("item")) << "the next one was written all the same";
-    EXPECT_EQ(Json({{"parameters", 3}, {"right", 1}, {"written", 0}, {"not_written", 2}}), load[2]);
+    EXPECT_EQ(loadSum(3, 1, 0, 2), load[2]);
     const std::vector<Json> diff =
         only({"params", "diff", file, "--accept-altered", "--json", "--tcp", device.address()}, 1);
     ASSERT_EQ(3U, diff.size());
     EXPECT_TRUE(diff[0].at("device").is_null());
     EXPECT_EQ(7, diff[1].at("device"));
-    EXPECT_EQ(Json({{"parameters", 3}, {"differ", 2}}), diff[2]);
+    EXPECT_EQ(Json({{"event", "summary"},
+                    {"command", "params diff"},
+                    {"parameters", 3},
+                    {"differ", 2},
+                    {"not_read", 0}}),
+              diff[2]);
 }
 
 TEST(ParamsLoad, AValueThatDidNotTakeIsListed) {

@@ -130,23 +130,21 @@ TEST_P(ReadWrite, WritesAsJson) {
                                   "F:3.0.20@2/signed/scale=0.1/unit=Hz=-12.3", "DO:1=on"});
     EXPECT_EQ(0, run.exitCode) << run.errors;
     const std::vector<Json> objects = jsonLines(run.output);
-    ASSERT_EQ(3U, objects.size());
+    ASSERT_EQ(4U, objects.size());
     EXPECT_EQ("F:0.0.10@1", objects[0].at("item"));
-    EXPECT_EQ("F:0.0.10,2@1", objects[0].at("name"));
-    EXPECT_EQ(2, objects[0].at("count"));
-    EXPECT_EQ(Json({5, 6}), objects[0].at("values"));
-    EXPECT_EQ(Json({"5", "6"}), objects[0].at("texts"));
-    EXPECT_EQ(true, objects[0].at("written"));
-    EXPECT_EQ(Json::array({1}), objects[2].at("values"));
+    EXPECT_EQ("F:0.0.11@1", objects[1].at("item"));
+    EXPECT_EQ(5, objects[0].at("value"));
+    EXPECT_EQ("6", objects[1].at("text"));
+    EXPECT_EQ(true, objects[1].at("written"));
+    EXPECT_EQ(1, objects[3].at("value"));
     // The same keys with the same content as where it is read.
     const std::vector<Json> reads =
         jsonLines(rig.dx7({"read", "--json", "F:3.0.20@2/signed/scale=0.1/unit=Hz"}).output);
     ASSERT_EQ(1U, reads.size());
-    for (const char* key : {"name", "item", "station", "type", "address", "unit"}) {
-        EXPECT_EQ(reads[0].at(key), objects[1].at(key)) << key;
+    for (const char* key :
+         {"name", "item", "station", "type", "address", "value", "text", "unit", "format", "quality"}) {
+        EXPECT_EQ(reads[0].at(key), objects[2].at(key)) << key;
     }
-    EXPECT_EQ(Json::array({reads[0].at("value")}), objects[1].at("values"));
-    EXPECT_EQ(Json::array({reads[0].at("text")}), objects[1].at("texts"));
     EXPECT_EQ(true, objects[0].at("verified"));
 }
 

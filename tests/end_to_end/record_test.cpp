@@ -317,7 +317,7 @@ TEST_P(Replay, ShowsTheResponseTimesThatTheStatisticsCount) {
             recorded.push_back(frame.at("response_ms"));
         }
     }
-    const Json counted = withKey(jsonLines(run.output), "statistics").at("statistics").at("all");
+    const Json counted = ofEvent(jsonLines(run.output), "statistics").at("all");
     ASSERT_EQ(counted.at("good"), recorded.size());
     ASSERT_LE(10U, recorded.size());
     std::sort(recorded.begin(), recorded.end());

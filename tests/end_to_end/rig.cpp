@@ -84,6 +84,15 @@ Json withKey(const std::vector<Json>& objects, const std::string& key) {
     return Json();
 }
 
+Json ofEvent(const std::vector<Json>& objects, const std::string& event) {
+    for (const Json& object : objects) {
+        if (has(object, "event", event)) {
+            return object;
+        }
+    }
+    return Json();
+}
+
 bool has(const Json& object, const std::string& key, const Json& value) {
     return object.contains(key) && object.at(key) == value;
 }

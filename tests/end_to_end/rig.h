@@ -64,6 +64,8 @@ Words dx7Words(const Words& words);
 std::vector<Json> jsonLines(const std::string& output);
 /// The first object that has the key; null when none has.
 Json withKey(const std::vector<Json>& objects, const std::string& key);
+/// The first object of the event; null when there is none.
+Json ofEvent(const std::vector<Json>& objects, const std::string& event);
 /// Whether the object has this value under the key.
 bool has(const Json& object, const std::string& key, const Json& value);
 /// The next object that a running program prints and `wanted` takes; null when none comes in time.

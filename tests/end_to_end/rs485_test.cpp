@@ -72,7 +72,9 @@ TEST_F(Rs485, IsNotAskedForUnlessWanted) {
 TEST_F(Rs485, IsAskedForAgainWhenTheLineIsBack) {
     Process monitor(command({"monitor", "--json", "--rs485", "--seconds", "30", "F:3.0.25"}));
     const auto line = [&monitor](const Json& state) {
-        return !nextJson(monitor, [&](const Json& o) { return has(o, "line", state); }).is_null();
+        return !nextJson(monitor, [&](const Json& o) {
+                    return has(o, "event", "line") && has(o, "state", state);
+                }).is_null();
     };
     ASSERT_FALSE(nextJson(monitor, [](const Json& o) { return has(o, "quality", "good"); }).is_null());
     EXPECT_EQ(1U, requests().size());

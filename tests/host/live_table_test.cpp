@@ -97,7 +97,7 @@ TEST_F(LiveTableTest, ShowsThatTheLineIsGone) {
     ASSERT_TRUE(shows("325  good"));
     stopDevice();
     EXPECT_TRUE(shows("NO LINE"));
-    EXPECT_TRUE(shows("325  no line"));
+    EXPECT_TRUE(shows("325  bad"));
     startDevice();
     EXPECT_TRUE(shows("325  good"));
 }

@@ -65,8 +65,8 @@ TEST(TableLayout, ThenTheAddressIs) {
 
 // Whatever the width: what stands there of value, age and changes is all of it.
 TEST(TableLayout, NoPartOfANumberIsEverShown) {
-    const Cells row = {latin("speed"),   latin("AI:0@1"),  latin("98765.4"),
-                       latin("no line"), latin("123 min"), latin("55555555")};
+    const Cells row = {latin("speed"),    latin("AI:0@1"),  latin("98765.4"),
+                       latin("doubtful"), latin("123 min"), latin("55555555")};
     for (int width = 1; width <= 100; ++width) {
         const QString line = TableLayout({row}, width).line(row);
         EXPECT_LE(columnsOf(line), width);

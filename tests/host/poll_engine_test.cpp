@@ -297,8 +297,9 @@ TEST_F(PollEngineTest, ALostLineTurnsEverythingToNoLineAndRecovers) {
     line.refuseOpen = true;
     line.close();
     runFor(1000000);
-    EXPECT_EQ(engine.table().state(0).quality, Quality::NoLine);
-    EXPECT_EQ(engine.table().state(1).quality, Quality::NoLine);
+    EXPECT_EQ(engine.table().state(0).quality, Quality::Bad);
+    EXPECT_EQ(engine.table().state(0).fault, QStringLiteral("no line"));
+    EXPECT_EQ(engine.table().state(1).fault, QStringLiteral("no line"));
     line.refuseOpen = false;
     runFor(6000000);
     EXPECT_EQ(engine.table().state(0).quality, Quality::Good);
@@ -318,8 +319,9 @@ TEST_F(PollEngineTest, EverythingIsNoLineUntilAnAttemptThatTakesLongHasEnded) {
         EXPECT_EQ(engine.step(), CommLoop::Step::NoLine);
         clock.sleepUntilUs(engine.wakeUs());
         longestUs = std::max(longestUs, clock.nowUs() - turnUs);
-        EXPECT_EQ(engine.table().state(0).quality, Quality::NoLine);
-        EXPECT_EQ(engine.table().state(1).quality, Quality::NoLine);
+        EXPECT_EQ(engine.table().state(0).quality, Quality::Bad);
+        EXPECT_EQ(engine.table().state(0).fault, QStringLiteral("no line"));
+        EXPECT_EQ(engine.table().state(1).fault, QStringLiteral("no line"));
     }
     EXPECT_EQ(longestUs, 50000);
     EXPECT_EQ(line.openAttempts, 1);

@@ -89,8 +89,7 @@ TEST_F(ToolTest, MonitorSpeaksJson) {
     const ToolRun run = tool("monitor DI:1,2 AI:0 --count 3 --json");
     ASSERT_EQ(run.lines().size(), 4) << run.output.toStdString();
     EXPECT_EQ(json(run.lines().first()).value(latin("quality")).toString(), latin("good"));
-    EXPECT_TRUE(json(run.lines().last()).value(latin("summary")).toObject().value(latin("requests")).toInt() >
-                0);
+    EXPECT_TRUE(json(run.lines().last()).value(latin("requests")).toInt() > 0);
 }
 
 TEST_F(ToolTest, MonitorWithoutAnyAnswerFails) {
@@ -107,7 +106,7 @@ TEST_F(ToolTest, WhatWasNeverMeasuredIsNoNumber) {
     }
     EXPECT_TRUE(text.contains(latin("cycle: 0 finished, median - ms, max - ms\n"))) << text.toStdString();
     const ToolRun run = tool("monitor AI:0@9 F:3.0.25@9 --seconds 0.2 --timeout 1000 --stats --json");
-    const QJsonObject statistics = json(run.lines().last()).value(latin("statistics")).toObject();
+    const QJsonObject statistics = json(run.lines().last());
     const QJsonObject response =
         statistics.value(latin("all")).toObject().value(latin("response_ms")).toObject();
     for (const char* key : {"min", "median", "p99", "max"}) {
@@ -135,7 +134,7 @@ TEST_F(ToolTest, MonitorSurvivesARestartOfTheDevice) {
     while (!output.contains(latin("was lost")) && monitor.waitForReadyRead(5000)) {
         output += QString::fromUtf8(monitor.readAllStandardOutput());
     }
-    EXPECT_TRUE(output.contains(latin("(no line)"))) << output.toStdString();
+    EXPECT_TRUE(output.contains(latin("(bad)"))) << output.toStdString();
     startDevice();
     ASSERT_TRUE(monitor.waitForFinished(10000));
     output += QString::fromUtf8(monitor.readAllStandardOutput());

@@ -95,12 +95,15 @@ TEST_F(ValueTableTest, AFailedReadKeepsTheLastGoodValue) {
     watch("F:0.0.00 F:3.0.00");
     device.registers[0xF000] = 7;
     readFromDevice(word, false, 50);
-    EXPECT_EQ(table.fail(word), QVector<int>{0});
-    EXPECT_TRUE(table.fail(word).isEmpty()) << "it is bad already";
+    EXPECT_EQ(table.state(1).fault, QStringLiteral("never read"));
+    EXPECT_EQ(table.fail(word, QStringLiteral("no reply")), QVector<int>{0});
+    EXPECT_TRUE(table.fail(word, QStringLiteral("wrong CRC")).isEmpty()) << "it is bad already";
     EXPECT_EQ(table.state(0).quality, Quality::Bad);
+    EXPECT_EQ(table.state(0).fault, QStringLiteral("wrong CRC"));
     EXPECT_EQ(table.state(0).raw, 7u);
     EXPECT_EQ(table.state(0).readUs, 50);
     EXPECT_EQ(readFromDevice(word, false), QVector<int>{0}) << "good again is news";
+    EXPECT_TRUE(table.state(0).fault.isEmpty());
     EXPECT_EQ(table.state(0).changes, 0);
 }
 
@@ -108,10 +111,17 @@ TEST_F(ValueTableTest, WithoutALineEverythingIsNoLineUntilItIsReadAgain) {
     watch("F:0.0.00 F:3.0.00");
     readFromDevice(word, false);
     EXPECT_EQ(table.lineLost(), (QVector<int>{0, 1}));
-    EXPECT_EQ(table.state(1).quality, Quality::NoLine);
+    EXPECT_TRUE(table.lineLost().isEmpty()) << "they have no line already";
+    EXPECT_EQ(table.state(1).quality, Quality::Bad);
+    EXPECT_EQ(table.state(1).fault, QStringLiteral("no line"));
     table.lineBack();
     EXPECT_EQ(table.state(0).quality, Quality::Bad);
-    EXPECT_EQ(table.state(1).quality, Quality::Unknown);
+    EXPECT_NE(table.state(0).fault, QStringLiteral("no line"));
+    EXPECT_EQ(table.state(1).fault, QStringLiteral("never read"));
+    EXPECT_EQ(table.lineLost(), (QVector<int>{0, 1})) << "once more";
+    table.lineBack();
+    EXPECT_EQ(table.fail({1, QStringLiteral("F"), 168, 1}, QStringLiteral("no reply")), QVector<int>{1})
+        << "the first reading failed";
     readFromDevice(word, false);
     EXPECT_EQ(table.state(0).quality, Quality::Good);
 }

@@ -73,10 +73,10 @@ void MonitorWatch::take(const Json& line) {
             shown.item = movingItem(notation);
         }
         takeValue(shown, line, m_lineSeconds);
-    } else if (line.contains("line")) {
+    } else if (line.at("event") == "line") {
         m_result.fail("dx7 lost its line: " + line.dump());
-    } else if (line.contains("statistics")) {
-        for (const auto& [name, count] : line.at("statistics").at("all").items()) {
+    } else if (line.at("event") == "statistics") {
+        for (const auto& [name, count] : line.at("all").items()) {
             if (count.is_number_integer()) {
                 m_result.statistics[name] = count;
             }

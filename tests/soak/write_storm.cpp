@@ -85,14 +85,14 @@ void WriteStorm::judge(const std::vector<Write>& writes, const std::string& outp
     std::istringstream lines(output);
     std::string line;
     for (const Write& write : writes) {
-        if (!std::getline(lines, line)) {
-            m_result.fail("dx7 write reported nothing about " + write.argument);
-            return;
-        }
-        const bool written = Json::parse(line).at("written") == true;
-        m_result.writesLanded += written ? 1 : 0;
-        m_result.writesFailed += written ? 0 : 1;
         for (std::size_t i = 0; i < write.items.size(); ++i) {
+            if (!std::getline(lines, line)) {
+                m_result.fail("dx7 write reported nothing about " + write.items[i]);
+                return;
+            }
+            const bool written = Json::parse(line).at("written") == true;
+            m_result.writesLanded += written ? 1 : 0;
+            m_result.writesFailed += written ? 0 : 1;
             const auto known = m_possible.find(write.items[i]);
             if (written) {
                 m_possible[write.items[i]] = {write.values[i]};
