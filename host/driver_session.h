@@ -24,11 +24,12 @@ struct ItemRange {
     int count = 0;
 };
 
-/// Makes every call of the driver on behalf of one line. The driver's callback carries no user pointer, and the
-/// link ids that it carries are not always those of the line (the end of a one-off read reports -1): while a
-/// session is calling, it is the one that the calling thread's reports belong to. Values are read back after
-/// good replies, not taken from reports: bits are reported by whole bytes, and written values before they are
-/// read. The driver is one object, so one session at a time uses it, and all calls belong on one thread.
+/// Makes every call of the driver on behalf of one line. The driver's callback carries no user pointer, and
+/// the link ids that it carries are not always those of the line (the end of a one-off read reports -1):
+/// while a session is calling, it is the one that the calling thread's reports belong to. Values are read
+/// back after good replies, not taken from reports: bits are reported by whole bytes, and written values
+/// before they are read. The driver is one object, so one session at a time uses it, and all calls belong on
+/// one thread.
 class DriverSession {
 public:
     /// Starts the link with the property text of the line. `functions` must outlive the session.

@@ -9,7 +9,13 @@ namespace dx7 {
 
 namespace {
 
-enum { HIGHEST_STATION = 247, CLEAN_WINDOWS = 3, FEWEST_PASSED = 2, PATIENT_REPLIES = 20, MOST_WINDOW = 1 << 20 };
+enum {
+    HIGHEST_STATION = 247,
+    CLEAN_WINDOWS = 3,
+    FEWEST_PASSED = 2,
+    PATIENT_REPLIES = 20,
+    MOST_WINDOW = 1 << 20
+};
 
 const qint64 SECOND_US = 1000000;
 const qint64 PROOF_INTERVAL_US = SECOND_US;
@@ -188,7 +194,8 @@ void Exchange::begin(const QByteArray& request, int expectLen, bool first, qint6
     }
     Station& station = stationAt(present_);
     station.functions |= 1U << (byteAt(request, 1) & 31);
-    if (nowUs - std::max(station.heardUs, station.askedUs) >= SILENT_TIMEOUTS * settings_.timeoutMs * qint64(1000)) {
+    if (nowUs - std::max(station.heardUs, station.askedUs) >=
+        SILENT_TIMEOUTS * settings_.timeoutMs * qint64(1000)) {
         station.disturbed = false;
     }
     if (expectLen <= 0 || present_ == 0) {
@@ -233,7 +240,8 @@ void Exchange::sendData(qint64 nowUs) {
 }
 
 bool Exchange::useDiagnostic(const Station& station) const {
-    if (echo_ == Echo::Unknown || (!station.diagnosticAnswered && station.diagnosticPassed >= FEWEST_PASSED)) {
+    if (echo_ == Echo::Unknown ||
+        (!station.diagnosticAnswered && station.diagnosticPassed >= FEWEST_PASSED)) {
         return false;
     }
     if (!station.statusAnswered && station.statusPassed >= FEWEST_PASSED) {
@@ -384,8 +392,9 @@ int Exchange::answeredQuery(const Station& station) const {
         const Query& query = station.out[static_cast<std::size_t>(i)];
         const int asked = query.diagnostic ? DIAGNOSTICS : READ_EXCEPTION_STATUS;
         const bool refusal = function == (asked | EXCEPTION_BIT);
-        const bool answer = function == asked && (!query.diagnostic || (wordAt(frame_, 2) == 0 &&
-                                                                        wordAt(frame_, 4) == query.counter));
+        const bool answer =
+            function == asked &&
+            (!query.diagnostic || (wordAt(frame_, 2) == 0 && wordAt(frame_, 4) == query.counter));
         if (refusal || answer) {
             return i;
         }
@@ -526,8 +535,8 @@ bool Exchange::isDeaf(const Station& station) const {
 
 // Frames that answer nothing.
 
-// A copy of the frame that was taken last, before anything else was sent, shifts nothing: whichever of the two
-// is the reply, it says the same.
+// A copy of the frame that was taken last, before anything else was sent, shifts nothing: whichever of the
+// two is the reply, it says the same.
 bool Exchange::absorbCopy(qint64 nowUs) {
     Accepted& last = accepted_[newest_];
     if (acceptedSequence_ != sequence_ || last.frame != frame_) {

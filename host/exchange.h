@@ -58,20 +58,21 @@ struct Settlement {
 };
 
 /// A Modbus RTU reply does not say which request it answers: one that is late, doubled, another master's or
-/// the adapter's echo passes every check of a later request of the same shape. But frames keep their order. So
-/// a reply is held until a status query that was sent after it is answered in its place: each request since
-/// the last proof has brought one frame of its shape, and nothing else has come in between. Then what is held
-/// is good. If anything else came, what is held is doubtful.
+/// the adapter's echo passes every check of a later request of the same shape. But frames keep their order.
+/// So a reply is held until a status query that was sent after it is answered in its place: each request
+/// since the last proof has brought one frame of its shape, and nothing else has come in between. Then what
+/// is held is good. If anything else came, what is held is doubtful.
 ///
 /// A query proves the replies of all stations, except those of another station that has not been proven since
 /// it was first asked, timed out, came late or had a surplus or damaged frame: that one needs its own. Two
-/// unlike queries take turns at each station, so that no copy of one can pass for the answer to the next: read
-/// exception status (function code 7) and return query data (function code 8, sub-function 0) with a counter
-/// as data. An exception answers, too.
+/// unlike queries take turns at each station, so that no copy of one can pass for the answer to the next:
+/// read exception status (function code 7) and return query data (function code 8, sub-function 0) with a
+/// counter as data. An exception answers, too.
 ///
 /// A station has at most one unanswered request of the host. While it owes the reply, only a query goes out
 /// to it; its late reply is the reply, and a query that is answered without it shows that none will come. A
-/// query that is owed is sent again after 3 s, and what is owed is forgotten after 10 s. Station 0 owes nothing.
+/// query that is owed is sent again after 3 s, and what is owed is forgotten after 10 s. Station 0 owes
+/// nothing.
 class Exchange {
 public:
     /// Copies the settings; nothing is under way.
@@ -109,8 +110,8 @@ public:
     /// When the line has been silent for long enough to send.
     qint64 clearUs() const;
     /// Begins to exchange `request`, a whole frame, whose reply has `expectLen` bytes; 0 = it has none.
-    /// `first`: it is not a repetition, so that its operation has its time from now. Only while idle() and not
-    /// before clearUs().
+    /// `first`: it is not a repetition, so that its operation has its time from now. Only while idle() and
+    /// not before clearUs().
     void begin(const QByteArray& request, int expectLen, bool first, qint64 nowUs);
     /// The end of the request that begin() named, once.
     std::optional<ExchangeEnd> takeEnd();
@@ -141,8 +142,9 @@ public:
     qint64 proofUs(qint64 nowUs) const;
     /// Sends it.
     void prove(qint64 nowUs);
-    /// Sends function code 7 to `station` and waits for the answer for the time-out; its answer is noted. With
-    /// a query to the station out already, it waits for that. Only while idle() and not before clearUs().
+    /// Sends function code 7 to `station` and waits for the answer for the time-out; its answer is noted.
+    /// With a query to the station out already, it waits for that. Only while idle() and not before
+    /// clearUs().
     void query(int station, qint64 nowUs);
     /// The station answers requests, but neither kind of query.
     bool deafToQueries(int station) const { return isDeaf(stationAt(station)); }
@@ -221,7 +223,9 @@ private:
     static constexpr std::size_t REMEMBERED = 8;
 
     Station& stationAt(int station) { return stations_[static_cast<std::size_t>(station & 0xFF)]; }
-    const Station& stationAt(int station) const { return stations_[static_cast<std::size_t>(station & 0xFF)]; }
+    const Station& stationAt(int station) const {
+        return stations_[static_cast<std::size_t>(station & 0xFF)];
+    }
     qint64 boundUs() const;
     qint64 waitUs(const Station& station) const;
 
@@ -270,7 +274,7 @@ private:
     FrameStream stream_;
     std::vector<Station> stations_;
     QByteArray output_;
-    QByteArray frame_;     ///< The frame that is being looked at.
+    QByteArray frame_;  ///< The frame that is being looked at.
     QByteArray query_;
     QByteArray reply_;
     QByteArray mismatch_;
@@ -278,9 +282,9 @@ private:
     Phase phase_ = Phase::Idle;
     Next next_ = Next::Data;
     Purpose purpose_ = Purpose::Proof;
-    int present_ = 0;          ///< Station of the present request; 0 when none is open.
-    int queried_ = 0;          ///< Station of the query that is waited for.
-    QByteArray request_;       ///< The present request.
+    int present_ = 0;     ///< Station of the present request; 0 when none is open.
+    int queried_ = 0;     ///< Station of the query that is waited for.
+    QByteArray request_;  ///< The present request.
     int expectLen_ = 0;
     bool requestSent_ = false;
     bool damaged_ = false;     ///< reply_ holds what came in place of the present reply.

@@ -100,8 +100,8 @@ bool FrameStream::echoes(Piece* piece, bool complete, bool* undecided) const {
     if (whole > 0 && whole != echo_.size()) {
         return false;
     }
-    const bool decided = buffer_.size() > echo_.size() || (echo_.size() >= EXCEPTION_FRAME_BYTES &&
-                                                           buffer_.size() == echo_.size());
+    const bool decided = buffer_.size() > echo_.size() ||
+                         (echo_.size() >= EXCEPTION_FRAME_BYTES && buffer_.size() == echo_.size());
     if (!decided && !complete) {
         *undecided = true;
         return false;

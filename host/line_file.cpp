@@ -207,20 +207,23 @@ void LineFile::apply(LineSettings& settings) const {
     const toml::table& line = tableAt(path, *node, "line");
     checkTomlKeys(path, line,
                   {"serial", "tcp", "baud", "parity", "data_bits", "stop_bits", "rs485", "timeout", "late",
-                   "retries", "block", "gap"});
+                   "retries", "block", "gap", "echo"});
     takeCarrier(path, line, settings);
     takeSetting(path, line, "baud", settings, &LineSettings::baud);
     takeSetting(path, line, "data_bits", settings, &LineSettings::dataBits);
     takeSetting(path, line, "stop_bits", settings, &LineSettings::stopBits);
     takeSetting(path, line, "timeout", settings, &LineSettings::timeoutMs);
-    takeSetting(path, line, "late", settings, &LineSettings::lateMs);
+    // Without effect since replies are proven; files of earlier versions have it.
+    tomlInteger(path, line, "late");
     takeSetting(path, line, "retries", settings, &LineSettings::retries);
     takeSetting(path, line, "block", settings, &LineSettings::block);
     const auto gap = tomlNumber(path, line, "gap");
     const auto parity = tomlText(path, line, "parity");
+    const auto echo = tomlText(path, line, "echo");
     blame(path, line, "gap", QString(), [&] { settings.gapMs = gap ? gapFromUser(*gap) : settings.gapMs; });
     blame(path, line, "parity", QString(),
           [&] { settings.parity = parity ? parityFromText(*parity) : settings.parity; });
+    blame(path, line, "echo", QString(), [&] { settings.echo = echo ? echoFromText(*echo) : settings.echo; });
 }
 
 QVector<LineTag> LineFile::tags(const ItemNotation& notation) const {

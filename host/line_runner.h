@@ -18,8 +18,8 @@ public:
     LineRunner(PollEngine& engine, Line& line, Poller& poller);
     ~LineRunner();
 
-    /// One turn: does what is due, sends, waits, until `untilUs` at most, for what is next, and takes what has
-    /// come. Returns sooner when a signal comes.
+    /// One turn: does what is due, sends, waits, until `untilUs` at most, for what is next, and takes what
+    /// has come. Returns sooner when a signal comes.
     void turn(qint64 untilUs);
     /// The same without the wait, for whoever waits for several lines: prepare() before it, take() after it.
     void prepare();

@@ -170,11 +170,7 @@ qint64 silentIntervalUs(const LineSettings& settings) {
 }
 
 QByteArray propertyText(const LineSettings& settings, int linkId) {
-    return QStringLiteral("%1#0#0#%2#%3")
-        .arg(linkId)
-        .arg(settings.retries)
-        .arg(settings.block)
-        .toLatin1();
+    return QStringLiteral("%1#0#0#%2#%3").arg(linkId).arg(settings.retries).arg(settings.block).toLatin1();
 }
 
 QString describeLine(const LineSettings& settings) {

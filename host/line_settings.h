@@ -25,11 +25,11 @@ struct LineSettings {
     bool rs485 = false;  ///< Ask the kernel to switch the transmitter (TIOCSRS485).
     QString tcpHost;
     int tcpPort = 8888;
-    int timeoutMs = 500;       ///< From the end of a request until its reply must have begun to fill.
-    int retries = 3;           ///< How often a request is sent before it has failed; 0 counts as 1.
-    int block = 64;            ///< Most items that one request reads or writes.
-    double gapMs = -1;         ///< Silence before a request; negative = 3.5 characters.
-    int turnaroundMs = 100;    ///< Pause after a broadcast.
+    int timeoutMs = 500;     ///< From the end of a request until its reply must have begun to fill.
+    int retries = 3;         ///< How often a request is sent before it has failed; 0 counts as 1.
+    int block = 64;          ///< Most items that one request reads or writes.
+    double gapMs = -1;       ///< Silence before a request; negative = 3.5 characters.
+    int turnaroundMs = 100;  ///< Pause after a broadcast.
     EchoMode echo = EchoMode::Auto;
 };
 

@@ -1,8 +1,12 @@
 #include "one_shot_read.h"
 
+#include <vector>
+
 namespace dx7 {
 
 namespace {
+
+const int ATTEMPTS = 3;
 
 bool follows(const ItemRange& range, const ItemRange& entry) {
     return range.station == entry.station && range.regType == entry.regType &&
@@ -26,24 +30,55 @@ void OneShotRead::queue(const QVector<Point>& points) {
         }
     }
     for (const ItemRange& range : ranges) {
-        engine_.read(types.value(range.regType), range.station, range.address, range.count,
-                     [this](const Transaction& transaction) { ended(transaction); });
+        ask(types.value(range.regType), range, ATTEMPTS);
     }
 }
 
-void OneShotRead::ended(const Transaction& transaction) {
+void OneShotRead::ask(const RegisterType& type, const ItemRange& range, int attempts) {
+    engine_.read(
+        type, range.station, range.address, range.count,
+        [this, type, attempts](const Transaction& transaction) { ended(type, transaction, attempts - 1); });
+}
+
+void OneShotRead::ended(const RegisterType& type, const Transaction& transaction, int attempts) {
     const FRAME_PRO& frame = transaction.frame;
     const ItemRange range{frame.station, frame.regType, frame.address, frame.count};
-    if (transaction.good()) {
-        table_.take(session_, range, nullptr, clock_.nowUs());
-        return;
+    if (transaction.doubtful && attempts > 0 && transaction.outcome != Outcome::CutShort) {
+        ask(type, range, attempts);
+    } else if (!transaction.items.isEmpty()) {
+        take(range, transaction);
+    } else {
+        fail(range, transaction);
     }
+}
+
+void OneShotRead::take(const ItemRange& range, const Transaction& transaction) {
+    std::vector<quint16> items(transaction.items.begin(), transaction.items.end());
+    const ReadItems read{range, items.data(), transaction.endUs, 1};
+    std::vector<int> points;
+    table_.arrive(read, nullptr, &points);
+    std::vector<int> settled;
+    table_.settle(read, nullptr, transaction.good(), &settled);
+    for (const int point : settled) {
+        if (transaction.good()) {
+            continue;
+        }
+        const bool cut = transaction.outcome == Outcome::CutShort;
+        faults_.insert(point, cut ? QStringLiteral("%1 before it was proven").arg(outcomeText(transaction))
+                                  : outcomeText(transaction));
+        if (cut) {
+            cutShort_.insert(point);
+        }
+    }
+}
+
+void OneShotRead::fail(const ItemRange& range, const Transaction& transaction) {
+    const bool cut = transaction.outcome == Outcome::CutShort;
     const QString why = outcomeText(transaction);
-    const QString fault =
-        transaction.outcome == Outcome::CutShort ? QStringLiteral("%1 before that").arg(why) : why;
-    for (const int point : table_.fail(range, fault)) {
+    const QString fault = cut ? QStringLiteral("%1 before that").arg(why) : why;
+    for (const int point : table_.fail(range, fault, transaction.outcome == Outcome::Exception)) {
         faults_.insert(point, fault);
-        if (transaction.outcome == Outcome::CutShort) {
+        if (cut) {
             cutShort_.insert(point);
         }
     }

@@ -112,12 +112,14 @@ void PollEngine::abandonOperations(const QString& reason) {
     if (active_) {
         active_ = false;
         sent = loop_.requestOut() || loop_.exchange().requestSent();
-        unsettled = current_.kind == Operation::Write &&
-                    (loop_.writeUnsettled() || loop_.exchange().requestSent());
+        unsettled =
+            current_.kind == Operation::Write && (loop_.writeUnsettled() || loop_.exchange().requestSent());
         left.push_front(current_);
     }
     for (HeldOperation& operation : held) {
-        operation.transaction.doubtful = true;
+        operation.transaction.outcome = Outcome::CutShort;
+        operation.transaction.info = reason;
+        operation.transaction.doubtful = operation.transaction.sent = true;
         operation.transaction.unsettled = operation.operation.kind == Operation::Write;
         if (operation.operation.done) {
             operation.operation.done(operation.transaction);
@@ -241,8 +243,7 @@ qint64 PollEngine::nextDueUs(qint64 nowUs) const {
         }
     };
     const bool work = !queue_.empty() || active_ || !queries_.empty() || queried_ > 0 ||
-                      (!concluding_ && (replanNeeded_ || plan_.blockCount() > 0)) ||
-                      exchange.proofDue(nowUs);
+                      (!concluding_ && (replanNeeded_ || plan_.blockCount() > 0)) || exchange.proofDue(nowUs);
     if (work) {
         consider(std::max(exchange.clearUs(), stalledUntilUs_));
     }
@@ -316,8 +317,7 @@ void PollEngine::onTransaction(const Transaction& transaction) {
     if (transaction.good() && transaction.frame.opKind != TAG_WRITE) {
         takeValues(transaction, range);
     } else if (transaction.driverResult == OPERATION_FAILED && transaction.frame.opKind != TAG_WRITE) {
-        reportValues(
-            table_.fail(range, outcomeText(transaction), transaction.outcome == Outcome::Exception));
+        reportValues(table_.fail(range, outcomeText(transaction), transaction.outcome == Outcome::Exception));
     }
     if (cyclic) {
         onCyclicRead(transaction, range);
@@ -378,7 +378,8 @@ void PollEngine::onNote(const ExchangeNote& note) {
         onAlive(note.station);
     }
     if (note.kind == ExchangeNote::QueryAnswer && events_.answer) {
-        events_.answer(QueryAnswer{note.station, std::max(note.value, 0), std::max(-note.value, 0), note.afterUs});
+        events_.answer(
+            QueryAnswer{note.station, std::max(note.value, 0), std::max(-note.value, 0), note.afterUs});
     }
     if (events_.note) {
         events_.note(note);
@@ -468,9 +469,8 @@ void PollEngine::settleRead(const HeldRead& held, bool good) {
 }
 
 void PollEngine::settleOperation(quint64 ticket, bool good) {
-    const auto found =
-        std::find_if(heldOperations_.begin(), heldOperations_.end(),
-                     [ticket](const HeldOperation& held) { return held.ticket == ticket; });
+    const auto found = std::find_if(heldOperations_.begin(), heldOperations_.end(),
+                                    [ticket](const HeldOperation& held) { return held.ticket == ticket; });
     if (found == heldOperations_.end()) {
         return;
     }

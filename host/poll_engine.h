@@ -37,8 +37,8 @@ struct QueryAnswer {
 
 /// What a program that shows values gets.
 struct EngineEvents {
-    std::function<void(int point)> value;    ///< The table's told() of a point changed.
-    std::function<void(int point)> fresh;    ///< A point has a new value that is not proven yet.
+    std::function<void(int point)> value;                 ///< The table's told() of a point changed.
+    std::function<void(int point)> fresh;                 ///< A point has a new value that is not proven yet.
     std::function<void(const Transaction&)> transaction;  ///< Every request that ended.
     std::function<void(const ExchangeNote&)> note;        ///< Everything else that was met on the line.
     std::function<void(const QueryAnswer&)> answer;       ///< A status query was answered, in time or late.
@@ -69,12 +69,14 @@ public:
     /// Requests and queries that have been queued and not ended, or whose answer is not settled.
     int pendingOperations() const;
     /// Ends all of them: `done` is called for each, in order, with Outcome::CutShort and `reason` as info;
-    /// what was answered and is not settled is doubtful. The driver may still hold the one that was under way:
-    /// after that the engine is not advanced any more, unless it is called by the `done` of another one.
+    /// what was answered and is not settled is doubtful. The driver may still hold the one that was under
+    /// way: after that the engine is not advanced any more, unless it is called by the `done` of another one.
     void abandonOperations(const QString& reason);
     /// Nothing new is begun from now on; what is held is proven, or found doubtful. Over when concluded().
     void conclude();
-    bool concluded() const { return pendingOperations() == 0 && loop_.exchange().idle() && !loop_.exchange().unproven(); }
+    bool concluded() const {
+        return pendingOperations() == 0 && loop_.exchange().idle() && !loop_.exchange().unproven();
+    }
 
     /// Bytes came, the last of them at `nowUs`.
     void received(const char* bytes, int count, qint64 nowUs);
@@ -145,8 +147,8 @@ private:
     bool queryAnswered_ = false;
     bool replanNeeded_ = false;
     bool concluding_ = false;
-    int skipped_ = 0;             ///< Operations in a row that were not sent, for the station owes a reply.
-    qint64 stalledUntilUs_ = 0;   ///< All stations owe replies: nothing is begun before that.
+    int skipped_ = 0;            ///< Operations in a row that were not sent, for the station owes a reply.
+    qint64 stalledUntilUs_ = 0;  ///< All stations owe replies: nothing is begun before that.
     qint64 cycleStartUs_ = -1;
     std::vector<HeldRead> heldReads_;
     std::size_t firstHeld_ = 0;  ///< Of heldReads_: those before it are settled.

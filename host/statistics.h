@@ -18,13 +18,12 @@ struct Counters {
     qint64 timeouts = 0;  ///< Requests without any reply of their own.
     qint64 wrongCrc = 0;
     qint64 wrongLength = 0;
-    qint64 foreign = 0;   ///< Frames that answer nothing that was asked here.
-    qint64 surplus = 0;   ///< Frames that answer nothing, though the like has been asked for.
-    qint64 copies = 0;    ///< Frames that came again.
-    qint64 late = 0;      ///< Replies that came after their time-out.
-    qint64 queries = 0;   ///< Status queries sent to prove replies.
-    qint64 echoes = 0;    ///< Requests that came back as they were sent.
-    qint64 doubtful = 0;  ///< Replies that may answer something else.
+    qint64 foreign = 0;            ///< Frames that answer nothing that was asked here.
+    qint64 surplus = 0;            ///< Frames that answer nothing, though the like has been asked for.
+    qint64 copies = 0;             ///< Frames that came again.
+    qint64 late = 0;               ///< Replies that came after their time-out.
+    qint64 queries = 0;            ///< Status queries sent to prove replies.
+    qint64 echoes = 0;             ///< Requests that came back as they were sent.
     QMap<int, qint64> exceptions;  ///< Refusals by exception code.
     qint64 retries = 0;            ///< Requests that repeat an earlier one.
     qint64 failed = 0;             ///< Operations given up.

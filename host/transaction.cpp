@@ -69,7 +69,7 @@ bool refusesForCertain(int exceptionCode) {
 }
 
 QString outcomeText(const Transaction& transaction) {
-    if (transaction.doubtful) {
+    if (transaction.doubtful && transaction.outcome != Outcome::CutShort) {
         return QStringLiteral("doubtful: the reply may be the answer to another request");
     }
     switch (transaction.outcome) {

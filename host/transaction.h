@@ -31,7 +31,7 @@ struct Transaction {
     QByteArray request;
     QByteArray reply;  ///< What the driver got; empty after an exception.
     Outcome outcome = Outcome::Timeout;
-    int exceptionCode = 0;      ///< With Outcome::Exception.
+    int exceptionCode = 0;  ///< With Outcome::Exception.
     /// Of a reply or refusal: what its settlement is named by. Up to that it is not proven.
     quint64 ticket = 0;
     /// It was settled as doubtful: what came may be the answer to something else.

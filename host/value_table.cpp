@@ -75,8 +75,8 @@ void ValueTable::setPoints(const QVector<Point>& points) {
 
 std::size_t ValueTable::firstPlace(const ItemRange& range) const {
     const int type = typeIndex(range.regType);
-    const auto found =
-        std::lower_bound(places_.begin(), places_.end(), range, [type](const Place& place, const ItemRange& r) {
+    const auto found = std::lower_bound(
+        places_.begin(), places_.end(), range, [type](const Place& place, const ItemRange& r) {
             return std::tie(place.station, place.type, place.address) < std::tie(r.station, type, r.address);
         });
     return static_cast<std::size_t>(found - places_.begin());
@@ -103,8 +103,8 @@ void ValueTable::arrive(const ReadItems& read, const ItemRange* skip, std::vecto
             continue;
         }
         const quint32 raw = rawFromItems(point.format, known.items);
-        const bool news = !known.state.known || known.state.raw != raw || known.state.quality == Quality::Bad ||
-                          known.state.quality == Quality::Stale;
+        const bool news = !known.state.known || known.state.raw != raw ||
+                          known.state.quality == Quality::Bad || known.state.quality == Quality::Stale;
         known.state.known = true;
         known.state.raw = raw;
         known.state.readUs = read.readUs;
@@ -226,8 +226,8 @@ QVector<int> ValueTable::lineLost() {
 void ValueTable::lineBack() {
     for (Entry& waiting : entries_) {
         waiting.told.quality = waiting.proven ? Quality::Stale : Quality::Bad;
-        waiting.told.fault = waiting.proven ? QStringLiteral("not read since the line is back")
-                                            : QStringLiteral("never read");
+        waiting.told.fault =
+            waiting.proven ? QStringLiteral("not read since the line is back") : QStringLiteral("never read");
         waiting.state = waiting.told;
     }
 }

@@ -25,11 +25,11 @@ QString qualityText(Quality quality);
 /// What is known of one point.
 struct PointState {
     Quality quality = Quality::Bad;
-    bool known = false;   ///< There is a value.
-    quint32 raw = 0;      ///< The value.
-    qint64 readUs = 0;    ///< When it was read.
-    qint64 changes = 0;   ///< How often a good value differed from the good one before it.
-    QString fault;        ///< Of Bad and Stale; empty otherwise.
+    bool known = false;  ///< There is a value.
+    quint32 raw = 0;     ///< The value.
+    qint64 readUs = 0;   ///< When it was read.
+    qint64 changes = 0;  ///< How often a good value differed from the good one before it.
+    QString fault;       ///< Of Bad and Stale; empty otherwise.
 };
 
 /// Items of one reply, with the time at which they were read.

@@ -4,10 +4,13 @@
 #include "output.h"
 #include "output_files.h"
 #include "stop_signal.h"
+#include "wall_clock.h"
 
 namespace dx7::cli {
 
 namespace {
+
+const qint64 LONGEST_TURN_US = 50000;
 
 // The driver reads the first item of the group after the last one; the table has none there.
 void warnOfItemsBeyond(const QVector<Point>& points) {
@@ -86,25 +89,56 @@ QVector<WriteRequest> Driver::writes(const CommonOptions& options,
 Connection::Connection(const Driver& loaded, const LineSettings& settings, const CommonOptions& options)
     : settings_(settings),
       session_(loaded.library.functions(), propertyText(settings, 1)),
-      line_(makeLine(settings, clock_)) {
+      line_(makeLine(settings, clock_)),
+      loop_(session_, settings),
+      notices_(settings) {
     if (!options.recordPath.empty()) {
         checkRecordingPath(loaded, settings, options);
     }
+    watchStopSignals();
+    line_->setStopRequest(stopRequested);
     QString why;
     if (!line_->open(&why)) {
         throw UsageError(QStringLiteral("%1 could not be opened: %2").arg(describeLine(settings), why));
     }
-    watchStopSignals();
-    loop_ = std::make_unique<CommLoop>(loaded.library.functions(), *line_, clock_, settings);
-    loop_->setStopRequest(stopRequested);
+    loop_.exchange().setCounter(static_cast<quint16>(wallTimeUs()));
     if (!options.recordPath.empty()) {
         recorder_ = std::make_unique<Recorder>(text(options.recordPath), stopRequested);
-        loop_->setTap(recorder_.get());
+        loop_.setTap(recorder_.get());
     }
-    engine_ = std::make_unique<PollEngine>(session_, *loop_, clock_, settings);
-    EngineEvents events;
-    events.transaction = [this](const Transaction& transaction) { watchSilence(transaction); };
+    engine_ = std::make_unique<PollEngine>(session_, loop_, settings, clock_.nowUs());
+    runner_ = std::make_unique<LineRunner>(*engine_, *line_, poller_);
+    hear();
+}
+
+void Connection::setEvents(EngineEvents events) {
+    events_ = std::move(events);
+    hear();
+}
+
+// The connection listens first, then who uses it.
+void Connection::hear() {
+    EngineEvents events = events_;
+    events.transaction = [this](const Transaction& transaction) {
+        watchSilence(transaction);
+        if (events_.transaction) {
+            events_.transaction(transaction);
+        }
+    };
+    events.note = [this](const ExchangeNote& note) {
+        take(note);
+        if (events_.note) {
+            events_.note(note);
+        }
+    };
     engine_->setEvents(events);
+}
+
+void Connection::take(const ExchangeNote& note) {
+    const QString notice = notices_.take(note);
+    if (!notice.isEmpty() && printNotices_) {
+        complain(notice);
+    }
 }
 
 Connection::~Connection() {
@@ -123,9 +157,13 @@ int Connection::finish(int exitCode) {
 }
 
 void Connection::step() {
-    const CommLoop::Step step = engine_->step();
-    if (step == CommLoop::Step::Idle || step == CommLoop::Step::NoLine) {
-        clock_.sleepUntilUs(engine_->wakeUs());
+    runner_->turn(clock_.nowUs() + LONGEST_TURN_US);
+}
+
+void Connection::conclude() {
+    engine_->conclude();
+    while (runner_->lineOpen() && !engine_->concluded()) {
+        step();
     }
 }
 
@@ -134,7 +172,10 @@ bool Connection::runOperations() {
         while (breakReason_.isEmpty() && engine_->pendingOperations() > 0) {
             if (stopRequested()) {
                 breakOff(QStringLiteral("dx7 was stopped"), QStringLiteral("stopped"));
-            } else if (engine_->step() == CommLoop::Step::NoLine && !stopRequested()) {
+                break;
+            }
+            step();
+            if (!runner_->lineOpen() && !stopRequested()) {
                 lineLost_ = true;
                 breakOff(QStringLiteral("the line was lost"),
                          QStringLiteral("%1 was lost: %2").arg(describeLine(settings_), line_->failure()));

@@ -8,9 +8,11 @@
 #include <memory>
 
 #include "driver_library.h"
+#include "epoll_poller.h"
 #include "line_file.h"
+#include "line_notices.h"
+#include "line_runner.h"
 #include "options.h"
-#include "poll_engine.h"
 #include "recorder.h"
 
 namespace dx7::cli {
@@ -50,7 +52,11 @@ public:
     int finish(int exitCode);
 
     PollEngine& engine() { return *engine_; }
-    CommLoop& loop() { return *loop_; }
+    /// In place of the engine's own: the connection has ears of its own.
+    void setEvents(EngineEvents events);
+    const LineNotices& notices() const { return notices_; }
+    /// Notices are not printed as they come.
+    void keepNotices() { printNotices_ = false; }
     Clock& clock() { return clock_; }
     const LineSettings& settings() const { return settings_; }
     DriverSession& session() { return session_; }
@@ -65,6 +71,9 @@ public:
     /// The same as part of one: "the line was lost".
     const QString& breakPhrase() const { return breakPhrase_; }
     bool lineLost() const { return lineLost_; }
+    bool lineOpen() const { return runner_->lineOpen(); }
+    /// Something was sent whose answer has not come.
+    bool requestOut() const { return loop_.requestOut() || loop_.exchange().awaiting(); }
 
     /// Operations in a row up to now whose station gave no sign of life.
     int silentOperations() const { return silentOperations_; }
@@ -72,21 +81,30 @@ public:
     void abandonAfterSilence() { abandonAfterSilence_ = true; }
     /// Stations with such an operation.
     const QSet<int>& silentStations() const { return silentStations_; }
-    /// One step; naps when there is nothing to do.
+    /// One turn of the line; at most 50 ms.
     void step();
+    /// Proves what is held, when nothing new is to be begun; a lost line ends that.
+    void conclude();
 
 private:
     Q_DISABLE_COPY(Connection)
     void breakOff(const QString& phrase, const QString& reason);
     void watchSilence(const Transaction& transaction);
+    void take(const ExchangeNote& note);
+    void hear();
 
     SystemClock clock_;
     LineSettings settings_;
     DriverSession session_;
+    EpollPoller poller_;
     std::unique_ptr<Line> line_;
     std::unique_ptr<Recorder> recorder_;
-    std::unique_ptr<CommLoop> loop_;
+    CommLoop loop_;
     std::unique_ptr<PollEngine> engine_;
+    std::unique_ptr<LineRunner> runner_;
+    LineNotices notices_;
+    EngineEvents events_;
+    bool printNotices_ = true;
     QString breakReason_;
     QString breakPhrase_;
     bool lineLost_ = false;

@@ -85,17 +85,12 @@ LiveTable::LiveTable(Connection& connection, std::unique_ptr<TerminalGuard> guar
             message_ = QStringLiteral("the line was lost: what was being written is sent when it is back");
         }
     };
-    connection_.engine().setEvents(events);
-    // While a reply is awaited the table stays alive, too.
-    connection_.loop().setStopRequest([this] {
-        serve();
-        return quit_ || stopRequested();
-    });
+    connection_.setEvents(events);
+    connection_.keepNotices();
 }
 
 LiveTable::~LiveTable() {
-    connection_.loop().setStopRequest(stopRequested);
-    connection_.engine().setEvents({});
+    connection_.setEvents({});
     endwin();
     delscreen(terminal_);
 }
@@ -128,6 +123,7 @@ void LiveTable::handleKey(int key) {
     }
     // A message has been read when the user goes on.
     message_.clear();
+    noticesRead_ = connection_.notices().said().size();
     if (typing_) {
         handleTyping(key);
     } else {
@@ -250,6 +246,10 @@ QStringList LiveTable::statusLines(int width) const {
     if (!message_.isEmpty()) {
         return wrapped(message_, width, MESSAGE_LINES);
     }
+    const QStringList& notices = connection_.notices().said();
+    if (notices.size() > noticesRead_ && !showStatistics_) {
+        return wrapped(notices.last(), width, MESSAGE_LINES);
+    }
     return {showStatistics_ ? QStringLiteral("q quit  s table") + statistics_.keysText()
                             : QStringLiteral("q quit  w write  s statistics")};
 }
@@ -261,9 +261,10 @@ void LiveTable::draw() {
     const Counters& all = connection_.engine().statistics().all();
     putLine(0, width,
             heading(describeLine(connection_.settings()),
-                    QStringLiteral("%1  %2, %3 bad")
+                    QStringLiteral("%1  %2, %3 bad%4")
                         .arg(QLatin1String(lineOpen_ ? "" : "  NO LINE"), counted(all.requests, "request"))
-                        .arg(all.bad()),
+                        .arg(all.bad())
+                        .arg(disturbanceText(all)),
                     width),
             false);
     // The last column stays free: a character in the last place of all would scroll the window.

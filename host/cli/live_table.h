@@ -15,8 +15,7 @@ struct screen;
 namespace dx7::cli {
 
 /// Takes the terminal over while it lives. Arrow keys select, `w` writes the selected value, `s` shows the
-/// statistics, where arrow keys scroll, `q` quits. Keys are served between requests and while a reply is
-/// awaited.
+/// statistics, where arrow keys scroll, `q` quits. Keys are served between the turns of the line.
 class LiveTable {
 public:
     /// The table; null, with the reason in `why`, on a terminal that cannot show it.
@@ -59,7 +58,8 @@ private:
     bool showStatistics_ = false;
     bool typing_ = false;
     QString typed_;
-    QString message_;  ///< Until the next key, or until the line is lost or back.
+    QString message_;      ///< Until the next key, or until the line is lost or back.
+    int noticesRead_ = 0;  ///< Of the connection's notices.
     bool lineOpen_ = true;
     int pendingWrites_ = 0;
     QStringList unfinished_;

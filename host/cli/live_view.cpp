@@ -121,6 +121,21 @@ QString typingLine(const QString& name, const QString& typed, int width) {
     return QChar(0x2026) + value.right(std::max(width - 1, 0));
 }
 
+QString disturbanceText(const Counters& counters) {
+    QString text;
+    const auto add = [&text](qint64 count, const char* what) {
+        if (count > 0) {
+            text += QStringLiteral(", %1 %2").arg(count).arg(QLatin1String(what));
+        }
+    };
+    add(counters.late, "late");
+    add(counters.copies, "doubled");
+    add(counters.surplus, "surplus");
+    add(counters.foreign, "foreign");
+    add(counters.echoes, "echoed");
+    return text;
+}
+
 QString ageText(const PointState& state, qint64 nowUs) {
     if (!state.known) {
         return QStringLiteral("-");

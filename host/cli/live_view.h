@@ -7,6 +7,7 @@
 #include <QVector>
 #include <array>
 
+#include "statistics.h"
 #include "value_table.h"
 
 namespace dx7::cli {
@@ -52,6 +53,9 @@ QString heading(const QString& line, const QString& counts, int width);
 /// The value being typed for an item, in at most `width` columns: the help goes first, then the name is cut,
 /// and of a value that is longer still the end is shown.
 QString typingLine(const QString& name, const QString& typed, int width);
+
+/// What else was met on the line: ", 3 late, 2 surplus"; empty when nothing was.
+QString disturbanceText(const Counters& counters);
 
 /// "0.3 s", "12 s", "5 min", "3 h"; "-" for what was never read.
 QString ageText(const PointState& state, qint64 nowUs);

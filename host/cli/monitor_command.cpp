@@ -4,6 +4,7 @@
 #include "output.h"
 #include "statistics_output.h"
 #include "stop_signal.h"
+#include "wall_clock.h"
 
 namespace dx7::cli {
 
@@ -15,6 +16,7 @@ struct MonitorOptions : CommonOptions {
     std::optional<qint64> count;
     bool stats = false;
     bool lines = false;
+    bool fresh = false;
 };
 
 /// Prints a line per changed value, and the summary.
@@ -25,11 +27,14 @@ public:
 
     void listen() {
         EngineEvents events;
-        events.value = [this](int point) { printValue(point); };
-        events.quality = [this](int point) { printValue(point); };
+        const ValueTable& table = connection_.engine().table();
+        events.value = [this, &table](int point) { printValue(point, table.told(point)); };
+        if (options_.fresh) {
+            events.fresh = [this, &table](int point) { printValue(point, table.state(point)); };
+        }
         events.station = [this](int station, bool alive) { printStation(station, alive); };
         events.line = [this](bool open) { printLine(open); };
-        connection_.engine().setEvents(events);
+        connection_.setEvents(events);
     }
 
     bool finished() const {
@@ -43,7 +48,7 @@ public:
         const double seconds = static_cast<double>(connection_.clock().nowUs() - startUs_) / 1e6;
         qint64 changes = 0;
         for (int i = 0; i < connection_.engine().table().size(); ++i) {
-            changes += connection_.engine().table().state(i).changes;
+            changes += connection_.engine().table().told(i).changes;
         }
         if (options_.json) {
             Json summary = summaryJson("monitor");
@@ -64,12 +69,11 @@ public:
     }
 
 private:
-    void printValue(int index) {
+    void printValue(int index, const PointState& state) {
         if (options_.count && lines_ >= *options_.count) {
             return;
         }
         const Point& point = connection_.engine().table().points().at(index);
-        const PointState& state = connection_.engine().table().state(index);
         ++lines_;
         if (options_.json) {
             print(pointJson(point, state));
@@ -80,7 +84,7 @@ private:
         if (state.quality != Quality::Good) {
             value += QStringLiteral(" (%1)").arg(qualityText(state.quality));
         }
-        print(QStringLiteral("%1  %2  %3").arg(clockTime()).arg(point.name, -14).arg(value));
+        print(QStringLiteral("%1  %2  %3").arg(timeOfDay(wallTimeOf(state))).arg(point.name, -14).arg(value));
     }
 
     void printStation(int station, bool alive) const {
@@ -120,8 +124,8 @@ void checkOptions(const MonitorOptions& options) {
 void pollUntilDone(Connection& connection, const MonitorPrinter& printer, LiveTable* table) {
     while (!printer.finished() && !(table != nullptr && table->quit())) {
         if (table != nullptr) {
-            // A value typed during the silence before a request is written by that request.
-            connection.engine().awaitTurn();
+            // A value typed during the silence before a request is written by that request: the turn before
+            // ended with the silence.
             table->serve();
         }
         connection.step();
@@ -154,6 +158,9 @@ int runMonitor(const MonitorOptions& options) {
         fault = error.text();
     }
     const QStringList unfinished = table ? table->takeUnfinished() : QStringList();
+    if (!table && fault.isEmpty()) {
+        connection.conclude();
+    }
     table.reset();
     for (const QString& write : unfinished) {
         complain(write);
@@ -185,6 +192,8 @@ void addMonitorCommand(CLI::App& app, Run& run) {
         ->type_name("N");
     command->add_flag("--lines", options->lines,
                       "A line per change on a terminal, too, instead of the live table");
+    command->add_flag("--fresh", options->fresh,
+                      "Print values at once, too, before they are proven to be no other request's");
     command->add_flag("--stats", options->stats, "Print the statistics of the line at the end");
     addDeviceOptions(*command, *options);
     command->footer(

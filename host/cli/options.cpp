@@ -66,11 +66,13 @@ void addLineOptions(CLI::App& command, CommonOptions& options) {
     add("--stop-bits", options.stopBits, "N", "1 or 2 (default: the driver's)")->check(wholeNumber);
     command.add_flag("--rs485", options.rs485, "Set the kernel's RS-485 mode on the port")->group("Line");
     add("--timeout", options.timeoutMs, "MS", "Time for a reply to begin (default 500)")->check(wholeNumber);
-    add("--late", options.lateMs, "MS",
-        "How long after that a reply may still come (default: the timeout again)")
+    // Of earlier versions; replies are proven instead.
+    add("--late", options.lateMs, "MS", "Accepted and ignored")->check(wholeNumber)->group("");
+    add("--retries", options.retries, "N",
+        "How often a request is sent at most; retries x timeout bounds an operation (default 3)")
         ->check(wholeNumber);
-    add("--retries", options.retries, "N", "How often a request is sent at most (default 3)")
-        ->check(wholeNumber);
+    add("--echo", options.echo, "auto|on|off",
+        "Whether the adapter sends back what is sent (default auto: find out)");
     add("--block", options.block, "N", "Most items in one request, 1 to 125 (default 64)")
         ->check(wholeNumber);
     add("--gap", options.gapMs, "MS", "Silence before a request (default 3.5 characters; 0 over TCP)")
@@ -121,11 +123,13 @@ LineSettings lineSettings(const CommonOptions& options, const QString& driverPar
     take(options.dataBits, &LineSettings::dataBits);
     take(options.stopBits, &LineSettings::stopBits);
     take(options.timeoutMs, &LineSettings::timeoutMs);
-    take(options.lateMs, &LineSettings::lateMs);
     take(options.retries, &LineSettings::retries);
     take(options.block, &LineSettings::block);
     if (options.gapMs) {
         settings.gapMs = gapFromUser(*options.gapMs);
+    }
+    if (options.echo) {
+        settings.echo = echoFromText(text(*options.echo));
     }
     if (options.parity) {
         settings.parity = parityFromText(text(*options.parity));

@@ -28,7 +28,8 @@ struct CommonOptions {
     std::optional<qint64> dataBits;
     std::optional<qint64> stopBits;
     std::optional<qint64> timeoutMs;
-    std::optional<qint64> lateMs;
+    std::optional<qint64> lateMs;  ///< Without effect; accepted from earlier versions.
+    std::optional<std::string> echo;
     std::optional<qint64> retries;
     std::optional<qint64> block;
     std::optional<double> gapMs;

@@ -3,6 +3,7 @@
 #include <cerrno>
 #include <cstdio>
 
+#include "clock.h"
 #include "error.h"
 #include "system_reason.h"
 #include "wall_clock.h"
@@ -74,9 +75,13 @@ std::string isoTimeOf(qint64 wallUs) {
     return utf8(isoLocalTime(wallUs));
 }
 
-// A point is shown as soon as it is read, and the state's own time is not one of day.
-std::string isoTimeOf(const PointState& /*state*/) {
-    return isoTime();
+qint64 wallTimeOf(const PointState& state) {
+    // The state's own time is not one of day.
+    return state.known ? wallTimeUs() - (SystemClock().nowUs() - state.readUs) : wallTimeUs();
+}
+
+std::string isoTimeOf(const PointState& state) {
+    return isoTimeOf(wallTimeOf(state));
 }
 
 std::string utf8(const QString& text) {

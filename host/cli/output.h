@@ -34,6 +34,8 @@ std::string isoTime();
 std::string isoTimeOf(qint64 wallUs);
 /// The time of what the state says: of the reading, or of its failure.
 std::string isoTimeOf(const PointState& state);
+/// The same in microseconds since 1970, UTC.
+qint64 wallTimeOf(const PointState& state);
 
 std::string utf8(const QString& text);
 

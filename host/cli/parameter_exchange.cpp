@@ -29,7 +29,7 @@ bool refused(const QString& fault) {
 
 // Reads a run in one request. Empty when it was read or refused, as `refusal` says; else the reason.
 QString readRun(Connection& connection, const QVector<Point>& run, const EachPoint& each, QString* refusal) {
-    OneShotRead read(connection.session(), connection.engine(), connection.clock());
+    OneShotRead read(connection.engine());
     read.queue(run);
     if (!connection.runOperations()) {
         return connection.breakReason();
@@ -153,7 +153,7 @@ WriteEnd writeAndVerify(Connection& connection, const Difference& difference) {
     request.first = difference.point;
     request.items = {difference.inFile};
     connection.engine().write(request, [&write](const Transaction& transaction) { write = transaction; });
-    OneShotRead read(connection.session(), connection.engine(), connection.clock());
+    OneShotRead read(connection.engine());
     read.queue({difference.point});
     connection.runOperations();
     return writeEnd(write, read.table().state(0), read.fault(0), difference.inFile);

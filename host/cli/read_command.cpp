@@ -15,7 +15,11 @@ void printPoint(const ReadOptions& options, const Point& point, const PointState
     if (options.json) {
         print(pointJson(point, state));
     } else {
-        print(QStringLiteral("%1 = %2").arg(point.name, valueWithUnit(point.format, point.type, state.raw)));
+        const QString mark = state.quality == Quality::Good
+                                 ? QString()
+                                 : QStringLiteral(" (%1)").arg(qualityText(state.quality));
+        print(QStringLiteral("%1 = %2").arg(point.name, valueWithUnit(point.format, point.type, state.raw)) +
+              mark);
     }
 }
 
@@ -25,22 +29,26 @@ int runRead(const ReadOptions& options) {
     const QVector<Point> points = loaded.points(options, options.items);
     Connection connection(loaded, settings, options);
 
-    OneShotRead read(connection.session(), connection.engine(), connection.clock());
+    OneShotRead read(connection.engine());
     read.queue(points);
     bool good = connection.runOperations();
     int done = 0;
     for (int i = 0; i < points.size(); ++i) {
-        if (read.table().state(i).quality == Quality::Good) {
-            printPoint(options, points.at(i), read.table().state(i));
+        PointState state = read.table().state(i);
+        if (state.quality == Quality::Good) {
+            printPoint(options, points.at(i), state);
             ++done;
-        } else {
-            good = false;
-            const QString fault = read.fault(i);
-            if (options.json) {
-                print(pointJson(points.at(i), read.table().state(i)));
-            }
-            complain(QStringLiteral("%1 could not be read: %2").arg(points.at(i).name, fault));
+            continue;
         }
+        good = false;
+        state.fault = read.fault(i);
+        if (options.json || state.known) {
+            printPoint(options, points.at(i), state);
+        }
+        complain(QStringLiteral("%1 %2: %3")
+                     .arg(points.at(i).name,
+                          QLatin1String(state.known ? "is not certain" : "could not be read"),
+                          read.fault(i)));
     }
     if (!connection.breakReason().isEmpty()) {
         complain(QStringLiteral("%1; %2 of %3 read; the same command reads them all again")

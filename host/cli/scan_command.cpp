@@ -3,6 +3,7 @@
 #include "number_ranges.h"
 #include "output.h"
 #include "progress.h"
+#include "rtu_frame.h"
 #include "stop_signal.h"
 
 namespace dx7::cli {
@@ -13,32 +14,24 @@ struct ScanOptions : CommonOptions {
     std::string stations = "1-247";
 };
 
-RegisterType statusType(const Driver& loaded) {
-    for (const RegisterType& type : loaded.notation.types()) {
-        if (type.status()) {
-            return type;
-        }
-    }
-    throw UsageError(QStringLiteral("the driver has no status query to scan with"));
-}
-
-void printStation(int station, const Transaction& answer, bool json) {
-    const bool good = answer.outcome == Outcome::Good;
-    const int status = good ? static_cast<quint8>(answer.reply.at(answer.frame.dataOffset)) : 0;
-    const double ms = static_cast<double>(answer.endUs - answer.sentUs) / 1000;
+void printStation(const QueryAnswer& answer, bool json) {
+    const double ms = static_cast<double>(answer.afterUs) / 1000;
     if (json) {
-        Json object{{"event", "found"}, {"station", station}, {"response_ms", ms}};
-        if (good) {
-            object["status"] = status;
+        Json object{{"event", "found"}, {"station", answer.station}, {"response_ms", ms}};
+        if (answer.exceptionCode == 0) {
+            object["status"] = answer.status;
         } else {
             object["exception"] = answer.exceptionCode;
         }
         print(object);
         return;
     }
-    const QString what =
-        good ? QStringLiteral("status 0x%1").arg(status, 2, 16, QLatin1Char('0')) : outcomeText(answer);
-    print(QStringLiteral("station %1  %2  (%3 ms)").arg(station, 3).arg(what).arg(ms, 0, 'f', 1));
+    const QString what = answer.exceptionCode == 0
+                             ? QStringLiteral("status 0x%1").arg(answer.status, 2, 16, QLatin1Char('0'))
+                             : QStringLiteral("exception %1 (%2)")
+                                   .arg(answer.exceptionCode)
+                                   .arg(exceptionName(answer.exceptionCode));
+    print(QStringLiteral("station %1  %2  (%3 ms)").arg(answer.station, 3).arg(what).arg(ms, 0, 'f', 1));
 }
 
 // Whether something else than the user ended the scan.
@@ -94,41 +87,46 @@ bool tellSum(const Connection& connection, const QVector<int>& stations, const C
     return told;
 }
 
+// The answer to a query that timed out may still come.
+void awaitLateAnswers(Connection& connection, const LineSettings& settings, int missing) {
+    const qint64 leftUs = (std::max(settings.retries, 1) - 1) * settings.timeoutMs * qint64(1000);
+    const qint64 endUs = connection.clock().nowUs() + leftUs;
+    while (missing > 0 && connection.clock().nowUs() < endUs && !stopRequested() && connection.lineOpen()) {
+        connection.step();
+    }
+}
+
 int runScan(const ScanOptions& options) {
     const Driver loaded(options);
     LineSettings defaults;
-    defaults.retries = 1;
     defaults.timeoutMs = 200;
     const LineSettings settings = lineSettings(options, loaded.parameter(), true, defaults);
     const QVector<int> stations = numbersFromText(text(options.stations), "--stations", 1, 247);
-    const RegisterType status = statusType(loaded);
     Connection connection(loaded, settings, options);
     Progress progress(stations.size(), connection.clock());
+    Course course;
+    QSet<int> found;
     EngineEvents events;
-    Transaction answer;
-    bool answered = false;
-    events.transaction = [&](const Transaction& transaction) {
-        if (transaction.answered()) {
-            answered = true;
-            answer = transaction;
+    events.answer = [&](const QueryAnswer& answer) {
+        if (stations.contains(answer.station) && !found.contains(answer.station)) {
+            found += answer.station;
+            course.found = found.size();
+            progress.clear();
+            printStation(answer, options.json);
         }
     };
-    connection.engine().setEvents(events);
-    Course course;
+    connection.setEvents(events);
     for (const int station : stations) {
         progress.show(course.ended, QStringLiteral("station %1, %2 found").arg(station).arg(course.found));
-        answered = false;
-        connection.engine().read(status, station, 0, 1,
-                                 [&course](const Transaction& end) { course.waited = end.sent; });
+        connection.engine().query(station);
         if (!connection.runOperations()) {
+            course.waited = connection.requestOut();
             break;
         }
         ++course.ended;
-        if (answered) {
-            progress.clear();
-            printStation(station, answer, options.json);
-            ++course.found;
-        }
+    }
+    if (connection.breakReason().isEmpty()) {
+        awaitLateAnswers(connection, settings, stations.size() - found.size());
     }
     progress.clear();
     const bool told = tellSum(connection, stations, course, options.json);
@@ -144,8 +142,9 @@ void addScanCommand(CLI::App& app, Run& run) {
         ->type_name("LIST");
     addDeviceOptions(*command, *options);
     command->footer(
-        "A refusal is an answer, too. Unless --timeout and --retries or the file of -c say otherwise,\n"
-        "a request waits 200 ms and is sent once.\n"
+        "Each station gets one query and 200 ms, unless --timeout or the file of -c says otherwise. A "
+        "refusal\n"
+        "is an answer, too, and so is a late answer while others are asked.\n"
         "Examples:\n"
         "  dx7 scan --serial /dev/ttyUSB0\n"
         "  dx7 scan --serial /dev/ttyUSB0 --stations 1-32 --timeout 100\n"

@@ -70,7 +70,11 @@ Json countersJson(const Counters& c) {
                 {"wrong_crc", c.wrongCrc},
                 {"wrong_length", c.wrongLength},
                 {"foreign", c.foreign},
+                {"surplus", c.surplus},
+                {"copies", c.copies},
                 {"late", c.late},
+                {"echoes", c.echoes},
+                {"status_queries", c.queries},
                 {"exceptions", exceptions},
                 {"retries", c.retries},
                 {"failed_operations", c.failed},
@@ -91,7 +95,11 @@ QStringList statisticsLines(const Statistics& statistics, qint64 nowUs) {
     table.add("wrong CRC", &Counters::wrongCrc);
     table.add("wrong length", &Counters::wrongLength);
     table.add("foreign frames", &Counters::foreign);
+    table.add("surplus frames", &Counters::surplus);
+    table.add("doubled frames", &Counters::copies);
     table.add("late replies", &Counters::late);
+    table.add("echoed requests", &Counters::echoes);
+    table.add("status queries", &Counters::queries);
     const QMap<int, qint64>& codes = statistics.all().exceptions;
     for (auto it = codes.begin(); it != codes.end(); ++it) {
         const int code = it.key();

@@ -126,7 +126,7 @@ bool allWritten(const WriteJob& job) {
 }
 
 void verify(Connection& connection, WriteJob& job) {
-    OneShotRead read(connection.session(), connection.engine(), connection.clock());
+    OneShotRead read(connection.engine());
     read.queue(job.points);
     connection.runOperations();
     for (int i = 0; i < job.points.size(); ++i) {
