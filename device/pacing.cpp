@@ -33,6 +33,10 @@ void Pacing::echo(const Bytes& bytes, Time begun) {
     }
 }
 
+void Pacing::echoWhole(const Bytes& frame, Time complete) {
+    echo(frame, complete - m_charTime * static_cast<Time::rep>(frame.size()));
+}
+
 void Pacing::copy(const Bytes& frame, Time pause) {
     putAside({frame, m_lineFree + pause, 0});
 }

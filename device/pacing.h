@@ -19,6 +19,9 @@ struct LineTiming {
 
     /// `bitsPerChar` is 10 (one start, eight data, one stop bit) or 11 with parity or a second stop bit.
     static LineTiming ofBaud(int baud, int bitsPerChar);
+
+    /// What is left of the turnaround when the device has worked for `work` in it.
+    Time turnaroundAfter(Time work) const { return turnaround - (work < turnaround ? work : turnaround); }
 };
 
 /// Frames waiting to go out, one after the other, each byte when its last bit would be through on the line.
@@ -37,6 +40,9 @@ public:
     /// Queues `bytes` that an adapter echoes as the line carries them from `begun` on. What would echo more
     /// than 4096 characters late is lost.
     void echo(const Bytes& bytes, Time begun);
+
+    /// The same for a whole frame that is through on the line at `complete`.
+    void echoWhole(const Bytes& frame, Time complete);
 
     /// Queues `frame` to start `pause` after the end of the last queued reply, whatever is queued later. Lost
     /// while copies and echoes of 1 MiB wait.

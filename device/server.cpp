@@ -92,7 +92,8 @@ void Server::receive() {
     }
     if (!input.bytes.empty()) {
         if (m_device.echoesEveryByte()) {
-            echo(input.bytes, arrived);
+            trace("echo   ", input.bytes);
+            m_pacing.echo(input.bytes, arrived);
         }
         for (const ReceivedFrame& frame : m_framing.take(input.bytes, arrived)) {
             carryOut(frame, input.clientGone);
@@ -122,24 +123,20 @@ void Server::carryOut(const ReceivedFrame& frame, bool clientGone) {
 }
 
 void Server::queue(const Outgoing& outgoing, Time requestComplete) {
-    if (outgoing.way == Way::Echo) {
-        const auto length = static_cast<Time::rep>(outgoing.bytes.size());
-        echo(outgoing.bytes, requestComplete - m_timing.charTime * length);
-        return;
-    }
-    trace("reply  ", outgoing.bytes);
-    if (outgoing.way == Way::Copy) {
-        m_pacing.copy(outgoing.bytes, outgoing.pause);
-        return;
-    }
     // The line's silence passes while the device works.
-    const Time silence = m_timing.turnaround - std::min(m_timing.turnaround, m_device.delay());
-    m_pacing.queue(outgoing.bytes, requestComplete + silence, outgoing.pause);
-}
-
-void Server::echo(const Bytes& bytes, Time begun) {
-    trace("echo   ", bytes);
-    m_pacing.echo(bytes, begun);
+    const Time silence = m_timing.turnaroundAfter(m_device.delay());
+    trace(outgoing.way == Way::Echo ? "echo   " : "reply  ", outgoing.bytes);
+    switch (outgoing.way) {
+        case Way::Echo:
+            m_pacing.echoWhole(outgoing.bytes, requestComplete);
+            break;
+        case Way::Copy:
+            m_pacing.copy(outgoing.bytes, outgoing.pause);
+            break;
+        case Way::InTurn:
+            m_pacing.queue(outgoing.bytes, requestComplete + silence, outgoing.pause);
+            break;
+    }
 }
 
 void Server::sendDue() {

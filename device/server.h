@@ -36,8 +36,6 @@ private:
     void carryOut(const ReceivedFrame& frame, bool clientGone);
     /// Queues what answers a request whose last byte was through at `requestComplete`.
     void queue(const Outgoing& outgoing, Time requestComplete);
-    /// Queues what the line carries from `begun` on to be sent back.
-    void echo(const Bytes& bytes, Time begun);
     void sendDue();
     void readCommands();
     void runCommands();

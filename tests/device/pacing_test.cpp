@@ -16,6 +16,13 @@ TEST(LineTiming, FollowsFromTheSpeed) {
     EXPECT_EQ(LineTiming::ofBaud(115200, 10).turnaround, microseconds(1750));
 }
 
+TEST(LineTiming, LetsTheDeviceWorkInTheTurnaround) {
+    const LineTiming timing = LineTiming::ofBaud(10000, 10);
+    EXPECT_EQ(timing.turnaroundAfter(Time()), timing.turnaround);
+    EXPECT_EQ(timing.turnaroundAfter(milliseconds(1)), microseconds(2500));
+    EXPECT_EQ(timing.turnaroundAfter(milliseconds(40)), Time());
+}
+
 TEST(Pacing, SendsEachByteWhenItIsThrough) {
     Pacing pacing{milliseconds(1)};
     pacing.queue({1, 2, 3}, milliseconds(10), Time());
@@ -102,6 +109,14 @@ TEST(Pacing, PutsWhatArrivesInPartsIntoOneEcho) {
     EXPECT_EQ(pacing.due(milliseconds(7)), Bytes{9});
 }
 
+TEST(Pacing, EchoesAWholeFrameAsTheLineCarriedIt) {
+    Pacing pacing{milliseconds(1)};
+    pacing.echoWhole({1, 2, 3}, milliseconds(10));
+    pacing.queue({4}, milliseconds(10), Time());
+    EXPECT_EQ(pacing.due(milliseconds(10)), (Bytes{1, 2, 3}));
+    EXPECT_EQ(pacing.due(milliseconds(11)), Bytes{4});
+}
+
 TEST(Pacing, DoesNotMixTwoFrames) {
     Pacing pacing{milliseconds(1)};
     pacing.queue({1, 2, 3, 4}, milliseconds(0), Time());
@@ -112,6 +127,11 @@ TEST(Pacing, DoesNotMixTwoFrames) {
     EXPECT_EQ(pacing.due(milliseconds(7)), (Bytes{7, 8, 9}));
     EXPECT_EQ(pacing.due(milliseconds(10)), Bytes{5}) << "it was due after the echo anyway";
 
+    pacing.queue({1, 2}, milliseconds(12), Time());
+    EXPECT_EQ(pacing.due(milliseconds(13)), Bytes{1});
+    pacing.echo({7}, milliseconds(11));
+    EXPECT_EQ(pacing.due(milliseconds(15)), (Bytes{2, 7})) << "what has begun goes on";
+
     pacing.queue({1}, milliseconds(22), Time());
     pacing.queue({2}, milliseconds(22), milliseconds(5));
     pacing.echo({7, 8, 9}, milliseconds(20));
@@ -119,6 +139,13 @@ TEST(Pacing, DoesNotMixTwoFrames) {
     EXPECT_EQ(pacing.due(milliseconds(24)), Bytes{1});
     EXPECT_TRUE(pacing.due(milliseconds(29)).empty()) << "two replies keep their distance";
     EXPECT_EQ(pacing.due(milliseconds(30)), Bytes{2});
+
+    pacing.echo({7, 8, 9}, milliseconds(40));
+    pacing.queue({1}, milliseconds(41), Time());
+    EXPECT_EQ(pacing.due(milliseconds(43)), (Bytes{7, 8, 9}));
+    pacing.queue({2}, milliseconds(41), milliseconds(5));
+    EXPECT_EQ(pacing.due(milliseconds(49)), Bytes{1});
+    EXPECT_EQ(pacing.due(milliseconds(50)), Bytes{2}) << "5 ms after the reply before it, as that was sent";
 }
 
 TEST(Pacing, SendsACopyWhateverIsAskedMeanwhile) {
