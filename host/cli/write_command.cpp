@@ -58,8 +58,10 @@ bool WriteJob::tookNot() const {
 
 // As a read names it: a point of a tag with a count by the tag's name and its number.
 QString pointName(const WriteRequest& request, const Point& point, int index) {
-    const QString numbered = request.name + QStringLiteral("[%1]");
-    return request.first.name == numbered.arg(0) ? numbered.arg(index) : point.notation();
+    const auto numbered = [&request](int number) {
+        return request.name + QLatin1Char('[') + QString::number(number) + QLatin1Char(']');
+    };
+    return request.first.name == numbered(0) ? numbered(index) : point.notation();
 }
 
 WriteJob makeJob(const WriteRequest& request) {
@@ -212,7 +214,7 @@ QString partsText(const WriteJob& job, const QVector<Part>& parts) {
 }
 
 QString faultText(const WriteJob& job, const QVector<Part>& parts) {
-    const QString verifyFault = job.verifyFault();
+    QString verifyFault = job.verifyFault();
     if (!verifyFault.isEmpty()) {
         return verifyFault;
     }

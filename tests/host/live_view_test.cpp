@@ -81,6 +81,12 @@ TEST(TableLayout, NoPartOfANumberIsEverShown) {
     EXPECT_EQ(tableLine(row, 6), "     …");
 }
 
+TEST(TableLayout, AFaultIsShownWholeOrNotAtAll) {
+    EXPECT_EQ(withFault(latin("AI:0  bad"), latin("no line"), 18).toStdString(), "AI:0  bad  no line");
+    EXPECT_EQ(withFault(latin("AI:0  bad"), latin("no line"), 17).toStdString(), "AI:0  bad");
+    EXPECT_EQ(withFault(latin("AI:0  good"), QString(), 80).toStdString(), "AI:0  good");
+}
+
 TEST(TableLayout, WideCharactersTakeTwoColumns) {
     if (std::setlocale(LC_CTYPE, "C.UTF-8") == nullptr) {
         GTEST_SKIP() << "no locale with such characters";
