@@ -191,6 +191,11 @@ void Exchange::begin(const QByteArray& request, int expectLen, bool first, qint6
     present_ = byteAt(request, 0);
     if (first || operationUs_ == 0) {
         operationUs_ = nowUs;
+        refused_ = false;
+    }
+    if (refused_) {
+        end(ExchangeEnd::Refused);
+        return;
     }
     Station& station = stationAt(present_);
     station.functions |= 1U << (byteAt(request, 1) & 31);
@@ -203,10 +208,12 @@ void Exchange::begin(const QByteArray& request, int expectLen, bool first, qint6
         return;
     }
     if (station.owesData) {
-        if (station.queries > 0 && !mayQuery(station, nowUs)) {
+        if (station.queries == 0 || mayQuery(station, nowUs)) {
+            beginQuery(present_, Purpose::Precede, nowUs);
+        } else if (others_) {
             end(ExchangeEnd::Owed);
         } else {
-            beginQuery(present_, Purpose::Precede, nowUs);
+            awaitOwedQuery(present_, Purpose::Precede, nowUs);
         }
         return;
     }
@@ -221,6 +228,7 @@ void Exchange::begin(const QByteArray& request, int expectLen, bool first, qint6
 void Exchange::sendData(qint64 nowUs) {
     transmit(request_, nowUs);
     requestSent_ = true;
+    askedSinceDirty_ = false;
     if (expectLen_ <= 0 || present_ == 0) {
         phase_ = Phase::Pause;
         deadlineUs_ = lastActivityUs_ + settings_.turnaroundMs * qint64(1000);
@@ -249,6 +257,14 @@ bool Exchange::useDiagnostic(const Station& station) const {
     }
     // A reply to function code 7 that was asked for as data could pass for the answer.
     return station.diagnosticNext || station.statusData;
+}
+
+// Waits for a query that is out already.
+void Exchange::awaitOwedQuery(int number, Purpose purpose, qint64 nowUs) {
+    queried_ = number;
+    purpose_ = purpose;
+    phase_ = Phase::Query;
+    awaitQuery(stationAt(number), nowUs);
 }
 
 void Exchange::beginQuery(int station, Purpose purpose, qint64 nowUs) {
@@ -286,6 +302,8 @@ void Exchange::sendQuery(qint64 nowUs) {
     station.out[static_cast<std::size_t>(station.queries++)] = query;
     station.queryUs = queryUs_ = nowUs;
     turn_ = queried_;
+    // One query for each request at most, however much comes in between.
+    askedSinceDirty_ = true;
     note(ExchangeNote::Query, queried_);
     const int answerBytes = query.diagnostic ? query_.size() : int(EXCEPTION_FRAME_BYTES);
     stream_.await(queried_, query.diagnostic ? DIAGNOSTICS : READ_EXCEPTION_STATUS, answerBytes);
@@ -309,7 +327,8 @@ void Exchange::awaitQuery(const Station& station, qint64 nowUs) {
             deadlineUs_ = others_ ? std::min(endUs + waitUs(station), lastUs) : lastUs;
             break;
         case Purpose::Precede:
-            deadlineUs_ = std::min(endUs + waitUs(station), std::max(lastUs, endUs));
+            deadlineUs_ = others_ || echoTest_ ? std::min(endUs + waitUs(station), std::max(lastUs, endUs))
+                                               : std::min(lastUs, station.queryUs + ASK_AGAIN_US);
             break;
         case Purpose::Proof:
             deadlineUs_ = endUs + (finishing_ && (station.statusAnswered || station.diagnosticAnswered)
@@ -667,6 +686,11 @@ void Exchange::onQueryDeadline(qint64 nowUs) {
     if (echo_ == Echo::Unknown && !echoSeen_) {
         echo_ = Echo::No;
     }
+    if (purpose_ == Purpose::Precede && station.owesData && mayQuery(station, nowUs) &&
+        nowUs < operationUs_ + boundUs()) {
+        sendAt(Next::Query, nowUs);
+        return;
+    }
     if (finishing_ && purpose_ == Purpose::Proof && !plainQuery_) {
         if (station.queries == 1 && !station.statusAnswered && !station.diagnosticAnswered) {
             sendAt(Next::Query, nowUs);
@@ -689,6 +713,7 @@ void Exchange::finishQuery(bool answered, qint64 nowUs) {
         if (station.owesData) {
             end(ExchangeEnd::Owed);
         } else if (test && !answered && echo_ == Echo::Yes) {
+            refused_ = true;
             end(ExchangeEnd::Refused);
         } else {
             sendAt(Next::Data, nowUs);
@@ -756,7 +781,7 @@ int Exchange::proofStation(qint64 nowUs) const {
             return number;
         }
     }
-    if (dirty_ && disturbedStation_ > 0 && mayQuery(stationAt(disturbedStation_), nowUs)) {
+    if (dirty_ && !askedSinceDirty_ && disturbedStation_ > 0 && mayQuery(stationAt(disturbedStation_), nowUs)) {
         return disturbedStation_;
     }
     if (held_.empty()) {
@@ -793,10 +818,7 @@ void Exchange::prove(qint64 nowUs) {
     }
     Station& station = stationAt(number);
     if (station.queries > 0 && !mayQuery(station, nowUs)) {
-        queried_ = number;
-        purpose_ = Purpose::Proof;
-        phase_ = Phase::Query;
-        awaitQuery(station, nowUs);
+        awaitOwedQuery(number, Purpose::Proof, nowUs);
         return;
     }
     beginQuery(number, Purpose::Proof, nowUs);

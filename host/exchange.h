@@ -237,6 +237,7 @@ private:
     bool useDiagnostic(const Station& station) const;
     void beginQuery(int station, Purpose purpose, qint64 nowUs);
     void awaitQuery(const Station& station, qint64 nowUs);
+    void awaitOwedQuery(int number, Purpose purpose, qint64 nowUs);
 
     void takePieces(bool last, qint64 nowUs);
     void onFrame(qint64 nowUs);
@@ -290,6 +291,7 @@ private:
     bool damaged_ = false;     ///< reply_ holds what came in place of the present reply.
     bool plainQuery_ = false;  ///< The query that is waited for is query()'s.
     bool echoTest_ = false;    ///< The query before the present request tells whether the adapter echoes.
+    bool refused_ = false;     ///< The present operation ended as Refused.
     bool echoSeen_ = false;    ///< Since the last frame was sent.
     qint64 operationUs_ = 0;   ///< When the present operation began.
     qint64 deadlineUs_ = 0;
@@ -307,6 +309,7 @@ private:
     std::vector<ExchangeNote> notes_;
     bool dirty_ = false;  ///< Since the last proof anything else came in between.
     int disturbedStation_ = 0;
+    bool askedSinceDirty_ = false;  ///< A query was sent after the last request.
     bool cycleEnded_ = false;
     bool finishing_ = false;
     int cleanWindows_ = 0;

@@ -70,7 +70,7 @@ bool refusesForCertain(int exceptionCode) {
 
 QString outcomeText(const Transaction& transaction) {
     if (transaction.doubtful && transaction.outcome != Outcome::CutShort) {
-        return QStringLiteral("doubtful: the reply may be the answer to another request");
+        return QStringLiteral("the reply may be the answer to another request");
     }
     switch (transaction.outcome) {
         case Outcome::Good:
