@@ -22,6 +22,10 @@ void CommLoop::advance(qint64 nowUs) {
 }
 
 void CommLoop::lineLost() {
+    if (exchange_.requestSent()) {
+        out_ = true;
+        unsettled_ = unsettled_ || transaction_.frame.opKind == TAG_WRITE;
+    }
     exchange_.reset();
     drain(0);
 }
@@ -152,6 +156,7 @@ void CommLoop::judge(const ExchangeEnd& end, qint64 nowUs) {
     transaction.noiseBytes = noiseBytes_;
     transaction.otherFrames = otherFrames_;
     transaction.mismatch = mismatch_;
+    transaction.sentUs = end.sent ? end.sentUs : transaction.sentUs;
     transaction.endUs = nowUs;
     transaction.busyUs = end.sent ? nowUs - transaction.sentUs : 0;
     reply_.resize(0);

@@ -69,6 +69,7 @@ void Exchange::reset() {
     output_.resize(0);
     phase_ = Phase::Idle;
     present_ = queried_ = 0;
+    requestSent_ = false;
     end_.reset();
     dirty_ = false;
     cleanWindows_ = 0;
@@ -131,12 +132,16 @@ void Exchange::advance(qint64 nowUs) {
     }
 }
 
+// It owes something that is not waited for.
+bool Exchange::owes(const Station& station) {
+    return station.owesData ? station.reported : station.queries > 0;
+}
+
 // What is owed for too long is not waited for any more; should it come, it is surplus.
 void Exchange::forget(qint64 nowUs) {
     for (int number = 1; number <= HIGHEST_STATION; ++number) {
         Station& station = stationAt(number);
-        const bool owes = station.owesData ? station.reported : station.queries > 0;
-        if (owes && nowUs - station.owedUs >= FORGET_US) {
+        if (owes(station) && nowUs - station.owedUs >= FORGET_US) {
             station.owesData = false;
             station.queries = 0;
             station.unproven = true;
@@ -228,6 +233,7 @@ void Exchange::begin(const QByteArray& request, int expectLen, bool first, qint6
 void Exchange::sendData(qint64 nowUs) {
     transmit(request_, nowUs);
     requestSent_ = true;
+    requestUs_ = nowUs;
     askedSinceDirty_ = false;
     if (expectLen_ <= 0 || present_ == 0) {
         phase_ = Phase::Pause;
@@ -725,7 +731,8 @@ void Exchange::finishQuery(bool answered, qint64 nowUs) {
 }
 
 void Exchange::end(ExchangeEnd::Kind kind, quint64 ticket) {
-    end_ = ExchangeEnd{kind, ticket, requestSent_};
+    end_ = ExchangeEnd{kind, ticket, requestSent_, requestUs_};
+    requestSent_ = false;
 }
 
 std::optional<ExchangeEnd> Exchange::takeEnd() {
@@ -743,7 +750,7 @@ void Exchange::abandon() {
     output_.resize(0);
     end_.reset();
     present_ = 0;
-    echoTest_ = plainQuery_ = false;
+    requestSent_ = echoTest_ = plainQuery_ = false;
 }
 
 // Proof.
@@ -781,7 +788,8 @@ int Exchange::proofStation(qint64 nowUs) const {
             return number;
         }
     }
-    if (dirty_ && !askedSinceDirty_ && disturbedStation_ > 0 && mayQuery(stationAt(disturbedStation_), nowUs)) {
+    if (dirty_ && !askedSinceDirty_ && disturbedStation_ > 0 &&
+        mayQuery(stationAt(disturbedStation_), nowUs)) {
         return disturbedStation_;
     }
     if (held_.empty()) {
@@ -796,15 +804,31 @@ int Exchange::proofStation(qint64 nowUs) const {
     return due ? stationToProve(nowUs) : 0;
 }
 
+// When the station may be asked with a query; -1 = not at all.
+qint64 Exchange::queryUs(const Station& station) const {
+    if (isDeaf(station)) {
+        return -1;
+    }
+    return station.queries == 0 ? 0 : station.queryUs + ASK_AGAIN_US;
+}
+
+// Nothing but what becomes possible then: who waits for a moment that changes nothing never sleeps.
 qint64 Exchange::proofUs(qint64 nowUs) const {
     qint64 dueUs = -1;
     const auto consider = [&](qint64 timeUs) { dueUs = dueUs < 0 ? timeUs : std::min(dueUs, timeUs); };
-    if (!held_.empty()) {
-        consider(queryUs_ + PROOF_INTERVAL_US);
+    for (const Held& held : held_) {
+        const Station& station = stationAt(held.station);
+        const qint64 possibleUs = finishing_ && station.queries > 0 ? 0 : queryUs(station);
+        if (possibleUs >= 0) {
+            consider(std::max(possibleUs, finishing_ ? 0 : queryUs_ + PROOF_INTERVAL_US));
+        }
     }
     for (const Station& station : stations_) {
-        if (station.owesData || station.queries > 0) {
-            consider(station.queryUs + ASK_AGAIN_US);
+        const qint64 possibleUs = station.owesData ? queryUs(station) : -1;
+        if (possibleUs >= 0) {
+            consider(possibleUs);
+        }
+        if (owes(station)) {
             consider(station.owedUs + FORGET_US);
         }
     }

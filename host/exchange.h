@@ -49,6 +49,7 @@ struct ExchangeEnd {
     Kind kind = Nothing;
     quint64 ticket = 0;  ///< Of a Reply or Exception: what settlements() names it by.
     bool sent = false;   ///< Bytes of it went to the line.
+    qint64 sentUs = 0;   ///< When; queries may have gone before it.
 };
 
 /// Whether the reply with this ticket is proven to be the one to its request.
@@ -119,9 +120,11 @@ public:
     /// Ends the wait for the present request, of which nothing more is to be known.
     void abandon();
     /// Bytes of the present request are on the line, or may be.
-    bool requestSent() const { return requestSent_ && present_ > 0 && phase_ != Phase::Idle; }
-    /// Whether the station owes the answer to a query.
-    bool asking(int station) const { return stationAt(station).queries > 0; }
+    bool requestSent() const { return requestSent_; }
+    /// Whether the station owes the answer to a query that must not be sent again yet.
+    bool asking(int station, qint64 nowUs) const {
+        return stationAt(station).queries > 0 && !mayQuery(stationAt(station), nowUs);
+    }
     /// Other stations can be served while one owes a reply; else an operation waits for its whole time.
     void setOthers(bool others) { others_ = others; }
 
@@ -266,10 +269,12 @@ private:
     void finishQuery(bool answered, qint64 nowUs);
     bool replyIsComing(qint64 nowUs);
     void end(ExchangeEnd::Kind kind, quint64 ticket = 0);
+    static bool owes(const Station& station);
     void forget(qint64 nowUs);
     int proofStation(qint64 nowUs) const;
     int stationToProve(qint64 nowUs) const;
     bool mayQuery(const Station& station, qint64 nowUs) const;
+    qint64 queryUs(const Station& station) const;
 
     LineSettings settings_;
     FrameStream stream_;
@@ -288,6 +293,7 @@ private:
     QByteArray request_;  ///< The present request.
     int expectLen_ = 0;
     bool requestSent_ = false;
+    qint64 requestUs_ = 0;     ///< When it was sent.
     bool damaged_ = false;     ///< reply_ holds what came in place of the present reply.
     bool plainQuery_ = false;  ///< The query that is waited for is query()'s.
     bool echoTest_ = false;    ///< The query before the present request tells whether the adapter echoes.
