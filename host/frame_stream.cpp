@@ -155,7 +155,13 @@ bool FrameStream::last(Piece* piece) const {
         return !buffer_.isEmpty();
     }
     bool undecided = false;
-    if (!echoes(piece, true, &undecided)) {
+    const int length = frameByCrc();
+    if (echoes(piece, true, &undecided)) {
+        return true;
+    }
+    if (length > 0) {
+        *piece = Piece{Kind::Frame, length};
+    } else {
         const bool ours = headAwaited(0) || (length_ > 0 && buffer_.size() == length_);
         *piece = Piece{ours ? Kind::Damaged : Kind::Noise, buffer_.size()};
     }

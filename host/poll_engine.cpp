@@ -202,13 +202,16 @@ void PollEngine::probe(qint64 nowUs) {
         const bool queued = std::any_of(queue_.begin(), queue_.end(), [&](const Operation& operation) {
             return operation.kind == Operation::Probe && operation.range.station == station;
         });
-        if (queued || point == points.end()) {
+        if (queued) {
             continue;
         }
-        if (loop_.exchange().deafToQueries(station)) {
+        if (point == points.end()) {
+            // It is not watched any more.
+            health_.probed(station, false, nowUs);
+        } else if (loop_.exchange().deafToQueries(station)) {
             const ItemRange range{station, point->type.name, point->address, 1};
             queue_.push_back(Operation{Operation::Probe, range, point->type, QByteArray(), {}});
-        } else if (loop_.exchange().asking(station)) {
+        } else if (loop_.exchange().asking(station, nowUs)) {
             // One is out: its answer counts when it comes.
             health_.probed(station, false, nowUs);
         } else {
@@ -237,15 +240,17 @@ qint64 PollEngine::nextDueUs(qint64 nowUs) const {
         return exchange.nextDueUs();
     }
     qint64 dueUs = exchange.nextDueUs();
+    // Nothing begins before the line is clear.
     const auto consider = [&](qint64 timeUs) {
         if (timeUs >= 0) {
-            dueUs = dueUs < 0 ? timeUs : std::min(dueUs, timeUs);
+            const qint64 beginUs = std::max(timeUs, exchange.clearUs());
+            dueUs = dueUs < 0 ? beginUs : std::min(dueUs, beginUs);
         }
     };
     const bool work = !queue_.empty() || active_ || !queries_.empty() || queried_ > 0 ||
                       (!concluding_ && (replanNeeded_ || plan_.blockCount() > 0)) || exchange.proofDue(nowUs);
     if (work) {
-        consider(std::max(exchange.clearUs(), stalledUntilUs_));
+        consider(stalledUntilUs_);
     }
     consider(exchange.proofUs(nowUs));
     consider(concluding_ ? -1 : health_.nextProbeUs());
