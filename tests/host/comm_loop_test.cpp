@@ -68,7 +68,7 @@ TEST_F(CommLoopTest, WaitsOnlyForTheRestOfTheSilentInterval) {
 TEST_F(CommLoopTest, WhatComesBeforeARequestIsNotItsReply) {
     answerData = [&](ScriptedLine& line) { line.arrive(framed(hex("01 03 02 00 07")), 5000); };
     rig.line.arrive(good, 0);
-    rig.turn(rig.clock.nowUs() + 1000);
+    rig.runFor(1000);
     rig.step();
     EXPECT_EQ(notesOf(ExchangeNote::Foreign), 1);
     EXPECT_EQ(value(), 7);
@@ -194,7 +194,7 @@ TEST_F(CommLoopTest, AReplyThatComesAfterTheEndIsNobodys) {
         rig.step();
     }
     ASSERT_EQ(rig.seen.last().driverResult, OPERATION_FAILED);
-    rig.turn(rig.clock.nowUs() + 5000000);
+    rig.runFor(5000000);
     EXPECT_EQ(notesOf(ExchangeNote::Late), 1);
     answersQueries = true;
     answerData = [&](ScriptedLine& line) { line.arrive(framed(hex("01 03 02 00 07")), 5000); };

@@ -79,7 +79,7 @@ TEST_F(PollEngineTest, AValueIsFreshUntilAQueryIsAnsweredInItsPlace) {
 }
 
 // One reply too many shifts all that follow by one, each with a good CRC and the right length.
-TEST_F(PollEngineTest, RepliesThatAreOneBehindAreNeverGood) {
+TEST_F(PollEngineTest, RepliesThatAreOneBehindAreNotTakenForOthers) {
     devices[1].registers[0xF000] = 1;
     devices[1].registers[0xF100] = 2;
     QByteArray before = framed(hex("01 03 02 00 63"));
@@ -88,11 +88,15 @@ TEST_F(PollEngineTest, RepliesThatAreOneBehindAreNeverGood) {
         before = devices[1].answer(request);
     };
     EngineEvents events;
-    events.value = [&](int point) { EXPECT_NE(rig.told(point).quality, Quality::Good); };
+    events.value = [&](int point) {
+        const PointState& told = rig.told(point);
+        EXPECT_TRUE(told.quality != Quality::Good || told.raw == static_cast<quint32>(point + 1));
+    };
     engine.setEvents(events);
     rig.watch("F:0.0.00 F:1.0.00");
     rig.runFor(20000000);
-    EXPECT_GT(engine.statistics().all().requests, 20);
+    EXPECT_GT(engine.statistics().all().requests, 5);
+    EXPECT_GT(engine.statistics().all().surplus, 0);
 }
 
 TEST_F(PollEngineTest, WritesAreCutWhereRegisterNumbersDoNotRunOn) {
@@ -181,11 +185,14 @@ TEST_F(PollEngineTest, AWriteThatComesInTheSilenceGoesOutRightAfterIt) {
     rig.watch("AI:0,4");
     rig.runFor(3000000);
     qint64 endUs = 0;
+    bool proven = false;
     EngineEvents events;
-    events.transaction = [&](const Transaction& transaction) { endUs = transaction.endUs; };
+    events.answer = [&](const QueryAnswer&) { proven = true; };
+    events.transaction = [&](const Transaction& transaction) { endUs = proven ? transaction.endUs : 0; };
     engine.setEvents(events);
+    // Replies that are due to be proven go first; these are not.
     EXPECT_TRUE(rig.runUntil([&] { return endUs > 0; }));
-    rig.write("MOD:1=7,8");
+    rig.write("MOD:1,2=7,8");
     EXPECT_TRUE(rig.runUntil([&] { return rig.line.requestTimes.last() > endUs; }));
     EXPECT_EQ(byteAt(rig.line.requests.last(), 1), 16);
     EXPECT_EQ(rig.line.requestTimes.last(), endUs + silentIntervalUs(rig.settings));

@@ -35,8 +35,12 @@ LoopRig::LoopRig(const LineSettings& lineSettings)
 }
 
 void LoopRig::turn(qint64 untilUs) {
-    loop.advance(clock.nowUs());
     Exchange& exchange = loop.exchange();
+    const bool wasIdle = exchange.idle();
+    loop.advance(clock.nowUs());
+    if (exchange.idle() && !wasIdle) {
+        return;
+    }
     const bool sent = exchange.output().isEmpty() || line.send(exchange.output());
     if (!sent && !line.tookBytes()) {
         exchange.notSent();
@@ -47,13 +51,19 @@ void LoopRig::turn(qint64 untilUs) {
         return;
     }
     line.expect(exchange.missing());
-    const qint64 dueUs = loop.nextDueUs();
+    const qint64 dueUs = loop.ready(clock.nowUs()) ? exchange.nextDueUs() : loop.nextDueUs();
     poller.wait(dueUs < 0 ? untilUs : std::min(dueUs, untilUs));
     QByteArray bytes;
     if (!line.receive(&bytes)) {
         loop.lineLost();
     } else {
         loop.received(bytes.constData(), bytes.size(), clock.nowUs());
+    }
+}
+
+void LoopRig::runFor(qint64 durationUs) {
+    for (const qint64 endUs = clock.nowUs() + durationUs; clock.nowUs() < endUs && line.isOpen();) {
+        turn(endUs);
     }
 }
 
@@ -120,5 +130,5 @@ bool Rig::conclude() {
 void answer(ScriptedLine& line, const LineSettings& settings, ScriptedDevice& device,
             const QByteArray& request) {
     const QByteArray reply = device.answer(request);
-    line.arrive(reply, lineTimeUs(settings, request.size() + reply.size()) + 2000);
+    line.arriveInTurn(reply, lineTimeUs(settings, request.size() + reply.size()) + 2000);
 }

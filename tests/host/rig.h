@@ -19,6 +19,7 @@ public:
     bool step();
     // Does what is due, and waits until the next moment, `untilUs` at most.
     void turn(qint64 untilUs);
+    void runFor(qint64 durationUs);
     // Begins the driver's next request as soon as the line is clear. False when there is none.
     bool begin();
 

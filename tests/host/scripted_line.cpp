@@ -66,6 +66,11 @@ bool ScriptedLine::receive(QByteArray* bytes) {
     return open_;
 }
 
+void ScriptedLine::arriveInTurn(const QByteArray& bytes, qint64 delayUs) {
+    const qint64 lastUs = arrivals_.empty() ? 0 : arrivals_.rbegin()->first;
+    arrivals_.emplace(std::max(clock_.nowUs() + delayUs, lastUs), bytes);
+}
+
 qint64 ScriptedLine::worthUs() const {
     int bytes = 0;
     for (const auto& arrival : arrivals_) {

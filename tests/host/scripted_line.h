@@ -42,6 +42,8 @@ public:
     void arrive(const QByteArray& bytes, qint64 delayUs) {
         arrivals_.emplace(clock_.nowUs() + delayUs, bytes);
     }
+    // The same, but not before what is on its way already.
+    void arriveInTurn(const QByteArray& bytes, qint64 delayUs);
     // When the bytes that expect() asked for have come; -1 = not with what is on its way.
     qint64 worthUs() const;
 
