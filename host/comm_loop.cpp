@@ -22,6 +22,10 @@ void CommLoop::advance(qint64 nowUs) {
 }
 
 void CommLoop::lineLost() {
+    if (exchange_.requestSent()) {
+        out_ = true;
+        unsettled_ = unsettled_ || transaction_.frame.opKind == TAG_WRITE;
+    }
     exchange_.reset();
     drain(0);
 }
