@@ -133,7 +133,11 @@ void Exchange::advance(qint64 nowUs) {
 
 // What is owed for too long is not waited for any more; should it come, it is surplus.
 void Exchange::forget(qint64 nowUs) {
-    for (int number = 1; number <= HIGHEST_STATION; ++number) {
+    if (nowUs < forgetUs_) {
+        return;
+    }
+    forgetUs_ = nowUs + PIECE_GAP_US;
+    for (const int number : asked_) {
         Station& station = stationAt(number);
         const bool owes = station.owesData ? station.reported : station.queries > 0;
         if (owes && nowUs - station.owedUs >= FORGET_US) {
@@ -158,7 +162,11 @@ void Exchange::transmit(const QByteArray& frame, qint64 nowUs) {
     echoSeen_ = false;
     ++sequence_;
     lastActivityUs_ = nowUs + lineTimeUs(settings_, frame.size());
-    stationAt(byteAt(frame, 0)).askedUs = lastActivityUs_;
+    Station& station = stationAt(byteAt(frame, 0));
+    if (station.askedUs == 0 && !broadcast) {
+        asked_.push_back(byteAt(frame, 0));
+    }
+    station.askedUs = lastActivityUs_;
     if (tap_ != nullptr) {
         tap_->requestSent(frame, 0);
     }
@@ -775,7 +783,7 @@ int Exchange::stationToProve(qint64 nowUs) const {
 }
 
 int Exchange::proofStation(qint64 nowUs) const {
-    for (int number = 1; number <= HIGHEST_STATION; ++number) {
+    for (const int number : asked_) {
         const Station& station = stationAt(number);
         if (station.owesData && mayQuery(station, nowUs)) {
             return number;
@@ -802,7 +810,8 @@ qint64 Exchange::proofUs(qint64 nowUs) const {
     if (!held_.empty()) {
         consider(queryUs_ + PROOF_INTERVAL_US);
     }
-    for (const Station& station : stations_) {
+    for (const int number : asked_) {
+        const Station& station = stationAt(number);
         if (station.owesData || station.queries > 0) {
             consider(station.queryUs + ASK_AGAIN_US);
             consider(station.owedUs + FORGET_US);

@@ -274,6 +274,8 @@ private:
     LineSettings settings_;
     FrameStream stream_;
     std::vector<Station> stations_;
+    std::vector<int> asked_;  ///< The stations that were asked, each once.
+    qint64 forgetUs_ = 0;     ///< When forget() looks next.
     QByteArray output_;
     QByteArray frame_;  ///< The frame that is being looked at.
     QByteArray query_;
