@@ -25,6 +25,7 @@ const qint64 FORGET_US = 10 * SECOND_US;
 const qint64 PIECE_GAP_US = 50000;
 const qint64 COPY_SLACK_US = 5000;
 const int SILENT_TIMEOUTS = 10;
+const qint64 PACE_MEMORY = 16;
 const int SILENCE_ATTEMPTS = 20;
 
 void assign(QByteArray& to, const QByteArray& from) {
@@ -436,7 +437,7 @@ void Exchange::acceptData(int number, qint64 nowUs) {
         afterUs <= settings_.timeoutMs * qint64(1000) + lineTimeUs(settings_, station.expectLen);
     const bool current = present_ == number && !station.reported;
     station.owesData = false;
-    station.slowUs = std::max(station.slowUs, afterUs);
+    learnPace(station, afterUs);
     passQueries(station, station.sequence, inTime);
     remember(nowUs);
     if (!inTime) {
@@ -450,6 +451,7 @@ void Exchange::acceptData(int number, qint64 nowUs) {
     const bool refusal = (byteAt(frame_, 1) & EXCEPTION_BIT) != 0;
     end(refusal ? ExchangeEnd::Exception : ExchangeEnd::Reply, ++ticket_);
     held_.push_back(Held{ticket_, station.sequence, number});
+    newcomers_ = newcomers_ || !station.proven;
     if (dirty_) {
         settleAll(false);
     } else if (isDeaf(station)) {
@@ -462,6 +464,11 @@ void Exchange::acceptData(int number, qint64 nowUs) {
     } else {
         purpose_ = Purpose::Proof;
     }
+}
+
+// One slow answer is not remembered for ever.
+void Exchange::learnPace(Station& station, qint64 afterUs) {
+    station.slowUs = std::max(afterUs, station.slowUs - (station.slowUs - afterUs) / PACE_MEMORY);
 }
 
 // A later reply of the station came without the answers to queries before it: there will be none.
@@ -487,7 +494,7 @@ void Exchange::acceptQuery(int number, int index, qint64 nowUs) {
     note(ExchangeNote::QueryAnswer, number, afterUs, refusal ? -value : query.diagnostic ? 0 : value);
     (query.diagnostic ? station.diagnosticAnswered : station.statusAnswered) = true;
     (query.diagnostic ? station.diagnosticPassed : station.statusPassed) = 0;
-    station.slowUs = std::max(station.slowUs, afterUs);
+    learnPace(station, afterUs);
     if (echo_ == Echo::Unknown && !query.diagnostic && query.sequence == sequence_ && !echoSeen_) {
         echo_ = Echo::No;
     }
@@ -534,6 +541,8 @@ void Exchange::close(int number, quint64 sequence) {
         }
     }
     held_.resize(left);
+    newcomers_ = std::any_of(held_.begin(), held_.end(),
+                             [this](const Held& held) { return !stationAt(held.station).proven; });
 }
 
 void Exchange::settleAll(bool good) {
@@ -541,6 +550,7 @@ void Exchange::settleAll(bool good) {
         settle(held, good);
     }
     held_.clear();
+    newcomers_ = false;
 }
 
 void Exchange::settleStation(int number, bool good) {
@@ -797,9 +807,7 @@ int Exchange::proofStation(qint64 nowUs) const {
     }
     bool due = finishing_ || nowUs - queryUs_ >= PROOF_INTERVAL_US;
     if (!due && (cycleEnded_ || static_cast<int>(held_.size()) >= windowLimit_)) {
-        due = cleanWindows_ < CLEAN_WINDOWS ||
-              std::any_of(held_.begin(), held_.end(),
-                          [this](const Held& held) { return !stationAt(held.station).proven; });
+        due = cleanWindows_ < CLEAN_WINDOWS || newcomers_;
     }
     return due ? stationToProve(nowUs) : 0;
 }
