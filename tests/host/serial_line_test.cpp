@@ -7,6 +7,9 @@
 #include <termios.h>
 #include <unistd.h>
 
+#include <cstdio>
+#include <cstdlib>
+
 #include "line_ends.h"
 
 using namespace dx7;
@@ -150,6 +153,10 @@ TEST_F(SerialLineTest, HasThePortForItself) {
     ASSERT_TRUE(opens(first)) << why.toStdString();
     EXPECT_FALSE(opens(second));
     EXPECT_EQ(why, QStringLiteral("it is in use by host_tests (process %1)").arg(::getpid()));
+    for (int i = 0; i < 4; ++i) {
+        EXPECT_FALSE(opens(second));
+    }
+    EXPECT_EQ(why, QStringLiteral("it is in use by host_tests (process %1)").arg(::getpid())) << "once more";
     EXPECT_EQ(reopened(second), Line::Opening::Failed);
     EXPECT_EQ(second.failure(), why);
     first.close();
@@ -258,6 +265,44 @@ TEST_F(HangingLine, EndsAloneWhenItsOpeningHangs) {
     closing.open();
     EXPECT_TRUE(awaitPortTasks(10000));
     EXPECT_EQ(closing.visitors(), 1) << "the port was closed";
+}
+
+// A port that says when it is closed, after a while.
+class SlowPort : public OpenPort {
+public:
+    ~SlowPort() override {
+        SystemClock clock;
+        clock.sleepUntilUs(clock.nowUs() + 100000);
+        std::fputs("closed\n", stderr);
+    }
+    int descriptor() const override { return 0; }
+};
+
+TEST_F(HangingLine, IsWaitedForAtTheEndOfTheProgram) {
+    const auto run = [this] {
+        SerialLine line(LineSettings(), clock, [](const LineSettings&) {
+            OpenedPort opened;
+            opened.port = std::make_unique<SlowPort>();
+            return opened;
+        });
+        opens(line);
+        line.close();
+        std::exit(0);
+    };
+    EXPECT_EXIT(run(), testing::ExitedWithCode(0), "closed");
+}
+
+TEST_F(HangingLine, DoesNotKeepTheProgramFromItsEnd) {
+    const auto run = [this] {
+        opening.open();
+        SerialLine line = hangingLine();
+        opens(line);
+        line.close();
+        std::exit(0);
+    };
+    const qint64 startUs = clock.nowUs();
+    EXPECT_EXIT(run(), testing::ExitedWithCode(0), "");
+    EXPECT_LT(clock.nowUs() - startUs, PATIENCE_US / 2);
 }
 
 TEST_F(HangingLine, ThatIsNoLongerAskedForIsNotWaitedFor) {
