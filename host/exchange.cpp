@@ -585,6 +585,17 @@ bool Exchange::absorbCopy(qint64 nowUs) {
     return true;
 }
 
+// The latest of the frames that were taken which equals the present one; null without one.
+Exchange::Accepted* Exchange::acceptedLike() {
+    for (std::size_t i = 0; i < REMEMBERED; ++i) {
+        Accepted& accepted = accepted_[(newest_ + REMEMBERED - i) % REMEMBERED];
+        if (accepted.frame == frame_) {
+            return &accepted;
+        }
+    }
+    return nullptr;
+}
+
 void Exchange::putAside(qint64 nowUs) {
     if (sequence_ > 0 && absorbCopy(nowUs)) {
         return;
@@ -594,10 +605,9 @@ void Exchange::putAside(qint64 nowUs) {
     if (number == present_ && byteAt(frame_, 1) == byteAt(request_, 1) && awaiting()) {
         assign(mismatch_, frame_);
     }
-    auto* const known = std::find_if(accepted_.begin(), accepted_.end(),
-                                     [&](const Accepted& accepted) { return accepted.frame == frame_; });
+    Accepted* const known = acceptedLike();
     const bool asked = (station.functions >> (byteAt(frame_, 1) & 31) & 1U) != 0;
-    if (known != accepted_.end()) {
+    if (known != nullptr) {
         usualCopies_ = std::max(usualCopies_, ++known->copies);
         note(ExchangeNote::Copy, number);
         expectCopies(nowUs - known->atUs);

@@ -254,6 +254,7 @@ private:
     bool isDeaf(const Station& station) const;
     void putAside(qint64 nowUs);
     bool absorbCopy(qint64 nowUs);
+    Accepted* acceptedLike();
     void noteDamage(FrameStream::Kind kind, bool last, qint64 nowUs);
     void disturb(int station);
     void expectCopies(qint64 lagUs);
