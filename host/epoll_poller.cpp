@@ -162,11 +162,6 @@ bool EpollPoller::arrange() {
         return false;
     }
     for (auto& entry : watches_) {
-        if (entry.second.descriptor >= 0 && entry.second.descriptor != entry.first->descriptor()) {
-            forget(entry.second);
-        }
-    }
-    for (auto& entry : watches_) {
         const unsigned wanted = wantedEvents(*entry.first, entry.second);
         if (wanted == 0 && entry.second.events != 0) {
             // Of a line in the set the kernel always tells that it is lost.

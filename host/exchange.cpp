@@ -25,6 +25,7 @@ const qint64 FORGET_US = 10 * SECOND_US;
 const qint64 PIECE_GAP_US = 50000;
 const qint64 COPY_SLACK_US = 5000;
 const int SILENT_TIMEOUTS = 10;
+const qint64 PACE_MEMORY = 16;
 const int SILENCE_ATTEMPTS = 20;
 
 void assign(QByteArray& to, const QByteArray& from) {
@@ -140,7 +141,11 @@ void Exchange::advance(qint64 nowUs) {
 
 // What is owed for too long is not waited for any more; should it come, it is surplus.
 void Exchange::forget(qint64 nowUs) {
-    for (int number = 1; number <= HIGHEST_STATION; ++number) {
+    if (nowUs < forgetUs_) {
+        return;
+    }
+    forgetUs_ = nowUs + PIECE_GAP_US;
+    for (const int number : asked_) {
         Station& station = stationAt(number);
         const bool owes = station.owesData ? station.reported : station.queries > 0;
         if (owes && nowUs - station.owedUs >= FORGET_US) {
@@ -165,7 +170,11 @@ void Exchange::transmit(const QByteArray& frame, qint64 nowUs) {
     echoSeen_ = false;
     ++sequence_;
     lastActivityUs_ = nowUs + lineTimeUs(settings_, frame.size());
-    stationAt(byteAt(frame, 0)).askedUs = lastActivityUs_;
+    Station& station = stationAt(byteAt(frame, 0));
+    if (station.askedUs == 0 && !broadcast) {
+        asked_.push_back(byteAt(frame, 0));
+    }
+    station.askedUs = lastActivityUs_;
     if (tap_ != nullptr) {
         tap_->requestSent(frame, 0);
     }
@@ -435,7 +444,7 @@ void Exchange::acceptData(int number, qint64 nowUs) {
         afterUs <= settings_.timeoutMs * qint64(1000) + lineTimeUs(settings_, station.expectLen);
     const bool current = present_ == number && !station.reported;
     station.owesData = false;
-    station.slowUs = std::max(station.slowUs, afterUs);
+    learnPace(station, afterUs);
     passQueries(station, station.sequence, inTime);
     remember(nowUs);
     if (!inTime) {
@@ -449,6 +458,7 @@ void Exchange::acceptData(int number, qint64 nowUs) {
     const bool refusal = (byteAt(frame_, 1) & EXCEPTION_BIT) != 0;
     end(refusal ? ExchangeEnd::Exception : ExchangeEnd::Reply, ++ticket_);
     held_.push_back(Held{ticket_, station.sequence, number});
+    newcomers_ = newcomers_ || !station.proven;
     if (dirty_) {
         settleAll(false);
     } else if (isDeaf(station)) {
@@ -461,6 +471,11 @@ void Exchange::acceptData(int number, qint64 nowUs) {
     } else {
         purpose_ = Purpose::Proof;
     }
+}
+
+// One slow answer is not remembered for ever.
+void Exchange::learnPace(Station& station, qint64 afterUs) {
+    station.slowUs = std::max(afterUs, station.slowUs - (station.slowUs - afterUs) / PACE_MEMORY);
 }
 
 // A later reply of the station came without the answers to queries before it: there will be none.
@@ -486,7 +501,7 @@ void Exchange::acceptQuery(int number, int index, qint64 nowUs) {
     note(ExchangeNote::QueryAnswer, number, afterUs, refusal ? -value : query.diagnostic ? 0 : value);
     (query.diagnostic ? station.diagnosticAnswered : station.statusAnswered) = true;
     (query.diagnostic ? station.diagnosticPassed : station.statusPassed) = 0;
-    station.slowUs = std::max(station.slowUs, afterUs);
+    learnPace(station, afterUs);
     if (echo_ == Echo::Unknown && !query.diagnostic && query.sequence == sequence_ && !echoSeen_) {
         echo_ = Echo::No;
     }
@@ -533,6 +548,8 @@ void Exchange::close(int number, quint64 sequence) {
         }
     }
     held_.resize(left);
+    newcomers_ = std::any_of(held_.begin(), held_.end(),
+                             [this](const Held& held) { return !stationAt(held.station).proven; });
 }
 
 void Exchange::settleAll(bool good) {
@@ -540,6 +557,7 @@ void Exchange::settleAll(bool good) {
         settle(held, good);
     }
     held_.clear();
+    newcomers_ = false;
 }
 
 void Exchange::settleStation(int number, bool good) {
@@ -789,7 +807,7 @@ int Exchange::stationToProve(qint64 nowUs) const {
 }
 
 int Exchange::proofStation(qint64 nowUs) const {
-    for (int number = 1; number <= HIGHEST_STATION; ++number) {
+    for (const int number : asked_) {
         const Station& station = stationAt(number);
         if (station.owesData && mayQuery(station, nowUs)) {
             return number;
@@ -804,9 +822,7 @@ int Exchange::proofStation(qint64 nowUs) const {
     }
     bool due = finishing_ || nowUs - queryUs_ >= PROOF_INTERVAL_US;
     if (!due && (cycleEnded_ || static_cast<int>(held_.size()) >= windowLimit_)) {
-        due = cleanWindows_ < CLEAN_WINDOWS ||
-              std::any_of(held_.begin(), held_.end(),
-                          [this](const Held& held) { return !stationAt(held.station).proven; });
+        due = cleanWindows_ < CLEAN_WINDOWS || newcomers_;
     }
     return due ? stationToProve(nowUs) : 0;
 }
@@ -817,7 +833,8 @@ qint64 Exchange::proofUs(qint64 nowUs) const {
     if (!held_.empty()) {
         consider(queryUs_ + PROOF_INTERVAL_US);
     }
-    for (const Station& station : stations_) {
+    for (const int number : asked_) {
+        const Station& station = stationAt(number);
         if (station.owesData || station.queries > 0) {
             consider(station.queryUs + ASK_AGAIN_US);
             consider(station.owedUs + FORGET_US);
