@@ -75,6 +75,13 @@ void Exchange::reset() {
     cleanWindows_ = 0;
 }
 
+void Exchange::notSent() {
+    requestSent_ = requestSent_ && output_ != request_;
+    if (phase_ == Phase::Query && output_ == query_) {
+        phase_ = Phase::Idle;
+    }
+}
+
 // Time.
 
 qint64 Exchange::boundUs() const {
@@ -624,9 +631,7 @@ void Exchange::noteDamage(FrameStream::Kind kind, bool last, qint64 nowUs) {
         tap_->frameReceived(frame_, std::max<qint64>(nowUs - lastActivityUs_, 0));
     }
     if (phase_ == Phase::Data && like) {
-        damaged_ = true;
-        reply_.resize(0);
-        reply_.append(frame_.constData(), std::min(frame_.size(), expectLen_));
+        takeDamaged();
     }
     // Fewer bytes are no frame that was damaged, but what a line picks up between frames.
     if (frame_.size() >= SHORTEST_FRAME_BYTES) {
@@ -635,6 +640,15 @@ void Exchange::noteDamage(FrameStream::Kind kind, bool last, qint64 nowUs) {
     if (phase_ == Phase::Data && like && !last) {
         resolve(nowUs);
     }
+}
+
+// The driver looks at the CRC alone: a frame whose own byte count belies it is kept from it.
+void Exchange::takeDamaged() {
+    const int length = std::min(frame_.size(), expectLen_);
+    QByteArray& taken = endsWithCrc(frame_, 0, length) ? mismatch_ : reply_;
+    taken.resize(0);
+    taken.append(frame_.constData(), length);
+    damaged_ = damaged_ || &taken == &reply_;
 }
 
 // Something else came in between.
@@ -809,7 +823,8 @@ int Exchange::proofStation(qint64 nowUs) const {
             return number;
         }
     }
-    if (dirty_ && !askedSinceDirty_ && disturbedStation_ > 0 && mayQuery(stationAt(disturbedStation_), nowUs)) {
+    if (dirty_ && !askedSinceDirty_ && disturbedStation_ > 0 &&
+        mayQuery(stationAt(disturbedStation_), nowUs)) {
         return disturbedStation_;
     }
     if (held_.empty()) {

@@ -93,7 +93,7 @@ public:
     const QByteArray& output() const { return output_; }
     void outputTaken() { output_.resize(0); }
     /// The line took no byte of output(): it was lost before. To be called before outputTaken() and reset().
-    void notSent() { requestSent_ = requestSent_ && output_ != request_; }
+    void notSent();
     /// When advance() has something to do; -1 while it has nothing.
     qint64 nextDueUs() const;
     /// How many bytes must come before feed() can tell anything new; 1 or more.
@@ -256,6 +256,7 @@ private:
     bool absorbCopy(qint64 nowUs);
     Accepted* acceptedLike();
     void noteDamage(FrameStream::Kind kind, bool last, qint64 nowUs);
+    void takeDamaged();
     void disturb(int station);
     void expectCopies(qint64 lagUs);
     void remember(qint64 nowUs);
