@@ -90,7 +90,9 @@ bool PortLock::take(const std::string& path, std::string* why) {
         return true;
     }
     release();
-    *why = "it is in use by " + holderText(address);
+    if (why != nullptr) {
+        *why = "it is in use by " + holderText(address);
+    }
     return false;
 }
 

@@ -23,7 +23,7 @@ public:
 
     /// Takes the lock of the port that `path` leads to, before the port is opened. What is not a device has
     /// no lock and is let pass: opening it says what is wrong. False when another program holds the lock;
-    /// `*why` says which.
+    /// `*why` says which, unless `why` is null. A holder can be asked 64 times who it is.
     bool take(const std::string& path, std::string* why);
 
     /// Makes sure that the opened `port` is the one that was locked, and locks it itself, too. False when it

@@ -96,7 +96,7 @@ void EpollPoller::ignoreUntil(Line& line, qint64 timeUs) {
 }
 
 bool EpollPoller::ready(const Line& line) const {
-    const auto found = watches_.find(const_cast<Line*>(&line));
+    const auto found = watches_.find(&line);
     return found != watches_.end() && found->second.ready;
 }
 
@@ -160,11 +160,6 @@ bool EpollPoller::arrange() {
     });
     if (!any) {
         return false;
-    }
-    for (auto& entry : watches_) {
-        if (entry.second.descriptor >= 0 && entry.second.descriptor != entry.first->descriptor()) {
-            forget(entry.second);
-        }
     }
     for (auto& entry : watches_) {
         const unsigned wanted = wantedEvents(*entry.first, entry.second);

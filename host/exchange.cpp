@@ -25,6 +25,7 @@ const qint64 FORGET_US = 10 * SECOND_US;
 const qint64 PIECE_GAP_US = 50000;
 const qint64 COPY_SLACK_US = 5000;
 const int SILENT_TIMEOUTS = 10;
+const qint64 PACE_MEMORY = 16;
 const int SILENCE_ATTEMPTS = 20;
 
 void assign(QByteArray& to, const QByteArray& from) {
@@ -73,6 +74,13 @@ void Exchange::reset() {
     end_.reset();
     dirty_ = false;
     cleanWindows_ = 0;
+}
+
+void Exchange::notSent() {
+    requestSent_ = requestSent_ && output_ != request_;
+    if (phase_ == Phase::Query && output_ == query_) {
+        phase_ = Phase::Idle;
+    }
 }
 
 // Time.
@@ -139,7 +147,11 @@ bool Exchange::owes(const Station& station) {
 
 // What is owed for too long is not waited for any more; should it come, it is surplus.
 void Exchange::forget(qint64 nowUs) {
-    for (int number = 1; number <= HIGHEST_STATION; ++number) {
+    if (nowUs < forgetUs_) {
+        return;
+    }
+    forgetUs_ = nowUs + PIECE_GAP_US;
+    for (const int number : asked_) {
         Station& station = stationAt(number);
         if (owes(station) && nowUs - station.owedUs >= FORGET_US) {
             station.owesData = false;
@@ -163,7 +175,11 @@ void Exchange::transmit(const QByteArray& frame, qint64 nowUs) {
     echoSeen_ = false;
     ++sequence_;
     lastActivityUs_ = nowUs + lineTimeUs(settings_, frame.size());
-    stationAt(byteAt(frame, 0)).askedUs = lastActivityUs_;
+    Station& station = stationAt(byteAt(frame, 0));
+    if (station.askedUs == 0 && !broadcast) {
+        asked_.push_back(byteAt(frame, 0));
+    }
+    station.askedUs = lastActivityUs_;
     if (tap_ != nullptr) {
         tap_->requestSent(frame, 0);
     }
@@ -434,7 +450,7 @@ void Exchange::acceptData(int number, qint64 nowUs) {
         afterUs <= settings_.timeoutMs * qint64(1000) + lineTimeUs(settings_, station.expectLen);
     const bool current = present_ == number && !station.reported;
     station.owesData = false;
-    station.slowUs = std::max(station.slowUs, afterUs);
+    learnPace(station, afterUs);
     passQueries(station, station.sequence, inTime);
     remember(nowUs);
     if (!inTime) {
@@ -448,6 +464,7 @@ void Exchange::acceptData(int number, qint64 nowUs) {
     const bool refusal = (byteAt(frame_, 1) & EXCEPTION_BIT) != 0;
     end(refusal ? ExchangeEnd::Exception : ExchangeEnd::Reply, ++ticket_);
     held_.push_back(Held{ticket_, station.sequence, number});
+    newcomers_ = newcomers_ || !station.proven;
     if (dirty_) {
         settleAll(false);
     } else if (isDeaf(station)) {
@@ -460,6 +477,11 @@ void Exchange::acceptData(int number, qint64 nowUs) {
     } else {
         purpose_ = Purpose::Proof;
     }
+}
+
+// One slow answer is not remembered for ever.
+void Exchange::learnPace(Station& station, qint64 afterUs) {
+    station.slowUs = std::max(afterUs, station.slowUs - (station.slowUs - afterUs) / PACE_MEMORY);
 }
 
 // A later reply of the station came without the answers to queries before it: there will be none.
@@ -485,7 +507,7 @@ void Exchange::acceptQuery(int number, int index, qint64 nowUs) {
     note(ExchangeNote::QueryAnswer, number, afterUs, refusal ? -value : query.diagnostic ? 0 : value);
     (query.diagnostic ? station.diagnosticAnswered : station.statusAnswered) = true;
     (query.diagnostic ? station.diagnosticPassed : station.statusPassed) = 0;
-    station.slowUs = std::max(station.slowUs, afterUs);
+    learnPace(station, afterUs);
     if (echo_ == Echo::Unknown && !query.diagnostic && query.sequence == sequence_ && !echoSeen_) {
         echo_ = Echo::No;
     }
@@ -532,6 +554,8 @@ void Exchange::close(int number, quint64 sequence) {
         }
     }
     held_.resize(left);
+    newcomers_ = std::any_of(held_.begin(), held_.end(),
+                             [this](const Held& held) { return !stationAt(held.station).proven; });
 }
 
 void Exchange::settleAll(bool good) {
@@ -539,6 +563,7 @@ void Exchange::settleAll(bool good) {
         settle(held, good);
     }
     held_.clear();
+    newcomers_ = false;
 }
 
 void Exchange::settleStation(int number, bool good) {
@@ -573,6 +598,17 @@ bool Exchange::absorbCopy(qint64 nowUs) {
     return true;
 }
 
+// The latest of the frames that were taken which equals the present one; null without one.
+Exchange::Accepted* Exchange::acceptedLike() {
+    for (std::size_t i = 0; i < REMEMBERED; ++i) {
+        Accepted& accepted = accepted_[(newest_ + REMEMBERED - i) % REMEMBERED];
+        if (accepted.frame == frame_) {
+            return &accepted;
+        }
+    }
+    return nullptr;
+}
+
 void Exchange::putAside(qint64 nowUs) {
     if (sequence_ > 0 && absorbCopy(nowUs)) {
         return;
@@ -582,10 +618,9 @@ void Exchange::putAside(qint64 nowUs) {
     if (number == present_ && byteAt(frame_, 1) == byteAt(request_, 1) && awaiting()) {
         assign(mismatch_, frame_);
     }
-    auto* const known = std::find_if(accepted_.begin(), accepted_.end(),
-                                     [&](const Accepted& accepted) { return accepted.frame == frame_; });
+    Accepted* const known = acceptedLike();
     const bool asked = (station.functions >> (byteAt(frame_, 1) & 31) & 1U) != 0;
-    if (known != accepted_.end()) {
+    if (known != nullptr) {
         usualCopies_ = std::max(usualCopies_, ++known->copies);
         note(ExchangeNote::Copy, number);
         expectCopies(nowUs - known->atUs);
@@ -602,9 +637,7 @@ void Exchange::noteDamage(FrameStream::Kind kind, bool last, qint64 nowUs) {
         tap_->frameReceived(frame_, std::max<qint64>(nowUs - lastActivityUs_, 0));
     }
     if (phase_ == Phase::Data && like) {
-        damaged_ = true;
-        reply_.resize(0);
-        reply_.append(frame_.constData(), std::min(frame_.size(), expectLen_));
+        takeDamaged();
     }
     // Fewer bytes are no frame that was damaged, but what a line picks up between frames.
     if (frame_.size() >= SHORTEST_FRAME_BYTES) {
@@ -613,6 +646,15 @@ void Exchange::noteDamage(FrameStream::Kind kind, bool last, qint64 nowUs) {
     if (phase_ == Phase::Data && like && !last) {
         resolve(nowUs);
     }
+}
+
+// The driver looks at the CRC alone: a frame whose own byte count belies it is kept from it.
+void Exchange::takeDamaged() {
+    const int length = std::min(frame_.size(), expectLen_);
+    QByteArray& taken = endsWithCrc(frame_, 0, length) ? mismatch_ : reply_;
+    taken.resize(0);
+    taken.append(frame_.constData(), length);
+    damaged_ = damaged_ || &taken == &reply_;
 }
 
 // Something else came in between.
@@ -782,7 +824,7 @@ int Exchange::stationToProve(qint64 nowUs) const {
 }
 
 int Exchange::proofStation(qint64 nowUs) const {
-    for (int number = 1; number <= HIGHEST_STATION; ++number) {
+    for (const int number : asked_) {
         const Station& station = stationAt(number);
         if (station.owesData && mayQuery(station, nowUs)) {
             return number;
@@ -797,9 +839,7 @@ int Exchange::proofStation(qint64 nowUs) const {
     }
     bool due = finishing_ || nowUs - queryUs_ >= PROOF_INTERVAL_US;
     if (!due && (cycleEnded_ || static_cast<int>(held_.size()) >= windowLimit_)) {
-        due = cleanWindows_ < CLEAN_WINDOWS ||
-              std::any_of(held_.begin(), held_.end(),
-                          [this](const Held& held) { return !stationAt(held.station).proven; });
+        due = cleanWindows_ < CLEAN_WINDOWS || newcomers_;
     }
     return due ? stationToProve(nowUs) : 0;
 }
@@ -823,13 +863,14 @@ qint64 Exchange::proofUs(qint64 nowUs) const {
             consider(std::max(possibleUs, finishing_ ? 0 : queryUs_ + PROOF_INTERVAL_US));
         }
     }
-    for (const Station& station : stations_) {
+    for (const int number : asked_) {
+        const Station& station = stationAt(number);
         const qint64 possibleUs = station.owesData ? queryUs(station) : -1;
         if (possibleUs >= 0) {
             consider(possibleUs);
         }
         if (owes(station)) {
-            consider(station.owedUs + FORGET_US);
+            consider(std::max(station.owedUs + FORGET_US, forgetUs_));
         }
     }
     return dueUs < 0 ? -1 : std::max(dueUs, nowUs);

@@ -94,7 +94,7 @@ public:
     const QByteArray& output() const { return output_; }
     void outputTaken() { output_.resize(0); }
     /// The line took no byte of output(): it was lost before. To be called before outputTaken() and reset().
-    void notSent() { requestSent_ = requestSent_ && output_ != request_; }
+    void notSent();
     /// When advance() has something to do; -1 while it has nothing.
     qint64 nextDueUs() const;
     /// How many bytes must come before feed() can tell anything new; 1 or more.
@@ -207,7 +207,7 @@ private:
         int expectLen = 0;
         qint64 endUs = 0;
         quint64 sequence = 0;
-        qint64 slowUs = 0;   ///< The slowest answer seen, from the end of its request.
+        qint64 slowUs = 0;   ///< The slowest answer of late, from the end of its request.
         qint64 owedUs = 0;   ///< Since when anything is owed.
         qint64 queryUs = 0;  ///< When the last query was sent.
         qint64 heardUs = 0;
@@ -247,6 +247,7 @@ private:
     bool answersData(const Station& station) const;
     int answeredQuery(const Station& station) const;
     void acceptData(int number, qint64 nowUs);
+    static void learnPace(Station& station, qint64 afterUs);
     void acceptQuery(int number, int index, qint64 nowUs);
     void loseData(int number);
     void passQueries(Station& station, quint64 sequence, bool inTime);
@@ -256,7 +257,9 @@ private:
     bool isDeaf(const Station& station) const;
     void putAside(qint64 nowUs);
     bool absorbCopy(qint64 nowUs);
+    Accepted* acceptedLike();
     void noteDamage(FrameStream::Kind kind, bool last, qint64 nowUs);
+    void takeDamaged();
     void disturb(int station);
     void expectCopies(qint64 lagUs);
     void remember(qint64 nowUs);
@@ -279,6 +282,8 @@ private:
     LineSettings settings_;
     FrameStream stream_;
     std::vector<Station> stations_;
+    std::vector<int> asked_;  ///< The stations that were asked, each once.
+    qint64 forgetUs_ = 0;     ///< When forget() looks next.
     QByteArray output_;
     QByteArray frame_;  ///< The frame that is being looked at.
     QByteArray query_;
@@ -311,6 +316,7 @@ private:
     quint64 sequence_ = 0;  ///< Of the frame sent last.
     quint64 ticket_ = 0;
     std::vector<Held> held_;
+    bool newcomers_ = false;  ///< Held is a reply of a station that was never proven.
     std::vector<Settlement> settlements_;
     std::vector<ExchangeNote> notes_;
     bool dirty_ = false;  ///< Since the last proof anything else came in between.

@@ -155,13 +155,7 @@ bool FrameStream::last(Piece* piece) const {
         return !buffer_.isEmpty();
     }
     bool undecided = false;
-    const int length = frameByCrc();
-    if (echoes(piece, true, &undecided)) {
-        return true;
-    }
-    if (length > 0) {
-        *piece = Piece{Kind::Frame, length};
-    } else {
+    if (!echoes(piece, true, &undecided)) {
         const bool ours = headAwaited(0) || (length_ > 0 && buffer_.size() == length_);
         *piece = Piece{ours ? Kind::Damaged : Kind::Noise, buffer_.size()};
     }

@@ -184,7 +184,7 @@ bool PollEngine::beginQuery(qint64 nowUs) {
     queried_ = queries_.front();
     queries_.pop_front();
     probing_ = false;
-    queryAnswered_ = false;
+    queryAnswered_ = queryLost_ = false;
     loop_.exchange().query(queried_, nowUs);
     return true;
 }
@@ -497,6 +497,7 @@ void PollEngine::reportValues(const QVector<int>& points) {
 
 void PollEngine::lineLost(qint64) {
     cycleStartUs_ = -1;
+    queryLost_ = queried_ > 0 && !probing_ && loop_.exchange().awaiting();
     queried_ = 0;
     loop_.lineLost();
     reportValues(table_.lineLost());

@@ -42,11 +42,11 @@ public:
     ~SerialPort() override;
 
     int descriptor() const override { return port_.number(); }
-    /// False: `failure` says why, and whether another program has the port.
-    bool open(OpenedPort* failure);
+    /// False: `failure` says why, and whether another program has the port; which one, if `names` it.
+    bool open(OpenedPort* failure, bool names);
 
 private:
-    bool lockAndOpen(OpenedPort* failure);
+    bool lockAndOpen(OpenedPort* failure, bool names);
     bool takeLockFile(OpenedPort* failure);
     bool openNode(OpenedPort* failure);
     bool configure(OpenedPort* failure);
@@ -61,14 +61,14 @@ private:
     TerminalState before_;  ///< Null before it was changed.
 };
 
-bool SerialPort::open(OpenedPort* failure) {
-    return lockAndOpen(failure) && configure(failure) && (!settings_.rs485 || enableRs485(failure));
+bool SerialPort::open(OpenedPort* failure, bool names) {
+    return lockAndOpen(failure, names) && configure(failure) && (!settings_.rs485 || enableRs485(failure));
 }
 
-bool SerialPort::lockAndOpen(OpenedPort* failure) {
+bool SerialPort::lockAndOpen(OpenedPort* failure, bool names) {
     // The lock comes first: opening changes the port's settings for the program that has it.
     std::string why;
-    if (!lock_.take(QFile::encodeName(path_).toStdString(), &why)) {
+    if (!lock_.take(QFile::encodeName(path_).toStdString(), names ? &why : nullptr)) {
         *failure = {nullptr, QString::fromStdString(why), true};
         return false;
     }
@@ -172,10 +172,11 @@ SerialPort::~SerialPort() {
     lock_.release();
 }
 
-OpenedPort openOnce(const LineSettings& settings) {
+// Who has the port can be asked so often only, so not at every try.
+OpenedPort openOnce(const LineSettings& settings, bool names) {
     auto port = std::make_unique<SerialPort>(settings);
     OpenedPort result;
-    if (port->open(&result)) {
+    if (port->open(&result, names)) {
         result.port = std::move(port);
     }
     return result;
@@ -186,12 +187,14 @@ OpenedPort openOnce(const LineSettings& settings) {
 OpenedPort openSerialPort(const LineSettings& settings) {
     using Steady = std::chrono::steady_clock;
     const Steady::time_point end = Steady::now() + IN_USE_PATIENCE;
-    OpenedPort result = openOnce(settings);
-    while (result.inUse && Steady::now() < end) {
+    for (;;) {
+        const bool last = Steady::now() >= end;
+        OpenedPort result = openOnce(settings, last);
+        if (last || !result.inUse) {
+            return result;
+        }
         std::this_thread::sleep_for(IN_USE_LOOK);
-        result = openOnce(settings);
     }
-    return result;
 }
 
 }  // namespace dx7

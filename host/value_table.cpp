@@ -103,6 +103,10 @@ void ValueTable::arrive(const ReadItems& read, const ItemRange* skip, std::vecto
             continue;
         }
         const quint32 raw = rawFromItems(point.format, known.items);
+        // What was read again as it was proven stays good, as of the proven reading.
+        if (known.state.quality == Quality::Good && known.provenRaw == raw) {
+            continue;
+        }
         const bool news = !known.state.known || known.state.raw != raw ||
                           known.state.quality == Quality::Bad || known.state.quality == Quality::Stale;
         known.state.known = true;
@@ -161,7 +165,8 @@ void ValueTable::settle(const ReadItems& read, const ItemRange* skip, bool good,
             changed->push_back(place.point);
         }
         known.state.changes = state.changes;
-        if (known.ticket == read.ticket || known.failed) {
+        const bool same = state.raw == known.state.raw && good;
+        if (known.ticket == read.ticket || known.failed || same) {
             known.state = known.told;
         }
     }
