@@ -350,16 +350,11 @@ void PollEngine::onCycleEnd(qint64 nowUs) {
     }
     cycleStartUs_ = nowUs;
     loop_.exchange().cycleEnded();
-    const QVector<int> before = health_.dead();
-    if (health_.cycleEnd(nowUs)) {
+    for (const int station : health_.cycleEnd(nowUs)) {
         replanNeeded_ = true;
-        for (const int station : health_.dead()) {
-            if (!before.contains(station)) {
-                reportValues(table_.failStation(station, QStringLiteral("no reply")));
-                if (events_.station) {
-                    events_.station(station, false);
-                }
-            }
+        reportValues(table_.failStation(station, QStringLiteral("no reply")));
+        if (events_.station) {
+            events_.station(station, false);
         }
     }
     if (events_.cycle) {

@@ -4,6 +4,7 @@
 #include <algorithm>
 #include <iterator>
 #include <map>
+#include <numeric>
 #include <tuple>
 #include <utility>
 
@@ -88,6 +89,11 @@ QVector<ItemRange> PollPlan::blocks() const {
         all += part.blocks;
     }
     return all;
+}
+
+int PollPlan::blockCount() const {
+    return std::accumulate(parts_.begin(), parts_.end(), 0,
+                           [](int sum, const Part& part) { return sum + part.blocks.size(); });
 }
 
 bool PollPlan::blockDone() {

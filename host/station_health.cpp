@@ -20,14 +20,16 @@ void StationHealth::polled(int station, bool answered) {
     state.answered = state.answered || answered;
 }
 
-bool StationHealth::cycleEnd(qint64 nowUs) {
-    bool died = false;
-    for (State& state : states_) {
+QVector<int> StationHealth::cycleEnd(qint64 nowUs) {
+    QVector<int> died;
+    for (auto it = states_.begin(); it != states_.end(); ++it) {
+        State& state = *it;
         if (state.polled && !state.dead) {
             state.failedCycles = state.answered ? 0 : state.failedCycles + 1;
         }
         if (!state.dead && state.failedCycles >= CYCLES_UNTIL_DEAD) {
-            state.dead = died = true;
+            state.dead = true;
+            died += it.key();
             state.pauseUs = PAUSE_STEP_US;
             state.probeUs = nowUs + state.pauseUs;
         }
@@ -48,9 +50,9 @@ QVector<int> StationHealth::dead() const {
 
 QVector<int> StationHealth::probesDue(qint64 nowUs) const {
     QVector<int> stations;
-    for (const int station : dead()) {
-        if (states_.value(station).probeUs <= nowUs) {
-            stations += station;
+    for (auto it = states_.begin(); it != states_.end(); ++it) {
+        if (it->dead && it->probeUs <= nowUs) {
+            stations += it.key();
         }
     }
     return stations;
@@ -58,9 +60,10 @@ QVector<int> StationHealth::probesDue(qint64 nowUs) const {
 
 qint64 StationHealth::nextProbeUs() const {
     qint64 next = -1;
-    for (const int station : dead()) {
-        const qint64 probeUs = states_.value(station).probeUs;
-        next = next < 0 ? probeUs : std::min(next, probeUs);
+    for (const State& state : states_) {
+        if (state.dead) {
+            next = next < 0 ? state.probeUs : std::min(next, state.probeUs);
+        }
     }
     return next;
 }

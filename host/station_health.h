@@ -17,8 +17,8 @@ public:
 
     /// A block of the station was polled in the cycle that runs.
     void polled(int station, bool answered);
-    /// The cycle is over. True when a station died with it.
-    bool cycleEnd(qint64 nowUs);
+    /// The cycle is over. Returns the stations that died with it.
+    QVector<int> cycleEnd(qint64 nowUs);
 
     bool isDead(int station) const { return states_.value(station).dead; }
     QVector<int> dead() const;

@@ -11,6 +11,7 @@ namespace {
 
 const int WARM_UP = 200;
 const int MEASURED = 200;
+const int SILENT = 9;
 
 // Counts what the host takes, and leaves out what the scripted other end does.
 class Meter {
@@ -47,7 +48,8 @@ public:
 
     bool send(const QByteArray& bytes) override {
         meter_.pause();
-        const bool sent = ScriptedLine::send(bytes);
+        // Not shared: the host would have to part from what is kept here.
+        const bool sent = ScriptedLine::send(QByteArray(bytes.constData(), bytes.size()));
         meter_.goOn();
         return sent;
     }
@@ -66,6 +68,7 @@ struct Load {
     const char* what;
     const char* items;
     bool changing;  ///< Every register differs each time it is read.
+    int most;       ///< Allocations that are allowed: a probe of a dead station costs one.
 };
 void PrintTo(const Load& load, std::ostream* out) {
     *out << load.what;
@@ -78,7 +81,9 @@ protected:
             for (auto& value : device.registers) {
                 value.second = (value.second + (GetParam().changing ? 1 : 0)) & 0xFFFF;
             }
-            answer(answering, rig.settings, device, request);
+            if (byteAt(request, 0) != SILENT) {
+                answer(answering, rig.settings, device, request);
+            }
         };
         EngineEvents events;
         events.value = [this](int) { ++told; };
@@ -110,16 +115,17 @@ TEST_P(Allocations, ThereAreNoneInTheSteadyState) {
     const int toldBefore = told;
     meter.start();
     run(MEASURED);
-    EXPECT_EQ(meter.stop(), 0);
+    EXPECT_LE(meter.stop(), GetParam().most);
     EXPECT_GT(rig.engine.statistics().all().queries, queries) << "replies have been proven meanwhile";
     EXPECT_EQ(told > toldBefore, GetParam().changing);
 }
 
 INSTANTIATE_TEST_SUITE_P(Loads, Allocations,
-                         testing::Values(Load{"one block", "F:0.0.00,10", false},
-                                         Load{"changing values", "F:0.0.00,10 F:1.0.00/u32", true},
-                                         Load{"two stations", "F:0.0.00,10@1 F:0.0.00,10@2 SDO:1,8@2", true},
-                                         Load{"bits", "SDO:1,8 DI:1,4", false}));
+                         testing::Values(Load{"one block", "F:0.0.00,10", false, 0},
+                                         Load{"changing values", "F:0.0.00,10 F:1.0.00/u32", true, 0},
+                                         Load{"two stations", "F:0.0.00,10@1 AI:0,4@2", true, 0},
+                                         Load{"a dead station", "F:0.0.00,10@1 AI:0,4@9", true, 5},
+                                         Load{"bits", "SDO:1,8 DI:1,4", false, 0}));
 
 // The meter does see what the host takes.
 TEST(AllocationMeter, SeesAnAllocation) {

@@ -22,10 +22,10 @@ TEST(StationHealth, DiesAfterTwoCyclesWithoutAnyAnswer) {
     StationHealth health;
     health.add(1);
     health.polled(1, false);
-    EXPECT_FALSE(health.cycleEnd(0));
+    EXPECT_TRUE(health.cycleEnd(0).isEmpty());
     EXPECT_FALSE(health.isDead(1));
     health.polled(1, false);
-    EXPECT_TRUE(health.cycleEnd(0));
+    EXPECT_EQ(health.cycleEnd(0), QVector<int>{1});
     EXPECT_TRUE(health.isDead(1));
 }
 
@@ -36,7 +36,7 @@ TEST(StationHealth, OneAnsweredBlockKeepsItAlive) {
         health.polled(1, false);
         health.polled(1, true);
         health.polled(1, false);
-        EXPECT_FALSE(health.cycleEnd(0));
+        EXPECT_TRUE(health.cycleEnd(0).isEmpty());
     }
 }
 
@@ -45,7 +45,7 @@ TEST(StationHealth, AnAnswerBetweenStartsTheCountAnew) {
     health.add(1);
     for (const bool answered : {false, true, false}) {
         health.polled(1, answered);
-        EXPECT_FALSE(health.cycleEnd(0));
+        EXPECT_TRUE(health.cycleEnd(0).isEmpty());
     }
 }
 
@@ -54,8 +54,8 @@ TEST(StationHealth, ACycleWithoutItsBlocksDoesNotCount) {
     health.add(1);
     health.polled(1, false);
     health.cycleEnd(0);
-    EXPECT_FALSE(health.cycleEnd(0));
-    EXPECT_FALSE(health.cycleEnd(0));
+    EXPECT_TRUE(health.cycleEnd(0).isEmpty());
+    EXPECT_TRUE(health.cycleEnd(0).isEmpty());
 }
 
 TEST(StationHealth, ProbesHalfASecondLaterEachTimeUpToTenSeconds) {
@@ -77,7 +77,7 @@ TEST(StationHealth, IsBackWithItsFirstAnswer) {
     EXPECT_FALSE(health.isDead(1));
     EXPECT_EQ(health.nextProbeUs(), -1);
     health.polled(1, false);
-    EXPECT_FALSE(health.cycleEnd(SECOND)) << "it needs two failed cycles again";
+    EXPECT_TRUE(health.cycleEnd(SECOND).isEmpty()) << "it needs two failed cycles again";
 }
 
 TEST(StationHealth, WhenTheLineIsBackTheDeadAreProbedAtOnce) {
