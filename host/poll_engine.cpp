@@ -247,7 +247,9 @@ qint64 PollEngine::nextDueUs(qint64 nowUs) const {
     if (work) {
         consider(std::max(exchange.clearUs(), stalledUntilUs_));
     }
-    consider(exchange.proofUs(nowUs));
+    if (exchange.proofUs(nowUs) >= 0) {
+        consider(std::max(exchange.proofUs(nowUs), exchange.clearUs()));
+    }
     consider(concluding_ ? -1 : health_.nextProbeUs());
     return dueUs;
 }
