@@ -774,14 +774,25 @@ int Exchange::proofStation(qint64 nowUs) const {
 qint64 Exchange::proofUs(qint64 nowUs) const {
     qint64 dueUs = -1;
     const auto consider = [&](qint64 timeUs) { dueUs = dueUs < 0 ? timeUs : std::min(dueUs, timeUs); };
-    if (!held_.empty()) {
-        consider(queryUs_ + PROOF_INTERVAL_US);
+    const auto mayAskUs = [](const Station& station) {
+        return station.queries > 0 ? station.queryUs + ASK_AGAIN_US : 0;
+    };
+    for (const Held& held : held_) {
+        const Station& station = stationAt(held.station);
+        if (!isDeaf(station)) {
+            consider(std::max(queryUs_ + PROOF_INTERVAL_US, mayAskUs(station)));
+        }
     }
     for (const Station& station : stations_) {
+        if (station.owesData && !isDeaf(station)) {
+            consider(mayAskUs(station));
+        }
         if (station.owesData || station.queries > 0) {
-            consider(station.queryUs + ASK_AGAIN_US);
             consider(station.owedUs + FORGET_US);
         }
+    }
+    if (dirty_ && disturbedStation_ > 0 && !isDeaf(stationAt(disturbedStation_))) {
+        consider(mayAskUs(stationAt(disturbedStation_)));
     }
     return dueUs < 0 ? -1 : std::max(dueUs, nowUs);
 }

@@ -250,7 +250,9 @@ qint64 PollEngine::nextDueUs(qint64 nowUs) const {
     if (exchange.proofUs(nowUs) >= 0) {
         consider(std::max(exchange.proofUs(nowUs), exchange.clearUs()));
     }
-    consider(concluding_ ? -1 : health_.nextProbeUs());
+    if (!concluding_ && health_.nextProbeUs() >= 0) {
+        consider(std::max({health_.nextProbeUs(), exchange.clearUs(), stalledUntilUs_}));
+    }
     return dueUs;
 }
 

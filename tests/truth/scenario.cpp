@@ -62,7 +62,7 @@ void addStations(Scenario& scenario, Random& random) {
         kind.ignores7 = random.chance(12);
         kind.refuses8 = random.chance(25);
         kind.pipelined = random.chance(40);
-        const int works[] = {0, 1, 5, 20, 60, 200};
+        const int works[] = {1, 2, 5, 20, 60, 200};
         kind.workMs = oneOf(random, works);
         scenario.stations += kind;
     }

@@ -97,11 +97,12 @@ void SimulatedLine::trace(qint64 atUs, const char* what, const QByteArray& frame
 
 // The host's side.
 
-void SimulatedLine::send(const QByteArray& frame, qint64 nowUs) {
-    trace(nowUs, "> host asks", frame);
-    queries_ += isQuery(frame) ? 1 : 0;
-    sent_.push_back(Sent{frame, nowUs});
-    if (!isQuery(frame) && asked_.size() < 64) {
+void SimulatedLine::send(const QByteArray& frame, bool query, qint64 nowUs) {
+    trace(nowUs, query ? "> query" : "> request", frame);
+    if (!query) {
+        sent_.push_back(Sent{frame, nowUs, readings_.size()});
+    }
+    if (!query && asked_.size() < 64) {
         asked_.push_back(frame);
     }
     const qint64 atUs = nowUs + dx7::lineTimeUs(scenario_.settings, frame.size());
@@ -121,7 +122,7 @@ void SimulatedLine::send(const QByteArray& frame, qint64 nowUs) {
                      -1);
             }
         }
-        if (active.fault.kind == Fault::LeftOver && !isQuery(frame) && active.left > 0) {
+        if (active.fault.kind == Fault::LeftOver && !query && active.left > 0) {
             --active.left;
             leaveOver(active, frame, nowUs);
         }
@@ -449,13 +450,13 @@ std::uint64_t SimulatedLine::readingAt(qint64 atUs) const {
                                       readings_.begin());
 }
 
-qint64 SimulatedLine::lastSent(const QByteArray& frame, qint64 beforeUs) const {
+const SimulatedLine::Sent* SimulatedLine::lastSent(const QByteArray& frame, qint64 beforeUs) const {
     for (auto sent = sent_.rbegin(); sent != sent_.rend(); ++sent) {
         if (sent->atUs <= beforeUs && sent->frame == frame) {
-            return sent->atUs;
+            return &*sent;
         }
     }
-    return -1;
+    return nullptr;
 }
 
 bool SimulatedLine::executed(const QByteArray& request, qint64 fromUs, qint64 toUs) const {

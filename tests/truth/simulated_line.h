@@ -33,8 +33,8 @@ public:
 
     explicit SimulatedLine(const Scenario& scenario, Trace trace = {});
 
-    /// The host puts a frame on the line.
-    void send(const QByteArray& frame, qint64 nowUs);
+    /// The host puts a frame on the line. A `query` is sent to prove others.
+    void send(const QByteArray& frame, bool query, qint64 nowUs);
     /// When anything happens next; -1 = nothing does.
     qint64 nextUs() const { return events_.empty() ? -1 : events_.top().atUs; }
     /// Everything up to `nowUs` happens; returns the bytes that reach the host.
@@ -42,13 +42,17 @@ public:
 
     /// The number of the last reading of any station up to `atUs`.
     std::uint64_t readingAt(qint64 atUs) const;
-    /// When the host sent exactly this frame last, not after `beforeUs`; -1 = never.
-    qint64 lastSent(const QByteArray& frame, qint64 beforeUs) const;
+    struct Sent {
+        QByteArray frame;
+        qint64 atUs = 0;
+        std::uint64_t readings = 0;  ///< That had been taken before.
+    };
+    /// When the host sent exactly this request last, not after `beforeUs`; null = never.
+    const Sent* lastSent(const QByteArray& frame, qint64 beforeUs) const;
     bool executed(const QByteArray& request, qint64 fromUs, qint64 toUs) const;
     /// Between these moments a reply of this shape to the host was lost without a trace, and a frame of it
     /// was put in between: the bytes are those of a line on which neither happened.
     bool undecidable(const QByteArray& shape, qint64 fromUs, qint64 toUs) const;
-    int queries() const { return queries_; }
 
 private:
     enum class Origin { Host, Master, Old };
@@ -72,10 +76,6 @@ private:
     };
     struct Mark {
         QByteArray shape;
-        qint64 atUs = 0;
-    };
-    struct Sent {
-        QByteArray frame;
         qint64 atUs = 0;
     };
 
@@ -114,7 +114,6 @@ private:
     std::vector<QByteArray> asked_;  // Requests of the host, for the second master.
     QByteArray arrived_;
     std::uint64_t masterCounter_ = 0;
-    int queries_ = 0;
 };
 
 }  // namespace truth

@@ -26,7 +26,8 @@ using dx7::Transaction;
 struct Reading {
     QByteArray request;
     dx7::ItemRange range;
-    qint64 sentUs = 0;  // When the line carried the request.
+    qint64 sentUs = -1;          // When the line carried the request.
+    std::uint64_t readings = 0;  // That the stations had taken before.
     qint64 endUs = 0;
 };
 
@@ -61,7 +62,7 @@ private:
     void onValue(int point);
     void judge(const dx7::Point& point, const dx7::PointState& told);
     void judgeWrite(const Transaction& transaction);
-    void fail(const QString& why, const QByteArray& request, qint64 sentUs);
+    void fail(Outcome::Kind kind, const QString& why, const QByteArray& request, qint64 sentUs);
     void judgeLife();
 
     const Scenario& scenario_;
@@ -83,6 +84,7 @@ private:
     int writesLeft_;
     int turnsAtOnce_ = 0;
     int lateQueries_ = 0;
+    qint64 queriesSent_ = 0;
     int written_ = 0;
 };
 
@@ -121,7 +123,8 @@ bool Run::turn(qint64 untilUs) {
     engine_.advance(nowUs_);
     dx7::Exchange& exchange = loop_.exchange();
     if (!exchange.output().isEmpty()) {
-        line_.send(exchange.output(), nowUs_);
+        line_.send(exchange.output(), outcome_.queries > queriesSent_, nowUs_);
+        queriesSent_ = outcome_.queries;
         exchange.outputTaken();
     }
     const qint64 dueUs = engine_.nextDueUs(nowUs_);
@@ -130,7 +133,15 @@ bool Run::turn(qint64 untilUs) {
     nextUs = lineUs < 0 ? nextUs : std::min(lineUs, nextUs);
     turnsAtOnce_ = nextUs > nowUs_ ? 0 : turnsAtOnce_ + 1;
     if (turnsAtOnce_ > MOST_TURNS_AT_ONCE) {
-        fail(QStringLiteral("the engine has something to do all the time and does nothing"), QByteArray(), 0);
+        fail(Outcome::Endless,
+             QStringLiteral(
+                 "the engine has something to do all the time and does nothing: due %1, of the exchange "
+                 "%2, clear %3, proof %4, probe %5, idle %6, line %7")
+                 .arg(timeText(dueUs), timeText(exchange.nextDueUs()), timeText(exchange.clearUs()),
+                      timeText(exchange.proofUs(nowUs_)), timeText(engine_.health().nextProbeUs()))
+                 .arg(exchange.idle())
+                 .arg(timeText(lineUs)),
+             QByteArray(), 0);
     }
     nowUs_ = std::max(nextUs, nowUs_);
     const QByteArray bytes = line_.run(nowUs_);
@@ -195,9 +206,15 @@ void Run::onTransaction(const Transaction& transaction) {
     }
     if (transaction.good() && transaction.frame.opKind != dx7::TAG_WRITE) {
         const FRAME_PRO& frame = transaction.frame;
-        readings_.push_back(Reading{
-            transaction.request, dx7::ItemRange{frame.station, frame.regType, frame.address, frame.count},
-            line_.lastSent(transaction.request, transaction.endUs), transaction.endUs});
+        Reading reading;
+        reading.request = transaction.request;
+        reading.range = dx7::ItemRange{frame.station, frame.regType, frame.address, frame.count};
+        reading.endUs = transaction.endUs;
+        if (const auto* const sent = line_.lastSent(transaction.request, transaction.endUs)) {
+            reading.sentUs = sent->atUs;
+            reading.readings = sent->readings;
+        }
+        readings_.push_back(reading);
         if (readings_.size() > 4000) {
             readings_.pop_front();
         }
@@ -222,7 +239,7 @@ void Run::onNote(const dx7::ExchangeNote& note) {
     }
 }
 
-void Run::fail(const QString& why, const QByteArray& request, qint64 sentUs) {
+void Run::fail(Outcome::Kind kind, const QString& why, const QByteArray& request, qint64 sentUs) {
     if (!outcome_.failure.isEmpty()) {
         return;
     }
@@ -236,6 +253,7 @@ void Run::fail(const QString& why, const QByteArray& request, qint64 sentUs) {
         trace(nowUs_, QStringLiteral("? undecidable: %1").arg(why));
         return;
     }
+    outcome_.kind = kind;
     outcome_.failure = why;
     trace(nowUs_, QStringLiteral("* %1").arg(why));
 }
@@ -263,7 +281,7 @@ void Run::judge(const dx7::Point& point, const dx7::PointState& told) {
     const QString name = QStringLiteral("%1 shown as 0x%2, read at %3")
                              .arg(point.name, QString::number(told.raw, 16), timeText(told.readUs));
     if (reading == readings_.rend() || reading->sentUs < 0) {
-        fail(name + QStringLiteral(": no such request was sent"), QByteArray(), 0);
+        fail(Outcome::FalseValue, name + QStringLiteral(": no such request was sent"), QByteArray(), 0);
         return;
     }
     const int function = dx7::byteAt(reading->request, 1);
@@ -272,12 +290,13 @@ void Run::judge(const dx7::Point& point, const dx7::PointState& told) {
                          : dx7::wordAt(reading->request, 2) + point.address - reading->range.address;
     const int mask = function <= 2 ? 1 : function == dx7::READ_EXCEPTION_STATUS ? 0xFF : 0xFFFF;
     const std::uint64_t last = line_.readingAt(told.readUs);
-    for (std::uint64_t at = line_.readingAt(reading->sentUs) + 1; at <= last; ++at) {
+    for (std::uint64_t at = reading->readings + 1; at <= last; ++at) {
         if ((valueOf(point.station, function, item, at) & mask) == static_cast<int>(told.raw)) {
             return;
         }
     }
-    fail(name + QStringLiteral(" for the request of %1: the station had no such value")
+    fail(Outcome::FalseValue,
+         name + QStringLiteral(" for the request of %1: the station had no such value")
                     .arg(timeText(reading->sentUs)),
          reading->request, reading->sentUs);
 }
@@ -291,25 +310,33 @@ void Run::judgeWrite(const Transaction& transaction) {
         return;
     }
     ++outcome_.written;
-    const qint64 sentUs = line_.lastSent(transaction.request, transaction.endUs);
-    if (sentUs < 0 || !line_.executed(transaction.request, sentUs, nowUs_)) {
-        fail(QStringLiteral("the write %1 is reported as carried out, and was not")
+    const auto* const sent = line_.lastSent(transaction.request, transaction.endUs);
+    if (sent == nullptr || !line_.executed(transaction.request, sent->atUs, nowUs_)) {
+        fail(Outcome::FalseWrite,
+             QStringLiteral("the write %1 is reported as carried out, and was not")
                  .arg(dx7::hexText(transaction.request)),
-             transaction.request, sentUs);
+             transaction.request, sent == nullptr ? 0 : sent->atUs);
     }
 }
 
 void Run::judgeLife() {
     for (int i = 0; i < points_.size(); ++i) {
+        // A value that stays the same is no event.
+        const dx7::PointState& told = engine_.table().told(i);
+        if (told.quality == dx7::Quality::Good) {
+            lastGoodUs_[i] = std::max(lastGoodUs_[i], told.readUs);
+        }
         if (lastGoodUs_[i] < nowUs_ - 15 * SECOND_US) {
-            fail(QStringLiteral("%1 is not shown as good: %2 (%3), the last time at %4")
+            fail(Outcome::NotShown,
+                 QStringLiteral("%1 is not shown as good: %2 (%3), the last time at %4")
                      .arg(points_.at(i).name, dx7::qualityText(engine_.table().told(i).quality),
                           engine_.table().told(i).fault, timeText(lastGoodUs_[i])),
                  QByteArray(), 0);
         }
     }
     if (scenario_.faults.isEmpty() && lateQueries_ > (nowUs_ - 6 * SECOND_US) / SECOND_US + 1) {
-        fail(QStringLiteral("%1 queries in %2 s of a clean line")
+        fail(Outcome::NotShown,
+             QStringLiteral("%1 queries in %2 s of a clean line")
                  .arg(lateQueries_)
                  .arg((nowUs_ - 6 * SECOND_US) / SECOND_US),
              QByteArray(), 0);
@@ -329,7 +356,8 @@ Outcome Run::run() {
     engine_.conclude();
     turnUntil(endUs + GRACE_US, [this] { return engine_.concluded(); });
     if (!engine_.concluded() && outcome_.failure.isEmpty()) {
-        fail(QStringLiteral("not concluded after %1 s").arg(GRACE_US / SECOND_US), QByteArray(), 0);
+        fail(Outcome::Endless, QStringLiteral("not concluded after %1 s").arg(GRACE_US / SECOND_US),
+             QByteArray(), 0);
     }
     for (const auto& read : reads_) {
         for (int i = 0; i < read->table().size(); ++i) {
@@ -338,7 +366,7 @@ Outcome Run::run() {
             }
         }
         if (scenario_.mustLive && !read->allGood()) {
-            fail(QStringLiteral("a one-shot read is not good"), QByteArray(), 0);
+            fail(Outcome::NotShown, QStringLiteral("a one-shot read is not good"), QByteArray(), 0);
         }
     }
     return outcome_;
@@ -352,13 +380,14 @@ Outcome runScenario(const Scenario& scenario, bool traced) {
 
 Scenario shrunk(const Scenario& scenario, int most) {
     Scenario least = scenario;
+    const Outcome::Kind kind = runScenario(scenario, false).kind;
     for (bool smaller = true; smaller;) {
         smaller = false;
         for (const Scenario& candidate : simpler(least)) {
             if (--most < 0) {
                 return least;
             }
-            if (!candidate.items.isEmpty() && !runScenario(candidate, false).failure.isEmpty()) {
+            if (!candidate.items.isEmpty() && runScenario(candidate, false).kind == kind) {
                 least = candidate;
                 smaller = true;
                 break;

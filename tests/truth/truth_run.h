@@ -10,6 +10,8 @@
 namespace truth {
 
 struct Outcome {
+    enum Kind { True, FalseValue, FalseWrite, NotShown, Endless };
+    Kind kind = True;
     QString failure;  // Empty when everything that was shown was true.
     bool undecidable = false;
     qint64 good = 0;  // Values shown as good.
