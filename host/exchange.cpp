@@ -202,7 +202,7 @@ void Exchange::begin(const QByteArray& request, int expectLen, bool first, qint6
         sendData(nowUs);
         return;
     }
-    if (station.owesData) {
+    if (station.owesData || owesLike(station, request)) {
         if (station.queries > 0 && !mayQuery(station, nowUs)) {
             end(ExchangeEnd::Owed);
         } else {
@@ -216,6 +216,13 @@ void Exchange::begin(const QByteArray& request, int expectLen, bool first, qint6
     } else {
         sendData(nowUs);
     }
+}
+
+// Whether the station owes the answer to a query that is the request byte for byte.
+bool Exchange::owesLike(const Station& station, const QByteArray& request) const {
+    return byteAt(request, 1) == READ_EXCEPTION_STATUS &&
+           std::any_of(station.out.begin(), station.out.begin() + station.queries,
+                       [](const Query& query) { return !query.diagnostic; });
 }
 
 void Exchange::sendData(qint64 nowUs) {
@@ -239,9 +246,12 @@ void Exchange::sendData(qint64 nowUs) {
     deadlineUs_ = lastActivityUs_ + waitUs(station) + lineTimeUs(settings_, expectLen_);
 }
 
+bool Exchange::mayAnswerDiagnostics(const Station& station) const {
+    return station.diagnosticAnswered || station.diagnosticPassed < FEWEST_PASSED;
+}
+
 bool Exchange::useDiagnostic(const Station& station) const {
-    if (echo_ == Echo::Unknown ||
-        (!station.diagnosticAnswered && station.diagnosticPassed >= FEWEST_PASSED)) {
+    if (echo_ == Echo::Unknown || !mayAnswerDiagnostics(station)) {
         return false;
     }
     if (!station.statusAnswered && station.statusPassed >= FEWEST_PASSED) {
@@ -409,8 +419,9 @@ void Exchange::acceptData(int number, qint64 nowUs) {
         afterUs <= settings_.timeoutMs * qint64(1000) + lineTimeUs(settings_, station.expectLen);
     const bool current = present_ == number && !station.reported;
     station.owesData = false;
+    passQueries(station, station.sequence,
+                afterUs <= waitUs(station) + lineTimeUs(settings_, station.expectLen));
     station.slowUs = std::max(station.slowUs, afterUs);
-    passQueries(station, station.sequence, inTime);
     remember(nowUs);
     if (!inTime) {
         station.unproven = station.disturbed = true;
@@ -470,7 +481,7 @@ void Exchange::acceptQuery(int number, int index, qint64 nowUs) {
     }
     passQueries(station, query.sequence, false);
     if (station.queries == 0) {
-        close(number, query.sequence);
+        close(number, query);
         if (phase_ == Phase::Query && queried_ == number) {
             finishQuery(true, nowUs);
         } else if (phase_ == Phase::Waiting && next_ == Next::Query && purpose_ == Purpose::Resolve) {
@@ -487,9 +498,14 @@ void Exchange::loseData(int number) {
     }
 }
 
-// The query with this sequence was answered in its place.
-void Exchange::close(int number, quint64 sequence) {
+// The query was answered in its place.
+void Exchange::close(int number, const Query& query) {
     Station& proven = stationAt(number);
+    if (proven.statusData && !query.diagnostic && mayAnswerDiagnostics(proven)) {
+        // It may be the reply to function code 7 that was asked for as data.
+        proven.diagnosticNext = true;
+        return;
+    }
     proven.unproven = proven.statusData = false;
     proven.proven = true;
     if (dirty_) {
@@ -500,7 +516,7 @@ void Exchange::close(int number, quint64 sequence) {
     windowLimit_ = std::min(2 * windowLimit_, int(MOST_WINDOW));
     std::size_t left = 0;
     for (const Held& held : held_) {
-        if (held.sequence < sequence && (held.station == number || !stationAt(held.station).unproven)) {
+        if (held.sequence < query.sequence && held.station == number) {
             settle(held, true);
         } else {
             held_[left++] = held;
@@ -529,8 +545,8 @@ void Exchange::settleStation(int number, bool good) {
 }
 
 bool Exchange::isDeaf(const Station& station) const {
-    return !station.statusAnswered && !station.diagnosticAnswered && station.statusPassed > 0 &&
-           station.diagnosticPassed > 0;
+    return !station.statusAnswered && !station.diagnosticAnswered && station.statusPassed >= FEWEST_PASSED &&
+           station.diagnosticPassed >= FEWEST_PASSED;
 }
 
 // Frames that answer nothing.
@@ -686,7 +702,7 @@ void Exchange::finishQuery(bool answered, qint64 nowUs) {
     const bool test = echoTest_;
     echoTest_ = false;
     if (purpose_ == Purpose::Precede) {
-        if (station.owesData) {
+        if (station.owesData || owesLike(station, request_)) {
             end(ExchangeEnd::Owed);
         } else if (test && !answered && echo_ == Echo::Yes) {
             end(ExchangeEnd::Refused);

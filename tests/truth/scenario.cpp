@@ -206,6 +206,12 @@ Scenario scenarioOf(std::uint64_t seed) {
     for (int i = 0; i < (faults == 0 ? 0 : faults < 5 ? 1 : faults < 9 ? 2 : 3); ++i) {
         scenario.faults += randomFault(random);
     }
+    // Who says that the adapter does not echo must be right.
+    for (const Fault& fault : scenario.faults) {
+        if (fault.kind == Fault::Echo && scenario.settings.echo == dx7::EchoMode::Off) {
+            scenario.settings.echo = dx7::EchoMode::Auto;
+        }
+    }
     scenario.watch = random.chance(75);
     scenario.exceptions = random.chance(25);
     scenario.reads = scenario.watch && random.chance(70) ? 0 : random.between(1, 3);

@@ -11,6 +11,7 @@ namespace {
 const qint64 MS = 1000;
 // What a host forgets that it is owed.
 const qint64 FORGOTTEN_US = 9500 * MS;
+const qint64 START_US = 1000 * MS;
 // In place of the time at which a frame was asked for.
 const qint64 COPY = -1;
 
@@ -69,8 +70,8 @@ SimulatedLine::SimulatedLine(const Scenario& scenario, Trace trace)
     for (const Fault& fault : scenario.faults) {
         faults_.push_back(Active{fault, Random(fault.seed), {}, 1});
         if (fault.kind == Fault::SecondMaster) {
-            push(faults_.back().random.between(0, fault.a) * MS, Event::Master, QByteArray(), Origin::Master,
-                 0, number);
+            push(START_US + faults_.back().random.between(0, fault.a) * MS, Event::Master, QByteArray(),
+                 Origin::Master, 0, number);
         }
         ++number;
     }
@@ -105,7 +106,8 @@ void SimulatedLine::send(const QByteArray& frame, bool query, qint64 nowUs) {
     if (!query && asked_.size() < 64) {
         asked_.push_back(frame);
     }
-    const qint64 atUs = nowUs + dx7::lineTimeUs(scenario_.settings, frame.size());
+    sendFreeUs_ = std::max(sendFreeUs_, nowUs) + dx7::lineTimeUs(scenario_.settings, frame.size());
+    const qint64 atUs = sendFreeUs_;
     for (Active& active : faults_) {
         if (active.fault.kind == Fault::Echo && active.random.chance(active.fault.percent)) {
             if (active.fault.percent < 100) {
@@ -150,6 +152,9 @@ void SimulatedLine::happen(const Event& event) {
         case Event::Request:
             onRequest(event);
             break;
+        case Event::Work:
+            onWork(event);
+            break;
         case Event::Ready:
             onReady(event);
             break;
@@ -172,21 +177,24 @@ void SimulatedLine::onRequest(const Event& event) {
         return;
     }
     const StationKind& kind = scenario_.stations.at(number - 1);
-    qint64& busyUs = busyUntilUs_[number];
-    if (!kind.pipelined && busyUs > event.atUs) {
-        push(busyUs, Event::Request, event.frame, event.origin, event.askedUs);
-        return;
-    }
     const int function = dx7::byteAt(event.frame, 1);
     if ((kind.ignores7 && function == dx7::READ_EXCEPTION_STATUS) ||
         (kind.ignores8 && function == dx7::DIAGNOSTICS)) {
+        if (event.origin == Origin::Host) {
+            lost_.push_back(Mark{replyShape(event.frame), event.atUs});
+        }
         return;
     }
-    const QByteArray reply = answer(event.frame, event.atUs);
-    qint64& readyUs = readyUs_[number];
-    readyUs = std::max(event.atUs + kind.workMs * MS + extraUs(event.atUs), readyUs);
-    busyUs = readyUs;
-    push(readyUs, Event::Ready, reply, event.origin, event.askedUs);
+    qint64& busyUs = busyUntilUs_[number];
+    const qint64 beginUs = kind.pipelined ? event.atUs : std::max(event.atUs, busyUs);
+    const qint64 endUs = std::max(beginUs + kind.workMs * MS + extraUs(beginUs), busyUs);
+    busyUs = endUs;
+    push(beginUs, Event::Work, event.frame, event.origin, event.askedUs, static_cast<int>(endUs - beginUs));
+}
+
+void SimulatedLine::onWork(const Event& event) {
+    push(event.atUs + event.fault, Event::Ready, answer(event.frame, event.atUs), event.origin,
+         event.askedUs);
 }
 
 QByteArray SimulatedLine::refusal(const QByteArray& request, int code) const {
@@ -423,6 +431,7 @@ void SimulatedLine::askAsMaster(Active& active, qint64 atUs) {
     trace(atUs, "# the second master asks", request);
     if ((active.fault.b & Fault::Visible) != 0) {
         inserted_.push_back(Mark{shapeOf(request), atUs});
+        falseEcho_ = falseEcho_ || isQuery(request);
         deliver(request, atUs, "< its request");
     }
     push(atUs + dx7::lineTimeUs(scenario_.settings, request.size()), Event::Request, request, Origin::Master,
@@ -465,13 +474,21 @@ bool SimulatedLine::executed(const QByteArray& request, qint64 fromUs, qint64 to
     });
 }
 
+// Code 8 cannot prove where an echo may be taken for its answer. A station that answers neither kind of
+// query, or answers code 7 alone where that is what is read.
+bool SimulatedLine::unprovable(const QByteArray& shape) const {
+    const StationKind& kind = scenario_.stations.at(dx7::byteAt(shape, 0) - 1);
+    const bool status = dx7::byteAt(shape, 1) == dx7::READ_EXCEPTION_STATUS;
+    return (kind.ignores8 && (kind.ignores7 || status)) || (falseEcho_ && status);
+}
+
 bool SimulatedLine::undecidable(const QByteArray& shape, qint64 fromUs, qint64 toUs) const {
     const auto within = [&](const std::vector<Mark>& marks) {
         return std::any_of(marks.begin(), marks.end(), [&](const Mark& mark) {
             return mark.shape == shape && mark.atUs >= fromUs && mark.atUs <= toUs;
         });
     };
-    return within(lost_) && within(inserted_);
+    return within(inserted_) && (within(lost_) || unprovable(shape));
 }
 
 }  // namespace truth

@@ -59,11 +59,11 @@ private:
     struct Event {
         qint64 atUs = 0;
         std::uint64_t order = 0;
-        enum Kind { Request, Ready, Bytes, Master } kind = Request;
+        enum Kind { Request, Work, Ready, Bytes, Master } kind = Request;
         QByteArray frame;
         Origin origin = Origin::Host;
         qint64 askedUs = 0;
-        int fault = 0;
+        int fault = 0;  // Number of the fault; of Work: what it takes.
         bool operator<(const Event& other) const {
             return atUs != other.atUs ? atUs > other.atUs : order > other.order;
         }
@@ -83,6 +83,7 @@ private:
               int fault = 0);
     void happen(const Event& event);
     void onRequest(const Event& event);
+    void onWork(const Event& event);
     void onReady(const Event& event);
     void onMaster(const Event& event);
     void askAsMaster(Active& active, qint64 atUs);
@@ -92,6 +93,7 @@ private:
     QByteArray refusal(const QByteArray& request, int code) const;
     QByteArray readReply(const QByteArray& request) const;
     qint64 extraUs(qint64 nowUs);
+    bool unprovable(const QByteArray& shape) const;
     bool lose(const QByteArray& frame, int direction);
     bool pass(std::vector<QByteArray>& frames, qint64 nowUs);
     QByteArray damage(const QByteArray& frame, bool* traceless);
@@ -104,8 +106,8 @@ private:
     std::priority_queue<Event> events_;
     std::uint64_t order_ = 0;
     qint64 pipeFreeUs_ = 0;
+    qint64 sendFreeUs_ = 0;
     std::map<int, qint64> busyUntilUs_;
-    std::map<int, qint64> readyUs_;
     std::vector<qint64> readings_;  // When each was taken.
     std::vector<Sent> sent_;
     std::vector<Execution> executions_;
@@ -114,6 +116,7 @@ private:
     std::vector<QByteArray> asked_;  // Requests of the host, for the second master.
     QByteArray arrived_;
     std::uint64_t masterCounter_ = 0;
+    bool falseEcho_ = false;  // A request of the second master came that was the host's byte for byte.
 };
 
 }  // namespace truth

@@ -17,7 +17,7 @@ namespace truth {
 namespace {
 
 const qint64 SECOND_US = 1000000;
-const qint64 GRACE_US = 120 * SECOND_US;
+const qint64 GRACE_US = 900 * SECOND_US;
 enum { MOST_TURNS_AT_ONCE = 2000 };
 
 using dx7::Transaction;
@@ -29,6 +29,8 @@ struct Reading {
     qint64 sentUs = -1;          // When the line carried the request.
     std::uint64_t readings = 0;  // That the stations had taken before.
     qint64 endUs = 0;
+    qint64 copyUs = 0;  // When the same frame came again before anything else was sent.
+    std::size_t sends = 0;
 };
 
 dx7::Point pointOf(const Item& item) {
@@ -85,6 +87,7 @@ private:
     int turnsAtOnce_ = 0;
     int lateQueries_ = 0;
     qint64 queriesSent_ = 0;
+    std::size_t sends_ = 0;
     int written_ = 0;
 };
 
@@ -125,6 +128,7 @@ bool Run::turn(qint64 untilUs) {
     if (!exchange.output().isEmpty()) {
         line_.send(exchange.output(), outcome_.queries > queriesSent_, nowUs_);
         queriesSent_ = outcome_.queries;
+        ++sends_;
         exchange.outputTaken();
     }
     const qint64 dueUs = engine_.nextDueUs(nowUs_);
@@ -214,10 +218,9 @@ void Run::onTransaction(const Transaction& transaction) {
             reading.sentUs = sent->atUs;
             reading.readings = sent->readings;
         }
+        reading.copyUs = reading.endUs;
+        reading.sends = sends_;
         readings_.push_back(reading);
-        if (readings_.size() > 4000) {
-            readings_.pop_front();
-        }
     }
 }
 
@@ -230,6 +233,10 @@ void Run::onNote(const dx7::ExchangeNote& note) {
                           .arg(note.station)
                           .arg(note.afterUs)
                           .arg(note.value));
+    }
+    if (note.kind == dx7::ExchangeNote::Copy && !readings_.empty() && readings_.back().sends == sends_) {
+        // Whichever of the two is the reply, it says the same.
+        readings_.back().copyUs = nowUs_;
     }
     if (note.kind == dx7::ExchangeNote::Query) {
         ++outcome_.queries;
@@ -260,6 +267,11 @@ void Run::fail(Outcome::Kind kind, const QString& why, const QByteArray& request
 
 void Run::onValue(int index) {
     const dx7::PointState& told = engine_.table().told(index);
+    if (traced_) {
+        trace(nowUs_, QStringLiteral("~ %1 shown as 0x%2 %3, read at %4")
+                          .arg(points_.at(index).name, QString::number(told.raw, 16),
+                               dx7::qualityText(told.quality), timeText(told.readUs)));
+    }
     if (told.quality == dx7::Quality::Doubtful) {
         ++outcome_.doubtful;
     }
@@ -289,7 +301,7 @@ void Run::judge(const dx7::Point& point, const dx7::PointState& told) {
                          ? 0
                          : dx7::wordAt(reading->request, 2) + point.address - reading->range.address;
     const int mask = function <= 2 ? 1 : function == dx7::READ_EXCEPTION_STATUS ? 0xFF : 0xFFFF;
-    const std::uint64_t last = line_.readingAt(told.readUs);
+    const std::uint64_t last = line_.readingAt(reading->copyUs);
     for (std::uint64_t at = reading->readings + 1; at <= last; ++at) {
         if ((valueOf(point.station, function, item, at) & mask) == static_cast<int>(told.raw)) {
             return;
