@@ -223,7 +223,7 @@ void Exchange::begin(const QByteArray& request, int expectLen, bool first, qint6
         sendData(nowUs);
         return;
     }
-    if (station.owesData) {
+    if (station.owesData || owesLike(station, request)) {
         if (station.queries == 0 || mayQuery(station, nowUs)) {
             beginQuery(present_, Purpose::Precede, nowUs);
         } else if (others_) {
@@ -239,6 +239,13 @@ void Exchange::begin(const QByteArray& request, int expectLen, bool first, qint6
     } else {
         sendData(nowUs);
     }
+}
+
+// Whether the station owes the answer to a query that is the request byte for byte.
+bool Exchange::owesLike(const Station& station, const QByteArray& request) const {
+    return byteAt(request, 1) == READ_EXCEPTION_STATUS &&
+           std::any_of(station.out.begin(), station.out.begin() + station.queries,
+                       [](const Query& query) { return !query.diagnostic; });
 }
 
 void Exchange::sendData(qint64 nowUs) {
@@ -263,9 +270,12 @@ void Exchange::sendData(qint64 nowUs) {
     deadlineUs_ = lastActivityUs_ + waitUs(station) + lineTimeUs(settings_, expectLen_);
 }
 
+bool Exchange::mayAnswerDiagnostics(const Station& station) const {
+    return station.diagnosticAnswered || station.diagnosticPassed < FEWEST_PASSED;
+}
+
 bool Exchange::useDiagnostic(const Station& station) const {
-    if (echo_ == Echo::Unknown ||
-        (!station.diagnosticAnswered && station.diagnosticPassed >= FEWEST_PASSED)) {
+    if (echo_ == Echo::Unknown || !mayAnswerDiagnostics(station)) {
         return false;
     }
     if (!station.statusAnswered && station.statusPassed >= FEWEST_PASSED) {
@@ -444,8 +454,9 @@ void Exchange::acceptData(int number, qint64 nowUs) {
         afterUs <= settings_.timeoutMs * qint64(1000) + lineTimeUs(settings_, station.expectLen);
     const bool current = present_ == number && !station.reported;
     station.owesData = false;
+    const qint64 patienceUs = waitUs(station) + lineTimeUs(settings_, station.expectLen);
+    passQueries(station, station.sequence, afterUs <= patienceUs);
     learnPace(station, afterUs);
-    passQueries(station, station.sequence, inTime);
     remember(nowUs);
     if (!inTime) {
         station.unproven = station.disturbed = true;
@@ -511,7 +522,7 @@ void Exchange::acceptQuery(int number, int index, qint64 nowUs) {
     }
     passQueries(station, query.sequence, false);
     if (station.queries == 0) {
-        close(number, query.sequence);
+        close(number, query);
         if (phase_ == Phase::Query && queried_ == number) {
             finishQuery(true, nowUs);
         } else if (phase_ == Phase::Waiting && next_ == Next::Query && purpose_ == Purpose::Resolve) {
@@ -528,9 +539,14 @@ void Exchange::loseData(int number) {
     }
 }
 
-// The query with this sequence was answered in its place.
-void Exchange::close(int number, quint64 sequence) {
+// The query was answered in its place.
+void Exchange::close(int number, const Query& query) {
     Station& proven = stationAt(number);
+    if (proven.statusData && !query.diagnostic && mayAnswerDiagnostics(proven)) {
+        // It may be the reply to function code 7 that was asked for as data.
+        proven.diagnosticNext = true;
+        return;
+    }
     proven.unproven = proven.statusData = false;
     proven.proven = true;
     if (dirty_) {
@@ -541,7 +557,8 @@ void Exchange::close(int number, quint64 sequence) {
     windowLimit_ = std::min(2 * windowLimit_, int(MOST_WINDOW));
     std::size_t left = 0;
     for (const Held& held : held_) {
-        if (held.sequence < sequence && (held.station == number || !stationAt(held.station).unproven)) {
+        const bool order = held.station == number || !stationAt(held.station).unproven;
+        if (held.sequence < query.sequence && order) {
             settle(held, true);
         } else {
             held_[left++] = held;
@@ -573,8 +590,8 @@ void Exchange::settleStation(int number, bool good) {
 }
 
 bool Exchange::isDeaf(const Station& station) const {
-    return !station.statusAnswered && !station.diagnosticAnswered && station.statusPassed > 0 &&
-           station.diagnosticPassed > 0;
+    return !station.statusAnswered && !station.diagnosticAnswered && station.statusPassed >= FEWEST_PASSED &&
+           station.diagnosticPassed >= FEWEST_PASSED;
 }
 
 // Frames that answer nothing.
@@ -752,7 +769,7 @@ void Exchange::finishQuery(bool answered, qint64 nowUs) {
     const bool test = echoTest_;
     echoTest_ = false;
     if (purpose_ == Purpose::Precede) {
-        if (station.owesData) {
+        if (station.owesData || owesLike(station, request_)) {
             end(ExchangeEnd::Owed);
         } else if (test && !answered && echo_ == Echo::Yes) {
             refused_ = true;
@@ -840,15 +857,26 @@ int Exchange::proofStation(qint64 nowUs) const {
 qint64 Exchange::proofUs(qint64 nowUs) const {
     qint64 dueUs = -1;
     const auto consider = [&](qint64 timeUs) { dueUs = dueUs < 0 ? timeUs : std::min(dueUs, timeUs); };
-    if (!held_.empty()) {
-        consider(queryUs_ + PROOF_INTERVAL_US);
+    const auto mayAskUs = [](const Station& station) {
+        return station.queries > 0 ? station.queryUs + ASK_AGAIN_US : 0;
+    };
+    for (const Held& held : held_) {
+        const Station& station = stationAt(held.station);
+        if (!isDeaf(station)) {
+            consider(std::max(queryUs_ + PROOF_INTERVAL_US, mayAskUs(station)));
+        }
     }
     for (const int number : asked_) {
         const Station& station = stationAt(number);
+        if (station.owesData && !isDeaf(station)) {
+            consider(mayAskUs(station));
+        }
         if (station.owesData || station.queries > 0) {
-            consider(station.queryUs + ASK_AGAIN_US);
             consider(station.owedUs + FORGET_US);
         }
+    }
+    if (dirty_ && disturbedStation_ > 0 && !isDeaf(stationAt(disturbedStation_))) {
+        consider(mayAskUs(stationAt(disturbedStation_)));
     }
     return dueUs < 0 ? -1 : std::max(dueUs, nowUs);
 }

@@ -234,7 +234,9 @@ private:
     void sendData(qint64 nowUs);
     void sendQuery(qint64 nowUs);
     bool wantsEchoTest(int function) const;
+    bool mayAnswerDiagnostics(const Station& station) const;
     bool useDiagnostic(const Station& station) const;
+    bool owesLike(const Station& station, const QByteArray& request) const;
     void beginQuery(int station, Purpose purpose, qint64 nowUs);
     void awaitQuery(const Station& station, qint64 nowUs);
     void awaitOwedQuery(int number, Purpose purpose, qint64 nowUs);
@@ -248,7 +250,7 @@ private:
     void acceptQuery(int number, int index, qint64 nowUs);
     void loseData(int number);
     void passQueries(Station& station, quint64 sequence, bool inTime);
-    void close(int number, quint64 sequence);
+    void close(int number, const Query& query);
     void settleAll(bool good);
     void settleStation(int number, bool good);
     bool isDeaf(const Station& station) const;

@@ -247,8 +247,12 @@ qint64 PollEngine::nextDueUs(qint64 nowUs) const {
     if (work) {
         consider(std::max(exchange.clearUs(), stalledUntilUs_));
     }
-    consider(exchange.proofUs(nowUs));
-    consider(concluding_ ? -1 : health_.nextProbeUs());
+    if (exchange.proofUs(nowUs) >= 0) {
+        consider(std::max(exchange.proofUs(nowUs), exchange.clearUs()));
+    }
+    if (!concluding_ && health_.nextProbeUs() >= 0) {
+        consider(std::max({health_.nextProbeUs(), exchange.clearUs(), stalledUntilUs_}));
+    }
     return dueUs;
 }
 
