@@ -281,8 +281,8 @@ bool Exchange::useDiagnostic(const Station& station) const {
     if (!station.statusAnswered && station.statusPassed >= FEWEST_PASSED) {
         return true;
     }
-    // A reply to function code 7 that was asked for as data could pass for the answer.
-    return station.diagnosticNext || station.statusData;
+    // A reply to function code 7 that was asked for as data, or by another master, could pass for the answer.
+    return station.diagnosticNext || station.statusData || strangerUs_ >= 0;
 }
 
 // Waits for a query that is out already.
@@ -496,7 +496,7 @@ void Exchange::passQueries(Station& station, quint64 sequence, bool inTime) {
         const Query query = station.out[static_cast<std::size_t>(i)];
         if (query.sequence > sequence) {
             station.out[static_cast<std::size_t>(left++)] = query;
-        } else if (inTime) {
+        } else if (inTime && !dirty_ && strangerUs_ < 0) {
             ++(query.diagnostic ? station.diagnosticPassed : station.statusPassed);
         }
     }
@@ -522,7 +522,7 @@ void Exchange::acceptQuery(int number, int index, qint64 nowUs) {
     }
     passQueries(station, query.sequence, false);
     if (station.queries == 0) {
-        close(number, query);
+        close(number, query, !refusal && query.diagnostic, nowUs);
         if (phase_ == Phase::Query && queried_ == number) {
             finishQuery(true, nowUs);
         } else if (phase_ == Phase::Waiting && next_ == Next::Query && purpose_ == Purpose::Resolve) {
@@ -539,8 +539,8 @@ void Exchange::loseData(int number) {
     }
 }
 
-// The query was answered in its place.
-void Exchange::close(int number, const Query& query) {
+// The query was answered in its place. `alone`: no other query has that answer.
+void Exchange::close(int number, const Query& query, bool alone, qint64 nowUs) {
     Station& proven = stationAt(number);
     if (proven.statusData && !query.diagnostic && mayAnswerDiagnostics(proven)) {
         // It may be the reply to function code 7 that was asked for as data.
@@ -551,6 +551,11 @@ void Exchange::close(int number, const Query& query) {
     proven.proven = true;
     if (dirty_) {
         dirty_ = false;
+        return;
+    }
+    if (!alone && strangerNear(nowUs)) {
+        // Another master's query of the same kind has the same answer.
+        settleAll(false);
         return;
     }
     ++cleanWindows_;
@@ -587,6 +592,11 @@ void Exchange::settleStation(int number, bool good) {
         }
     }
     held_.resize(left);
+}
+
+// Frames that answer nothing came of late, and not as copies.
+bool Exchange::strangerNear(qint64 nowUs) const {
+    return strangerUs_ >= 0 && nowUs - strangerUs_ < FORGET_US;
 }
 
 bool Exchange::isDeaf(const Station& station) const {
@@ -637,6 +647,7 @@ void Exchange::putAside(qint64 nowUs) {
         expectCopies(nowUs - known->atUs);
     } else {
         note(asked ? ExchangeNote::Surplus : ExchangeNote::Foreign, number);
+        strangerUs_ = nowUs;
     }
     disturb(number);
 }
@@ -872,10 +883,10 @@ qint64 Exchange::proofUs(qint64 nowUs) const {
             consider(mayAskUs(station));
         }
         if (station.owesData || station.queries > 0) {
-            consider(station.owedUs + FORGET_US);
+            consider(std::max(station.owedUs + FORGET_US, forgetUs_));
         }
     }
-    if (dirty_ && disturbedStation_ > 0 && !isDeaf(stationAt(disturbedStation_))) {
+    if (dirty_ && !askedSinceDirty_ && disturbedStation_ > 0 && !isDeaf(stationAt(disturbedStation_))) {
         consider(mayAskUs(stationAt(disturbedStation_)));
     }
     return dueUs < 0 ? -1 : std::max(dueUs, nowUs);

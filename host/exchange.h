@@ -250,7 +250,8 @@ private:
     void acceptQuery(int number, int index, qint64 nowUs);
     void loseData(int number);
     void passQueries(Station& station, quint64 sequence, bool inTime);
-    void close(int number, const Query& query);
+    void close(int number, const Query& query, bool alone, qint64 nowUs);
+    bool strangerNear(qint64 nowUs) const;
     void settleAll(bool good);
     void settleStation(int number, bool good);
     bool isDeaf(const Station& station) const;
@@ -317,6 +318,7 @@ private:
     std::vector<ExchangeNote> notes_;
     bool dirty_ = false;  ///< Since the last proof anything else came in between.
     int disturbedStation_ = 0;
+    qint64 strangerUs_ = -1;        ///< When a frame came last that answers nothing and is no copy.
     bool askedSinceDirty_ = false;  ///< A query was sent after the last request.
     bool cycleEnded_ = false;
     bool finishing_ = false;

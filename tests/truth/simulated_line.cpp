@@ -187,8 +187,10 @@ void SimulatedLine::onRequest(const Event& event) {
     }
     qint64& busyUs = busyUntilUs_[number];
     const qint64 beginUs = kind.pipelined ? event.atUs : std::max(event.atUs, busyUs);
-    const qint64 endUs = std::max(beginUs + kind.workMs * MS + extraUs(beginUs), busyUs);
-    busyUs = endUs;
+    // Frames keep their order on the line, those of several stations, too: a bus has one at a time, and a
+    // gateway waits for the reply before it asks the next station.
+    const qint64 endUs = std::max({beginUs + kind.workMs * MS + extraUs(beginUs), busyUs, lineUntilUs_});
+    busyUs = lineUntilUs_ = endUs;
     push(beginUs, Event::Work, event.frame, event.origin, event.askedUs, static_cast<int>(endUs - beginUs));
 }
 
