@@ -78,7 +78,7 @@ SimulatedLine::SimulatedLine(const Scenario& scenario, Trace trace)
 }
 
 void SimulatedLine::push(qint64 atUs, Event::Kind kind, const QByteArray& frame, Origin origin,
-                         qint64 askedUs, int fault) {
+                         qint64 askedUs, int fault, const QByteArray& shape) {
     Event event;
     event.atUs = atUs;
     event.order = ++order_;
@@ -87,6 +87,7 @@ void SimulatedLine::push(qint64 atUs, Event::Kind kind, const QByteArray& frame,
     event.origin = origin;
     event.askedUs = askedUs;
     event.fault = fault;
+    event.shape = shape;
     events_.push(event);
 }
 
@@ -329,7 +330,7 @@ bool SimulatedLine::pass(std::vector<QByteArray>& frames, qint64 nowUs) {
 void SimulatedLine::onReady(const Event& event) {
     if (event.origin == Origin::Host && lose(event.frame, 1)) {
         trace(event.atUs, "  (the reply is lost)", event.frame);
-        lost_.push_back(Mark{shapeOf(event.frame), event.atUs});
+        lost_.push_back(Mark{event.shape, event.atUs});
         return;
     }
     const bool strange = event.origin != Origin::Host || event.atUs - event.askedUs >= FORGOTTEN_US;
@@ -474,21 +475,28 @@ bool SimulatedLine::executed(const QByteArray& request, qint64 fromUs, qint64 to
     });
 }
 
-// Code 8 cannot prove where an echo may be taken for its answer. A station that answers neither kind of
-// query, or answers code 7 alone where that is what is read.
-bool SimulatedLine::unprovable(const QByteArray& shape) const {
-    const StationKind& kind = scenario_.stations.at(dx7::byteAt(shape, 0) - 1);
-    const bool status = dx7::byteAt(shape, 1) == dx7::READ_EXCEPTION_STATUS;
-    return (kind.ignores8 && (kind.ignores7 || status)) || (falseEcho_ && status);
+// Code 8 cannot prove where an echo may be taken for its answer.
+bool SimulatedLine::statusAlone(int station) const {
+    return scenario_.stations.at(station - 1).ignores8 || falseEcho_;
 }
 
 bool SimulatedLine::undecidable(const QByteArray& shape, qint64 fromUs, qint64 toUs) const {
-    const auto within = [&](const std::vector<Mark>& marks) {
+    const auto within = [&](const std::vector<Mark>& marks, const QByteArray& alike) {
         return std::any_of(marks.begin(), marks.end(), [&](const Mark& mark) {
-            return mark.shape == shape && mark.atUs >= fromUs && mark.atUs <= toUs;
+            return mark.shape == alike && mark.atUs >= fromUs && mark.atUs <= toUs;
         });
     };
-    return within(inserted_) && (within(lost_) || unprovable(shape));
+    if (!within(inserted_, shape)) {
+        return false;
+    }
+    const int station = dx7::byteAt(shape, 0);
+    QByteArray status = shape.left(1);
+    status.append(char(dx7::READ_EXCEPTION_STATUS));
+    status.append(char(dx7::EXCEPTION_FRAME_BYTES));
+    const bool deaf =
+        scenario_.stations.at(station - 1).ignores8 && scenario_.stations.at(station - 1).ignores7;
+    return within(lost_, shape) || deaf ||
+           (statusAlone(station) && within(inserted_, status) && shape != status);
 }
 
 }  // namespace truth
