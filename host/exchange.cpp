@@ -265,6 +265,11 @@ bool Exchange::useDiagnostic(const Station& station) const {
     if (!station.statusAnswered && station.statusPassed >= FEWEST_PASSED) {
         return true;
     }
+    // What is known to be answered tells soonest whether a reply will come.
+    if (purpose_ == Purpose::Resolve && station.statusAnswered && !station.diagnosticAnswered &&
+        !station.statusData && !owesStatus(station)) {
+        return false;
+    }
     // A reply to function code 7 that was asked for as data, or is owed, could pass for the answer.
     return station.diagnosticNext || station.statusData || owesStatus(station);
 }
@@ -460,8 +465,11 @@ void Exchange::acceptData(int number, qint64 nowUs) {
 void Exchange::passQueries(Station& station, bool inTime) {
     for (int i = 0; i < station.queries; ++i) {
         Query& query = station.out[static_cast<std::size_t>(i)];
-        if (query.sequence < station.sequence && !query.passed && inTime) {
-            query.passed = true;
+        if (query.sequence > station.sequence || query.passed) {
+            continue;
+        }
+        query.passed = true;
+        if (inTime) {
             ++(query.diagnostic ? station.diagnosticPassed : station.statusPassed);
         }
     }
@@ -493,6 +501,10 @@ void Exchange::acceptQuery(int number, int index, qint64 nowUs) {
         echo_ = Echo::No;
     }
     remember(nowUs);
+    if (query.passed) {
+        // The reply that came first was not that to the request after the query.
+        disturb(number);
+    }
     if (station.owesData && station.sequence < query.sequence) {
         loseData(number);
     }
@@ -783,26 +795,19 @@ bool Exchange::mayQuery(const Station& station, qint64 nowUs) const {
     return !isDeaf(station) && nowUs >= askUs(station);
 }
 
+// They take turns.
 int Exchange::stationToProve(qint64 nowUs) const {
     int first = 0;
     int next = 0;
-    bool firstOwn = false;
-    bool nextOwn = false;
     for (const Held& held : held_) {
         const Station& station = stationAt(held.station);
         if (!mayQuery(station, nowUs) && !(finishing_ && station.queries > 0)) {
             continue;
         }
-        const bool own = station.unproven;
-        const bool after = held.station > turn_;
-        int& best = after ? next : first;
-        bool& bestOwn = after ? nextOwn : firstOwn;
-        if (best == 0 || (own && !bestOwn) || (own == bestOwn && held.station < best)) {
-            best = held.station;
-            bestOwn = own;
-        }
+        int& best = held.station > turn_ ? next : first;
+        best = best == 0 ? held.station : std::min(best, held.station);
     }
-    return next > 0 && (nextOwn || !firstOwn) ? next : first;
+    return next > 0 ? next : first;
 }
 
 int Exchange::proofStation(qint64 nowUs) const {

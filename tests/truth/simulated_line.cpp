@@ -194,8 +194,8 @@ void SimulatedLine::onRequest(const Event& event) {
 }
 
 void SimulatedLine::onWork(const Event& event) {
-    push(event.atUs + event.fault, Event::Ready, answer(event.frame, event.atUs), event.origin,
-         event.askedUs);
+    push(event.atUs + event.fault, Event::Ready, answer(event.frame, event.atUs), event.origin, event.askedUs,
+         0, replyShape(event.frame));
 }
 
 QByteArray SimulatedLine::refusal(const QByteArray& request, int code) const {
@@ -284,7 +284,8 @@ bool SimulatedLine::lose(const QByteArray&, int direction) {
 QByteArray SimulatedLine::damage(const QByteArray& frame, bool* traceless) {
     QByteArray damaged = frame;
     for (Active& active : faults_) {
-        if (active.fault.kind != Fault::Damage || !active.random.chance(active.fault.percent)) {
+        if (active.fault.kind != Fault::Damage || damaged.isEmpty() ||
+            !active.random.chance(active.fault.percent)) {
             continue;
         }
         Random& random = active.random;
@@ -293,7 +294,7 @@ QByteArray SimulatedLine::damage(const QByteArray& frame, bool* traceless) {
             const int bit = random.between(0, 8 * damaged.size() - 1);
             damaged[bit / 8] = static_cast<char>(damaged.at(bit / 8) ^ (1 << (bit % 8)));
         } else if (how == 1) {
-            damaged = damaged.left(random.between(1, damaged.size() - 1));
+            damaged = damaged.left(random.between(0, damaged.size() - 1));
             *traceless = *traceless || damaged.size() < dx7::SHORTEST_FRAME_BYTES;
         } else {
             const int count = random.between(1, 12);
