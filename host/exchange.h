@@ -184,6 +184,7 @@ private:
         quint16 counter = 0;
         qint64 endUs = 0;  ///< When its last byte was on the line.
         quint64 sequence = 0;
+        bool passed = false;  ///< A later reply came before the answer.
     };
     struct Station {
         bool owesData = false;
@@ -205,15 +206,18 @@ private:
         qint64 endUs = 0;
         quint64 sequence = 0;
         qint64 slowUs = 0;   ///< The slowest answer of late, from the end of its request.
-        qint64 owedUs = 0;   ///< Since when anything is owed.
+        qint64 owedUs = 0;   ///< Since when the reply is owed.
         qint64 queryUs = 0;  ///< When the last query was sent.
         qint64 heardUs = 0;
         qint64 askedUs = 0;
+        quint64 otherSequence = 0;   ///< Of the last reply to anything but function code 7.
+        quint64 closedSequence = 0;  ///< Of the last query that was answered in its place.
     };
     struct Held {
         quint64 ticket = 0;
         quint64 sequence = 0;
         int station = 0;
+        bool status = false;  ///< Function code 7, asked for as data.
     };
     struct Accepted {
         QByteArray frame;
@@ -236,6 +240,7 @@ private:
     bool wantsEchoTest(int function) const;
     bool mayAnswerDiagnostics(const Station& station) const;
     bool useDiagnostic(const Station& station) const;
+    bool owesStatus(const Station& station) const;
     bool owesLike(const Station& station, const QByteArray& request) const;
     void beginQuery(int station, Purpose purpose, qint64 nowUs);
     void awaitQuery(const Station& station, qint64 nowUs);
@@ -249,7 +254,8 @@ private:
     static void learnPace(Station& station, qint64 afterUs);
     void acceptQuery(int number, int index, qint64 nowUs);
     void loseData(int number);
-    void passQueries(Station& station, quint64 sequence, bool inTime);
+    void passQueries(Station& station, bool inTime);
+    void dropQueries(Station& station, quint64 sequence);
     void close(int number, const Query& query, bool alone, qint64 nowUs);
     bool strangerNear(qint64 nowUs) const;
     void settleAll(bool good);
@@ -275,7 +281,9 @@ private:
     void forget(qint64 nowUs);
     int proofStation(qint64 nowUs) const;
     int stationToProve(qint64 nowUs) const;
+    qint64 askUs(const Station& station) const;
     bool mayQuery(const Station& station, qint64 nowUs) const;
+    int unpassed(const Station& station) const;
 
     LineSettings settings_;
     FrameStream stream_;

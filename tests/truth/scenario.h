@@ -59,7 +59,9 @@ struct Scenario {
     int writes = 0;  // Of one or several items.
     int chunk = 0;   // Bytes that are read at a time; 0 = whole frames.
     qint64 durationUs = 0;
-    bool mustLive = false;  // Every item must be shown as good again and again.
+    // Every item must be shown as good again and again, at least once in `lifeUs`.
+    bool mustLive = false;
+    qint64 lifeUs = 15000000;
 };
 
 /// The scenario of a seed: any faults, or none.

@@ -78,7 +78,7 @@ SimulatedLine::SimulatedLine(const Scenario& scenario, Trace trace)
 }
 
 void SimulatedLine::push(qint64 atUs, Event::Kind kind, const QByteArray& frame, Origin origin,
-                         qint64 askedUs, int fault) {
+                         qint64 askedUs, int fault, const QByteArray& shape) {
     Event event;
     event.atUs = atUs;
     event.order = ++order_;
@@ -87,6 +87,7 @@ void SimulatedLine::push(qint64 atUs, Event::Kind kind, const QByteArray& frame,
     event.origin = origin;
     event.askedUs = askedUs;
     event.fault = fault;
+    event.shape = shape;
     events_.push(event);
 }
 
@@ -195,8 +196,8 @@ void SimulatedLine::onRequest(const Event& event) {
 }
 
 void SimulatedLine::onWork(const Event& event) {
-    push(event.atUs + event.fault, Event::Ready, answer(event.frame, event.atUs), event.origin,
-         event.askedUs);
+    push(event.atUs + event.fault, Event::Ready, answer(event.frame, event.atUs), event.origin, event.askedUs,
+         0, replyShape(event.frame));
 }
 
 QByteArray SimulatedLine::refusal(const QByteArray& request, int code) const {
@@ -285,7 +286,8 @@ bool SimulatedLine::lose(const QByteArray&, int direction) {
 QByteArray SimulatedLine::damage(const QByteArray& frame, bool* traceless) {
     QByteArray damaged = frame;
     for (Active& active : faults_) {
-        if (active.fault.kind != Fault::Damage || !active.random.chance(active.fault.percent)) {
+        if (active.fault.kind != Fault::Damage || damaged.isEmpty() ||
+            !active.random.chance(active.fault.percent)) {
             continue;
         }
         Random& random = active.random;
@@ -294,7 +296,7 @@ QByteArray SimulatedLine::damage(const QByteArray& frame, bool* traceless) {
             const int bit = random.between(0, 8 * damaged.size() - 1);
             damaged[bit / 8] = static_cast<char>(damaged.at(bit / 8) ^ (1 << (bit % 8)));
         } else if (how == 1) {
-            damaged = damaged.left(random.between(1, damaged.size() - 1));
+            damaged = damaged.left(random.between(0, damaged.size() - 1));
             *traceless = *traceless || damaged.size() < dx7::SHORTEST_FRAME_BYTES;
         } else {
             const int count = random.between(1, 12);
@@ -331,7 +333,7 @@ bool SimulatedLine::pass(std::vector<QByteArray>& frames, qint64 nowUs) {
 void SimulatedLine::onReady(const Event& event) {
     if (event.origin == Origin::Host && lose(event.frame, 1)) {
         trace(event.atUs, "  (the reply is lost)", event.frame);
-        lost_.push_back(Mark{shapeOf(event.frame), event.atUs});
+        lost_.push_back(Mark{event.shape, event.atUs});
         return;
     }
     const bool strange = event.origin != Origin::Host || event.atUs - event.askedUs >= FORGOTTEN_US;
@@ -476,21 +478,28 @@ bool SimulatedLine::executed(const QByteArray& request, qint64 fromUs, qint64 to
     });
 }
 
-// Code 8 cannot prove where an echo may be taken for its answer. A station that answers neither kind of
-// query, or answers code 7 alone where that is what is read.
-bool SimulatedLine::unprovable(const QByteArray& shape) const {
-    const StationKind& kind = scenario_.stations.at(dx7::byteAt(shape, 0) - 1);
-    const bool status = dx7::byteAt(shape, 1) == dx7::READ_EXCEPTION_STATUS;
-    return (kind.ignores8 && (kind.ignores7 || status)) || (falseEcho_ && status);
+// Code 8 cannot prove where an echo may be taken for its answer.
+bool SimulatedLine::statusAlone(int station) const {
+    return scenario_.stations.at(station - 1).ignores8 || falseEcho_;
 }
 
 bool SimulatedLine::undecidable(const QByteArray& shape, qint64 fromUs, qint64 toUs) const {
-    const auto within = [&](const std::vector<Mark>& marks) {
+    const auto within = [&](const std::vector<Mark>& marks, const QByteArray& alike) {
         return std::any_of(marks.begin(), marks.end(), [&](const Mark& mark) {
-            return mark.shape == shape && mark.atUs >= fromUs && mark.atUs <= toUs;
+            return mark.shape == alike && mark.atUs >= fromUs && mark.atUs <= toUs;
         });
     };
-    return within(inserted_) && (within(lost_) || unprovable(shape));
+    if (!within(inserted_, shape)) {
+        return false;
+    }
+    const int station = dx7::byteAt(shape, 0);
+    QByteArray status = shape.left(1);
+    status.append(char(dx7::READ_EXCEPTION_STATUS));
+    status.append(char(dx7::EXCEPTION_FRAME_BYTES));
+    const bool deaf =
+        scenario_.stations.at(station - 1).ignores8 && scenario_.stations.at(station - 1).ignores7;
+    return within(lost_, shape) || deaf ||
+           (statusAlone(station) && within(inserted_, status) && shape != status);
 }
 
 }  // namespace truth

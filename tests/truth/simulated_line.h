@@ -61,6 +61,7 @@ private:
         std::uint64_t order = 0;
         enum Kind { Request, Work, Ready, Bytes, Master } kind = Request;
         QByteArray frame;
+        QByteArray shape;  // Of Ready: of the good reply.
         Origin origin = Origin::Host;
         qint64 askedUs = 0;
         int fault = 0;  // Number of the fault; of Work: what it takes.
@@ -80,7 +81,7 @@ private:
     };
 
     void push(qint64 atUs, Event::Kind kind, const QByteArray& frame, Origin origin, qint64 askedUs = 0,
-              int fault = 0);
+              int fault = 0, const QByteArray& shape = QByteArray());
     void happen(const Event& event);
     void onRequest(const Event& event);
     void onWork(const Event& event);
@@ -93,7 +94,7 @@ private:
     QByteArray refusal(const QByteArray& request, int code) const;
     QByteArray readReply(const QByteArray& request) const;
     qint64 extraUs(qint64 nowUs);
-    bool unprovable(const QByteArray& shape) const;
+    bool statusAlone(int station) const;
     bool lose(const QByteArray& frame, int direction);
     bool pass(std::vector<QByteArray>& frames, qint64 nowUs);
     QByteArray damage(const QByteArray& frame, bool* traceless);

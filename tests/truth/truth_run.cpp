@@ -338,7 +338,7 @@ void Run::judgeLife() {
         if (told.quality == dx7::Quality::Good) {
             lastGoodUs_[i] = std::max(lastGoodUs_[i], told.readUs);
         }
-        if (lastGoodUs_[i] < nowUs_ - 15 * SECOND_US) {
+        if (lastGoodUs_[i] < nowUs_ - scenario_.lifeUs) {
             fail(Outcome::NotShown,
                  QStringLiteral("%1 is not shown as good: %2 (%3), the last time at %4")
                      .arg(points_.at(i).name, dx7::qualityText(engine_.table().told(i).quality),
