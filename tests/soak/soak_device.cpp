@@ -58,8 +58,7 @@ Words SoakDevice::dx7(const Words& words) const {
                             : Words{"--serial", m_directory.file("line"), "--baud", "115200", "--gap", "0"};
     all.insert(all.end(), place.begin(), place.end());
     all.insert(all.end(),
-               {"--json", "--driver", DX7_LIBRARY, "--timeout", std::to_string(m_settings.timeoutMs),
-                "--late", std::to_string(m_settings.lateMs)});
+               {"--json", "--driver", DX7_LIBRARY, "--timeout", std::to_string(m_settings.timeoutMs)});
     return all;
 }
 

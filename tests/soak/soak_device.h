@@ -16,7 +16,6 @@ struct SoakSettings {
     unsigned seed = 1;
     double share = 0.05;  // Of the replies that suffer each fault.
     int timeoutMs = 20;
-    int lateMs = 600;  // After the timeout; longer than the computer keeps a program waiting.
     int lateByMs = 25;
 };
 
