@@ -705,6 +705,11 @@ void Exchange::resolve(qint64 nowUs) {
         phase_ = Phase::Idle;
         idleSinceUs_ = nowUs;
         loseData(present_);
+    } else if (nowUs < alikeUntilUs(station)) {
+        phase_ = Phase::Idle;
+        idleSinceUs_ = nowUs;
+        station.reported = true;
+        end(ExchangeEnd::Owed);
     } else {
         beginQuery(present_, Purpose::Resolve, nowUs);
     }
@@ -776,19 +781,25 @@ void Exchange::abandon() {
 
 // Proof.
 
+// Until when the answer that is owed would pass for that to the next query, which is like it; 0 = it would
+// not.
+qint64 Exchange::alikeUntilUs(const Station& station) const {
+    if (!station.statusAnswered || useDiagnostic(station)) {
+        return 0;
+    }
+    const auto end = station.out.begin() + station.queries;
+    const auto* const status =
+        std::find_if(station.out.begin(), end, [](const Query& query) { return !query.diagnostic; });
+    return status != end ? status->endUs + FORGET_US : 0;
+}
+
 // When a query may go to the station; -1 = never.
 qint64 Exchange::askUs(const Station& station) const {
     if (isDeaf(station)) {
         return -1;
     }
-    const auto begin = station.out.begin();
-    const auto end = begin + station.queries;
-    const bool passed = std::all_of(begin, end, [](const Query& query) { return query.passed; });
-    const qint64 againUs = passed ? 0 : station.queryUs + ASK_AGAIN_US;
-    // The answer that is owed would pass for that to a query like it.
-    const bool alike = station.statusAnswered && !station.owesData && !useDiagnostic(station);
-    const auto* const status = std::find_if(begin, end, [](const Query& query) { return !query.diagnostic; });
-    return alike && status != end ? std::max(againUs, status->endUs + FORGET_US) : againUs;
+    const bool again = unpassed(station) > 0;
+    return std::max(again ? station.queryUs + ASK_AGAIN_US : 0, alikeUntilUs(station));
 }
 
 bool Exchange::mayQuery(const Station& station, qint64 nowUs) const {

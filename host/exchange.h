@@ -276,6 +276,7 @@ private:
     void forget(qint64 nowUs);
     int proofStation(qint64 nowUs) const;
     int stationToProve(qint64 nowUs) const;
+    qint64 alikeUntilUs(const Station& station) const;
     qint64 askUs(const Station& station) const;
     bool mayQuery(const Station& station, qint64 nowUs) const;
     int unpassed(const Station& station) const;

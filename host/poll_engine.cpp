@@ -161,6 +161,9 @@ bool PollEngine::begin(qint64 nowUs) {
             replan();
         }
         probe(nowUs);
+        if (queried_ > 0) {
+            return true;
+        }
         handOver();
         exchange.setFinishing(concluding_ || (queue_.empty() && !active_ && !heldOperations_.empty()));
         if (!active_ && beginQuery(nowUs)) {

@@ -482,12 +482,12 @@ bool SimulatedLine::statusAlone(int station) const {
 }
 
 bool SimulatedLine::undecidable(const QByteArray& shape, qint64 fromUs, qint64 toUs) const {
-    const auto within = [&](const std::vector<Mark>& marks, const QByteArray& alike) {
+    const auto within = [&](const std::vector<Mark>& marks, const QByteArray& alike, qint64 sinceUs) {
         return std::any_of(marks.begin(), marks.end(), [&](const Mark& mark) {
-            return mark.shape == alike && mark.atUs >= fromUs && mark.atUs <= toUs;
+            return mark.shape == alike && mark.atUs >= sinceUs && mark.atUs <= toUs;
         });
     };
-    if (!within(inserted_, shape)) {
+    if (!within(inserted_, shape, fromUs)) {
         return false;
     }
     const int station = dx7::byteAt(shape, 0);
@@ -496,8 +496,8 @@ bool SimulatedLine::undecidable(const QByteArray& shape, qint64 fromUs, qint64 t
     status.append(char(dx7::EXCEPTION_FRAME_BYTES));
     const bool deaf =
         scenario_.stations.at(station - 1).ignores8 && scenario_.stations.at(station - 1).ignores7;
-    return within(lost_, shape) || deaf ||
-           (statusAlone(station) && within(inserted_, status) && shape != status);
+    return within(lost_, shape, fromUs) || deaf ||
+           (statusAlone(station) && within(inserted_, status, 0) && shape != status);
 }
 
 }  // namespace truth
