@@ -265,11 +265,6 @@ bool Exchange::useDiagnostic(const Station& station) const {
     if (!station.statusAnswered && station.statusPassed >= FEWEST_PASSED) {
         return true;
     }
-    // What is known to be answered tells soonest whether a reply will come.
-    if (purpose_ == Purpose::Resolve && station.statusAnswered && !station.diagnosticAnswered &&
-        !station.statusData && !owesStatus(station)) {
-        return false;
-    }
     // A reply to function code 7 that was asked for as data, or is owed, could pass for the answer.
     return station.diagnosticNext || station.statusData || owesStatus(station);
 }
