@@ -296,12 +296,7 @@ bool Exchange::useDiagnostic(const Station& station) const {
         return true;
     }
     // An echo of the query itself is no proof that an acknowledgement was not one.
-    if (holdsMirror(queried_) && !strangerNear(lastActivityUs_) && !owesStatus(station)) {
-        return false;
-    }
-    // What is known to be answered tells soonest whether a reply will come.
-    if (purpose_ == Purpose::Resolve && station.statusAnswered && !station.diagnosticAnswered &&
-        !station.statusData && !owesStatus(station)) {
+    if (holdsMirror(station) && !strangerNear(lastActivityUs_) && !owesStatus(station)) {
         return false;
     }
     // A reply to function code 7 that was asked for as data or by another master, or is owed, could pass for
@@ -655,9 +650,10 @@ bool Exchange::strangerNear(qint64 nowUs) const {
     return strangerUs_ >= 0 && nowUs - strangerUs_ < FORGET_US;
 }
 
-bool Exchange::holdsMirror(int number) const {
-    return std::any_of(held_.begin(), held_.end(),
-                       [number](const Held& held) { return held.mirror && held.station == number; });
+bool Exchange::holdsMirror(const Station& station) const {
+    return std::any_of(held_.begin(), held_.end(), [&](const Held& held) {
+        return held.mirror && &stationAt(held.station) == &station;
+    });
 }
 
 int Exchange::unpassed(const Station& station) const {
@@ -821,6 +817,11 @@ void Exchange::resolve(qint64 nowUs) {
         phase_ = Phase::Idle;
         idleSinceUs_ = nowUs;
         loseData(present_);
+    } else if (nowUs < alikeUntilUs(station)) {
+        phase_ = Phase::Idle;
+        idleSinceUs_ = nowUs;
+        station.reported = true;
+        end(ExchangeEnd::Owed);
     } else {
         beginQuery(present_, Purpose::Resolve, nowUs);
     }
@@ -898,19 +899,25 @@ void Exchange::abandon() {
 
 // Proof.
 
+// Until when the answer that is owed would pass for that to the next query, which is like it; 0 = it would
+// not.
+qint64 Exchange::alikeUntilUs(const Station& station) const {
+    if (!station.statusAnswered || useDiagnostic(station)) {
+        return 0;
+    }
+    const auto end = station.out.begin() + station.queries;
+    const auto* const status =
+        std::find_if(station.out.begin(), end, [](const Query& query) { return !query.diagnostic; });
+    return status != end ? status->endUs + FORGET_US : 0;
+}
+
 // When a query may go to the station; -1 = never.
 qint64 Exchange::askUs(const Station& station) const {
     if (isDeaf(station)) {
         return -1;
     }
-    const auto begin = station.out.begin();
-    const auto end = begin + station.queries;
-    const bool passed = std::all_of(begin, end, [](const Query& query) { return query.passed; });
-    const qint64 againUs = passed ? 0 : station.queryUs + ASK_AGAIN_US;
-    // The answer that is owed would pass for that to a query like it.
-    const bool alike = station.statusAnswered && !station.owesData && !useDiagnostic(station);
-    const auto* const status = std::find_if(begin, end, [](const Query& query) { return !query.diagnostic; });
-    return alike && status != end ? std::max(againUs, status->endUs + FORGET_US) : againUs;
+    const bool again = unpassed(station) > 0;
+    return std::max(again ? station.queryUs + ASK_AGAIN_US : 0, alikeUntilUs(station));
 }
 
 bool Exchange::mayQuery(const Station& station, qint64 nowUs) const {

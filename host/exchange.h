@@ -259,7 +259,7 @@ private:
     void dropQueries(Station& station, quint64 sequence);
     void close(int number, const Query& query, bool alone, qint64 nowUs);
     bool strangerNear(qint64 nowUs) const;
-    bool holdsMirror(int number) const;
+    bool holdsMirror(const Station& station) const;
     void settleAll(bool good);
     void settleStation(int number, bool good);
     bool isDeaf(const Station& station) const;
@@ -285,6 +285,7 @@ private:
     void forget(qint64 nowUs);
     int proofStation(qint64 nowUs) const;
     int stationToProve(qint64 nowUs) const;
+    qint64 alikeUntilUs(const Station& station) const;
     qint64 askUs(const Station& station) const;
     bool mayQuery(const Station& station, qint64 nowUs) const;
     int unpassed(const Station& station) const;
