@@ -112,6 +112,9 @@ qint64 Exchange::nextDueUs() const {
         dueUs = clearUs();
     } else if (phase_ != Phase::Idle) {
         dueUs = deadlineUs_;
+    } else if (std::any_of(held_.begin(), held_.end(),
+                           [this](const Held& held) { return isDeaf(stationAt(held.station)); })) {
+        dueUs = silentUs();
     }
     return dueUs < 0 || (flush && flushUs < dueUs) ? flushUs : dueUs;
 }
@@ -121,6 +124,9 @@ void Exchange::advance(qint64 nowUs) {
     if (!stream_.isEmpty() && !awaiting() && nowUs > nextDueUs() - 1 &&
         nowUs >= lastActivityUs_ + std::max(PIECE_GAP_US, silentIntervalUs(settings_))) {
         takePieces(true, nowUs);
+    }
+    if (phase_ == Phase::Idle && nowUs >= silentUs()) {
+        settleDeaf();
     }
     if (phase_ == Phase::Waiting && nowUs >= clearUs()) {
         if (next_ == Next::Data) {
@@ -291,14 +297,14 @@ bool Exchange::useDiagnostic(const Station& station) const {
     if (!station.statusAnswered && station.statusPassed >= FEWEST_PASSED) {
         return true;
     }
-    // What is known to be answered tells soonest whether a reply will come.
-    if (purpose_ == Purpose::Resolve && station.statusAnswered && !station.diagnosticAnswered &&
-        !station.statusData && !owesStatus(station)) {
+    // An echo of the query itself is no proof that an acknowledgement was not one.
+    if (holdsMirror(station) && !strangerNear(lastActivityUs_) && !owesStatus(station)) {
         return false;
     }
     // A reply to function code 7 that was asked for as data or by another master, or is owed, could pass for
     // the answer.
-    return station.diagnosticNext || station.statusData || strangerUs_ >= 0 || owesStatus(station);
+    return station.diagnosticNext || station.statusData || strangerNear(lastActivityUs_) ||
+           owesStatus(station);
 }
 
 // Waits for a query that is out already.
@@ -330,6 +336,7 @@ void Exchange::sendQuery(qint64 nowUs) {
         query_.append(static_cast<char>(READ_EXCEPTION_STATUS));
     }
     appendCrc(query_);
+    station.functions |= 1U << (byteAt(query_, 1) & 31);
     transmit(query_, nowUs);
     query.endUs = lastActivityUs_;
     query.sequence = sequence_;
@@ -468,7 +475,7 @@ void Exchange::acceptData(int number, qint64 nowUs) {
     const bool current = present_ == number && !station.reported;
     station.owesData = false;
     const qint64 patienceUs = waitUs(station) + lineTimeUs(settings_, station.expectLen);
-    passQueries(station, afterUs <= patienceUs);
+    passQueries(station, afterUs <= patienceUs, nowUs);
     learnPace(station, afterUs);
     remember(nowUs);
     if (!inTime) {
@@ -481,15 +488,19 @@ void Exchange::acceptData(int number, qint64 nowUs) {
     assign(reply_, frame_);
     const bool refusal = (byteAt(frame_, 1) & EXCEPTION_BIT) != 0;
     end(refusal ? ExchangeEnd::Exception : ExchangeEnd::Reply, ++ticket_);
-    held_.push_back(Held{ticket_, station.sequence, number, byteAt(request_, 1) == READ_EXCEPTION_STATUS});
+    const int function = byteAt(request_, 1);
+    if (isDeaf(station)) {
+        // Silence is the only proof that there is, and there was none.
+        settleStation(number, false);
+    }
+    held_.push_back(Held{ticket_, station.sequence, number, function == READ_EXCEPTION_STATUS,
+                         !refusal && (function == 5 || function == 6)});
     newcomers_ = newcomers_ || !station.proven;
     if (!held_.back().status) {
         station.otherSequence = station.sequence;
     }
     if (dirty_) {
         settleAll(false);
-    } else if (isDeaf(station)) {
-        settleStation(number, !station.disturbed);
     }
     if (phase_ == Phase::Data) {
         phase_ = Phase::Idle;
@@ -507,14 +518,14 @@ void Exchange::learnPace(Station& station, qint64 afterUs) {
 
 // A later reply of the station came without the answers to queries before it: there will be none, unless the
 // reply is that to an earlier request. So they stay owed.
-void Exchange::passQueries(Station& station, bool inTime) {
+void Exchange::passQueries(Station& station, bool inTime, qint64 nowUs) {
     for (int i = 0; i < station.queries; ++i) {
         Query& query = station.out[static_cast<std::size_t>(i)];
         if (query.sequence > station.sequence || query.passed) {
             continue;
         }
         query.passed = true;
-        if (inTime && !dirty_ && strangerUs_ < 0) {
+        if (inTime && !dirty_ && !strangerNear(nowUs)) {
             ++(query.diagnostic ? station.diagnosticPassed : station.statusPassed);
         }
     }
@@ -596,8 +607,13 @@ void Exchange::close(int number, const Query& query, bool alone, qint64 nowUs) {
         // The answer may be the reply to function code 7 that was asked for as data, unless a reply of
         // another kind came after that.
         const bool alike = mine && held.status && !query.diagnostic && proven.otherSequence < held.sequence;
-        if ((mine && !alike) || others) {
+        const Station& holder = stationAt(held.station);
+        const bool answersStatus = holder.statusAnswered || holder.statusPassed < FEWEST_PASSED;
+        const bool echoLike = held.mirror && query.diagnostic && alone && answersStatus;
+        if (((mine && !alike) || others) && !echoLike) {
             settle(held, true);
+        } else if (echoLike && (mine || others) && strangerNear(nowUs)) {
+            settle(held, false);
         } else if (alike && !mayAnswerDiagnostics(proven) && held.sequence < proven.closedSequence) {
             settle(held, false);
         } else {
@@ -636,9 +652,29 @@ bool Exchange::strangerNear(qint64 nowUs) const {
     return strangerUs_ >= 0 && nowUs - strangerUs_ < FORGET_US;
 }
 
+bool Exchange::holdsMirror(const Station& station) const {
+    return std::any_of(held_.begin(), held_.end(), [&](const Held& held) {
+        return held.mirror && &stationAt(held.station) == &station;
+    });
+}
+
 int Exchange::unpassed(const Station& station) const {
     return static_cast<int>(std::count_if(station.out.begin(), station.out.begin() + station.queries,
                                           [](const Query& query) { return !query.passed; }));
+}
+
+// When the line has been silent for a time-out.
+qint64 Exchange::silentUs() const {
+    return lastActivityUs_ + settings_.timeoutMs * qint64(1000);
+}
+
+// Silence is the only proof for stations that answer no query.
+void Exchange::settleDeaf() {
+    for (const int number : asked_) {
+        if (isDeaf(stationAt(number))) {
+            settleStation(number, !stationAt(number).disturbed);
+        }
+    }
 }
 
 bool Exchange::isDeaf(const Station& station) const {
@@ -783,6 +819,11 @@ void Exchange::resolve(qint64 nowUs) {
         phase_ = Phase::Idle;
         idleSinceUs_ = nowUs;
         loseData(present_);
+    } else if (nowUs < alikeUntilUs(station)) {
+        phase_ = Phase::Idle;
+        idleSinceUs_ = nowUs;
+        station.reported = true;
+        end(ExchangeEnd::Owed);
     } else {
         beginQuery(present_, Purpose::Resolve, nowUs);
     }
@@ -861,19 +902,25 @@ void Exchange::abandon() {
 
 // Proof.
 
+// Until when the answer that is owed would pass for that to the next query, which is like it; 0 = it would
+// not.
+qint64 Exchange::alikeUntilUs(const Station& station) const {
+    if (!station.statusAnswered || useDiagnostic(station)) {
+        return 0;
+    }
+    const auto end = station.out.begin() + station.queries;
+    const auto* const status =
+        std::find_if(station.out.begin(), end, [](const Query& query) { return !query.diagnostic; });
+    return status != end ? status->endUs + FORGET_US : 0;
+}
+
 // When a query may go to the station; -1 = never.
 qint64 Exchange::askUs(const Station& station) const {
     if (isDeaf(station)) {
         return -1;
     }
-    const auto begin = station.out.begin();
-    const auto end = begin + station.queries;
-    const bool passed = std::all_of(begin, end, [](const Query& query) { return query.passed; });
-    const qint64 againUs = passed ? 0 : station.queryUs + ASK_AGAIN_US;
-    // The answer that is owed would pass for that to a query like it.
-    const bool alike = station.statusAnswered && !station.owesData && !useDiagnostic(station);
-    const auto* const status = std::find_if(begin, end, [](const Query& query) { return !query.diagnostic; });
-    return alike && status != end ? std::max(againUs, status->endUs + FORGET_US) : againUs;
+    const bool again = unpassed(station) > 0;
+    return std::max(again ? station.queryUs + ASK_AGAIN_US : 0, alikeUntilUs(station));
 }
 
 bool Exchange::mayQuery(const Station& station, qint64 nowUs) const {

@@ -221,13 +221,14 @@ private:
         quint64 sequence = 0;
         int station = 0;
         bool status = false;  ///< Function code 7, asked for as data.
+        bool mirror = false;  ///< The acknowledgement of function code 5 or 6, which an echo could be.
     };
     struct Accepted {
         QByteArray frame;
         qint64 atUs = 0;
         int copies = 0;
     };
-    static constexpr std::size_t REMEMBERED = 8;
+    static constexpr std::size_t REMEMBERED = 64;
 
     Station& stationAt(int station) { return stations_[static_cast<std::size_t>(station & 0xFF)]; }
     const Station& stationAt(int station) const {
@@ -257,13 +258,16 @@ private:
     static void learnPace(Station& station, qint64 afterUs);
     void acceptQuery(int number, int index, qint64 nowUs);
     void loseData(int number);
-    void passQueries(Station& station, bool inTime);
+    void passQueries(Station& station, bool inTime, qint64 nowUs);
     void dropQueries(Station& station, quint64 sequence);
     void close(int number, const Query& query, bool alone, qint64 nowUs);
     bool strangerNear(qint64 nowUs) const;
+    bool holdsMirror(const Station& station) const;
     void settleAll(bool good);
     void settleStation(int number, bool good);
     bool isDeaf(const Station& station) const;
+    qint64 silentUs() const;
+    void settleDeaf();
     void putAside(qint64 nowUs);
     bool absorbCopy(qint64 nowUs);
     Accepted* acceptedLike();
@@ -284,6 +288,7 @@ private:
     void forget(qint64 nowUs);
     int proofStation(qint64 nowUs) const;
     int stationToProve(qint64 nowUs) const;
+    qint64 alikeUntilUs(const Station& station) const;
     qint64 askUs(const Station& station) const;
     bool mayQuery(const Station& station, qint64 nowUs) const;
     int unpassed(const Station& station) const;

@@ -127,7 +127,7 @@ void chooseLine(Scenario& scenario, Random& random) {
         settings.timeoutMs = random.between(100, 1000);
     }
     if (random.chance(15)) {
-        settings.echo = random.chance(50) ? dx7::EchoMode::Off : dx7::EchoMode::On;
+        settings.echo = dx7::EchoMode::Off;
     }
     const int chunks[] = {0, 0, 1, 3, 8};
     scenario.chunk = oneOf(random, chunks);
@@ -214,10 +214,11 @@ Scenario scenarioOf(std::uint64_t seed) {
             scenario.faults += fault;
         }
     }
-    // Who says that the adapter does not echo must be right.
+    // Who says whether the adapter echoes must be right.
     for (const Fault& fault : scenario.faults) {
-        if (fault.kind == Fault::Echo && scenario.settings.echo == dx7::EchoMode::Off) {
-            scenario.settings.echo = dx7::EchoMode::Auto;
+        if (fault.kind == Fault::Echo) {
+            scenario.settings.echo =
+                fault.percent == 100 && random.chance(20) ? dx7::EchoMode::On : dx7::EchoMode::Auto;
         }
     }
     scenario.watch = random.chance(75);

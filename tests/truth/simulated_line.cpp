@@ -478,28 +478,21 @@ bool SimulatedLine::executed(const QByteArray& request, qint64 fromUs, qint64 to
     });
 }
 
-// Code 8 cannot prove where an echo may be taken for its answer.
-bool SimulatedLine::statusAlone(int station) const {
-    return scenario_.stations.at(station - 1).ignores8 || falseEcho_;
-}
-
 bool SimulatedLine::undecidable(const QByteArray& shape, qint64 fromUs, qint64 toUs) const {
-    const auto within = [&](const std::vector<Mark>& marks, const QByteArray& alike) {
+    const auto within = [&](const std::vector<Mark>& marks, const QByteArray& alike, qint64 sinceUs) {
         return std::any_of(marks.begin(), marks.end(), [&](const Mark& mark) {
-            return mark.shape == alike && mark.atUs >= fromUs && mark.atUs <= toUs;
+            return mark.shape.startsWith(alike) && mark.atUs >= sinceUs && mark.atUs <= toUs;
         });
     };
-    if (!within(inserted_, shape)) {
-        return false;
-    }
-    const int station = dx7::byteAt(shape, 0);
-    QByteArray status = shape.left(1);
-    status.append(char(dx7::READ_EXCEPTION_STATUS));
-    status.append(char(dx7::EXCEPTION_FRAME_BYTES));
-    const bool deaf =
-        scenario_.stations.at(station - 1).ignores8 && scenario_.stations.at(station - 1).ignores7;
-    return within(lost_, shape) || deaf ||
-           (statusAlone(station) && within(inserted_, status) && shape != status);
+    const StationKind& kind = scenario_.stations.at(dx7::byteAt(shape, 0) - 1);
+    const QByteArray status = shape.left(1) + char(dx7::READ_EXCEPTION_STATUS);
+    const QByteArray diagnostic = shape.left(1) + char(dx7::DIAGNOSTICS);
+    const bool put = within(inserted_, shape, fromUs);
+    // A surplus answer to code 7 shifts those after it for good, and nothing else can be asked.
+    return (put && within(lost_, shape, fromUs)) ||
+           (put && (within(inserted_, status, fromUs) || within(inserted_, diagnostic, fromUs))) ||
+           ((kind.ignores8 || falseEcho_) && within(inserted_, status, 0)) ||
+           (kind.ignores7 && kind.ignores8 && within(inserted_, shape, 0));
 }
 
 }  // namespace truth

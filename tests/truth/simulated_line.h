@@ -50,8 +50,10 @@ public:
     /// When the host sent exactly this request last, not after `beforeUs`; null = never.
     const Sent* lastSent(const QByteArray& frame, qint64 beforeUs) const;
     bool executed(const QByteArray& request, qint64 fromUs, qint64 toUs) const;
-    /// Between these moments a reply of this shape to the host was lost without a trace, and a frame of it
-    /// was put in between: the bytes are those of a line on which neither happened.
+    /// The bytes up to `toUs` are those of a line on which nothing went wrong, with frames put in for others:
+    /// since `fromUs` a reply of this shape was lost without a trace, and a frame of it was put in; or both
+    /// such a frame and an answer to a query after it were. Of a station that answers code 7 alone: an answer
+    /// to it was put in at any time; of one that answers no query: a reply was.
     bool undecidable(const QByteArray& shape, qint64 fromUs, qint64 toUs) const;
 
 private:
@@ -94,7 +96,6 @@ private:
     QByteArray refusal(const QByteArray& request, int code) const;
     QByteArray readReply(const QByteArray& request) const;
     qint64 extraUs(qint64 nowUs);
-    bool statusAlone(int station) const;
     bool lose(const QByteArray& frame, int direction);
     bool pass(std::vector<QByteArray>& frames, qint64 nowUs);
     QByteArray damage(const QByteArray& frame, bool* traceless);
