@@ -89,11 +89,11 @@ void MonitorWatch::takeValue(Shown& shown, const Json& line, double deviceSecond
     const int value = line.at("value").is_null() ? -1 : line.at("value").get<int>();
     if (!shown.good) {
         ++m_result.valuesBad;
-        // A doubtful value is what came, whatever it was; the others are the last good one.
-        if (line.at("quality") != "doubtful" && value != shown.value) {
-            m_result.fail("shown as not good with a value that was not good before: " + line.dump());
+        // A doubtful value is what came, whatever it was. The others are the last proven one, which may have
+        // been proven after a later read failed.
+        if (line.at("quality") == "doubtful" || value == shown.value) {
+            return;
         }
-        return;
     }
     // Not older than a reply that came at the end of the time for its operation, in a busy computer.
     const double oldest = 3 * m_settings.timeoutMs / 1000.0 + 1;
