@@ -119,7 +119,9 @@ public:
     /// Ends the wait for the present request, of which nothing more is to be known.
     void abandon();
     /// Bytes of the present request are on the line, or may be.
-    bool requestSent() const { return requestSent_ && present_ > 0 && phase_ != Phase::Idle; }
+    bool requestSent() const {
+        return requestSent_ && (present_ > 0 || phase_ == Phase::Pause) && phase_ != Phase::Idle;
+    }
     /// Whether the station owes the answer to a query.
     bool asking(int station) const { return stationAt(station).queries > 0; }
     /// Other stations can be served while one owes a reply; else an operation waits for its whole time.
