@@ -116,20 +116,26 @@ void PollEngine::abandonOperations(const QString& reason) {
             current_.kind == Operation::Write && (loop_.writeUnsettled() || loop_.exchange().requestSent());
         left.push_front(current_);
     }
-    for (HeldOperation& operation : held) {
-        operation.transaction.outcome = Outcome::CutShort;
-        operation.transaction.info = reason;
-        operation.transaction.doubtful = operation.transaction.sent = true;
-        operation.transaction.unsettled = operation.operation.kind == Operation::Write;
-        if (operation.operation.done) {
-            operation.operation.done(operation.transaction);
-        }
-    }
+    cutHeld(held, reason);
     for (const Operation& operation : left) {
         if (operation.done) {
             operation.done(cutShort(operation.range, reason, sent, unsettled));
         }
         sent = unsettled = false;
+    }
+}
+
+// Ends operations that were answered and are not proven.
+void PollEngine::cutHeld(const std::vector<HeldOperation>& held, const QString& reason) {
+    for (const HeldOperation& operation : held) {
+        Transaction transaction = operation.transaction;
+        transaction.outcome = Outcome::CutShort;
+        transaction.info = reason;
+        transaction.doubtful = transaction.sent = true;
+        transaction.unsettled = operation.operation.kind == Operation::Write;
+        if (operation.operation.done) {
+            operation.operation.done(transaction);
+        }
     }
 }
 
@@ -494,11 +500,14 @@ void PollEngine::lineLost(qint64) {
     cycleStartUs_ = -1;
     queryLost_ = queried_ > 0 && !probing_ && loop_.exchange().awaiting();
     queried_ = 0;
+    std::vector<HeldOperation> held;
+    held.swap(heldOperations_);
     loop_.lineLost();
     reportValues(table_.lineLost());
     if (events_.line) {
         events_.line(false);
     }
+    cutHeld(held, QStringLiteral("the line was lost"));
 }
 
 void PollEngine::lineBack(qint64 nowUs) {
