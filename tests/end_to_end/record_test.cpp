@@ -89,14 +89,6 @@ std::vector<Packet> decode(const std::string& file) {
     return packets;
 }
 
-/// Without the status queries that prove the replies and their answers.
-std::vector<Packet> withoutQueries(const std::vector<Packet>& packets) {
-    std::vector<Packet> left;
-    std::copy_if(packets.begin(), packets.end(), std::back_inserter(left),
-                 [](const Packet& packet) { return packet.function != 7 && packet.function != 8; });
-    return left;
-}
-
 /// The request and reply of a function code, one behind the other.
 void expectRead(const std::vector<Packet>& packets, const Read& read, const std::string& values) {
     for (std::size_t i = 0; i + 1 < packets.size(); i += 2) {
@@ -120,6 +112,8 @@ void expectRead(const std::vector<Packet>& packets, const Read& read, const std:
 
 class Tshark : public testing::TestWithParam<Carrier> {
 protected:
+    enum { ANY = -2 };  ///< Whatever the exit code is.
+
     void SetUp() override {
         if (std::string(DX7_TSHARK).empty()) {
             GTEST_SKIP() << "tshark was not found when this was configured: install the package tshark";
@@ -129,7 +123,7 @@ protected:
     std::vector<Packet> record(const Rig& rig, Words words, int exitCode) {
         words.insert(words.end(), {"--record", rig.file("line.pcap")});
         const Finished run = rig.dx7(words);
-        EXPECT_EQ(exitCode, run.exitCode) << run.output << run.errors;
+        EXPECT_TRUE(exitCode == ANY || exitCode == run.exitCode) << run.output << run.errors;
         replayed = jsonLines(runToEnd(dx7Words({"replay", "--json", rig.file("line.pcap")})).output);
         const std::vector<Packet> packets = decode(rig.file("line.pcap"));
         EXPECT_EQ(replayed.size(), packets.size());
@@ -155,6 +149,17 @@ protected:
             EXPECT_NEAR(tookMs, replayed[i].at("response_ms").get<double>(), 0.1);
         }
         EXPECT_GT(2 * asPaced, replies);
+    }
+    /// Without the status queries that prove the replies, and without their answers.
+    std::vector<Packet> withoutQueries(const std::vector<Packet>& packets) const {
+        std::vector<Packet> left;
+        for (std::size_t i = 0; i < packets.size() && i < replayed.size(); ++i) {
+            const std::string function = replayed[i].at("bytes").get<std::string>().substr(3, 2);
+            if (function != "07" && function != "08" && function != "88") {
+                left.push_back(packets[i]);
+            }
+        }
+        return left;
     }
     std::size_t bytesOf(std::size_t index) const {
         return (replayed[index].at("bytes").get<std::string>().size() + 1) / 3;
@@ -196,8 +201,8 @@ TEST_P(Tshark, DecodesEveryWrite) {
     const std::vector<Packet> all = record(rig, {"write", "DO:2=1", "MOD:1=1234", "F:0.0.10,2=1,2"}, 0);
     const std::vector<Packet> packets = withoutQueries(all);
     ASSERT_EQ(6U, packets.size());
-    EXPECT_EQ(7, all[0].function) << "it tells whether the adapter echoes";
-    EXPECT_EQ(7U, (all.size() - packets.size() + 1) / 2 + 3) << "that one and one after each write";
+    EXPECT_EQ("01 07 41 E2", replayed[0].at("bytes")) << "it tells whether the adapter echoes";
+    EXPECT_EQ(14U, all.size()) << "and a query after each write";
     const int functions[] = {5, 5, 6, 6, 16, 16};
     const int addresses[] = {0x1021, 0x1021, 0x1301, 0x1301, 0xE010, 0xE010};
     for (std::size_t i = 0; i < packets.size(); ++i) {
@@ -229,8 +234,8 @@ TEST_P(Tshark, DecodesExceptions) {
 
 TEST_P(Tshark, FindsTheBadCrcs) {
     Rig rig(GetParam(), {"--fault", "corrupt=0.5", "--seed", "3"});
-    const std::vector<Packet> packets =
-        record(rig, {"read", "F:0.0.00,10", "F:0.0.10,10", "F:0.0.20,10", "F:0.0.30,10", "--timeout", "150"}, -2);
+    const std::vector<Packet> packets = record(
+        rig, {"read", "F:0.0.00,10", "F:0.0.10,10", "F:0.0.20,10", "F:0.0.30,10", "--timeout", "150"}, ANY);
     int bad = 0;
     int named = 0;
     for (std::size_t i = 0; i < packets.size() && i < replayed.size(); ++i) {

@@ -201,7 +201,7 @@ TEST_P(ReplayOfAYear, HasTheRightTimes) {
             const Finished run = replay({"--json", file});
             EXPECT_EQ(run.exitCode, 0) << run.errors;
             const std::vector<Json> frames = jsonLines(run.output);
-            ASSERT_EQ(frames.size(), 4U) << "a read and a status query";
+            ASSERT_EQ(frames.size(), 2U);
             EXPECT_EQ(frames[0].at("time"), year.utc + std::string(".995Z"));
             EXPECT_DOUBLE_EQ(frames[1].at("response_ms").get<double>(), 12.5);
             const std::string text = replay({file}).output;
@@ -243,7 +243,7 @@ TEST_P(InTheFuture, RecordingsHaveTheirTime) {
     for (const Year& year : YEARS) {
         ASSERT_EQ(runAt(year.seconds, "UTC0", {"read", "F:3.0.25", "--record", file}).exitCode, 0);
         const std::vector<Json> frames = jsonLines(runToEnd(dx7Words({"replay", "--json", file})).output);
-        ASSERT_EQ(frames.size(), 2U);
+        ASSERT_EQ(frames.size(), 4U) << "a read and a status query";
         EXPECT_EQ(frames[0].at("time").get<std::string>().substr(0, 10), std::string(year.utc).substr(0, 10));
         EXPECT_LT(frames[1].at("response_ms").get<double>(), 5000);
     }
