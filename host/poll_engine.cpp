@@ -166,7 +166,9 @@ bool PollEngine::begin(qint64 nowUs) {
         if (replanNeeded_ && !concluding_) {
             replan();
         }
-        probe(nowUs);
+        if (probe(nowUs)) {
+            return true;
+        }
         handOver();
         exchange.setFinishing(concluding_ || (queue_.empty() && !active_ && !heldOperations_.empty()));
         if (!active_ && beginQuery(nowUs)) {
@@ -195,10 +197,10 @@ bool PollEngine::beginQuery(qint64 nowUs) {
     return true;
 }
 
-// A dead station is asked with one query, or, when it answers none, with one read.
-void PollEngine::probe(qint64 nowUs) {
+// A dead station is asked with one query, or, when it answers none, with one read. True when the query was begun.
+bool PollEngine::probe(qint64 nowUs) {
     if (active_ || queried_ > 0 || concluding_) {
-        return;
+        return false;
     }
     for (const int station : health_.probesDue(nowUs)) {
         const auto& points = table_.points();
@@ -222,9 +224,10 @@ void PollEngine::probe(qint64 nowUs) {
             probing_ = true;
             queryAnswered_ = false;
             loop_.exchange().query(station, nowUs);
-            return;
+            return true;
         }
     }
+    return false;
 }
 
 // The wait for the query is over.
@@ -253,8 +256,12 @@ qint64 PollEngine::nextDueUs(qint64 nowUs) const {
     if (work) {
         consider(std::max(exchange.clearUs(), stalledUntilUs_));
     }
-    consider(exchange.proofUs(nowUs));
-    consider(concluding_ ? -1 : health_.nextProbeUs());
+    if (exchange.proofUs(nowUs) >= 0) {
+        consider(std::max(exchange.proofUs(nowUs), exchange.clearUs()));
+    }
+    if (!concluding_ && health_.nextProbeUs() >= 0) {
+        consider(std::max({health_.nextProbeUs(), exchange.clearUs(), stalledUntilUs_}));
+    }
     return dueUs;
 }
 

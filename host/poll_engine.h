@@ -114,7 +114,7 @@ private:
 
     bool begin(qint64 nowUs);
     bool beginQuery(qint64 nowUs);
-    void probe(qint64 nowUs);
+    bool probe(qint64 nowUs);
     void endProbe(qint64 nowUs);
     static void cutHeld(const std::vector<HeldOperation>& held, const QString& reason);
     void onTransaction(const Transaction& transaction);

@@ -36,7 +36,6 @@ public:
     /// Every block of the plan, part by part.
     QVector<ItemRange> blocks() const;
     int blockCount() const { return blocks().size(); }
-    int partCount() const { return parts_.size(); }
 
     /// A cyclic read has ended. True when it was the last one of the cycle. Hands the next part to the driver
     /// when the current one is through.

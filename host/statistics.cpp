@@ -12,7 +12,7 @@ qint64 Counters::exceptionCount() const {
 
 void Counters::count(const Transaction& transaction) {
     failed += transaction.driverResult == OPERATION_FAILED ? 1 : 0;
-    if (transaction.outcome == Outcome::Skipped) {
+    if (transaction.outcome == Outcome::Skipped || transaction.outcome == Outcome::EchoOnly) {
         return;
     }
     ++requests;

@@ -104,6 +104,36 @@ TEST_F(FilesTest, ALineFileSetsTheLineAndItsTags) {
     EXPECT_EQ(points[2].notation(), QStringLiteral("F:3.0.26@1"));
 }
 
+// Files of earlier versions have a key that has no effect any more.
+TEST_F(FilesTest, ALineFileMayHoldTheWindowForLateReplies) {
+    LineSettings settings;
+    applyLineFile(settings, fileWith("[line]\ntcp = \"a\"\nlate = 700\ntimeout = 80\n"));
+    EXPECT_EQ(settings.timeoutMs, 80);
+    const auto load = [](const QString& file) {
+        LineSettings taken;
+        applyLineFile(taken, file);
+    };
+    EXPECT_EQ(placeOf("[line]\nlate = \"long\"\n", load), "2:8");
+}
+
+TEST_F(FilesTest, ALineFileSaysWhetherTheAdapterEchoes) {
+    const auto echoOf = [this](const char* content) {
+        LineSettings settings;
+        applyLineFile(settings, fileWith(content));
+        return settings.echo;
+    };
+    EXPECT_EQ(echoOf("[line]\necho = \"on\"\n"), EchoMode::On);
+    EXPECT_EQ(echoOf("[line]\necho = \"off\"\n"), EchoMode::Off);
+    EXPECT_EQ(echoOf("[line]\necho = \"auto\"\n"), EchoMode::Auto);
+    EXPECT_EQ(echoOf("[line]\nbaud = 9600\n"), EchoMode::Auto);
+    const auto load = [](const QString& file) {
+        LineSettings taken;
+        applyLineFile(taken, file);
+    };
+    EXPECT_EQ(placeOf("[line]\necho = \"yes\"\n", load), "2:8");
+    EXPECT_EQ(placeOf("[line]\necho = true\n", load), "2:8");
+}
+
 TEST_F(FilesTest, ATagWithACountIsNamedAsAWholeAndByItsParts) {
     const QString file = fileWith(
         "[[tag]]\nname = \"out\"\ntype = \"DO\"\naddress = 1\ncount = 2\n"

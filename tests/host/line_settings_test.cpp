@@ -60,8 +60,6 @@ TEST(LineSettings, PropertyTextIsTheDriversFiveFields) {
     settings.retries = 4;
     settings.block = 32;
     EXPECT_EQ(propertyText(settings, 7), QByteArray("7#0#0#4#32"));
-    settings.writesLocal = true;
-    EXPECT_EQ(propertyText(settings, 7), QByteArray("7#1#0#4#32"));
 }
 
 TEST(LineSettings, TakesTcpAddressesApart) {
@@ -111,6 +109,16 @@ TEST(LineSettings, KnowsParitiesByNameAndLetter) {
     EXPECT_EQ(parityFromText(QStringLiteral("Odd")), Parity::Odd);
     EXPECT_THROW(parityFromText(QStringLiteral("mark")), UsageError);
     EXPECT_THROW(parityFromText(QString()), UsageError);
+}
+
+TEST(LineSettings, KnowsEchoesByName) {
+    EXPECT_EQ(LineSettings().echo, EchoMode::Auto);
+    EXPECT_EQ(echoFromText(QStringLiteral("AUTO")), EchoMode::Auto);
+    EXPECT_EQ(echoFromText(QStringLiteral("on")), EchoMode::On);
+    EXPECT_EQ(echoFromText(QStringLiteral("Off")), EchoMode::Off);
+    for (const char* bad : {"", "o", "yes", "1", "on "}) {
+        EXPECT_THROW(echoFromText(QString::fromLatin1(bad)), UsageError) << bad;
+    }
 }
 
 }  // namespace

@@ -3,6 +3,8 @@
 #include <gtest/gtest.h>
 
 #include "loaded_driver.h"
+#include "scripted_line.h"
+#include "transaction.h"
 
 using namespace dx7;
 
@@ -32,8 +34,24 @@ class PollPlanTest : public testing::Test {
 protected:
     PollPlanTest() : session(driverFunctions(), QByteArray("1#0#0#3#64")), plan(session) {}
 
+    // The stations that the driver asks as long as no block is done.
+    QVector<int> asked(int requests) {
+        QVector<int> stations;
+        for (int i = 0; i < requests; ++i) {
+            FRAME_PRO frame;
+            EXPECT_TRUE(session.nextRequest(&frame));
+            stations += frame.station;
+            QByteArray reply =
+                device.answer(QByteArray(reinterpret_cast<const char*>(frame.sendBuf), frame.sendLen));
+            QString info;
+            EXPECT_EQ(session.takeReply(reply, info), REPLY_GOOD);
+        }
+        return stations;
+    }
+
     DriverSession session;
     PollPlan plan;
+    ScriptedDevice device;
 };
 
 TEST_F(PollPlanTest, EntriesAreSingleSortedAndUnique) {
@@ -54,14 +72,16 @@ TEST_F(PollPlanTest, TheSameItemsAtTwoStationsAreReadFromBoth) {
     plan.setEntries(pollEntries(points({"F:0.0.00,5@1", "F:0.0.00,5@2"})));
     plan.rebuild({});
     EXPECT_EQ(texts(plan.blocks()), texts({{1, QStringLiteral("F"), 0, 5}, {2, QStringLiteral("F"), 0, 5}}));
-    EXPECT_EQ(plan.partCount(), 2) << "in one list the driver would join them and read only station 1";
+    EXPECT_EQ(asked(2), (QVector<int>{1, 1})) << "in one list the driver would join the two";
+    plan.blockDone();
+    EXPECT_EQ(asked(2), (QVector<int>{2, 2}));
 }
 
 TEST_F(PollPlanTest, OneHandOverIsEnoughWhereNothingWouldBeJoined) {
     plan.setEntries(pollEntries(points({"F:0.0.00@1", "F:3.0.00@2"})));
     plan.rebuild({});
-    EXPECT_EQ(plan.partCount(), 1);
     EXPECT_EQ(plan.blockCount(), 2);
+    EXPECT_EQ(asked(2), (QVector<int>{1, 2}));
 }
 
 TEST_F(PollPlanTest, PartsTakeTurnsAndEndTheCycleTogether) {

@@ -37,7 +37,7 @@ bool ScriptedLine::write(const QByteArray& bytes) {
     }
     if (lostAfterBytes >= 0) {
         took_ = lostAfterBytes;
-        open_ = false;
+        close();
         return false;
     }
     took_ = bytes.size();
@@ -53,14 +53,33 @@ bool ScriptedLine::read(QByteArray* bytes, qint64 deadlineUs) {
     if (!open_) {
         return false;
     }
-    if (!arrivals_.empty() && arrivals_.begin()->first <= std::max(deadlineUs, clock_.nowUs())) {
-        clock_.sleepUntilUs(arrivals_.begin()->first);
+    const bool comes = !arrivals_.empty() && arrivals_.begin()->first <= deadlineUs;
+    clock_.sleepUntilUs(comes ? arrivals_.begin()->first : deadlineUs);
+    return receive(bytes);
+}
+
+bool ScriptedLine::receive(QByteArray* bytes) {
+    while (open_ && !arrivals_.empty() && arrivals_.begin()->first <= clock_.nowUs()) {
         *bytes += arrivals_.begin()->second;
         arrivals_.erase(arrivals_.begin());
-    } else {
-        clock_.sleepUntilUs(deadlineUs);
     }
-    return true;
+    return open_;
+}
+
+qint64 ScriptedLine::worthUs() const {
+    int bytes = 0;
+    for (const auto& arrival : arrivals_) {
+        bytes += arrival.second.size();
+        if (bytes >= expected_) {
+            return arrival.first;
+        }
+    }
+    return -1;
+}
+
+void ScriptedLine::close() {
+    open_ = false;
+    arrivals_.clear();
 }
 
 QByteArray framed(const QByteArray& bytes) {
@@ -70,6 +89,20 @@ QByteArray framed(const QByteArray& bytes) {
 
 QByteArray hex(const char* text) {
     return QByteArray::fromHex(text);
+}
+
+bool isQuery(const QByteArray& request) {
+    return byteAt(request, 1) == READ_EXCEPTION_STATUS || byteAt(request, 1) == DIAGNOSTICS;
+}
+
+QVector<QByteArray> withoutQueries(const QVector<QByteArray>& requests) {
+    QVector<QByteArray> others;
+    for (const QByteArray& request : requests) {
+        if (!isQuery(request)) {
+            others += request;
+        }
+    }
+    return others;
 }
 
 QByteArray ScriptedDevice::answer(const QByteArray& request) {
@@ -92,7 +125,10 @@ QByteArray ScriptedDevice::answer(const QByteArray& request) {
         }
         return framed(reply);
     }
-    if (function == 7) {
+    if (function == DIAGNOSTICS) {
+        return request;
+    }
+    if (function == READ_EXCEPTION_STATUS) {
         return framed(reply + static_cast<char>(0x55));
     }
     if (function == 5) {

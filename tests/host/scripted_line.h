@@ -26,17 +26,24 @@ public:
 
     bool open(QString* why) override;
     Opening reopen() override;
-    void close() override { open_ = false; }
+    // What was on its way is lost.
+    void close() override;
     bool isOpen() const override { return open_; }
     bool write(const QByteArray& bytes) override;
     bool tookBytes() const override { return took_ > 0; }
     bool read(QByteArray* bytes, qint64 deadlineUs) override;
+    bool receive(QByteArray* bytes) override;
+    bool send(const QByteArray& bytes) override { return write(bytes); }
+    void expect(int count) override { expected_ = count; }
+    int descriptor() const override { return -1; }
     QString failure() const override { return QStringLiteral("scripted loss"); }
 
     // `bytes` are there `delayUs` from now.
     void arrive(const QByteArray& bytes, qint64 delayUs) {
         arrivals_.emplace(clock_.nowUs() + delayUs, bytes);
     }
+    // When the bytes that expect() asked for have come; -1 = not with what is on its way.
+    qint64 worthUs() const;
 
     Script script;
     QVector<QByteArray> requests;
@@ -53,6 +60,7 @@ private:
     VirtualClock& clock_;
     bool open_ = true;
     int took_ = 0;
+    int expected_ = 1;
     qint64 openEndUs_ = -1;  // -1 when no attempt is under way.
     std::multimap<qint64, QByteArray> arrivals_;
 };
@@ -61,8 +69,12 @@ private:
 QByteArray framed(const QByteArray& bytes);
 // Bytes from "01 03 02".
 QByteArray hex(const char* text);
+// Whether the request is a status query by which replies are proven.
+bool isQuery(const QByteArray& request);
+// The requests without the status queries.
+QVector<QByteArray> withoutQueries(const QVector<QByteArray>& requests);
 
-// A device with registers and coils that all hold 0 unless set. Answers function codes 1 to 7 and 16.
+// A device with registers and coils that all hold 0 unless set. Answers function codes 1 to 8 and 16.
 class ScriptedDevice {
 public:
     QByteArray answer(const QByteArray& request);

@@ -27,7 +27,6 @@ TEST(Statistics, CountsEveryKindOfEndPerStationAndInAll) {
     Transaction refused = transaction(2, Outcome::Exception);
     refused.exceptionCode = 2;
     refused.repeated = true;
-    refused.foreignFrames = 3;
     refused.driverResult = OPERATION_FAILED;
     statistics.count(refused);
 
@@ -41,19 +40,38 @@ TEST(Statistics, CountsEveryKindOfEndPerStationAndInAll) {
     EXPECT_EQ(second.wrongLength, 1);
     EXPECT_EQ(second.exceptions.value(2), 1);
     EXPECT_EQ(second.retries, 1);
-    EXPECT_EQ(second.foreign, 3);
     EXPECT_EQ(second.failed, 1);
 }
 
-TEST(Statistics, LateRepliesCountForTheStationTheyCameFrom) {
+ExchangeNote note(ExchangeNote::Kind kind, int station) {
+    ExchangeNote met;
+    met.kind = kind;
+    met.station = station;
+    return met;
+}
+
+TEST(Statistics, CountsWhatElseWasMetForTheStationItIsFrom) {
     Statistics statistics(0);
-    Transaction after = transaction(1, Outcome::Good);
-    after.lateStations = {2, 2, 1};
-    statistics.count(after);
-    EXPECT_EQ(statistics.all().late, 3);
-    EXPECT_EQ(statistics.stations().value(1).late, 1);
-    EXPECT_EQ(statistics.stations().value(2).late, 2);
-    EXPECT_EQ(statistics.stations().value(2).requests, 0);
+    for (const ExchangeNote::Kind kind : {ExchangeNote::Query, ExchangeNote::Late, ExchangeNote::Surplus,
+                                          ExchangeNote::Copy, ExchangeNote::Foreign, ExchangeNote::Echo}) {
+        statistics.count(note(kind, 2));
+        statistics.count(note(kind, 2));
+        statistics.count(note(kind, 1));
+    }
+    statistics.count(note(ExchangeNote::QueryAnswer, 1));
+    statistics.count(note(ExchangeNote::Noise, 0));
+    const Counters& all = statistics.all();
+    for (const qint64 counted : {all.queries, all.late, all.surplus, all.copies, all.foreign, all.echoes}) {
+        EXPECT_EQ(counted, 3);
+    }
+    const Counters second = statistics.stations().value(2);
+    for (const qint64 counted : {second.queries, second.late, second.surplus, second.copies, second.echoes}) {
+        EXPECT_EQ(counted, 2);
+    }
+    EXPECT_EQ(second.foreign, 0) << "its station may be none of this line's";
+    EXPECT_EQ(second.requests, 0);
+    EXPECT_EQ(all.bad(), 0);
+    EXPECT_FALSE(statistics.stations().contains(0));
 }
 
 TEST(Statistics, WhatWasNotSentIsNoRequest) {
@@ -64,6 +82,12 @@ TEST(Statistics, WhatWasNotSentIsNoRequest) {
     EXPECT_EQ(statistics.all().requests, 0);
     EXPECT_EQ(statistics.all().bad(), 0);
     EXPECT_EQ(statistics.all().failed, 1);
+    Transaction refused = transaction(1, Outcome::EchoOnly);
+    refused.driverResult = OPERATION_FAILED;
+    statistics.count(refused);
+    EXPECT_EQ(statistics.all().requests, 0);
+    EXPECT_EQ(statistics.all().timeouts, 0);
+    EXPECT_EQ(statistics.all().failed, 2);
 }
 
 TEST(Statistics, ResponseTimesAreThoseOfAnswers) {

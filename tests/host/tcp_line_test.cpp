@@ -5,8 +5,9 @@
 
 #include <functional>
 
-#include "comm_loop.h"
+#include "epoll_poller.h"
 #include "full_listener.h"
+#include "line_runner.h"
 #include "loaded_driver.h"
 
 using namespace dx7;
@@ -47,18 +48,24 @@ protected:
     QString why;
 };
 
-TEST_F(TcpLineTest, ALoopOnALostLineGoesOnWhileConnectingTakesItsTime) {
+TEST_F(TcpLineTest, ARunnerOfALostLineGoesOnWhileConnectingTakesItsTime) {
     const FullListener listener;
     const std::unique_ptr<Line> line = lineTo(listener.port());
-    CommLoop loop(driverFunctions(), *line, clock, LineSettings());
+    const LineSettings settings;
+    DriverSession session(driverFunctions(), propertyText(settings, 1));
+    CommLoop loop(session, settings);
+    PollEngine engine(session, loop, settings, clock.nowUs());
+    EpollPoller poller;
+    LineRunner runner(engine, *line, poller);
     QVector<bool> states;
-    loop.setLineObserver([&](bool open) { states += open; });
-    const auto step = [&] { EXPECT_EQ(loop.step(), CommLoop::Step::NoLine); };
-    EXPECT_LT(took(step), AT_ONCE_US);
-    // From here an attempt is under way.
-    clock.sleepUntilUs(loop.reopenUs());
-    for (int i = 0; i < 20; ++i) {
-        EXPECT_LT(took(step), AT_ONCE_US);
+    EngineEvents events;
+    events.line = [&](bool open) { states += open; };
+    engine.setEvents(events);
+    // Half a second is longer than the first pause: an attempt is under way before it is over.
+    const qint64 endUs = clock.nowUs() + 500000;
+    while (clock.nowUs() < endUs) {
+        EXPECT_LT(took([&] { runner.turn(endUs); }), AT_ONCE_US);
+        EXPECT_FALSE(runner.lineOpen());
     }
     EXPECT_EQ(states, QVector<bool>{false});
 }

@@ -241,6 +241,30 @@ TEST_F(ToolTest, TypesCheckAndCopiesShowTheDriversTables) {
     EXPECT_TRUE(copies.output.contains(latin("CW_bit:15  (15)")));
 }
 
+// Scripts of earlier versions give it.
+TEST_F(ToolTest, TheWindowForLateRepliesIsAcceptedAndIgnored) {
+    startDevice();
+    for (const char* late : {"0", "700"}) {
+        const ToolRun run = tool((QByteArray("read F:3.0.25 --late ") + late).constData());
+        EXPECT_EQ(run.exitCode, 0) << run.errors.toStdString();
+        EXPECT_EQ(run.output, latin("F:3.0.25@1 = 325\n"));
+        EXPECT_TRUE(run.errors.isEmpty()) << run.errors.toStdString();
+    }
+    EXPECT_FALSE(runTool(words("read --help")).output.contains(latin("--late")));
+}
+
+// The device's line does not echo: what is said of that changes no value.
+TEST_F(ToolTest, WhetherTheAdapterEchoesCanBeSaid) {
+    startDevice();
+    for (const char* echo : {"auto", "off", "on"}) {
+        const ToolRun run = tool((QByteArray("read F:3.0.25 --echo ") + echo).constData());
+        EXPECT_EQ(run.exitCode, 0) << run.errors.toStdString();
+        EXPECT_EQ(run.output, latin("F:3.0.25@1 = 325\n"));
+    }
+    const ToolRun write = tool("write F:3.0.25=4 --verify --echo off");
+    EXPECT_EQ(write.exitCode, 0) << write.errors.toStdString();
+}
+
 class BadUsage : public ToolTest, public testing::WithParamInterface<const char*> {};
 
 // Nothing may be sent: the port of these runs does not answer, and most name none.
@@ -260,10 +284,11 @@ INSTANTIATE_TEST_SUITE_P(
         "read --serial /nonexistent/port --block 0 AI:0", "read --serial /nonexistent/port --block -1 AI:0",
         "read --serial x --tcp y AI:0", "read --serial /nonexistent/port --baud fast AI:0",
         "read --serial /nonexistent/port --parity mark AI:0", "read --tcp localhost --rs485 AI:0",
-        "read --serial /nonexistent/port AI:9", "read --serial /nonexistent/port XX:0",
-        "write --serial /nonexistent/port F:0.0.00=65536", "write --serial /nonexistent/port F:0.0.00=-40000",
-        "write --serial /nonexistent/port DO:1=2", "write --serial /nonexistent/port AI:0=1",
-        "write --serial /nonexistent/port DO:1@0=1 --verify",
+        "read --serial /nonexistent/port --echo maybe AI:0", "read --serial /nonexistent/port --echo 1 AI:0",
+        "read --serial /nonexistent/port --late soon AI:0", "read --serial /nonexistent/port AI:9",
+        "read --serial /nonexistent/port XX:0", "write --serial /nonexistent/port F:0.0.00=65536",
+        "write --serial /nonexistent/port F:0.0.00=-40000", "write --serial /nonexistent/port DO:1=2",
+        "write --serial /nonexistent/port AI:0=1", "write --serial /nonexistent/port DO:1@0=1 --verify",
         "monitor --serial /nonexistent/port --seconds 0 AI:0",
         "monitor --serial /nonexistent/port --count 0 AI:0", "types --driver /nonexistent/driver.so",
         "types --driver libz.so.1", "scan --serial /nonexistent/port --stations 0-5", "params",

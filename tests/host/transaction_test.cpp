@@ -99,6 +99,33 @@ TEST(OutcomeText, OfWhatWasCutShortIsTheReason) {
     EXPECT_EQ(outcomeText(transaction), transaction.info);
 }
 
+TEST(OutcomeText, OfWhatWasNotSent) {
+    Transaction transaction;
+    transaction.outcome = Outcome::EchoOnly;
+    EXPECT_EQ(
+        outcomeText(transaction),
+        QStringLiteral("not sent: the adapter sends back what is sent, and the station does not answer"));
+    transaction.outcome = Outcome::Skipped;
+    transaction.otherFrames = 1;
+    EXPECT_EQ(outcomeText(transaction), QStringLiteral("no reply"));
+    transaction.heard = true;
+    EXPECT_EQ(outcomeText(transaction), QStringLiteral("no valid reply: 1 foreign frame"));
+}
+
+TEST(OutcomeText, OfADoubtfulReplyIsNotItsOutcome) {
+    Transaction transaction;
+    transaction.doubtful = true;
+    transaction.driverResult = REPLY_GOOD;
+    for (const Outcome outcome : {Outcome::Good, Outcome::Exception}) {
+        transaction.outcome = outcome;
+        EXPECT_EQ(outcomeText(transaction), QStringLiteral("the reply may be the answer to another request"));
+    }
+    EXPECT_FALSE(transaction.good());
+    transaction.outcome = Outcome::CutShort;
+    transaction.info = QStringLiteral("dx7 was stopped");
+    EXPECT_EQ(outcomeText(transaction), transaction.info);
+}
+
 TEST(SystemReason, NeverClaimsSuccess) {
     EXPECT_EQ(systemReason(0), QStringLiteral("the system gave no reason"));
     EXPECT_EQ(systemReason(EBADF), QStringLiteral("it is closed"));

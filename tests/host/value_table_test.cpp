@@ -4,6 +4,7 @@
 
 #include "loaded_driver.h"
 #include "scripted_line.h"
+#include "transaction.h"
 
 using namespace dx7;
 
@@ -17,20 +18,38 @@ protected:
     void watch(const char* items) {
         table.setPoints(notation().points(QString::fromLatin1(items).split(QLatin1Char(' '))));
     }
+    // Values get into the driver and from there into the table, and are proven.
     QVector<int> readFromDevice(const ItemRange& range, bool bits, qint64 nowUs = 1) {
+        const std::vector<quint16> items = itemsFromDevice(range, bits);
+        const ReadItems read{range, items.data(), nowUs, ++ticket};
+        std::vector<int> fresh;
+        table.arrive(read, nullptr, &fresh);
+        return settled(read, true);
+    }
+    std::vector<quint16> itemsFromDevice(const ItemRange& range, bool bits) {
         session.addRead(range, bits);
         FRAME_PRO frame;
-        while (driverFunctions().getSendFrame(&frame) == 1 && frame.opKind == TAG_WRITE) {
-            answer(frame);
-        }
+        EXPECT_TRUE(session.nextRequest(&frame));
         answer(frame);
-        return table.take(session, range, nullptr, nowUs);
+        std::vector<quint16> items;
+        session.values(range, bits ? 1 : 2, &items);
+        return items;
+    }
+    QVector<int> settled(const ReadItems& read, bool good, const ItemRange* skip = nullptr) {
+        std::vector<int> changed;
+        table.settle(read, skip, good, &changed);
+        return QVector<int>(changed.begin(), changed.end());
+    }
+    QVector<int> arrived(const ReadItems& read, const ItemRange* skip = nullptr) {
+        std::vector<int> changed;
+        table.arrive(read, skip, &changed);
+        return QVector<int>(changed.begin(), changed.end());
     }
     void answer(const FRAME_PRO& frame) {
         QByteArray reply =
             device.answer(QByteArray(reinterpret_cast<const char*>(frame.sendBuf), frame.sendLen));
         QString info;
-        EXPECT_EQ(driverFunctions().dealRcvFrame(reply, info), 1);
+        EXPECT_EQ(session.takeReply(reply, info), REPLY_GOOD);
     }
 
     const ItemRange word{1, QStringLiteral("F"), 0, 1};
@@ -38,19 +57,60 @@ protected:
     DriverSession session;
     ScriptedDevice device;
     ValueTable table;
+    quint64 ticket = 0;
 };
 
 TEST_F(ValueTableTest, TheFirstReadIsANewValueButNoChange) {
     watch("F:0.0.00");
     EXPECT_EQ(readFromDevice(word, false), QVector<int>{0});
-    EXPECT_EQ(table.state(0).changes, 0);
-    EXPECT_EQ(table.state(0).quality, Quality::Good);
+    EXPECT_EQ(table.told(0).changes, 0);
+    EXPECT_EQ(table.told(0).quality, Quality::Good);
     EXPECT_TRUE(readFromDevice(word, false).isEmpty());
     device.registers[0xF000] = 7;
     EXPECT_EQ(readFromDevice(word, false, 99), QVector<int>{0});
-    EXPECT_EQ(table.state(0).changes, 1);
+    EXPECT_EQ(table.told(0).changes, 1);
+    EXPECT_EQ(table.told(0).raw, 7u);
+    EXPECT_EQ(table.told(0).readUs, 99);
     EXPECT_EQ(table.state(0).raw, 7u);
-    EXPECT_EQ(table.state(0).readUs, 99);
+}
+
+TEST_F(ValueTableTest, WhatIsNotProvenIsKnownButNotTold) {
+    watch("F:0.0.00");
+    const quint16 first[] = {5};
+    const quint16 second[] = {6};
+    const ReadItems one{word, first, 10, 1};
+    const ReadItems two{word, second, 20, 2};
+    EXPECT_EQ(arrived(one), QVector<int>{0});
+    EXPECT_EQ(table.state(0).quality, Quality::Fresh);
+    EXPECT_EQ(table.state(0).raw, 5u);
+    EXPECT_EQ(table.told(0).quality, Quality::Bad);
+    EXPECT_FALSE(table.told(0).known);
+    EXPECT_EQ(arrived(two), QVector<int>{0});
+    EXPECT_EQ(settled(one, true), QVector<int>{0});
+    EXPECT_EQ(table.told(0).raw, 5u);
+    EXPECT_EQ(table.told(0).readUs, 10);
+    EXPECT_EQ(table.state(0).quality, Quality::Fresh) << "a newer one is not proven yet";
+    EXPECT_EQ(table.state(0).raw, 6u);
+    EXPECT_EQ(settled(two, true), QVector<int>{0});
+    EXPECT_EQ(table.told(0).raw, 6u);
+    EXPECT_EQ(table.told(0).changes, 1);
+    EXPECT_EQ(table.state(0).quality, Quality::Good);
+}
+
+TEST_F(ValueTableTest, ADoubtfulValueIsToldAsSuchAndIsNoChange) {
+    watch("F:0.0.00");
+    readFromDevice(word, false);
+    const quint16 items[] = {9};
+    const ReadItems read{word, items, 30, ++ticket};
+    arrived(read);
+    EXPECT_EQ(settled(read, false), QVector<int>{0});
+    EXPECT_EQ(table.told(0).quality, Quality::Doubtful);
+    EXPECT_EQ(table.told(0).raw, 9u);
+    EXPECT_EQ(table.told(0).changes, 0);
+    EXPECT_EQ(readFromDevice(word, false), QVector<int>{0});
+    EXPECT_EQ(table.told(0).quality, Quality::Good);
+    EXPECT_EQ(table.told(0).raw, 0u);
+    EXPECT_EQ(table.told(0).changes, 0) << "no good value differed from the one before it";
 }
 
 // The driver compares bits by whole reply bytes: it reports bits that did not change, and may miss some that
@@ -59,9 +119,8 @@ TEST_F(ValueTableTest, BitsChangeWhenTheyDifferWhateverTheDriverReports) {
     watch("SDO:1,8");
     device.coils[0x1060] = 1;
     EXPECT_EQ(readFromDevice(coils, true).size(), 8);
-    const qint64 reports = session.changeReports();
     EXPECT_TRUE(readFromDevice(coils, true).isEmpty());
-    EXPECT_GT(session.changeReports(), reports) << "the driver did report unchanged bits";
+    EXPECT_TRUE(session.reported()) << "the driver did report unchanged bits";
     // The reply's first byte is 0 + 1 in the bit's stored form: no report, yet a change of bit 1.
     for (int i = 0; i < 8; ++i) {
         device.coils[0x1060 + i] = i == 5 ? 1 : 0;
@@ -77,7 +136,12 @@ TEST_F(ValueTableTest, APendingBitDoesNotShowAsTheFirstOfItsGroup) {
     session.addWrite(write, hex("01"));
     EXPECT_EQ(session.value(1, QStringLiteral("CW_bit"), 0, 1), 1)
         << "the driver shows the pending bit there";
-    EXPECT_TRUE(table.take(session, bits, &write, 2).isEmpty());
+    std::vector<quint16> items;
+    session.values(bits, 1, &items);
+    const ReadItems read{bits, items.data(), 2, ++ticket};
+    EXPECT_TRUE(arrived(read, &write).isEmpty());
+    EXPECT_TRUE(settled(read, true, &write).isEmpty());
+    EXPECT_EQ(table.told(0).raw, 0u);
     EXPECT_EQ(table.state(0).raw, 0u);
 }
 
@@ -86,25 +150,49 @@ TEST_F(ValueTableTest, AWideValueNeedsBothWords) {
     device.registers[0xF000] = 1;
     device.registers[0xF001] = 2;
     EXPECT_TRUE(readFromDevice(word, false).isEmpty());
-    EXPECT_FALSE(table.state(0).known);
+    EXPECT_FALSE(table.told(0).known);
     EXPECT_EQ(readFromDevice({1, QStringLiteral("F"), 1, 1}, false), QVector<int>{0});
-    EXPECT_EQ(table.state(0).raw, 0x10002u);
+    EXPECT_EQ(table.told(0).raw, 0x10002u);
 }
 
 TEST_F(ValueTableTest, AFailedReadKeepsTheLastGoodValue) {
     watch("F:0.0.00 F:3.0.00");
     device.registers[0xF000] = 7;
     readFromDevice(word, false, 50);
-    EXPECT_EQ(table.state(1).fault, QStringLiteral("never read"));
-    EXPECT_EQ(table.fail(word, QStringLiteral("no reply")), QVector<int>{0});
-    EXPECT_TRUE(table.fail(word, QStringLiteral("wrong CRC")).isEmpty()) << "it is bad already";
-    EXPECT_EQ(table.state(0).quality, Quality::Bad);
-    EXPECT_EQ(table.state(0).fault, QStringLiteral("wrong CRC"));
-    EXPECT_EQ(table.state(0).raw, 7u);
-    EXPECT_EQ(table.state(0).readUs, 50);
+    EXPECT_EQ(table.told(1).fault, QStringLiteral("never read"));
+    EXPECT_EQ(table.fail(word, QStringLiteral("no reply"), false), QVector<int>{0});
+    EXPECT_EQ(table.told(0).quality, Quality::Stale);
+    EXPECT_EQ(table.told(0).raw, 7u);
+    EXPECT_TRUE(table.fail(word, QStringLiteral("no reply"), false).isEmpty()) << "it is stale already";
+    EXPECT_EQ(table.fail(word, QStringLiteral("wrong CRC"), false), QVector<int>{0}) << "another fault";
+    EXPECT_EQ(table.told(0).fault, QStringLiteral("wrong CRC"));
+    EXPECT_EQ(table.fail(word, QStringLiteral("refused"), true), QVector<int>{0});
+    EXPECT_EQ(table.told(0).quality, Quality::Bad);
+    EXPECT_EQ(table.told(0).raw, 7u);
+    EXPECT_EQ(table.told(0).readUs, 50);
     EXPECT_EQ(readFromDevice(word, false), QVector<int>{0}) << "good again is news";
-    EXPECT_TRUE(table.state(0).fault.isEmpty());
-    EXPECT_EQ(table.state(0).changes, 0);
+    EXPECT_TRUE(table.told(0).fault.isEmpty());
+    EXPECT_EQ(table.told(0).changes, 0);
+}
+
+// What was never proven is no value that could be kept.
+TEST_F(ValueTableTest, AFailedReadForgetsWhatWasNotProven) {
+    watch("F:0.0.00");
+    const quint16 items[] = {9};
+    const ReadItems read{word, items, 30, ++ticket};
+    arrived(read);
+    settled(read, false);
+    EXPECT_EQ(table.fail(word, QStringLiteral("no reply"), false), QVector<int>{0});
+    EXPECT_EQ(table.told(0).quality, Quality::Bad);
+    EXPECT_FALSE(table.told(0).known);
+}
+
+TEST_F(ValueTableTest, AStationThatFailsTakesItsPointsAlone) {
+    watch("F:0.0.00@1 F:0.0.00@2");
+    readFromDevice(word, false);
+    EXPECT_EQ(table.failStation(2, QStringLiteral("no reply")), QVector<int>{1});
+    EXPECT_EQ(table.told(0).quality, Quality::Good);
+    EXPECT_EQ(table.told(1).fault, QStringLiteral("no reply"));
 }
 
 TEST_F(ValueTableTest, WithoutALineEverythingIsNoLineUntilItIsReadAgain) {
@@ -112,18 +200,19 @@ TEST_F(ValueTableTest, WithoutALineEverythingIsNoLineUntilItIsReadAgain) {
     readFromDevice(word, false);
     EXPECT_EQ(table.lineLost(), (QVector<int>{0, 1}));
     EXPECT_TRUE(table.lineLost().isEmpty()) << "they have no line already";
-    EXPECT_EQ(table.state(1).quality, Quality::Bad);
-    EXPECT_EQ(table.state(1).fault, QStringLiteral("no line"));
+    EXPECT_EQ(table.told(1).quality, Quality::Bad);
+    EXPECT_EQ(table.told(1).fault, QStringLiteral("no line"));
     table.lineBack();
-    EXPECT_EQ(table.state(0).quality, Quality::Bad);
-    EXPECT_NE(table.state(0).fault, QStringLiteral("no line"));
-    EXPECT_EQ(table.state(1).fault, QStringLiteral("never read"));
+    EXPECT_EQ(table.told(0).quality, Quality::Stale);
+    EXPECT_NE(table.told(0).fault, QStringLiteral("no line"));
+    EXPECT_EQ(table.told(1).fault, QStringLiteral("never read"));
     EXPECT_EQ(table.lineLost(), (QVector<int>{0, 1})) << "once more";
     table.lineBack();
-    EXPECT_EQ(table.fail({1, QStringLiteral("F"), 168, 1}, QStringLiteral("no reply")), QVector<int>{1})
+    EXPECT_EQ(table.fail({1, QStringLiteral("F"), 168, 1}, QStringLiteral("no reply"), false),
+              QVector<int>{1})
         << "the first reading failed";
     readFromDevice(word, false);
-    EXPECT_EQ(table.state(0).quality, Quality::Good);
+    EXPECT_EQ(table.told(0).quality, Quality::Good);
 }
 
 }  // namespace
