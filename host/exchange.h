@@ -122,8 +122,8 @@ public:
     bool requestSent() const {
         return requestSent_ && (present_ > 0 || phase_ == Phase::Pause) && phase_ != Phase::Idle;
     }
-    /// Whether the station owes the answer to a query.
-    bool asking(int station) const { return stationAt(station).queries > 0; }
+    /// When a station that owes the answer to a query may be asked again; 0 when it owes none.
+    qint64 askAgainUs(int station) const;
     /// Other stations can be served while one owes a reply; else an operation waits for its whole time.
     void setOthers(bool others) { others_ = others; }
 

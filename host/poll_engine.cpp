@@ -197,7 +197,8 @@ bool PollEngine::beginQuery(qint64 nowUs) {
     return true;
 }
 
-// A dead station is asked with one query, or, when it answers none, with one read. True when the query was begun.
+// A dead station is asked with one query, or, when it answers none, with one read. True when the query was
+// begun.
 bool PollEngine::probe(qint64 nowUs) {
     if (active_ || queried_ > 0 || concluding_) {
         return false;
@@ -216,9 +217,9 @@ bool PollEngine::probe(qint64 nowUs) {
         if (loop_.exchange().deafToQueries(station)) {
             const ItemRange range{station, point->type.name, point->address, 1};
             queue_.push_back(Operation{Operation::Probe, range, point->type, QByteArray(), {}});
-        } else if (loop_.exchange().asking(station)) {
+        } else if (loop_.exchange().askAgainUs(station) > nowUs) {
             // One is out: its answer counts when it comes.
-            health_.probed(station, false, nowUs);
+            health_.postpone(station, loop_.exchange().askAgainUs(station));
         } else {
             queried_ = station;
             probing_ = true;

@@ -233,7 +233,7 @@ TEST_P(Tshark, DecodesExceptions) {
 }
 
 TEST_P(Tshark, FindsTheBadCrcs) {
-    Rig rig(GetParam(), {"--fault", "corrupt=0.5", "--seed", "3"});
+    Rig rig(GetParam(), {"--fault", "corrupt=0.3", "--seed", "3"});
     const std::vector<Packet> packets = record(
         rig, {"read", "F:0.0.00,10", "F:0.0.10,10", "F:0.0.20,10", "F:0.0.30,10", "--timeout", "150"}, ANY);
     int bad = 0;
