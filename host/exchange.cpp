@@ -928,6 +928,11 @@ bool Exchange::mayQuery(const Station& station, qint64 nowUs) const {
 }
 
 // They take turns.
+qint64 Exchange::askAgainUs(int number) const {
+    const Station& station = stationAt(number);
+    return station.queries > 0 ? station.queryUs + ASK_AGAIN_US : 0;
+}
+
 int Exchange::stationToProve(qint64 nowUs) const {
     int first = 0;
     int next = 0;
