@@ -824,7 +824,11 @@ int Exchange::proofStation(qint64 nowUs) const {
 
 qint64 Exchange::proofUs(qint64 nowUs) const {
     qint64 dueUs = -1;
-    const auto consider = [&](qint64 timeUs) { dueUs = dueUs < 0 ? timeUs : std::min(dueUs, timeUs); };
+    const auto consider = [&](qint64 timeUs) {
+        if (timeUs > nowUs) {
+            dueUs = dueUs < 0 ? timeUs : std::min(dueUs, timeUs);
+        }
+    };
     if (!held_.empty()) {
         consider(queryUs_ + PROOF_INTERVAL_US);
     }
@@ -832,10 +836,10 @@ qint64 Exchange::proofUs(qint64 nowUs) const {
         const Station& station = stationAt(number);
         if (station.owesData || station.queries > 0) {
             consider(station.queryUs + ASK_AGAIN_US);
-            consider(station.owedUs + FORGET_US);
+            consider(std::max(station.owedUs + FORGET_US, forgetUs_));
         }
     }
-    return dueUs < 0 ? -1 : std::max(dueUs, nowUs);
+    return dueUs;
 }
 
 void Exchange::prove(qint64 nowUs) {
