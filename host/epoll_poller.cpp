@@ -96,7 +96,7 @@ void EpollPoller::ignoreUntil(Line& line, qint64 timeUs) {
 }
 
 bool EpollPoller::ready(const Line& line) const {
-    const auto found = watches_.find(const_cast<Line*>(&line));
+    const auto found = watches_.find(&line);
     return found != watches_.end() && found->second.ready;
 }
 

@@ -42,7 +42,7 @@ private:
         qint64 ignoreUs = 0;  ///< 0 when it is not ignored.
         bool ready = false;
     };
-    using Watches = std::unordered_map<Line*, Watch>;
+    using Watches = std::unordered_map<const Line*, Watch>;
 
     bool endIgnoring();
     unsigned wantedEvents(const Line& line, const Watch& watch) const;

@@ -75,6 +75,13 @@ void Exchange::reset() {
     cleanWindows_ = 0;
 }
 
+void Exchange::notSent() {
+    requestSent_ = requestSent_ && output_ != request_;
+    if (phase_ == Phase::Query && output_ == query_) {
+        phase_ = Phase::Idle;
+    }
+}
+
 // Time.
 
 qint64 Exchange::boundUs() const {
@@ -140,10 +147,15 @@ void Exchange::forget(qint64 nowUs) {
     forgetUs_ = nowUs + PIECE_GAP_US;
     for (const int number : asked_) {
         Station& station = stationAt(number);
-        const bool owes = station.owesData ? station.reported : station.queries > 0;
-        if (owes && nowUs - station.owedUs >= FORGET_US) {
+        if (station.owesData && station.reported && nowUs - station.owedUs >= FORGET_US) {
             station.owesData = false;
-            station.queries = 0;
+            station.unproven = true;
+        }
+        if (station.owesData || (phase_ == Phase::Query && queried_ == number)) {
+            continue;
+        }
+        while (station.queries > 0 && nowUs - station.out[0].endUs >= FORGET_US) {
+            dropQueries(station, station.out[0].sequence);
             station.unproven = true;
         }
     }
@@ -216,7 +228,7 @@ void Exchange::begin(const QByteArray& request, int expectLen, bool first, qint6
         sendData(nowUs);
         return;
     }
-    if (station.owesData) {
+    if (station.owesData || owesLike(station, request)) {
         if (station.queries == 0 || mayQuery(station, nowUs)) {
             beginQuery(present_, Purpose::Precede, nowUs);
         } else if (others_) {
@@ -232,6 +244,16 @@ void Exchange::begin(const QByteArray& request, int expectLen, bool first, qint6
     } else {
         sendData(nowUs);
     }
+}
+
+bool Exchange::owesStatus(const Station& station) const {
+    return std::any_of(station.out.begin(), station.out.begin() + station.queries,
+                       [](const Query& query) { return !query.diagnostic; });
+}
+
+// Whether the station owes the answer to a query that is the request byte for byte.
+bool Exchange::owesLike(const Station& station, const QByteArray& request) const {
+    return byteAt(request, 1) == READ_EXCEPTION_STATUS && owesStatus(station);
 }
 
 void Exchange::sendData(qint64 nowUs) {
@@ -256,16 +278,25 @@ void Exchange::sendData(qint64 nowUs) {
     deadlineUs_ = lastActivityUs_ + waitUs(station) + lineTimeUs(settings_, expectLen_);
 }
 
+bool Exchange::mayAnswerDiagnostics(const Station& station) const {
+    return station.diagnosticAnswered || station.diagnosticPassed < FEWEST_PASSED;
+}
+
 bool Exchange::useDiagnostic(const Station& station) const {
-    if (echo_ == Echo::Unknown ||
-        (!station.diagnosticAnswered && station.diagnosticPassed >= FEWEST_PASSED)) {
+    if (echo_ == Echo::Unknown || !mayAnswerDiagnostics(station)) {
         return false;
     }
     if (!station.statusAnswered && station.statusPassed >= FEWEST_PASSED) {
         return true;
     }
-    // A reply to function code 7 that was asked for as data could pass for the answer.
-    return station.diagnosticNext || station.statusData;
+    // What is known to be answered tells soonest whether a reply will come.
+    if (purpose_ == Purpose::Resolve && station.statusAnswered && !station.diagnosticAnswered &&
+        !station.statusData && !owesStatus(station)) {
+        return false;
+    }
+    // A reply to function code 7 that was asked for as data or by another master, or is owed, could pass for
+    // the answer.
+    return station.diagnosticNext || station.statusData || strangerUs_ >= 0 || owesStatus(station);
 }
 
 // Waits for a query that is out already.
@@ -301,9 +332,6 @@ void Exchange::sendQuery(qint64 nowUs) {
     query.endUs = lastActivityUs_;
     query.sequence = sequence_;
     station.diagnosticNext = !query.diagnostic;
-    if (station.queries == 0 && !station.owesData) {
-        station.owedUs = nowUs;
-    }
     if (station.queries == static_cast<int>(station.out.size())) {
         std::copy(station.out.begin() + 1, station.out.end(), station.out.begin());
         --station.queries;
@@ -437,8 +465,9 @@ void Exchange::acceptData(int number, qint64 nowUs) {
         afterUs <= settings_.timeoutMs * qint64(1000) + lineTimeUs(settings_, station.expectLen);
     const bool current = present_ == number && !station.reported;
     station.owesData = false;
+    const qint64 patienceUs = waitUs(station) + lineTimeUs(settings_, station.expectLen);
+    passQueries(station, afterUs <= patienceUs);
     learnPace(station, afterUs);
-    passQueries(station, station.sequence, inTime);
     remember(nowUs);
     if (!inTime) {
         station.unproven = station.disturbed = true;
@@ -450,8 +479,11 @@ void Exchange::acceptData(int number, qint64 nowUs) {
     assign(reply_, frame_);
     const bool refusal = (byteAt(frame_, 1) & EXCEPTION_BIT) != 0;
     end(refusal ? ExchangeEnd::Exception : ExchangeEnd::Reply, ++ticket_);
-    held_.push_back(Held{ticket_, station.sequence, number});
+    held_.push_back(Held{ticket_, station.sequence, number, byteAt(request_, 1) == READ_EXCEPTION_STATUS});
     newcomers_ = newcomers_ || !station.proven;
+    if (!held_.back().status) {
+        station.otherSequence = station.sequence;
+    }
     if (dirty_) {
         settleAll(false);
     } else if (isDeaf(station)) {
@@ -471,15 +503,28 @@ void Exchange::learnPace(Station& station, qint64 afterUs) {
     station.slowUs = std::max(afterUs, station.slowUs - (station.slowUs - afterUs) / PACE_MEMORY);
 }
 
-// A later reply of the station came without the answers to queries before it: there will be none.
-void Exchange::passQueries(Station& station, quint64 sequence, bool inTime) {
+// A later reply of the station came without the answers to queries before it: there will be none, unless the
+// reply is that to an earlier request. So they stay owed.
+void Exchange::passQueries(Station& station, bool inTime) {
+    for (int i = 0; i < station.queries; ++i) {
+        Query& query = station.out[static_cast<std::size_t>(i)];
+        if (query.sequence > station.sequence || query.passed) {
+            continue;
+        }
+        query.passed = true;
+        if (inTime && !dirty_ && strangerUs_ < 0) {
+            ++(query.diagnostic ? station.diagnosticPassed : station.statusPassed);
+        }
+    }
+}
+
+// The answers up to this one will not come any more.
+void Exchange::dropQueries(Station& station, quint64 sequence) {
     int left = 0;
     for (int i = 0; i < station.queries; ++i) {
         const Query query = station.out[static_cast<std::size_t>(i)];
         if (query.sequence > sequence) {
             station.out[static_cast<std::size_t>(left++)] = query;
-        } else if (inTime) {
-            ++(query.diagnostic ? station.diagnosticPassed : station.statusPassed);
         }
     }
     station.queries = left;
@@ -499,12 +544,16 @@ void Exchange::acceptQuery(int number, int index, qint64 nowUs) {
         echo_ = Echo::No;
     }
     remember(nowUs);
+    if (query.passed) {
+        // The reply that came first was not that to the request after the query.
+        disturb(number);
+    }
     if (station.owesData && station.sequence < query.sequence) {
         loseData(number);
     }
-    passQueries(station, query.sequence, false);
+    dropQueries(station, query.sequence);
     if (station.queries == 0) {
-        close(number, query.sequence);
+        close(number, query, !refusal && query.diagnostic, nowUs);
         if (phase_ == Phase::Query && queried_ == number) {
             finishQuery(true, nowUs);
         } else if (phase_ == Phase::Waiting && next_ == Next::Query && purpose_ == Purpose::Resolve) {
@@ -521,8 +570,8 @@ void Exchange::loseData(int number) {
     }
 }
 
-// The query with this sequence was answered in its place.
-void Exchange::close(int number, quint64 sequence) {
+// The query was answered in its place. `alone`: no other query has that answer.
+void Exchange::close(int number, const Query& query, bool alone, qint64 nowUs) {
     Station& proven = stationAt(number);
     proven.unproven = proven.statusData = false;
     proven.proven = true;
@@ -530,19 +579,34 @@ void Exchange::close(int number, quint64 sequence) {
         dirty_ = false;
         return;
     }
+    if (!alone && strangerNear(nowUs)) {
+        // Another master's query of the same kind has the same answer.
+        settleAll(false);
+        return;
+    }
     ++cleanWindows_;
     windowLimit_ = std::min(2 * windowLimit_, int(MOST_WINDOW));
     std::size_t left = 0;
     for (const Held& held : held_) {
-        if (held.sequence < sequence && (held.station == number || !stationAt(held.station).unproven)) {
+        const bool before = held.sequence < query.sequence;
+        const bool mine = held.station == number && before;
+        const bool others = held.station != number && before && !stationAt(held.station).unproven;
+        // The answer may be the reply to function code 7 that was asked for as data, unless a reply of
+        // another kind came after that.
+        const bool alike = mine && held.status && !query.diagnostic && proven.otherSequence < held.sequence;
+        if ((mine && !alike) || others) {
             settle(held, true);
+        } else if (alike && !mayAnswerDiagnostics(proven) && held.sequence < proven.closedSequence) {
+            settle(held, false);
         } else {
+            proven.statusData = proven.statusData || alike;
             held_[left++] = held;
         }
     }
     held_.resize(left);
     newcomers_ = std::any_of(held_.begin(), held_.end(),
                              [this](const Held& held) { return !stationAt(held.station).proven; });
+    proven.closedSequence = query.sequence;
 }
 
 void Exchange::settleAll(bool good) {
@@ -565,9 +629,19 @@ void Exchange::settleStation(int number, bool good) {
     held_.resize(left);
 }
 
+// Frames that answer nothing came of late, and not as copies.
+bool Exchange::strangerNear(qint64 nowUs) const {
+    return strangerUs_ >= 0 && nowUs - strangerUs_ < FORGET_US;
+}
+
+int Exchange::unpassed(const Station& station) const {
+    return static_cast<int>(std::count_if(station.out.begin(), station.out.begin() + station.queries,
+                                          [](const Query& query) { return !query.passed; }));
+}
+
 bool Exchange::isDeaf(const Station& station) const {
-    return !station.statusAnswered && !station.diagnosticAnswered && station.statusPassed > 0 &&
-           station.diagnosticPassed > 0;
+    return !station.statusAnswered && !station.diagnosticAnswered && station.statusPassed >= FEWEST_PASSED &&
+           station.diagnosticPassed >= FEWEST_PASSED;
 }
 
 // Frames that answer nothing.
@@ -613,6 +687,7 @@ void Exchange::putAside(qint64 nowUs) {
         expectCopies(nowUs - known->atUs);
     } else {
         note(asked ? ExchangeNote::Surplus : ExchangeNote::Foreign, number);
+        strangerUs_ = nowUs;
     }
     disturb(number);
 }
@@ -624,9 +699,7 @@ void Exchange::noteDamage(FrameStream::Kind kind, bool last, qint64 nowUs) {
         tap_->frameReceived(frame_, std::max<qint64>(nowUs - lastActivityUs_, 0));
     }
     if (phase_ == Phase::Data && like) {
-        damaged_ = true;
-        reply_.resize(0);
-        reply_.append(frame_.constData(), std::min(frame_.size(), expectLen_));
+        takeDamaged();
     }
     // Fewer bytes are no frame that was damaged, but what a line picks up between frames.
     if (frame_.size() >= SHORTEST_FRAME_BYTES) {
@@ -635,6 +708,15 @@ void Exchange::noteDamage(FrameStream::Kind kind, bool last, qint64 nowUs) {
     if (phase_ == Phase::Data && like && !last) {
         resolve(nowUs);
     }
+}
+
+// The driver looks at the CRC alone: a frame whose own byte count belies it is kept from it.
+void Exchange::takeDamaged() {
+    const int length = std::min(frame_.size(), expectLen_);
+    QByteArray& taken = endsWithCrc(frame_, 0, length) ? mismatch_ : reply_;
+    taken.resize(0);
+    taken.append(frame_.constData(), length);
+    damaged_ = damaged_ || &taken == &reply_;
 }
 
 // Something else came in between.
@@ -720,7 +802,7 @@ void Exchange::onQueryDeadline(qint64 nowUs) {
         return;
     }
     if (finishing_ && purpose_ == Purpose::Proof && !plainQuery_) {
-        if (station.queries == 1 && !station.statusAnswered && !station.diagnosticAnswered) {
+        if (unpassed(station) == 1 && !station.statusAnswered && !station.diagnosticAnswered) {
             sendAt(Next::Query, nowUs);
             return;
         }
@@ -738,7 +820,7 @@ void Exchange::finishQuery(bool answered, qint64 nowUs) {
     const bool test = echoTest_;
     echoTest_ = false;
     if (purpose_ == Purpose::Precede) {
-        if (station.owesData) {
+        if (station.owesData || owesLike(station, request_)) {
             end(ExchangeEnd::Owed);
         } else if (test && !answered && echo_ == Echo::Yes) {
             refused_ = true;
@@ -776,30 +858,38 @@ void Exchange::abandon() {
 
 // Proof.
 
-bool Exchange::mayQuery(const Station& station, qint64 nowUs) const {
-    return !isDeaf(station) && (station.queries == 0 || nowUs - station.queryUs >= ASK_AGAIN_US);
+// When a query may go to the station; -1 = never.
+qint64 Exchange::askUs(const Station& station) const {
+    if (isDeaf(station)) {
+        return -1;
+    }
+    const auto begin = station.out.begin();
+    const auto end = begin + station.queries;
+    const bool passed = std::all_of(begin, end, [](const Query& query) { return query.passed; });
+    const qint64 againUs = passed ? 0 : station.queryUs + ASK_AGAIN_US;
+    // The answer that is owed would pass for that to a query like it.
+    const bool alike = station.statusAnswered && !station.owesData && !useDiagnostic(station);
+    const auto* const status = std::find_if(begin, end, [](const Query& query) { return !query.diagnostic; });
+    return alike && status != end ? std::max(againUs, status->endUs + FORGET_US) : againUs;
 }
 
+bool Exchange::mayQuery(const Station& station, qint64 nowUs) const {
+    return !isDeaf(station) && nowUs >= askUs(station);
+}
+
+// They take turns.
 int Exchange::stationToProve(qint64 nowUs) const {
     int first = 0;
     int next = 0;
-    bool firstOwn = false;
-    bool nextOwn = false;
     for (const Held& held : held_) {
         const Station& station = stationAt(held.station);
         if (!mayQuery(station, nowUs) && !(finishing_ && station.queries > 0)) {
             continue;
         }
-        const bool own = station.unproven;
-        const bool after = held.station > turn_;
-        int& best = after ? next : first;
-        bool& bestOwn = after ? nextOwn : firstOwn;
-        if (best == 0 || (own && !bestOwn) || (own == bestOwn && held.station < best)) {
-            best = held.station;
-            bestOwn = own;
-        }
+        int& best = held.station > turn_ ? next : first;
+        best = best == 0 ? held.station : std::min(best, held.station);
     }
-    return next > 0 && (nextOwn || !firstOwn) ? next : first;
+    return next > 0 ? next : first;
 }
 
 int Exchange::proofStation(qint64 nowUs) const {
@@ -809,7 +899,8 @@ int Exchange::proofStation(qint64 nowUs) const {
             return number;
         }
     }
-    if (dirty_ && !askedSinceDirty_ && disturbedStation_ > 0 && mayQuery(stationAt(disturbedStation_), nowUs)) {
+    const bool needless = askedSinceDirty_ || (finishing_ && held_.empty());
+    if (dirty_ && disturbedStation_ > 0 && !needless && mayQuery(stationAt(disturbedStation_), nowUs)) {
         return disturbedStation_;
     }
     if (held_.empty()) {
@@ -829,15 +920,31 @@ qint64 Exchange::proofUs(qint64 nowUs) const {
             dueUs = dueUs < 0 ? timeUs : std::min(dueUs, timeUs);
         }
     };
-    if (!held_.empty()) {
-        consider(queryUs_ + PROOF_INTERVAL_US);
+    const qint64 intervalUs = queryUs_ + PROOF_INTERVAL_US;
+    for (const Held& held : held_) {
+        const qint64 mayUs = askUs(stationAt(held.station));
+        if (mayUs >= 0) {
+            consider(std::max(intervalUs, mayUs));
+        }
+        if (mayUs >= 0 && mayUs <= intervalUs) {
+            // None is sooner, however many are held.
+            break;
+        }
     }
     for (const int number : asked_) {
         const Station& station = stationAt(number);
-        if (station.owesData || station.queries > 0) {
-            consider(station.queryUs + ASK_AGAIN_US);
+        if (station.owesData) {
             consider(std::max(station.owedUs + FORGET_US, forgetUs_));
+        } else if (station.queries > 0) {
+            consider(std::max(station.out[0].endUs + FORGET_US, forgetUs_));
         }
+        if (station.owesData && !isDeaf(station)) {
+            consider(askUs(station));
+        }
+    }
+    if (dirty_ && !askedSinceDirty_ && disturbedStation_ > 0 && !finishing_ &&
+        !isDeaf(stationAt(disturbedStation_))) {
+        consider(askUs(stationAt(disturbedStation_)));
     }
     return dueUs;
 }

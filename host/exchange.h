@@ -93,7 +93,7 @@ public:
     const QByteArray& output() const { return output_; }
     void outputTaken() { output_.resize(0); }
     /// The line took no byte of output(): it was lost before. To be called before outputTaken() and reset().
-    void notSent() { requestSent_ = requestSent_ && output_ != request_; }
+    void notSent();
     /// When advance() has something to do; -1 while it has nothing.
     qint64 nextDueUs() const;
     /// How many bytes must come before feed() can tell anything new; 1 or more.
@@ -184,6 +184,7 @@ private:
         quint16 counter = 0;
         qint64 endUs = 0;  ///< When its last byte was on the line.
         quint64 sequence = 0;
+        bool passed = false;  ///< A later reply came before the answer.
     };
     struct Station {
         bool owesData = false;
@@ -205,15 +206,18 @@ private:
         qint64 endUs = 0;
         quint64 sequence = 0;
         qint64 slowUs = 0;   ///< The slowest answer of late, from the end of its request.
-        qint64 owedUs = 0;   ///< Since when anything is owed.
+        qint64 owedUs = 0;   ///< Since when the reply is owed.
         qint64 queryUs = 0;  ///< When the last query was sent.
         qint64 heardUs = 0;
         qint64 askedUs = 0;
+        quint64 otherSequence = 0;   ///< Of the last reply to anything but function code 7.
+        quint64 closedSequence = 0;  ///< Of the last query that was answered in its place.
     };
     struct Held {
         quint64 ticket = 0;
         quint64 sequence = 0;
         int station = 0;
+        bool status = false;  ///< Function code 7, asked for as data.
     };
     struct Accepted {
         QByteArray frame;
@@ -234,7 +238,10 @@ private:
     void sendData(qint64 nowUs);
     void sendQuery(qint64 nowUs);
     bool wantsEchoTest(int function) const;
+    bool mayAnswerDiagnostics(const Station& station) const;
     bool useDiagnostic(const Station& station) const;
+    bool owesStatus(const Station& station) const;
+    bool owesLike(const Station& station, const QByteArray& request) const;
     void beginQuery(int station, Purpose purpose, qint64 nowUs);
     void awaitQuery(const Station& station, qint64 nowUs);
     void awaitOwedQuery(int number, Purpose purpose, qint64 nowUs);
@@ -247,8 +254,10 @@ private:
     static void learnPace(Station& station, qint64 afterUs);
     void acceptQuery(int number, int index, qint64 nowUs);
     void loseData(int number);
-    void passQueries(Station& station, quint64 sequence, bool inTime);
-    void close(int number, quint64 sequence);
+    void passQueries(Station& station, bool inTime);
+    void dropQueries(Station& station, quint64 sequence);
+    void close(int number, const Query& query, bool alone, qint64 nowUs);
+    bool strangerNear(qint64 nowUs) const;
     void settleAll(bool good);
     void settleStation(int number, bool good);
     bool isDeaf(const Station& station) const;
@@ -256,6 +265,7 @@ private:
     bool absorbCopy(qint64 nowUs);
     Accepted* acceptedLike();
     void noteDamage(FrameStream::Kind kind, bool last, qint64 nowUs);
+    void takeDamaged();
     void disturb(int station);
     void expectCopies(qint64 lagUs);
     void remember(qint64 nowUs);
@@ -271,7 +281,9 @@ private:
     void forget(qint64 nowUs);
     int proofStation(qint64 nowUs) const;
     int stationToProve(qint64 nowUs) const;
+    qint64 askUs(const Station& station) const;
     bool mayQuery(const Station& station, qint64 nowUs) const;
+    int unpassed(const Station& station) const;
 
     LineSettings settings_;
     FrameStream stream_;
@@ -314,6 +326,7 @@ private:
     std::vector<ExchangeNote> notes_;
     bool dirty_ = false;  ///< Since the last proof anything else came in between.
     int disturbedStation_ = 0;
+    qint64 strangerUs_ = -1;        ///< When a frame came last that answers nothing and is no copy.
     bool askedSinceDirty_ = false;  ///< A query was sent after the last request.
     bool cycleEnded_ = false;
     bool finishing_ = false;

@@ -23,12 +23,12 @@ public:
 
     /// Opens or reopens and waits until that is done. On failure returns false and says why in `*why`.
     virtual bool open(QString* why) = 0;
-    /// A question whose yes ends an open() that waits; it is asked every 20 ms, in the same thread.
-    void setStopRequest(std::function<bool()> stopped) { stopRequest_ = std::move(stopped); }
     /// The same for a caller who has other things to do: begins an attempt, or looks what has become of the
     /// one under way. Does not wait. While an earlier close() goes on, it is under way, too. failure() says
     /// why it failed. A line that needs no time to open uses open().
     virtual Opening reopen();
+    /// A question whose yes ends an open() that waits; it is asked every 20 ms, in the same thread.
+    void setStopRequest(std::function<bool()> stopped) { stopRequest_ = std::move(stopped); }
     /// Does not wait: what takes its time goes on aside. Drops an attempt to open, too.
     virtual void close() = 0;
     virtual bool isOpen() const = 0;

@@ -160,7 +160,9 @@ bool PollEngine::begin(qint64 nowUs) {
         if (replanNeeded_ && !concluding_) {
             replan();
         }
-        probe(nowUs);
+        if (probe(nowUs)) {
+            return true;
+        }
         handOver();
         exchange.setFinishing(concluding_ || (queue_.empty() && !active_ && !heldOperations_.empty()));
         if (!active_ && beginQuery(nowUs)) {
@@ -184,15 +186,15 @@ bool PollEngine::beginQuery(qint64 nowUs) {
     queried_ = queries_.front();
     queries_.pop_front();
     probing_ = false;
-    queryAnswered_ = false;
+    queryAnswered_ = queryLost_ = false;
     loop_.exchange().query(queried_, nowUs);
     return true;
 }
 
-// A dead station is asked with one query, or, when it answers none, with one read.
-void PollEngine::probe(qint64 nowUs) {
+// A dead station is asked with one query, or, when it answers none, with one read. True when the query was begun.
+bool PollEngine::probe(qint64 nowUs) {
     if (active_ || queried_ > 0 || concluding_) {
-        return;
+        return false;
     }
     for (const int station : health_.probesDue(nowUs)) {
         const auto& points = table_.points();
@@ -216,9 +218,10 @@ void PollEngine::probe(qint64 nowUs) {
             probing_ = true;
             queryAnswered_ = false;
             loop_.exchange().query(station, nowUs);
-            return;
+            return true;
         }
     }
+    return false;
 }
 
 // The wait for the query is over.
@@ -247,8 +250,12 @@ qint64 PollEngine::nextDueUs(qint64 nowUs) const {
     if (work) {
         consider(std::max(exchange.clearUs(), stalledUntilUs_));
     }
-    consider(exchange.proofUs(nowUs));
-    consider(concluding_ ? -1 : health_.nextProbeUs());
+    if (exchange.proofUs(nowUs) >= 0) {
+        consider(std::max(exchange.proofUs(nowUs), exchange.clearUs()));
+    }
+    if (!concluding_ && health_.nextProbeUs() >= 0) {
+        consider(std::max({health_.nextProbeUs(), exchange.clearUs(), stalledUntilUs_}));
+    }
     return dueUs;
 }
 
@@ -492,6 +499,7 @@ void PollEngine::reportValues(const QVector<int>& points) {
 
 void PollEngine::lineLost(qint64) {
     cycleStartUs_ = -1;
+    queryLost_ = queried_ > 0 && !probing_ && loop_.exchange().awaiting();
     queried_ = 0;
     loop_.lineLost();
     reportValues(table_.lineLost());

@@ -68,6 +68,8 @@ public:
     void query(int station) { queries_.push_back(station); }
     /// Requests and queries that have been queued and not ended, or whose answer is not settled.
     int pendingOperations() const;
+    /// The line was lost after a query of query() was sent, or may have been, and before its answer.
+    bool queryLost() const { return queryLost_; }
     /// Ends all of them: `done` is called for each, in order, with Outcome::CutShort and `reason` as info;
     /// what was answered and is not settled is doubtful. The driver may still hold the one that was under
     /// way: after that the engine is not advanced any more, unless it is called by the `done` of another one.
@@ -112,7 +114,7 @@ private:
 
     bool begin(qint64 nowUs);
     bool beginQuery(qint64 nowUs);
-    void probe(qint64 nowUs);
+    bool probe(qint64 nowUs);
     void endProbe(qint64 nowUs);
     void onTransaction(const Transaction& transaction);
     void onSettled(quint64 ticket, bool good);
@@ -145,6 +147,7 @@ private:
     int queried_ = 0;        ///< The station of the query that is waited for; 0 without one.
     bool probing_ = false;   ///< It is a probe.
     bool queryAnswered_ = false;
+    bool queryLost_ = false;  ///< See queryLost().
     bool replanNeeded_ = false;
     bool concluding_ = false;
     int skipped_ = 0;            ///< Operations in a row that were not sent, for the station owes a reply.

@@ -57,7 +57,7 @@ bool awaitPortTasks(int ms) {
 }
 
 std::shared_ptr<PortTask> PortTask::opening(std::function<OpenedPort()> opener) {
-    const auto task = std::make_shared<PortTask>();
+    auto task = std::make_shared<PortTask>();
     const int error = startThread([task, opener = std::move(opener)] { task->run(opener); });
     if (error != 0) {
         task->opened_.failure = systemReason(error);
@@ -67,7 +67,7 @@ std::shared_ptr<PortTask> PortTask::opening(std::function<OpenedPort()> opener) 
 }
 
 std::shared_ptr<PortTask> PortTask::closing(std::unique_ptr<OpenPort> port) {
-    const auto task = std::make_shared<PortTask>();
+    auto task = std::make_shared<PortTask>();
     task->dropped_ = true;
     // What a thread is given must be copied.
     const auto owner = std::make_shared<std::unique_ptr<OpenPort>>(std::move(port));

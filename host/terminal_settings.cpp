@@ -58,7 +58,8 @@ termios2 lineState(const termios2& before, const LineSettings& settings) {
 void clearCustomDivisor(int port) {
     serial_struct serial{};
     if (::ioctl(port, TIOCGSERIAL, &serial) == 0 && (serial.flags & ASYNC_SPD_MASK) != 0) {
-        serial.flags &= ~ASYNC_SPD_MASK;
+        const auto divisor = static_cast<unsigned>(ASYNC_SPD_MASK);
+        serial.flags = static_cast<int>(static_cast<unsigned>(serial.flags) & ~divisor);
         serial.custom_divisor = 0;
         ::ioctl(port, TIOCSSERIAL, &serial);
     }

@@ -73,7 +73,9 @@ public:
     bool lineLost() const { return lineLost_; }
     bool lineOpen() const { return runner_->lineOpen(); }
     /// Something was sent whose answer has not come.
-    bool requestOut() const { return loop_.requestOut() || loop_.exchange().awaiting(); }
+    bool requestOut() const {
+        return loop_.requestOut() || loop_.exchange().awaiting() || engine_->queryLost();
+    }
 
     /// Operations in a row up to now whose station gave no sign of life.
     int silentOperations() const { return silentOperations_; }

@@ -7,6 +7,7 @@
 #include <cstdio>
 #include <sstream>
 
+#include "common/timer_slack.h"
 #include "error.h"
 #include "options.h"
 #include "output.h"
@@ -158,6 +159,7 @@ int main(int argc, char** argv) {
     if (!dx7::occupyStandardDescriptors()) {
         return EXIT_FAILED;
     }
+    dx7::useExactTimers();
     try {
         // What Qt has to say about a file or port stands in the command's own line, too.
         std::signal(SIGXFSZ, SIG_IGN);  // A file that may not grow any more fails as one on a full disk.

@@ -14,7 +14,7 @@
 #include <vector>
 
 /// Function codes.
-enum : int { READ = 3, WRITE_BIT = 5, WRITE = 6, STATUS = 7, WRITE_RUN = 16 };
+enum : int { READ = 3, WRITE_BIT = 5, WRITE = 6, STATUS = 7, DIAGNOSTICS = 8, WRITE_RUN = 16 };
 
 bool says(const std::string& text, const std::string& part);
 

@@ -12,7 +12,15 @@
 
 namespace {
 
-enum { REQUEST_BYTES = 8, WRITE_REGISTERS = 16, KEPT_VALUE = 7, PARAMETER = 0x0FFF };
+enum {
+    REQUEST_BYTES = 8,
+    STATUS_REQUEST_BYTES = 4,
+    STATUS = 7,
+    DIAGNOSTICS = 8,
+    WRITE_REGISTERS = 16,
+    KEPT_VALUE = 7,
+    PARAMETER = 0x0FFF
+};
 using Frame = std::vector<std::uint8_t>;
 
 Frame withCrc(Frame frame) {
@@ -29,6 +37,9 @@ Frame withCrc(Frame frame) {
 }
 
 bool touches(const Frame& request, int missing) {
+    if (request[1] == STATUS || request[1] == DIAGNOSTICS) {
+        return false;
+    }
     const int first = (request[2] << 8 | request[3]) & PARAMETER;
     const int count = request[1] == 3 || request[1] == WRITE_REGISTERS ? request[5] : 1;
     const int place = missing & PARAMETER;
@@ -39,6 +50,9 @@ Frame answer(const Frame& request, int missing) {
     const std::uint8_t function = request[1];
     if (touches(request, missing)) {
         return withCrc({request[0], static_cast<std::uint8_t>(function | 0x80), 2});
+    }
+    if (function == STATUS) {
+        return withCrc({request[0], function, 0});
     }
     if (function == 3) {
         const unsigned count = request[5];
@@ -51,8 +65,15 @@ Frame answer(const Frame& request, int missing) {
     return withCrc(Frame(request.begin(), request.begin() + 6));
 }
 
+/// 0 while that cannot be told.
 std::size_t wholeLength(const Frame& request) {
-    const bool run = request.size() > 6 && request[1] == WRITE_REGISTERS;
+    if (request.size() >= STATUS_REQUEST_BYTES && request[1] == STATUS) {
+        return STATUS_REQUEST_BYTES;
+    }
+    if (request.size() < REQUEST_BYTES) {
+        return 0;
+    }
+    const bool run = request[1] == WRITE_REGISTERS;
     return run ? std::size_t(9) + request[6] : std::size_t(REQUEST_BYTES);
 }
 
@@ -71,7 +92,8 @@ void serve(int client, int stop, int missing) {
             return;
         }
         request.insert(request.end(), chunk, chunk + count);
-        if (request.size() >= REQUEST_BYTES && request.size() >= wholeLength(request)) {
+        const std::size_t length = wholeLength(request);
+        if (length > 0 && request.size() >= length) {
             const Frame reply = answer(request, missing);
             if (::write(client, reply.data(), reply.size()) != static_cast<ssize_t>(reply.size())) {
                 return;

@@ -144,7 +144,7 @@ TEST_F(TerminalTest, IsAsItWasAfterAnError) {
 TEST(TerminalOfAWrite, TellsWhatTheTableDidNotLiveToSee) {
     const FragileDevice device([](const FragileDevice::Frame& request, int) {
         Reaction reaction;
-        reaction.answer = request[1] == READ;
+        reaction.answer = request[1] != WRITE;
         return reaction;
     });
     const TemporaryDirectory directory;
