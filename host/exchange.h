@@ -141,7 +141,7 @@ public:
     bool unproven() const { return !held_.empty(); }
     /// Whether a query is due now. Only while idle().
     bool proofDue(qint64 nowUs) const { return proofStation(nowUs) > 0; }
-    /// When, at the latest, one will be; -1 = not without something new.
+    /// When one that is not due now will be, at the latest; -1 = not without something new.
     qint64 proofUs(qint64 nowUs) const;
     /// Sends it.
     void prove(qint64 nowUs);
