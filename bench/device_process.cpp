@@ -11,9 +11,11 @@
 #include <stdexcept>
 #include <vector>
 
+#include "processor.h"
+
 namespace dx7bench {
 
-DeviceProcess::DeviceProcess(int baud) {
+DeviceProcess::DeviceProcess(int baud, Carrier carrier) {
     char folder[] = "/tmp/dx7-bench-XXXXXX";
     int output[2];
     if (::mkdtemp(folder) == nullptr || ::pipe(output) != 0) {
@@ -24,21 +26,27 @@ DeviceProcess::DeviceProcess(int baud) {
     process_ = ::fork();
     if (process_ == 0) {
         ::close(output[0]);
-        runProgram(baud, output[1]);
+        runProgram(baud, carrier, output[1]);
     }
     ::close(output[1]);
     awaitReady(output[0]);
     ::close(output[0]);
 }
 
-void DeviceProcess::runProgram(int baud, int output) {
+void DeviceProcess::runProgram(int baud, Carrier carrier, int output) {
+    runAsDevice();
     ::prctl(PR_SET_PDEATHSIG, SIGTERM);
     ::dup2(output, STDOUT_FILENO);
     const int nothing = ::open("/dev/null", O_RDWR);
     ::dup2(nothing, STDIN_FILENO);
     ::dup2(nothing, STDERR_FILENO);
     const std::string speed = std::to_string(baud);
-    std::vector<const char*> words = {DX7_DEVICE_PROGRAM, "--pty", line_.c_str()};
+    std::vector<const char*> words = {DX7_DEVICE_PROGRAM};
+    if (carrier == Carrier::Tcp) {
+        words.insert(words.end(), {"--tcp", "0"});
+    } else {
+        words.insert(words.end(), {"--pty", line_.c_str()});
+    }
     if (baud > 0) {
         words.insert(words.end(), {"--baud", speed.c_str()});
     }
@@ -56,6 +64,9 @@ void DeviceProcess::awaitReady(int output) {
     if (text.rfind("ready on ", 0) != 0) {
         throw std::runtime_error("dx7-device does not start");
     }
+    // "ready on tcp 127.0.0.1:36969, stations 1"
+    const std::size_t colon = text.find(':');
+    tcpPort_ = text.rfind("ready on tcp ", 0) == 0 ? std::atoi(text.c_str() + colon + 1) : 0;
 }
 
 DeviceProcess::~DeviceProcess() {

@@ -1,21 +1,35 @@
 #include <QCoreApplication>
 #include <stdexcept>
 
-#include "comm_loop.h"
 #include "driver_library.h"
 #include "driver_session.h"
+#include "epoll_poller.h"
+#include "frame_tap.h"
 #include "line_client.h"
+#include "line_runner.h"
+#include "rtu_frame.h"
 
 namespace dx7bench {
 
 namespace {
 
+const qint64 TURN_US = 1000000;
+// A counter as data: the query and its answer are this long then. The other kind is 4 bytes and 5.
+const int DIAGNOSTIC_BYTES = 8;
+const int STATUS_BYTES = 4;
+
 dx7::LineSettings settingsOf(const LineSetup& setup) {
     dx7::LineSettings settings;
-    settings.carrier = dx7::Carrier::Serial;
-    settings.serialPort = QString::fromStdString(setup.path);
     settings.baud = setup.baud > 0 ? setup.baud : UNPACED_BAUD;
     settings.gapMs = setup.baud > 0 ? -1 : 0;
+    if (setup.tcpPort > 0) {
+        settings.carrier = dx7::Carrier::Tcp;
+        settings.tcpHost = QStringLiteral("127.0.0.1");
+        settings.tcpPort = setup.tcpPort;
+    } else {
+        settings.carrier = dx7::Carrier::Serial;
+        settings.serialPort = QString::fromStdString(setup.path);
+    }
     return settings;
 }
 
@@ -24,6 +38,22 @@ QString libraryPath() {
     return qEnvironmentVariableIsSet("DX7_DRIVER") ? QString() : QStringLiteral(DX7_LIBRARY);
 }
 
+/// Counts the queries that go out.
+class QueryMeter : public dx7::FrameTap {
+public:
+    void requestSent(const QByteArray& frame, qint64) override {
+        const int function = dx7::byteAt(frame, 1);
+        if (function == dx7::DIAGNOSTICS || function == dx7::READ_EXCEPTION_STATUS) {
+            extra.queries += 1;
+            extra.bytes += function == dx7::DIAGNOSTICS ? 2 * DIAGNOSTIC_BYTES
+                                                        : STATUS_BYTES + int(dx7::EXCEPTION_FRAME_BYTES);
+        }
+    }
+    void frameReceived(const QByteArray&, qint64) override {}
+
+    Extra extra;
+};
+
 class HostClient : public LineClient {
 public:
     explicit HostClient(const LineSetup& setup)
@@ -31,33 +61,57 @@ public:
           library_(libraryPath()),
           session_(library_.functions(), dx7::propertyText(settings_, 0)),
           line_(dx7::makeLine(settings_, clock_)),
-          loop_(library_.functions(), *line_, clock_, settings_) {
-        QVector<dx7::ItemRange> items;
-        for (int block = 0; block < LINE_BLOCKS; ++block) {
-            const int address = GROUP_ITEMS * (block / SUBGROUPS_USED) + 10 * (block % SUBGROUPS_USED);
-            items += dx7::ItemRange{1, QStringLiteral("F"), address, BLOCK_REGISTERS};
+          loop_(session_, settings_),
+          engine_(session_, loop_, settings_, clock_.nowUs()),
+          runner_(openedLine()) {
+        dx7::EngineEvents events;
+        events.transaction = [this](const dx7::Transaction& transaction) {
+            ++done_;
+            good_ += transaction.good() ? 1 : 0;
+        };
+        engine_.setEvents(events);
+        loop_.setTap(&meter_);
+        engine_.watch(points());
+    }
+
+    void read(int count) override {
+        const int wanted = done_ + count;
+        while (done_ < wanted) {
+            runner_.turn(poller_.nowUs() + TURN_US);
         }
-        if (session_.merge(items).size() != LINE_BLOCKS) {
+        if (good_ != done_) {
+            throw std::runtime_error("the host got a bad reply");
+        }
+        if (engine_.plan().blockCount() != LINE_BLOCKS) {
             throw std::runtime_error("the plan has not the blocks that were to be measured");
         }
-        loop_.setObserver([this](const dx7::Transaction& transaction) { good_ += transaction.good(); });
+    }
+
+    Extra extra() const override { return meter_.extra; }
+
+private:
+    dx7::LineRunner openedLine() {
         QString why;
         if (!line_->open(&why)) {
             throw std::runtime_error("the line does not open: " + why.toStdString());
         }
+        return {engine_, *line_, poller_};
     }
 
-    void read(int count) override {
-        const int wanted = good_ + count;
-        for (int i = 0; i < count; ++i) {
-            loop_.step();
+    QVector<dx7::Point> points() const {
+        const dx7::ItemNotation notation(library_.functions());
+        dx7::Point point;
+        point.type = notation.type(QStringLiteral("F"));
+        QVector<dx7::Point> all;
+        for (int i = 0; i < LINE_BLOCKS * BLOCK_REGISTERS; ++i) {
+            const int block = i / BLOCK_REGISTERS;
+            point.address = GROUP_ITEMS * (block / SUBGROUPS_USED) +
+                            BLOCK_REGISTERS * (block % SUBGROUPS_USED) + i % BLOCK_REGISTERS;
+            all += point;
         }
-        if (good_ != wanted) {
-            throw std::runtime_error("the host loop got a bad reply");
-        }
+        return all;
     }
 
-private:
     int argc_ = 1;
     char name_[13] = "line_compare";
     char* argv_[2] = {name_, nullptr};
@@ -66,8 +120,13 @@ private:
     dx7::SystemClock clock_;
     dx7::DriverLibrary library_;
     dx7::DriverSession session_;
+    dx7::EpollPoller poller_;
     std::unique_ptr<dx7::Line> line_;
     dx7::CommLoop loop_;
+    QueryMeter meter_;
+    dx7::PollEngine engine_;
+    dx7::LineRunner runner_;
+    int done_ = 0;
     int good_ = 0;
 };
 

@@ -1,11 +1,9 @@
 /// \file
-/// The same 40 blocks read in a loop over a pseudo-terminal, from the same simulated device, by our host loop
-/// with the driver and by two other clients.
+/// The same 40 blocks read in a loop from the same simulated device, by our host with the driver and by other
+/// clients: over TCP, over a pseudo-terminal, and over one at the pace of a real line.
 ///
 /// Every measurement is a process of its own, so that its processor time is the client's alone. The clients
-/// take turns, round after round.
-#include <sys/resource.h>
-
+/// take turns, round after round, all on one processor; the device has another.
 #include <chrono>
 #include <memory>
 #include <string>
@@ -14,8 +12,10 @@
 #include "device_process.h"
 #include "line_client.h"
 #include "options.h"
+#include "processor.h"
 #include "record.h"
 #include "sample.h"
+#include "system_calls.h"
 #include "worker.h"
 
 namespace {
@@ -27,40 +27,59 @@ struct ClientKind {
     std::unique_ptr<LineClient> (*make)(const LineSetup&);
 };
 
-const ClientKind CLIENTS[] = {
-    {"dx7", &makeHostClient}, {"libmodbus", &makeLibmodbusClient}, {"QtSerialBus", &makeSerialBusClient}};
-const std::size_t CLIENT_COUNT = sizeof CLIENTS / sizeof CLIENTS[0];
+// Over TCP the last one is left out.
+const ClientKind CLIENTS[] = {{"dx7", &makeHostClient},
+                              {"libmodbus", &makeLibmodbusClient},
+                              {"bare loop", &makeBareClient},
+                              {"QtSerialBus", &makeSerialBusClient}};
+enum { OURS, LIBMODBUS, BARE, CLIENT_COUNT };
+
+const int HOST_WARM_UP = 4;  // cycles
+
+/// What carries the frames.
+struct Medium {
+    const char* name;
+    DeviceProcess::Carrier carrier;
+    int baud;        ///< 0: without a pace.
+    double atLeast;  ///< Seconds that a measurement takes.
+};
+
+/// What one measurement gives, per transaction where nothing else is said.
+enum Figure {
+    TIME,
+    PROCESSOR,
+    WAKE_UPS,
+    DEVICE_IDLE,  ///< Share of the time.
+    QUERIES,      ///< Per second.
+    QUERY_SHARE,  ///< Of the time, that they took the line.
+    FIGURE_COUNT
+};
 
 double secondsNow() {
     return std::chrono::duration<double>(std::chrono::steady_clock::now().time_since_epoch()).count();
 }
 
-double seconds(const timeval& time) {
-    return static_cast<double>(time.tv_sec) + 1e-6 * static_cast<double>(time.tv_usec);
-}
-
-double processorSeconds() {
-    rusage usage{};
-    ::getrusage(RUSAGE_SELF, &usage);
-    return seconds(usage.ru_utime) + seconds(usage.ru_stime);
-}
-
-/// Seconds that the line itself needs for a cycle: every bit, and 3.5 characters of silence (1.75 ms above
-/// 19200 baud) before each request and each reply.
+/// Seconds that the line itself needs for a cycle: every bit, and the silence before each request and each
+/// reply.
 double cycleLimit(int baud) {
-    const double character = 10.0 / baud;
-    const double silence = baud > 19200 ? 0.00175 : 3.5 * character;
-    return LINE_BLOCKS * ((REQUEST_BYTES + REPLY_BYTES) * character + 2 * silence);
+    return LINE_BLOCKS * ((REQUEST_BYTES + REPLY_BYTES) * characterSeconds(baud) + 2 * silenceSeconds(baud));
 }
 
-/// Reads whole cycles for at least `shortest` seconds. Per transaction: seconds, processor seconds of the
-/// client; and the device's idle share.
+/// Seconds that the line itself needs for queries and their answers.
+double lineSeconds(const Extra& extra, int baud) {
+    return baud > 0 ? extra.bytes * characterSeconds(baud) + extra.queries * 2 * silenceSeconds(baud) : 0;
+}
+
+/// Reads whole cycles.
 Figures measure(const ClientKind& kind, const LineSetup& setup, const DeviceProcess& device,
                 double shortest) {
+    runAsClient();
     const std::unique_ptr<LineClient> client = kind.make(setup);
-    client->read(setup.baud > 0 ? 4 : LINE_BLOCKS);  // after them everything is in place
+    // After them everything is in place; the host proves its first cycles one by one.
+    client->read((kind.make == &makeHostClient ? HOST_WARM_UP : 1) * LINE_BLOCKS);
     const double deviceBefore = device.processorSeconds();
-    const double ownBefore = processorSeconds();
+    const Extra extraBefore = client->extra();
+    const Effort before = effortSoFar();
     const double start = secondsNow();
     double spent = 0;
     int cycles = 0;
@@ -69,59 +88,111 @@ Figures measure(const ClientKind& kind, const LineSetup& setup, const DeviceProc
         ++cycles;
         spent = secondsNow() - start;
     }
-    const double own = processorSeconds() - ownBefore;
+    const Effort after = effortSoFar();
     const double busy = device.processorSeconds() - deviceBefore;
     const double transactions = cycles * LINE_BLOCKS;
-    return {spent / transactions, own / transactions, 1 - busy / spent};
+    Extra extra = client->extra();
+    extra.queries -= extraBefore.queries;
+    extra.bytes -= extraBefore.bytes;
+    Figures figures(FIGURE_COUNT);
+    figures[TIME] = spent / transactions;
+    figures[PROCESSOR] = (after.seconds - before.seconds) / transactions;
+    figures[WAKE_UPS] = (after.wakeUps - before.wakeUps) / transactions;
+    figures[DEVICE_IDLE] = 1 - busy / spent;
+    figures[QUERIES] = extra.queries / spent;
+    figures[QUERY_SHARE] = lineSeconds(extra, setup.baud) / spent;
+    return figures;
 }
 
-struct Series {
-    std::vector<double> time;
-    std::vector<double> processor;
-    std::vector<double> idle;
-};
+/// The rounds of one client.
+using Series = std::vector<Figures>;
 
-void print(const ClientKind& kind, int baud, const Series& series, const Series& ours) {
-    Record record("line");
-    record.text("client", kind.name).number("baud", baud);
-    if (baud > 0) {
-        const double cycle = LINE_BLOCKS * median(series.time);
-        record.number("cycle_ms", 1e3 * cycle)
-            .number("limit_ms", 1e3 * cycleLimit(baud))
-            .number("over_limit", cycle / cycleLimit(baud));
-    } else {
-        record.number("per_second", 1 / median(series.time));
+std::vector<double> column(const Series& series, Figure figure) {
+    std::vector<double> values;
+    for (const Figures& round : series) {
+        values.push_back(round.at(figure));
     }
-    record.number("cpu_us", 1e6 * median(series.processor))
-        .number("ours_over_this", median(ratios(ours.processor, series.processor)))
-        .number("device_idle", median(series.idle));
+    return values;
 }
 
-/// `baud` 0: a line without a pace.
-void compare(int baud, int rounds, double shortest) {
-    say("line: " + (baud > 0 ? std::to_string(baud) + " baud" : std::string("unpaced")));
-    const DeviceProcess device(baud);
-    const LineSetup setup{device.line(), baud};
-    Series series[CLIENT_COUNT];
+double middle(const Series& series, Figure figure) {
+    return median(column(series, figure));
+}
+
+/// Median of the quotients within a round.
+double quotient(const Series& series, const Series& by, Figure figure) {
+    return median(ratios(column(series, figure), column(by, figure)));
+}
+
+void print(const Medium& medium, std::size_t client, const std::vector<Series>& all) {
+    const Series& series = all[client];
+    Record record("line");
+    record.text("client", CLIENTS[client].name).text("medium", medium.name).number("baud", medium.baud);
+    if (medium.baud > 0) {
+        const double cycle = LINE_BLOCKS * middle(series, TIME);
+        record.number("cycle_ms", 1e3 * cycle)
+            .number("limit_ms", 1e3 * cycleLimit(medium.baud))
+            .number("over_limit", cycle / cycleLimit(medium.baud))
+            .number("query_share", middle(series, QUERY_SHARE));
+    } else {
+        record.number("per_second", 1 / middle(series, TIME));
+    }
+    record.number("cpu_us", 1e6 * middle(series, PROCESSOR))
+        .number("ours_over_this", quotient(all[OURS], series, PROCESSOR))
+        .number("over_libmodbus", quotient(series, all[LIBMODBUS], PROCESSOR))
+        .number("wake_ups", middle(series, WAKE_UPS))
+        .number("queries_per_second", middle(series, QUERIES))
+        .number("device_idle", middle(series, DEVICE_IDLE));
+}
+
+void compare(const Medium& medium, int rounds) {
+    say(std::string("line: ") + medium.name);
+    const DeviceProcess device(medium.baud, medium.carrier);
+    const LineSetup setup{device.line(), medium.baud, device.tcpPort()};
+    const std::size_t clients = setup.tcpPort > 0 ? CLIENT_COUNT : CLIENT_COUNT + 1;
+    std::vector<Series> series(clients);
     for (int round = 0; round < rounds; ++round) {
-        for (std::size_t i = 0; i < CLIENT_COUNT; ++i) {
-            const Figures figures =
-                measureAlone([&] { return measure(CLIENTS[i], setup, device, shortest); });
-            series[i].time.push_back(figures.at(0));
-            series[i].processor.push_back(figures.at(1));
-            series[i].idle.push_back(figures.at(2));
+        for (std::size_t turn = 0; turn < clients; ++turn) {
+            const std::size_t client = (static_cast<std::size_t>(round) + turn) % clients;
+            series[client].push_back(
+                measureAlone([&] { return measure(CLIENTS[client], setup, device, medium.atLeast); }));
         }
     }
-    for (std::size_t i = 0; i < CLIENT_COUNT; ++i) {
-        print(CLIENTS[i], baud, series[i], series[0]);
+    for (std::size_t client = 0; client < clients; ++client) {
+        print(medium, client, series);
+    }
+}
+
+/// System calls per whole reply over TCP. The process is stopped at each of them, so it is not timed.
+void countSystemCalls() {
+    say("line: system calls");
+    const DeviceProcess device(0, DeviceProcess::Carrier::Tcp);
+    const LineSetup setup{std::string(), 0, device.tcpPort()};
+    const int transactions = 10 * LINE_BLOCKS;
+    for (std::size_t client = 0; client < CLIENT_COUNT; ++client) {
+        const long calls = systemCalls([&]() -> std::function<void()> {
+            const std::shared_ptr<LineClient> made = CLIENTS[client].make(setup);
+            made->read(LINE_BLOCKS);
+            return [made] { made->read(transactions); };
+        });
+        Record("line")
+            .text("client", CLIENTS[client].name)
+            .text("medium", "calls")
+            .number("system_calls", static_cast<double>(calls) / transactions);
     }
 }
 
 void run(const Options& options) {
-    compare(0, options.rounds, options.quick ? 0.05 : 0.5);
-    compare(115200, options.rounds, options.quick ? 0.05 : 0.5);
+    const double scale = options.quick ? 0.1 : 1;
+    if (!processorsSuffice()) {
+        say("line: there is one processor for client and device");
+    }
+    compare({"tcp", DeviceProcess::Carrier::Tcp, 0, scale * 0.5}, options.rounds);
+    countSystemCalls();
+    compare({"terminal", DeviceProcess::Carrier::Terminal, 0, scale * 0.5}, options.rounds);
+    compare({"115200 baud", DeviceProcess::Carrier::Terminal, 115200, scale * 2}, options.rounds);
     if (!options.quick) {
-        compare(9600, options.rounds, 1);
+        compare({"9600 baud", DeviceProcess::Carrier::Terminal, 9600, 4}, options.rounds);
     }
 }
 

@@ -14,11 +14,6 @@ namespace dx7bench {
 
 namespace {
 
-/// The first register of a block: high byte group, low byte the packed decimal index.
-int registerOf(int block) {
-    return 0xF000 + 0x100 * (block / SUBGROUPS_USED) + 0x10 * (block % SUBGROUPS_USED);
-}
-
 int baudOf(const LineSetup& setup) {
     return setup.baud > 0 ? setup.baud : UNPACED_BAUD;
 }
@@ -26,9 +21,9 @@ int baudOf(const LineSetup& setup) {
 class LibmodbusClient : public LineClient {
 public:
     explicit LibmodbusClient(const LineSetup& setup)
-        : context_(modbus_new_rtu(setup.path.c_str(), baudOf(setup), 'N', 8, 1), &modbus_free) {
-        if (context_ == nullptr || modbus_set_slave(context_.get(), 1) != 0 ||
-            modbus_connect(context_.get()) != 0) {
+        : context_(modbus_new_rtu(setup.tcpPort > 0 ? "none" : setup.path.c_str(), baudOf(setup), 'N', 8, 1),
+                   &modbus_free) {
+        if (context_ == nullptr || modbus_set_slave(context_.get(), 1) != 0 || !connect(setup)) {
             throw std::runtime_error("libmodbus does not open the line");
         }
         modbus_set_response_timeout(context_.get(), 1, 0);
@@ -46,6 +41,11 @@ public:
     }
 
 private:
+    bool connect(const LineSetup& setup) {
+        return setup.tcpPort > 0 ? modbus_set_socket(context_.get(), connectedSocket(setup.tcpPort)) == 0
+                                 : modbus_connect(context_.get()) == 0;
+    }
+
     std::unique_ptr<modbus_t, decltype(&modbus_free)> context_;
     int next_ = 0;
 };

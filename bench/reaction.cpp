@@ -2,8 +2,8 @@
 /// How soon an operator's write is on the wire while a line of 9600 baud is busy polling 200 items.
 ///
 /// The operator is a thread of its own that leaves writes on a desk at random moments; the thread of the line
-/// looks at the desk when the silence before the next request is over, as a panel does. The delay is compared
-/// with what the transaction in flight and the silence after it make unavoidable.
+/// looks at the desk before each turn, and a turn ends with the silence before the next request. The delay is
+/// compared with what the transaction or status query in flight and the silence after it make unavoidable.
 #include <QCoreApplication>
 #include <algorithm>
 #include <atomic>
@@ -18,8 +18,9 @@
 #include "device_process.h"
 #include "driver_library.h"
 #include "driver_session.h"
+#include "epoll_poller.h"
+#include "line_runner.h"
 #include "options.h"
-#include "poll_engine.h"
 #include "record.h"
 #include "sample.h"
 
@@ -33,8 +34,9 @@ const int ITEMS = 200;
 const int SHORTEST_PAUSE = 50000;
 const int LONGEST_PAUSE = 250000;
 
-// Polls before the operator begins.
-const int WARM_UP = 5;
+// Polls before the operator begins: a cycle, and its proof.
+const int WARM_UP = 30;
+const qint64 TURN_US = 1000000;
 
 struct Sent {
     qint64 sentUs;
@@ -73,12 +75,13 @@ public:
           library_(qEnvironmentVariableIsSet("DX7_DRIVER") ? QString() : QStringLiteral(DX7_LIBRARY)),
           session_(library_.functions(), dx7::propertyText(settings_, 0)),
           line_(dx7::makeLine(settings_, clock_)),
-          loop_(library_.functions(), *line_, clock_, settings_),
-          engine_(session_, loop_, clock_, settings_),
+          loop_(session_, settings_),
+          engine_(session_, loop_, settings_, clock_.nowUs()),
           notation_(library_.functions()),
           silenceUs_(dx7::silentIntervalUs(settings_)) {
         dx7::EngineEvents events;
         events.transaction = [this](const dx7::Transaction& transaction) { note(transaction); };
+        events.note = [this](const dx7::ExchangeNote& met) { note(met); };
         engine_.setEvents(events);
         engine_.watch(notation_.points(QStringLiteral("F:0.0.00,%1").arg(ITEMS)));
     }
@@ -88,18 +91,18 @@ public:
         if (!line_->open(&why)) {
             throw std::runtime_error("the line does not open: " + why.toStdString());
         }
-        for (int i = 0; i < WARM_UP; ++i) {
-            engine_.step();
+        dx7::LineRunner runner(engine_, *line_, poller_);
+        while (polls_ < WARM_UP) {
+            runner.turn(clock_.nowUs() + TURN_US);
         }
         std::atomic<bool> over{false};
         std::thread operatorThread([&] { operate(over); });
         while (static_cast<int>(delays_.size()) < writes) {
-            engine_.awaitTurn();
             if (const auto issued = desk_.take()) {
                 issuedUs_ = *issued;
                 engine_.write(notation_.write(QStringLiteral("MOD:1=%1").arg(delays_.size() % 1000)), {});
             }
-            engine_.step();
+            runner.turn(clock_.nowUs() + TURN_US);
         }
         over = true;
         operatorThread.join();
@@ -138,10 +141,22 @@ private:
             noteWrite(transaction.sentUs);
             waiting_ = false;
         } else {
+            ++polls_;
             longestPollMs_ = std::max(longestPollMs_, 1e-3 * static_cast<double>(transaction.busyUs));
         }
+        remember(transaction.sentUs, transaction.endUs);
+    }
+
+    void note(const dx7::ExchangeNote& met) {
+        if (met.kind == dx7::ExchangeNote::QueryAnswer) {
+            const qint64 nowUs = clock_.nowUs();
+            remember(nowUs - met.afterUs, nowUs);
+        }
+    }
+
+    void remember(qint64 sentUs, qint64 endUs) {
         recent_[0] = recent_[1];
-        recent_[1] = {transaction.sentUs, transaction.endUs};
+        recent_[1] = {sentUs, endUs};
     }
 
     /// Unavoidable is the rest of what was on the wire at that moment, and the silence after it.
@@ -165,6 +180,7 @@ private:
     dx7::DriverLibrary library_;
     dx7::DriverSession session_;
     std::unique_ptr<dx7::Line> line_;
+    dx7::EpollPoller poller_;
     dx7::CommLoop loop_;
     dx7::PollEngine engine_;
     dx7::ItemNotation notation_;
@@ -172,6 +188,7 @@ private:
     Desk desk_;
     std::atomic<bool> waiting_{false};
     qint64 issuedUs_ = 0;
+    int polls_ = 0;
     Sent recent_[2] = {{0, 0}, {0, 0}};
     std::vector<Delay> delays_;
     double longestPollMs_ = 0;

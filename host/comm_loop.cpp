@@ -76,6 +76,7 @@ void CommLoop::clearOperation() {
     unsettled_ = out_ = heard_ = false;
     noiseBytes_ = otherFrames_ = 0;
     mismatch_.clear();  // shared with the transaction
+    damaged_.clear();
 }
 
 bool CommLoop::begin(qint64 nowUs) {
@@ -97,15 +98,13 @@ bool CommLoop::begin(qint64 nowUs) {
     return true;
 }
 
-// What is wrong with what came in place of the reply, by the driver's own measure.
-Outcome CommLoop::damage() const {
-    const QByteArray& reply = exchange_.reply();
-    const int announced = announcedLength(reply, 0);
-    if (reply.isEmpty()) {
-        return Outcome::Timeout;
+// What came in place of the reply, or nothing.
+void CommLoop::takeDamage() {
+    transaction_.outcome = damageOf(exchange_.reply(), transaction_.frame.expectLen);
+    transaction_.reply.append(exchange_.reply());
+    if (!exchange_.reply().isEmpty()) {
+        damaged_ = exchange_.reply();
     }
-    const bool whole = reply.size() == announced || reply.size() == transaction_.frame.expectLen;
-    return whole ? Outcome::WrongCrc : Outcome::WrongLength;
 }
 
 void CommLoop::takeReply(const ExchangeEnd& end) {
@@ -120,8 +119,7 @@ void CommLoop::takeReply(const ExchangeEnd& end) {
             transaction_.exceptionCode = byteAt(exchange_.reply(), 2);
             break;
         case ExchangeEnd::Damaged:
-            transaction_.outcome = damage();
-            transaction_.reply.append(exchange_.reply());
+            takeDamage();
             break;
         case ExchangeEnd::Broadcast:
             transaction_.outcome = Outcome::Good;
@@ -130,7 +128,10 @@ void CommLoop::takeReply(const ExchangeEnd& end) {
             transaction_.outcome = Outcome::EchoOnly;
             break;
         default:
-            transaction_.outcome = end.sent ? Outcome::Timeout : Outcome::Skipped;
+            takeDamage();
+            if (!end.sent) {
+                transaction_.outcome = Outcome::Skipped;
+            }
             break;
     }
 }
@@ -142,7 +143,7 @@ void CommLoop::judge(const ExchangeEnd& end, qint64 nowUs) {
     if (!exchange_.mismatch().isEmpty()) {
         mismatch_ = exchange_.mismatch();
     }
-    const bool came = transaction.answered() || end.kind == ExchangeEnd::Damaged;
+    const bool came = transaction.answered() || !transaction.reply.isEmpty();
     heard_ = heard_ || (came && end.kind != ExchangeEnd::Broadcast);
     out_ = out_ || end.sent;
     skipped_ = end.sent ? 0 : skipped_ + 1;
@@ -157,6 +158,7 @@ void CommLoop::judge(const ExchangeEnd& end, qint64 nowUs) {
     transaction.otherFrames = otherFrames_;
     transaction.mismatch = mismatch_;
     transaction.sentUs = end.sent ? end.sentUs : transaction.sentUs;
+    transaction.damaged = damaged_;
     transaction.endUs = nowUs;
     transaction.busyUs = end.sent ? nowUs - transaction.sentUs : 0;
     reply_.resize(0);

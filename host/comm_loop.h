@@ -67,7 +67,7 @@ private:
     void takeNote(const ExchangeNote& note);
     void judge(const ExchangeEnd& end, qint64 nowUs);
     void takeReply(const ExchangeEnd& end);
-    Outcome damage() const;
+    void takeDamage();
     void clearOperation();
 
     DriverSession& session_;
@@ -83,6 +83,7 @@ private:
     qint64 noiseBytes_ = 0;         ///< Of the operation, all attempts so far.
     int otherFrames_ = 0;           ///< Likewise.
     QByteArray mismatch_;           ///< Likewise the last.
+    QByteArray damaged_;            ///< Likewise the last reply that came damaged.
     int skipped_ = 0;
 };
 

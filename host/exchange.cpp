@@ -928,6 +928,11 @@ bool Exchange::mayQuery(const Station& station, qint64 nowUs) const {
 }
 
 // They take turns.
+qint64 Exchange::askAgainUs(int number) const {
+    const Station& station = stationAt(number);
+    return station.queries > 0 ? station.queryUs + ASK_AGAIN_US : 0;
+}
+
 int Exchange::stationToProve(qint64 nowUs) const {
     int first = 0;
     int next = 0;
@@ -965,11 +970,20 @@ int Exchange::proofStation(qint64 nowUs) const {
 
 qint64 Exchange::proofUs(qint64 nowUs) const {
     qint64 dueUs = -1;
-    const auto consider = [&](qint64 timeUs) { dueUs = dueUs < 0 ? timeUs : std::min(dueUs, timeUs); };
+    const auto consider = [&](qint64 timeUs) {
+        if (timeUs > nowUs) {
+            dueUs = dueUs < 0 ? timeUs : std::min(dueUs, timeUs);
+        }
+    };
+    const qint64 intervalUs = queryUs_ + PROOF_INTERVAL_US;
     for (const Held& held : held_) {
         const qint64 mayUs = askUs(stationAt(held.station));
         if (mayUs >= 0) {
-            consider(std::max(queryUs_ + PROOF_INTERVAL_US, mayUs));
+            consider(std::max(intervalUs, mayUs));
+        }
+        if (mayUs >= 0 && mayUs <= intervalUs) {
+            // None is sooner, however many are held.
+            break;
         }
     }
     for (const int number : asked_) {
@@ -987,7 +1001,7 @@ qint64 Exchange::proofUs(qint64 nowUs) const {
         !isDeaf(stationAt(disturbedStation_))) {
         consider(askUs(stationAt(disturbedStation_)));
     }
-    return dueUs < 0 ? -1 : std::max(dueUs, nowUs);
+    return dueUs;
 }
 
 void Exchange::prove(qint64 nowUs) {

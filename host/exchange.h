@@ -120,11 +120,11 @@ public:
     /// Ends the wait for the present request, of which nothing more is to be known.
     void abandon();
     /// Bytes of the present request are on the line, or may be.
-    bool requestSent() const { return requestSent_; }
-    /// Whether the station owes the answer to a query that must not be sent again yet.
-    bool asking(int station, qint64 nowUs) const {
-        return stationAt(station).queries > 0 && !mayQuery(stationAt(station), nowUs);
+    bool requestSent() const {
+        return requestSent_ && (present_ > 0 || phase_ == Phase::Pause) && phase_ != Phase::Idle;
     }
+    /// When a station that owes the answer to a query may be asked again; 0 when it owes none.
+    qint64 askAgainUs(int station) const;
     /// Other stations can be served while one owes a reply; else an operation waits for its whole time.
     void setOthers(bool others) { others_ = others; }
 
@@ -141,7 +141,7 @@ public:
     bool unproven() const { return !held_.empty(); }
     /// Whether a query is due now. Only while idle().
     bool proofDue(qint64 nowUs) const { return proofStation(nowUs) > 0; }
-    /// When, at the latest, one will be; -1 = not without something new.
+    /// When one that is not due now will be, at the latest; -1 = not without something new.
     qint64 proofUs(qint64 nowUs) const;
     /// Sends it.
     void prove(qint64 nowUs);

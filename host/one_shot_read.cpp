@@ -66,9 +66,7 @@ void OneShotRead::take(const ItemRange& range, const Transaction& transaction) {
         const bool cut = transaction.outcome == Outcome::CutShort;
         faults_.insert(point, cut ? QStringLiteral("%1 before it was proven").arg(outcomeText(transaction))
                                   : outcomeText(transaction));
-        if (cut) {
-            cutShort_.insert(point);
-        }
+        (cut ? cutShort_ : unproven_).insert(point);
     }
 }
 
@@ -80,6 +78,8 @@ void OneShotRead::fail(const ItemRange& range, const Transaction& transaction) {
         faults_.insert(point, fault);
         if (cut) {
             cutShort_.insert(point);
+        } else if (transaction.doubtful) {
+            unproven_.insert(point);
         }
     }
 }

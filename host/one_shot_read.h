@@ -24,6 +24,8 @@ public:
     const ValueTable& table() const { return table_; }
     /// Why the point could not be read, or is doubtful; empty when it was read, or not tried.
     QString fault(int point) const { return faults_.value(point); }
+    /// Whether it was read, or refused, and what came turned out doubtful each time.
+    bool unproven(int point) const { return unproven_.contains(point); }
     /// Whether the host ended the read of the point before its end.
     bool cutShort(int point) const { return cutShort_.contains(point); }
     bool allGood() const;
@@ -38,6 +40,7 @@ private:
     ValueTable table_;
     QMap<int, QString> faults_;
     QSet<int> cutShort_;
+    QSet<int> unproven_;
 };
 
 }  // namespace dx7

@@ -116,20 +116,26 @@ void PollEngine::abandonOperations(const QString& reason) {
             current_.kind == Operation::Write && (loop_.writeUnsettled() || loop_.exchange().requestSent());
         left.push_front(current_);
     }
-    for (HeldOperation& operation : held) {
-        operation.transaction.outcome = Outcome::CutShort;
-        operation.transaction.info = reason;
-        operation.transaction.doubtful = operation.transaction.sent = true;
-        operation.transaction.unsettled = operation.operation.kind == Operation::Write;
-        if (operation.operation.done) {
-            operation.operation.done(operation.transaction);
-        }
-    }
+    cutHeld(held, reason);
     for (const Operation& operation : left) {
         if (operation.done) {
             operation.done(cutShort(operation.range, reason, sent, unsettled));
         }
         sent = unsettled = false;
+    }
+}
+
+// Ends operations that were answered and are not proven.
+void PollEngine::cutHeld(const std::vector<HeldOperation>& held, const QString& reason) {
+    for (const HeldOperation& operation : held) {
+        Transaction transaction = operation.transaction;
+        transaction.outcome = Outcome::CutShort;
+        transaction.info = reason;
+        transaction.doubtful = transaction.sent = true;
+        transaction.unsettled = operation.operation.kind == Operation::Write;
+        if (operation.operation.done) {
+            operation.operation.done(transaction);
+        }
     }
 }
 
@@ -191,7 +197,8 @@ bool PollEngine::beginQuery(qint64 nowUs) {
     return true;
 }
 
-// A dead station is asked with one query, or, when it answers none, with one read. True when the query was begun.
+// A dead station is asked with one query, or, when it answers none, with one read. True when the query was
+// begun.
 bool PollEngine::probe(qint64 nowUs) {
     if (active_ || queried_ > 0 || concluding_) {
         return false;
@@ -213,9 +220,9 @@ bool PollEngine::probe(qint64 nowUs) {
         } else if (loop_.exchange().deafToQueries(station)) {
             const ItemRange range{station, point->type.name, point->address, 1};
             queue_.push_back(Operation{Operation::Probe, range, point->type, QByteArray(), {}});
-        } else if (loop_.exchange().asking(station, nowUs)) {
+        } else if (loop_.exchange().askAgainUs(station) > nowUs) {
             // One is out: its answer counts when it comes.
-            health_.probed(station, false, nowUs);
+            health_.postpone(station, loop_.exchange().askAgainUs(station));
         } else {
             queried_ = station;
             probing_ = true;
@@ -499,11 +506,14 @@ void PollEngine::lineLost(qint64) {
     cycleStartUs_ = -1;
     queryLost_ = queried_ > 0 && !probing_ && loop_.exchange().awaiting();
     queried_ = 0;
+    std::vector<HeldOperation> held;
+    held.swap(heldOperations_);
     loop_.lineLost();
     reportValues(table_.lineLost());
     if (events_.line) {
         events_.line(false);
     }
+    cutHeld(held, QStringLiteral("the line was lost"));
 }
 
 void PollEngine::lineBack(qint64 nowUs) {

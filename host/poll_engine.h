@@ -116,6 +116,7 @@ private:
     bool beginQuery(qint64 nowUs);
     bool probe(qint64 nowUs);
     void endProbe(qint64 nowUs);
+    static void cutHeld(const std::vector<HeldOperation>& held, const QString& reason);
     void onTransaction(const Transaction& transaction);
     void onSettled(quint64 ticket, bool good);
     void onNote(const ExchangeNote& note);

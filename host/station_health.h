@@ -29,6 +29,8 @@ public:
     qint64 nextProbeUs() const;
     /// The line is back: each dead station is probed at once, then at the pauses of one that has just died.
     void lineBack(qint64 nowUs);
+    /// A probe that is due cannot be sent before `untilUs`.
+    void postpone(int station, qint64 untilUs) { states_[station].probeUs = untilUs; }
     /// A probe ended. True when the station is alive again.
     bool probed(int station, bool answered, qint64 nowUs);
 

@@ -2,6 +2,7 @@
 
 #include <QStringList>
 
+#include "frame_stream.h"
 #include "rtu_frame.h"
 
 namespace dx7 {
@@ -45,11 +46,19 @@ QString countText(qint64 count, const char* what) {
                                                     QLatin1String(count == 1 ? "" : "s"));
 }
 
+QString damageText(const QByteArray& reply, int expectLen) {
+    return damageOf(reply, expectLen) == Outcome::WrongCrc ? QStringLiteral("wrong CRC")
+                                                           : wrongLengthText(reply, expectLen);
+}
+
 QString noReplyText(const Transaction& transaction) {
     if (!transaction.mismatch.isEmpty()) {
         return isWriteFunction(byteAt(transaction.request, 1))
                    ? wrongEchoText(transaction.request, transaction.mismatch)
                    : wrongLengthText(transaction.mismatch, transaction.frame.expectLen);
+    }
+    if (!transaction.damaged.isEmpty()) {
+        return damageText(transaction.damaged, transaction.frame.expectLen);
     }
     QStringList what;
     if (transaction.otherFrames > 0) {
@@ -66,6 +75,14 @@ QString noReplyText(const Transaction& transaction) {
 
 bool refusesForCertain(int exceptionCode) {
     return exceptionCode != EXCEPTION_ACKNOWLEDGE && exceptionCode != EXCEPTION_GATEWAY_TARGET;
+}
+
+Outcome damageOf(const QByteArray& reply, int expectLen) {
+    if (reply.isEmpty()) {
+        return Outcome::Timeout;
+    }
+    const bool whole = reply.size() == announcedLength(reply, 0) || reply.size() == expectLen;
+    return whole ? Outcome::WrongCrc : Outcome::WrongLength;
 }
 
 QString outcomeText(const Transaction& transaction) {

@@ -45,6 +45,8 @@ struct Transaction {
     /// The last of them from the operation's station with its function code, which does not answer it; empty
     /// without one.
     QByteArray mismatch;
+    /// Likewise the last reply that came damaged.
+    QByteArray damaged;
     bool repeated = false;  ///< Not the first attempt of its operation.
     bool heard = false;  ///< An attempt of its operation brought anything from the station, late or damaged.
     /// Bytes of an attempt of its operation are on the line, or may be. Of Outcome::CutShort alone.
@@ -67,6 +69,10 @@ struct Transaction {
 /// Whether an exception with this code says that the station did not carry the request out. Code 5
 /// (acknowledge) says that it is about to, and code 11 that a gateway does not know.
 bool refusesForCertain(int exceptionCode);
+
+/// What is wrong with a damaged reply by the driver's own measure: WrongCrc or WrongLength, or Timeout where
+/// nothing came.
+Outcome damageOf(const QByteArray& reply, int expectLen);
 
 /// "no reply", "no valid reply: 2 foreign frames", "wrong CRC", "exception 2 (illegal data address)" and so
 /// on.

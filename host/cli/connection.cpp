@@ -203,9 +203,10 @@ void Connection::watchSilence(const Transaction& transaction) {
     silentOperations_ = transaction.heard ? 0 : silentOperations_ + 1;
     if (!transaction.heard) {
         silentStations_ += transaction.frame.station;
-        if (abandonAfterSilence_) {
-            engine_->abandonOperations(silencePhrase(transaction.frame.station));
-        }
+    }
+    const bool failed = abandonAfter_ == Abandon::Failure && !transaction.answered();
+    if (failed || (abandonAfter_ != Abandon::Never && !transaction.heard)) {
+        engine_->abandonOperations(silencePhrase(transaction.frame.station));
     }
 }
 
@@ -217,9 +218,12 @@ QString unwrittenText(const Transaction& transaction) {
     const QString outcome = outcomeText(transaction);
     if (transaction.outcome == Outcome::CutShort) {
         return transaction.unsettled
-                   ? QStringLiteral("unknown: sent, but %1 before the acknowledgement; read it back")
-                         .arg(outcome)
+                   ? QStringLiteral("unknown: sent, but %1 before the acknowledgement%2; read it back")
+                         .arg(outcome, QLatin1String(transaction.doubtful ? " was proven" : ""))
                    : QStringLiteral("not sent: %1 before that").arg(outcome);
+    }
+    if (transaction.outcome == Outcome::Skipped && !transaction.unsettled) {
+        return QStringLiteral("not sent: the station still owes the reply to the request before");
     }
     return transaction.unsettled
                ? QStringLiteral("%1; it is unknown whether the station carried it out: read it back")

@@ -80,7 +80,9 @@ public:
     /// Operations in a row up to now whose station gave no sign of life.
     int silentOperations() const { return silentOperations_; }
     /// From now on such an operation abandons those that are queued after it.
-    void abandonAfterSilence() { abandonAfterSilence_ = true; }
+    void abandonAfterSilence() { abandonAfter_ = Abandon::Silence; }
+    /// From now on, or no longer, one that is not answered does.
+    void abandonAfterFailure(bool abandon) { abandonAfter_ = abandon ? Abandon::Failure : Abandon::Never; }
     /// Stations with such an operation.
     const QSet<int>& silentStations() const { return silentStations_; }
     /// One turn of the line; at most 50 ms.
@@ -89,6 +91,7 @@ public:
     void conclude();
 
 private:
+    enum class Abandon { Never, Silence, Failure };
     Q_DISABLE_COPY(Connection)
     void breakOff(const QString& phrase, const QString& reason);
     void watchSilence(const Transaction& transaction);
@@ -111,7 +114,7 @@ private:
     QString breakPhrase_;
     bool lineLost_ = false;
     int silentOperations_ = 0;
-    bool abandonAfterSilence_ = false;
+    Abandon abandonAfter_ = Abandon::Never;
     QSet<int> silentStations_;
 };
 

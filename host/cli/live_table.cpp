@@ -96,6 +96,7 @@ LiveTable::~LiveTable() {
 }
 
 QStringList LiveTable::takeUnfinished() {
+    ending_ = true;
     connection_.engine().abandonOperations(QStringLiteral("the table ended"));
     return unfinished_;
 }
@@ -226,7 +227,7 @@ void LiveTable::sendWrite() {
 
 void LiveTable::writeEnded(const QString& name, const QString& value, const Transaction& transaction) {
     drawNow_ = true;
-    if (transaction.outcome == Outcome::CutShort) {
+    if (ending_) {
         unfinished_ += QStringLiteral("%1 = %2: %3").arg(name, value, unwrittenText(transaction));
     } else if (transaction.good()) {
         message_ = QStringLiteral("%1 was written").arg(name);

@@ -55,6 +55,7 @@ private:
     int selected_ = 0;
     int first_ = 0;
     bool quit_ = false;
+    bool ending_ = false;  ///< The table ends: writes that end now are unfinished.
     bool showStatistics_ = false;
     bool typing_ = false;
     QString typed_;

@@ -1,5 +1,9 @@
 #include "parameter_exchange.h"
 
+#include <algorithm>
+#include <memory>
+#include <vector>
+
 #include "one_shot_read.h"
 #include "progress.h"
 
@@ -7,7 +11,7 @@ namespace dx7::cli {
 
 namespace {
 
-enum { RUN_ITEMS = 10 };
+enum { RUN_ITEMS = 10, RUNS_AT_ONCE = 8 };
 // Operations without any sign of life: a write and its reading back.
 enum { MOST_SILENT_OPERATIONS = 2, MOST_UNANSWERED = 2, MOST_UNACKNOWLEDGED = 20 };
 
@@ -27,64 +31,184 @@ bool refused(const QString& fault) {
     return fault.startsWith(QLatin1String("exception"));
 }
 
-// Reads a run in one request. Empty when it was read or refused, as `refusal` says; else the reason.
-QString readRun(Connection& connection, const QVector<Point>& run, const EachPoint& each, QString* refusal) {
-    OneShotRead read(connection.engine());
-    read.queue(run);
-    if (!connection.runOperations()) {
-        return connection.breakReason();
+/// Points that are read at once, in one request each run.
+struct Batch {
+    QVector<QVector<Point>> runs;
+    std::vector<std::unique_ptr<OneShotRead>> reads;  ///< One for each run.
+
+    const OneShotRead& read(int index) const { return *reads[static_cast<std::size_t>(index)]; }
+    void add(Connection& connection, const QVector<Point>& run) {
+        runs += run;
+        reads.push_back(std::make_unique<OneShotRead>(connection.engine()));
+        reads.back()->queue(run);
     }
-    *refusal = QString();
-    if (read.allGood()) {
-        for (int i = 0; i < run.size(); ++i) {
-            each(run.at(i), static_cast<int>(read.table().state(i).raw), QString());
+};
+
+// The first point that was not read; 0 when all were.
+int firstBad(const OneShotRead& read) {
+    for (int i = 0; i < read.table().size(); ++i) {
+        if (read.table().state(i).quality != Quality::Good) {
+            return i;
         }
-        return QString();
     }
-    if (refused(read.fault(0))) {
-        *refusal = read.fault(0);
-        return QString();
-    }
-    // A station that gives no good answer to one run is not asked for the rest.
-    return QStringLiteral("%1 could not be read: %2").arg(run.first().name, read.fault(0));
+    return 0;
 }
 
-QString readOneByOne(Connection& connection, const QVector<Point>& run, const EachPoint& each) {
-    for (const Point& point : run) {
-        QString refusal;
-        QString broken = readRun(connection, {point}, each, &refusal);
+bool refused(const OneShotRead& read) {
+    return refused(read.fault(firstBad(read)));
+}
+
+// "F:3.0.20@1 to F:3.0.29@1, F:3.0.40@1": of those that are not proven.
+QStringList unprovenNames(const Batch& batch) {
+    QStringList names;
+    for (int i = 0; i < batch.runs.size(); ++i) {
+        const QVector<Point>& run = batch.runs.at(i);
+        const OneShotRead& read = batch.read(i);
+        if (read.unproven(firstBad(read))) {
+            const QString& first = run.first().name;
+            names += run.size() == 1 ? first : QStringLiteral("%1 to %2").arg(first, run.last().name);
+        }
+    }
+    return names;
+}
+
+// Why the batch ends at its run number `index`, which was not read.
+QString failureText(const Batch& batch, int index) {
+    const OneShotRead& read = batch.read(index);
+    const QStringList names = unprovenNames(batch);
+    if (read.unproven(firstBad(read))) {
+        const bool one = names.size() == 1 && batch.runs.at(index).size() == 1;
+        return QStringLiteral("%1 %2 not certain: %3")
+            .arg(names.join(QStringLiteral(", ")), QLatin1String(one ? "is" : "are"),
+                 read.fault(firstBad(read)));
+    }
+    return QStringLiteral("%1 could not be read: %2")
+        .arg(batch.runs.at(index).at(firstBad(read)).name, read.fault(firstBad(read)));
+}
+
+// What ended the batch: a run that was not answered ends those that were queued after it, too, and what was
+// not proven by then.
+int failedRun(const Batch& batch) {
+    int failed = -1;
+    for (int i = 0; i < batch.runs.size(); ++i) {
+        const OneShotRead& read = batch.read(i);
+        const bool bad = !read.allGood() && !refused(read);
+        if (bad && (failed < 0 || batch.read(failed).cutShort(firstBad(batch.read(failed))))) {
+            failed = i;
+        }
+    }
+    return failed;
+}
+
+/// Reads points by batches, and tells each of them in order.
+class ParameterReader {
+public:
+    ParameterReader(Connection& connection, const QVector<Point>& points, const QString& what,
+                    const EachPoint& each)
+        : connection_(connection),
+          points_(points),
+          what_(what),
+          each_(each),
+          progress_(points.size(), connection.clock()) {}
+
+    QString readAll();
+
+private:
+    QString carryOut(const Batch& batch);
+    bool runBatch(const Batch& batch);
+    QString readOneByOne(const QVector<Point>& run);
+
+    Connection& connection_;
+    const QVector<Point>& points_;
+    const QString what_;
+    const EachPoint& each_;
+    Progress progress_;
+    int told_ = 0;
+};
+
+QString ParameterReader::readAll() {
+    for (int at = 0; at < points_.size();) {
+        Batch batch;
+        while (at < points_.size() && batch.runs.size() < RUNS_AT_ONCE) {
+            const int length = runLength(points_, at);
+            batch.add(connection_, points_.mid(at, length));
+            at += length;
+        }
+        const QString broken = carryOut(batch);
         if (!broken.isEmpty()) {
             return broken;
         }
-        if (!refusal.isEmpty()) {
-            each(point, -1, refusal);
-        }
     }
     return QString();
+}
+
+// False when it was broken off from outside.
+bool ParameterReader::runBatch(const Batch& batch) {
+    int most = told_;
+    for (const QVector<Point>& run : batch.runs) {
+        most += run.size();
+    }
+    int answered = told_;
+    const auto show = [&] {
+        progress_.show(std::min(answered, most),
+                       what_ + QLatin1Char(' ') + points_.at(std::min(answered, most - 1)).name);
+    };
+    show();
+    EngineEvents events;
+    events.transaction = [&](const Transaction& transaction) {
+        if (transaction.finished() && transaction.answered()) {
+            answered += transaction.frame.count;
+            show();
+        }
+    };
+    connection_.setEvents(events);
+    connection_.abandonAfterFailure(true);
+    const bool ran = connection_.runOperations();
+    connection_.abandonAfterFailure(false);
+    connection_.setEvents({});
+    return ran;
+}
+
+// Tells the points up to the first run that was not read. Gives why it was not; empty when all are told.
+QString ParameterReader::carryOut(const Batch& batch) {
+    const bool ran = runBatch(batch);
+    for (int i = 0; i < batch.runs.size(); ++i) {
+        const QVector<Point>& run = batch.runs.at(i);
+        const OneShotRead& read = batch.read(i);
+        if (read.allGood()) {
+            for (int k = 0; k < run.size(); ++k) {
+                each_(run.at(k), static_cast<int>(read.table().state(k).raw), QString());
+            }
+            told_ += run.size();
+        } else if (!refused(read)) {
+            return ran ? failureText(batch, failedRun(batch)) : connection_.breakReason();
+        } else if (run.size() == 1) {
+            each_(run.first(), -1, read.fault(0));
+            ++told_;
+        } else {
+            const QString broken = readOneByOne(run);
+            if (!broken.isEmpty()) {
+                return broken;
+            }
+        }
+    }
+    return ran ? QString() : connection_.breakReason();
+}
+
+// A run that the station refuses, for it may have some of its items.
+QString ParameterReader::readOneByOne(const QVector<Point>& run) {
+    Batch batch;
+    for (const Point& point : run) {
+        batch.add(connection_, {point});
+    }
+    return carryOut(batch);
 }
 
 }  // namespace
 
 QString readPoints(Connection& connection, const QVector<Point>& points, const QString& what,
                    const EachPoint& each) {
-    Progress progress(points.size(), connection.clock());
-    int length = 0;
-    for (int at = 0; at < points.size(); at += length) {
-        length = runLength(points, at);
-        progress.show(at, what + QLatin1Char(' ') + points.at(at).name);
-        const QVector<Point> run = points.mid(at, length);
-        QString refusal;
-        QString broken = readRun(connection, run, each, &refusal);
-        if (!refusal.isEmpty() && length == 1) {
-            each(run.first(), -1, refusal);
-        } else if (!refusal.isEmpty()) {
-            broken = readOneByOne(connection, run, each);
-        }
-        if (!broken.isEmpty()) {
-            return broken;
-        }
-    }
-    return QString();
+    return ParameterReader(connection, points, what, each).readAll();
 }
 
 QVector<Point> pointsOf(const ItemNotation& notation, const ParameterSet& set) {

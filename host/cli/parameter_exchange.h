@@ -11,9 +11,10 @@ namespace dx7::cli {
 /// Gets a point with its value, or -1 and the fault where the station refused to read it.
 using EachPoint = std::function<void(const Point&, int value, const QString& fault)>;
 
-/// Reads the points run by run, in order; a run that the station refuses item by item, for it may have only
-/// some of them. Shows `what` with the progress. Gives the reason, as a sentence, when it ends before the
-/// last point (breakReason(), or a station that gives no good answer), and the empty text when it does not.
+/// Reads the points, several runs at once, and tells them in order once they are proven; a run that the
+/// station refuses item by item, for it may have only some of them. Shows `what` with the progress. Gives the
+/// reason, as a sentence, when it ends before the last point (breakReason(), a station that gives no good
+/// answer, or the items that were not proven, by name), and the empty text when it does not.
 QString readPoints(Connection& connection, const QVector<Point>& points, const QString& what,
                    const EachPoint& each);
 

@@ -90,7 +90,8 @@ TEST_P(Monitor, CountsWhatHappenedOnTheLine) {
     EXPECT_LE(statistics.at("line_busy"), 1);
 
     const std::string seen = rig.stopDevice();
-    EXPECT_EQ(all.at("requests"), numberBehind(seen, "station 1: ") + numberBehind(seen, "station 2: "))
+    EXPECT_EQ(all.at("requests").get<long>() + all.at("status_queries").get<long>(),
+              numberBehind(seen, "station 1: ") + numberBehind(seen, "station 2: "))
         << seen;
 }
 

@@ -112,6 +112,8 @@ void expectRead(const std::vector<Packet>& packets, const Read& read, const std:
 
 class Tshark : public testing::TestWithParam<Carrier> {
 protected:
+    enum { ANY = -2 };  ///< Whatever the exit code is.
+
     void SetUp() override {
         if (std::string(DX7_TSHARK).empty()) {
             GTEST_SKIP() << "tshark was not found when this was configured: install the package tshark";
@@ -121,7 +123,7 @@ protected:
     std::vector<Packet> record(const Rig& rig, Words words, int exitCode) {
         words.insert(words.end(), {"--record", rig.file("line.pcap")});
         const Finished run = rig.dx7(words);
-        EXPECT_EQ(exitCode, run.exitCode) << run.output << run.errors;
+        EXPECT_TRUE(exitCode == ANY || exitCode == run.exitCode) << run.output << run.errors;
         replayed = jsonLines(runToEnd(dx7Words({"replay", "--json", rig.file("line.pcap")})).output);
         const std::vector<Packet> packets = decode(rig.file("line.pcap"));
         EXPECT_EQ(replayed.size(), packets.size());
@@ -148,6 +150,17 @@ protected:
         }
         EXPECT_GT(2 * asPaced, replies);
     }
+    /// Without the status queries that prove the replies, and without their answers.
+    std::vector<Packet> withoutQueries(const std::vector<Packet>& packets) const {
+        std::vector<Packet> left;
+        for (std::size_t i = 0; i < packets.size() && i < replayed.size(); ++i) {
+            const std::string function = replayed[i].at("bytes").get<std::string>().substr(3, 2);
+            if (function != "07" && function != "08" && function != "88") {
+                left.push_back(packets[i]);
+            }
+        }
+        return left;
+    }
     std::size_t bytesOf(std::size_t index) const {
         return (replayed[index].at("bytes").get<std::string>().size() + 1) / 3;
     }
@@ -164,7 +177,8 @@ TEST_P(Tshark, DecodesEveryRead) {
     rig.tell("set FAS:0@1=0x41");
     const std::vector<Packet> packets =
         record(rig, {"read", "AI:1@9", "DI:1,2", "DO:1,2", "F:3.0.25,2", "FAS:0"}, 0);
-    ASSERT_EQ(10U, packets.size());
+    ASSERT_LE(10U, packets.size());
+    ASSERT_EQ(8U, withoutQueries(packets).size());
     for (std::size_t i = 0; i < packets.size(); ++i) {
         EXPECT_EQ(i % 2 == 0, packets[i].request);
     }
@@ -184,8 +198,11 @@ TEST_P(Tshark, DecodesEveryRead) {
 
 TEST_P(Tshark, DecodesEveryWrite) {
     const Rig rig(GetParam(), {"--baud", "9600"});
-    const std::vector<Packet> packets = record(rig, {"write", "DO:2=1", "MOD:1=1234", "F:0.0.10,2=1,2"}, 0);
+    const std::vector<Packet> all = record(rig, {"write", "DO:2=1", "MOD:1=1234", "F:0.0.10,2=1,2"}, 0);
+    const std::vector<Packet> packets = withoutQueries(all);
     ASSERT_EQ(6U, packets.size());
+    EXPECT_EQ("01 07 41 E2", replayed[0].at("bytes")) << "it tells whether the adapter echoes";
+    EXPECT_EQ(14U, all.size()) << "and a query after each write";
     const int functions[] = {5, 5, 6, 6, 16, 16};
     const int addresses[] = {0x1021, 0x1021, 0x1301, 0x1301, 0xE010, 0xE010};
     for (std::size_t i = 0; i < packets.size(); ++i) {
@@ -198,12 +215,13 @@ TEST_P(Tshark, DecodesEveryWrite) {
     EXPECT_EQ("04d2", packets[2].data);
     EXPECT_EQ("57360=1 57361=2", packets[4].registers);
     EXPECT_EQ(2, packets[5].quantity);
-    checkTimes(packets);
+    checkTimes(all);
 }
 
 TEST_P(Tshark, DecodesExceptions) {
     const Rig rig(GetParam(), {"--baud", "9600"});
-    const std::vector<Packet> packets = record(rig, {"read", "F:10.0.00"}, 1);
+    const std::vector<Packet> all = record(rig, {"read", "F:10.0.00"}, 1);
+    const std::vector<Packet> packets = withoutQueries(all);
     ASSERT_EQ(6U, packets.size()) << "three attempts";
     for (std::size_t i = 1; i < packets.size(); i += 2) {
         EXPECT_EQ(3, packets[i].function);
@@ -211,17 +229,18 @@ TEST_P(Tshark, DecodesExceptions) {
         EXPECT_EQ(int(CRC_GOOD), packets[i].crc);
     }
     EXPECT_NE(std::string::npos, replayed[1].at("text").get<std::string>().find("illegal data address"));
-    checkTimes(packets);
+    checkTimes(all);
 }
 
 TEST_P(Tshark, FindsTheBadCrcs) {
-    Rig rig(GetParam(), {"--fault", "corrupt=1", "--seed", "3"});
-    const std::vector<Packet> packets =
-        record(rig, {"read", "F:0.0.00,10", "F:0.0.10,10", "F:0.0.20,10", "--timeout", "150"}, 1);
+    Rig rig(GetParam(), {"--fault", "corrupt=0.3", "--seed", "3"});
+    const std::vector<Packet> packets = record(
+        rig, {"read", "F:0.0.00,10", "F:0.0.10,10", "F:0.0.20,10", "F:0.0.30,10", "--timeout", "150"}, ANY);
     int bad = 0;
     int named = 0;
     for (std::size_t i = 0; i < packets.size() && i < replayed.size(); ++i) {
-        EXPECT_EQ(int(packets[i].request ? CRC_GOOD : CRC_BAD), packets[i].crc) << "packet " << i + 1;
+        // The dissector looks at no CRC of the 4 bytes of a status query.
+        EXPECT_TRUE(!packets[i].request || packets[i].crc != CRC_BAD) << "packet " << i + 1;
         bad += packets[i].crc == CRC_BAD ? 1 : 0;
         named += replayed[i].at("text").get<std::string>().find("wrong CRC") != std::string::npos ? 1 : 0;
     }
@@ -246,13 +265,15 @@ TEST_P(Replay, PrintsARecordingLegibly) {
         << run.output;
     EXPECT_TRUE(std::regex_search(run.output, std::regex("<- [^\n]*exception 2 \\(illegal data address\\)")))
         << run.output;
-    EXPECT_EQ(4, std::count(run.output.begin(), run.output.end(), '\n')) << run.output;
+    EXPECT_EQ(8, std::count(run.output.begin(), run.output.end(), '\n'))
+        << "two reads and two status queries:\n"
+        << run.output;
 }
 
 TEST_P(Replay, PrintsARecordingThatBreaksOffAsFarAsItGoes) {
     const Rig rig(GetParam());
     const std::string file = rig.file("line.pcap");
-    ASSERT_EQ(0, rig.dx7({"read", "F:3.0.25", "AI:0", "--record", file}).exitCode);
+    ASSERT_EQ(0, rig.dx7({"read", "F:3.0.25", "--record", file}).exitCode);
     const std::string whole = readFile(file);
     writeFile(file, whole.substr(0, whole.size() - 5));
     const Finished run = runToEnd(dx7Words({"replay", file}));
@@ -313,7 +334,8 @@ TEST_P(Replay, ShowsTheResponseTimesThatTheStatisticsCount) {
     ASSERT_EQ(0, run.exitCode) << run.errors;
     std::vector<double> recorded;
     for (const Json& frame : jsonLines(runToEnd(dx7Words({"replay", "--json", file})).output)) {
-        if (frame.contains("response_ms")) {
+        // The answers to status queries are counted apart.
+        if (frame.contains("response_ms") && frame.at("bytes").get<std::string>().substr(3, 2) == "03") {
             recorded.push_back(frame.at("response_ms"));
         }
     }

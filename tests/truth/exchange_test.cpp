@@ -380,7 +380,7 @@ TEST(Exchange, AnAnnouncedQueryIsNotSentTwice) {
     rig.exchange.query(1, rig.nowUs);
     rig.pass(1);
     EXPECT_EQ(rig.sent.size(), sent + 1);
-    EXPECT_TRUE(rig.exchange.asking(1));
+    EXPECT_TRUE(rig.exchange.askAgainUs(1) > 0);
 }
 
 }  // namespace
