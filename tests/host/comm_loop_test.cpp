@@ -185,8 +185,8 @@ TEST_F(CommLoopTest, ALateReplyIsTheReply) {
     EXPECT_EQ(value(), 500);
 }
 
-// After its end was told, it reaches no one: neither its own request nor the next.
-TEST_F(CommLoopTest, AReplyThatComesAfterTheEndIsNobodys) {
+// Neither its own request, whose end was told, nor the next.
+TEST_F(CommLoopTest, AReplyThatComesAfterTheEndAnswersNothing) {
     rig.session.merge({ItemRange{1, QStringLiteral("F"), 193, 1}, ItemRange{1, QStringLiteral("F"), 249, 1}});
     answersQueries = false;
     answerData = [&](ScriptedLine& line) { line.arrive(good, 2000000); };

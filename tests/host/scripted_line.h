@@ -1,4 +1,4 @@
-// A line whose other end is a function, on a clock that moves only when somebody waits on it.
+// A line whose other end is a function, on a clock that moves only when it is waited on.
 #ifndef DX7_TESTS_HOST_SCRIPTED_LINE_H
 #define DX7_TESTS_HOST_SCRIPTED_LINE_H
 
@@ -67,7 +67,7 @@ private:
     std::multimap<qint64, QByteArray> arrivals_;
 };
 
-// The bytes with their CRC behind them.
+// The bytes with their CRC after them.
 QByteArray framed(const QByteArray& bytes);
 // Bytes from "01 03 02".
 QByteArray hex(const char* text);
