@@ -75,7 +75,7 @@ void CommLoop::takeNote(const ExchangeNote& note) {
 void CommLoop::clearOperation() {
     unsettled_ = out_ = heard_ = false;
     noiseBytes_ = otherFrames_ = 0;
-    mismatch_.resize(0);
+    mismatch_ = QByteArray();
 }
 
 bool CommLoop::begin(qint64 nowUs) {
