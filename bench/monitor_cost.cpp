@@ -76,8 +76,12 @@ public:
         return {static_cast<double>(time.tv_sec) + 1e-9 * static_cast<double>(time.tv_nsec), wakeUps()};
     }
 
-    /// Requests per second, when it has ended.
-    double perSecond() {
+    /// Requests and status queries per second, when it has ended.
+    struct Rate {
+        double requests;
+        double queries;
+    };
+    Rate rate() {
         int status = 0;
         ::waitpid(process_, &status, 0);
         process_ = -1;
@@ -86,7 +90,9 @@ public:
         if (status != 0 || count != static_cast<ssize_t>(text.size()) || numberNamed(text, "bad") > 0) {
             throw std::runtime_error("dx7 monitor failed");
         }
-        return numberNamed(text, "requests") / numberNamed(text, "seconds");
+        // The statistics come after the summary.
+        const double seconds = numberNamed(text, "seconds");
+        return {numberNamed(text, "good") / seconds, numberNamed(text, "status_queries") / seconds};
     }
 
 private:
@@ -97,9 +103,9 @@ private:
             items.push_back("F:" + std::to_string(block / SUBGROUPS_USED) + ".0." +
                             std::to_string(block % SUBGROUPS_USED) + "0," + std::to_string(BLOCK_REGISTERS));
         }
-        std::vector<const char*> words = {DX7_PROGRAM,  "monitor",   "--json",       "--driver",
-                                          DX7_LIBRARY,  "--serial",  line.c_str(),   "--baud",
-                                          baud.c_str(), "--seconds", seconds.c_str()};
+        std::vector<const char*> words = {DX7_PROGRAM, "monitor",    "--json",    "--stats",
+                                          "--driver",  DX7_LIBRARY,  "--serial",  line.c_str(),
+                                          "--baud",    baud.c_str(), "--seconds", seconds.c_str()};
         for (const std::string& item : items) {
             words.push_back(item.c_str());
         }
@@ -125,8 +131,9 @@ private:
     pid_t process_;
 };
 
-Figures perTransaction(const Effort& before, const Effort& after, double transactions) {
-    return {(after.seconds - before.seconds) / transactions, (after.wakeUps - before.wakeUps) / transactions};
+/// Processor time per transaction, proof included; wake-ups per reply, answers to status queries included.
+Figures perTransaction(const Effort& before, const Effort& after, double transactions, double replies) {
+    return {(after.seconds - before.seconds) / transactions, (after.wakeUps - before.wakeUps) / replies};
 }
 
 Figures measureMonitor(const DeviceProcess& device, int seconds) {
@@ -135,7 +142,8 @@ Figures measureMonitor(const DeviceProcess& device, int seconds) {
     const Effort before = monitor.effort();
     sleepFor(seconds);
     const Effort after = monitor.effort();
-    return perTransaction(before, after, seconds * monitor.perSecond());
+    const Monitor::Rate rate = monitor.rate();
+    return perTransaction(before, after, seconds * rate.requests, seconds * (rate.requests + rate.queries));
 }
 
 Figures measureBare(const LineSetup& setup, int cycles) {
@@ -144,7 +152,8 @@ Figures measureBare(const LineSetup& setup, int cycles) {
     client->read(2);
     const Effort before = effortSoFar();
     client->read(cycles * LINE_BLOCKS);
-    return perTransaction(before, effortSoFar(), cycles * LINE_BLOCKS);
+    const Effort after = effortSoFar();
+    return perTransaction(before, after, cycles * LINE_BLOCKS, cycles * LINE_BLOCKS);
 }
 
 void print(const char* client, const std::vector<Figures>& rounds) {

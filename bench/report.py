@@ -113,20 +113,34 @@ def transaction(now, before):
 
 def before_line(earlier, record, field, ours):
     old = earlier.get((record["client"], record["baud"]))
-    if old is None:
+    if old is None or record["medium"] == "tcp":
         return ""
     ratio = "" if ours is None or record["client"] == "dx7" else f" ({old['ours_over_this']:.2f})"
     return figure(old[field]) + ratio
 
 
-def line(now, before):
-    if not now:
-        return None
-    earlier = {(record["client"], record["baud"]): record for record in before}
+def tcp_line(records, calls):
     rows = []
-    for record in now:
-        if record["baud"] != 0:
-            continue
+    for record in records:
+        ours = record["client"] == "dx7"
+        over = record["over_libmodbus"]
+        count = calls.get(record["client"])
+        rows.append(
+            [record["client"], figure(record["per_second"], 0), figure(record["cpu_us"]), f"{over:.2f}"]
+            + (["1", verdict(over, 1)] if ours else ["", ""])
+            + ["" if count is None else f"{count:.2f}"]
+            # A status query now and then comes on top of what a reply costs.
+            + (["3", verdict(round(count, 1), 3)] if ours and count is not None else ["", ""])
+            + [f"{100 * record['device_idle']:.0f} %"]
+        )
+    return table(
+        ["TCP", "transactions per second", "processor time per transaction, µs", "this one / libmodbus", "at most", "",
+         "system calls per transaction", "at most", "", "device idle"], rows)
+
+
+def unpaced_line(records, earlier):
+    rows = []
+    for record in records:
         limit = {"libmodbus": 1, "QtSerialBus": 0.5}.get(record["client"])
         ours = record["ours_over_this"]
         rows.append(
@@ -134,25 +148,80 @@ def line(now, before):
             + (["", "", ""] if limit is None else [f"{ours:.2f}", f"{limit:g}", verdict(ours, limit)])
             + [f"{100 * record['device_idle']:.0f} %", before_line(earlier, record, "cpu_us", ours)]
         )
-    unpaced = table(
+    return table(
         ["unpaced", "transactions per second", "processor time per transaction, µs", "dx7 / this one", "at most", "",
          "device idle", "before: µs (dx7 / this one)"], rows)
+
+
+def paced_limit(record, records):
+    """What the cycle may take of the line's own time: a number, or a little more than the bare loop's."""
+    if record["client"] != "dx7":
+        return None
+    if record["baud"] == 9600:
+        return 1.02
+    return next(r["over_limit"] for r in records if r["client"] == "bare loop" and r["baud"] == record["baud"]) + 0.01
+
+
+def paced_line(records, earlier):
     rows = []
-    for record in now:
-        if record["baud"] == 0:
-            continue
-        limit = {9600: 1.02, 115200: 1.05}[record["baud"]] if record["client"] == "dx7" else None
+    for record in records:
+        limit = paced_limit(record, records)
         over = record["over_limit"]
         rows.append(
             [f"{record['baud']:.0f} baud", record["client"], figure(record["cycle_ms"]), figure(record["limit_ms"])]
-            + [f"{over:.3f}"] + (["", ""] if limit is None else [f"{limit:g}", verdict(over, limit)])
-            + [figure(record["cpu_us"], 0), f"{100 * record['device_idle']:.0f} %"]
+            + [f"{over:.3f}"] + (["", ""] if limit is None else [f"{limit:.3f}", verdict(over, limit)])
+            + [figure(record["cpu_us"], 0), f"{record['wake_ups']:.1f}", f"{100 * record['device_idle']:.0f} %"]
             + [before_line(earlier, record, "cpu_us", None)]
         )
-    paced = table(
+    return table(
         ["paced", "client", "cycle, ms", "the line's own, ms", "ratio", "at most", "",
-         "processor time per transaction, µs", "device idle", "before: µs"], rows)
-    return unpaced + "\n\n" + paced
+         "processor time per transaction, µs", "wake-ups", "device idle", "before: µs"], rows)
+
+
+def proof_line(records):
+    rows = []
+    for record in records:
+        if record["client"] != "dx7":
+            continue
+        paced, at_9600 = record["baud"] > 0, record["baud"] == 9600
+        share = record.get("query_share", 0)
+        rows.append(
+            [f"{record['baud']:.0f} baud" if paced else record["medium"], f"{record['queries_per_second']:.2f}"]
+            + [f"{100 * share:.2f} %" if paced else ""]
+            + (["2 %", verdict(share, 0.02)] if at_9600 else ["", ""]))
+    return table(["proof", "status queries per second", "their share of the line's time", "at most", ""], rows)
+
+
+def line(now, before):
+    if not now:
+        return None
+    earlier = {(record["client"], record["baud"]): record for record in before}
+    calls = {record["client"]: record["system_calls"] for record in now if record["medium"] == "calls"}
+    records = [record for record in now if record["medium"] != "calls"]
+    paced = [record for record in records if record["baud"] > 0]
+    return "\n\n".join([
+        tcp_line([record for record in records if record["medium"] == "tcp"], calls),
+        unpaced_line([record for record in records if record["medium"] == "terminal"], earlier),
+        paced_line(paced, earlier),
+        proof_line(records)])
+
+
+def monitor(now, before):
+    earlier = {record["client"]: record for record in before}
+    rows = []
+    for record in now:
+        limits = (200, 4) if record["client"] == "dx7 monitor" else None
+        old = earlier.get(record["client"])
+        # To the digit that is shown.
+        wakes = round(record["wake_ups"], 1)
+        rows.append(
+            [record["client"], figure(record["cpu_us"], 0)]
+            + (["200", verdict(record["cpu_us"], 200)] if limits else ["", ""])
+            + [f"{wakes:.1f}"] + (["4", verdict(wakes, 4)] if limits else ["", ""])
+            + [f"{figure(old['cpu_us'], 0)}, {old['wake_ups']:.0f}" if old else ""])
+    head = ["9600 baud", "processor time per transaction, µs", "at most", "", "wake-ups per reply", "at most", "",
+            "before"]
+    return table(head, rows) if rows else None
 
 
 def reaction(now, _):
@@ -183,7 +252,8 @@ def memory(now, before):
     return table(head, rows) if rows else None
 
 
-PARTS = {"walk": walk, "plan": plan, "transaction": transaction, "line": line, "reaction": reaction, "memory": memory}
+PARTS = {"walk": walk, "plan": plan, "transaction": transaction, "line": line, "monitor": monitor,
+         "reaction": reaction, "memory": memory}
 
 
 def short_name(function):

@@ -21,6 +21,36 @@ class Report(unittest.TestCase):
         before = [{"case": "same", "instructions": 10000, "functions": {}}]
         self.assertIn("| 5 000 | 10 000 | 2.0 times fewer |", report.transaction(now, before))
 
+    def test_a_paced_line_is_compared_with_the_bare_loop_of_the_same_run(self):
+        def row(client, over):
+            return {"client": client, "medium": "115200 baud", "baud": 115200, "cycle_ms": 1, "limit_ms": 1,
+                    "over_limit": over, "cpu_us": 1, "wake_ups": 3, "device_idle": 0.5, "query_share": 0.001,
+                    "queries_per_second": 1}
+
+        lines = report.line([row("dx7", 1.079), row("bare loop", 1.07)], []).splitlines()
+        self.assertTrue(any("| 1.079 | 1.080 | reached |" in line for line in lines))
+        lines = report.line([row("dx7", 1.081), row("bare loop", 1.07)], []).splitlines()
+        self.assertTrue(any("| 1.081 | 1.080 | **missed** |" in line for line in lines))
+
+    def test_over_tcp_dx7_is_held_to_libmodbus_and_to_three_system_calls(self):
+        def row(client, over):
+            return {"client": client, "medium": "tcp", "baud": 0, "per_second": 1000, "cpu_us": 20,
+                    "over_libmodbus": over, "device_idle": 0.5, "queries_per_second": 1}
+
+        calls = {"client": "dx7", "medium": "calls", "system_calls": 4.0}
+        text = report.line([row("dx7", 1.01), row("bare loop", 0.8), calls], [])
+        self.assertIn("| 1.01 | 1 | **missed** | 4.00 | 3 | **missed** |", text)
+        self.assertIn("| bare loop | 1 000 | 20.0 | 0.80 |  |  |", text)
+
+    def test_proof_is_held_to_its_share_of_a_slow_line(self):
+        record = {"client": "dx7", "medium": "9600 baud", "baud": 9600, "query_share": 0.021, "queries_per_second": 1}
+        self.assertIn("| 2.10 % | 2 % | **missed** |", report.proof_line([record]))
+
+    def test_the_monitor_is_held_to_its_processor_time_and_wake_ups(self):
+        now = [{"client": "dx7 monitor", "cpu_us": 201, "wake_ups": 4.04}, {"client": "bare loop", "cpu_us": 90, "wake_ups": 3}]
+        text = report.monitor(now, [{"client": "dx7 monitor", "cpu_us": 594, "wake_ups": 28}])
+        self.assertIn("| 201 | 200 | **missed** | 4.0 | 4 | reached | 594, 28 |", text)
+
     def test_no_table_without_figures(self):
         for name, part in report.PARTS.items():
             self.assertIsNone(part([], []), name)

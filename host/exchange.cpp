@@ -47,7 +47,7 @@ bool repliesLikeItself(int function) {
 
 Exchange::Exchange(const LineSettings& settings)
     : settings_(settings), stations_(256), windowLimit_(MOST_WINDOW) {
-    for (QByteArray* const bytes : {&output_, &frame_, &query_, &reply_, &request_}) {
+    for (QByteArray* const bytes : {&output_, &frame_, &query_, &reply_, &request_, &mismatch_}) {
         bytes->reserve(LONGEST_FRAME_BYTES);
     }
     for (Accepted& accepted : accepted_) {

@@ -52,10 +52,6 @@ bool endsWithCrc(const QByteArray& bytes, int start, int length) {
            byteAt(bytes, start + length - 1) == (crc >> 8);
 }
 
-int byteAt(const QByteArray& bytes, int index) {
-    return index >= 0 && index < bytes.size() ? static_cast<quint8>(bytes.at(index)) : -1;
-}
-
 int wordAt(const QByteArray& bytes, int index) {
     const int low = byteAt(bytes, index + 1);
     return low < 0 ? -1 : byteAt(bytes, index) * 256 + low;

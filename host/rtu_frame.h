@@ -39,7 +39,9 @@ void appendCrc(QByteArray& frame);
 bool endsWithCrc(const QByteArray& bytes, int start, int length);
 
 /// The byte at `index`, or -1 beyond the end.
-int byteAt(const QByteArray& bytes, int index);
+inline int byteAt(const QByteArray& bytes, int index) {
+    return index >= 0 && index < bytes.size() ? static_cast<quint8>(bytes.at(index)) : -1;
+}
 
 /// The two bytes from `index`, high byte first, or -1 beyond the end.
 int wordAt(const QByteArray& bytes, int index);

@@ -73,32 +73,42 @@ void ValueTable::setPoints(const QVector<Point>& points) {
     });
 }
 
-std::size_t ValueTable::firstPlace(const ItemRange& range) const {
+// The usual case, for which nothing need be worked out again.
+bool ValueTable::Entry::provenAs(int value) const {
+    return goodItems.size() == 1 && goodItems.at(0) == value && state.quality == Quality::Good &&
+           told.quality == Quality::Good && state.raw == told.raw && state.changes == told.changes;
+}
+
+ValueTable::Places ValueTable::placesIn(const ItemRange& range) const {
     const int type = typeIndex(range.regType);
     const auto found = std::lower_bound(
         places_.begin(), places_.end(), range, [type](const Place& place, const ItemRange& r) {
             return std::tie(place.station, place.type, place.address) < std::tie(r.station, type, r.address);
         });
-    return static_cast<std::size_t>(found - places_.begin());
-}
-
-bool ValueTable::within(std::size_t place, const ItemRange& range, int type) const {
-    return place < places_.size() && places_[place].station == range.station && places_[place].type == type &&
-           places_[place].address < range.address + range.count;
+    const Place* const first = places_.data() + (found - places_.begin());
+    const Place* const end = places_.data() + places_.size();
+    const Place* last = first;
+    while (last != end && last->station == range.station && last->type == type &&
+           last->address < range.address + range.count) {
+        ++last;
+    }
+    return {first, last};
 }
 
 void ValueTable::arrive(const ReadItems& read, const ItemRange* skip, std::vector<int>* changed) {
-    const int type = typeIndex(read.range.regType);
-    for (std::size_t i = firstPlace(read.range); within(i, read.range, type); ++i) {
-        const Place& place = places_[i];
+    for (const Place& place : placesIn(read.range)) {
         const Point& point = points_.at(place.point);
         if (skip != nullptr && shownAsPending(*skip, point.type, place.station, place.address)) {
             continue;
         }
         Entry& known = entry(place.point);
-        known.items[place.item] = read.items[place.address - read.range.address];
+        const int value = read.items[place.address - read.range.address];
+        known.items[place.item] = value;
         known.ticket = read.ticket;
         known.failed = false;
+        if (known.provenAs(value)) {
+            continue;
+        }
         if (known.items.contains(-1)) {
             continue;
         }
@@ -127,15 +137,17 @@ bool ValueTable::tell(Entry& known, const PointState& state) {
 }
 
 void ValueTable::settle(const ReadItems& read, const ItemRange* skip, bool good, std::vector<int>* changed) {
-    const int type = typeIndex(read.range.regType);
-    for (std::size_t i = firstPlace(read.range); within(i, read.range, type); ++i) {
-        const Place& place = places_[i];
+    for (const Place& place : placesIn(read.range)) {
         const Point& point = points_.at(place.point);
         if (skip != nullptr && shownAsPending(*skip, point.type, place.station, place.address)) {
             continue;
         }
         Entry& known = entry(place.point);
         const int value = read.items[place.address - read.range.address];
+        if (good && !known.failed && known.provenAs(value)) {
+            known.state.readUs = known.told.readUs = read.readUs;
+            continue;
+        }
         known.goodItems[place.item] = good ? value : -1;
         PointState state = known.told;
         state.readUs = read.readUs;
@@ -174,9 +186,8 @@ void ValueTable::settle(const ReadItems& read, const ItemRange* skip, bool good,
 
 QVector<int> ValueTable::pointsIn(const ItemRange& range) const {
     QVector<int> found;
-    const int type = typeIndex(range.regType);
-    for (std::size_t i = firstPlace(range); within(i, range, type); ++i) {
-        found += places_[i].point;
+    for (const Place& place : placesIn(range)) {
+        found += place.point;
     }
     std::sort(found.begin(), found.end());
     found.erase(std::unique(found.begin(), found.end()), found.end());

@@ -78,6 +78,9 @@ private:
         quint64 ticket = 0;      ///< Of the latest read.
         QVector<int> items;      ///< Raw items as they came; -1 for one not read yet.
         QVector<int> goodItems;  ///< Likewise the settled ones.
+
+        /// The point is this one item, which is known and told as good with this value.
+        bool provenAs(int value) const;
     };
     /// A raw item of a point, in the order of station, type and address.
     struct Place {
@@ -87,10 +90,15 @@ private:
         int point = 0;
         int item = 0;
     };
+    struct Places {
+        const Place* first;
+        const Place* last;
+        const Place* begin() const { return first; }
+        const Place* end() const { return last; }
+    };
     const Entry& entry(int index) const { return entries_[static_cast<std::size_t>(index)]; }
     Entry& entry(int index) { return entries_[static_cast<std::size_t>(index)]; }
-    std::size_t firstPlace(const ItemRange& range) const;
-    bool within(std::size_t place, const ItemRange& range, int type) const;
+    Places placesIn(const ItemRange& range) const;
     int typeIndex(const QString& name) const;
     bool tell(Entry& entry, const PointState& state);
     QVector<int> failPoints(const QVector<int>& points, const QString& fault, Quality known);
