@@ -139,7 +139,7 @@ void Exchange::forget(qint64 nowUs) {
             station.owesData = false;
             station.unproven = true;
         }
-        if (station.owesData || (phase_ == Phase::Query && queried_ == number)) {
+        if (phase_ == Phase::Query && queried_ == number) {
             continue;
         }
         while (station.queries > 0 && nowUs - station.out[0].endUs >= FORGET_US) {
@@ -228,6 +228,11 @@ bool Exchange::owesStatus(const Station& station) const {
                        [](const Query& query) { return !query.diagnostic; });
 }
 
+bool Exchange::owesDiagnostic(const Station& station) const {
+    return std::any_of(station.out.begin(), station.out.begin() + station.queries,
+                       [](const Query& query) { return query.diagnostic; });
+}
+
 // Whether the station owes the answer to a query that is the request byte for byte.
 bool Exchange::owesLike(const Station& station, const QByteArray& request) const {
     return byteAt(request, 1) == READ_EXCEPTION_STATUS && owesStatus(station);
@@ -266,7 +271,11 @@ bool Exchange::useDiagnostic(const Station& station) const {
         return true;
     }
     // A reply to function code 7 that was asked for as data, or is owed, could pass for the answer.
-    return station.diagnosticNext || station.statusData || owesStatus(station);
+    if (station.statusData || owesStatus(station)) {
+        return true;
+    }
+    // So would a refusal of code 8 for that of the next one.
+    return station.diagnosticNext && (station.diagnosticCounted || !owesDiagnostic(station));
 }
 
 void Exchange::beginQuery(int station, Purpose purpose, qint64 nowUs) {
@@ -375,7 +384,9 @@ void Exchange::onFrame(qint64 nowUs) {
     const int number = byteAt(frame_, 0);
     Station& station = stationAt(number);
     station.heardUs = nowUs;
-    const int index = answeredQuery(station);
+    // Right after a frame like it, one is its copy.
+    const bool copy = acceptedSequence_ == sequence_ && accepted_[newest_].frame == frame_;
+    const int index = copy ? -1 : answeredQuery(station);
     if (number > 0 && station.owesData && answersData(station)) {
         acceptData(number, nowUs);
     } else if (number > 0 && index >= 0) {
@@ -424,7 +435,7 @@ void Exchange::acceptData(int number, qint64 nowUs) {
         afterUs <= settings_.timeoutMs * qint64(1000) + lineTimeUs(settings_, station.expectLen);
     const bool current = present_ == number && !station.reported;
     station.owesData = false;
-    passQueries(station, afterUs <= waitUs(station) + lineTimeUs(settings_, station.expectLen));
+    passQueries(station, !dirty_ && afterUs <= waitUs(station) + lineTimeUs(settings_, station.expectLen));
     station.slowUs = std::max(station.slowUs, afterUs);
     remember(nowUs);
     if (!inTime) {
@@ -491,6 +502,7 @@ void Exchange::acceptQuery(int number, int index, qint64 nowUs) {
     note(ExchangeNote::QueryAnswer, number, afterUs, refusal ? -value : query.diagnostic ? 0 : value);
     (query.diagnostic ? station.diagnosticAnswered : station.statusAnswered) = true;
     (query.diagnostic ? station.diagnosticPassed : station.statusPassed) = 0;
+    station.diagnosticCounted = station.diagnosticCounted || (query.diagnostic && !refusal);
     station.slowUs = std::max(station.slowUs, afterUs);
     if (echo_ == Echo::Unknown && !query.diagnostic && query.sequence == sequence_ && !echoSeen_) {
         echo_ = Echo::No;
@@ -601,7 +613,11 @@ void Exchange::putAside(qint64 nowUs) {
         return;
     }
     const int number = byteAt(frame_, 0);
-    const Station& station = stationAt(number);
+    Station& station = stationAt(number);
+    if ((byteAt(frame_, 1) & ~EXCEPTION_BIT) == DIAGNOSTICS && station.queryUs > 0) {
+        // It answers them, if too late.
+        station.diagnosticAnswered = true;
+    }
     if (number == present_ && byteAt(frame_, 1) == byteAt(request_, 1) && awaiting()) {
         assign(mismatch_, frame_);
     }
@@ -851,7 +867,8 @@ qint64 Exchange::proofUs(qint64 nowUs) const {
     for (const Station& station : stations_) {
         if (station.owesData) {
             consider(station.owedUs + FORGET_US);
-        } else if (station.queries > 0) {
+        }
+        if (station.queries > 0) {
             consider(station.out[0].endUs + FORGET_US);
         }
         if (station.owesData && !isDeaf(station)) {

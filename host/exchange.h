@@ -197,7 +197,8 @@ private:
         quint32 functions = 0;    ///< A bit for each function code that it was asked with.
         bool statusAnswered = false;
         bool diagnosticAnswered = false;
-        int statusPassed = 0;  ///< Queries in a row that a later reply came without an answer to.
+        bool diagnosticCounted = false;  ///< And not with a refusal.
+        int statusPassed = 0;            ///< Queries in a row that a later reply came without an answer to.
         int diagnosticPassed = 0;
         int queries = 0;  ///< Of out[].
         std::array<Query, 4> out;
@@ -241,6 +242,7 @@ private:
     bool mayAnswerDiagnostics(const Station& station) const;
     bool useDiagnostic(const Station& station) const;
     bool owesStatus(const Station& station) const;
+    bool owesDiagnostic(const Station& station) const;
     bool owesLike(const Station& station, const QByteArray& request) const;
     void beginQuery(int station, Purpose purpose, qint64 nowUs);
     void awaitQuery(const Station& station, qint64 nowUs);
