@@ -488,6 +488,8 @@ void Exchange::dropQueries(Station& station, quint64 sequence) {
         const Query query = station.out[static_cast<std::size_t>(i)];
         if (query.sequence > sequence) {
             station.out[static_cast<std::size_t>(left++)] = query;
+        } else if (query.sequence < sequence && !query.passed && !dirty_) {
+            ++(query.diagnostic ? station.diagnosticPassed : station.statusPassed);
         }
     }
     station.queries = left;

@@ -250,8 +250,10 @@ qint64 PollEngine::nextDueUs(qint64 nowUs) const {
     if (work) {
         consider(std::max(exchange.clearUs(), stalledUntilUs_));
     }
+    const qint64 freeUs =
+        loop_.betweenOperations() ? exchange.clearUs() : std::max(exchange.clearUs(), stalledUntilUs_);
     if (exchange.proofUs(nowUs) >= 0) {
-        consider(std::max(exchange.proofUs(nowUs), exchange.clearUs()));
+        consider(std::max(exchange.proofUs(nowUs), freeUs));
     }
     if (!concluding_ && health_.nextProbeUs() >= 0) {
         consider(std::max({health_.nextProbeUs(), exchange.clearUs(), stalledUntilUs_}));
