@@ -248,7 +248,7 @@ void Exchange::sendData(qint64 nowUs) {
     }
     Station& station = stationAt(present_);
     station.owesData = true;
-    station.reported = false;
+    station.reported = station.echoed = false;
     assign(station.request, request_);
     station.expectLen = expectLen_;
     station.endUs = station.owedUs = lastActivityUs_;
@@ -364,6 +364,7 @@ void Exchange::takePieces(bool last, qint64 nowUs) {
         switch (piece.kind) {
             case FrameStream::Kind::Echo:
                 note(ExchangeNote::Echo, byteAt(frame_, 0));
+                isEcho(stationAt(byteAt(frame_, 0)));
                 echoSeen_ = true;
                 echo_ = Echo::Yes;
                 stream_.sent(QByteArray(), false);
@@ -384,6 +385,10 @@ void Exchange::onFrame(qint64 nowUs) {
     const int number = byteAt(frame_, 0);
     Station& station = stationAt(number);
     station.heardUs = nowUs;
+    if (echo_ == Echo::Yes && isEcho(station)) {
+        note(ExchangeNote::Echo, number);
+        return;
+    }
     // Right after a frame like it, one is its copy.
     const bool copy = acceptedSequence_ == sequence_ && accepted_[newest_].frame == frame_;
     const int index = copy ? -1 : answeredQuery(station);
@@ -396,9 +401,27 @@ void Exchange::onFrame(qint64 nowUs) {
     }
 }
 
+// Whether the frame is a request, or a query, whose echo has not come yet. Its reply cannot come before that.
+bool Exchange::isEcho(Station& station) const {
+    if (station.owesData && !station.echoed && frame_ == station.request) {
+        return station.echoed = true;
+    }
+    for (int i = 0; i < station.queries; ++i) {
+        Query& query = station.out[static_cast<std::size_t>(i)];
+        if (query.diagnostic && !query.echoed && byteAt(frame_, 1) == DIAGNOSTICS &&
+            wordAt(frame_, 4) == query.counter) {
+            return query.echoed = true;
+        }
+    }
+    return false;
+}
+
 bool Exchange::answersData(const Station& station) const {
     const int asked = byteAt(station.request, 1);
     const int function = byteAt(frame_, 1);
+    if (echo_ == Echo::Yes && repliesLikeItself(asked) && !station.echoed) {
+        return false;
+    }
     if (function == (asked | EXCEPTION_BIT)) {
         return frame_.size() == EXCEPTION_FRAME_BYTES;
     }
@@ -417,6 +440,9 @@ int Exchange::answeredQuery(const Station& station) const {
     for (int i = 0; i < station.queries; ++i) {
         const Query& query = station.out[static_cast<std::size_t>(i)];
         const int asked = query.diagnostic ? DIAGNOSTICS : READ_EXCEPTION_STATUS;
+        if (echo_ == Echo::Yes && query.diagnostic && !query.echoed) {
+            continue;
+        }
         const bool refusal = function == (asked | EXCEPTION_BIT);
         const bool answer =
             function == asked &&

@@ -185,10 +185,12 @@ private:
         qint64 endUs = 0;  ///< When its last byte was on the line.
         quint64 sequence = 0;
         bool passed = false;  ///< A later reply came before the answer.
+        bool echoed = false;  ///< Its echo came.
     };
     struct Station {
         bool owesData = false;
         bool reported = false;  ///< Its end was given as Owed.
+        bool echoed = false;    ///< The echo of the request came.
         bool unproven = true;   ///< It needs a query of its own.
         bool proven = false;    ///< It has answered one in its place.
         bool disturbed = false;
@@ -249,6 +251,7 @@ private:
 
     void takePieces(bool last, qint64 nowUs);
     void onFrame(qint64 nowUs);
+    bool isEcho(Station& station) const;
     bool answersData(const Station& station) const;
     int answeredQuery(const Station& station) const;
     void acceptData(int number, qint64 nowUs);
