@@ -63,16 +63,18 @@ struct Settlement {
 /// since the last proof has brought one frame of its shape, and nothing else has come in between. Then what
 /// is held is good. If anything else came, what is held is doubtful.
 ///
-/// A query proves the replies of all stations, except those of another station that has not been proven since
-/// it was first asked, timed out, came late or had a surplus or damaged frame: that one needs its own. Two
-/// unlike queries take turns at each station, so that no copy of one can pass for the answer to the next:
-/// read exception status (function code 7) and return query data (function code 8, sub-function 0) with a
-/// counter as data. An exception answers, too.
+/// A query proves the replies of its own station alone: that of another one may still be on its way while
+/// this one answers. Two unlike queries take turns at each station, so that no copy of one can pass for the
+/// answer to the next: read exception status (function code 7) and return query data (function code 8,
+/// sub-function 0) with a counter as data. An exception answers, too. Where function code 7 is read as data,
+/// only code 8 proves that, or code 7 after a reply to something else.
 ///
 /// A station has at most one unanswered request of the host. While it owes the reply, only a query goes out
-/// to it; its late reply is the reply, and a query that is answered without it shows that none will come. A
-/// query that is owed is sent again after 3 s, and what is owed is forgotten after 10 s. Station 0 owes
-/// nothing.
+/// to it; its late reply is the reply, and a query that is answered without it shows that none will come.
+/// What is owed is asked for again after 3 s, never with a query for whose answer that to the first could
+/// pass, and is forgotten after 10 s. A query whose answer comes after the reply to a later request shows
+/// that this was the reply to an earlier one. Where the adapter echoes, nothing that looks like the request
+/// counts before the echo has come. Station 0 owes nothing.
 class Exchange {
 public:
     /// Copies the settings; nothing is under way.
