@@ -158,7 +158,7 @@ void Exchange::forget(qint64 nowUs) {
             station.owesData = false;
             station.unproven = true;
         }
-        if (station.owesData || (phase_ == Phase::Query && queried_ == number)) {
+        if (phase_ == Phase::Query && queried_ == number) {
             continue;
         }
         while (station.queries > 0 && nowUs - station.out[0].endUs >= FORGET_US) {
@@ -258,6 +258,11 @@ bool Exchange::owesStatus(const Station& station) const {
                        [](const Query& query) { return !query.diagnostic; });
 }
 
+bool Exchange::owesDiagnostic(const Station& station) const {
+    return std::any_of(station.out.begin(), station.out.begin() + station.queries,
+                       [](const Query& query) { return query.diagnostic; });
+}
+
 // Whether the station owes the answer to a query that is the request byte for byte.
 bool Exchange::owesLike(const Station& station, const QByteArray& request) const {
     return byteAt(request, 1) == READ_EXCEPTION_STATUS && owesStatus(station);
@@ -275,7 +280,7 @@ void Exchange::sendData(qint64 nowUs) {
     }
     Station& station = stationAt(present_);
     station.owesData = true;
-    station.reported = false;
+    station.reported = station.echoed = false;
     assign(station.request, request_);
     station.expectLen = expectLen_;
     station.endUs = station.owedUs = lastActivityUs_;
@@ -303,8 +308,11 @@ bool Exchange::useDiagnostic(const Station& station) const {
     }
     // A reply to function code 7 that was asked for as data or by another master, or is owed, could pass for
     // the answer.
-    return station.diagnosticNext || station.statusData || strangerNear(lastActivityUs_) ||
-           owesStatus(station);
+    if (station.statusData || owesStatus(station) || strangerNear(lastActivityUs_)) {
+        return true;
+    }
+    // So would a refusal of code 8 for that of the next one.
+    return station.diagnosticNext && (station.diagnosticCounted || !owesDiagnostic(station));
 }
 
 // Waits for a query that is out already.
@@ -324,7 +332,8 @@ void Exchange::beginQuery(int station, Purpose purpose, qint64 nowUs) {
 void Exchange::sendQuery(qint64 nowUs) {
     Station& station = stationAt(queried_);
     Query query;
-    query.diagnostic = !echoTest_ && !plainQuery_ && useDiagnostic(station);
+    // One that asks for the status is of the other kind only where its answer could not be told from one owed.
+    query.diagnostic = !echoTest_ && (!plainQuery_ || owesStatus(station)) && useDiagnostic(station);
     query_.resize(0);
     query_.append(static_cast<char>(queried_));
     if (query.diagnostic) {
@@ -405,6 +414,7 @@ void Exchange::takePieces(bool last, qint64 nowUs) {
         switch (piece.kind) {
             case FrameStream::Kind::Echo:
                 note(ExchangeNote::Echo, byteAt(frame_, 0));
+                isEcho(stationAt(byteAt(frame_, 0)));
                 echoSeen_ = true;
                 echo_ = Echo::Yes;
                 stream_.sent(QByteArray(), false);
@@ -425,7 +435,13 @@ void Exchange::onFrame(qint64 nowUs) {
     const int number = byteAt(frame_, 0);
     Station& station = stationAt(number);
     station.heardUs = nowUs;
-    const int index = answeredQuery(station);
+    if (echo_ == Echo::Yes && isEcho(station)) {
+        note(ExchangeNote::Echo, number);
+        return;
+    }
+    // Right after a frame like it, one is its copy.
+    const bool copy = acceptedSequence_ == sequence_ && accepted_[newest_].frame == frame_;
+    const int index = copy ? -1 : answeredQuery(station);
     if (number > 0 && station.owesData && answersData(station)) {
         acceptData(number, nowUs);
     } else if (number > 0 && index >= 0) {
@@ -435,9 +451,27 @@ void Exchange::onFrame(qint64 nowUs) {
     }
 }
 
+// Whether the frame is a request, or a query, whose echo has not come yet. Its reply cannot come before that.
+bool Exchange::isEcho(Station& station) const {
+    if (station.owesData && !station.echoed && frame_ == station.request) {
+        return station.echoed = true;
+    }
+    for (int i = 0; i < station.queries; ++i) {
+        Query& query = station.out[static_cast<std::size_t>(i)];
+        if (query.diagnostic && !query.echoed && byteAt(frame_, 1) == DIAGNOSTICS &&
+            wordAt(frame_, 4) == query.counter) {
+            return query.echoed = true;
+        }
+    }
+    return false;
+}
+
 bool Exchange::answersData(const Station& station) const {
     const int asked = byteAt(station.request, 1);
     const int function = byteAt(frame_, 1);
+    if (echo_ == Echo::Yes && repliesLikeItself(asked) && !station.echoed) {
+        return false;
+    }
     if (function == (asked | EXCEPTION_BIT)) {
         return frame_.size() == EXCEPTION_FRAME_BYTES;
     }
@@ -456,6 +490,9 @@ int Exchange::answeredQuery(const Station& station) const {
     for (int i = 0; i < station.queries; ++i) {
         const Query& query = station.out[static_cast<std::size_t>(i)];
         const int asked = query.diagnostic ? DIAGNOSTICS : READ_EXCEPTION_STATUS;
+        if (echo_ == Echo::Yes && query.diagnostic && !query.echoed) {
+            continue;
+        }
         const bool refusal = function == (asked | EXCEPTION_BIT);
         const bool answer =
             function == asked &&
@@ -538,6 +575,8 @@ void Exchange::dropQueries(Station& station, quint64 sequence) {
         const Query query = station.out[static_cast<std::size_t>(i)];
         if (query.sequence > sequence) {
             station.out[static_cast<std::size_t>(left++)] = query;
+        } else if (query.sequence < sequence && !query.passed && !dirty_) {
+            ++(query.diagnostic ? station.diagnosticPassed : station.statusPassed);
         }
     }
     station.queries = left;
@@ -552,6 +591,7 @@ void Exchange::acceptQuery(int number, int index, qint64 nowUs) {
     note(ExchangeNote::QueryAnswer, number, afterUs, refusal ? -value : query.diagnostic ? 0 : value);
     (query.diagnostic ? station.diagnosticAnswered : station.statusAnswered) = true;
     (query.diagnostic ? station.diagnosticPassed : station.statusPassed) = 0;
+    station.diagnosticCounted = station.diagnosticCounted || (query.diagnostic && !refusal);
     learnPace(station, afterUs);
     if (echo_ == Echo::Unknown && !query.diagnostic && query.sequence == sequence_ && !echoSeen_) {
         echo_ = Echo::No;
@@ -603,7 +643,8 @@ void Exchange::close(int number, const Query& query, bool alone, qint64 nowUs) {
     for (const Held& held : held_) {
         const bool before = held.sequence < query.sequence;
         const bool mine = held.station == number && before;
-        const bool others = held.station != number && before && !stationAt(held.station).unproven;
+        const bool others =
+            held.station != number && before && !held.mirror && !stationAt(held.station).unproven;
         // The answer may be the reply to function code 7 that was asked for as data, unless a reply of
         // another kind came after that.
         const bool alike = mine && held.status && !query.diagnostic && proven.otherSequence < held.sequence;
@@ -713,7 +754,11 @@ void Exchange::putAside(qint64 nowUs) {
         return;
     }
     const int number = byteAt(frame_, 0);
-    const Station& station = stationAt(number);
+    Station& station = stationAt(number);
+    if ((byteAt(frame_, 1) & ~EXCEPTION_BIT) == DIAGNOSTICS && station.queryUs > 0) {
+        // It answers them, if too late.
+        station.diagnosticAnswered = true;
+    }
     if (number == present_ && byteAt(frame_, 1) == byteAt(request_, 1) && awaiting()) {
         assign(mismatch_, frame_);
     }
@@ -990,7 +1035,8 @@ qint64 Exchange::proofUs(qint64 nowUs) const {
         const Station& station = stationAt(number);
         if (station.owesData) {
             consider(std::max(station.owedUs + FORGET_US, forgetUs_));
-        } else if (station.queries > 0) {
+        }
+        if (station.queries > 0) {
             consider(std::max(station.out[0].endUs + FORGET_US, forgetUs_));
         }
         if (station.owesData && !isDeaf(station)) {

@@ -64,16 +64,18 @@ struct Settlement {
 /// since the last proof has brought one frame of its shape, and nothing else has come in between. Then what
 /// is held is good. If anything else came, what is held is doubtful.
 ///
-/// A query proves the replies of all stations, except those of another station that has not been proven since
-/// it was first asked, timed out, came late or had a surplus or damaged frame: that one needs its own. Two
-/// unlike queries take turns at each station, so that no copy of one can pass for the answer to the next:
-/// read exception status (function code 7) and return query data (function code 8, sub-function 0) with a
-/// counter as data. An exception answers, too.
+/// A query proves the replies of its own station alone: that of another one may still be on its way while
+/// this one answers. Two unlike queries take turns at each station, so that no copy of one can pass for the
+/// answer to the next: read exception status (function code 7) and return query data (function code 8,
+/// sub-function 0) with a counter as data. An exception answers, too. Where function code 7 is read as data,
+/// only code 8 proves that, or code 7 after a reply to something else.
 ///
 /// A station has at most one unanswered request of the host. While it owes the reply, only a query goes out
-/// to it; its late reply is the reply, and a query that is answered without it shows that none will come. A
-/// query that is owed is sent again after 3 s, and what is owed is forgotten after 10 s. Station 0 owes
-/// nothing.
+/// to it; its late reply is the reply, and a query that is answered without it shows that none will come.
+/// What is owed is asked for again after 3 s, never with a query for whose answer that to the first could
+/// pass, and is forgotten after 10 s. A query whose answer comes after the reply to a later request shows
+/// that this was the reply to an earlier one. Where the adapter echoes, nothing that looks like the request
+/// counts before the echo has come. Station 0 owes nothing.
 class Exchange {
 public:
     /// Copies the settings; nothing is under way.
@@ -143,6 +145,8 @@ public:
     bool proofDue(qint64 nowUs) const { return proofStation(nowUs) > 0; }
     /// When one that is not due now will be, at the latest; -1 = not without something new.
     qint64 proofUs(qint64 nowUs) const;
+    /// Something came in between since the last proof: what comes now is doubtful up to the next.
+    bool disturbed() const { return dirty_; }
     /// Sends it.
     void prove(qint64 nowUs);
     /// Sends function code 7 to `station` and waits for the answer for the time-out; its answer is noted.
@@ -188,10 +192,12 @@ private:
         qint64 endUs = 0;  ///< When its last byte was on the line.
         quint64 sequence = 0;
         bool passed = false;  ///< A later reply came before the answer.
+        bool echoed = false;  ///< Its echo came.
     };
     struct Station {
         bool owesData = false;
         bool reported = false;  ///< Its end was given as Owed.
+        bool echoed = false;    ///< The echo of the request came.
         bool unproven = true;   ///< It needs a query of its own.
         bool proven = false;    ///< It has answered one in its place.
         bool disturbed = false;
@@ -200,7 +206,8 @@ private:
         quint32 functions = 0;    ///< A bit for each function code that it was asked with.
         bool statusAnswered = false;
         bool diagnosticAnswered = false;
-        int statusPassed = 0;  ///< Queries in a row that a later reply came without an answer to.
+        bool diagnosticCounted = false;  ///< And not with a refusal.
+        int statusPassed = 0;            ///< Queries in a row that a later reply came without an answer to.
         int diagnosticPassed = 0;
         int queries = 0;  ///< Of out[].
         std::array<Query, 4> out;
@@ -245,6 +252,7 @@ private:
     bool mayAnswerDiagnostics(const Station& station) const;
     bool useDiagnostic(const Station& station) const;
     bool owesStatus(const Station& station) const;
+    bool owesDiagnostic(const Station& station) const;
     bool owesLike(const Station& station, const QByteArray& request) const;
     void beginQuery(int station, Purpose purpose, qint64 nowUs);
     void awaitQuery(const Station& station, qint64 nowUs);
@@ -252,6 +260,7 @@ private:
 
     void takePieces(bool last, qint64 nowUs);
     void onFrame(qint64 nowUs);
+    bool isEcho(Station& station) const;
     bool answersData(const Station& station) const;
     int answeredQuery(const Station& station) const;
     void acceptData(int number, qint64 nowUs);

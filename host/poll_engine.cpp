@@ -174,7 +174,9 @@ bool PollEngine::begin(qint64 nowUs) {
         if (!active_ && beginQuery(nowUs)) {
             return true;
         }
-        if (exchange.proofDue(nowUs)) {
+        // An operator's write goes first, unless what follows would be doubtful.
+        const bool writeFirst = active_ && current_.kind == Operation::Write && !exchange.disturbed();
+        if (!writeFirst && exchange.proofDue(nowUs)) {
             exchange.prove(nowUs);
             return true;
         }
@@ -262,7 +264,10 @@ qint64 PollEngine::nextDueUs(qint64 nowUs) const {
     if (work) {
         consider(stalledUntilUs_);
     }
-    consider(exchange.proofUs(nowUs));
+    if (exchange.proofUs(nowUs) >= 0) {
+        consider(loop_.betweenOperations() ? exchange.proofUs(nowUs)
+                                           : std::max(exchange.proofUs(nowUs), stalledUntilUs_));
+    }
     if (!concluding_ && health_.nextProbeUs() >= 0) {
         consider(std::max({health_.nextProbeUs(), exchange.clearUs(), stalledUntilUs_}));
     }

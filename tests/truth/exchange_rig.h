@@ -64,8 +64,9 @@ public:
     }
     /// Sends a query, whether or not one is due by itself, as soon as that is possible.
     void prove() {
-        exchange.setFinishing(true);
         clear();
+        // What is held is proven at once; else a query may be due by itself.
+        exchange.setFinishing(exchange.unproven());
         exchange.prove(nowUs);
         take();
         exchange.setFinishing(false);

@@ -57,18 +57,30 @@ TEST(Exchange, WhatComesAfterADisturbanceIsProvenByTheQueryAfterIt) {
     ExchangeRig rig;
     introduce(rig, 1);
     rig.feed(valueOf(1, 78));
+    const quint64 disturbed = rig.exchanged(1, 10, 77);
+    EXPECT_TRUE(rig.doubtful(disturbed));
     rig.proven();
     const quint64 ticket = rig.exchanged(1, 10, 77);
     rig.proven();
     EXPECT_TRUE(rig.good(ticket));
 }
 
-TEST(Exchange, AQueryProvesItsOwnStationAlone) {
+TEST(Exchange, AQueryProvesAllStationsThatNothingHasDisturbed) {
     ExchangeRig rig;
     introduce(rig, 1);
     introduce(rig, 2);
     const quint64 one = rig.exchanged(1, 10, 77);
     const quint64 two = rig.exchanged(2, 10, 78);
+    rig.proven();
+    EXPECT_TRUE(rig.good(one));
+    EXPECT_TRUE(rig.good(two));
+}
+
+TEST(Exchange, AStationThatWasNeverProvenNeedsAQueryOfItsOwn) {
+    ExchangeRig rig;
+    introduce(rig, 1);
+    const quint64 two = rig.exchanged(2, 10, 78);
+    const quint64 one = rig.exchanged(1, 10, 77);
     rig.proven();
     EXPECT_NE(rig.good(one), rig.good(two));
     rig.proven();

@@ -169,6 +169,13 @@ QVector<Scenario> allSurvivable() {
         scenario.items += item(2, "F", 4);
         scenario.items += item(2, "D", 7);
         all += scenario;
+        // Where a station answers code 7 alone and that answer is lost, it takes 10 s until another may be asked
+        // for: on a line that floods it, the next is lost by then.
+        const bool harmful = !faults.isEmpty() &&
+                             (faults.first().kind == Fault::Loss || faults.first().kind == Fault::Damage);
+        if (harmful) {
+            return;
+        }
         scenario.name += QStringLiteral(", no diagnostics");
         // Where the answer to code 7 is missing it takes long until another may be asked for.
         scenario.stations[0].ignores8 = scenario.stations[1].ignores8 = true;

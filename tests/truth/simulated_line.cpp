@@ -310,24 +310,24 @@ QByteArray SimulatedLine::damage(const QByteArray& frame, bool* traceless) {
 }
 
 // Frames that wait for the next one to come. False when nothing is let through now.
-bool SimulatedLine::pass(std::vector<QByteArray>& frames, qint64 nowUs) {
+bool SimulatedLine::pass(std::vector<Event>& replies, qint64 nowUs) {
     for (Active& active : faults_) {
         if (active.fault.kind != Fault::OneBehind) {
             continue;
         }
         if (nowUs >= active.fault.a * MS && nowUs < active.fault.b * MS) {
-            active.waiting.insert(active.waiting.end(), frames.begin(), frames.end());
-            frames.clear();
+            active.waiting.insert(active.waiting.end(), replies.begin(), replies.end());
+            replies.clear();
             if (active.waiting.size() > 1) {
-                frames.push_back(active.waiting.front());
+                replies.push_back(active.waiting.front());
                 active.waiting.erase(active.waiting.begin());
             }
         } else {
-            frames.insert(frames.begin(), active.waiting.begin(), active.waiting.end());
+            replies.insert(replies.begin(), active.waiting.begin(), active.waiting.end());
             active.waiting.clear();
         }
     }
-    return !frames.empty();
+    return !replies.empty();
 }
 
 void SimulatedLine::onReady(const Event& event) {
@@ -336,30 +336,32 @@ void SimulatedLine::onReady(const Event& event) {
         lost_.push_back(Mark{event.shape, event.atUs});
         return;
     }
-    const bool strange = event.origin != Origin::Host || event.atUs - event.askedUs >= FORGOTTEN_US;
-    if (strange) {
-        inserted_.push_back(Mark{shapeOf(event.frame), event.atUs});
-    }
-    std::vector<QByteArray> frames{event.frame};
-    if (!pass(frames, event.atUs)) {
+    std::vector<Event> replies{event};
+    if (!pass(replies, event.atUs)) {
         trace(event.atUs, "  (the reply waits)", event.frame);
-        return;
     }
-    for (const QByteArray& frame : frames) {
-        bool traceless = false;
-        const QByteArray damaged = damage(frame, &traceless);
-        if (traceless) {
-            lost_.push_back(Mark{shapeOf(frame), event.atUs});
-        }
-        deliver(damaged, event.atUs,
-                damaged != frame ? "< damaged"
-                : strange        ? "< strange reply"
-                                 : "< reply");
-        for (Active& active : faults_) {
-            if (active.fault.kind == Fault::Double && event.askedUs >= 0 &&
-                active.random.chance(active.fault.percent)) {
-                push(event.atUs + active.fault.a * MS, Event::Ready, frame, Origin::Old, COPY);
-            }
+    for (const Event& reply : replies) {
+        put(reply, event.atUs);
+    }
+}
+
+// The reply goes on the line to the host.
+void SimulatedLine::put(const Event& reply, qint64 nowUs) {
+    const bool strange = reply.origin != Origin::Host || nowUs - reply.askedUs >= FORGOTTEN_US;
+    bool traceless = false;
+    const QByteArray damaged = damage(reply.frame, &traceless);
+    if (traceless && reply.origin == Origin::Host) {
+        lost_.push_back(Mark{reply.shape, nowUs});
+    }
+    deliver(damaged, nowUs, damaged != reply.frame ? "< damaged" : strange ? "< strange reply" : "< reply");
+    if (strange) {
+        inserted_.push_back(Mark{shapeOf(reply.frame), nowUs});
+        inserted_.push_back(Mark{shapeOf(reply.frame), pipeFreeUs_});
+    }
+    for (Active& active : faults_) {
+        if (active.fault.kind == Fault::Double && reply.askedUs >= 0 &&
+            active.random.chance(active.fault.percent)) {
+            push(nowUs + active.fault.a * MS, Event::Ready, reply.frame, Origin::Old, COPY);
         }
     }
 }
@@ -487,9 +489,12 @@ bool SimulatedLine::undecidable(const QByteArray& shape, qint64 fromUs, qint64 t
     const StationKind& kind = scenario_.stations.at(dx7::byteAt(shape, 0) - 1);
     const QByteArray status = shape.left(1) + char(dx7::READ_EXCEPTION_STATUS);
     const QByteArray diagnostic = shape.left(1) + char(dx7::DIAGNOSTICS);
+    const QByteArray refusal = shape.left(1) + char(dx7::DIAGNOSTICS | dx7::EXCEPTION_BIT);
     const bool put = within(inserted_, shape, fromUs);
+    const bool uncounted = kind.refuses8 && within(inserted_, shape, 0) &&
+                           (within(inserted_, status, 0) || within(inserted_, refusal, 0));
     // A surplus answer to code 7 shifts those after it for good, and nothing else can be asked.
-    return (put && within(lost_, shape, fromUs)) ||
+    return uncounted || (put && within(lost_, shape, fromUs)) ||
            (put && (within(inserted_, status, fromUs) || within(inserted_, diagnostic, fromUs))) ||
            ((kind.ignores8 || falseEcho_) && within(inserted_, status, 0)) ||
            (kind.ignores7 && kind.ignores8 && within(inserted_, shape, 0));

@@ -53,7 +53,8 @@ public:
     /// The bytes up to `toUs` are those of a line on which nothing went wrong, with frames put in for others:
     /// since `fromUs` a reply of this shape was lost without a trace, and a frame of it was put in; or both
     /// such a frame and an answer to a query after it were. Of a station that answers code 7 alone: an answer
-    /// to it was put in at any time; of one that answers no query: a reply was.
+    /// to it was put in at any time; of one that answers no query: a reply was; of one that refuses code 8,
+    /// so that no answer has a counter: both were.
     bool undecidable(const QByteArray& shape, qint64 fromUs, qint64 toUs) const;
 
 private:
@@ -74,7 +75,7 @@ private:
     struct Active {
         Fault fault;
         Random random;
-        std::vector<QByteArray> waiting;  // Of OneBehind.
+        std::vector<Event> waiting;  // Of OneBehind: replies.
         int left = 0;
     };
     struct Mark {
@@ -97,7 +98,8 @@ private:
     QByteArray readReply(const QByteArray& request) const;
     qint64 extraUs(qint64 nowUs);
     bool lose(const QByteArray& frame, int direction);
-    bool pass(std::vector<QByteArray>& frames, qint64 nowUs);
+    bool pass(std::vector<Event>& replies, qint64 nowUs);
+    void put(const Event& reply, qint64 nowUs);
     QByteArray damage(const QByteArray& frame, bool* traceless);
     void deliver(const QByteArray& frame, qint64 nowUs, const char* what);
     void trace(qint64 atUs, const char* what, const QByteArray& frame) const;
