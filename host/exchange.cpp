@@ -475,6 +475,7 @@ void Exchange::acceptData(int number, qint64 nowUs) {
     const bool refusal = (byteAt(frame_, 1) & EXCEPTION_BIT) != 0;
     end(refusal ? ExchangeEnd::Exception : ExchangeEnd::Reply, ++ticket_);
     held_.push_back(Held{ticket_, station.sequence, number, byteAt(request_, 1) == READ_EXCEPTION_STATUS});
+    accepted_[newest_].ticket = ticket_;
     if (!held_.back().status) {
         station.otherSequence = station.sequence;
     }
@@ -539,6 +540,9 @@ void Exchange::acceptQuery(int number, int index, qint64 nowUs) {
     if (query.passed) {
         // The reply that came first was not that to the request after the query.
         disturb(number);
+        if (!station.owesData) {
+            station.owesData = station.reported = true;
+        }
     }
     if (station.owesData && station.sequence < query.sequence) {
         loseData(number);
@@ -633,7 +637,23 @@ bool Exchange::absorbCopy(qint64 nowUs) {
     usualCopies_ = std::max(usualCopies_, ++last.copies);
     expectCopies(nowUs - last.atUs);
     note(ExchangeNote::Copy, byteAt(frame_, 0));
+    confirm(byteAt(frame_, 0), last.ticket);
     return true;
+}
+
+// The reply with this ticket came twice, or it and the reply to the request before it are alike: then each
+// reply before it, up to one that came twice, is that to an earlier request.
+void Exchange::confirm(int number, quint64 ticket) {
+    std::size_t left = 0;
+    for (Held& held : held_) {
+        held.confirmed = held.confirmed || held.ticket == ticket;
+        if (held.station == number && held.ticket < ticket && !held.confirmed) {
+            settle(held, false);
+        } else {
+            held_[left++] = held;
+        }
+    }
+    held_.resize(left);
 }
 
 void Exchange::putAside(qint64 nowUs) {
@@ -712,6 +732,7 @@ void Exchange::remember(qint64 nowUs) {
     assign(accepted.frame, frame_);
     accepted.atUs = nowUs;
     accepted.copies = 0;
+    accepted.ticket = 0;
     acceptedSequence_ = sequence_;
 }
 
@@ -719,7 +740,7 @@ void Exchange::remember(qint64 nowUs) {
 
 bool Exchange::replyIsComing(qint64 nowUs) {
     const qint64 nextUs = lastActivityUs_ + PIECE_GAP_US + lineTimeUs(settings_, stream_.missing());
-    if (!stream_.replyBegan() || nextUs <= nowUs || nowUs >= operationUs_ + boundUs()) {
+    if (stream_.isEmpty() || nextUs <= nowUs || nowUs >= operationUs_ + boundUs()) {
         return false;
     }
     deadlineUs_ = nextUs;
@@ -755,6 +776,12 @@ void Exchange::resolve(qint64 nowUs) {
 }
 
 void Exchange::onQueryDeadline(qint64 nowUs) {
+    // A frame that is coming is not cut.
+    const qint64 nextUs = lastActivityUs_ + PIECE_GAP_US + lineTimeUs(settings_, stream_.missing());
+    if (!stream_.isEmpty() && nextUs > nowUs && nowUs < queryUs_ + boundUs() + SECOND_US) {
+        deadlineUs_ = nextUs;
+        return;
+    }
     takePieces(true, nowUs);
     if (phase_ != Phase::Query) {
         return;

@@ -222,12 +222,14 @@ private:
         quint64 ticket = 0;
         quint64 sequence = 0;
         int station = 0;
-        bool status = false;  ///< Function code 7, asked for as data.
+        bool status = false;     ///< Function code 7, asked for as data.
+        bool confirmed = false;  ///< It came twice.
     };
     struct Accepted {
         QByteArray frame;
         qint64 atUs = 0;
         int copies = 0;
+        quint64 ticket = 0;  ///< Of a reply that is held.
     };
     static constexpr std::size_t REMEMBERED = 8;
 
@@ -267,6 +269,7 @@ private:
     bool isDeaf(const Station& station) const;
     void putAside(qint64 nowUs);
     bool absorbCopy(qint64 nowUs);
+    void confirm(int number, quint64 ticket);
     void noteDamage(FrameStream::Kind kind, bool last, qint64 nowUs);
     void disturb(int station);
     void expectCopies(qint64 lagUs);
