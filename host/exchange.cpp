@@ -135,7 +135,8 @@ void Exchange::advance(qint64 nowUs) {
 void Exchange::forget(qint64 nowUs) {
     for (int number = 1; number <= HIGHEST_STATION; ++number) {
         Station& station = stationAt(number);
-        if (station.owesData && station.reported && nowUs - station.owedUs >= FORGET_US) {
+        const bool awaited = phase_ != Phase::Idle && present_ == number && !station.reported;
+        if (station.owesData && !awaited && nowUs - station.owedUs >= FORGET_US) {
             station.owesData = false;
             station.unproven = true;
         }
@@ -641,19 +642,17 @@ bool Exchange::absorbCopy(qint64 nowUs) {
     return true;
 }
 
-// The reply with this ticket came twice, or it and the reply to the request before it are alike: then each
-// reply before it, up to one that came twice, is that to an earlier request.
+// The reply with this ticket came twice; or it and that to the request before are alike, and each reply since
+// the last proof was that to an earlier request. Where each one came twice, none was.
 void Exchange::confirm(int number, quint64 ticket) {
-    std::size_t left = 0;
+    bool all = true;
     for (Held& held : held_) {
         held.confirmed = held.confirmed || held.ticket == ticket;
-        if (held.station == number && held.ticket < ticket && !held.confirmed) {
-            settle(held, false);
-        } else {
-            held_[left++] = held;
-        }
+        all = all && (held.station != number || held.confirmed);
     }
-    held_.resize(left);
+    if (!all) {
+        disturb(number);
+    }
 }
 
 void Exchange::putAside(qint64 nowUs) {
