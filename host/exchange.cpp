@@ -154,7 +154,8 @@ void Exchange::forget(qint64 nowUs) {
     forgetUs_ = nowUs + PIECE_GAP_US;
     for (const int number : asked_) {
         Station& station = stationAt(number);
-        if (station.owesData && station.reported && nowUs - station.owedUs >= FORGET_US) {
+        const bool awaited = phase_ != Phase::Idle && present_ == number && !station.reported;
+        if (station.owesData && !awaited && nowUs - station.owedUs >= FORGET_US) {
             station.owesData = false;
             station.unproven = true;
         }
@@ -533,6 +534,7 @@ void Exchange::acceptData(int number, qint64 nowUs) {
     held_.push_back(Held{ticket_, station.sequence, number, function == READ_EXCEPTION_STATUS,
                          !refusal && (function == 5 || function == 6)});
     newcomers_ = newcomers_ || !station.proven;
+    accepted_[newest_].ticket = ticket_;
     if (!held_.back().status) {
         station.otherSequence = station.sequence;
     }
@@ -600,6 +602,9 @@ void Exchange::acceptQuery(int number, int index, qint64 nowUs) {
     if (query.passed) {
         // The reply that came first was not that to the request after the query.
         disturb(number);
+        if (!station.owesData) {
+            station.owesData = station.reported = true;
+        }
     }
     if (station.owesData && station.sequence < query.sequence) {
         loseData(number);
@@ -735,6 +740,7 @@ bool Exchange::absorbCopy(qint64 nowUs) {
     usualCopies_ = std::max(usualCopies_, ++last.copies);
     expectCopies(nowUs - last.atUs);
     note(ExchangeNote::Copy, byteAt(frame_, 0));
+    confirm(byteAt(frame_, 0), last.ticket);
     return true;
 }
 
@@ -747,6 +753,19 @@ Exchange::Accepted* Exchange::acceptedLike() {
         }
     }
     return nullptr;
+}
+
+// The reply with this ticket came twice; or it and that to the request before are alike, and each reply since
+// the last proof was that to an earlier request. Where each one came twice, none was.
+void Exchange::confirm(int number, quint64 ticket) {
+    bool all = true;
+    for (Held& held : held_) {
+        held.confirmed = held.confirmed || held.ticket == ticket;
+        all = all && (held.station != number || held.confirmed);
+    }
+    if (!all) {
+        disturb(number);
+    }
 }
 
 void Exchange::putAside(qint64 nowUs) {
@@ -832,6 +851,7 @@ void Exchange::remember(qint64 nowUs) {
     assign(accepted.frame, frame_);
     accepted.atUs = nowUs;
     accepted.copies = 0;
+    accepted.ticket = 0;
     acceptedSequence_ = sequence_;
 }
 
@@ -839,7 +859,7 @@ void Exchange::remember(qint64 nowUs) {
 
 bool Exchange::replyIsComing(qint64 nowUs) {
     const qint64 nextUs = lastActivityUs_ + PIECE_GAP_US + lineTimeUs(settings_, stream_.missing());
-    if (!stream_.replyBegan() || nextUs <= nowUs || nowUs >= operationUs_ + boundUs()) {
+    if (stream_.isEmpty() || nextUs <= nowUs || nowUs >= operationUs_ + boundUs()) {
         return false;
     }
     deadlineUs_ = nextUs;
@@ -875,6 +895,12 @@ void Exchange::resolve(qint64 nowUs) {
 }
 
 void Exchange::onQueryDeadline(qint64 nowUs) {
+    // A frame that is coming is not cut.
+    const qint64 nextUs = lastActivityUs_ + PIECE_GAP_US + lineTimeUs(settings_, stream_.missing());
+    if (!stream_.isEmpty() && nextUs > nowUs && nowUs < queryUs_ + boundUs() + SECOND_US) {
+        deadlineUs_ = nextUs;
+        return;
+    }
     takePieces(true, nowUs);
     if (phase_ != Phase::Query) {
         return;

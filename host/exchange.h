@@ -64,11 +64,15 @@ struct Settlement {
 /// since the last proof has brought one frame of its shape, and nothing else has come in between. Then what
 /// is held is good. If anything else came, what is held is doubtful.
 ///
-/// A query proves the replies of its own station alone: that of another one may still be on its way while
-/// this one answers. Two unlike queries take turns at each station, so that no copy of one can pass for the
-/// answer to the next: read exception status (function code 7) and return query data (function code 8,
-/// sub-function 0) with a counter as data. An exception answers, too. Where function code 7 is read as data,
-/// only code 8 proves that, or code 7 after a reply to something else.
+/// A query proves the replies of all stations, except those of another station that has not been proven since
+/// it was first asked, timed out, came late or had a surplus or damaged frame: that one needs its own. Two
+/// unlike queries take turns at each station, so that no copy of one can pass for the answer to the next: read
+/// exception status (function code 7) and return query data (function code 8, sub-function 0) with a counter as
+/// data. An exception answers, too. Where function code 7 is read as data, only code 8 proves that, or code 7
+/// after a reply to something else. What may be the echo of function code 5 or 6 is proven by code 7 alone. For
+/// 10 s after a frame that nothing here asked for, code 8 alone proves anything, and not by an exception: another
+/// master may send the other queries, too. A station that answers neither is believed after a time-out of
+/// silence.
 ///
 /// A station has at most one unanswered request of the host. While it owes the reply, only a query goes out
 /// to it; its late reply is the reply, and a query that is answered without it shows that none will come.
@@ -227,13 +231,15 @@ private:
         quint64 ticket = 0;
         quint64 sequence = 0;
         int station = 0;
-        bool status = false;  ///< Function code 7, asked for as data.
-        bool mirror = false;  ///< The acknowledgement of function code 5 or 6, which an echo could be.
+        bool status = false;     ///< Function code 7, asked for as data.
+        bool mirror = false;     ///< The acknowledgement of code 5 or 6, which an echo could be.
+        bool confirmed = false;  ///< It came twice.
     };
     struct Accepted {
         QByteArray frame;
         qint64 atUs = 0;
         int copies = 0;
+        quint64 ticket = 0;  ///< Of a reply that is held.
     };
     static constexpr std::size_t REMEMBERED = 64;
 
@@ -280,6 +286,7 @@ private:
     void putAside(qint64 nowUs);
     bool absorbCopy(qint64 nowUs);
     Accepted* acceptedLike();
+    void confirm(int number, quint64 ticket);
     void noteDamage(FrameStream::Kind kind, bool last, qint64 nowUs);
     void takeDamaged();
     void disturb(int station);

@@ -494,7 +494,9 @@ bool SimulatedLine::undecidable(const QByteArray& shape, qint64 fromUs, qint64 t
     const bool uncounted = kind.refuses8 && within(inserted_, shape, 0) &&
                            (within(inserted_, status, 0) || within(inserted_, refusal, 0));
     // A surplus answer to code 7 shifts those after it for good, and nothing else can be asked.
-    return uncounted || (put && within(lost_, shape, fromUs)) ||
+    // The echo of code 8 is taken for an answer that never comes.
+    const bool echoed = kind.ignores8 && within(inserted_, diagnostic, 0);
+    return uncounted || echoed || (put && within(lost_, shape, fromUs)) ||
            (put && (within(inserted_, status, fromUs) || within(inserted_, diagnostic, fromUs))) ||
            ((kind.ignores8 || falseEcho_) && within(inserted_, status, 0)) ||
            (kind.ignores7 && kind.ignores8 && within(inserted_, shape, 0));
