@@ -89,9 +89,13 @@ void MonitorWatch::takeValue(Shown& shown, const Json& line, double deviceSecond
     const int value = line.at("value").is_null() ? -1 : line.at("value").get<int>();
     if (!shown.good) {
         ++m_result.valuesBad;
-        if (value != shown.value) {
+        // What is doubtful is new, and told apart from what is good: it may be anything, and stays when no
+        // reply follows.
+        const bool doubtful = line.at("quality") == "doubtful";
+        if (!doubtful && value != shown.value && value != shown.doubtful) {
             m_result.fail("shown as bad with a value that was not shown before: " + line.dump());
         }
+        shown.doubtful = doubtful ? value : shown.doubtful;
         return;
     }
     // Not older than a reply that was held up for as long as dx7 reckons with, in a busy computer.
