@@ -136,6 +136,7 @@ public:
     void cycleEnded() { cycleEnded_ = true; }
     /// From now on, or no longer, everything that is held is proven as soon as nothing else is under way.
     void setFinishing(bool finishing) { finishing_ = finishing; }
+    bool finishing() const { return finishing_; }
     /// Something is held that is neither good nor doubtful.
     bool unproven() const { return !held_.empty(); }
     /// Whether a query is due now. Only while idle().
