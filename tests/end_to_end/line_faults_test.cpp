@@ -32,7 +32,7 @@ const LineFault FAULTS[] = {
     {"echo", {"--fault", "echo"}, true, {"echoes"}, "its echo is taken out"},
     {"echo_silent", {"--fault", "echo,silent=1"}, false, {"echoes"}, "its echo is taken out"},
     {"second_master", {"--fault", "second-master=0.3"}, false, {"foreign", "surplus", "copies"}, ""},
-    {"answer_before", {"--fault", "answer-before"}, false, {"surplus", "copies", "foreign"}, ""},
+    {"answer_before", {"--fault", "answer-before"}, false, {"late", "surplus"}, ""},
     {"late_800", {"--fault", "late=1", "--late-by", "800"}, true, {"late"}, "raise --timeout"},
     {"late_1000", {"--fault", "late=1", "--late-by", "1000"}, false, {"late"}, "raise --timeout"},
     {"late_3000", {"--fault", "late=1", "--late-by", "3000"}, false, {}, ""},
