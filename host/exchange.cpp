@@ -826,6 +826,8 @@ void Exchange::finishQuery(bool answered, qint64 nowUs) {
             refused_ = true;
             end(ExchangeEnd::Refused);
         } else {
+            // The wait for the adapter's echo is none of the operation's time.
+            operationUs_ = test ? nowUs : operationUs_;
             sendAt(Next::Data, nowUs);
         }
     } else if (purpose_ == Purpose::Resolve && station.owesData && !station.reported) {
