@@ -157,14 +157,14 @@ void Exchange::forget(qint64 nowUs) {
         const bool awaited = phase_ != Phase::Idle && present_ == number && !station.reported;
         if (station.owesData && !awaited && nowUs - station.owedUs >= FORGET_US) {
             station.owesData = false;
-            station.unproven = true;
+            station.unproven = station.forgotten = true;
         }
         if (phase_ == Phase::Query && queried_ == number) {
             continue;
         }
         while (station.queries > 0 && nowUs - station.out[0].endUs >= FORGET_US) {
             dropQueries(station, station.out[0].sequence);
-            station.unproven = true;
+            station.unproven = station.forgotten = true;
         }
     }
 }
@@ -642,6 +642,12 @@ void Exchange::close(int number, const Query& query, bool alone, qint64 nowUs) {
         settleAll(false);
         return;
     }
+    if (proven.forgotten && !mayAnswerDiagnostics(proven)) {
+        // So has the query that was forgotten.
+        settleStation(number, false);
+        return;
+    }
+    proven.forgotten = false;
     ++cleanWindows_;
     windowLimit_ = std::min(2 * windowLimit_, int(MOST_WINDOW));
     std::size_t left = 0;
@@ -940,6 +946,8 @@ void Exchange::finishQuery(bool answered, qint64 nowUs) {
             refused_ = true;
             end(ExchangeEnd::Refused);
         } else {
+            // The wait for the adapter's echo is none of the operation's time.
+            operationUs_ = test ? nowUs : operationUs_;
             sendAt(Next::Data, nowUs);
         }
     } else if (purpose_ == Purpose::Resolve && station.owesData && !station.reported) {

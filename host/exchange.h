@@ -143,6 +143,7 @@ public:
     void cycleEnded() { cycleEnded_ = true; }
     /// From now on, or no longer, everything that is held is proven as soon as nothing else is under way.
     void setFinishing(bool finishing) { finishing_ = finishing; }
+    bool finishing() const { return finishing_; }
     /// Something is held that is neither good nor doubtful.
     bool unproven() const { return !held_.empty(); }
     /// Whether a query is due now. Only while idle().
@@ -205,6 +206,7 @@ private:
         bool unproven = true;   ///< It needs a query of its own.
         bool proven = false;    ///< It has answered one in its place.
         bool disturbed = false;
+        bool forgotten = false;  ///< Something that it owed was forgotten, and it was not silent since.
         bool diagnosticNext = false;
         bool statusData = false;  ///< Function code 7 was asked for as data since the last proof.
         quint32 functions = 0;    ///< A bit for each function code that it was asked with.

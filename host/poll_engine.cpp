@@ -170,7 +170,7 @@ bool PollEngine::begin(qint64 nowUs) {
             return true;
         }
         handOver();
-        exchange.setFinishing(concluding_ || (queue_.empty() && !active_ && !heldOperations_.empty()));
+        exchange.setFinishing(nothingElse());
         if (!active_ && beginQuery(nowUs)) {
             return true;
         }
@@ -185,6 +185,11 @@ bool PollEngine::begin(qint64 nowUs) {
         }
     }
     return nowUs >= stalledUntilUs_ && loop_.begin(nowUs);
+}
+
+// Whether the proof of what is held is all that is left to do.
+bool PollEngine::nothingElse() const {
+    return concluding_ || (queue_.empty() && !active_ && !heldOperations_.empty());
 }
 
 bool PollEngine::beginQuery(qint64 nowUs) {
@@ -260,7 +265,9 @@ qint64 PollEngine::nextDueUs(qint64 nowUs) const {
         }
     };
     const bool work = !queue_.empty() || active_ || !queries_.empty() || queried_ > 0 ||
-                      (!concluding_ && (replanNeeded_ || plan_.blockCount() > 0)) || exchange.proofDue(nowUs);
+                      (!concluding_ && (replanNeeded_ || plan_.blockCount() > 0)) ||
+                      exchange.proofDue(nowUs) ||
+                      (nothingElse() && exchange.unproven() && !exchange.finishing());
     if (work) {
         consider(stalledUntilUs_);
     }

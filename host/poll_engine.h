@@ -113,6 +113,7 @@ private:
     };
 
     bool begin(qint64 nowUs);
+    bool nothingElse() const;
     bool beginQuery(qint64 nowUs);
     bool probe(qint64 nowUs);
     void endProbe(qint64 nowUs);

@@ -89,11 +89,15 @@ void MonitorWatch::takeValue(Shown& shown, const Json& line, double deviceSecond
     const int value = line.at("value").is_null() ? -1 : line.at("value").get<int>();
     if (!shown.good) {
         ++m_result.valuesBad;
-        // A doubtful value is what came, whatever it was. The others are the last proven one, which may have
-        // been proven after a later read failed.
-        if (line.at("quality") == "doubtful" || value == shown.value) {
-            return;
+        // What is doubtful is new, and told apart from what is good: it may be anything, and stays when no
+        // reply follows.
+        const bool doubtful = line.at("quality") == "doubtful";
+        const bool had = stepsSince(shown.item, value, stepAt(deviceSeconds + CLOCK_ERROR), 60) >= 0;
+        if (!doubtful && value != shown.value && value != shown.doubtful && !had) {
+            m_result.fail("shown as bad with a value that was not shown before: " + line.dump());
         }
+        shown.doubtful = doubtful ? value : shown.doubtful;
+        return;
     }
     // Not older than a reply that came at the end of the time for its operation, in a busy computer.
     const double oldest = 3 * m_settings.timeoutMs / 1000.0 + 1;

@@ -28,6 +28,7 @@ private:
     struct Shown {
         MovingItem item;
         int value = -1;
+        int doubtful = -1;  ///< The last value that was shown as doubtful.
         long step = -1;  // The newest step that was shown, of a good value.
         bool good = false;
     };

@@ -323,7 +323,8 @@ void Run::judgeWrite(const Transaction& transaction) {
     }
     ++outcome_.written;
     // One like it may have gone out at the moment at which this one ended.
-    const auto* const sent = line_.lastSent(transaction.request, transaction.endUs - 1);
+    const auto* const sent =
+        line_.lastSent(transaction.request, std::max(transaction.endUs - 1, transaction.sentUs));
     if (sent == nullptr || !line_.executed(transaction.request, sent->atUs, nowUs_)) {
         fail(Outcome::FalseWrite,
              QStringLiteral("the write %1 is reported as carried out, and was not")
