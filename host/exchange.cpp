@@ -598,6 +598,10 @@ void Exchange::acceptQuery(int number, int index, qint64 nowUs) {
     if (echo_ == Echo::Unknown && !query.diagnostic && query.sequence == sequence_ && !echoSeen_) {
         echo_ = Echo::No;
     }
+    if (afterUs > boundUs() && !mayAnswerDiagnostics(station)) {
+        // It may be the answer to an earlier query like it.
+        station.forgotten = true;
+    }
     remember(nowUs);
     if (query.passed) {
         // The reply that came first was not that to the request after the query.
