@@ -1,6 +1,7 @@
 #include "exchange.h"
 
 #include <algorithm>
+#include <cstring>
 
 #include "frame_tap.h"
 #include "rtu_frame.h"
@@ -28,9 +29,10 @@ const int SILENT_TIMEOUTS = 10;
 const qint64 PACE_MEMORY = 16;
 const int SILENCE_ATTEMPTS = 20;
 
+// A copy that keeps its own memory.
 void assign(QByteArray& to, const QByteArray& from) {
-    to.resize(0);
-    to.append(from);
+    to.resize(from.size());
+    std::memcpy(to.data(), from.constData(), static_cast<std::size_t>(from.size()));
 }
 
 void append16(QByteArray& bytes, int word) {
@@ -112,8 +114,9 @@ qint64 Exchange::nextDueUs() const {
         dueUs = clearUs();
     } else if (phase_ != Phase::Idle) {
         dueUs = deadlineUs_;
-    } else if (std::any_of(held_.begin(), held_.end(),
-                           [this](const Held& held) { return isDeaf(stationAt(held.station)); })) {
+    } else if (std::any_of(asked_.begin(), asked_.end(), [this](int number) {
+                   return stationAt(number).held > 0 && isDeaf(stationAt(number));
+               })) {
         dueUs = silentUs();
     }
     return dueUs < 0 || (flush && flushUs < dueUs) ? flushUs : dueUs;
@@ -304,7 +307,7 @@ bool Exchange::useDiagnostic(const Station& station) const {
         return true;
     }
     // An echo of the query itself is no proof that an acknowledgement was not one.
-    if (holdsMirror(station) && !strangerNear(lastActivityUs_) && !owesStatus(station)) {
+    if (station.heldMirrors > 0 && !strangerNear(lastActivityUs_) && !owesStatus(station)) {
         return false;
     }
     // A reply to function code 7 that was asked for as data or by another master, or is owed, could pass for
@@ -531,8 +534,10 @@ void Exchange::acceptData(int number, qint64 nowUs) {
         // Silence is the only proof that there is, and there was none.
         settleStation(number, false);
     }
-    held_.push_back(Held{ticket_, station.sequence, number, function == READ_EXCEPTION_STATUS,
-                         !refusal && (function == 5 || function == 6)});
+    const bool mirror = !refusal && (function == 5 || function == 6);
+    ++station.held;
+    station.heldMirrors += mirror ? 1 : 0;
+    held_.push_back(Held{ticket_, station.sequence, number, function == READ_EXCEPTION_STATUS, mirror});
     newcomers_ = newcomers_ || !station.proven;
     accepted_[newest_].ticket = ticket_;
     if (!held_.back().status) {
@@ -706,12 +711,6 @@ void Exchange::settleStation(int number, bool good) {
 // Frames that answer nothing came of late, and not as copies.
 bool Exchange::strangerNear(qint64 nowUs) const {
     return strangerUs_ >= 0 && nowUs - strangerUs_ < FORGET_US;
-}
-
-bool Exchange::holdsMirror(const Station& station) const {
-    return std::any_of(held_.begin(), held_.end(), [&](const Held& held) {
-        return held.mirror && &stationAt(held.station) == &station;
-    });
 }
 
 int Exchange::unpassed(const Station& station) const {

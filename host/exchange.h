@@ -215,7 +215,9 @@ private:
         bool diagnosticCounted = false;  ///< And not with a refusal.
         int statusPassed = 0;            ///< Queries in a row that a later reply came without an answer to.
         int diagnosticPassed = 0;
-        int queries = 0;  ///< Of out[].
+        int held = 0;         ///< Its replies among held_.
+        int heldMirrors = 0;  ///< Those of them that repeat their requests.
+        int queries = 0;      ///< Of out[].
         std::array<Query, 4> out;
         QByteArray request;
         int expectLen = 0;
@@ -279,7 +281,6 @@ private:
     void dropQueries(Station& station, quint64 sequence);
     void close(int number, const Query& query, bool alone, qint64 nowUs);
     bool strangerNear(qint64 nowUs) const;
-    bool holdsMirror(const Station& station) const;
     void settleAll(bool good);
     void settleStation(int number, bool good);
     bool isDeaf(const Station& station) const;
@@ -294,7 +295,12 @@ private:
     void disturb(int station);
     void expectCopies(qint64 lagUs);
     void remember(qint64 nowUs);
-    void settle(const Held& held, bool good) { settlements_.push_back(Settlement{held.ticket, good}); }
+    void settle(const Held& held, bool good) {
+        Station& station = stationAt(held.station);
+        --station.held;
+        station.heldMirrors -= held.mirror ? 1 : 0;
+        settlements_.push_back(Settlement{held.ticket, good});
+    }
     void note(ExchangeNote::Kind kind, int station, qint64 afterUs = 0, int value = 0);
 
     void onDataDeadline(qint64 nowUs);
