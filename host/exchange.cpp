@@ -231,6 +231,7 @@ void Exchange::begin(const QByteArray& request, int expectLen, bool first, qint6
     }
     Station& station = stationAt(present_);
     station.functions |= 1U << (byteAt(request, 1) & 31);
+    queryUs_ = queryUs_ == 0 ? nowUs : queryUs_;
     if (nowUs - std::max(station.heardUs, station.askedUs) >=
         SILENT_TIMEOUTS * settings_.timeoutMs * qint64(1000)) {
         station.disturbed = false;
@@ -336,7 +337,8 @@ void Exchange::beginQuery(int station, Purpose purpose, qint64 nowUs) {
 void Exchange::sendQuery(qint64 nowUs) {
     Station& station = stationAt(queried_);
     Query query;
-    // One that asks for the status is of the other kind only where its answer could not be told from one owed.
+    // One that asks for the status is of the other kind only where its answer could not be told from one
+    // owed.
     query.diagnostic = !echoTest_ && (!plainQuery_ || owesStatus(station)) && useDiagnostic(station);
     query_.resize(0);
     query_.append(static_cast<char>(queried_));
@@ -818,6 +820,17 @@ void Exchange::noteDamage(FrameStream::Kind kind, bool last, qint64 nowUs) {
     }
     if (phase_ == Phase::Data && like && !last) {
         resolve(nowUs);
+    } else if (phase_ == Phase::Query && like) {
+        askOtherwise(nowUs);
+    }
+}
+
+// The answer to the query came damaged: the other kind of query may tell, unless that is out, too.
+void Exchange::askOtherwise(qint64 nowUs) {
+    const Station& station = stationAt(queried_);
+    if (station.queries == 1 && !plainQuery_ && !echoTest_ &&
+        useDiagnostic(station) != station.out[0].diagnostic) {
+        sendAt(Next::Query, nowUs);
     }
 }
 

@@ -66,13 +66,13 @@ struct Settlement {
 ///
 /// A query proves the replies of all stations, except those of another station that has not been proven since
 /// it was first asked, timed out, came late or had a surplus or damaged frame: that one needs its own. Two
-/// unlike queries take turns at each station, so that no copy of one can pass for the answer to the next: read
-/// exception status (function code 7) and return query data (function code 8, sub-function 0) with a counter as
-/// data. An exception answers, too. Where function code 7 is read as data, only code 8 proves that, or code 7
-/// after a reply to something else. What may be the echo of function code 5 or 6 is proven by code 7 alone. For
-/// 10 s after a frame that nothing here asked for, code 8 alone proves anything, and not by an exception: another
-/// master may send the other queries, too. A station that answers neither is believed after a time-out of
-/// silence.
+/// unlike queries take turns at each station, so that no copy of one can pass for the answer to the next:
+/// read exception status (function code 7) and return query data (function code 8, sub-function 0) with a
+/// counter as data. An exception answers, too. Where function code 7 is read as data, only code 8 proves
+/// that, or code 7 after a reply to something else. What may be the echo of function code 5 or 6 is proven by
+/// code 7 alone. For 10 s after a frame that nothing here asked for, code 8 alone proves anything, and not by
+/// an exception: another master may send the other queries, too. A station that answers neither is believed
+/// after a time-out of silence.
 ///
 /// A station has at most one unanswered request of the host. While it owes the reply, only a query goes out
 /// to it; its late reply is the reply, and a query that is answered without it shows that none will come.
@@ -292,6 +292,7 @@ private:
     void confirm(int number, quint64 ticket);
     void noteDamage(FrameStream::Kind kind, bool last, qint64 nowUs);
     void takeDamaged();
+    void askOtherwise(qint64 nowUs);
     void disturb(int station);
     void expectCopies(qint64 lagUs);
     void remember(qint64 nowUs);

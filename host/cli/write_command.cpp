@@ -22,6 +22,7 @@ struct ItemFate {
     Fate fate = Fate::NotWritten;
     QString fault;                ///< Empty when it was written.
     qint64 endUs = wallTimeUs();  ///< When that was so.
+    bool doubtful = false;        ///< An acknowledgement came that may be another's.
 };
 
 /// What reading a written value back has shown.
@@ -100,8 +101,10 @@ void take(const Transaction& transaction, WriteJob& job) {
     const int first = frame.address - job.request.first.address;
     for (int i = first; i < first + frame.count; ++i) {
         const Fate notGood = transaction.unsettled ? Fate::Unknown : Fate::NotWritten;
-        job.items[i] = transaction.good() ? ItemFate{Fate::Written, QString(), wallTimeUs()}
-                                          : ItemFate{notGood, unwrittenText(transaction), wallTimeUs()};
+        job.items[i] = transaction.good()
+                           ? ItemFate{Fate::Written, QString(), wallTimeUs(), false}
+                           : ItemFate{notGood, unwrittenText(transaction), wallTimeUs(),
+                                      transaction.doubtful && transaction.outcome == Outcome::Good};
     }
 }
 
@@ -115,7 +118,7 @@ ItemFate fateOf(const WriteJob& job, int index) {
             known = ItemFate{
                 Fate::Unknown,
                 QStringLiteral("written by half: ") + (known.fault.isEmpty() ? other.fault : known.fault),
-                known.endUs};
+                known.endUs, false};
         }
         known.endUs = std::max(known.endUs, other.endUs);
     }
@@ -125,6 +128,26 @@ ItemFate fateOf(const WriteJob& job, int index) {
 bool allWritten(const WriteJob& job) {
     return std::all_of(job.items.begin(), job.items.end(),
                        [](const ItemFate& known) { return known.fate == Fate::Written; });
+}
+
+// What the device holds is written, whatever its acknowledgement was worth.
+void lookAtDoubtful(Connection& connection, WriteJob& job) {
+    const bool any =
+        std::any_of(job.items.begin(), job.items.end(), [](const ItemFate& known) { return known.doubtful; });
+    if (!any || !connection.breakReason().isEmpty()) {
+        return;
+    }
+    OneShotRead read(connection.engine());
+    read.queue(job.points);
+    connection.runOperations();
+    const int width = job.request.first.items();
+    for (int i = 0; i < job.items.size(); ++i) {
+        const PointState& state = read.table().state(i / width);
+        const bool holds = state.quality == Quality::Good && state.raw == writtenRaw(job, i / width);
+        if (job.items.at(i).doubtful && holds) {
+            job.items[i] = ItemFate{Fate::Written, QString(), wallTimeUs(), false};
+        }
+    }
 }
 
 void verify(Connection& connection, WriteJob& job) {
@@ -157,6 +180,7 @@ void carryOut(Connection& connection, const WriteOptions& options, WriteJob& job
         connection.engine().abandonOperations(silencePhrase(station));
     }
     connection.runOperations();
+    lookAtDoubtful(connection, job);
     if (options.verify && allWritten(job)) {
         verify(connection, job);
     }
