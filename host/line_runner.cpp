@@ -71,7 +71,11 @@ void LineRunner::watch() {
     const bool begun = engine_.loop().exchange().partial();
     const qint64 characterUs = line_.characterUs();
     if (begun && characterUs > 0 && missing > 1) {
-        poller_.ignoreUntil(line_, engine_.loop().exchange().lastActivityUs() + missing * characterUs);
+        // Bytes that are late are waited for: a time that is over would be looked at again and again.
+        const qint64 untilUs = engine_.loop().exchange().lastActivityUs() + missing * characterUs;
+        if (untilUs > poller_.nowUs()) {
+            poller_.ignoreUntil(line_, untilUs);
+        }
     }
 }
 

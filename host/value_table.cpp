@@ -73,12 +73,6 @@ void ValueTable::setPoints(const QVector<Point>& points) {
     });
 }
 
-// The usual case, for which nothing need be worked out again.
-bool ValueTable::Entry::provenAs(int value) const {
-    return goodItems.size() == 1 && goodItems.at(0) == value && state.quality == Quality::Good &&
-           told.quality == Quality::Good && state.raw == told.raw && state.changes == told.changes;
-}
-
 ValueTable::Places ValueTable::placesIn(const ItemRange& range) const {
     const int type = typeIndex(range.regType);
     const auto found = std::lower_bound(

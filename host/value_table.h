@@ -79,8 +79,12 @@ private:
         QVector<int> items;      ///< Raw items as they came; -1 for one not read yet.
         QVector<int> goodItems;  ///< Likewise the settled ones.
 
-        /// The point is this one item, which is known and told as good with this value.
-        bool provenAs(int value) const;
+        /// The point is this one item, which is known and told as good with this value: the usual case, for
+        /// which nothing need be worked out again.
+        bool provenAs(int value) const {
+            return goodItems.size() == 1 && goodItems.at(0) == value && state.quality == Quality::Good &&
+                   told.quality == Quality::Good && state.raw == told.raw && state.changes == told.changes;
+        }
     };
     /// A raw item of a point, in the order of station, type and address.
     struct Place {
