@@ -22,8 +22,6 @@ namespace {
 
 using Clock = std::chrono::steady_clock;
 
-constexpr auto PATIENCE = std::chrono::seconds(10);
-
 struct Pipe {
     int readEnd = -1;
     int writeEnd = -1;
@@ -103,8 +101,8 @@ Process::~Process() {
     ::close(m_errors);
 }
 
-std::string Process::readLine() {
-    const auto until = Clock::now() + PATIENCE;
+std::string Process::readLine(int patienceMs) {
+    const auto until = Clock::now() + std::chrono::milliseconds(patienceMs);
     std::size_t end = m_buffer.find('\n');
     while (end == std::string::npos && readable(m_output, until)) {
         char chunk[4096];
@@ -162,9 +160,9 @@ long Process::residentKb() const {
     return resident * (::sysconf(_SC_PAGESIZE) / 1024);
 }
 
-Finished Process::finish() {
+Finished Process::finish(int patienceMs) {
     Finished result;
-    const auto until = Clock::now() + PATIENCE;
+    const auto until = Clock::now() + std::chrono::milliseconds(patienceMs);
     int status = 0;
     pid_t ended = 0;
     while ((ended = ::waitpid(m_pid, &status, WNOHANG)) == 0 && Clock::now() < until) {
@@ -192,10 +190,10 @@ std::string Process::readAll(int fd) {
     return text;
 }
 
-Finished runToEnd(const std::vector<std::string>& command) {
+Finished runToEnd(const std::vector<std::string>& command, int patienceMs) {
     Process process(command);
     process.closeInput();
-    return process.finish();
+    return process.finish(patienceMs);
 }
 
 namespace {

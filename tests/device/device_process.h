@@ -13,6 +13,9 @@
 /// How long a reply may take on a busy computer, and how long no reply is waited for where none is due.
 enum : int { REPLY_TIMEOUT_MS = 3000, SILENCE_MS = 150 };
 
+/// How long a program is waited for where nothing else is said.
+enum : int { PATIENCE_MS = 10000 };
+
 /// A directory of its own, removed with everything in it at the end.
 class TemporaryDirectory {
 public:
@@ -44,7 +47,7 @@ public:
     Process& operator=(const Process&) = delete;
 
     /// The next line of its output; empty when none comes in time.
-    std::string readLine();
+    std::string readLine(int patienceMs = PATIENCE_MS);
     void type(const std::string& text) const;
     void closeInput();
     void signal(int number) const;
@@ -54,7 +57,7 @@ public:
     /// Its resident memory.
     long residentKb() const;
     /// Waits for its end.
-    Finished finish();
+    Finished finish(int patienceMs = PATIENCE_MS);
 
 private:
     std::string readAll(int fd);
@@ -67,7 +70,7 @@ private:
 };
 
 /// Runs a program to its end, with nothing on its standard input.
-Finished runToEnd(const std::vector<std::string>& command);
+Finished runToEnd(const std::vector<std::string>& command, int patienceMs = PATIENCE_MS);
 
 /// dx7-device that has said that it is ready.
 class DeviceProcess : public Process {

@@ -15,7 +15,12 @@ const Words ITEMS{"F:3.0.20,4", "F:4.0.20,4", "F:5.0.30,3", "D:0.0.10,5", "AI:0,
 const int STEADY_STEPS = 4;
 const double MEMORY_SECONDS = 0.5;
 const double STEP_SECONDS = 0.25;
-const double PATIENCE_SECONDS = 60;
+const double PATIENCE_SECONDS = 20;
+// Shorter than the time after which values begin anew.
+const int REMEMBERED_STEPS = 120;
+// While replies are owed, nothing is shown.
+const int SILENCE_MS_AT_MOST = 30000;
+const int LOOK_MS = 500;
 // The computer's clocks are read at different moments, and lines carry milliseconds.
 const double CLOCK_ERROR = 0.003;
 
@@ -46,18 +51,21 @@ Words monitorWords() {
 
 }  // namespace
 
-MonitorWatch::MonitorWatch(SoakDevice& device, const SoakSettings& settings, SoakResult& result)
-    : m_device(device), m_settings(settings), m_result(result), m_offset(device.wallClockOffset()) {
+MonitorWatch::MonitorWatch(SoakDevice& device, SoakResult& result)
+    : m_device(device), m_result(result), m_offset(device.wallClockOffset()) {
     m_monitor = std::make_unique<Process>(device.dx7(monitorWords()));
 }
 
+// A line, or none for a while.
 bool MonitorWatch::readLine() {
-    const std::string line = m_monitor->readLine();
-    if (line.empty()) {
-        m_result.fail("dx7 monitor has fallen silent");
+    const std::string line = m_monitor->readLine(LOOK_MS);
+    if (!line.empty()) {
+        m_heardSeconds = wallClock();
+        take(Json::parse(line));
+    } else if (wallClock() - m_heardSeconds > SILENCE_MS_AT_MOST / 1000.0 || m_monitor->residentKb() == 0) {
+        m_result.fail("dx7 monitor has fallen silent on line \"" + m_device.mix().name + "\"");
         return false;
     }
-    take(Json::parse(line));
     return true;
 }
 
@@ -85,34 +93,45 @@ void MonitorWatch::take(const Json& line) {
 }
 
 void MonitorWatch::takeValue(Shown& shown, const Json& line, double deviceSeconds) {
-    shown.good = line.at("quality") == "good";
+    shown.quality = line.at("quality");
+    shown.good = shown.quality == "good";
     const int value = line.at("value").is_null() ? -1 : line.at("value").get<int>();
     if (!shown.good) {
         ++m_result.valuesBad;
         // What is doubtful is new, and told apart from what is good: it may be anything, and stays when no
         // reply follows.
-        const bool doubtful = line.at("quality") == "doubtful";
-        const bool had = stepsSince(shown.item, value, stepAt(deviceSeconds + CLOCK_ERROR), 60) >= 0;
+        const bool doubtful = shown.quality == "doubtful";
+        const bool had =
+            stepsSince(shown.item, value, stepAt(deviceSeconds + CLOCK_ERROR), REMEMBERED_STEPS) >= 0;
         if (!doubtful && value != shown.value && value != shown.doubtful && !had) {
             m_result.fail("shown as bad with a value that was not shown before: " + line.dump());
         }
         shown.doubtful = doubtful ? value : shown.doubtful;
         return;
     }
-    // Not older than a reply that came at the end of the time for its operation, in a busy computer.
-    const double oldest = 3 * m_settings.timeoutMs / 1000.0 + 1;
+    takeGood(shown, value, line, deviceSeconds);
+}
+
+void MonitorWatch::takeGood(Shown& shown, int value, const Json& line, double deviceSeconds) {
+    const double oldest = m_device.mix().oldestSeconds;
     const long step = stepAt(deviceSeconds + CLOCK_ERROR);
     const int back = stepsSince(shown.item, value, step, static_cast<int>(std::ceil(oldest / STEP_SECONDS)));
+    const std::string place = " at " + std::to_string(deviceSeconds) + " s of the device (step " +
+                              std::to_string(step) + ") on line \"" + m_device.mix().name +
+                              "\": " + line.dump();
     if (back < 0) {
-        m_result.fail("wrong value at " + std::to_string(deviceSeconds) + " s of the device (step " +
-                      std::to_string(step) + "): " + line.dump());
-    } else {
-        const bool right = back == 0 || stepAt(deviceSeconds - CLOCK_ERROR) == step - back;
-        ++(right ? m_result.valuesRight : m_result.valuesStale);
-        m_result.oldestSteps = right ? m_result.oldestSteps : std::max(m_result.oldestSteps, back);
+        m_result.fail("wrong value" + place);
+        return;
     }
+    // A word tells its step.
+    if (!shown.item.bit && step - back < shown.step) {
+        m_result.fail("older than step " + std::to_string(shown.step) + ", which was shown before" + place);
+    }
+    const bool right = back == 0 || stepAt(deviceSeconds - CLOCK_ERROR) == step - back;
+    ++(right ? m_result.valuesRight : m_result.valuesStale);
+    m_result.oldestSteps = right ? m_result.oldestSteps : std::max(m_result.oldestSteps, back);
     shown.value = value;
-    shown.step = std::max(shown.step, step - std::max(back, 0));
+    shown.step = std::max(shown.step, step - back);
 }
 
 void MonitorWatch::sampleMemory(bool warm) {
@@ -120,13 +139,12 @@ void MonitorWatch::sampleMemory(bool warm) {
     m_result.device.sample(m_device.residentKb(), warm);
 }
 
-void MonitorWatch::untilRequests(long requests) {
-    const long first = m_device.requests();
+void MonitorWatch::forSeconds(double seconds) {
+    const double began = wallClock();
     double next = 0;
-    for (long now = first; now < requests && readLine();) {
+    while (wallClock() - began < seconds && readLine()) {
         if (wallClock() >= next) {
-            now = m_device.requests();
-            sampleMemory(now - first > (requests - first) / 10);
+            sampleMemory(wallClock() - began > seconds / 10);
             next = wallClock() + MEMORY_SECONDS;
         }
     }
@@ -143,22 +161,28 @@ double MonitorWatch::secondsUntilShown(long step) {
         return !entry.second.good || (!entry.second.item.bit && entry.second.step < step);
     };
     const double begin = static_cast<double>(step) * STEP_SECONDS;
-    while (std::any_of(m_shown.begin(), m_shown.end(), behind) && m_lineSeconds - begin < PATIENCE_SECONDS &&
-           readLine()) {
+    const auto passed = [&] { return wallClock() - m_offset - begin; };
+    while (std::any_of(m_shown.begin(), m_shown.end(), behind) && passed() < PATIENCE_SECONDS && readLine()) {
     }
-    return m_lineSeconds - begin;
+    return passed();
 }
 
 void MonitorWatch::recover() {
-    m_device.tell("fault none");
+    m_device.tell("fault " + m_device.mix().lasting);
     const double ended = m_device.seconds();
     const long step = stepAt(ended) + 1;
     double seconds = secondsUntilShown(step);
     m_result.recoverySeconds = seconds;
+    for (const auto& [notation, shown] : m_shown) {
+        if (!shown.good || (!shown.item.bit && shown.step < step)) {
+            m_result.notRecovered +=
+                (m_result.notRecovered.empty() ? "" : ", ") + notation + " " + shown.quality;
+        }
+    }
     const long bad = m_result.valuesBad;
     // Steps that begin after the recovery, so that a slow one does not make them look slow.
     for (int i = 0; i < STEADY_STEPS && seconds < PATIENCE_SECONDS; ++i) {
-        seconds = secondsUntilShown(stepAt(m_lineSeconds) + 1);
+        seconds = secondsUntilShown(stepAt(wallClock() - m_offset) + 1);
         m_result.steadySeconds = std::max(m_result.steadySeconds, seconds);
     }
     m_result.badAgain[m_device.overTcp() ? "over TCP" : "on pseudo-terminals"] = m_result.valuesBad - bad;
@@ -166,7 +190,7 @@ void MonitorWatch::recover() {
 
 void MonitorWatch::finish() {
     m_monitor->signal(SIGINT);
-    const Finished end = m_monitor->finish();
+    const Finished end = m_monitor->finish(SILENCE_MS_AT_MOST);
     std::istringstream lines(end.output);
     for (std::string line; std::getline(lines, line);) {
         take(Json::parse(line));

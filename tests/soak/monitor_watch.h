@@ -14,10 +14,10 @@
 
 class MonitorWatch {
 public:
-    MonitorWatch(SoakDevice& device, const SoakSettings& settings, SoakResult& result);
+    MonitorWatch(SoakDevice& device, SoakResult& result);
 
-    // Watches until the device has received so many requests in all.
-    void untilRequests(long requests);
+    // Watches for so long.
+    void forSeconds(double seconds);
     // Ends the faults and measures how long it takes until everything is shown new and good, and how long
     // that takes in each of the steps after it.
     void recover();
@@ -29,24 +29,27 @@ private:
         MovingItem item;
         int value = -1;
         int doubtful = -1;  ///< The last value that was shown as doubtful.
-        long step = -1;  // The newest step that was shown, of a good value.
+        long step = -1;     // The newest step that was shown, of a good value.
         bool good = false;
+        std::string quality;
     };
 
     bool readLine();
+    void takeGood(Shown& shown, int value, const nlohmann::json& line, double deviceSeconds);
     void take(const nlohmann::json& line);
     void takeValue(Shown& shown, const nlohmann::json& line, double deviceSeconds);
     void sampleMemory(bool warm);
-    // Seconds from the step's begin until the last item showed it or a later one; a minute when one does not.
+    // Seconds from the step's begin until the last item showed it or a later one; at
+    // least PATIENCE_SECONDS when one does not.
     double secondsUntilShown(long step);
 
     SoakDevice& m_device;
-    const SoakSettings& m_settings;
     SoakResult& m_result;
     double m_offset;  // Wall clock minus device clock.
     std::map<std::string, Shown> m_shown;
     std::unique_ptr<Process> m_monitor;
     double m_lineSeconds = 0;  // The device's time at the last line.
+    double m_heardSeconds = wallClock();
 };
 
 #endif

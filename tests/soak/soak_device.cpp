@@ -7,7 +7,8 @@
 
 namespace {
 
-const char* const FAULTS[] = {"drop", "exception", "truncate", "corrupt", "foreign", "late"};
+const char* const FAULTS[] = {"drop",      "exception",     "truncate", "corrupt", "foreign",      "late",
+                              "duplicate", "second-master", "echo",     "delay",   "answer-before"};
 
 }  // namespace
 
@@ -23,26 +24,21 @@ long numberBehind(const std::string& text, const std::string& label) {
     return std::strtol(text.c_str() + at + label.size(), nullptr, 10);
 }
 
-std::string faultList(double share) {
-    std::string list;
-    for (const char* name : FAULTS) {
-        list += (list.empty() ? "" : ",") + std::string(name) + "=" + std::to_string(share);
-    }
-    return list;
-}
-
-SoakDevice::SoakDevice(const SoakSettings& settings, int line) : m_settings(settings) {
+SoakDevice::SoakDevice(const SoakSettings& settings, int line)
+    : m_mix(mixOfLine(line, settings.share, settings.latestMs)) {
     const bool tcp = line % 2 == 0;
     // No station follows another, so that the reply of a wrong station is never one that was asked.
-    const Words options{"--stations",
-                        "1,3,5",
-                        "--move-all",
-                        "--fault",
-                        faultList(settings.share),
-                        "--late-by",
-                        std::to_string(settings.lateByMs),
-                        "--seed",
-                        std::to_string(settings.seed + static_cast<unsigned>(line))};
+    Words options{"--stations",
+                  "1,3,5",
+                  "--move-all",
+                  "--fault",
+                  m_mix.faults,
+                  "--seed",
+                  std::to_string(settings.seed + static_cast<unsigned>(line))};
+    if (m_mix.lateByMs > 0) {
+        options.insert(options.end(), {"--late-by", std::to_string(m_mix.lateByMs)});
+    }
+    options.insert(options.end(), {"--copy-after", std::to_string(m_mix.copyAfterMs)});
     m_process = std::make_unique<DeviceProcess>(
         tcp ? Words{"--tcp", "0"} : Words{"--pty", m_directory.file("line")}, options);
     if (tcp) {
@@ -57,8 +53,7 @@ Words SoakDevice::dx7(const Words& words) const {
                             ? Words{"--tcp", "127.0.0.1:" + std::to_string(m_port)}
                             : Words{"--serial", m_directory.file("line"), "--baud", "115200", "--gap", "0"};
     all.insert(all.end(), place.begin(), place.end());
-    all.insert(all.end(),
-               {"--json", "--driver", DX7_LIBRARY, "--timeout", std::to_string(m_settings.timeoutMs)});
+    all.insert(all.end(), {"--json", "--driver", DX7_LIBRARY});
     return all;
 }
 

@@ -7,16 +7,16 @@
 #include <vector>
 
 #include "device_process.h"
+#include "fault_mix.h"
 
 using Words = std::vector<std::string>;
 
 struct SoakSettings {
-    long transactions = 1000000;  // In all lines together.
-    int lines = 20;  // At the same time; every second one over TCP, the others on pseudo-terminals.
+    int seconds = 600;  // With faults.
+    int lines = 24;     // At the same time; every second one over TCP, the others on pseudo-terminals.
     unsigned seed = 1;
-    double share = 0.05;  // Of the replies that suffer each fault.
-    int timeoutMs = 20;
-    int lateByMs = 25;
+    double share = 0.03;  // Of the replies that suffer each fault.
+    int latestMs = 3000;  // How late the latest replies are.
 };
 
 class SoakDevice {
@@ -24,6 +24,7 @@ public:
     SoakDevice(const SoakSettings& settings, int line);
 
     bool overTcp() const { return m_port >= 0; }
+    const FaultMix& mix() const { return m_mix; }
     // The command line of dx7 for this line.
     Words dx7(const Words& words) const;
 
@@ -42,14 +43,12 @@ public:
 private:
     std::vector<std::string> summary();
 
-    SoakSettings m_settings;
+    FaultMix m_mix;
     TemporaryDirectory m_directory;
     int m_port = -1;
     std::unique_ptr<DeviceProcess> m_process;
 };
 
-// Every kind of fault, each in this share of the replies, as dx7-device takes it.
-std::string faultList(double share);
 // The wall clock in seconds.
 double wallClock();
 // The number behind `label`; throws std::runtime_error when it is not there.

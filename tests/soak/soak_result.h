@@ -35,6 +35,7 @@ struct SoakResult {
     long writesLanded = 0;
     long writesFailed = 0;       // Reported as failed.
     double recoverySeconds = 0;  // From the first step after the faults ended until every item showed it.
+    std::string notRecovered;    // What was not good when that was given up.
     double steadySeconds = 0;    // The same, at the slowest of the steps after that.
     std::map<std::string, long>
         badAgain;  // By carrier: marked bad without faults, after everything was good.

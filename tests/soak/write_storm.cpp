@@ -7,7 +7,8 @@ namespace {
 
 using Json = nlohmann::json;
 
-enum { WRITES_PER_BATCH = 40, STATIONS = 3 };
+// A write whose acknowledgement is lost takes seconds.
+enum { WRITES_PER_BATCH = 5, STATIONS = 3, BATCH_MS = 120000 };
 
 std::string itemText(const std::string& type, int group, int index, int station) {
     const std::string address =
@@ -72,7 +73,7 @@ void WriteStorm::batch() {
             words.push_back(other.argument);
         }
     }
-    const Finished run = runToEnd(m_device.dx7(words));
+    const Finished run = runToEnd(m_device.dx7(words), BATCH_MS);
     if (run.exitCode < 0 || run.exitCode > 1) {
         m_result.fail("dx7 write ended with " + std::to_string(run.exitCode) + ": " + run.errors);
         return;

@@ -16,7 +16,7 @@ public:
     WriteStorm(SoakDevice& device, SoakResult& result, unsigned seed)
         : m_device(device), m_result(result), m_random(seed) {}
 
-    // One run of `dx7 write` with some dozens of writes, then a look at what the device holds.
+    // One run of `dx7 write` with some writes, then a look at what the device holds.
     void batch();
 
 private:
