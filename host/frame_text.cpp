@@ -7,7 +7,7 @@ namespace dx7 {
 
 namespace {
 
-enum { HEAD_BYTES = 3, CRC_BYTES = 2 };
+enum { HEAD_BYTES = 3, CRC_BYTES = 2, DIAGNOSTIC_BYTES = 8 };
 
 QString registerText(int number) {
     return QStringLiteral("0x%1")
@@ -40,6 +40,17 @@ QString coilText(const QByteArray& frame) {
                                        QLatin1String(wordAt(frame, 4) == 0xFF00 ? "on" : "off"));
 }
 
+// Function code 8: its data is asked back by sub-function 0.
+QString diagnosticText(const QByteArray& frame) {
+    if (frame.size() < DIAGNOSTIC_BYTES) {
+        return QString();
+    }
+    const int subFunction = wordAt(frame, 2);
+    const QString name = subFunction == 0 ? QStringLiteral("return query data")
+                                          : QStringLiteral("sub-function %1,").arg(subFunction);
+    return QStringLiteral("%1 %2").arg(name, registerText(wordAt(frame, 4)));
+}
+
 QString requestText(int function, const QByteArray& frame) {
     switch (function) {
         case 5:
@@ -48,6 +59,8 @@ QString requestText(int function, const QByteArray& frame) {
             return QStringLiteral("%1 = %2").arg(registerText(wordAt(frame, 2))).arg(wordAt(frame, 4));
         case 7:
             return QString();
+        case DIAGNOSTICS:
+            return diagnosticText(frame);
         case 16:
             return QStringLiteral("%1 = %2").arg(registerText(wordAt(frame, 2)), wordsText(frame, 7));
         default:
@@ -78,6 +91,16 @@ QString replyText(int function, const QByteArray& frame) {
     }
 }
 
+// "refuses to read coils", but "refuses diagnostics".
+QString refusalText(const QString& station, int function, int code) {
+    const QString name = functionName(function);
+    const bool verb = name.startsWith(QLatin1String("read")) || name.startsWith(QLatin1String("write"));
+    return QStringLiteral("%1 refuses %2: exception %3 (%4)")
+        .arg(station, verb ? QLatin1String("to ") + name : name)
+        .arg(code)
+        .arg(exceptionName(code));
+}
+
 }  // namespace
 
 QString describeFrame(const RecordedFrame& frame) {
@@ -85,18 +108,14 @@ QString describeFrame(const RecordedFrame& frame) {
     if (!endsWithCrc(bytes, 0, bytes.size())) {
         return QStringLiteral("wrong CRC");
     }
+    const QString station = QStringLiteral("station %1").arg(byteAt(bytes, 0));
     const int function = byteAt(bytes, 1);
     if ((function & EXCEPTION_BIT) != 0) {
-        return QStringLiteral("station %1 refuses to %2: exception %3 (%4)")
-            .arg(byteAt(bytes, 0))
-            .arg(functionName(function & ~EXCEPTION_BIT))
-            .arg(byteAt(bytes, 2))
-            .arg(exceptionName(byteAt(bytes, 2)));
+        return refusalText(station, function & ~EXCEPTION_BIT, byteAt(bytes, 2));
     }
-    return QStringLiteral("station %1 %2: %3")
-        .arg(byteAt(bytes, 0))
-        .arg(functionName(function),
-             frame.request ? requestText(function, bytes) : replyText(function, bytes));
+    const QString text = frame.request ? requestText(function, bytes) : replyText(function, bytes);
+    const QString head = station + QLatin1Char(' ') + functionName(function);
+    return text.isEmpty() ? head : head + QLatin1String(": ") + text;
 }
 
 }  // namespace dx7

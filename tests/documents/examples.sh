@@ -57,7 +57,7 @@ done <"$document" >printed
 normalised() {
     sed -E -e 's/^[0-9:.]{12}/TIME/' -e 's/"time":"[^"]*"/"time":TIME/' -e 's/\+ *[0-9.]+ ms/+T ms/' \
         -e 's/\([0-9.]+ ms\)/(T ms)/' -e 's/^[0-9.]+ s: [0-9]+ requests?, [0-9]+ good/T s: N requests, N good/' \
-        -e 's/(diagnostics: 0x0000, quantity ).*/\1COUNTER/' \
+        -e 's/(return query data ).*/\1COUNTER/' \
         -e 's/("(response_ms|seconds|min|median|p99|max|median_ms|max_ms|line_busy)":)[0-9.e-]+/\1N/g' \
         -e 's/^( +[0-9]+ +)[0-9.]+ /\1T /' "$1" | tr -s ' '
 }

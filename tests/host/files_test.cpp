@@ -195,6 +195,19 @@ TEST_F(FilesTest, ARecordingHoldsWhatPassed) {
     EXPECT_LE(frames[0].timeUs, frames[3].timeUs);
 }
 
+TEST_F(FilesTest, StatusQueriesAreDescribed) {
+    const auto text = [](bool request, const char* bytes) {
+        return describeFrame(RecordedFrame{0, request, framed(hex(bytes))}).toStdString();
+    };
+    EXPECT_EQ(text(true, "01 07"), "station 1 read exception status");
+    EXPECT_EQ(text(false, "01 07 1F"), "station 1 read exception status: 0x1f");
+    EXPECT_EQ(text(true, "02 08 00 00 CF 98"), "station 2 diagnostics: return query data 0xCF98");
+    EXPECT_EQ(text(false, "02 08 00 00 CF 98"), "station 2 diagnostics: return query data 0xCF98");
+    EXPECT_EQ(text(true, "02 08 00 0B 00 00"), "station 2 diagnostics: sub-function 11, 0x0000");
+    EXPECT_EQ(text(true, "02 08"), "station 2 diagnostics");
+    EXPECT_EQ(text(false, "02 88 01"), "station 2 refuses diagnostics: exception 1 (illegal function)");
+}
+
 TEST_F(FilesTest, WhatIsNoRecordingIsRefused) {
     EXPECT_THROW(readRecording(path("missing.pcap")), UsageError);
     EXPECT_THROW(readRecording(fileWith("this is no capture file at all")), UsageError);
