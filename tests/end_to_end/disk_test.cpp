@@ -137,7 +137,8 @@ TEST_P(FailingDisk, ARecordingIsWholeOrTheCommandFails) {
     const Words read = rig.command({"read", "AI:0,4", "F:3.0.20", "DI:1", "--record", recording});
     ASSERT_EQ(0, runToEnd(read).exitCode);
     const Words replay = dx7Words({"replay", "--json", recording});
-    ASSERT_EQ(6U, jsonLines(runToEnd(replay).output).size());
+    const std::size_t frames = jsonLines(runToEnd(replay).output).size();
+    ASSERT_LE(8U, frames) << "three requests, a status query, and what answers them";
     std::set<std::string> failed;
     for (int step = 1; step < 100; ++step) {
         fs::remove_all(folder);
@@ -150,7 +151,7 @@ TEST_P(FailingDisk, ARecordingIsWholeOrTheCommandFails) {
         SCOPED_TRACE(what + " of step " + std::to_string(step) + ": " + run.errors);
         if (run.exitCode == 0) {
             EXPECT_EQ("", run.errors);
-            EXPECT_EQ(6U, jsonLines(runToEnd(replay).output).size());
+            EXPECT_EQ(frames, jsonLines(runToEnd(replay).output).size());
         } else {
             EXPECT_TRUE(
                 std::regex_match(run.errors, std::regex("(dx7: [^\n]* could not be read: [^\n]+\n)*"
