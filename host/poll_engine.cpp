@@ -175,8 +175,8 @@ bool PollEngine::begin(qint64 nowUs) {
             return true;
         }
         // An operator's write goes first, unless what follows would be doubtful.
-        const bool writeFirst = plan_.blockCount() > 0 && active_ && current_.kind == Operation::Write &&
-                                !exchange.disturbed();
+        const bool writeFirst =
+            plan_.blockCount() > 0 && active_ && current_.kind == Operation::Write && !exchange.disturbed();
         if (!writeFirst && exchange.proofDue(nowUs)) {
             exchange.prove(nowUs);
             return true;

@@ -169,10 +169,10 @@ QVector<Scenario> allSurvivable() {
         scenario.items += item(2, "F", 4);
         scenario.items += item(2, "D", 7);
         all += scenario;
-        // Where a station answers code 7 alone and that answer is lost, it takes 10 s until another may be asked
-        // for: on a line that floods it, the next is lost by then.
-        const bool harmful = !faults.isEmpty() &&
-                             (faults.first().kind == Fault::Loss || faults.first().kind == Fault::Damage);
+        // Where a station answers code 7 alone and that answer is lost, it takes 10 s until another may be
+        // asked for: on a line that floods it, the next is lost by then.
+        const bool harmful =
+            !faults.isEmpty() && (faults.first().kind == Fault::Loss || faults.first().kind == Fault::Damage);
         if (harmful) {
             return;
         }

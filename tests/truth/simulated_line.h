@@ -112,7 +112,7 @@ private:
     qint64 pipeFreeUs_ = 0;
     qint64 sendFreeUs_ = 0;
     std::map<int, qint64> busyUntilUs_;
-    qint64 lineUntilUs_ = 0;  ///< When the last reply of all goes out.
+    qint64 lineUntilUs_ = 0;        ///< When the last reply of all goes out.
     std::vector<qint64> readings_;  // When each was taken.
     std::vector<Sent> sent_;
     std::vector<Execution> executions_;
