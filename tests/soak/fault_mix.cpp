@@ -53,7 +53,7 @@ FaultMix plainMix(int line, double share, int latestMs) {
         default:
             mix = odd ? FaultMix{"answer before",
                                  each({"exception", "corrupt", "late"}, share) + ",answer-before", latestMs}
-                      : FaultMix{"second master", visible + late + "," + each({"second-master"}, 2 * share),
+                      : FaultMix{"second master", visible + late + "," + each({"second-master"}, 4 * share),
                                  latestMs};
             mix.recovers = false;
             break;

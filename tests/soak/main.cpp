@@ -3,6 +3,7 @@
 // every write is looked up in the device.
 #include <CLI/CLI.hpp>
 #include <chrono>
+#include <cmath>
 #include <cstdio>
 #include <mutex>
 #include <thread>
@@ -29,6 +30,7 @@ const double RECOVERY_SECONDS = 15;
 const double STEADY_SECONDS = 6;
 
 void judgeRecovery(const SoakDevice& device, SoakResult& result) {
+    result.recoveryMs[device.mix().name] = std::lround(1000 * result.recoverySeconds);
     if (!device.mix().recovers) {
         result.recoverySeconds = result.steadySeconds = 0;
         return;
@@ -105,6 +107,9 @@ SoakResult total(const std::vector<SoakResult>& results) {
         sum.recoverySeconds = std::max(sum.recoverySeconds, one.recoverySeconds);
         sum.steadySeconds = std::max(sum.steadySeconds, one.steadySeconds);
         add(sum.badAgain, one.badAgain);
+        for (const auto& [name, ms] : one.recoveryMs) {
+            sum.recoveryMs[name] = std::max(sum.recoveryMs[name], ms);
+        }
         add(sum.dx7, one.dx7);
         add(sum.device, one.device);
     }
@@ -134,6 +139,7 @@ void print(const SoakResult& sum, const SoakSettings& settings, double seconds) 
         "recovery: everything new and good %.0f ms after the first step without faults, %.0f ms after the "
         "slowest of the next\n",
         1000 * sum.recoverySeconds, 1000 * sum.steadySeconds);
+    printCounts("by mix of faults, in ms, judged or not:", sum.recoveryMs);
     printCounts("values marked bad again after that:", sum.badAgain);
     std::printf(
         "memory of the monitor that grew most: %ld KB after a tenth, %ld KB at the end, %ld KB at most\n",
