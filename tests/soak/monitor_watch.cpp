@@ -15,7 +15,7 @@ const Words ITEMS{"F:3.0.20,4", "F:4.0.20,4", "F:5.0.30,3", "D:0.0.10,5", "AI:0,
 const int STEADY_STEPS = 4;
 const double MEMORY_SECONDS = 0.5;
 const double STEP_SECONDS = 0.25;
-const double PATIENCE_SECONDS = 20;
+const double PATIENCE_SECONDS = 22;
 // Shorter than the time after which values begin anew.
 const int REMEMBERED_STEPS = 120;
 // While replies are owed, nothing is shown.
