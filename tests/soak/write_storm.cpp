@@ -132,6 +132,9 @@ void WriteStorm::lookAtDevice(const std::vector<Write>& writes) {
             m_result.fail("the device holds " + answer +
                           ", which dx7 reported neither as written nor as failed");
         }
-        m_possible[item] = {held};
+        // What was never written moves on.
+        if (known != m_possible.end()) {
+            known->second = {held};
+        }
     }
 }
