@@ -35,7 +35,7 @@ FaultMix plainMix(int line, double share, int latestMs) {
         case 2:
             mix = {odd ? "copies soon" : "copies later", visible + twice, 0, odd ? 40 : 700};
             // After each reply dx7 waits for a copy that may come as late as the last did.
-            mix.recovers = odd;
+            mix.recovers = false;
             break;
         case 3:
             mix = {"delay", lossy + (odd ? ",delay=800" : ",delay=120")};
@@ -53,7 +53,7 @@ FaultMix plainMix(int line, double share, int latestMs) {
         default:
             mix = odd ? FaultMix{"answer before",
                                  each({"exception", "corrupt", "late"}, share) + ",answer-before", latestMs}
-                      : FaultMix{"second master", visible + late + "," + each({"second-master"}, 2 * share),
+                      : FaultMix{"second master", visible + late + "," + each({"second-master"}, 4 * share),
                                  latestMs};
             mix.recovers = false;
             break;

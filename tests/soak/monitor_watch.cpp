@@ -15,9 +15,9 @@ const Words ITEMS{"F:3.0.20,4", "F:4.0.20,4", "F:5.0.30,3", "D:0.0.10,5", "AI:0,
 const int STEADY_STEPS = 4;
 const double MEMORY_SECONDS = 0.5;
 const double STEP_SECONDS = 0.25;
-const double PATIENCE_SECONDS = 20;
-// Shorter than the time after which values begin anew.
-const int REMEMBERED_STEPS = 120;
+const double PATIENCE_SECONDS = 22;
+// The values begin anew then: all that an item ever has.
+const int ALL_STEPS = 256;
 // While replies are owed, nothing is shown.
 const int SILENCE_MS_AT_MOST = 30000;
 const int LOOK_MS = 500;
@@ -101,8 +101,7 @@ void MonitorWatch::takeValue(Shown& shown, const Json& line, double deviceSecond
         // What is doubtful is new, and told apart from what is good: it may be anything, and stays when no
         // reply follows.
         const bool doubtful = shown.quality == "doubtful";
-        const bool had =
-            stepsSince(shown.item, value, stepAt(deviceSeconds + CLOCK_ERROR), REMEMBERED_STEPS) >= 0;
+        const bool had = stepsSince(shown.item, value, stepAt(deviceSeconds + CLOCK_ERROR), ALL_STEPS) >= 0;
         if (!doubtful && value != shown.value && value != shown.doubtful && !had) {
             m_result.fail("shown as bad with a value that was not shown before: " + line.dump());
         }

@@ -28,6 +28,9 @@ public:
     // The command line of dx7 for this line.
     Words dx7(const Words& words) const;
 
+    // A place for a file that goes with the device.
+    std::string file(const std::string& name) const { return m_directory.file(name); }
+
     std::string tell(const std::string& command);
     // Its clock, and how much later the computer's wall clock is.
     double seconds();

@@ -36,7 +36,8 @@ struct SoakResult {
     long writesFailed = 0;       // Reported as failed.
     double recoverySeconds = 0;  // From the first step after the faults ended until every item showed it.
     std::string notRecovered;    // What was not good when that was given up.
-    double steadySeconds = 0;    // The same, at the slowest of the steps after that.
+    std::map<std::string, long> recoveryMs;  // The same by mix of faults, also where it is not judged.
+    double steadySeconds = 0;                // The same, at the slowest of the steps after that.
     std::map<std::string, long>
         badAgain;  // By carrier: marked bad without faults, after everything was good.
     Memory dx7;

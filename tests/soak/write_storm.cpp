@@ -1,5 +1,8 @@
 #include "write_storm.h"
 
+#include <unistd.h>
+
+#include <filesystem>
 #include <nlohmann/json.hpp>
 #include <sstream>
 
@@ -73,13 +76,25 @@ void WriteStorm::batch() {
             words.push_back(other.argument);
         }
     }
+    const std::string record = m_device.file("record.pcap");
+    std::filesystem::remove(record);
+    words.insert(words.end(), {"--record", record});
     const Finished run = runToEnd(m_device.dx7(words), BATCH_MS);
+    const std::size_t failures = m_result.failures.size();
     if (run.exitCode < 0 || run.exitCode > 1) {
         m_result.fail("dx7 write ended with " + std::to_string(run.exitCode) + ": " + run.errors);
         return;
     }
     judge(writes, run.output);
     lookAtDevice(writes);
+    if (m_result.failures.size() > failures) {
+        const std::string kept =
+            std::filesystem::temp_directory_path() /
+            ("dx7-soak-" + std::to_string(::getpid()) + "-" + std::to_string(m_number) + ".pcap");
+        std::filesystem::copy_file(record, kept, std::filesystem::copy_options::overwrite_existing);
+        m_result.fail("that was on line \"" + m_device.mix().name + "\"; its frames are in " + kept +
+                      ", and dx7 said:\n" + run.output + run.errors);
+    }
 }
 
 void WriteStorm::judge(const std::vector<Write>& writes, const std::string& output) {
@@ -117,6 +132,9 @@ void WriteStorm::lookAtDevice(const std::vector<Write>& writes) {
             m_result.fail("the device holds " + answer +
                           ", which dx7 reported neither as written nor as failed");
         }
-        m_possible[item] = {held};
+        // What was never written moves on.
+        if (known != m_possible.end()) {
+            known->second = {held};
+        }
     }
 }

@@ -14,7 +14,7 @@
 class WriteStorm {
 public:
     WriteStorm(SoakDevice& device, SoakResult& result, unsigned seed)
-        : m_device(device), m_result(result), m_random(seed) {}
+        : m_device(device), m_result(result), m_number(seed), m_random(seed) {}
 
     // One run of `dx7 write` with some writes, then a look at what the device holds.
     void batch();
@@ -33,6 +33,7 @@ private:
 
     SoakDevice& m_device;
     SoakResult& m_result;
+    unsigned m_number;  // Of its own.
     std::mt19937 m_random;
     std::map<std::string, std::set<int>> m_possible;  // What an item may hold; not there: anything.
 };
