@@ -6,6 +6,7 @@
 #include <sys/ioctl.h>
 
 #include <algorithm>
+#include <cerrno>
 #include <iterator>
 
 namespace dx7 {
@@ -65,15 +66,48 @@ void clearCustomDivisor(int port) {
     }
 }
 
+// The calls that have every baud rate are not known everywhere: an emulated processor may know the old ones
+// alone.
+bool knowsOldCallsAlone(int error) {
+    return error == ENOSYS || error == ENOTTY;
+}
+
 }  // namespace
 
 TerminalState terminalState(int port) {
     const auto state = std::make_shared<termios2>();
-    return ::ioctl(port, TCGETS2, state.get()) == 0 ? state : nullptr;
+    if (::ioctl(port, TCGETS2, state.get()) == 0) {
+        return state;
+    }
+    termios old{};
+    if (!knowsOldCallsAlone(errno) || ::ioctl(port, TCGETS, &old) != 0) {
+        return nullptr;
+    }
+    *state = termios2();
+    state->c_iflag = old.c_iflag;
+    state->c_oflag = old.c_oflag;
+    state->c_cflag = old.c_cflag;
+    state->c_lflag = old.c_lflag;
+    state->c_line = old.c_line;
+    std::copy(std::begin(old.c_cc), std::end(old.c_cc), std::begin(state->c_cc));
+    return state;
 }
 
 bool setTerminalState(int port, const termios2& state) {
-    return ::ioctl(port, TCSETS2, &state) == 0;
+    if (::ioctl(port, TCSETS2, &state) == 0) {
+        return true;
+    }
+    if (!knowsOldCallsAlone(errno) || (state.c_cflag & CBAUD) == BOTHER) {
+        return false;
+    }
+    termios old{};
+    old.c_iflag = state.c_iflag;
+    old.c_oflag = state.c_oflag;
+    old.c_cflag = state.c_cflag;
+    old.c_lflag = state.c_lflag;
+    old.c_line = state.c_line;
+    std::copy(std::begin(state.c_cc), std::end(state.c_cc), std::begin(old.c_cc));
+    return ::ioctl(port, TCSETS, &old) == 0;
 }
 
 bool setUpTerminal(int port, const termios2& before, const LineSettings& settings) {
