@@ -48,16 +48,17 @@ bool repliesLikeItself(int function) {
 }  // namespace
 
 Exchange::Exchange(const LineSettings& settings)
-    : settings_(settings), stations_(256), windowLimit_(MOST_WINDOW) {
+    : settings_(settings), stations_(256), windowLimit_(MOST_WINDOW), echo_(knownEcho(settings.echo)) {
     for (QByteArray* const bytes : {&output_, &frame_, &query_, &reply_, &request_, &mismatch_}) {
         bytes->reserve(LONGEST_FRAME_BYTES);
     }
     for (Accepted& accepted : accepted_) {
         accepted.frame.reserve(LONGEST_FRAME_BYTES);
     }
-    echo_ = settings.echo == EchoMode::On    ? Echo::Yes
-            : settings.echo == EchoMode::Off ? Echo::No
-                                             : Echo::Unknown;
+}
+
+Exchange::Echo Exchange::knownEcho(EchoMode mode) {
+    return mode == EchoMode::Auto ? Echo::Unknown : mode == EchoMode::On ? Echo::Yes : Echo::No;
 }
 
 void Exchange::reset() {
@@ -88,7 +89,7 @@ void Exchange::notSent() {
 // Time.
 
 qint64 Exchange::boundUs() const {
-    return std::max(settings_.retries, 1) * settings_.timeoutMs * qint64(1000);
+    return qint64(std::max(settings_.retries, 1)) * settings_.timeoutMs * 1000;
 }
 
 qint64 Exchange::waitUs(const Station& station) const {
@@ -232,7 +233,7 @@ void Exchange::begin(const QByteArray& request, int expectLen, bool first, qint6
     Station& station = stationAt(present_);
     station.functions |= 1U << (byteAt(request, 1) & 31);
     if (nowUs - std::max(station.heardUs, station.askedUs) >=
-        SILENT_TIMEOUTS * settings_.timeoutMs * qint64(1000)) {
+        qint64(SILENT_TIMEOUTS) * settings_.timeoutMs * 1000) {
         station.disturbed = false;
     }
     if (expectLen <= 0 || present_ == 0) {
@@ -257,12 +258,12 @@ void Exchange::begin(const QByteArray& request, int expectLen, bool first, qint6
     }
 }
 
-bool Exchange::owesStatus(const Station& station) const {
+bool Exchange::owesStatus(const Station& station) {
     return std::any_of(station.out.begin(), station.out.begin() + station.queries,
                        [](const Query& query) { return !query.diagnostic; });
 }
 
-bool Exchange::owesDiagnostic(const Station& station) const {
+bool Exchange::owesDiagnostic(const Station& station) {
     return std::any_of(station.out.begin(), station.out.begin() + station.queries,
                        [](const Query& query) { return query.diagnostic; });
 }
@@ -295,7 +296,7 @@ void Exchange::sendData(qint64 nowUs) {
     deadlineUs_ = lastActivityUs_ + waitUs(station) + lineTimeUs(settings_, expectLen_);
 }
 
-bool Exchange::mayAnswerDiagnostics(const Station& station) const {
+bool Exchange::mayAnswerDiagnostics(const Station& station) {
     return station.diagnosticAnswered || station.diagnosticPassed < FEWEST_PASSED;
 }
 
@@ -672,12 +673,11 @@ void Exchange::close(int number, const Query& query, bool alone, qint64 nowUs) {
         const Station& holder = stationAt(held.station);
         const bool answersStatus = holder.statusAnswered || holder.statusPassed < FEWEST_PASSED;
         const bool echoLike = held.mirror && query.diagnostic && alone && answersStatus;
-        if (((mine && !alike) || others) && !echoLike) {
-            settle(held, true);
-        } else if (echoLike && (mine || others) && strangerNear(nowUs)) {
-            settle(held, false);
-        } else if (alike && !mayAnswerDiagnostics(proven) && held.sequence < proven.closedSequence) {
-            settle(held, false);
+        const bool good = ((mine && !alike) || others) && !echoLike;
+        const bool never = (echoLike && (mine || others) && strangerNear(nowUs)) ||
+                           (alike && !mayAnswerDiagnostics(proven) && held.sequence < proven.closedSequence);
+        if (good || never) {
+            settle(held, good);
         } else {
             proven.statusData = proven.statusData || alike;
             held_[left++] = held;
@@ -714,7 +714,7 @@ bool Exchange::strangerNear(qint64 nowUs) const {
     return strangerUs_ >= 0 && nowUs - strangerUs_ < FORGET_US;
 }
 
-int Exchange::unpassed(const Station& station) const {
+int Exchange::unpassed(const Station& station) {
     return static_cast<int>(std::count_if(station.out.begin(), station.out.begin() + station.queries,
                                           [](const Query& query) { return !query.passed; }));
 }
@@ -733,7 +733,7 @@ void Exchange::settleDeaf() {
     }
 }
 
-bool Exchange::isDeaf(const Station& station) const {
+bool Exchange::isDeaf(const Station& station) {
     return !station.statusAnswered && !station.diagnosticAnswered && station.statusPassed >= FEWEST_PASSED &&
            station.diagnosticPassed >= FEWEST_PASSED;
 }
@@ -1002,7 +1002,7 @@ qint64 Exchange::alikeUntilUs(const Station& station) const {
     if (!station.statusAnswered || useDiagnostic(station)) {
         return 0;
     }
-    const auto end = station.out.begin() + station.queries;
+    const auto* const end = station.out.begin() + station.queries;
     const auto* const status =
         std::find_if(station.out.begin(), end, [](const Query& query) { return !query.diagnostic; });
     return status != end ? status->endUs + FORGET_US : 0;

@@ -80,6 +80,8 @@ struct Settlement {
 /// pass, and is forgotten after 10 s. A query whose answer comes after the reply to a later request shows
 /// that this was the reply to an earlier one. Where the adapter echoes, nothing that looks like the request
 /// counts before the echo has come. Station 0 owes nothing.
+// The members stand in the order of what they are for; a line has one exchange.
+// NOLINTNEXTLINE(clang-analyzer-optin.performance.Padding)
 class Exchange {
 public:
     /// Copies the settings; nothing is under way.
@@ -130,7 +132,7 @@ public:
         return requestSent_ && (present_ > 0 || phase_ == Phase::Pause) && phase_ != Phase::Idle;
     }
     /// When a station that owes the answer to a query may be asked again; 0 when it owes none.
-    qint64 askAgainUs(int station) const;
+    qint64 askAgainUs(int number) const;
     /// Other stations can be served while one owes a reply; else an operation waits for its whole time.
     void setOthers(bool others) { others_ = others; }
 
@@ -154,10 +156,10 @@ public:
     bool disturbed() const { return dirty_; }
     /// Sends it.
     void prove(qint64 nowUs);
-    /// Sends function code 7 to `station` and waits for the answer for the time-out; its answer is noted.
-    /// With a query to the station out already, it waits for that. Only while idle() and not before
+    /// Sends function code 7 to station `number` and waits for the answer for the time-out; its answer is
+    /// noted. With a query to the station out already, it waits for that. Only while idle() and not before
     /// clearUs().
-    void query(int station, qint64 nowUs);
+    void query(int number, qint64 nowUs);
     /// The station answers requests, but neither kind of query.
     bool deafToQueries(int station) const { return isDeaf(stationAt(station)); }
     /// What the counter of the queries begins after, so that programs that follow each other differ.
@@ -185,6 +187,7 @@ private:
     };
     enum class Next { Data, Query };
     enum class Echo { Unknown, No, Yes };
+    static Echo knownEcho(EchoMode mode);
     /// Why a query is out, and what follows it.
     enum class Purpose {
         Proof,
@@ -259,10 +262,10 @@ private:
     void sendData(qint64 nowUs);
     void sendQuery(qint64 nowUs);
     bool wantsEchoTest(int function) const;
-    bool mayAnswerDiagnostics(const Station& station) const;
+    static bool mayAnswerDiagnostics(const Station& station);
     bool useDiagnostic(const Station& station) const;
-    bool owesStatus(const Station& station) const;
-    bool owesDiagnostic(const Station& station) const;
+    static bool owesStatus(const Station& station);
+    static bool owesDiagnostic(const Station& station);
     bool owesLike(const Station& station, const QByteArray& request) const;
     void beginQuery(int station, Purpose purpose, qint64 nowUs);
     void awaitQuery(const Station& station, qint64 nowUs);
@@ -283,7 +286,7 @@ private:
     bool strangerNear(qint64 nowUs) const;
     void settleAll(bool good);
     void settleStation(int number, bool good);
-    bool isDeaf(const Station& station) const;
+    static bool isDeaf(const Station& station);
     qint64 silentUs() const;
     void settleDeaf();
     void putAside(qint64 nowUs);
@@ -293,7 +296,7 @@ private:
     void noteDamage(FrameStream::Kind kind, bool last, qint64 nowUs);
     void takeDamaged();
     void askOtherwise(qint64 nowUs);
-    void disturb(int station);
+    void disturb(int number);
     void expectCopies(qint64 lagUs);
     void remember(qint64 nowUs);
     void settle(const Held& held, bool good) {
@@ -316,7 +319,7 @@ private:
     qint64 alikeUntilUs(const Station& station) const;
     qint64 askUs(const Station& station) const;
     bool mayQuery(const Station& station, qint64 nowUs) const;
-    int unpassed(const Station& station) const;
+    static int unpassed(const Station& station);
 
     LineSettings settings_;
     FrameStream stream_;

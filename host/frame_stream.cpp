@@ -9,7 +9,7 @@ namespace dx7 {
 
 namespace {
 
-enum { READ_OVERHEAD_BYTES = 5, WRITE_REPLY_BYTES = 8, MOST_BYTES = 4 * LONGEST_FRAME_BYTES };
+enum { DATA_OVERHEAD_BYTES = 5, WRITE_REPLY_BYTES = 8, MOST_BYTES = 4 * LONGEST_FRAME_BYTES };
 
 bool readsData(int function) {
     return function >= 1 && function <= 4;
@@ -31,7 +31,7 @@ int announcedLength(const QByteArray& bytes, int start) {
     }
     if (readsData(function)) {
         const int count = byteAt(bytes, start + 2);
-        return count < 0 ? 0 : count + READ_OVERHEAD_BYTES;
+        return count < 0 ? 0 : count + DATA_OVERHEAD_BYTES;
     }
     return isWriteFunction(function) || function == DIAGNOSTICS ? WRITE_REPLY_BYTES : 0;
 }

@@ -134,7 +134,7 @@ QString ParameterReader::readAll() {
             batch.add(connection_, points_.mid(at, length));
             at += length;
         }
-        const QString broken = carryOut(batch);
+        QString broken = carryOut(batch);
         if (!broken.isEmpty()) {
             return broken;
         }
@@ -186,7 +186,7 @@ QString ParameterReader::carryOut(const Batch& batch) {
             each_(run.first(), -1, read.fault(0));
             ++told_;
         } else {
-            const QString broken = readOneByOne(run);
+            QString broken = readOneByOne(run);
             if (!broken.isEmpty()) {
                 return broken;
             }

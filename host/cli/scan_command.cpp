@@ -89,7 +89,7 @@ bool tellSum(const Connection& connection, const QVector<int>& stations, const C
 
 // The answer to a query that timed out may still come.
 void awaitLateAnswers(Connection& connection, const LineSettings& settings, int missing) {
-    const qint64 leftUs = (std::max(settings.retries, 1) - 1) * settings.timeoutMs * qint64(1000);
+    const qint64 leftUs = (qint64(std::max(settings.retries, 1)) - 1) * settings.timeoutMs * 1000;
     const qint64 endUs = connection.clock().nowUs() + leftUs;
     while (missing > 0 && connection.clock().nowUs() < endUs && !stopRequested() && connection.lineOpen()) {
         connection.step();
