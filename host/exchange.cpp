@@ -48,7 +48,7 @@ bool repliesLikeItself(int function) {
 }  // namespace
 
 Exchange::Exchange(const LineSettings& settings)
-    : settings_(settings), stations_(256), windowLimit_(MOST_WINDOW), echo_(knownEcho(settings.echo)) {
+    : settings_(settings), stations_(256), echo_(knownEcho(settings.echo)), windowLimit_(MOST_WINDOW) {
     for (QByteArray* const bytes : {&output_, &frame_, &query_, &reply_, &request_, &mismatch_}) {
         bytes->reserve(LONGEST_FRAME_BYTES);
     }
