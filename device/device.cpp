@@ -112,7 +112,7 @@ std::vector<Outgoing> Device::answer(const Bytes& frame, Model& model, StationSt
 
 /// Counts what is refused or answered with an exception.
 Answer Device::carryOut(const Bytes& frame, Model& model, StationStatistics& counts, Time now) {
-    const Answer answer = m_engine.answer(frame, model, now);
+    Answer answer = m_engine.answer(frame, model, now);
     if (!answer.accepted) {
         ++m_statistics.refused;
     } else if (const int code = answer.exceptionCode()) {

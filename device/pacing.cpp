@@ -42,7 +42,7 @@ void Pacing::copy(const Bytes& frame, Time pause) {
 }
 
 void Pacing::putAside(Frame frame) {
-    enum : std::size_t { MOST_ASIDE = 1024 * 1024 };
+    enum : std::size_t { MOST_ASIDE = 1048576 };
     if (m_asideBytes + frame.bytes.size() > MOST_ASIDE) {
         return;
     }

@@ -84,7 +84,7 @@ void putPlace(const Asked& asked, std::uint16_t start, const Model& model, Time 
 std::optional<Bytes> elsewhere(const Asked& asked, RegisterType type, const Bytes& reply, const Model& model,
                                Time now, std::uint64_t choice) {
     const TypeInfo& info = typeInfo(type);
-    const auto count = static_cast<std::uint64_t>(info.highest - info.lowest + 1);
+    const auto count = static_cast<std::uint64_t>(info.highest - info.lowest) + 1;
     for (std::uint64_t i = 0; i < count; ++i) {
         const int address = info.lowest + static_cast<int>((choice % count + i) % count);
         const auto start = placeOf({type, address}, asked.isWrite);

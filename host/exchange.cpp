@@ -269,7 +269,7 @@ bool Exchange::owesDiagnostic(const Station& station) {
 }
 
 // Whether the station owes the answer to a query that is the request byte for byte.
-bool Exchange::owesLike(const Station& station, const QByteArray& request) const {
+bool Exchange::owesLike(const Station& station, const QByteArray& request) {
     return byteAt(request, 1) == READ_EXCEPTION_STATUS && owesStatus(station);
 }
 

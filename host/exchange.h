@@ -266,7 +266,7 @@ private:
     bool useDiagnostic(const Station& station) const;
     static bool owesStatus(const Station& station);
     static bool owesDiagnostic(const Station& station);
-    bool owesLike(const Station& station, const QByteArray& request) const;
+    static bool owesLike(const Station& station, const QByteArray& request);
     void beginQuery(int station, Purpose purpose, qint64 nowUs);
     void awaitQuery(const Station& station, qint64 nowUs);
     void awaitOwedQuery(int number, Purpose purpose, qint64 nowUs);

@@ -130,6 +130,30 @@ bool ValueTable::tell(Entry& known, const PointState& state) {
     return news;
 }
 
+// What its item number `item`, settled, makes of a point; false while it has no whole value.
+bool ValueTable::settleItem(Entry& known, const Point& point, int item, int value, bool good) {
+    known.goodItems[item] = good ? value : -1;
+    PointState& state = known.settled;
+    // A value that may be another's is shown as such, where there is a whole one.
+    QVector<int> items = good ? known.goodItems : known.items;
+    if (items.contains(-1)) {
+        return false;
+    }
+    items[item] = value;
+    state.raw = rawFromItems(point.format, items);
+    state.quality = !good ? Quality::Doubtful : known.failed ? Quality::Stale : Quality::Good;
+    if (good) {
+        state.changes += known.proven && state.raw != known.provenRaw ? 1 : 0;
+        known.proven = true;
+        known.provenRaw = state.raw;
+    }
+    state.known = true;
+    if (!known.failed) {
+        state.fault.clear();
+    }
+    return true;
+}
+
 void ValueTable::settle(const ReadItems& read, const ItemRange* skip, bool good, std::vector<int>* changed) {
     for (const Place& place : placesIn(read.range)) {
         const Point& point = points_.at(place.point);
@@ -142,36 +166,16 @@ void ValueTable::settle(const ReadItems& read, const ItemRange* skip, bool good,
             known.state.readUs = known.told.readUs = read.readUs;
             continue;
         }
-        known.goodItems[place.item] = good ? value : -1;
-        PointState state = known.told;
-        state.readUs = read.readUs;
-        if (!good) {
-            // The value that may be another's is shown as such, where there is a whole one.
-            if (known.items.contains(-1)) {
-                continue;
-            }
-            QVector<int> items = known.items;
-            items[place.item] = value;
-            state.raw = rawFromItems(point.format, items);
-            state.quality = Quality::Doubtful;
-        } else if (known.goodItems.contains(-1)) {
+        known.settled = known.told;
+        known.settled.readUs = read.readUs;
+        if (!settleItem(known, point, place.item, value, good)) {
             continue;
-        } else {
-            state.raw = rawFromItems(point.format, known.goodItems);
-            state.changes += known.proven && state.raw != known.provenRaw ? 1 : 0;
-            state.quality = known.failed ? Quality::Stale : Quality::Good;
-            known.proven = true;
-            known.provenRaw = state.raw;
         }
-        state.known = true;
-        if (!known.failed) {
-            state.fault.clear();
-        }
-        if (tell(known, state) && (changed->empty() || changed->back() != place.point)) {
+        if (tell(known, known.settled) && (changed->empty() || changed->back() != place.point)) {
             changed->push_back(place.point);
         }
-        known.state.changes = state.changes;
-        const bool same = state.raw == known.state.raw && good;
+        known.state.changes = known.told.changes;
+        const bool same = known.told.raw == known.state.raw && good;
         if (known.ticket == read.ticket || known.failed || same) {
             known.state = known.told;
         }

@@ -72,6 +72,7 @@ private:
     struct Entry {
         PointState state;
         PointState told;
+        PointState settled;   ///< What told is to become; kept for its memory.
         bool proven = false;  ///< There was a good value.
         quint32 provenRaw = 0;
         bool failed = false;     ///< The last read failed.
@@ -104,7 +105,8 @@ private:
     Entry& entry(int index) { return entries_[static_cast<std::size_t>(index)]; }
     Places placesIn(const ItemRange& range) const;
     int typeIndex(const QString& name) const;
-    bool tell(Entry& entry, const PointState& state);
+    static bool tell(Entry& known, const PointState& state);
+    static bool settleItem(Entry& known, const Point& point, int item, int value, bool good);
     QVector<int> failPoints(const QVector<int>& points, const QString& fault, Quality known);
     QVector<int> pointsIn(const ItemRange& range) const;
 
