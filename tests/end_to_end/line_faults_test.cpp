@@ -34,7 +34,6 @@ const LineFault FAULTS[] = {
     {"second_master", {"--fault", "second-master=0.3"}, false, {"foreign", "surplus", "copies"}, ""},
     {"answer_before", {"--fault", "answer-before"}, false, {"late", "surplus"}, ""},
     {"late_800", {"--fault", "late=1", "--late-by", "800"}, true, {"late"}, "raise --timeout"},
-    {"late_1000", {"--fault", "late=1", "--late-by", "1000"}, false, {"late"}, "raise --timeout"},
     {"late_3000", {"--fault", "late=1", "--late-by", "3000"}, false, {}, ""},
 };
 

@@ -490,7 +490,9 @@ bool SimulatedLine::undecidable(const QByteArray& shape, qint64 fromUs, qint64 t
     const QByteArray status = shape.left(1) + char(dx7::READ_EXCEPTION_STATUS);
     const QByteArray diagnostic = shape.left(1) + char(dx7::DIAGNOSTICS);
     const QByteArray refusal = shape.left(1) + char(dx7::DIAGNOSTICS | dx7::EXCEPTION_BIT);
-    const bool put = within(inserted_, shape, fromUs);
+    // What is put in is on the line for a while before it is there.
+    const qint64 onLineUs = 100 * MS;
+    const bool put = within(inserted_, shape, fromUs - onLineUs);
     const bool uncounted = kind.refuses8 && within(inserted_, shape, 0) &&
                            (within(inserted_, status, 0) || within(inserted_, refusal, 0));
     // A surplus answer to code 7 shifts those after it for good, and nothing else can be asked.
