@@ -709,7 +709,7 @@ void Exchange::settleStation(int number, bool good) {
     held_.resize(left);
 }
 
-// Frames that answer nothing came of late, and not as copies.
+// Queries of another master, or their answers, came of late.
 bool Exchange::strangerNear(qint64 nowUs) const {
     return strangerUs_ >= 0 && nowUs - strangerUs_ < FORGET_US;
 }
@@ -799,6 +799,9 @@ void Exchange::putAside(qint64 nowUs) {
         expectCopies(nowUs - known->atUs);
     } else {
         note(asked ? ExchangeNote::Surplus : ExchangeNote::Foreign, number);
+    }
+    const int function = byteAt(frame_, 1) & ~EXCEPTION_BIT;
+    if (known == nullptr && (function == READ_EXCEPTION_STATUS || function == DIAGNOSTICS)) {
         strangerUs_ = nowUs;
     }
     disturb(number);

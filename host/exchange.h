@@ -70,9 +70,8 @@ struct Settlement {
 /// read exception status (function code 7) and return query data (function code 8, sub-function 0) with a
 /// counter as data. An exception answers, too. Where function code 7 is read as data, only code 8 proves
 /// that, or code 7 after a reply to something else. What may be the echo of function code 5 or 6 is proven by
-/// code 7 alone. For 10 s after a frame that nothing here asked for, code 8 alone proves anything, and not by
-/// an exception: another master may send the other queries, too. A station that answers neither is believed
-/// after a time-out of silence.
+/// code 7 alone. For 10 s after a query of another master, or an answer to one, code 8 alone proves
+/// anything, and not by an exception. A station that answers neither is believed after a time-out of silence.
 ///
 /// A station has at most one unanswered request of the host. While it owes the reply, only a query goes out
 /// to it; its late reply is the reply, and a query that is answered without it shows that none will come.
@@ -363,7 +362,7 @@ private:
     std::vector<ExchangeNote> notes_;
     bool dirty_ = false;  ///< Since the last proof anything else came in between.
     int disturbedStation_ = 0;
-    qint64 strangerUs_ = -1;        ///< When a frame came last that answers nothing and is no copy.
+    qint64 strangerUs_ = -1;        ///< When a query of another master, or its answer, came last.
     bool askedSinceDirty_ = false;  ///< A query was sent after the last request.
     bool cycleEnded_ = false;
     bool finishing_ = false;
