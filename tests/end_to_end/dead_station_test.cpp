@@ -231,10 +231,11 @@ TEST(DeadStation, IsBackWithinOneProbeOfAnswering) {
     const std::chrono::duration<double> took = Clock::now() - revived;
     std::printf("revived: back in the plan after %.2f s (the probe interval is 3 s)\n", took.count());
     EXPECT_LE(took.count(), 3.0 + 0.6) << "one probe interval, and a busy computer";
-    const Json value = nextJson(monitor, [](const Json& o) { return has(o, "item", "F:3.0.25@2"); });
+    // What comes before the answers to the queries that went out in the silence is doubtful.
+    const Json value = nextJson(
+        monitor, [](const Json& o) { return has(o, "item", "F:3.0.25@2") && has(o, "quality", "good"); });
     ASSERT_FALSE(value.is_null());
     EXPECT_EQ(77, value.at("value"));
-    EXPECT_EQ("good", value.at("quality"));
     monitor.signal(SIGINT);
     EXPECT_EQ(0, monitor.finish().exitCode);
 }
