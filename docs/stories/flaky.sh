@@ -74,12 +74,11 @@ No reply is late any more. The device is as slow as before; that is its own affa
 ## And once more: foreign frames
 END
 start_device --stations 1 --baud 19200 --fault foreign=0.25 --seed 5
-run dx7 monitor --serial ./line --baud 19200 --seconds 2 --stats --record foreign.pcap F:3.0.20,3@1
+run_part '^foreign frames' 1 dx7 monitor --serial ./line --baud 19200 --seconds 2 --stats --record foreign.pcap F:3.0.20,3@1
 tell <<'END'
 Something else talks. *Foreign frames* are counted for all alone, for their station may be none of this line. Each request has
-its good reply, but a reply does not say who asked for it: where another master may send the same requests, it may be the
-reply to one of those. So the values are *doubtful*, and stay so while foreign frames come. The recording names them by station and
-function code:
+its good reply, but a reply does not say who asked for it. So a value is *doubtful* when such a frame came before it was proven, and
+is read again. The recording names the frames by station and function code:
 END
 run_part '<-.*station [^1]' 2 dx7 replay foreign.pcap
 cat <<'END'
