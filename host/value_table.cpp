@@ -135,12 +135,16 @@ bool ValueTable::settleItem(Entry& known, const Point& point, int item, int valu
     known.goodItems[item] = good ? value : -1;
     PointState& state = known.settled;
     // A value that may be another's is shown as such, where there is a whole one.
-    QVector<int> items = good ? known.goodItems : known.items;
-    if (items.contains(-1)) {
+    if ((good ? known.goodItems : known.items).contains(-1)) {
         return false;
     }
-    items[item] = value;
-    state.raw = rawFromItems(point.format, items);
+    if (good) {
+        state.raw = rawFromItems(point.format, known.goodItems);
+    } else {
+        QVector<int> items = known.items;
+        items[item] = value;
+        state.raw = rawFromItems(point.format, items);
+    }
     state.quality = !good ? Quality::Doubtful : known.failed ? Quality::Stale : Quality::Good;
     if (good) {
         state.changes += known.proven && state.raw != known.provenRaw ? 1 : 0;
