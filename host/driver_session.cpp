@@ -42,7 +42,7 @@ DriverSession::DriverSession(const DriverFunctions& functions, const QByteArray&
 }
 
 void DriverSession::dispatch(int, int station, QString&, int) {
-    // Station -1 marks what is no device item: recipe words and the end of a one-off read.
+    // Station -1 marks reports that are not about a device item: recipe words and the end of a one-off read.
     if (caller != nullptr && station >= 0) {
         caller->reported_ = true;
     }

@@ -307,7 +307,7 @@ bool Exchange::useDiagnostic(const Station& station) const {
     if (!station.statusAnswered && station.statusPassed >= FEWEST_PASSED) {
         return true;
     }
-    // An echo of the query itself is no proof that an acknowledgement was not one.
+    // The echo of the query itself does not prove that the acknowledgement was not an echo, too.
     if (station.heldMirrors > 0 && !strangerNear(lastActivityUs_) && !owesStatus(station)) {
         return false;
     }
@@ -816,7 +816,7 @@ void Exchange::noteDamage(FrameStream::Kind kind, bool last, qint64 nowUs) {
     if (phase_ == Phase::Data && like) {
         takeDamaged();
     }
-    // Fewer bytes are no frame that was damaged, but what a line picks up between frames.
+    // Fewer bytes cannot be a damaged frame: a line picks them up between frames.
     if (frame_.size() >= SHORTEST_FRAME_BYTES) {
         disturb(phase_ == Phase::Query ? queried_ : present_);
     }

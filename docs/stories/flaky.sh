@@ -8,8 +8,8 @@ start_device --stations 1,2,9 --baud 19200 --fault silent=9,corrupt=0.08 --seed 
 tell <<'END'
 # The line is flaky: find out why
 
-"Sometimes values stand still." Three stations hang on one line, and it is not known which of them, the cable or the
-master is to blame. What fails is repeated, so the panel hides it most of the time; the statistics do not.
+"Sometimes values stand still." Three stations share one line. One of them, the cable or the
+master is to blame; it is not known which. What fails is repeated, so the panel hides it most of the time; the statistics do not.
 
 This page is what `docs/stories/flaky.sh` prints: every command was run, against `dx7-device` with faults to order.
 
