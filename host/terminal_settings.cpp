@@ -58,9 +58,9 @@ termios2 lineState(const termios2& before, const LineSettings& settings) {
 // A divisor that was set for what is called 38400 baud would hold for us, too.
 void clearCustomDivisor(int port) {
     serial_struct serial{};
-    if (::ioctl(port, TIOCGSERIAL, &serial) == 0 && (serial.flags & ASYNC_SPD_MASK) != 0) {
-        const auto divisor = static_cast<unsigned>(ASYNC_SPD_MASK);
-        serial.flags = static_cast<int>(static_cast<unsigned>(serial.flags) & ~divisor);
+    constexpr auto kDivisor = static_cast<int>(ASYNC_SPD_MASK);
+    if (::ioctl(port, TIOCGSERIAL, &serial) == 0 && (serial.flags & kDivisor) != 0) {
+        serial.flags &= ~kDivisor;
         serial.custom_divisor = 0;
         ::ioctl(port, TIOCSSERIAL, &serial);
     }
