@@ -46,8 +46,6 @@ public:
     bool begin(qint64 nowUs);
     /// When advance() or begin() has something to do; -1 = not before something comes.
     qint64 nextDueUs() const { return exchange_.idle() ? exchange_.clearUs() : exchange_.nextDueUs(); }
-    /// Ends the wait for the reply of the request that is out. The driver gets none.
-    void abandon() { exchange_.abandon(); }
 
     Exchange& exchange() { return exchange_; }
     const Exchange& exchange() const { return exchange_; }

@@ -5,12 +5,15 @@
 #define DX7_HOST_EXCHANGE_H
 
 #include <QByteArray>
-#include <array>
 #include <optional>
 #include <vector>
 
+#include "copy_watch.h"
 #include "frame_stream.h"
 #include "line_settings.h"
+#include "proof_schedule.h"
+#include "proof_window.h"
+#include "station_ledger.h"
 
 namespace dx7 {
 
@@ -50,12 +53,6 @@ struct ExchangeEnd {
     quint64 ticket = 0;  ///< Of a Reply or Exception: what settlements() names it by.
     bool sent = false;   ///< Bytes of it went to the line.
     qint64 sentUs = 0;   ///< When; queries may have gone before it.
-};
-
-/// Whether the reply with this ticket is proven to be the one to its request.
-struct Settlement {
-    quint64 ticket = 0;
-    bool good = false;
 };
 
 /// A Modbus RTU reply does not say which request it answers: one that is late, doubled, another master's or
@@ -124,8 +121,6 @@ public:
     /// The end of the request that begin() named, once.
     std::optional<ExchangeEnd> takeEnd();
     const QByteArray& reply() const { return reply_; }
-    /// Ends the wait for the present request, of which nothing more is to be known.
-    void abandon();
     /// Bytes of the present request are on the line, or may be.
     bool requestSent() const {
         return requestSent_ && (present_ > 0 || phase_ == Phase::Pause) && phase_ != Phase::Idle;
@@ -137,22 +132,22 @@ public:
 
     // Proof.
 
-    /// What has been settled since this was called last, in the order of the tickets.
-    const std::vector<Settlement>& settlements() const { return settlements_; }
-    void clearSettlements() { settlements_.clear(); }
+    /// What was settled since this was called last, in the order of the tickets.
+    const std::vector<Settlement>& settlements() const { return window_.settlements(); }
+    void clearSettlements() { window_.clearSettlements(); }
     /// A cycle of the polling plan is over.
-    void cycleEnded() { cycleEnded_ = true; }
+    void cycleEnded() { schedule_.cycleEnded(); }
     /// From now on, or no longer, everything that is held is proven as soon as nothing else is under way.
-    void setFinishing(bool finishing) { finishing_ = finishing; }
-    bool finishing() const { return finishing_; }
+    void setFinishing(bool finishing) { schedule_.setFinishing(finishing); }
+    bool finishing() const { return schedule_.finishing(); }
     /// Something is held that is neither good nor doubtful.
-    bool unproven() const { return !held_.empty(); }
+    bool unproven() const { return !window_.empty(); }
     /// Whether a query is due now. Only while idle().
-    bool proofDue(qint64 nowUs) const { return proofStation(nowUs) > 0; }
+    bool proofDue(qint64 nowUs) const { return schedule_.station(conditions(), nowUs) > 0; }
     /// When one that is not due now will be, at the latest; -1 = not without something new.
-    qint64 proofUs(qint64 nowUs) const;
+    qint64 proofUs(qint64 nowUs) const { return schedule_.dueUs(conditions(), nowUs); }
     /// Something came in between since the last proof: what comes now is doubtful up to the next.
-    bool disturbed() const { return dirty_; }
+    bool disturbed() const { return window_.disturbed(); }
     /// Sends it.
     void prove(qint64 nowUs);
     /// Sends function code 7 to station `number` and waits for the answer for the time-out; its answer is
@@ -160,7 +155,7 @@ public:
     /// clearUs().
     void query(int number, qint64 nowUs);
     /// The station answers requests, but neither kind of query.
-    bool deafToQueries(int station) const { return isDeaf(stationAt(station)); }
+    bool deafToQueries(int station) const { return stations_.at(station).isDeaf(); }
     /// What the counter of the queries begins after, so that programs that follow each other differ.
     void setCounter(quint16 counter) { counter_ = counter; }
 
@@ -193,117 +188,32 @@ private:
         Resolve,  ///< The present request has timed out.
         Precede   ///< The present request is sent after it.
     };
-    struct Query {
-        bool diagnostic = false;
-        quint16 counter = 0;
-        qint64 endUs = 0;  ///< When its last byte was on the line.
-        quint64 sequence = 0;
-        bool passed = false;  ///< A later reply came before the answer.
-        bool echoed = false;  ///< Its echo came.
-    };
-    struct Station {
-        bool owesData = false;
-        bool reported = false;  ///< Its end was given as Owed.
-        bool echoed = false;    ///< The echo of the request came.
-        bool unproven = true;   ///< It needs a query of its own.
-        bool proven = false;    ///< It has answered one in its place.
-        bool disturbed = false;
-        bool forgotten = false;  ///< Something that it owed was forgotten, and it was not silent since.
-        bool diagnosticNext = false;
-        bool statusData = false;  ///< Function code 7 was asked for as data since the last proof.
-        quint32 functions = 0;    ///< A bit for each function code that it was asked with.
-        bool statusAnswered = false;
-        bool diagnosticAnswered = false;
-        bool diagnosticCounted = false;  ///< And not with a refusal.
-        int statusPassed = 0;            ///< Queries in a row that a later reply came without an answer to.
-        int diagnosticPassed = 0;
-        int held = 0;         ///< Its replies among held_.
-        int heldMirrors = 0;  ///< Those of them that repeat their requests.
-        int queries = 0;      ///< Of out[].
-        std::array<Query, 4> out;
-        QByteArray request;
-        int expectLen = 0;
-        qint64 endUs = 0;
-        quint64 sequence = 0;
-        qint64 slowUs = 0;   ///< The slowest answer of late, from the end of its request.
-        qint64 owedUs = 0;   ///< Since when the reply is owed.
-        qint64 queryUs = 0;  ///< When the last query was sent.
-        qint64 heardUs = 0;
-        qint64 askedUs = 0;
-        quint64 otherSequence = 0;   ///< Of the last reply to anything but function code 7.
-        quint64 closedSequence = 0;  ///< Of the last query that was answered in its place.
-    };
-    struct Held {
-        quint64 ticket = 0;
-        quint64 sequence = 0;
-        int station = 0;
-        bool status = false;     ///< Function code 7, asked for as data.
-        bool mirror = false;     ///< The acknowledgement of code 5 or 6, which an echo could be.
-        bool confirmed = false;  ///< It came twice.
-    };
-    struct Accepted {
-        QByteArray frame;
-        qint64 atUs = 0;
-        int copies = 0;
-        quint64 ticket = 0;  ///< Of a reply that is held.
-    };
-    static constexpr std::size_t REMEMBERED = 64;
-
-    Station& stationAt(int station) { return stations_[static_cast<std::size_t>(station & 0xFF)]; }
-    const Station& stationAt(int station) const {
-        return stations_[static_cast<std::size_t>(station & 0xFF)];
-    }
     qint64 boundUs() const;
-    qint64 waitUs(const Station& station) const;
+    qint64 waitUs(const StationRecord& station) const;
 
     void sendAt(Next next, qint64 nowUs);
     void transmit(const QByteArray& frame, qint64 nowUs);
     void sendData(qint64 nowUs);
     void sendQuery(qint64 nowUs);
     bool wantsEchoTest(int function) const;
-    static bool mayAnswerDiagnostics(const Station& station);
-    bool useDiagnostic(const Station& station) const;
-    static bool owesStatus(const Station& station);
-    static bool owesDiagnostic(const Station& station);
-    static bool owesLike(const Station& station, const QByteArray& request);
     void beginQuery(int station, Purpose purpose, qint64 nowUs);
-    void awaitQuery(const Station& station, qint64 nowUs);
+    void awaitQuery(const StationRecord& station, qint64 nowUs);
     void awaitOwedQuery(int number, Purpose purpose, qint64 nowUs);
 
     void takePieces(bool last, qint64 nowUs);
     void onFrame(qint64 nowUs);
-    bool isEcho(Station& station) const;
-    bool answersData(const Station& station) const;
-    int answeredQuery(const Station& station) const;
     void acceptData(int number, qint64 nowUs);
-    static void learnPace(Station& station, qint64 afterUs);
     void acceptQuery(int number, int index, qint64 nowUs);
     void loseData(int number);
-    void passQueries(Station& station, bool inTime, qint64 nowUs);
-    void dropQueries(Station& station, quint64 sequence);
-    void close(int number, const Query& query, bool alone, qint64 nowUs);
     bool strangerNear(qint64 nowUs) const;
-    void settleAll(bool good);
-    void settleStation(int number, bool good);
-    static bool isDeaf(const Station& station);
+    QueryConditions conditions() const;
     qint64 silentUs() const;
     void settleDeaf();
     void putAside(qint64 nowUs);
-    bool absorbCopy(qint64 nowUs);
-    Accepted* acceptedLike();
-    void confirm(int number, quint64 ticket);
     void noteDamage(FrameStream::Kind kind, bool last, qint64 nowUs);
     void takeDamaged();
     void askOtherwise(qint64 nowUs);
     void disturb(int number);
-    void expectCopies(qint64 lagUs);
-    void remember(qint64 nowUs);
-    void settle(const Held& held, bool good) {
-        Station& station = stationAt(held.station);
-        --station.held;
-        station.heldMirrors -= held.mirror ? 1 : 0;
-        settlements_.push_back(Settlement{held.ticket, good});
-    }
     void note(ExchangeNote::Kind kind, int station, qint64 afterUs = 0, int value = 0);
 
     void onDataDeadline(qint64 nowUs);
@@ -312,19 +222,13 @@ private:
     void finishQuery(bool answered, qint64 nowUs);
     bool replyIsComing(qint64 nowUs);
     void end(ExchangeEnd::Kind kind, quint64 ticket = 0);
-    void forget(qint64 nowUs);
-    int proofStation(qint64 nowUs) const;
-    int stationToProve(qint64 nowUs) const;
-    qint64 alikeUntilUs(const Station& station) const;
-    qint64 askUs(const Station& station) const;
-    bool mayQuery(const Station& station, qint64 nowUs) const;
-    static int unpassed(const Station& station);
 
     LineSettings settings_;
     FrameStream stream_;
-    std::vector<Station> stations_;
-    std::vector<int> asked_;  ///< The stations that were asked, each once.
-    qint64 forgetUs_ = 0;     ///< When forget() looks next.
+    StationLedger stations_;
+    ProofWindow window_;
+    ProofSchedule schedule_;
+    CopyWatch copies_;
     QByteArray output_;
     QByteArray frame_;  ///< The frame that is being looked at.
     QByteArray query_;
@@ -355,29 +259,10 @@ private:
     Echo echo_ = Echo::Unknown;
 
     quint64 sequence_ = 0;  ///< Of the frame sent last.
-    quint64 ticket_ = 0;
-    std::vector<Held> held_;
-    bool newcomers_ = false;  ///< Held is a reply of a station that was never proven.
-    std::vector<Settlement> settlements_;
     std::vector<ExchangeNote> notes_;
-    bool dirty_ = false;  ///< Since the last proof anything else came in between.
-    int disturbedStation_ = 0;
-    qint64 strangerUs_ = -1;        ///< When a query of another master, or its answer, came last.
-    bool askedSinceDirty_ = false;  ///< A query was sent after the last request.
-    bool cycleEnded_ = false;
-    bool finishing_ = false;
-    int cleanWindows_ = 0;
-    int windowLimit_ = 0;
-    qint64 queryUs_ = 0;
-    int turn_ = 0;  ///< The station that was queried last.
+    qint64 strangerUs_ = -1;  ///< When a query of another master, or its answer, came last.
     quint16 counter_ = 0;
 
-    std::array<Accepted, REMEMBERED> accepted_;
-    std::size_t newest_ = 0;
-    quint64 acceptedSequence_ = 0;  ///< What had been sent when the last frame was accepted.
-    qint64 copyWaitUs_ = 0;         ///< Wait after each reply for its copies.
-    int usualCopies_ = 0;
-    int repliesWithoutCopy_ = 0;
     FrameTap* tap_ = nullptr;
 };
 

@@ -54,11 +54,11 @@ void OneShotRead::ended(const RegisterType& type, const Transaction& transaction
 
 void OneShotRead::take(const ItemRange& range, const Transaction& transaction) {
     std::vector<quint16> items(transaction.items.begin(), transaction.items.end());
-    const ReadItems read{range, items.data(), transaction.endUs, 1};
+    const ReadItems read{range, nullptr, items.data(), transaction.endUs, 1};
     std::vector<int> points;
-    table_.arrive(read, nullptr, &points);
+    table_.arrive(read, &points);
     std::vector<int> settled;
-    table_.settle(read, nullptr, transaction.good(), &settled);
+    table_.settle(read, transaction.good(), &settled);
     for (const int point : settled) {
         if (transaction.good()) {
             continue;

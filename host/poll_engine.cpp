@@ -34,18 +34,6 @@ Transaction cutShort(const ItemRange& range, const QString& reason, bool sent, b
 
 }  // namespace
 
-QVector<ItemRange> requestRanges(const RegisterType& type, int station, int address, int count, int block) {
-    QVector<ItemRange> ranges;
-    const int limit = type.bit ? 8 * block : block;
-    while (count > 0) {
-        const int length = std::min(type.runLength(address, count), limit);
-        ranges += ItemRange{station, type.name, address, length};
-        address += length;
-        count -= length;
-    }
-    return ranges;
-}
-
 PollEngine::PollEngine(DriverSession& session, CommLoop& loop, const LineSettings& settings, qint64 nowUs)
     : session_(session), loop_(loop), settings_(settings), plan_(session), statistics_(nowUs) {
     CommLoop::Observers observers;
@@ -65,39 +53,23 @@ void PollEngine::watch(const QVector<Point>& points) {
 }
 
 void PollEngine::read(const RegisterType& type, int station, int address, int count,
-                      const std::function<void(const Transaction&)>& done) {
-    for (const ItemRange& range : requestRanges(type, station, address, count, settings_.block)) {
-        queue_.push_back(Operation{Operation::Read, range, type, QByteArray(), done});
-    }
+                      const Operation::Done& done) {
+    queue(readOperations(type, station, address, count, settings_.block), done);
 }
 
-void PollEngine::write(const WriteRequest& request, const std::function<void(const Transaction&)>& done) {
-    const RegisterType& type = request.first.type;
-    // A request writes one bit or one control word, and the driver's block limit of words.
-    const bool single = type.bit || type.name == QLatin1String("CW");
-    const QVector<ItemRange> ranges = requestRanges(type, request.first.station, request.first.address,
-                                                    request.items.size(), settings_.block);
-    int next = 0;
-    for (const ItemRange& whole : ranges) {
-        const int step = single ? 1 : whole.count;
-        for (int offset = 0; offset < whole.count; offset += step) {
-            Operation operation{Operation::Write, whole, type, QByteArray(), done};
-            operation.range.address += offset;
-            operation.range.count = step;
-            for (int i = 0; i < step; ++i, ++next) {
-                operation.data += static_cast<char>(request.items.at(next) & 0xFF);
-                if (!type.bit) {
-                    operation.data += static_cast<char>(request.items.at(next) >> 8);
-                }
-            }
-            queue_.push_back(operation);
-        }
+void PollEngine::write(const WriteRequest& request, const Operation::Done& done) {
+    queue(writeOperations(request, settings_.block), done);
+}
+
+void PollEngine::queue(const QVector<Operation>& operations, const Operation::Done& done) {
+    for (const Operation& operation : operations) {
+        queue_.push_back(operation);
+        queue_.back().done = done;
     }
 }
 
 int PollEngine::pendingOperations() const {
-    return static_cast<int>(queue_.size() + queries_.size() + heldOperations_.size()) + (active_ ? 1 : 0) +
-           (queried_ > 0 && !probing_ ? 1 : 0);
+    return static_cast<int>(queue_.size() + heldOperations_.size()) + (active_ ? 1 : 0) + queries_.pending();
 }
 
 void PollEngine::abandonOperations(const QString& reason) {
@@ -106,7 +78,6 @@ void PollEngine::abandonOperations(const QString& reason) {
     std::deque<Operation> left;
     left.swap(queue_);
     queries_.clear();
-    queried_ = 0;
     bool sent = false;
     bool unsettled = false;
     if (active_) {
@@ -158,8 +129,8 @@ void PollEngine::advance(qint64 nowUs) {
 
 // Begins what is to be sent next. False when there is nothing.
 bool PollEngine::begin(qint64 nowUs) {
-    if (queried_ > 0) {
-        endProbe(nowUs);
+    if (queries_.waiting()) {
+        endQuery(nowUs);
     }
     Exchange& exchange = loop_.exchange();
     if (loop_.betweenOperations()) {
@@ -171,7 +142,7 @@ bool PollEngine::begin(qint64 nowUs) {
         }
         handOver();
         exchange.setFinishing(nothingElse());
-        if (!active_ && beginQuery(nowUs)) {
+        if (!active_ && queries_.beginNext(exchange, nowUs)) {
             return true;
         }
         // An operator's write goes first, unless what follows would be doubtful.
@@ -193,22 +164,10 @@ bool PollEngine::nothingElse() const {
     return concluding_ || (queue_.empty() && !active_ && !heldOperations_.empty());
 }
 
-bool PollEngine::beginQuery(qint64 nowUs) {
-    if (queries_.empty()) {
-        return false;
-    }
-    queried_ = queries_.front();
-    queries_.pop_front();
-    probing_ = false;
-    queryAnswered_ = queryLost_ = false;
-    loop_.exchange().query(queried_, nowUs);
-    return true;
-}
-
 // A dead station is asked with one query, or, when it answers none, with one read. True when the query was
 // begun.
 bool PollEngine::probe(qint64 nowUs) {
-    if (active_ || queried_ > 0 || concluding_) {
+    if (active_ || queries_.waiting() || concluding_) {
         return false;
     }
     for (const int station : health_.probesDue(nowUs)) {
@@ -232,24 +191,18 @@ bool PollEngine::probe(qint64 nowUs) {
             // One is out: its answer counts when it comes.
             health_.postpone(station, loop_.exchange().askAgainUs(station));
         } else {
-            queried_ = station;
-            probing_ = true;
-            queryAnswered_ = false;
-            loop_.exchange().query(station, nowUs);
+            queries_.beginProbe(station, loop_.exchange(), nowUs);
             return true;
         }
     }
     return false;
 }
 
-// The wait for the query is over.
-void PollEngine::endProbe(qint64 nowUs) {
-    const int station = queried_;
-    queried_ = 0;
-    if (probing_ && !queryAnswered_) {
-        health_.probed(station, false, nowUs);
+// The wait for a query is over.
+void PollEngine::endQuery(qint64 nowUs) {
+    if (const int silent = queries_.end()) {
+        health_.probed(silent, false, nowUs);
     }
-    probing_ = false;
 }
 
 qint64 PollEngine::nextDueUs(qint64 nowUs) const {
@@ -265,7 +218,7 @@ qint64 PollEngine::nextDueUs(qint64 nowUs) const {
             dueUs = dueUs < 0 ? beginUs : std::min(dueUs, beginUs);
         }
     };
-    const bool work = !queue_.empty() || active_ || !queries_.empty() || queried_ > 0 ||
+    const bool work = !queue_.empty() || active_ || queries_.queued() || queries_.waiting() ||
                       (!concluding_ && (replanNeeded_ || plan_.blockCount() > 0)) ||
                       exchange.proofDue(nowUs) ||
                       (nothingElse() && exchange.unproven() && !exchange.finishing());
@@ -347,7 +300,8 @@ void PollEngine::onTransaction(const Transaction& transaction) {
     if (transaction.good() && transaction.frame.opKind != TAG_WRITE) {
         takeValues(transaction, range);
     } else if (transaction.driverResult == OPERATION_FAILED && transaction.frame.opKind != TAG_WRITE) {
-        reportValues(table_.fail(range, outcomeText(transaction), transaction.outcome == Outcome::Exception));
+        reportPoints(table_.fail(range, outcomeText(transaction), transaction.outcome == Outcome::Exception),
+                     events_.value);
     }
     if (cyclic) {
         onCyclicRead(transaction, range);
@@ -377,7 +331,7 @@ void PollEngine::onCycleEnd(qint64 nowUs) {
     loop_.exchange().cycleEnded();
     for (const int station : health_.cycleEnd(nowUs)) {
         replanNeeded_ = true;
-        reportValues(table_.failStation(station, QStringLiteral("no reply")));
+        reportPoints(table_.failStation(station, QStringLiteral("no reply")), events_.value);
         if (events_.station) {
             events_.station(station, false);
         }
@@ -399,7 +353,7 @@ void PollEngine::onAlive(int station) {
 void PollEngine::onNote(const ExchangeNote& note) {
     statistics_.count(note);
     if (note.kind == ExchangeNote::QueryAnswer || note.kind == ExchangeNote::Late) {
-        queryAnswered_ = queryAnswered_ || note.station == queried_;
+        queries_.heard(note.station);
         onAlive(note.station);
     }
     if (note.kind == ExchangeNote::QueryAnswer && events_.answer) {
@@ -428,10 +382,7 @@ void PollEngine::onOperationEnd(const Transaction& transaction) {
     const Operation ended = current_;
     Transaction last = transaction;
     if (last.good() && ended.kind == Operation::Read) {
-        const HeldRead& held = heldReads_.back();
-        for (int i = 0; i < held.range.count; ++i) {
-            last.items += heldItems_[held.firstItem + static_cast<std::size_t>(i)];
-        }
+        last.items = heldReads_.lastItems();
     }
     if (last.ticket != 0 && last.answered()) {
         heldOperations_.push_back(HeldOperation{last.ticket, ended, last});
@@ -442,55 +393,19 @@ void PollEngine::onOperationEnd(const Transaction& transaction) {
 
 void PollEngine::takeValues(const Transaction& transaction, const ItemRange& range) {
     const bool writing = active_ && current_.kind == Operation::Write;
-    HeldRead held;
-    held.ticket = transaction.ticket;
-    held.range = range;
-    held.skips = writing;
-    if (writing) {
-        held.skip = current_.range;
-    }
-    held.firstItem = heldItems_.size();
-    held.readUs = transaction.endUs;
-    session_.values(range, itemBytes(transaction.frame), &heldItems_);
-    heldReads_.push_back(held);
+    const ReadItems read =
+        heldReads_.hold(session_, range, itemBytes(transaction.frame), writing ? &current_.range : nullptr,
+                        transaction.endUs, transaction.ticket);
     changed_.clear();
-    table_.arrive(ReadItems{range, heldItems_.data() + held.firstItem, held.readUs, held.ticket},
-                  writing ? &held.skip : nullptr, &changed_);
-    if (events_.fresh) {
-        for (const int point : changed_) {
-            events_.fresh(point);
-        }
-    }
+    table_.arrive(read, &changed_);
+    reportPoints(changed_, events_.fresh);
 }
 
 void PollEngine::onSettled(quint64 ticket, bool good) {
-    for (std::size_t i = firstHeld_; i < heldReads_.size(); ++i) {
-        if (heldReads_[i].ticket == ticket) {
-            settleRead(heldReads_[i], good);
-            heldReads_[i].ticket = 0;
-            break;
-        }
-    }
-    while (firstHeld_ < heldReads_.size() && heldReads_[firstHeld_].ticket == 0) {
-        ++firstHeld_;
-    }
-    if (firstHeld_ == heldReads_.size()) {
-        heldReads_.clear();
-        heldItems_.clear();
-        firstHeld_ = 0;
-    }
-    settleOperation(ticket, good);
-}
-
-void PollEngine::settleRead(const HeldRead& held, bool good) {
     changed_.clear();
-    table_.settle(ReadItems{held.range, heldItems_.data() + held.firstItem, held.readUs, held.ticket},
-                  held.skips ? &held.skip : nullptr, good, &changed_);
-    if (events_.value) {
-        for (const int point : changed_) {
-            events_.value(point);
-        }
-    }
+    heldReads_.settle(ticket, good, table_, &changed_);
+    reportPoints(changed_, events_.value);
+    settleOperation(ticket, good);
 }
 
 void PollEngine::settleOperation(quint64 ticket, bool good) {
@@ -507,22 +422,22 @@ void PollEngine::settleOperation(quint64 ticket, bool good) {
     ended.operation.done(ended.transaction);
 }
 
-void PollEngine::reportValues(const QVector<int>& points) {
-    if (events_.value) {
+template <typename Points>
+void PollEngine::reportPoints(const Points& points, const std::function<void(int point)>& report) {
+    if (report) {
         for (const int point : points) {
-            events_.value(point);
+            report(point);
         }
     }
 }
 
 void PollEngine::lineLost(qint64) {
     cycleStartUs_ = -1;
-    queryLost_ = queried_ > 0 && !probing_ && loop_.exchange().awaiting();
-    queried_ = 0;
+    queries_.lineLost(loop_.exchange().awaiting());
     std::vector<HeldOperation> held;
     held.swap(heldOperations_);
     loop_.lineLost();
-    reportValues(table_.lineLost());
+    reportPoints(table_.lineLost(), events_.value);
     if (events_.line) {
         events_.line(false);
     }

@@ -8,24 +8,15 @@
 #include <functional>
 
 #include "comm_loop.h"
+#include "held_reads.h"
+#include "operation.h"
 #include "poll_plan.h"
 #include "station_health.h"
 #include "statistics.h"
+#include "status_queries.h"
 #include "value_table.h"
 
 namespace dx7 {
-
-/// A one-off read or write of a range that is one request.
-struct Operation {
-    enum Kind { Read, Write, Probe };
-    Kind kind = Read;
-    ItemRange range;
-    RegisterType type;
-    QByteArray data;  ///< Of a write: a byte per bit, two bytes per word, low byte first.
-    /// Called with its last transaction when it has ended and, where anything was answered, that is settled.
-    /// May queue further operations.
-    std::function<void(const Transaction&)> done;
-};
 
 /// The answer to a status query that query() asked for.
 struct QueryAnswer {
@@ -60,16 +51,15 @@ public:
     void watch(const QVector<Point>& points);
 
     /// Queues a read of `count` items, split into requests. `done` is called once per request.
-    void read(const RegisterType& type, int station, int address, int count,
-              const std::function<void(const Transaction&)>& done);
+    void read(const RegisterType& type, int station, int address, int count, const Operation::Done& done);
     /// Queues a write of raw items, split into requests. `done` is called once per request.
-    void write(const WriteRequest& request, const std::function<void(const Transaction&)>& done);
+    void write(const WriteRequest& request, const Operation::Done& done);
     /// Queues one status query to a station, which is not repeated; EngineEvents::answer tells of its answer.
-    void query(int station) { queries_.push_back(station); }
+    void query(int station) { queries_.add(station); }
     /// Requests and queries that have been queued and not ended, or whose answer is not settled.
     int pendingOperations() const;
     /// The line was lost after a query of query() was sent, or may have been, and before its answer.
-    bool queryLost() const { return queryLost_; }
+    bool queryLost() const { return queries_.lost(); }
     /// Ends all of them: `done` is called for each, in order, with Outcome::CutShort and `reason` as info;
     /// what was answered and is not settled is doubtful. The driver may still hold the one that was under
     /// way: after that the engine is not advanced any more, unless it is called by the `done` of another one.
@@ -96,15 +86,6 @@ public:
     const PollPlan& plan() const { return plan_; }
 
 private:
-    /// A read that is held, and where its items are.
-    struct HeldRead {
-        quint64 ticket = 0;
-        ItemRange range;
-        ItemRange skip;
-        bool skips = false;
-        std::size_t firstItem = 0;
-        qint64 readUs = 0;
-    };
     /// An operation whose last answer is held.
     struct HeldOperation {
         quint64 ticket = 0;
@@ -114,9 +95,9 @@ private:
 
     bool begin(qint64 nowUs);
     bool nothingElse() const;
-    bool beginQuery(qint64 nowUs);
     bool probe(qint64 nowUs);
-    void endProbe(qint64 nowUs);
+    void endQuery(qint64 nowUs);
+    void queue(const QVector<Operation>& operations, const Operation::Done& done);
     static void cutHeld(const std::vector<HeldOperation>& held, const QString& reason);
     void onTransaction(const Transaction& transaction);
     void onSettled(quint64 ticket, bool good);
@@ -126,9 +107,9 @@ private:
     void onCycleEnd(qint64 nowUs);
     void onAlive(int station);
     void takeValues(const Transaction& transaction, const ItemRange& range);
-    void settleRead(const HeldRead& held, bool good);
     void settleOperation(quint64 ticket, bool good);
-    void reportValues(const QVector<int>& points);
+    template <typename Points>
+    static void reportPoints(const Points& points, const std::function<void(int point)>& report);
     void handOver();
     void replan();
     void countOthers();
@@ -142,29 +123,19 @@ private:
     StationHealth health_;
     Statistics statistics_;
     std::deque<Operation> queue_;
-    std::deque<int> queries_;
+    StatusQueries queries_;
     Operation current_;
     bool active_ = false;    ///< current_ is with the driver.
     bool answered_ = false;  ///< The station gave a sign of life to current_.
-    int queried_ = 0;        ///< The station of the query that is waited for; 0 without one.
-    bool probing_ = false;   ///< It is a probe.
-    bool queryAnswered_ = false;
-    bool queryLost_ = false;  ///< See queryLost().
     bool replanNeeded_ = false;
     bool concluding_ = false;
     int skipped_ = 0;            ///< Operations in a row that were not sent, for the station owes a reply.
     qint64 stalledUntilUs_ = 0;  ///< All stations owe replies: nothing is begun before that.
     qint64 cycleStartUs_ = -1;
-    std::vector<HeldRead> heldReads_;
-    std::size_t firstHeld_ = 0;  ///< Of heldReads_: those before it are settled.
-    std::vector<quint16> heldItems_;
+    HeldReads heldReads_;
     std::vector<HeldOperation> heldOperations_;
     std::vector<int> changed_;  ///< Kept for its memory.
 };
-
-/// `count` items from `address`, cut where the register numbers do not run on and at `block` items (eight
-/// times as many bits for a read).
-QVector<ItemRange> requestRanges(const RegisterType& type, int station, int address, int count, int block);
 
 }  // namespace dx7
 

@@ -89,39 +89,50 @@ ValueTable::Places ValueTable::placesIn(const ItemRange& range) const {
     return {first, last};
 }
 
-void ValueTable::arrive(const ReadItems& read, const ItemRange* skip, std::vector<int>* changed) {
+// Calls `take` for each item that was read of each point; where it says that there is news, the point
+// changed.
+template <typename Take>
+void ValueTable::takeItems(const ReadItems& read, std::vector<int>* changed, const Take& take) {
     for (const Place& place : placesIn(read.range)) {
         const Point& point = points_.at(place.point);
-        if (skip != nullptr && shownAsPending(*skip, point.type, place.station, place.address)) {
+        if (read.skip != nullptr && shownAsPending(*read.skip, point.type, place.station, place.address)) {
             continue;
         }
-        Entry& known = entry(place.point);
         const int value = read.items[place.address - read.range.address];
-        known.items[place.item] = value;
-        known.ticket = read.ticket;
-        known.failed = false;
-        if (known.provenAs(value)) {
-            continue;
-        }
-        if (known.items.contains(-1)) {
-            continue;
-        }
-        const quint32 raw = rawFromItems(point.format, known.items);
-        // What was read again as it was proven stays good, as of the proven reading.
-        if (known.state.quality == Quality::Good && known.provenRaw == raw) {
-            continue;
-        }
-        const bool news = !known.state.known || known.state.raw != raw ||
-                          known.state.quality == Quality::Bad || known.state.quality == Quality::Stale;
-        known.state.known = true;
-        known.state.raw = raw;
-        known.state.readUs = read.readUs;
-        known.state.quality = Quality::Fresh;
-        known.state.fault.clear();
-        if (news && (changed->empty() || changed->back() != place.point)) {
+        if (take(entry(place.point), point, place.item, value) &&
+            (changed->empty() || changed->back() != place.point)) {
             changed->push_back(place.point);
         }
     }
+}
+
+void ValueTable::arrive(const ReadItems& read, std::vector<int>* changed) {
+    takeItems(read, changed, [&](Entry& known, const Point& point, int item, int value) {
+        return arriveItem(known, point, item, value, read);
+    });
+}
+
+bool ValueTable::arriveItem(Entry& known, const Point& point, int item, int value, const ReadItems& read) {
+    known.items[item] = value;
+    known.ticket = read.ticket;
+    known.failed = false;
+    if (known.provenAs(value) || known.items.contains(-1)) {
+        return false;
+    }
+    const quint32 raw = rawFromItems(point.format, known.items);
+    PointState& state = known.state;
+    // What was read again as it was proven stays good, as of the proven reading.
+    if (state.quality == Quality::Good && known.provenRaw == raw) {
+        return false;
+    }
+    const bool news =
+        !state.known || state.raw != raw || state.quality == Quality::Bad || state.quality == Quality::Stale;
+    state.known = true;
+    state.raw = raw;
+    state.readUs = read.readUs;
+    state.quality = Quality::Fresh;
+    state.fault.clear();
+    return news;
 }
 
 bool ValueTable::tell(Entry& known, const PointState& state) {
@@ -131,7 +142,7 @@ bool ValueTable::tell(Entry& known, const PointState& state) {
 }
 
 // What its item number `item`, settled, makes of a point; false while it has no whole value.
-bool ValueTable::settleItem(Entry& known, const Point& point, int item, int value, bool good) {
+bool ValueTable::hasValue(Entry& known, const Point& point, int item, int value, bool good) {
     known.goodItems[item] = good ? value : -1;
     PointState& state = known.settled;
     // A value that may be another's is shown as such, where there is a whole one.
@@ -158,32 +169,30 @@ bool ValueTable::settleItem(Entry& known, const Point& point, int item, int valu
     return true;
 }
 
-void ValueTable::settle(const ReadItems& read, const ItemRange* skip, bool good, std::vector<int>* changed) {
-    for (const Place& place : placesIn(read.range)) {
-        const Point& point = points_.at(place.point);
-        if (skip != nullptr && shownAsPending(*skip, point.type, place.station, place.address)) {
-            continue;
-        }
-        Entry& known = entry(place.point);
-        const int value = read.items[place.address - read.range.address];
-        if (good && !known.failed && known.provenAs(value)) {
-            known.state.readUs = known.told.readUs = read.readUs;
-            continue;
-        }
-        known.settled = known.told;
-        known.settled.readUs = read.readUs;
-        if (!settleItem(known, point, place.item, value, good)) {
-            continue;
-        }
-        if (tell(known, known.settled) && (changed->empty() || changed->back() != place.point)) {
-            changed->push_back(place.point);
-        }
-        known.state.changes = known.told.changes;
-        const bool same = known.told.raw == known.state.raw && good;
-        if (known.ticket == read.ticket || known.failed || same) {
-            known.state = known.told;
-        }
+void ValueTable::settle(const ReadItems& read, bool good, std::vector<int>* changed) {
+    takeItems(read, changed, [&](Entry& known, const Point& point, int item, int value) {
+        return settleItem(known, point, item, value, good, read);
+    });
+}
+
+bool ValueTable::settleItem(Entry& known, const Point& point, int item, int value, bool good,
+                            const ReadItems& read) {
+    if (good && !known.failed && known.provenAs(value)) {
+        known.state.readUs = known.told.readUs = read.readUs;
+        return false;
     }
+    known.settled = known.told;
+    known.settled.readUs = read.readUs;
+    if (!hasValue(known, point, item, value, good)) {
+        return false;
+    }
+    const bool news = tell(known, known.settled);
+    known.state.changes = known.told.changes;
+    const bool same = known.told.raw == known.state.raw && good;
+    if (known.ticket == read.ticket || known.failed || same) {
+        known.state = known.told;
+    }
+    return news;
 }
 
 QVector<int> ValueTable::pointsIn(const ItemRange& range) const {

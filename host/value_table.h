@@ -35,7 +35,8 @@ struct PointState {
 /// Items of one reply, with the time at which they were read.
 struct ReadItems {
     ItemRange range;
-    const quint16* items = nullptr;  ///< One for each item of the range; borrowed for the call.
+    const ItemRange* skip = nullptr;  ///< The driver shows its items as pending instead; null = none.
+    const quint16* items = nullptr;   ///< One for each item of the range; borrowed for the call.
     qint64 readUs = 0;
     quint64 ticket = 0;
 };
@@ -53,11 +54,10 @@ public:
     const PointState& told(int index) const { return entry(index).told; }
     int size() const { return points_.size(); }
 
-    /// The items were read. `skip` (or null) is a range whose items the driver shows as pending instead.
-    /// Appends the points that have a new value to `*changed`.
-    void arrive(const ReadItems& read, const ItemRange* skip, std::vector<int>* changed);
+    /// The items were read. Appends the points that have a new value to `*changed`.
+    void arrive(const ReadItems& read, std::vector<int>* changed);
     /// The items that arrive() took are good, or doubtful. Appends the points whose told() changed.
-    void settle(const ReadItems& read, const ItemRange* skip, bool good, std::vector<int>* changed);
+    void settle(const ReadItems& read, bool good, std::vector<int>* changed);
     /// A read of `range` failed for good: what was good is stale, or bad when the station `refused` it.
     /// Returns the points whose told() changed.
     QVector<int> fail(const ItemRange& range, const QString& fault, bool refused);
@@ -104,9 +104,14 @@ private:
     const Entry& entry(int index) const { return entries_[static_cast<std::size_t>(index)]; }
     Entry& entry(int index) { return entries_[static_cast<std::size_t>(index)]; }
     Places placesIn(const ItemRange& range) const;
+    template <typename Take>
+    void takeItems(const ReadItems& read, std::vector<int>* changed, const Take& take);
+    static bool arriveItem(Entry& known, const Point& point, int item, int value, const ReadItems& read);
     int typeIndex(const QString& name) const;
     static bool tell(Entry& known, const PointState& state);
-    static bool settleItem(Entry& known, const Point& point, int item, int value, bool good);
+    static bool hasValue(Entry& known, const Point& point, int item, int value, bool good);
+    static bool settleItem(Entry& known, const Point& point, int item, int value, bool good,
+                           const ReadItems& read);
     QVector<int> failPoints(const QVector<int>& points, const QString& fault, Quality known);
     QVector<int> pointsIn(const ItemRange& range) const;
 

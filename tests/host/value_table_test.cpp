@@ -21,9 +21,8 @@ protected:
     // Values get into the driver and from there into the table, and are proven.
     QVector<int> readFromDevice(const ItemRange& range, bool bits, qint64 nowUs = 1) {
         const std::vector<quint16> items = itemsFromDevice(range, bits);
-        const ReadItems read{range, items.data(), nowUs, ++ticket};
-        std::vector<int> fresh;
-        table.arrive(read, nullptr, &fresh);
+        const ReadItems read{range, nullptr, items.data(), nowUs, ++ticket};
+        arrived(read);
         return settled(read, true);
     }
     std::vector<quint16> itemsFromDevice(const ItemRange& range, bool bits) {
@@ -35,14 +34,14 @@ protected:
         session.values(range, bits ? 1 : 2, &items);
         return items;
     }
-    QVector<int> settled(const ReadItems& read, bool good, const ItemRange* skip = nullptr) {
+    QVector<int> settled(const ReadItems& read, bool good) {
         std::vector<int> changed;
-        table.settle(read, skip, good, &changed);
+        table.settle(read, good, &changed);
         return QVector<int>(changed.begin(), changed.end());
     }
-    QVector<int> arrived(const ReadItems& read, const ItemRange* skip = nullptr) {
+    QVector<int> arrived(const ReadItems& read) {
         std::vector<int> changed;
-        table.arrive(read, skip, &changed);
+        table.arrive(read, &changed);
         return QVector<int>(changed.begin(), changed.end());
     }
     void answer(const FRAME_PRO& frame) {
@@ -78,8 +77,8 @@ TEST_F(ValueTableTest, WhatIsNotProvenIsKnownButNotTold) {
     watch("F:0.0.00");
     const quint16 first[] = {5};
     const quint16 second[] = {6};
-    const ReadItems one{word, first, 10, 1};
-    const ReadItems two{word, second, 20, 2};
+    const ReadItems one{word, nullptr, first, 10, 1};
+    const ReadItems two{word, nullptr, second, 20, 2};
     EXPECT_EQ(arrived(one), QVector<int>{0});
     EXPECT_EQ(table.state(0).quality, Quality::Fresh);
     EXPECT_EQ(table.state(0).raw, 5u);
@@ -101,7 +100,7 @@ TEST_F(ValueTableTest, ADoubtfulValueIsToldAsSuchAndIsNoChange) {
     watch("F:0.0.00");
     readFromDevice(word, false);
     const quint16 items[] = {9};
-    const ReadItems read{word, items, 30, ++ticket};
+    const ReadItems read{word, nullptr, items, 30, ++ticket};
     arrived(read);
     EXPECT_EQ(settled(read, false), QVector<int>{0});
     EXPECT_EQ(table.told(0).quality, Quality::Doubtful);
@@ -138,9 +137,9 @@ TEST_F(ValueTableTest, APendingBitDoesNotShowAsTheFirstOfItsGroup) {
         << "the driver shows the pending bit there";
     std::vector<quint16> items;
     session.values(bits, 1, &items);
-    const ReadItems read{bits, items.data(), 2, ++ticket};
-    EXPECT_TRUE(arrived(read, &write).isEmpty());
-    EXPECT_TRUE(settled(read, true, &write).isEmpty());
+    const ReadItems read{bits, &write, items.data(), 2, ++ticket};
+    EXPECT_TRUE(arrived(read).isEmpty());
+    EXPECT_TRUE(settled(read, true).isEmpty());
     EXPECT_EQ(table.told(0).raw, 0u);
     EXPECT_EQ(table.state(0).raw, 0u);
 }
@@ -179,7 +178,7 @@ TEST_F(ValueTableTest, AFailedReadKeepsTheLastGoodValue) {
 TEST_F(ValueTableTest, AFailedReadForgetsWhatWasNotProven) {
     watch("F:0.0.00");
     const quint16 items[] = {9};
-    const ReadItems read{word, items, 30, ++ticket};
+    const ReadItems read{word, nullptr, items, 30, ++ticket};
     arrived(read);
     settled(read, false);
     EXPECT_EQ(table.fail(word, QStringLiteral("no reply"), false), QVector<int>{0});

@@ -1,0 +1,75 @@
+#include "copy_watch.h"
+
+#include <algorithm>
+
+#include "rtu_frame.h"
+
+namespace dx7 {
+
+namespace {
+
+constexpr int PATIENT_REPLIES = 20;
+constexpr qint64 SLACK_US = 5000;
+
+}  // namespace
+
+CopyWatch::CopyWatch(qint64 longestUs) : longestUs_(longestUs) {
+    for (Taken& taken : frames_) {
+        taken.frame.reserve(LONGEST_FRAME_BYTES);
+    }
+}
+
+void CopyWatch::take(const QByteArray& frame, quint64 sequence, qint64 nowUs) {
+    if (pauseUs_ > 0 && frames_[newest_].copies == 0 && ++repliesWithoutCopy_ > PATIENT_REPLIES) {
+        pauseUs_ = 0;
+        usualCopies_ = 0;
+    }
+    newest_ = (newest_ + 1) % REMEMBERED;
+    Taken& taken = frames_[newest_];
+    taken.frame.resize(0);  // it keeps its memory
+    taken.frame.append(frame);
+    taken.atUs = nowUs;
+    taken.copies = 0;
+    taken.ticket = 0;
+    sequence_ = sequence;
+}
+
+bool CopyWatch::repeatsLast(const QByteArray& frame, quint64 sequence) const {
+    return sequence_ > 0 && sequence_ == sequence && frames_[newest_].frame == frame;
+}
+
+void CopyWatch::countCopy(Taken& taken, qint64 nowUs) {
+    usualCopies_ = std::max(usualCopies_, ++taken.copies);
+    const qint64 lagUs = nowUs - taken.atUs;
+    pauseUs_ = std::min(std::max(pauseUs_, 2 * lagUs + SLACK_US), longestUs_);
+    repliesWithoutCopy_ = 0;
+}
+
+quint64 CopyWatch::absorb(qint64 nowUs) {
+    Taken& last = frames_[newest_];
+    countCopy(last, nowUs);
+    return last.ticket;
+}
+
+bool CopyWatch::recognise(const QByteArray& frame, qint64 nowUs) {
+    for (std::size_t i = 0; i < REMEMBERED; ++i) {
+        Taken& taken = frames_[(newest_ + REMEMBERED - i) % REMEMBERED];
+        if (taken.frame == frame) {
+            countCopy(taken, nowUs);
+            return true;
+        }
+    }
+    return false;
+}
+
+void CopyWatch::suspect(qint64 pauseUs) {
+    pauseUs_ = std::max(pauseUs_, pauseUs);
+    repliesWithoutCopy_ = 0;
+}
+
+qint64 CopyWatch::pauseUs(quint64 sequence) const {
+    const bool comes = sequence_ == sequence && frames_[newest_].copies < std::max(usualCopies_, 1);
+    return comes ? pauseUs_ : 0;
+}
+
+}  // namespace dx7

@@ -1,0 +1,211 @@
+#include "station_ledger.h"
+
+#include <algorithm>
+
+#include "rtu_frame.h"
+
+namespace dx7 {
+
+namespace {
+
+// A query of one kind that is passed as often is not answered by the station.
+constexpr int FEWEST_PASSED = 2;
+constexpr qint64 PACE_MEMORY = 16;
+// How often forget() looks.
+constexpr qint64 FORGET_INTERVAL_US = 50000;
+
+}  // namespace
+
+bool repliesLikeItself(int function) {
+    return function == 5 || function == 6 || function == DIAGNOSTICS;
+}
+
+bool StationRecord::owesStatus() const {
+    return std::any_of(out.begin(), out.begin() + queries,
+                       [](const StatusQuery& query) { return !query.diagnostic; });
+}
+
+bool StationRecord::owesDiagnostic() const {
+    return std::any_of(out.begin(), out.begin() + queries,
+                       [](const StatusQuery& query) { return query.diagnostic; });
+}
+
+bool StationRecord::owesLike(const QByteArray& frame) const {
+    return byteAt(frame, 1) == READ_EXCEPTION_STATUS && owesStatus();
+}
+
+int StationRecord::unpassed() const {
+    return static_cast<int>(std::count_if(out.begin(), out.begin() + queries,
+                                          [](const StatusQuery& query) { return !query.passed; }));
+}
+
+// The reply to a frame cannot come before its echo.
+bool StationRecord::takeEcho(const QByteArray& frame) {
+    if (owesData && !echoed && frame == request) {
+        return echoed = true;
+    }
+    for (int i = 0; i < queries; ++i) {
+        StatusQuery& query = out[static_cast<std::size_t>(i)];
+        if (query.diagnostic && !query.echoed && byteAt(frame, 1) == DIAGNOSTICS &&
+            wordAt(frame, 4) == query.counter) {
+            return query.echoed = true;
+        }
+    }
+    return false;
+}
+
+bool StationRecord::answersData(const QByteArray& frame, bool echoes) const {
+    const int asked = byteAt(request, 1);
+    const int function = byteAt(frame, 1);
+    if (!owesData || (echoes && repliesLikeItself(asked) && !echoed)) {
+        return false;
+    }
+    if (function == (asked | EXCEPTION_BIT)) {
+        return frame.size() == EXCEPTION_FRAME_BYTES;
+    }
+    if (function != asked || frame.size() != expectLen) {
+        return false;
+    }
+    if (isWriteFunction(asked)) {
+        return frame.mid(ECHO_START, ECHO_BYTES) == request.mid(ECHO_START, ECHO_BYTES);
+    }
+    return asked == READ_EXCEPTION_STATUS || byteAt(frame, 2) == frame.size() - EXCEPTION_FRAME_BYTES;
+}
+
+int StationRecord::answeredQuery(const QByteArray& frame, bool echoes) const {
+    const int function = byteAt(frame, 1);
+    for (int i = 0; i < queries; ++i) {
+        const StatusQuery& query = out[static_cast<std::size_t>(i)];
+        const int asked = query.diagnostic ? DIAGNOSTICS : READ_EXCEPTION_STATUS;
+        if (echoes && query.diagnostic && !query.echoed) {
+            continue;
+        }
+        const bool refusal = function == (asked | EXCEPTION_BIT);
+        const bool answer =
+            function == asked &&
+            (!query.diagnostic || (wordAt(frame, 2) == 0 && wordAt(frame, 4) == query.counter));
+        if (refusal || answer) {
+            return i;
+        }
+    }
+    return -1;
+}
+
+void StationRecord::addQuery(const StatusQuery& query) {
+    diagnosticNext = !query.diagnostic;
+    if (queries == static_cast<int>(out.size())) {
+        std::copy(out.begin() + 1, out.end(), out.begin());
+        --queries;
+    }
+    out[static_cast<std::size_t>(queries++)] = query;
+}
+
+void StationRecord::passQueries(bool count) {
+    for (int i = 0; i < queries; ++i) {
+        StatusQuery& query = out[static_cast<std::size_t>(i)];
+        if (query.sequence > sequence || query.passed) {
+            continue;
+        }
+        query.passed = true;
+        (query.diagnostic ? diagnosticPassed : statusPassed) += count ? 1 : 0;
+    }
+}
+
+void StationRecord::dropQueries(quint64 upTo, bool count) {
+    int left = 0;
+    for (int i = 0; i < queries; ++i) {
+        const StatusQuery query = out[static_cast<std::size_t>(i)];
+        if (query.sequence > upTo) {
+            out[static_cast<std::size_t>(left++)] = query;
+        } else if (query.sequence < upTo && !query.passed) {
+            (query.diagnostic ? diagnosticPassed : statusPassed) += count ? 1 : 0;
+        }
+    }
+    queries = left;
+}
+
+void StationRecord::learnPace(qint64 afterUs) {
+    slowUs = std::max(afterUs, slowUs - (slowUs - afterUs) / PACE_MEMORY);
+}
+
+bool StationRecord::mayAnswerStatus() const {
+    return statusAnswered || statusPassed < FEWEST_PASSED;
+}
+
+bool StationRecord::mayAnswerDiagnostics() const {
+    return diagnosticAnswered || diagnosticPassed < FEWEST_PASSED;
+}
+
+bool StationRecord::useDiagnostic(const QueryConditions& line) const {
+    if (!line.echoKnown || !mayAnswerDiagnostics()) {
+        return false;
+    }
+    if (!mayAnswerStatus()) {
+        return true;
+    }
+    // The echo of the query itself does not prove that the acknowledgement was not an echo, too.
+    if (heldMirrors > 0 && !line.strangerNear && !owesStatus()) {
+        return false;
+    }
+    // A reply to function code 7 that was asked for as data or by another master, or is owed, could pass for
+    // the answer.
+    if (statusData || owesStatus() || line.strangerNear) {
+        return true;
+    }
+    // So would a refusal of code 8 for that of the next one.
+    return diagnosticNext && (diagnosticCounted || !owesDiagnostic());
+}
+
+qint64 StationRecord::alikeUntilUs(const QueryConditions& line) const {
+    if (!statusAnswered || useDiagnostic(line)) {
+        return 0;
+    }
+    const auto* const end = out.begin() + queries;
+    const auto* const status =
+        std::find_if(out.begin(), end, [](const StatusQuery& query) { return !query.diagnostic; });
+    return status != end ? status->endUs + FORGET_US : 0;
+}
+
+qint64 StationRecord::askUs(const QueryConditions& line) const {
+    if (isDeaf()) {
+        return -1;
+    }
+    return std::max(unpassed() > 0 ? queryUs + ASK_AGAIN_US : 0, alikeUntilUs(line));
+}
+
+void StationLedger::noteAsked(int number, qint64 endUs) {
+    StationRecord& station = at(number);
+    if (station.askedUs == 0 && number > 0) {
+        asked_.push_back(number);
+    }
+    station.askedUs = endUs;
+}
+
+void StationLedger::reset() {
+    for (StationRecord& station : stations_) {
+        station.owesData = station.reported = false;
+        station.queries = 0;
+        station.unproven = true;
+    }
+}
+
+void StationLedger::forget(qint64 nowUs, int awaited, int queried) {
+    if (nowUs < forgetUs_) {
+        return;
+    }
+    forgetUs_ = nowUs + FORGET_INTERVAL_US;
+    for (const int number : asked_) {
+        StationRecord& station = at(number);
+        const bool waitedFor = number == awaited && !station.reported;
+        if (station.owesData && !waitedFor && nowUs - station.owedUs >= FORGET_US) {
+            station.owesData = false;
+            station.unproven = station.forgotten = true;
+        }
+        while (number != queried && station.queries > 0 && nowUs - station.out[0].endUs >= FORGET_US) {
+            station.dropQueries(station.out[0].sequence, false);
+            station.unproven = station.forgotten = true;
+        }
+    }
+}
+
+}  // namespace dx7

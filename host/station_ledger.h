@@ -1,0 +1,147 @@
+/// \file
+/// What each station of a line was asked, what it owes, and which status queries it answers.
+#ifndef DX7_HOST_STATION_LEDGER_H
+#define DX7_HOST_STATION_LEDGER_H
+
+#include <QByteArray>
+#include <QtGlobal>
+#include <array>
+#include <vector>
+
+namespace dx7 {
+
+/// A query that is not answered may be sent again after this time.
+constexpr qint64 ASK_AGAIN_US = 3000000;
+/// What is owed for longer is not waited for any more.
+constexpr qint64 FORGET_US = 10000000;
+
+/// The reply to these function codes may be the request itself.
+bool repliesLikeItself(int function);
+
+/// What is known of the line when the kind of a query is chosen.
+struct QueryConditions {
+    bool echoKnown = false;     ///< Whether the adapter echoes, or does not.
+    bool strangerNear = false;  ///< Another master sent queries of late, or they were answered.
+};
+
+/// A status query that went out.
+struct StatusQuery {
+    bool diagnostic = false;  ///< Function code 8 with the counter; else function code 7.
+    quint16 counter = 0;
+    qint64 endUs = 0;  ///< When its last byte was on the line.
+    quint64 sequence = 0;
+    bool passed = false;  ///< A later reply came before the answer.
+    bool echoed = false;  ///< Its echo came.
+};
+
+/// One station. `sequence` counts the frames that were sent on the line.
+struct StationRecord {
+    // Its last request for data.
+    QByteArray request;
+    int expectLen = 0;  ///< Bytes of the reply.
+    qint64 endUs = 0;   ///< When its last byte was on the line.
+    quint64 sequence = 0;
+    bool owesData = false;
+    qint64 owedUs = 0;      ///< Since when.
+    bool reported = false;  ///< Its end was given as Owed.
+    bool echoed = false;    ///< Its echo came.
+
+    // The queries that it owes the answers to, the oldest first.
+    int queries = 0;  ///< Of out[].
+    std::array<StatusQuery, 4> out;
+    qint64 queryUs = 0;  ///< When the last one was sent.
+
+    // Which queries it answers.
+    bool diagnosticNext = false;
+    bool statusAnswered = false;
+    bool diagnosticAnswered = false;
+    bool diagnosticCounted = false;  ///< And not with a refusal.
+    int statusPassed = 0;            ///< Queries in a row that a later reply came without an answer to.
+    int diagnosticPassed = 0;
+
+    // What is proven of it.
+    bool unproven = true;  ///< It needs a query of its own.
+    bool proven = false;   ///< It has answered one in its place.
+    bool disturbed = false;
+    bool forgotten = false;      ///< Something that it owed was forgotten, and it was not silent since.
+    bool statusData = false;     ///< Function code 7 was asked for as data since the last proof.
+    int held = 0;                ///< Its replies that are held.
+    int heldMirrors = 0;         ///< Those of them that repeat their requests.
+    quint64 otherSequence = 0;   ///< Of the last reply to anything but function code 7.
+    quint64 closedSequence = 0;  ///< Of the last query that was answered in its place.
+
+    quint32 functions = 0;  ///< A bit for each function code that it was asked with.
+    qint64 slowUs = 0;      ///< The slowest answer of late, from the end of its request.
+    qint64 heardUs = 0;
+    qint64 askedUs = 0;
+
+    bool wasAskedWith(int function) const { return (functions >> (function & 31) & 1U) != 0; }
+    void noteAskedWith(int function) { functions |= 1U << (function & 31); }
+    bool owesStatus() const;
+    bool owesDiagnostic() const;
+    /// It owes the answer to a query that is `frame` byte for byte.
+    bool owesLike(const QByteArray& frame) const;
+    /// How many of its queries no later reply has come after.
+    int unpassed() const;
+
+    /// `frame` is the echo of its request or of a query that had none yet; that is noted.
+    bool takeEcho(const QByteArray& frame);
+    /// Whether `frame` answers the request that is owed. `echoes`: so does the adapter.
+    bool answersData(const QByteArray& frame, bool echoes) const;
+    /// Index of the oldest query that `frame` answers; -1 without one.
+    int answeredQuery(const QByteArray& frame, bool echoes) const;
+
+    /// Takes note of a query that was sent.
+    void addQuery(const StatusQuery& query);
+    /// A reply came without the answers to the queries before its request. They stay owed, for it may be the
+    /// reply to an earlier request. `count`: nothing speaks against that they will not come.
+    void passQueries(bool count);
+    /// The answers up to this one will not come any more. `count`: see passQueries().
+    void dropQueries(quint64 upTo, bool count);
+    /// One slow answer is not remembered for ever.
+    void learnPace(qint64 afterUs);
+
+    /// Nothing shows yet that it does not answer function code 7, or 8.
+    bool mayAnswerStatus() const;
+    bool mayAnswerDiagnostics() const;
+    /// It answers requests, but neither kind of query.
+    bool isDeaf() const { return !mayAnswerStatus() && !mayAnswerDiagnostics(); }
+    /// Whether its next query is function code 8.
+    bool useDiagnostic(const QueryConditions& line) const;
+    /// Until when the answer that is owed would pass for that to the next query, which is like it; 0 = it
+    /// would not.
+    qint64 alikeUntilUs(const QueryConditions& line) const;
+    /// When a query may go to it; -1 = never.
+    qint64 askUs(const QueryConditions& line) const;
+    bool mayAsk(const QueryConditions& line, qint64 nowUs) const { return !isDeaf() && nowUs >= askUs(line); }
+};
+
+/// All stations of a line.
+class StationLedger {
+public:
+    StationLedger() : stations_(256) {}
+
+    StationRecord& at(int number) { return stations_[static_cast<std::size_t>(number & 0xFF)]; }
+    const StationRecord& at(int number) const { return stations_[static_cast<std::size_t>(number & 0xFF)]; }
+    /// The stations that were asked, each once.
+    const std::vector<int>& asked() const { return asked_; }
+    /// The last byte of a frame to the station will be on the line at `endUs`.
+    void noteAsked(int number, qint64 endUs);
+    /// Nothing is owed any more, and no station is proven.
+    void reset();
+    /// Forgets what is owed for too long; should it come, it is surplus. What is still waited for stays:
+    /// the reply of station `awaited`, unless its end was reported, and the answers of station `queried`;
+    /// 0 = none.
+    void forget(qint64 nowUs, int awaited, int queried);
+    /// When forget() will next have looked at everything.
+    qint64 forgetUs() const { return forgetUs_; }
+
+private:
+    std::vector<StationRecord> stations_;
+    std::vector<int> asked_;
+    qint64 forgetUs_ = 0;
+};
+
+}  // namespace dx7
+
+#endif
