@@ -29,6 +29,7 @@ class Report(unittest.TestCase):
 
         lines = report.line([row("dx7", 1.079), row("bare loop", 1.07)], []).splitlines()
         self.assertTrue(any("| 1.079 | 1.080 | reached |" in line for line in lines))
+        self.assertTrue(any("| 1.079 | 1.080 | reached | 1.078 |" in line for line in lines))
         lines = report.line([row("dx7", 1.081), row("bare loop", 1.07)], []).splitlines()
         self.assertTrue(any("| 1.081 | 1.080 | **missed** |" in line for line in lines))
 
@@ -49,7 +50,11 @@ class Report(unittest.TestCase):
     def test_the_monitor_is_held_to_its_processor_time_and_wake_ups(self):
         now = [{"client": "dx7 monitor", "cpu_us": 201, "wake_ups": 4.04}, {"client": "bare loop", "cpu_us": 90, "wake_ups": 3}]
         text = report.monitor(now, [{"client": "dx7 monitor", "cpu_us": 594, "wake_ups": 28}])
-        self.assertIn("| 201 | 200 | **missed** | 4.0 | 4 | reached | 594, 28 |", text)
+        self.assertIn("| 201 | 200 | **missed** | 2.23 | 2.15 | **missed** | 4.0 | 4 | reached | 594, 28 |", text)
+
+    def test_on_a_slower_machine_the_monitor_is_held_to_the_bare_loop(self):
+        now = [{"client": "dx7 monitor", "cpu_us": 400, "wake_ups": 4}, {"client": "bare loop", "cpu_us": 200, "wake_ups": 3}]
+        self.assertIn("| 400 | 200 | **missed** | 2.00 | 2.15 | reached |", report.monitor(now, []))
 
     def test_no_table_without_figures(self):
         for name, part in report.PARTS.items():
