@@ -60,7 +60,7 @@ public:
         : settings_(settingsOf(setup)),
           library_(libraryPath()),
           session_(library_.functions(), dx7::propertyText(settings_, 0)),
-          line_(dx7::makeLine(settings_, clock_)),
+          line_(dx7::makeLine(settings_)),
           loop_(session_, settings_),
           engine_(session_, loop_, settings_, clock_.nowUs()),
           runner_(openedLine()) {

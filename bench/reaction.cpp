@@ -74,7 +74,7 @@ public:
         : settings_(settingsOf(device)),
           library_(qEnvironmentVariableIsSet("DX7_DRIVER") ? QString() : QStringLiteral(DX7_LIBRARY)),
           session_(library_.functions(), dx7::propertyText(settings_, 0)),
-          line_(dx7::makeLine(settings_, clock_)),
+          line_(dx7::makeLine(settings_)),
           loop_(session_, settings_),
           engine_(session_, loop_, settings_, clock_.nowUs()),
           notation_(library_.functions()),

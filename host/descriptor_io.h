@@ -10,16 +10,6 @@ namespace dx7 {
 
 enum class Channel { Port, Socket };
 
-/// Appends to `*bytes` what has arrived; when nothing has, waits up to `waitUs` microseconds for the first. A
-/// signal ends the wait early. Nothing in time is no failure. False when the descriptor can no longer be
-/// read; `*failure` says why.
-bool readDescriptor(int descriptor, QByteArray* bytes, qint64 waitUs, QString* failure);
-
-/// Hands all bytes to the descriptor, for 5 s at most. False when it does not take them; `*failure` says why,
-/// and `*taken` (optional) how many it took. A socket that was closed at the other end raises no signal.
-bool writeDescriptor(int descriptor, Channel channel, const QByteArray& bytes, QString* failure,
-                     int* taken = nullptr);
-
 /// Appends to `*bytes` what has arrived, without waiting: one system call, 4096 bytes at most. Nothing is no
 /// failure. A port must be set up so that a read which finds nothing fails with EAGAIN (VMIN is 1). False
 /// when the descriptor can no longer be read; `*failure` says why.

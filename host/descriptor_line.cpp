@@ -33,19 +33,6 @@ bool DescriptorLine::lose() {
     return false;
 }
 
-bool DescriptorLine::write(const QByteArray& bytes) {
-    int taken = 0;
-    const bool wasOpen = isOpen();
-    const bool ok = wasOpen && writeDescriptor(descriptor(), channel_, bytes, &failure_, &taken);
-    queue_.noteTaken(taken > 0);
-    return ok || (wasOpen && lose());
-}
-
-bool DescriptorLine::read(QByteArray* bytes, qint64 deadlineUs) {
-    return isOpen() &&
-           (readDescriptor(descriptor(), bytes, deadlineUs - clock_.nowUs(), &failure_) || lose());
-}
-
 bool DescriptorLine::receive(QByteArray* bytes) {
     return isOpen() && (takeArrived(descriptor(), bytes, &failure_) || lose());
 }

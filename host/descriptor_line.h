@@ -14,9 +14,7 @@ class DescriptorLine : public Line {
 public:
     bool open(QString* why) override;
     bool isOpen() const override { return descriptor() >= 0; }
-    bool write(const QByteArray& bytes) override;
     bool tookBytes() const override { return queue_.tookBytes(); }
-    bool read(QByteArray* bytes, qint64 deadlineUs) override;
     bool receive(QByteArray* bytes) override;
     bool send(const QByteArray& bytes) override;
     bool flush(qint64 nowUs) override;
@@ -24,7 +22,7 @@ public:
     QString failure() const override { return failure_; }
 
 protected:
-    DescriptorLine(Channel channel, Clock& clock) : channel_(channel), clock_(clock) {}
+    explicit DescriptorLine(Channel channel) : channel_(channel) {}
 
     /// Waits up to `ms` for the end of what makes reopen() say UnderWay.
     virtual void awaitOpening(int ms) = 0;
@@ -36,7 +34,6 @@ private:
     bool lose();
 
     Channel channel_;
-    Clock& clock_;
     SendQueue queue_;
 };
 

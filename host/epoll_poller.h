@@ -8,6 +8,7 @@
 #include <array>
 #include <unordered_map>
 
+#include "clock.h"
 #include "poller.h"
 
 namespace dx7 {

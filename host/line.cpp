@@ -17,12 +17,12 @@ bool Line::flush(qint64) {
 
 void Line::expect(int) {}
 
-std::unique_ptr<Line> makeLine(const LineSettings& settings, Clock& clock) {
+std::unique_ptr<Line> makeLine(const LineSettings& settings) {
     switch (settings.carrier) {
         case Carrier::Serial:
-            return std::make_unique<SerialLine>(settings, clock);
+            return std::make_unique<SerialLine>(settings);
         case Carrier::Tcp:
-            return std::make_unique<TcpLine>(settings, clock);
+            return std::make_unique<TcpLine>(settings);
         default:
             throw UsageError(QStringLiteral("no line is given, use --serial PORT or --tcp HOST[:PORT]"));
     }

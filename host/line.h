@@ -9,7 +9,6 @@
 #include <memory>
 #include <utility>
 
-#include "clock.h"
 #include "line_settings.h"
 
 namespace dx7 {
@@ -33,23 +32,14 @@ public:
     virtual void close() = 0;
     virtual bool isOpen() const = 0;
 
-    /// Hands all bytes to the line. False when the line is lost; it is closed then.
-    virtual bool write(const QByteArray& bytes) = 0;
-    /// Whether the line took any byte of the last write(), also of one that failed. True where that is not
-    /// known.
-    virtual bool tookBytes() const { return true; }
-
-    /// Appends what has arrived to `*bytes`; when nothing has, waits for the first bytes until `deadlineUs`.
-    /// False when the line is lost; it is closed then. Nothing within the time is no failure.
-    virtual bool read(QByteArray* bytes, qint64 deadlineUs) = 0;
-
     /// Takes what has arrived, without waiting, appended to `*bytes`: one read system call, at most 4096
     /// bytes. False when the line is lost; it is closed then. Nothing is no failure.
-    virtual bool receive(QByteArray* bytes) { return read(bytes, 0); }
+    virtual bool receive(QByteArray* bytes) = 0;
     /// Hands `bytes` to the line without waiting: writes what it takes now and keeps the rest, which flush()
-    /// goes on with. False when the line is lost; it is closed then. tookBytes() is about the last send(),
-    /// too, and about what flush() did for it.
-    virtual bool send(const QByteArray& bytes) { return write(bytes); }
+    /// goes on with. False when the line is lost; it is closed then.
+    virtual bool send(const QByteArray& bytes) = 0;
+    /// Whether the line took any byte of the last send(), also of one that failed, then or by flush().
+    virtual bool tookBytes() const = 0;
     /// Goes on with what send() left; to be called when a Poller says so, and now and then in any case. False
     /// when the line is lost or took nothing for 5 s, counted from the first flush() in vain; it is closed
     /// then.
@@ -74,8 +64,8 @@ private:
     std::function<bool()> stopRequest_;
 };
 
-/// The line that `settings` describe, not yet opened. `clock` must outlive it.
-std::unique_ptr<Line> makeLine(const LineSettings& settings, Clock& clock);
+/// The line that `settings` describe, not yet opened.
+std::unique_ptr<Line> makeLine(const LineSettings& settings);
 
 }  // namespace dx7
 

@@ -4,8 +4,8 @@
 
 namespace dx7 {
 
-SerialLine::SerialLine(const LineSettings& settings, Clock& clock, PortOpener opener)
-    : DescriptorLine(Channel::Port, clock),
+SerialLine::SerialLine(const LineSettings& settings, PortOpener opener)
+    : DescriptorLine(Channel::Port),
       settings_(settings),
       opener_(std::move(opener)),
       characterUs_(lineTimeUs(settings, 1) + 1) {}

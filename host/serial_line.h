@@ -13,7 +13,7 @@ namespace dx7 {
 class SerialLine : public DescriptorLine {
 public:
     /// `opener` may take long; it is called on a helper thread, also after the line's end.
-    SerialLine(const LineSettings& settings, Clock& clock, PortOpener opener = openSerialPort);
+    explicit SerialLine(const LineSettings& settings, PortOpener opener = openSerialPort);
     /// As close().
     ~SerialLine() override;
 

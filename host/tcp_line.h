@@ -10,8 +10,7 @@ namespace dx7 {
 
 class TcpLine : public DescriptorLine {
 public:
-    TcpLine(const LineSettings& settings, Clock& clock)
-        : DescriptorLine(Channel::Socket, clock), settings_(settings) {}
+    explicit TcpLine(const LineSettings& settings) : DescriptorLine(Channel::Socket), settings_(settings) {}
 
     Opening reopen() override;
     void close() override;

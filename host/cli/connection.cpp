@@ -89,7 +89,7 @@ QVector<WriteRequest> Driver::writes(const CommonOptions& options,
 Connection::Connection(const Driver& loaded, const LineSettings& settings, const CommonOptions& options)
     : settings_(settings),
       session_(loaded.library.functions(), propertyText(settings, 1)),
-      line_(makeLine(settings, clock_)),
+      line_(makeLine(settings)),
       loop_(session_, settings),
       notices_(settings) {
     if (!options.recordPath.empty()) {

@@ -7,6 +7,7 @@
 #include <QSet>
 #include <memory>
 
+#include "clock.h"
 #include "driver_library.h"
 #include "epoll_poller.h"
 #include "line_file.h"

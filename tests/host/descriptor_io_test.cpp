@@ -8,8 +8,6 @@
 #include <termios.h>
 #include <unistd.h>
 
-#include <thread>
-
 using namespace dx7;
 
 namespace {
@@ -40,77 +38,62 @@ protected:
 };
 
 TEST_F(DescriptorIoTest, TakesWhatIsThereAndNothingElse) {
-    EXPECT_TRUE(readDescriptor(ours, &bytes, 0, &failure));
-    EXPECT_TRUE(readDescriptor(ours, &bytes, -5, &failure));
+    EXPECT_TRUE(takeArrived(ours, &bytes, &failure)) << "nothing is no failure";
     EXPECT_TRUE(bytes.isEmpty());
-    EXPECT_TRUE(writeDescriptor(theirs, Channel::Socket, "abc", &failure));
-    EXPECT_TRUE(readDescriptor(ours, &bytes, 1000000, &failure));
+    EXPECT_EQ(handBytes(theirs, Channel::Socket, "abc", 3, &failure), 3);
+    EXPECT_TRUE(takeArrived(ours, &bytes, &failure));
+    EXPECT_TRUE(takeArrived(ours, &bytes, &failure));
     EXPECT_EQ(bytes, QByteArray("abc"));
-    EXPECT_TRUE(readDescriptor(ours, &bytes, 1000, &failure)) << "nothing in time is no failure";
-    EXPECT_EQ(bytes, QByteArray("abc"));
+}
+
+TEST_F(DescriptorIoTest, TakesFourKilobytesAtATime) {
+    EXPECT_EQ(handBytes(theirs, Channel::Socket, QByteArray(5000, 'x'), 5000, &failure), 5000);
+    EXPECT_TRUE(takeArrived(ours, &bytes, &failure));
+    EXPECT_EQ(bytes.size(), 4096);
+    EXPECT_TRUE(takeArrived(ours, &bytes, &failure));
+    EXPECT_EQ(bytes.size(), 5000);
 }
 
 TEST_F(DescriptorIoTest, NamesALossInReadingAndWriting) {
     closeTheirs();
-    EXPECT_FALSE(readDescriptor(ours, &bytes, 1000000, &failure));
+    EXPECT_FALSE(takeArrived(ours, &bytes, &failure));
     EXPECT_EQ(failure, QStringLiteral("it was closed at the other end"));
-    int taken = -1;
-    EXPECT_FALSE(writeDescriptor(ours, Channel::Socket, "abc", &failure, &taken)) << "and no signal";
-    EXPECT_EQ(taken, 0);
+    EXPECT_EQ(handBytes(ours, Channel::Socket, "abc", 3, &failure), -1) << "and no signal";
     EXPECT_EQ(failure, QStringLiteral("Broken pipe"));
-    EXPECT_FALSE(readDescriptor(-1, &bytes, 0, &failure));
+    EXPECT_FALSE(takeArrived(-1, &bytes, &failure));
     EXPECT_EQ(failure, QStringLiteral("it is closed"));
 }
 
-// Before a request the line is looked at without waiting: what was closed by then must not seem to take it.
-TEST_F(DescriptorIoTest, NoticesTheOtherEndsClosingWithoutWaiting) {
-    EXPECT_TRUE(writeDescriptor(theirs, Channel::Socket, "abc", &failure));
+TEST_F(DescriptorIoTest, WhatCameBeforeTheOtherEndsClosingCounts) {
+    EXPECT_EQ(handBytes(theirs, Channel::Socket, "abc", 3, &failure), 3);
     closeTheirs();
-    EXPECT_TRUE(readDescriptor(ours, &bytes, 0, &failure));
-    EXPECT_EQ(bytes, QByteArray("abc")) << "what came before counts";
-    EXPECT_FALSE(readDescriptor(ours, &bytes, 0, &failure));
+    EXPECT_TRUE(takeArrived(ours, &bytes, &failure));
+    EXPECT_EQ(bytes, QByteArray("abc"));
+    EXPECT_FALSE(takeArrived(ours, &bytes, &failure));
     EXPECT_EQ(failure, QStringLiteral("it was closed at the other end"));
-    EXPECT_FALSE(readDescriptor(ours, &bytes, -5, &failure));
 }
 
-// As QSerialPort sets a port up: a read that finds nothing returns no bytes instead of an error.
-TEST_F(DescriptorIoTest, APortThatReturnsAtOnceIsNotLostByIt) {
+TEST_F(DescriptorIoTest, NamesAPortThatWasUnplugged) {
     int device = -1;
     int port = -1;
     termios raw{};
     ::cfmakeraw(&raw);
-    raw.c_cc[VMIN] = 0;
-    raw.c_cc[VTIME] = 0;
     ASSERT_EQ(::openpty(&device, &port, nullptr, &raw, nullptr), 0);
     ::fcntl(port, F_SETFL, O_NONBLOCK);
-    EXPECT_TRUE(readDescriptor(port, &bytes, 0, &failure)) << failure.toStdString();
-    EXPECT_TRUE(readDescriptor(port, &bytes, 1000, &failure)) << failure.toStdString();
-    EXPECT_TRUE(writeDescriptor(device, Channel::Port, "abc", &failure));
-    EXPECT_TRUE(readDescriptor(port, &bytes, 1000000, &failure));
-    EXPECT_EQ(bytes, QByteArray("abc"));
+    EXPECT_TRUE(takeArrived(port, &bytes, &failure)) << failure.toStdString();
     ::close(device);
-    EXPECT_FALSE(readDescriptor(port, &bytes, 0, &failure)) << "its end is noticed";
-    EXPECT_FALSE(readDescriptor(port, &bytes, 1000000, &failure));
-    EXPECT_EQ(failure, QStringLiteral("it was closed at the other end"));
-    EXPECT_FALSE(writeDescriptor(port, Channel::Port, "abc", &failure));
+    EXPECT_FALSE(takeArrived(port, &bytes, &failure));
+    EXPECT_EQ(handBytes(port, Channel::Port, "abc", 3, &failure), -1);
     EXPECT_EQ(failure, QStringLiteral("Input/output error (it was unplugged, or closed at the other end)"));
     ::close(port);
 }
 
-TEST_F(DescriptorIoTest, WritesMoreThanTheOtherEndTakesAtOnce) {
+TEST_F(DescriptorIoTest, HandsOverWhatTheOtherEndTakesAtOnce) {
     const QByteArray many(2000000, 'x');
-    qint64 taken = 0;
-    std::thread reader([&] {
-        QByteArray some;
-        QString why;
-        while (taken < many.size() && readDescriptor(theirs, &some, 5000000, &why) && !some.isEmpty()) {
-            taken += some.size();
-            some.clear();
-        }
-    });
-    EXPECT_TRUE(writeDescriptor(ours, Channel::Port, many, &failure));
-    reader.join();
-    EXPECT_EQ(taken, many.size());
+    const int taken = handBytes(ours, Channel::Port, many.constData(), many.size(), &failure);
+    EXPECT_GT(taken, 0);
+    EXPECT_LT(taken, many.size());
+    EXPECT_EQ(handBytes(ours, Channel::Port, many.constData(), many.size(), &failure), 0) << "none now";
 }
 
 }  // namespace

@@ -25,11 +25,11 @@ const qint64 AGES_US = 10000000;
 // A terminal for a poller, which is a socket in fact: it has characters that take time.
 class TerminalEnd {
 public:
-    std::unique_ptr<SerialLine> connect(Clock& clock) {
+    std::unique_ptr<SerialLine> connect() {
         int both[2];
         EXPECT_EQ(::socketpair(AF_UNIX, SOCK_STREAM | SOCK_NONBLOCK, 0, both), 0);
         end.become(both[1]);
-        auto line = std::make_unique<SerialLine>(LineSettings(), clock, [=](const LineSettings&) {
+        auto line = std::make_unique<SerialLine>(LineSettings(), [=](const LineSettings&) {
             OpenedPort opened;
             opened.port = std::make_unique<FakePort>(both[0], gate);
             return opened;
@@ -69,11 +69,26 @@ protected:
     int waits = 0;
 };
 
-INSTANTIATE_TEST_SUITE_P(Calls, EpollPollerTest,
-                         testing::Values(EpollPoller::Calls::Newest, EpollPoller::Calls::Everywhere),
-                         [](const auto& kind) {
-                             return kind.param == EpollPoller::Calls::Newest ? "Newest" : "Everywhere";
-                         });
+// Two lines at the same poller.
+class TerminalAndSocket : public EpollPollerTest {
+protected:
+    TerminalAndSocket() {
+        poller.add(*line);
+        poller.add(*other);
+    }
+
+    TerminalEnd terminal;
+    TcpEnd tcp;
+    const std::unique_ptr<SerialLine> line = terminal.connect();
+    const std::unique_ptr<TcpLine> other = tcp.connect();
+};
+
+const auto everyKind = testing::Values(EpollPoller::Calls::Newest, EpollPoller::Calls::Everywhere);
+std::string kindName(const testing::TestParamInfo<EpollPoller::Calls>& kind) {
+    return kind.param == EpollPoller::Calls::Newest ? "Newest" : "Everywhere";
+}
+INSTANTIATE_TEST_SUITE_P(Calls, EpollPollerTest, everyKind, kindName);
+INSTANTIATE_TEST_SUITE_P(Calls, TerminalAndSocket, everyKind, kindName);
 
 TEST_P(EpollPollerTest, WaitsForTime) {
     for (const qint64 us : {-5, 0, 1, 1000, 20000}) {
@@ -86,8 +101,8 @@ TEST_P(EpollPollerTest, WaitsForTime) {
 TEST_P(EpollPollerTest, WakesForBytesOfTheirLine) {
     TcpEnd one;
     TcpEnd two;
-    const auto first = one.connect(clock);
-    const auto second = two.connect(clock);
+    const auto first = one.connect();
+    const auto second = two.connect();
     poller.add(*first);
     poller.add(*second);
     EXPECT_FALSE(becomesReady(*first, SHORT_US));
@@ -105,7 +120,7 @@ TEST_P(EpollPollerTest, WakesForBytesOfTheirLine) {
 
 TEST_P(EpollPollerTest, ReceivesFourKilobytesAtMost) {
     TcpEnd tcp;
-    const auto line = tcp.connect(clock);
+    const auto line = tcp.connect();
     poller.add(*line);
     line->expect(6000);
     tcp.end.write(QByteArray(6000, 'x'));
@@ -116,7 +131,7 @@ TEST_P(EpollPollerTest, ReceivesFourKilobytesAtMost) {
 
 TEST_P(EpollPollerTest, LetsBytesBelowTheExpectedNumberWait) {
     TcpEnd tcp;
-    const auto line = tcp.connect(clock);
+    const auto line = tcp.connect();
     poller.add(*line);
     line->expect(5);
     tcp.end.write("abcd");
@@ -130,7 +145,7 @@ TEST_P(EpollPollerTest, LetsBytesBelowTheExpectedNumberWait) {
 
 TEST_P(EpollPollerTest, WakesForBytesThatWereThereWhenFewerAreExpected) {
     TcpEnd tcp;
-    const auto line = tcp.connect(clock);
+    const auto line = tcp.connect();
     poller.add(*line);
     line->expect(25);
     tcp.end.write("abcd");
@@ -143,7 +158,7 @@ TEST_P(EpollPollerTest, WakesForBytesThatWereThereWhenFewerAreExpected) {
 TEST_P(EpollPollerTest, WakesForTheEndWhateverIsExpected) {
     TcpEnd tcp;
     for (const bool crash : {false, true}) {
-        const auto line = tcp.connect(clock);
+        const auto line = tcp.connect();
         poller.add(*line);
         line->expect(5);
         tcp.end.write("ab");
@@ -161,7 +176,7 @@ TEST_P(EpollPollerTest, WakesForTheEndWhateverIsExpected) {
 
 TEST_P(EpollPollerTest, TakesAReopenedLineOver) {
     TcpEnd tcp;
-    const auto line = tcp.connect(clock);
+    const auto line = tcp.connect();
     poller.add(*line);
     EXPECT_FALSE(becomesReady(*line, 1000));
     for (int i = 0; i < 3; ++i) {
@@ -169,7 +184,7 @@ TEST_P(EpollPollerTest, TakesAReopenedLineOver) {
         line->close();
         EXPECT_FALSE(becomesReady(*line, 1000));
         // The system gives the lowest number that is free.
-        const auto other = i == 1 ? tcp.connect(clock) : nullptr;
+        const auto other = i == 1 ? tcp.connect() : nullptr;
         tcp.reopen(*line);
         EXPECT_TRUE(i > 0 || line->descriptor() == number);
         poller.add(*line);
@@ -186,7 +201,7 @@ TEST_P(EpollPollerTest, KnowsWhoseADescriptorIsNow) {
     std::array<std::unique_ptr<TcpLine>, 8> former;
     std::array<std::unique_ptr<TcpLine>, 8> present;
     for (size_t i = 0; i < ends.size(); ++i) {
-        former[i] = ends[i].connect(clock);
+        former[i] = ends[i].connect();
         poller.add(*former[i]);
     }
     EXPECT_FALSE(becomesReady(*former[0], 1000));
@@ -195,7 +210,7 @@ TEST_P(EpollPollerTest, KnowsWhoseADescriptorIsNow) {
         const int number = former[i]->descriptor();
         ends[i].end.close();
         former[i]->close();
-        present[i] = ends[i].connect(clock);
+        present[i] = ends[i].connect();
         same += present[i]->descriptor() == number;
         poller.add(*present[i]);
     }
@@ -210,13 +225,7 @@ TEST_P(EpollPollerTest, KnowsWhoseADescriptorIsNow) {
     }
 }
 
-TEST_P(EpollPollerTest, LooksAgainAtATerminalAmongOthers) {
-    TerminalEnd terminal;
-    TcpEnd tcp;
-    const auto line = terminal.connect(clock);
-    const auto other = tcp.connect(clock);
-    poller.add(*line);
-    poller.add(*other);
+TEST_P(TerminalAndSocket, LooksAgainAtATerminalAmongOthers) {
     for (int i = 0; i < 3; ++i) {
         terminal.end.write("a");
         ASSERT_TRUE(becomesReady(*line, AGES_US));
@@ -226,12 +235,8 @@ TEST_P(EpollPollerTest, LooksAgainAtATerminalAmongOthers) {
     }
 }
 
-TEST_P(EpollPollerTest, LooksAtAnIgnoredLineWhenItsTimeIsOver) {
-    TerminalEnd terminal;
-    TcpEnd tcp;
-    const auto line = terminal.connect(clock);
-    const auto other = tcp.connect(clock);
-    poller.add(*line);
+TEST_P(TerminalAndSocket, LooksAtAnIgnoredLineWhenItsTimeIsOver) {
+    poller.remove(*other);
     for (const bool alone : {true, false}) {
         if (!alone) {
             poller.add(*other);
@@ -255,7 +260,7 @@ TEST_P(EpollPollerTest, LooksAtAnIgnoredLineWhenItsTimeIsOver) {
 
 TEST_P(EpollPollerTest, LooksAgainWhenItIsToldTo) {
     TerminalEnd terminal;
-    const auto line = terminal.connect(clock);
+    const auto line = terminal.connect();
     poller.add(*line);
     terminal.end.write("a");
     poller.ignoreUntil(*line, poller.nowUs() + AGES_US);
@@ -264,13 +269,7 @@ TEST_P(EpollPollerTest, LooksAgainWhenItIsToldTo) {
     EXPECT_TRUE(becomesReady(*line, AGES_US));
 }
 
-TEST_P(EpollPollerTest, AnIgnoredLineNeitherWakesNorHoldsOthersBack) {
-    TerminalEnd terminal;
-    TcpEnd tcp;
-    const auto line = terminal.connect(clock);
-    const auto other = tcp.connect(clock);
-    poller.add(*line);
-    poller.add(*other);
+TEST_P(TerminalAndSocket, AnIgnoredLineNeitherWakesNorHoldsOthersBack) {
     EXPECT_FALSE(becomesReady(*other, 1000));
     poller.ignoreUntil(*line, poller.nowUs() + AGES_US);
     terminal.end.write("a");
@@ -286,13 +285,7 @@ TEST_P(EpollPollerTest, AnIgnoredLineNeitherWakesNorHoldsOthersBack) {
 }
 
 // The descriptor is open until the helper thread gets through, and hung up.
-TEST_P(EpollPollerTest, IsNotWokenByALineThatIsBeingClosed) {
-    TerminalEnd terminal;
-    TcpEnd tcp;
-    const auto line = terminal.connect(clock);
-    const auto other = tcp.connect(clock);
-    poller.add(*line);
-    poller.add(*other);
+TEST_P(TerminalAndSocket, IsNotWokenByALineThatIsBeingClosed) {
     EXPECT_FALSE(becomesReady(*line, 1000));
     line->close();
     terminal.end.close();
@@ -305,7 +298,7 @@ TEST_P(EpollPollerTest, IsNotWokenByALineThatIsBeingClosed) {
 
 TEST_P(EpollPollerTest, WakesWhenALineCanGoOnSending) {
     TcpEnd tcp;
-    const auto line = tcp.connect(clock);
+    const auto line = tcp.connect();
     poller.add(*line);
     const QByteArray many(20000000, 'x');
     EXPECT_TRUE(line->send(many));
@@ -336,7 +329,7 @@ TEST_P(EpollPollerTest, IsWokenByAnotherThread) {
     poller.wake();
     poller.wait(startUs + AGES_US);
     TcpEnd tcp;
-    const auto line = tcp.connect(clock);
+    const auto line = tcp.connect();
     poller.add(*line);
     poller.wake();
     poller.wait(startUs + AGES_US);
@@ -360,7 +353,7 @@ TEST_P(EpollPollerTest, IsWokenBySignals) {
     action.sa_flags = SA_RESTART;
     ::sigaction(SIGALRM, &action, &before);
     TcpEnd tcp;
-    const auto line = tcp.connect(clock);
+    const auto line = tcp.connect();
     for (const bool watching : {false, true}) {
         if (watching) {
             poller.add(*line);

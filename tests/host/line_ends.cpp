@@ -56,7 +56,7 @@ TcpEnd::TcpEnd() : listener_(::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0)) {
     EXPECT_EQ(::listen(listener_.number(), 8), 0);
 }
 
-std::unique_ptr<TcpLine> TcpEnd::connect(Clock& clock) {
+std::unique_ptr<TcpLine> TcpEnd::connect() {
     sockaddr_in place{};
     socklen_t length = sizeof place;
     ::getsockname(listener_.number(), reinterpret_cast<sockaddr*>(&place), &length);
@@ -64,7 +64,7 @@ std::unique_ptr<TcpLine> TcpEnd::connect(Clock& clock) {
     settings.carrier = Carrier::Tcp;
     settings.tcpHost = QStringLiteral("127.0.0.1");
     settings.tcpPort = ntohs(place.sin_port);
-    auto line = std::make_unique<TcpLine>(settings, clock);
+    auto line = std::make_unique<TcpLine>(settings);
     reopen(*line);
     return line;
 }

@@ -46,7 +46,7 @@ class TcpEnd {
 public:
     TcpEnd();
     // A line that is open, with its other end in `end`.
-    std::unique_ptr<dx7::TcpLine> connect(dx7::Clock& clock);
+    std::unique_ptr<dx7::TcpLine> connect();
     // The same for a line that connect() made.
     void reopen(dx7::Line& line);
     // The connection ends as that of a program that crashes: what is on its way is lost.

@@ -47,8 +47,8 @@ TEST(PacedLine, WakesAtMostFourTimesForAReply) {
     const PseudoTerminal terminal;
     PseudoTerminal other;
     SystemClock clock;
-    SerialLine line(terminal.settings(), clock);
-    SerialLine second(other.settings(), clock);
+    SerialLine line(terminal.settings());
+    SerialLine second(other.settings());
     QString why;
     ASSERT_TRUE(line.open(&why)) << why.toStdString();
     ASSERT_TRUE(second.open(&why)) << why.toStdString();
@@ -99,7 +99,7 @@ TEST(PacedLine, APortWhoseProgramIsJustEndingIsWaitedFor) {
     PortLock former;
     std::string holder;
     ASSERT_TRUE(former.take(terminal.path, &holder));
-    SerialLine line(terminal.settings(), clock);
+    SerialLine line(terminal.settings());
     std::thread ending([&] {
         clock.sleepUntilUs(clock.nowUs() + 60000);
         former.release();

@@ -30,7 +30,7 @@ bool ScriptedLine::finishOpening() {
     return open_;
 }
 
-bool ScriptedLine::write(const QByteArray& bytes) {
+bool ScriptedLine::send(const QByteArray& bytes) {
     took_ = 0;
     if (!open_) {
         return false;
@@ -47,15 +47,6 @@ bool ScriptedLine::write(const QByteArray& bytes) {
         script(*this, bytes);
     }
     return true;
-}
-
-bool ScriptedLine::read(QByteArray* bytes, qint64 deadlineUs) {
-    if (!open_) {
-        return false;
-    }
-    const bool comes = !arrivals_.empty() && arrivals_.begin()->first <= deadlineUs;
-    clock_.sleepUntilUs(comes ? arrivals_.begin()->first : deadlineUs);
-    return receive(bytes);
 }
 
 bool ScriptedLine::receive(QByteArray* bytes) {

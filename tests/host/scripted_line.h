@@ -6,6 +6,7 @@
 #include <functional>
 #include <map>
 
+#include "clock.h"
 #include "line.h"
 
 class VirtualClock : public dx7::Clock {
@@ -29,11 +30,9 @@ public:
     // What was on its way is lost.
     void close() override;
     bool isOpen() const override { return open_; }
-    bool write(const QByteArray& bytes) override;
-    bool tookBytes() const override { return took_ > 0; }
-    bool read(QByteArray* bytes, qint64 deadlineUs) override;
     bool receive(QByteArray* bytes) override;
-    bool send(const QByteArray& bytes) override { return write(bytes); }
+    bool send(const QByteArray& bytes) override;
+    bool tookBytes() const override { return took_ > 0; }
     void expect(int count) override { expected_ = count; }
     int descriptor() const override { return -1; }
     QString failure() const override { return QStringLiteral("scripted loss"); }

@@ -10,6 +10,7 @@
 #include <cstdio>
 #include <cstdlib>
 
+#include "clock.h"
 #include "line_ends.h"
 
 using namespace dx7;
@@ -57,7 +58,7 @@ protected:
 
 TEST_F(SerialLineTest, OpensAsideAndCarriesBytes) {
     const PseudoTerminal terminal;
-    SerialLine line(terminal.settings(), clock);
+    SerialLine line(terminal.settings());
     EXPECT_EQ(line.descriptor(), -1);
     EXPECT_FALSE(line.send("abc")) << "not before it is open";
     EXPECT_EQ(reopened(line), Line::Opening::Open);
@@ -76,12 +77,12 @@ TEST_F(SerialLineTest, OpensAsideAndCarriesBytes) {
 
 TEST_F(SerialLineTest, KnowsTheTimeOfACharacter) {
     const PseudoTerminal terminal;
-    EXPECT_EQ(SerialLine(terminal.settings(), clock).characterUs(), 1042);
+    EXPECT_EQ(SerialLine(terminal.settings()).characterUs(), 1042);
 }
 
 TEST_F(SerialLineTest, NoticesTheEndOfThePort) {
     PseudoTerminal terminal;
-    SerialLine line(terminal.settings(), clock);
+    SerialLine line(terminal.settings());
     ASSERT_TRUE(opens(line)) << why.toStdString();
     terminal.device.write("abc");
     EXPECT_EQ(received(line, 3), QByteArray("abc"));
@@ -95,7 +96,7 @@ TEST_F(SerialLineTest, NoticesTheEndOfThePort) {
 
 TEST_F(SerialLineTest, LosesAPortThatIsGoneWhenItSends) {
     PseudoTerminal terminal;
-    SerialLine line(terminal.settings(), clock);
+    SerialLine line(terminal.settings());
     ASSERT_TRUE(opens(line)) << why.toStdString();
     terminal.device.close();
     EXPECT_FALSE(line.send("abc"));
@@ -118,7 +119,7 @@ TEST_F(SerialLineTest, SetsThePortUpAndBack) {
     LineSettings settings = terminal.settings();
     settings.stopBits = 2;
     settings.baud = 19200;
-    SerialLine line(settings, clock);
+    SerialLine line(settings);
     ASSERT_TRUE(opens(line)) << why.toStdString();
     termios during{};
     ASSERT_EQ(::tcgetattr(look.number(), &during), 0);
@@ -142,14 +143,14 @@ TEST_F(SerialLineTest, TakesABaudRateWithoutAName) {
     const PseudoTerminal terminal;
     LineSettings settings = terminal.settings();
     settings.baud = 12345;
-    SerialLine line(settings, clock);
+    SerialLine line(settings);
     EXPECT_TRUE(opens(line)) << why.toStdString();
 }
 
 TEST_F(SerialLineTest, HasThePortForItself) {
     const PseudoTerminal terminal;
-    SerialLine first(terminal.settings(), clock);
-    SerialLine second(terminal.settings(), clock);
+    SerialLine first(terminal.settings());
+    SerialLine second(terminal.settings());
     ASSERT_TRUE(opens(first)) << why.toStdString();
     EXPECT_FALSE(opens(second));
     EXPECT_EQ(why, QStringLiteral("it is in use by host_tests (process %1)").arg(::getpid()));
@@ -169,15 +170,15 @@ TEST_F(SerialLineTest, SaysWhyItDidNotOpen) {
     LineSettings settings;
     settings.carrier = Carrier::Serial;
     settings.serialPort = QStringLiteral("/no/such/port");
-    EXPECT_FALSE(opens(*std::make_unique<SerialLine>(settings, clock)));
+    EXPECT_FALSE(opens(*std::make_unique<SerialLine>(settings)));
     EXPECT_EQ(why, QStringLiteral("No such file or directory"));
     settings.serialPort = QStringLiteral("/dev/null");
-    EXPECT_FALSE(opens(*std::make_unique<SerialLine>(settings, clock)));
+    EXPECT_FALSE(opens(*std::make_unique<SerialLine>(settings)));
     EXPECT_EQ(why, QStringLiteral("Inappropriate ioctl for device"));
     const PseudoTerminal terminal;
     settings = terminal.settings();
     settings.rs485 = true;
-    EXPECT_FALSE(opens(*std::make_unique<SerialLine>(settings, clock)));
+    EXPECT_FALSE(opens(*std::make_unique<SerialLine>(settings)));
     EXPECT_TRUE(why.startsWith(QStringLiteral("the kernel has no RS-485 mode for it (")))
         << why.toStdString();
 }
@@ -191,7 +192,7 @@ protected:
         EXPECT_TRUE(awaitPortTasks(10000));
     }
     SerialLine hangingLine() {
-        return SerialLine(LineSettings(), clock, [this](const LineSettings&) {
+        return SerialLine(LineSettings(), [this](const LineSettings&) {
             ++attempts;
             opening.pass();
             int both[2];
@@ -280,7 +281,7 @@ public:
 
 TEST_F(HangingLine, IsWaitedForAtTheEndOfTheProgram) {
     const auto run = [this] {
-        SerialLine line(LineSettings(), clock, [](const LineSettings&) {
+        SerialLine line(LineSettings(), [](const LineSettings&) {
             OpenedPort opened;
             opened.port = std::make_unique<SlowPort>();
             return opened;

@@ -5,6 +5,7 @@
 
 #include <functional>
 
+#include "clock.h"
 #include "epoll_poller.h"
 #include "full_listener.h"
 #include "line_runner.h"
@@ -26,7 +27,7 @@ protected:
         settings.carrier = Carrier::Tcp;
         settings.tcpHost = host;
         settings.tcpPort = port;
-        return makeLine(settings, clock);
+        return makeLine(settings);
     }
     std::unique_ptr<Line> lineTo(int port) { return lineTo(QStringLiteral("127.0.0.1"), port); }
     // Looks again and again until the attempt has ended.
@@ -75,7 +76,7 @@ TEST_F(TcpLineTest, OpensAtTheAttemptUnderWayOrALaterOne) {
     const std::unique_ptr<Line> line = lineTo(listener.port());
     EXPECT_EQ(line->reopen(), Line::Opening::UnderWay);
     EXPECT_FALSE(line->isOpen());
-    EXPECT_FALSE(line->write("abc")) << "not before it is open";
+    EXPECT_FALSE(line->send("abc")) << "not before it is open";
     listener.makeRoom();
     Line::Opening opening = reopened(*line);
     if (opening == Line::Opening::Failed) {
@@ -84,7 +85,7 @@ TEST_F(TcpLineTest, OpensAtTheAttemptUnderWayOrALaterOne) {
     EXPECT_EQ(opening, Line::Opening::Open);
     EXPECT_TRUE(line->isOpen());
     EXPECT_TRUE(line->failure().isEmpty()) << line->failure().toStdString();
-    EXPECT_TRUE(line->write("abc"));
+    EXPECT_TRUE(line->send("abc"));
 }
 
 TEST_F(TcpLineTest, AnAttemptThatIsDroppedIsNotWaitedFor) {
