@@ -287,10 +287,12 @@ void Exchange::awaitQuery(const StationRecord& station, qint64 nowUs) {
                                                : std::min(lastUs, station.queryUs + ASK_AGAIN_US);
             break;
         case Purpose::Proof:
-            deadlineUs_ =
-                endUs + (schedule_.finishing() && (station.statusAnswered || station.diagnosticAnswered)
-                             ? boundUs()
-                             : waitUs(station));
+            deadlineUs_ = endUs + waitUs(station);
+            // The last proof has the time of an operation, both kinds of query together.
+            if (schedule_.finishing() && (station.answersQueries() || station.queries > 1)) {
+                const qint64 firstUs = station.answersQueries() ? endUs : station.out[0].endUs;
+                deadlineUs_ = std::max(deadlineUs_, firstUs + boundUs());
+            }
             break;
     }
     deadlineUs_ = std::max(deadlineUs_, nowUs);
@@ -364,6 +366,7 @@ void Exchange::acceptData(int number, qint64 nowUs) {
     station.passQueries(afterUs <= patienceUs && !window_.disturbed() && !strangerNear(nowUs));
     station.learnPace(afterUs);
     copies_.take(frame_, sequence_, nowUs);
+    missEcho(station.sequence);
     if (!inTime) {
         station.unproven = station.disturbed = true;
         note(ExchangeNote::Late, number, afterUs);
@@ -403,6 +406,7 @@ void Exchange::acceptQuery(int number, int index, qint64 nowUs) {
     if (echo_ == Echo::Unknown && !query.diagnostic && query.sequence == sequence_ && !echoSeen_) {
         echo_ = Echo::No;
     }
+    missEcho(query.sequence);
     if (afterUs > boundUs() && !station.mayAnswerDiagnostics()) {
         // It may be the answer to an earlier query like it.
         station.forgotten = true;
@@ -426,6 +430,14 @@ void Exchange::acceptQuery(int number, int index, qint64 nowUs) {
         } else if (phase_ == Phase::Waiting && next_ == Next::Query && purpose_ == Purpose::Resolve) {
             phase_ = Phase::Idle;
         }
+    }
+}
+
+// The frame with this number was answered. Where its echo did not come before that, the adapter has been told
+// not to echo any more.
+void Exchange::missEcho(quint64 sequence) {
+    if (echo_ == Echo::Yes && settings_.echo == EchoMode::Auto && sequence == sequence_ && !echoSeen_) {
+        echo_ = Echo::Unknown;
     }
 }
 
@@ -602,7 +614,7 @@ void Exchange::onQueryDeadline(qint64 nowUs) {
         return;
     }
     if (schedule_.finishing() && purpose_ == Purpose::Proof && !plainQuery_) {
-        if (station.unpassed() == 1 && !station.statusAnswered && !station.diagnosticAnswered) {
+        if (station.unpassed() == 1 && !station.answersQueries()) {
             sendAt(Next::Query, nowUs);
             return;
         }

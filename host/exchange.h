@@ -76,6 +76,9 @@ struct ExchangeEnd {
 /// pass, and is forgotten after 10 s. A query whose answer comes after the reply to a later request shows
 /// that this was the reply to an earlier one. Where the adapter echoes, nothing that looks like the request
 /// counts before the echo has come. Station 0 owes nothing.
+///
+/// This class sends, waits and decides whose a frame is. What the stations owe is in its StationLedger, what is
+/// held in its ProofWindow, whom to query when in its ProofSchedule, which frames came before in its CopyWatch.
 // The members stand in the order of what they are for; a line has one exchange.
 // NOLINTNEXTLINE(clang-analyzer-optin.performance.Padding)
 class Exchange {
@@ -204,6 +207,7 @@ private:
     void onFrame(qint64 nowUs);
     void acceptData(int number, qint64 nowUs);
     void acceptQuery(int number, int index, qint64 nowUs);
+    void missEcho(quint64 sequence);
     void loseData(int number);
     bool strangerNear(qint64 nowUs) const;
     QueryConditions conditions() const;

@@ -101,6 +101,8 @@ struct StationRecord {
     /// One slow answer is not remembered for ever.
     void learnPace(qint64 afterUs);
 
+    /// It has answered one of either kind.
+    bool answersQueries() const { return statusAnswered || diagnosticAnswered; }
     /// Nothing shows yet that it does not answer function code 7, or 8.
     bool mayAnswerStatus() const;
     bool mayAnswerDiagnostics() const;

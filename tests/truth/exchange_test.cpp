@@ -209,6 +209,28 @@ TEST(Exchange, ACopyOfAnAnswerIsNoneToTheNextQuery) {
     EXPECT_FALSE(rig.good(ticket));
 }
 
+// The time-out is 500 ms, with three attempts.
+TEST(Exchange, TheLastProofIsWaitedForAsLongAsAnOperation) {
+    ExchangeRig rig;
+    const quint64 ticket = rig.exchanged(1, 10, 77);
+    rig.prove();
+    rig.exchange.setFinishing(true);
+    rig.pass(1400);
+    EXPECT_TRUE(rig.held(ticket));
+    ASSERT_EQ(rig.sent.size(), 3) << "the request and two unlike queries";
+    rig.feed(answerTo(rig.sent.last()));
+    EXPECT_TRUE(rig.good(ticket));
+}
+
+TEST(Exchange, TheLastProofIsNotWaitedForAnyLonger) {
+    ExchangeRig rig;
+    const quint64 ticket = rig.exchanged(1, 10, 77);
+    rig.prove();
+    rig.exchange.setFinishing(true);
+    rig.pass(1600);
+    EXPECT_TRUE(rig.doubtful(ticket));
+}
+
 TEST(Exchange, AnExceptionAnswersAQuery) {
     ExchangeRig rig;
     const quint64 ticket = rig.exchanged(1, 10, 77);
@@ -278,6 +300,24 @@ TEST(Exchange, WithAnEchoTheSecondFrameAcknowledgesAWrite) {
     EXPECT_TRUE(rig.ends.isEmpty());
     rig.feed(write);
     ASSERT_EQ(rig.ends.size(), 1);
+    EXPECT_EQ(rig.ends.last().kind, ExchangeEnd::Reply);
+}
+
+TEST(Exchange, AnAdapterThatStopsEchoingIsNoticed) {
+    ExchangeRig rig;
+    rig.begin(readOf(1, 10));
+    rig.feed(readOf(1, 10) + valueOf(1, 77));
+    EXPECT_TRUE(rig.exchange.echoes());
+    EXPECT_TRUE(rig.exchanged(1, 10, 78));
+    EXPECT_FALSE(rig.exchange.echoes());
+    // From now on it is not known, so a query tells again.
+    const QByteArray write = frameOf("01050010FF00");
+    rig.begin(write, 8);
+    EXPECT_EQ(kindOf(rig.sent.last()), 7);
+    rig.feed(answerTo(rig.sent.last()));
+    rig.pass(1);
+    ASSERT_EQ(rig.sent.last(), write);
+    rig.feed(write);
     EXPECT_EQ(rig.ends.last().kind, ExchangeEnd::Reply);
 }
 
