@@ -27,10 +27,12 @@ const milliseconds IN_USE_PATIENCE(200);
 const milliseconds IN_USE_LOOK(10);
 const milliseconds UNSENT_LOOK(20);
 
-// What the port is called in /dev. The lock file, which other programs know, carries the path as its name:
-// neither a link nor a relative path will do for it.
+// What the port is called in /dev. A bare name is one of /dev, or else of the present folder. The lock file,
+// which other programs know, carries the path as its name: neither a link nor a relative path will do for it.
 QString realPort(const QString& port) {
-    const QFileInfo file(port.contains(QLatin1Char('/')) ? port : QStringLiteral("/dev/") + port);
+    const QString inDev = QStringLiteral("/dev/") + port;
+    const bool bare = !port.isEmpty() && !port.contains(QLatin1Char('/'));
+    const QFileInfo file(bare && QFileInfo::exists(inDev) ? inDev : port);
     const QString real = file.canonicalFilePath();
     return real.isEmpty() ? file.absoluteFilePath() : real;
 }

@@ -7,6 +7,8 @@
 #include <termios.h>
 #include <unistd.h>
 
+#include <QDir>
+#include <QTemporaryDir>
 #include <cstdio>
 #include <cstdlib>
 
@@ -164,6 +166,21 @@ TEST_F(SerialLineTest, HasThePortForItself) {
     EXPECT_TRUE(awaitPortTasks(10000));
     EXPECT_TRUE(opens(second)) << why.toStdString();
     EXPECT_TRUE(opens(second)) << "once more";
+}
+
+TEST_F(SerialLineTest, ABareNameThatDevDoesNotHaveIsOfThePresentFolder) {
+    const PseudoTerminal terminal;
+    const QTemporaryDir folder;
+    const QString before = QDir::currentPath();
+    ASSERT_TRUE(QFile::link(QString::fromStdString(terminal.path), folder.filePath(QStringLiteral("panel"))));
+    ASSERT_TRUE(QDir::setCurrent(folder.path()));
+    LineSettings settings = terminal.settings();
+    settings.serialPort = QStringLiteral("panel");
+    EXPECT_TRUE(opens(*std::make_unique<SerialLine>(settings))) << why.toStdString();
+    QDir::setCurrent(before);
+    settings.serialPort = QStringLiteral("null");
+    EXPECT_FALSE(opens(*std::make_unique<SerialLine>(settings)));
+    EXPECT_EQ(why, QStringLiteral("Inappropriate ioctl for device")) << "/dev/null";
 }
 
 TEST_F(SerialLineTest, SaysWhyItDidNotOpen) {
