@@ -77,8 +77,9 @@ struct ExchangeEnd {
 /// that this was the reply to an earlier one. Where the adapter echoes, nothing that looks like the request
 /// counts before the echo has come. Station 0 owes nothing.
 ///
-/// This class sends, waits and decides whose a frame is. What the stations owe is in its StationLedger, what is
-/// held in its ProofWindow, whom to query when in its ProofSchedule, which frames came before in its CopyWatch.
+/// This class sends, waits and decides whose a frame is. What the stations owe is in its StationLedger, what
+/// is held in its ProofWindow, whom to query when in its ProofSchedule, which frames came before in its
+/// CopyWatch.
 // The members stand in the order of what they are for; a line has one exchange.
 // NOLINTNEXTLINE(clang-analyzer-optin.performance.Padding)
 class Exchange {
