@@ -115,6 +115,7 @@ void SimulatedLine::send(const QByteArray& frame, bool query, qint64 nowUs) {
                 inserted_.push_back(Mark{shapeOf(frame), atUs});
             }
             deliver(frame, nowUs, "< echo");
+            noteInsertion(active.fault.percent < 100);
         }
         if (active.fault.kind == Fault::SecondMaster) {
             if ((active.fault.b & Fault::JustBefore) != 0 && active.random.chance(30)) {
@@ -358,11 +359,19 @@ void SimulatedLine::put(const Event& reply, qint64 nowUs) {
         inserted_.push_back(Mark{shapeOf(reply.frame), nowUs});
         inserted_.push_back(Mark{shapeOf(reply.frame), pipeFreeUs_});
     }
+    noteInsertion(strange);
     for (Active& active : faults_) {
         if (active.fault.kind == Fault::Double && reply.askedUs >= 0 &&
             active.random.chance(active.fault.percent)) {
             push(nowUs + active.fault.a * MS, Event::Ready, reply.frame, Origin::Old, COPY);
         }
+    }
+}
+
+// What was delivered last is none of the host's business, if `strange`.
+void SimulatedLine::noteInsertion(bool strange) {
+    if (strange) {
+        insertionsUs_.push_back(pipeFreeUs_);
     }
 }
 
@@ -387,7 +396,10 @@ void SimulatedLine::onMaster(const Event& event) {
             continue;
         }
         if (event.fault < 0 || &active == &faults_[static_cast<std::size_t>(event.fault)]) {
-            askAsMaster(active, event.atUs);
+            // It waits while too much of what was asked is unanswered.
+            if (lineUntilUs_ - event.atUs < 10000 * MS) {
+                askAsMaster(active, event.atUs);
+            }
             if (event.fault >= 0 && event.atUs < scenario_.durationUs + 60000 * MS) {
                 push(event.atUs + active.random.between(active.fault.a / 2, active.fault.a * 2) * MS,
                      Event::Master, QByteArray(), Origin::Master, 0, event.fault);
@@ -439,6 +451,7 @@ void SimulatedLine::askAsMaster(Active& active, qint64 atUs) {
         inserted_.push_back(Mark{shapeOf(request), atUs});
         falseEcho_ = falseEcho_ || isQuery(request);
         deliver(request, atUs, "< its request");
+        noteInsertion(true);
     }
     push(atUs + dx7::lineTimeUs(scenario_.settings, request.size()), Event::Request, request, Origin::Master,
          atUs);
@@ -480,6 +493,11 @@ bool SimulatedLine::executed(const QByteArray& request, qint64 fromUs, qint64 to
     });
 }
 
+int SimulatedLine::insertions(qint64 untilUs) const {
+    return static_cast<int>(std::count_if(insertionsUs_.begin(), insertionsUs_.end(),
+                                          [untilUs](qint64 atUs) { return atUs <= untilUs; }));
+}
+
 bool SimulatedLine::undecidable(const QByteArray& shape, qint64 fromUs, qint64 toUs) const {
     const auto within = [&](const std::vector<Mark>& marks, const QByteArray& alike, qint64 sinceUs) {
         return std::any_of(marks.begin(), marks.end(), [&](const Mark& mark) {
@@ -492,7 +510,10 @@ bool SimulatedLine::undecidable(const QByteArray& shape, qint64 fromUs, qint64 t
     const QByteArray refusal = shape.left(1) + char(dx7::DIAGNOSTICS | dx7::EXCEPTION_BIT);
     // What is put in is on the line for a while before it is there.
     const qint64 onLineUs = 100 * MS;
-    const bool put = within(inserted_, shape, fromUs - onLineUs);
+    // A refusal fits every request with its function code.
+    const QByteArray refused = shape.left(1) + char(dx7::byteAt(shape, 1) | dx7::EXCEPTION_BIT);
+    const bool put =
+        within(inserted_, shape, fromUs - onLineUs) || within(inserted_, refused, fromUs - onLineUs);
     const bool uncounted = kind.refuses8 && within(inserted_, shape, 0) &&
                            (within(inserted_, status, 0) || within(inserted_, refusal, 0));
     // A surplus answer to code 7 shifts those after it for good, and nothing else can be asked.

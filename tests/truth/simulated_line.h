@@ -52,10 +52,13 @@ public:
     bool executed(const QByteArray& request, qint64 fromUs, qint64 toUs) const;
     /// The bytes up to `toUs` are those of a line on which nothing went wrong, with frames put in for others:
     /// since `fromUs` a reply of this shape was lost without a trace, and a frame of it was put in; or both
-    /// such a frame and an answer to a query after it were. Of a station that answers code 7 alone: an answer
+    /// such a frame and an answer to a query after it were. What is put in is on the line up to 100 ms before
+    /// it has come. Of a station that answers code 7 alone: an answer
     /// to it was put in at any time; of one that answers no query: a reply was; of one that refuses code 8,
     /// so that no answer has a counter: both were.
     bool undecidable(const QByteArray& shape, qint64 fromUs, qint64 toUs) const;
+    /// How many frames that the host did not ask for, or asked for long ago, had come by then.
+    int insertions(qint64 untilUs) const;
 
 private:
     enum class Origin { Host, Master, Old };
@@ -102,6 +105,7 @@ private:
     void put(const Event& reply, qint64 nowUs);
     QByteArray damage(const QByteArray& frame, bool* traceless);
     void deliver(const QByteArray& frame, qint64 nowUs, const char* what);
+    void noteInsertion(bool strange);
     void trace(qint64 atUs, const char* what, const QByteArray& frame) const;
 
     Scenario scenario_;
@@ -118,6 +122,7 @@ private:
     std::vector<Execution> executions_;
     std::vector<Mark> lost_;
     std::vector<Mark> inserted_;
+    std::vector<qint64> insertionsUs_;
     std::vector<QByteArray> asked_;  // Requests of the host, for the second master.
     QByteArray arrived_;
     std::uint64_t masterCounter_ = 0;

@@ -64,11 +64,13 @@ private:
     void onValue(int point);
     void judge(const dx7::Point& point, const dx7::PointState& told);
     void judgeWrite(const Transaction& transaction);
+    qint64 conversationUs(qint64 sentUs) const;
     void fail(Outcome::Kind kind, const QString& why, const QByteArray& request, qint64 sentUs);
     void judgeLife();
 
     const Scenario& scenario_;
     bool traced_;
+    bool someEchoes_;  // The adapter echoes now and then.
     Outcome outcome_;
     Random random_;
     SimulatedLine line_;
@@ -81,7 +83,12 @@ private:
     std::map<int, qint64> lastGoodUs_;
     qint64 nowUs_ = SECOND_US;
     qint64 provenUs_ = 0;  // When a query was answered last before the present value's request.
-    std::deque<qint64> proofs_;
+    struct Proof {
+        qint64 atUs;
+        int noticed;
+    };
+    std::deque<Proof> proofs_;
+    int noticed_ = 0;  // Frames that the host took for none of its business.
     int readsLeft_;
     int writesLeft_;
     int turnsAtOnce_ = 0;
@@ -94,6 +101,9 @@ private:
 Run::Run(const Scenario& scenario, bool traced)
     : scenario_(scenario),
       traced_(traced),
+      someEchoes_(
+          std::any_of(scenario.faults.begin(), scenario.faults.end(),
+                      [](const Fault& fault) { return fault.kind == Fault::Echo && fault.percent < 100; })),
       random_(scenario.seed + 99),
       line_(scenario,
             [this](qint64 atUs, const char* what, const QByteArray& frame) {
@@ -242,20 +252,31 @@ void Run::onNote(const dx7::ExchangeNote& note) {
         ++outcome_.queries;
         lateQueries_ += nowUs_ > 6 * SECOND_US ? 1 : 0;
     } else if (note.kind == dx7::ExchangeNote::QueryAnswer) {
-        proofs_.push_back(nowUs_);
+        proofs_.push_back(Proof{nowUs_, noticed_});
+    } else if (note.kind != dx7::ExchangeNote::Late &&
+               (note.kind != dx7::ExchangeNote::Echo || someEchoes_)) {
+        ++noticed_;
     }
+}
+
+// When the conversation with a request at `sentUs` began: with the last proof before it. But where a frame
+// that the host did not ask for passed for a reply, an answer may have been that to an earlier query, and
+// every proof since is none.
+qint64 Run::conversationUs(qint64 sentUs) const {
+    qint64 fromUs = 0;
+    for (const Proof& proof : proofs_) {
+        if (proof.atUs <= sentUs && line_.insertions(proof.atUs) <= proof.noticed) {
+            fromUs = proof.atUs;
+        }
+    }
+    return fromUs;
 }
 
 void Run::fail(Outcome::Kind kind, const QString& why, const QByteArray& request, qint64 sentUs) {
     if (!outcome_.failure.isEmpty()) {
         return;
     }
-    // The conversation began with the last proof before the request.
-    qint64 fromUs = 0;
-    for (const qint64 proofUs : proofs_) {
-        fromUs = proofUs <= sentUs ? proofUs : fromUs;
-    }
-    if (!request.isEmpty() && line_.undecidable(replyShape(request), fromUs, nowUs_)) {
+    if (!request.isEmpty() && line_.undecidable(replyShape(request), conversationUs(sentUs), nowUs_)) {
         outcome_.undecidable = true;
         trace(nowUs_, QStringLiteral("? undecidable: %1").arg(why));
         return;
