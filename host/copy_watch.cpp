@@ -67,9 +67,10 @@ void CopyWatch::suspect(qint64 pauseUs) {
     repliesWithoutCopy_ = 0;
 }
 
-qint64 CopyWatch::pauseUs(quint64 sequence) const {
-    const bool comes = sequence_ == sequence && frames_[newest_].copies < std::max(usualCopies_, 1);
-    return comes ? pauseUs_ : 0;
+qint64 CopyWatch::pauseEndUs(quint64 sequence) const {
+    const Taken& last = frames_[newest_];
+    const bool comes = pauseUs_ > 0 && sequence_ == sequence && last.copies < std::max(usualCopies_, 1);
+    return comes ? last.atUs + pauseUs_ : 0;
 }
 
 }  // namespace dx7

@@ -33,8 +33,9 @@ public:
     bool recognise(const QByteArray& frame, qint64 nowUs);
     /// Something came in between: copies are looked out for from now on, for `pauseUs` at least.
     void suspect(qint64 pauseUs);
-    /// How long to wait after the last byte before anything else is sent; 0 = no longer than usual.
-    qint64 pauseUs(quint64 sequence) const;
+    /// Until when the copies of the last frame are waited for, before anything else is sent; 0 = they are
+    /// not.
+    qint64 pauseEndUs(quint64 sequence) const;
 
 private:
     struct Taken {

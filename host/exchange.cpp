@@ -13,6 +13,7 @@ namespace {
 constexpr qint64 SECOND_US = 1000000;
 constexpr int SILENT_TIMEOUTS = 10;
 constexpr int SILENCE_ATTEMPTS = 20;
+constexpr int MISSED_ECHOES = 30;
 
 // A copy that keeps its own memory.
 void assign(QByteArray& to, const QByteArray& from) {
@@ -74,10 +75,9 @@ qint64 Exchange::waitUs(const StationRecord& station) const {
 
 qint64 Exchange::clearUs() const {
     const qint64 gapUs = silentIntervalUs(settings_);
-    const qint64 waitUs = std::max(gapUs, copies_.pauseUs(sequence_));
     // A line that never falls silent is used all the same.
-    const qint64 latestUs = idleSinceUs_ + std::max(SECOND_US, SILENCE_ATTEMPTS * waitUs);
-    return std::min(lastActivityUs_ + waitUs, latestUs);
+    const qint64 latestUs = idleSinceUs_ + std::max(SECOND_US, SILENCE_ATTEMPTS * gapUs);
+    return std::max(std::min(lastActivityUs_ + gapUs, latestUs), copies_.pauseEndUs(sequence_));
 }
 
 qint64 Exchange::nextDueUs() const {
@@ -105,12 +105,8 @@ void Exchange::advance(qint64 nowUs) {
     if (phase_ == Phase::Idle && nowUs >= silentUs()) {
         settleDeaf();
     }
-    if (phase_ == Phase::Waiting && nowUs >= clearUs()) {
-        if (next_ == Next::Data) {
-            sendData(nowUs);
-        } else {
-            sendQuery(nowUs);
-        }
+    if (phase_ == Phase::Waiting) {
+        sendWhenClear(nowUs);
     } else if (phase_ == Phase::Data && nowUs >= deadlineUs_) {
         onDataDeadline(nowUs);
     } else if (phase_ == Phase::Query && nowUs >= deadlineUs_) {
@@ -133,7 +129,9 @@ void Exchange::transmit(const QByteArray& frame, qint64 nowUs) {
     const bool likeReply = expectLen_ == frame.size() && echo_ == Echo::No;
     const bool strip = settings_.echo != EchoMode::Off &&
                        (echo_ == Echo::Yes || !(ambiguous || (likeReply && &frame == &request_)));
-    stream_.sent(frame, strip);
+    stream_.sent(frame, !strip     ? FrameStream::EchoLook::None
+                        : echoes() ? FrameStream::EchoLook::Certain
+                                   : FrameStream::EchoLook::Possible);
     echoSeen_ = false;
     ++sequence_;
     lastActivityUs_ = nowUs + lineTimeUs(settings_, frame.size());
@@ -147,12 +145,18 @@ void Exchange::sendAt(Next next, qint64 nowUs) {
     next_ = next;
     phase_ = Phase::Waiting;
     idleSinceUs_ = nowUs;
-    if (nowUs >= clearUs()) {
-        if (next == Next::Data) {
-            sendData(nowUs);
-        } else {
-            sendQuery(nowUs);
-        }
+    sendWhenClear(nowUs);
+}
+
+// What the line has not been given yet goes first.
+void Exchange::sendWhenClear(qint64 nowUs) {
+    if (nowUs < clearUs() || !output_.isEmpty()) {
+        return;
+    }
+    if (next_ == Next::Data) {
+        sendData(nowUs);
+    } else {
+        sendQuery(nowUs);
     }
 }
 
@@ -321,7 +325,7 @@ void Exchange::takePieces(bool last, qint64 nowUs) {
                 stations_.at(byteAt(frame_, 0)).takeEcho(frame_);
                 echoSeen_ = true;
                 echo_ = Echo::Yes;
-                stream_.sent(QByteArray(), false);
+                stream_.sent(QByteArray(), FrameStream::EchoLook::None);
                 break;
             case FrameStream::Kind::Frame:
                 onFrame(nowUs);
@@ -433,10 +437,12 @@ void Exchange::acceptQuery(int number, int index, qint64 nowUs) {
     }
 }
 
-// The frame with this number was answered. Where its echo did not come before that, the adapter has been told
-// not to echo any more.
+// The frame with this number was answered. Where so many echoes are missing, the adapter has been told not to
+// echo any more.
 void Exchange::missEcho(quint64 sequence) {
-    if (echo_ == Echo::Yes && settings_.echo == EchoMode::Auto && sequence == sequence_ && !echoSeen_) {
+    if (echo_ != Echo::Yes || settings_.echo != EchoMode::Auto || echoSeen_) {
+        missedEchoes_ = 0;
+    } else if (sequence == sequence_ && ++missedEchoes_ >= MISSED_ECHOES) {
         echo_ = Echo::Unknown;
     }
 }
@@ -600,10 +606,17 @@ void Exchange::onQueryDeadline(qint64 nowUs) {
         return;
     }
     takePieces(true, nowUs);
-    if (phase_ != Phase::Query) {
+    // A damaged answer may have been followed by another query.
+    if (phase_ != Phase::Query || deadlineUs_ > nowUs) {
         return;
     }
     StationRecord& station = stations_.at(queried_);
+    // Only the echo came: what follows from that is far-reaching, so the reply has the time of an operation.
+    const qint64 longestUs = station.queries > 0 ? station.out[0].endUs + boundUs() : 0;
+    if (echoTest_ && echo_ == Echo::Yes && nowUs < longestUs) {
+        deadlineUs_ = longestUs;
+        return;
+    }
     station.unproven = true;
     if (echo_ == Echo::Unknown && !echoSeen_) {
         echo_ = Echo::No;

@@ -196,6 +196,7 @@ private:
     qint64 waitUs(const StationRecord& station) const;
 
     void sendAt(Next next, qint64 nowUs);
+    void sendWhenClear(qint64 nowUs);
     void transmit(const QByteArray& frame, qint64 nowUs);
     void sendData(qint64 nowUs);
     void sendQuery(qint64 nowUs);
@@ -254,6 +255,7 @@ private:
     bool echoTest_ = false;    ///< The query before the present request tells whether the adapter echoes.
     bool refused_ = false;     ///< The present operation ended as Refused.
     bool echoSeen_ = false;    ///< Since the last frame was sent.
+    int missedEchoes_ = 0;     ///< In a row.
     qint64 operationUs_ = 0;   ///< When the present operation began.
     qint64 deadlineUs_ = 0;
     std::optional<ExchangeEnd> end_;

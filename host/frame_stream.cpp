@@ -41,9 +41,10 @@ FrameStream::FrameStream() {
     echo_.reserve(LONGEST_FRAME_BYTES);
 }
 
-void FrameStream::sent(const QByteArray& frame, bool echo) {
+void FrameStream::sent(const QByteArray& frame, EchoLook echo) {
+    certain_ = echo == EchoLook::Certain;
     echo_.resize(0);
-    if (echo) {
+    if (echo != EchoLook::None) {
         echo_.append(frame);
     }
 }
@@ -89,7 +90,8 @@ int FrameStream::frameByCrc() const {
 }
 
 // Whether the head is, or with more bytes may be, the echo. A reply may begin with the same bytes as its
-// request, so a whole reply goes first, unless it is the request byte for byte.
+// request, so where it is not certain that an echo comes, a whole reply goes first, unless it is the request
+// byte for byte.
 bool FrameStream::echoes(Piece* piece, bool complete, bool* undecided) const {
     const int compared = std::min(buffer_.size(), echo_.size());
     *undecided = false;
@@ -97,7 +99,7 @@ bool FrameStream::echoes(Piece* piece, bool complete, bool* undecided) const {
         return false;
     }
     const int whole = wholeFrame(0);
-    if (whole > 0 && whole != echo_.size()) {
+    if (!certain_ && whole > 0 && whole != echo_.size()) {
         return false;
     }
     const bool decided = buffer_.size() > echo_.size() ||

@@ -26,8 +26,11 @@ public:
     FrameStream();
 
     void append(const char* bytes, int count) { buffer_.append(bytes, count); }
-    /// `frame` was handed to the line. With `echo` the first bytes that equal it are its echo.
-    void sent(const QByteArray& frame, bool echo);
+    /// Whether the first bytes that equal what was sent are its echo: never; unless they begin a whole frame
+    /// of another length; always.
+    enum class EchoLook { None, Possible, Certain };
+    /// `frame` was handed to the line.
+    void sent(const QByteArray& frame, EchoLook echo);
     /// A reply of `length` bytes from this station and function code is awaited; length 0 = none is.
     void await(int station, int function, int length);
 
@@ -52,7 +55,8 @@ private:
     int frameByCrc() const;
 
     QByteArray buffer_;
-    QByteArray echo_;  ///< What an echo would be; empty when none is looked for.
+    bool certain_ = false;  ///< An echo comes first.
+    QByteArray echo_;       ///< What an echo would be; empty when none is looked for.
     int station_ = 0;
     int function_ = 0;
     int length_ = 0;

@@ -96,6 +96,7 @@ void StationRecord::addQuery(const StatusQuery& query) {
     if (queries == static_cast<int>(out.size())) {
         std::copy(out.begin() + 1, out.end(), out.begin());
         --queries;
+        unproven = forgotten = true;
     }
     out[static_cast<std::size_t>(queries++)] = query;
 }

@@ -48,7 +48,7 @@ struct StationRecord {
 
     // The queries that it owes the answers to, the oldest first.
     int queries = 0;  ///< Of out[].
-    std::array<StatusQuery, 4> out;
+    std::array<StatusQuery, 16> out;
     qint64 queryUs = 0;  ///< When the last one was sent.
 
     // Which queries it answers.

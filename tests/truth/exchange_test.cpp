@@ -87,6 +87,24 @@ TEST(Exchange, AStationThatWasNeverProvenNeedsAQueryOfItsOwn) {
     EXPECT_TRUE(rig.good(two));
 }
 
+TEST(Exchange, OnALineThatIsNeverSilentACopyIsWaitedForOnce) {
+    ExchangeRig rig;
+    introduce(rig, 1);
+    rig.exchanged(1, 10, 77);
+    rig.begin(readOf(1, 11));
+    rig.pass(400);
+    rig.feed(valueOf(1, 77));  // the copy
+    rig.feed(valueOf(1, 78));
+    rig.proven();
+    rig.exchanged(1, 10, 79);
+    const qint64 sinceUs = rig.nowUs;
+    for (int i = 0; i < 40; ++i) {
+        rig.feed(frameOf("090302") + QByteArray(1, char(i)));  // another master's
+        rig.pass(50);
+    }
+    EXPECT_LE(rig.exchange.clearUs(), sinceUs + 1500000);
+}
+
 TEST(Exchange, ALateReplyIsTheReply) {
     ExchangeRig rig;
     rig.begin(readOf(1, 10));
@@ -307,8 +325,10 @@ TEST(Exchange, AnAdapterThatStopsEchoingIsNoticed) {
     ExchangeRig rig;
     rig.begin(readOf(1, 10));
     rig.feed(readOf(1, 10) + valueOf(1, 77));
-    EXPECT_TRUE(rig.exchange.echoes());
-    EXPECT_TRUE(rig.exchanged(1, 10, 78));
+    for (int i = 0; i < 30; ++i) {
+        EXPECT_TRUE(rig.exchange.echoes()) << "one echo may be damaged";
+        EXPECT_TRUE(rig.exchanged(1, 10, i));
+    }
     EXPECT_FALSE(rig.exchange.echoes());
     // From now on it is not known, so a query tells again.
     const QByteArray write = frameOf("01050010FF00");
@@ -319,6 +339,18 @@ TEST(Exchange, AnAdapterThatStopsEchoingIsNoticed) {
     ASSERT_EQ(rig.sent.last(), write);
     rig.feed(write);
     EXPECT_EQ(rig.ends.last().kind, ExchangeEnd::Reply);
+}
+
+TEST(Exchange, AfterAnEchoASlowStationIsWaitedFor) {
+    ExchangeRig rig;
+    const QByteArray write = frameOf("01050010FF00");
+    rig.begin(write, 8);
+    rig.feed(rig.sent.at(0));
+    rig.pass(1400);
+    EXPECT_TRUE(rig.ends.isEmpty());
+    rig.feed(answerTo(rig.sent.at(0)));
+    rig.pass(1);
+    EXPECT_EQ(rig.sent.last(), write);
 }
 
 TEST(Exchange, OnlyAnEchoMeansTheWriteIsNotSent) {

@@ -78,16 +78,30 @@ TEST(FrameStream, CutsWhatComes) {
 TEST(FrameStream, TheFirstBytesThatEqualWhatWasSentAreItsEcho) {
     FrameStream stream;
     const QByteArray request = readOf(1, 10);
-    stream.sent(request, true);
+    stream.sent(request, FrameStream::EchoLook::Possible);
     stream.await(1, 3, 7);
     const std::vector<Cut> expected{{Kind::Echo, 8}, {Kind::Frame, 7}};
     EXPECT_EQ(cuts(stream, request + valueOf(1, 77), false), expected);
 }
 
+// Where the line turns round it may pick up a byte of zeros; after the echo of function code 7 that makes a
+// reply.
+TEST(FrameStream, WhereEchoesAreCertainTheyComeFirst) {
+    const QByteArray query = frameOf("0307");
+    for (const bool certain : {false, true}) {
+        FrameStream stream;
+        stream.sent(query, certain ? FrameStream::EchoLook::Certain : FrameStream::EchoLook::Possible);
+        stream.await(3, 7, 5);
+        const std::vector<Cut> reply{{Kind::Frame, 5}};
+        const std::vector<Cut> echo{{Kind::Echo, 4}, {Kind::Noise, 1}};
+        EXPECT_EQ(cuts(stream, query + QByteArray(1, 0), true), certain ? echo : reply);
+    }
+}
+
 TEST(FrameStream, WithoutEchoARequestThatComesIsAFrame) {
     FrameStream stream;
     const QByteArray request = readOf(1, 10);
-    stream.sent(request, false);
+    stream.sent(request, FrameStream::EchoLook::None);
     const std::vector<Cut> expected{{Kind::Frame, 8}};
     EXPECT_EQ(cuts(stream, request, false), expected);
 }
