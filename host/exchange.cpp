@@ -80,9 +80,13 @@ qint64 Exchange::clearUs() const {
     return std::max(std::min(lastActivityUs_ + gapUs, latestUs), copies_.pauseEndUs(sequence_));
 }
 
-qint64 Exchange::nextDueUs() const {
+// When bytes that nothing awaits are the end of what they begin; -1 without any.
+qint64 Exchange::flushUs() const {
     const bool flush = !stream_.isEmpty() && !awaiting();
-    const qint64 flushUs = flush ? lastActivityUs_ + std::max(PIECE_GAP_US, silentIntervalUs(settings_)) : -1;
+    return flush ? lastActivityUs_ + std::max(PIECE_GAP_US, silentIntervalUs(settings_)) : -1;
+}
+
+qint64 Exchange::nextDueUs() const {
     qint64 dueUs = -1;
     if (phase_ == Phase::Waiting) {
         dueUs = clearUs();
@@ -93,13 +97,13 @@ qint64 Exchange::nextDueUs() const {
                })) {
         dueUs = silentUs();
     }
-    return dueUs < 0 || (flush && flushUs < dueUs) ? flushUs : dueUs;
+    const qint64 restUs = flushUs();
+    return dueUs < 0 || (restUs >= 0 && restUs < dueUs) ? restUs : dueUs;
 }
 
 void Exchange::advance(qint64 nowUs) {
     stations_.forget(nowUs, phase_ != Phase::Idle ? present_ : 0, phase_ == Phase::Query ? queried_ : 0);
-    if (!stream_.isEmpty() && !awaiting() && nowUs > nextDueUs() - 1 &&
-        nowUs >= lastActivityUs_ + std::max(PIECE_GAP_US, silentIntervalUs(settings_))) {
+    if (flushUs() >= 0 && nowUs >= flushUs()) {
         takePieces(true, nowUs);
     }
     if (phase_ == Phase::Idle && nowUs >= silentUs()) {

@@ -80,7 +80,7 @@ struct ExchangeEnd {
 /// This class sends, waits and decides whose a frame is. What the stations owe is in its StationLedger, what
 /// is held in its ProofWindow, whom to query when in its ProofSchedule, which frames came before in its
 /// CopyWatch.
-// The members stand in the order of what they are for; a line has one exchange.
+// The order of the members is that of their purposes, not of their sizes: a line has only one exchange.
 // NOLINTNEXTLINE(clang-analyzer-optin.performance.Padding)
 class Exchange {
 public:
@@ -194,6 +194,7 @@ private:
     };
     qint64 boundUs() const;
     qint64 waitUs(const StationRecord& station) const;
+    qint64 flushUs() const;
 
     void sendAt(Next next, qint64 nowUs);
     void sendWhenClear(qint64 nowUs);

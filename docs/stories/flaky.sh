@@ -8,7 +8,7 @@ start_device --stations 1,2,9 --baud 19200 --fault silent=9,corrupt=0.08 --seed 
 tell <<'END'
 # The line is flaky: find out why
 
-"Sometimes values stand still." Three stations share one line. One of them, the cable or the
+"Sometimes the values do not change." Three stations share one line. One of them, the cable or the
 master is to blame; it is not known which. What fails is repeated, so the panel hides it most of the time; the statistics do not.
 
 This page is what `docs/stories/flaky.sh` prints: every command was run, against `dx7-device` with faults to order.
@@ -37,8 +37,8 @@ Read it by columns first, then by rows:
 
 So there are two faults here. Station 9 is gone; `dx7` says so, leaves it out and probes it, and the others do not wait for
 it. And the cable is bad: stations 1 and 2 both have wrong CRCs. After each of them a status query makes sure that nothing
-more will come, then the request is repeated. A value that was read in between is *doubtful* and read again. Where an
-answer to a query is damaged, too, the station is left alone for some seconds: that is when values stand still.
+more will come, then the request is repeated. A value that was read in between is *doubtful* and read again. Where the
+answer to a query is damaged, too, `dx7` may ask the station nothing else for three seconds. Then its values do not change.
 
 ## What do damaged replies look like?
 END

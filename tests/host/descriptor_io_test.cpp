@@ -38,7 +38,7 @@ protected:
 };
 
 TEST_F(DescriptorIoTest, TakesWhatIsThereAndNothingElse) {
-    EXPECT_TRUE(takeArrived(ours, &bytes, &failure)) << "nothing is no failure";
+    EXPECT_TRUE(takeArrived(ours, &bytes, &failure)) << "a read that finds no bytes does not fail";
     EXPECT_TRUE(bytes.isEmpty());
     EXPECT_EQ(handBytes(theirs, Channel::Socket, "abc", 3, &failure), 3);
     EXPECT_TRUE(takeArrived(ours, &bytes, &failure));

@@ -227,13 +227,19 @@ TEST(Exchange, ACopyOfAnAnswerIsNoneToTheNextQuery) {
     EXPECT_FALSE(rig.good(ticket));
 }
 
-// The time-out is 500 ms, with three attempts.
-TEST(Exchange, TheLastProofIsWaitedForAsLongAsAnOperation) {
-    ExchangeRig rig;
+// A reply whose proof is the last of a command, so many milliseconds after the first query. The time-out is
+// 500 ms, with three attempts.
+quint64 unansweredAtTheEnd(ExchangeRig& rig, int ms) {
     const quint64 ticket = rig.exchanged(1, 10, 77);
     rig.prove();
     rig.exchange.setFinishing(true);
-    rig.pass(1400);
+    rig.pass(ms);
+    return ticket;
+}
+
+TEST(Exchange, TheLastProofIsWaitedForAsLongAsAnOperation) {
+    ExchangeRig rig;
+    const quint64 ticket = unansweredAtTheEnd(rig, 1400);
     EXPECT_TRUE(rig.held(ticket));
     ASSERT_EQ(rig.sent.size(), 3) << "the request and two unlike queries";
     rig.feed(answerTo(rig.sent.last()));
@@ -242,11 +248,7 @@ TEST(Exchange, TheLastProofIsWaitedForAsLongAsAnOperation) {
 
 TEST(Exchange, TheLastProofIsNotWaitedForAnyLonger) {
     ExchangeRig rig;
-    const quint64 ticket = rig.exchanged(1, 10, 77);
-    rig.prove();
-    rig.exchange.setFinishing(true);
-    rig.pass(1600);
-    EXPECT_TRUE(rig.doubtful(ticket));
+    EXPECT_TRUE(rig.doubtful(unansweredAtTheEnd(rig, 1600)));
 }
 
 TEST(Exchange, AnExceptionAnswersAQuery) {
