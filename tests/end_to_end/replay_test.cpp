@@ -181,7 +181,8 @@ const Year YEARS[] = {
     {"FirstSecondWithoutASign", 2147483648U, "2038-01-19T03:14:08"},
     {"LeapDayOf2040", 2214137471U, "2040-02-29T14:11:11"},
     {"SummerOf2040", 2216376000U, "2040-03-26T12:00:00"},
-    {"EndOf2100", 4118169599U, "2100-07-01T23:59:59"},
+    // 2100 has no leap day. A program that starts then takes a second, and must not take it past midnight.
+    {"SummerOf2100", 4118165999U, "2100-07-01T22:59:59"},
     {"LastSecondOfAll", 4294967294U, "2106-02-07T06:28:14"},
 };
 
