@@ -297,8 +297,8 @@ void Exchange::awaitQuery(const StationRecord& station, qint64 nowUs) {
         case Purpose::Proof:
             deadlineUs_ = endUs + waitUs(station);
             // The last proof has the time of an operation, both kinds of query together.
-            if (schedule_.finishing() && (station.answersQueries() || station.queries > 1)) {
-                const qint64 firstUs = station.answersQueries() ? endUs : station.out[0].endUs;
+            if (schedule_.finishing() && (station.answeredKindOfLast() || station.queries > 1)) {
+                const qint64 firstUs = station.answeredKindOfLast() ? endUs : station.out[0].endUs;
                 deadlineUs_ = std::max(deadlineUs_, firstUs + boundUs());
             }
             break;
@@ -376,7 +376,8 @@ void Exchange::acceptData(int number, qint64 nowUs) {
     copies_.take(frame_, sequence_, nowUs);
     missEcho(station.sequence);
     if (!inTime) {
-        station.unproven = station.disturbed = true;
+        station.doubt();
+        station.disturbed = true;
         note(ExchangeNote::Late, number, afterUs);
     }
     if (!current) {
@@ -409,7 +410,12 @@ void Exchange::acceptQuery(int number, int index, qint64 nowUs) {
     note(ExchangeNote::QueryAnswer, number, afterUs, refusal ? -value : query.diagnostic ? 0 : value);
     (query.diagnostic ? station.diagnosticAnswered : station.statusAnswered) = true;
     (query.diagnostic ? station.diagnosticPassed : station.statusPassed) = 0;
-    station.diagnosticCounted = station.diagnosticCounted || (query.diagnostic && !refusal);
+    if (query.diagnostic) {
+        if (station.diagnosticCounted && refusal) {
+            station.disturb();
+        }
+        station.diagnosticCounted = !refusal;
+    }
     station.learnPace(afterUs);
     if (echo_ == Echo::Unknown && !query.diagnostic && query.sequence == sequence_ && !echoSeen_) {
         echo_ = Echo::No;
@@ -559,7 +565,8 @@ void Exchange::disturb(int number) {
     const int disturbed = stations_.at(number).functions != 0 && number > 0 ? number : other;
     schedule_.setDisturbed(disturbed);
     StationRecord& station = stations_.at(disturbed);
-    station.unproven = station.disturbed = true;
+    station.disturb();
+    station.disturbed = true;
     copies_.suspect(std::min(settings_.timeoutMs * qint64(100), PIECE_GAP_US));
 }
 
@@ -587,7 +594,8 @@ void Exchange::onDataDeadline(qint64 nowUs) {
 // The present request has no reply: a query tells whether one may still come.
 void Exchange::resolve(qint64 nowUs) {
     StationRecord& station = stations_.at(present_);
-    station.unproven = station.disturbed = true;
+    station.doubt();
+    station.disturbed = true;
     if (station.isDeaf()) {
         phase_ = Phase::Idle;
         idleSinceUs_ = nowUs;
@@ -621,7 +629,7 @@ void Exchange::onQueryDeadline(qint64 nowUs) {
         deadlineUs_ = longestUs;
         return;
     }
-    station.unproven = true;
+    station.doubt();
     if (echo_ == Echo::Unknown && !echoSeen_) {
         echo_ = Echo::No;
     }
@@ -631,7 +639,7 @@ void Exchange::onQueryDeadline(qint64 nowUs) {
         return;
     }
     if (schedule_.finishing() && purpose_ == Purpose::Proof && !plainQuery_) {
-        if (station.unpassed() == 1 && !station.answersQueries()) {
+        if (station.unpassed() == 1 && !station.answeredKindOfLast()) {
             sendAt(Next::Query, nowUs);
             return;
         }

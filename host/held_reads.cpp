@@ -45,11 +45,20 @@ void HeldReads::settle(quint64 ticket, bool good, ValueTable& table, std::vector
     while (first_ < held_.size() && held_[first_].ticket == 0) {
         ++first_;
     }
-    if (first_ == held_.size()) {
-        held_.clear();
-        items_.clear();
-        first_ = 0;
+    // No sooner, so that each is moved once at most.
+    if (first_ >= held_.size() - first_) {
+        forgetSettled();
     }
+}
+
+void HeldReads::forgetSettled() {
+    const std::size_t items = first_ < held_.size() ? held_[first_].firstItem : items_.size();
+    held_.erase(held_.begin(), held_.begin() + static_cast<std::ptrdiff_t>(first_));
+    items_.erase(items_.begin(), items_.begin() + static_cast<std::ptrdiff_t>(items));
+    for (Held& held : held_) {
+        held.firstItem -= items;
+    }
+    first_ = 0;
 }
 
 }  // namespace dx7

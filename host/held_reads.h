@@ -32,6 +32,7 @@ private:
         qint64 readUs = 0;
     };
     ReadItems itemsOf(const Held& held) const;
+    void forgetSettled();
 
     std::vector<Held> held_;
     std::size_t first_ = 0;  ///< Of held_: those before it are settled.

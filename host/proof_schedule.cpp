@@ -1,6 +1,7 @@
 #include "proof_schedule.h"
 
 #include <algorithm>
+#include <tuple>
 
 namespace dx7 {
 
@@ -33,17 +34,19 @@ bool ProofSchedule::proofDue(qint64 nowUs) const {
 }
 
 int ProofSchedule::nextInTurn(const QueryConditions& line, qint64 nowUs) const {
-    int first = 0;
-    int next = 0;
+    // Those that need answers of their own, then those that any answer proves; of either, the next in turn.
+    int best = 0;
+    const auto rank = [this](int number) {
+        return std::make_tuple(!stations_.at(number).needsOwn(), number <= turn_, number);
+    };
     for (const ProofWindow::Held& held : window_.held()) {
         const StationRecord& station = stations_.at(held.station);
-        if (!station.mayAsk(line, nowUs) && !(finishing_ && station.queries > 0)) {
-            continue;
+        const bool may = station.mayAsk(line, nowUs) || (finishing_ && station.queries > 0);
+        if (may && (best == 0 || rank(held.station) < rank(best))) {
+            best = held.station;
         }
-        int& best = held.station > turn_ ? next : first;
-        best = best == 0 ? held.station : std::min(best, held.station);
     }
-    return next > 0 ? next : first;
+    return best;
 }
 
 int ProofSchedule::station(const QueryConditions& line, qint64 nowUs) const {

@@ -17,8 +17,10 @@ quint64 ProofWindow::hold(int number, bool refusal) {
     const int function = byteAt(station.request, 1);
     const bool status = function == READ_EXCEPTION_STATUS;
     const bool mirror = !refusal && (function == 5 || function == 6);
-    held_.push_back(Held{++ticket_, station.sequence, number, status, mirror, false});
-    ++station.held;
+    held_.push_back(Held{++ticket_, station.sequence, number, status, mirror, false, 0});
+    if (++station.held == 1) {
+        station.oldestKinds = 0;
+    }
     station.heldMirrors += mirror ? 1 : 0;
     if (!status) {
         station.otherSequence = station.sequence;
@@ -85,15 +87,16 @@ bool ProofWindow::confirm(int number, quint64 ticket) {
 
 void ProofWindow::close(int number, const StatusQuery& query, bool alone, bool strangerNear) {
     StationRecord& proven = stations_.at(number);
-    proven.unproven = proven.statusData = false;
-    proven.proven = true;
-    if (disturbed_) {
-        disturbed_ = false;
-        return;
-    }
+    proven.statusData = false;
     if (!alone && strangerNear) {
         // Another master's query of the same kind has the same answer.
         settleAll(false);
+        disturbed_ = false;
+        return;
+    }
+    proven.noteProof(query.kind());
+    if (disturbed_) {
+        disturbed_ = false;
         return;
     }
     if (proven.forgotten && !proven.mayAnswerDiagnostics()) {
@@ -105,8 +108,8 @@ void ProofWindow::close(int number, const StatusQuery& query, bool alone, bool s
     ++cleanWindows_;
     limit_ = std::min(2 * limit_, int(MOST_HELD));
     std::size_t left = 0;
-    for (const Held& held : held_) {
-        const Verdict verdict = judge(held, number, query, alone, strangerNear);
+    for (Held& held : held_) {
+        const Verdict verdict = judge(held, number, query, strangerNear);
         if (verdict == Verdict::Open) {
             held_[left++] = held;
         } else {
@@ -116,11 +119,17 @@ void ProofWindow::close(int number, const StatusQuery& query, bool alone, bool s
     held_.resize(left);
     newcomers_ = std::any_of(held_.begin(), held_.end(),
                              [this](const Held& held) { return !stations_.at(held.station).proven; });
+    noteOldest();
     proven.closedSequence = query.sequence;
 }
 
-ProofWindow::Verdict ProofWindow::judge(const Held& held, int number, const StatusQuery& query, bool alone,
-                                        bool strangerNear) {
+void ProofWindow::noteOldest() {
+    for (auto held = held_.rbegin(); held != held_.rend(); ++held) {
+        stations_.at(held->station).oldestKinds = held->kinds;
+    }
+}
+
+ProofWindow::Verdict ProofWindow::judge(Held& held, int number, const StatusQuery& query, bool strangerNear) {
     StationRecord& proven = stations_.at(number);
     const StationRecord& holder = stations_.at(held.station);
     const bool mine = held.station == number;
@@ -129,18 +138,20 @@ ProofWindow::Verdict ProofWindow::judge(const Held& held, int number, const Stat
     }
     // The answer may be the reply to function code 7 that was asked for as data, unless a reply of another
     // kind came after that.
-    if (mine && held.status && !query.diagnostic && proven.otherSequence < held.sequence) {
+    if (mine && held.status && held.kinds == 0 && !query.diagnostic &&
+        proven.otherSequence < held.sequence) {
         if (!proven.mayAnswerDiagnostics() && held.sequence < proven.closedSequence) {
             return Verdict::Doubtful;
         }
         proven.statusData = true;
         return Verdict::Open;
     }
-    // Where the acknowledgement may be an echo, so may the answer.
-    if (held.mirror && query.diagnostic && alone && holder.mayAnswerStatus()) {
-        return strangerNear ? Verdict::Doubtful : Verdict::Open;
+    held.kinds |= query.kind();
+    if (strangerNear) {
+        // The counter alone tells; but where the acknowledgement may be an echo, so may the answer.
+        return held.mirror && holder.mayAnswerStatus() ? Verdict::Doubtful : Verdict::Good;
     }
-    return Verdict::Good;
+    return (holder.kinds() & ~held.kinds) == 0 && holder.established() ? Verdict::Good : Verdict::Open;
 }
 
 }  // namespace dx7

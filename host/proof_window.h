@@ -28,6 +28,7 @@ public:
         bool status = false;     ///< Function code 7, asked for as data.
         bool mirror = false;     ///< The acknowledgement of code 5 or 6, which an echo could be.
         bool confirmed = false;  ///< It came twice.
+        unsigned kinds = 0;      ///< The kinds of query that were answered after it, in their place.
     };
 
     /// `stations` outlives it.
@@ -65,7 +66,8 @@ private:
     void settleAll(bool good);
     /// What an answer in its place says of a held reply.
     enum class Verdict { Good, Doubtful, Open };
-    Verdict judge(const Held& held, int number, const StatusQuery& query, bool alone, bool strangerNear);
+    Verdict judge(Held& held, int number, const StatusQuery& query, bool strangerNear);
+    void noteOldest();
 
     StationLedger& stations_;
     std::vector<Held> held_;

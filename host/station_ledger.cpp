@@ -10,6 +10,8 @@ namespace {
 
 // A query of one kind that is passed as often is not answered by the station.
 constexpr int FEWEST_PASSED = 2;
+// A program that ended before may have left the answers to its last two queries behind, one of each kind.
+constexpr int ESTABLISHING_ANSWERS = 3;
 constexpr qint64 PACE_MEMORY = 16;
 // How often forget() looks.
 constexpr qint64 FORGET_INTERVAL_US = 50000;
@@ -96,7 +98,8 @@ void StationRecord::addQuery(const StatusQuery& query) {
     if (queries == static_cast<int>(out.size())) {
         std::copy(out.begin() + 1, out.end(), out.begin());
         --queries;
-        unproven = forgotten = true;
+        disturb();
+        forgotten = true;
     }
     out[static_cast<std::size_t>(queries++)] = query;
 }
@@ -129,6 +132,39 @@ void StationRecord::learnPace(qint64 afterUs) {
     slowUs = std::max(afterUs, slowUs - (slowUs - afterUs) / PACE_MEMORY);
 }
 
+void StationRecord::doubt() {
+    unproven = true;
+    provenKinds = 0;
+}
+
+void StationRecord::disturb() {
+    doubt();
+    answersInPlace = 0;
+}
+
+void StationRecord::noteProof(QueryKind kind) {
+    provenKinds |= kind;
+    ++answersInPlace;
+    const bool enough = diagnosticCounted ? kind == DIAGNOSTIC_QUERY : (kinds() & ~provenKinds) == 0;
+    if (enough && established()) {
+        unproven = false;
+        proven = true;
+    }
+}
+
+bool StationRecord::established() const {
+    return diagnosticCounted || answersInPlace >= ESTABLISHING_ANSWERS;
+}
+
+unsigned StationRecord::kinds() const {
+    return (mayAnswerStatus() ? STATUS_QUERY : 0U) | (mayAnswerDiagnostics() ? DIAGNOSTIC_QUERY : 0U);
+}
+
+bool StationRecord::answeredKindOfLast() const {
+    return queries > 0 && out[static_cast<std::size_t>(queries - 1)].diagnostic ? diagnosticAnswered
+                                                                                : statusAnswered;
+}
+
 bool StationRecord::mayAnswerStatus() const {
     return statusAnswered || statusPassed < FEWEST_PASSED;
 }
@@ -144,17 +180,16 @@ bool StationRecord::useDiagnostic(const QueryConditions& line) const {
     if (!mayAnswerStatus()) {
         return true;
     }
-    // The echo of the query itself does not prove that the acknowledgement was not an echo, too.
-    if (heldMirrors > 0 && !line.strangerNear && !owesStatus()) {
-        return false;
-    }
     // A reply to function code 7 that was asked for as data or by another master, or is owed, could pass for
     // the answer.
     if (statusData || owesStatus() || line.strangerNear) {
         return true;
     }
     // So would a refusal of code 8 for that of the next one.
-    return diagnosticNext && (diagnosticCounted || !owesDiagnostic());
+    if (owesDiagnostic() && !diagnosticCounted) {
+        return false;
+    }
+    return oldestKinds == STATUS_QUERY || (oldestKinds != DIAGNOSTIC_QUERY && diagnosticNext);
 }
 
 qint64 StationRecord::alikeUntilUs(const QueryConditions& line) const {
@@ -186,7 +221,7 @@ void StationLedger::reset() {
     for (StationRecord& station : stations_) {
         station.owesData = station.reported = false;
         station.queries = 0;
-        station.unproven = true;
+        station.disturb();
     }
 }
 
@@ -200,11 +235,13 @@ void StationLedger::forget(qint64 nowUs, int awaited, int queried) {
         const bool waitedFor = number == awaited && !station.reported;
         if (station.owesData && !waitedFor && nowUs - station.owedUs >= FORGET_US) {
             station.owesData = false;
-            station.unproven = station.forgotten = true;
+            station.disturb();
+            station.forgotten = true;
         }
         while (number != queried && station.queries > 0 && nowUs - station.out[0].endUs >= FORGET_US) {
             station.dropQueries(station.out[0].sequence, false);
-            station.unproven = station.forgotten = true;
+            station.disturb();
+            station.forgotten = true;
         }
     }
 }

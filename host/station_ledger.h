@@ -15,6 +15,12 @@ constexpr qint64 ASK_AGAIN_US = 3000000;
 /// What is owed for longer is not waited for any more.
 constexpr qint64 FORGET_US = 10000000;
 
+/// The two kinds of status query, as bits.
+enum QueryKind : unsigned {
+    STATUS_QUERY = 1,     ///< Read exception status, function code 7: its answer is like no echo.
+    DIAGNOSTIC_QUERY = 2  ///< Return query data, function code 8, with a counter: like no other answer.
+};
+
 /// The reply to these function codes may be the request itself.
 bool repliesLikeItself(int function);
 
@@ -32,6 +38,8 @@ struct StatusQuery {
     quint64 sequence = 0;
     bool passed = false;  ///< A later reply came before the answer.
     bool echoed = false;  ///< Its echo came.
+
+    QueryKind kind() const { return diagnostic ? DIAGNOSTIC_QUERY : STATUS_QUERY; }
 };
 
 /// One station. `sequence` counts the frames that were sent on the line.
@@ -60,13 +68,16 @@ struct StationRecord {
     int diagnosticPassed = 0;
 
     // What is proven of it.
-    bool unproven = true;  ///< It needs a query of its own.
-    bool proven = false;   ///< It has answered one in its place.
+    bool unproven = true;         ///< It needs queries of its own.
+    bool proven = false;          ///< It did not at least once.
+    unsigned provenKinds = 0;     ///< Those that it answered in their place since it became unproven.
+    int answersInPlace = 0;       ///< Since anything came from it that nothing had asked for.
     bool disturbed = false;
     bool forgotten = false;      ///< Something that it owed was forgotten, and it was not silent since.
     bool statusData = false;     ///< Function code 7 was asked for as data since the last proof.
     int held = 0;                ///< Its replies that are held.
     int heldMirrors = 0;         ///< Those of them that repeat their requests.
+    unsigned oldestKinds = 0;    ///< The kinds of query that were answered after the oldest of them.
     quint64 otherSequence = 0;   ///< Of the last reply to anything but function code 7.
     quint64 closedSequence = 0;  ///< Of the last query that was answered in its place.
 
@@ -101,8 +112,22 @@ struct StationRecord {
     /// One slow answer is not remembered for ever.
     void learnPace(qint64 afterUs);
 
-    /// It has answered one of either kind.
-    bool answersQueries() const { return statusAnswered || diagnosticAnswered; }
+    /// It came late or not at all: only its own answers prove what it sends, until they prove it, too.
+    void doubt();
+    /// Something came from it that nothing had asked for, or may come.
+    void disturb();
+    /// A query to it was answered in its place.
+    void noteProof(QueryKind kind);
+    /// It has answered so many queries that what came before was no left-over of earlier requests. The
+    /// answers of a station that counts are like no other.
+    bool established() const;
+    /// The only answers that prove its replies are its own.
+    bool needsOwn() const { return unproven || heldMirrors > 0; }
+
+    /// The kinds of query that it may answer, as far as is known.
+    unsigned kinds() const;
+    /// It has answered the last query's kind before.
+    bool answeredKindOfLast() const;
     /// Nothing shows yet that it does not answer function code 7, or 8.
     bool mayAnswerStatus() const;
     bool mayAnswerDiagnostics() const;

@@ -18,7 +18,7 @@ protected:
             if (!isQuery(request) && withoutQueries(line.requests).size() == lastAnswered + 1) {
                 line.close();
             } else {
-                line.arrive(device.answer(request), 5000);
+                line.arrive(device.answer(request), answerUs);
             }
         };
     }
@@ -36,12 +36,15 @@ protected:
 
     Rig rig;
     ScriptedDevice device;
+    qint64 answerUs = 5000;
     int lastAnswered = 1;  // The data request after this one finds the line closed when it has been sent.
     QVector<Transaction> ends;
 };
 
 TEST_F(AbandonTest, EachWriteIsDoneUnsettledOrNotSent) {
-    write("F:0.0.08,3=1,2,3");  // two requests
+    write("F:0.0.08,2=1,2");
+    EXPECT_TRUE(rig.runOperations());
+    write("F:0.0.10=3");
     write("F:3.0.25=4");
     run();
     ASSERT_EQ(ends.size(), 3);
@@ -97,14 +100,16 @@ TEST_F(AbandonTest, AnUnansweredReadLeavesNoWriteUnsettled) {
 
 TEST_F(AbandonTest, AReadKeepsWhatItHasAndSaysWhyNotTheRest) {
     OneShotRead read(rig.engine);
-    read.queue(notation().points(QStringList{QStringLiteral("F:0.0.08,4")}));
+    answerUs = 300000;
+    lastAnswered = 8;  // of ten requests, with queries of both kinds between them
+    read.queue(notation().points(QStringList{QStringLiteral("F:0.0.00,100")}));
     run();
     EXPECT_EQ(read.table().state(0).quality, Quality::Good);
-    EXPECT_EQ(read.table().state(1).quality, Quality::Good);
-    EXPECT_NE(read.table().state(2).quality, Quality::Good);
-    EXPECT_TRUE(read.cutShort(2));
-    EXPECT_FALSE(read.cutShort(1));
-    EXPECT_EQ(read.fault(3), QStringLiteral("the line was lost before that"));
+    EXPECT_EQ(read.table().state(9).quality, Quality::Good);
+    EXPECT_NE(read.table().state(80).quality, Quality::Good);
+    EXPECT_TRUE(read.cutShort(80));
+    EXPECT_FALSE(read.cutShort(9));
+    EXPECT_EQ(read.fault(99), QStringLiteral("the line was lost before that"));
 }
 
 // An operation that brought no sign of life may end those after it, from its own end.

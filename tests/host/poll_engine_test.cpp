@@ -177,7 +177,7 @@ TEST_F(PollEngineTest, WritesGoAheadOfPolling) {
     rig.runFor(300000);
     EXPECT_EQ(engine.pendingOperations(), 0);
     devices[1].registers[0xF000] = 77;
-    rig.runFor(1200000);
+    rig.runFor(2200000);
     EXPECT_EQ(rig.told(0).raw, 77u);
 }
 

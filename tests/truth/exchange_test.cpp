@@ -29,15 +29,140 @@ int kindOf(const QByteArray& query) {
     return byteAt(query, 1);
 }
 
-TEST(Exchange, AReplyIsHeldUntilAQueryIsAnswered) {
+TEST(Exchange, AReplyIsHeldUntilQueriesOfBothKindsAreAnswered) {
     ExchangeRig rig;
     const quint64 ticket = rig.exchanged(1, 10, 77);
     EXPECT_EQ(rig.ends.last().kind, ExchangeEnd::Reply);
     EXPECT_TRUE(rig.held(ticket));
-    rig.prove();
-    EXPECT_TRUE(rig.held(ticket));
-    rig.feed(answerTo(rig.sent.last()));
+    for (const int kind : {7, 8}) {
+        rig.prove();
+        EXPECT_EQ(kindOf(rig.sent.last()), kind);
+        EXPECT_TRUE(rig.held(ticket));
+        rig.feed(answerTo(rig.sent.last()));
+    }
     EXPECT_TRUE(rig.good(ticket));
+}
+
+// The four conversations in which an older answer to code 7 came in its place, too.
+
+TEST(Exchange, WhatAnEarlierProgramLeftBehindProvesNothing) {
+    for (const bool refuses8 : {false, true}) {
+        ExchangeRig rig;
+        rig.begin(readOf(1, 11));
+        rig.feed(valueOf(1, 77));
+        const quint64 ticket = rig.ends.last().ticket;
+        rig.prove();
+        rig.feed(frameOf("010711"));
+        rig.prove();
+        if (refuses8) {
+            // It had sent a query of either kind.
+            rig.feed(frameOf("018801"));
+            EXPECT_TRUE(rig.held(ticket));
+            rig.prove();
+        }
+        rig.feed(valueOf(1, 78));  // the reply
+        rig.feed(answerTo(rig.sent.last()));
+        EXPECT_TRUE(rig.doubtful(ticket));
+    }
+}
+
+TEST(Exchange, CopiesThatComeWhileAReplyIsMissingProveNothing) {
+    ExchangeRig rig;
+    introduce(rig, 1);
+    rig.exchanged(1, 10, 5);
+    rig.answered();
+    rig.exchanged(1, 11, 6);
+    rig.answered();
+    rig.exchanged(1, 10, 5);
+    rig.begin(readOf(1, 11));
+    rig.feed(valueOf(1, 5));  // copies from here on
+    const quint64 ticket = rig.ends.last().ticket;
+    for (int i = 0; i < 2; ++i) {
+        rig.prove();
+        rig.feed(frameOf("010711"));
+    }
+    rig.feed(valueOf(1, 6));  // the reply
+    rig.feed(answerTo(rig.sent.last()));
+    EXPECT_TRUE(rig.doubtful(ticket));
+}
+
+TEST(Exchange, TheRepliesOfAnotherMasterProveNothing) {
+    ExchangeRig rig;
+    introduce(rig, 1);
+    rig.begin(readOf(1, 10));
+    rig.feed(valueOf(1, 5));
+    const quint64 ticket = rig.ends.last().ticket;
+    for (const char* const answer : {"010711", "01080000FFFF"}) {
+        rig.prove();
+        rig.feed(frameOf(answer));
+    }
+    rig.feed(valueOf(1, 6));  // the host's own
+    rig.feed(answerTo(rig.sent.last()));
+    EXPECT_TRUE(rig.doubtful(ticket));
+}
+
+TEST(Exchange, AnOlderAcknowledgementProvesNoWrite) {
+    ExchangeRig rig;
+    introduce(rig, 1);
+    const QByteArray write = frameOf("0110001000020400010002");
+    const QByteArray acknowledgement = frameOf("011000100002");
+    rig.begin(write, 8);
+    rig.feed(acknowledgement);
+    rig.proven();
+    EXPECT_TRUE(rig.good(rig.ends.last().ticket));
+    rig.begin(frameOf("0110001000020400030004"), 8);
+    rig.feed(acknowledgement);  // its copy
+    const quint64 ticket = rig.ends.last().ticket;
+    for (int i = 0; i < 2; ++i) {
+        rig.prove();
+        rig.feed(frameOf("010711"));
+    }
+    rig.feed(frameOf("019004"));  // the refusal
+    rig.feed(answerTo(rig.sent.last()));
+    EXPECT_TRUE(rig.doubtful(ticket));
+}
+
+TEST(Exchange, AStationThatRefusesCode8AnswersThreeTimesBeforeItsFirstReplyIsGood) {
+    ExchangeRig rig;
+    const auto answer = [&rig] {
+        rig.prove();
+        const QByteArray query = rig.sent.last();
+        rig.feed(kindOf(query) == 8 ? frameOf("018801") : answerTo(query));
+    };
+    const auto answersUntilGood = [&](int value) {
+        const quint64 ticket = rig.exchanged(1, 10, value);
+        int answers = 0;
+        for (; rig.held(ticket) && answers < 9; ++answers) {
+            answer();
+        }
+        EXPECT_TRUE(rig.good(ticket));
+        return answers;
+    };
+    EXPECT_EQ(answersUntilGood(1), 3);
+    EXPECT_EQ(answersUntilGood(2), 2);
+    rig.exchanged(1, 10, 8);
+    rig.feed(valueOf(1, 9));  // surplus
+    answer();
+    EXPECT_EQ(answersUntilGood(3), 2) << "one more was needed to end the disturbance";
+}
+
+TEST(Exchange, AtTheEndAStationThatIgnoresCode8IsAskedByCode7Again) {
+    ExchangeRig rig;
+    const quint64 ticket = rig.exchanged(1, 10, 77);
+    const qint64 beganUs = rig.nowUs;
+    rig.exchange.setFinishing(true);
+    QVector<int> kinds;
+    for (int i = 0; i < 9 && rig.held(ticket); ++i) {
+        const int sent = rig.sent.size();
+        rig.exchange.prove(rig.nowUs);
+        rig.pass(1);
+        while (rig.sent.size() > sent && kindOf(rig.sent.last()) == 8) {
+            rig.pass(510);
+        }
+        rig.feed(answerTo(rig.sent.last()));
+    }
+    EXPECT_TRUE(rig.good(ticket));
+    EXPECT_LT(rig.nowUs - beganUs, 1200000) << "one time-out for each query that it ignored";
 }
 
 TEST(Exchange, AnythingInBetweenMakesDoubtfulWhatIsHeld) {
@@ -59,7 +184,7 @@ TEST(Exchange, WhatComesAfterADisturbanceIsProvenByTheQueryAfterIt) {
     rig.feed(valueOf(1, 78));
     const quint64 disturbed = rig.exchanged(1, 10, 77);
     EXPECT_TRUE(rig.doubtful(disturbed));
-    rig.proven();
+    rig.answered();
     const quint64 ticket = rig.exchanged(1, 10, 77);
     rig.proven();
     EXPECT_TRUE(rig.good(ticket));
@@ -81,8 +206,10 @@ TEST(Exchange, AStationThatWasNeverProvenNeedsAQueryOfItsOwn) {
     introduce(rig, 1);
     const quint64 two = rig.exchanged(2, 10, 78);
     const quint64 one = rig.exchanged(1, 10, 77);
-    rig.proven();
-    EXPECT_EQ(byteAt(rig.sent.last(), 0), 2);
+    for (int i = 0; i < 2; ++i) {
+        rig.answered();
+        EXPECT_EQ(byteAt(rig.sent.last(), 0), 2);
+    }
     EXPECT_TRUE(rig.good(one));
     EXPECT_TRUE(rig.good(two));
 }
@@ -117,6 +244,7 @@ TEST(Exchange, ALateReplyIsTheReply) {
     EXPECT_EQ(rig.exchange.reply(), valueOf(1, 77));
     EXPECT_EQ(rig.count(ExchangeNote::Late), 1);
     rig.feed(answerTo(rig.sent.last()));
+    rig.proven();
     EXPECT_TRUE(rig.good(rig.ends.last().ticket));
 }
 
@@ -195,7 +323,7 @@ TEST(Exchange, TheTwoKindsOfQueryTakeTurns) {
     QVector<int> kinds;
     for (int i = 0; i < 6; ++i) {
         rig.exchanged(1, 10, i);
-        rig.proven();
+        rig.answered();
         kinds += kindOf(rig.sent.last());
     }
     EXPECT_EQ(kinds, (QVector<int>{7, 8, 7, 8, 7, 8}));
@@ -212,7 +340,7 @@ TEST(Exchange, TheCounterOfTheQueriesNeverRepeats) {
             queries += rig.sent.last();
         }
     }
-    EXPECT_EQ(queries.size(), 5);
+    EXPECT_EQ(queries.size(), 10);
 }
 
 TEST(Exchange, ACopyOfAnAnswerIsNoneToTheNextQuery) {
@@ -243,6 +371,10 @@ TEST(Exchange, TheLastProofIsWaitedForAsLongAsAnOperation) {
     EXPECT_TRUE(rig.held(ticket));
     ASSERT_EQ(rig.sent.size(), 3) << "the request and two unlike queries";
     rig.feed(answerTo(rig.sent.last()));
+    rig.exchange.prove(rig.nowUs);
+    rig.pass(600);
+    EXPECT_EQ(kindOf(rig.sent.last()), 7);
+    rig.feed(answerTo(rig.sent.last()));
     EXPECT_TRUE(rig.good(ticket));
 }
 
@@ -256,6 +388,7 @@ TEST(Exchange, AnExceptionAnswersAQuery) {
     const quint64 ticket = rig.exchanged(1, 10, 77);
     rig.prove();
     rig.feed(frameOf("018701"));
+    rig.answered();
     EXPECT_TRUE(rig.good(ticket));
 }
 
@@ -287,9 +420,12 @@ TEST(Exchange, EchoIsStrippedByContent) {
     rig.feed(valueOf(1, 77));
     ASSERT_EQ(rig.ends.size(), 1);
     EXPECT_EQ(rig.ends.last().kind, ExchangeEnd::Reply);
-    rig.prove();
-    rig.feed(rig.sent.last());
-    rig.feed(answerTo(rig.sent.last()));
+    for (int i = 0; i < 2; ++i) {
+        rig.prove();
+        rig.feed(rig.sent.last());
+        EXPECT_TRUE(rig.held(rig.ends.last().ticket)) << "the echo is no answer";
+        rig.feed(answerTo(rig.sent.last()));
+    }
     EXPECT_TRUE(rig.good(rig.ends.last().ticket));
 }
 
@@ -425,9 +561,11 @@ TEST(Exchange, CodeSevenAsDataIsNotProvenByCodeSevenAlone) {
     rig.prove();
     ASSERT_EQ(kindOf(rig.sent.last()), 7);
     rig.feed(frameOf("010744"));
-    EXPECT_TRUE(rig.held(ticket));
-    rig.proven();
-    EXPECT_EQ(kindOf(rig.sent.last()), 8);
+    for (const int kind : {8, 7}) {
+        EXPECT_TRUE(rig.held(ticket));
+        rig.answered();
+        EXPECT_EQ(kindOf(rig.sent.last()), kind);
+    }
     EXPECT_TRUE(rig.good(ticket));
 }
 
