@@ -30,7 +30,16 @@ bool ProofSchedule::disturbedToAsk() const {
 
 bool ProofSchedule::proofDue(qint64 nowUs) const {
     const bool soon = (cycleEnded_ || window_.full()) && !window_.trusted();
-    return finishing_ || soon || nowUs - queryUs_ >= PROOF_INTERVAL_US;
+    return finishing_ || soon || nowUs - queryUs_ >= PROOF_INTERVAL_US || introducing();
+}
+
+// A station has answered one query in its place, and was never proven.
+bool ProofSchedule::introducing() const {
+    return window_.newcomers() &&
+           std::any_of(window_.held().begin(), window_.held().end(), [this](const auto& held) {
+               const StationRecord& station = stations_.at(held.station);
+               return !station.proven && station.provenKinds != 0 && station.queries == 0;
+           });
 }
 
 int ProofSchedule::nextInTurn(const QueryConditions& line, qint64 nowUs) const {

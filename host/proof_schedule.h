@@ -8,8 +8,9 @@
 
 namespace dx7 {
 
-/// At once after a disturbance and to a station that owes a reply; at the end of each cycle until the line
-/// can be trusted; once a second while anything is held. The stations take turns.
+/// At once after a disturbance, to a station that owes a reply, and to one that has answered its first query;
+/// at the end of each cycle until the line can be trusted; once a second while anything is held. The stations
+/// take turns.
 class ProofSchedule {
 public:
     /// Both outlive it.
@@ -36,6 +37,7 @@ public:
 
 private:
     bool proofDue(qint64 nowUs) const;
+    bool introducing() const;
     int nextInTurn(const QueryConditions& line, qint64 nowUs) const;
     bool disturbedToAsk() const;
 

@@ -52,6 +52,8 @@ public:
     /// What is held is doubtful, and a new window begins.
     void reset();
 
+    /// A reply of a station that was never proven is held.
+    bool newcomers() const { return newcomers_; }
     /// Enough is held for a query of its own.
     bool full() const { return static_cast<int>(held_.size()) >= limit_; }
     /// The line was undisturbed for so long that a query now and then is enough.

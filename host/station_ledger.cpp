@@ -79,13 +79,10 @@ int StationRecord::answeredQuery(const QByteArray& frame, bool echoes) const {
     for (int i = 0; i < queries; ++i) {
         const StatusQuery& query = out[static_cast<std::size_t>(i)];
         const int asked = query.diagnostic ? DIAGNOSTICS : READ_EXCEPTION_STATUS;
-        if (echoes && query.diagnostic && !query.echoed) {
-            continue;
-        }
         const bool refusal = function == (asked | EXCEPTION_BIT);
-        const bool answer =
-            function == asked &&
-            (!query.diagnostic || (wordAt(frame, 2) == 0 && wordAt(frame, 4) == query.counter));
+        const bool counted = wordAt(frame, 2) == 0 && wordAt(frame, 4) == query.counter;
+        const bool echo = echoes && !query.echoed;
+        const bool answer = function == asked && (!query.diagnostic || (counted && !echo));
         if (refusal || answer) {
             return i;
         }

@@ -4,6 +4,8 @@
 #include <cstdio>
 #include <cstdlib>
 #include <ctime>
+#include <regex>
+#include <string>
 #include <thread>
 
 #include "rig.h"
@@ -215,8 +217,10 @@ TEST(DeadStation, IsBackWithinOneProbeOfAnswering) {
         long count = -1;
         for (std::string line = rig.device().readLine(); line.rfind("faults made", 0) != 0 && !line.empty();
              line = rig.device().readLine()) {
-            if (line.rfind("station 2", 0) == 0) {
-                count = numberBehind(line, "exceptions, ");
+            std::smatch found;
+            if (line.rfind("station 2", 0) == 0 &&
+                std::regex_search(line, found, std::regex("([0-9]+) unanswered"))) {
+                count = std::stol(found[1]);
             }
         }
         return count;

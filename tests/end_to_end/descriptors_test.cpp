@@ -80,7 +80,7 @@ TEST_P(ClosedDescriptors, LetNothingIntoASerialPort) {
     Rig rig(Carrier::PseudoTerminal);
     EXPECT_EQ(exitCode(), dx7({"read", "F:3.0.25", "--serial", rig.line()[1]}).exitCode);
     const std::string seen = rig.stopDevice();
-    EXPECT_NE(std::string::npos, seen.find("station 1: 2 requests (FC 3: 1, FC 7: 1)")) << seen;
+    EXPECT_NE(std::string::npos, seen.find("station 1: 4 requests (FC 3: 1, FC 7: 2, FC 8: 1)")) << seen;
     EXPECT_NE(std::string::npos,
               seen.find("not for us: 0 requests to other stations, 0 frames that are no requests, "
                         "0 stray bytes"))

@@ -243,8 +243,8 @@ TEST_F(Disk, ARecordingMayGoIntoAPipe) {
     words.insert(words.end(), command.begin(), command.end());
     const Finished run = runToEnd(words);
     EXPECT_EQ(0, run.exitCode) << run.errors;
-    EXPECT_EQ(4U, jsonLines(runToEnd(dx7Words({"replay", "--json", recording})).output).size())
-        << "a read and a status query";
+    EXPECT_EQ(8U, jsonLines(runToEnd(dx7Words({"replay", "--json", recording})).output).size())
+        << "a read and three status queries";
 }
 
 TEST_F(Disk, ARecordingWhoseReaderLeavesEndsTheCommand) {

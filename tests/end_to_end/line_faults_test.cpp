@@ -141,7 +141,9 @@ TEST_P(SaveOnALineWithFaults, SavesNoWrongParameter) {
 
 TEST_P(LineFaults, ReportNoWriteThatIsNot) {
     const int before = held("F:4.0.21");
-    const Finished run = rig.dx7({"write", "--verify", "--json", "F:3.0.20=11", "F:4.0.21=22"});
+    // Four requests with their proofs, where each answer may take 0.8 s.
+    const Finished run =
+        runToEnd(rig.command({"write", "--verify", "--json", "F:3.0.20=11", "F:4.0.21=22"}), 30000);
     bool done = true;
     for (const Json& object : jsonLines(run.output)) {
         const std::string item = object.at("item");

@@ -202,7 +202,7 @@ TEST_P(Tshark, DecodesEveryWrite) {
     const std::vector<Packet> packets = withoutQueries(all);
     ASSERT_EQ(6U, packets.size());
     EXPECT_EQ("01 07 41 E2", replayed[0].at("bytes")) << "it tells whether the adapter echoes";
-    EXPECT_EQ(14U, all.size()) << "and a query after each write";
+    EXPECT_EQ(20U, all.size()) << "and queries of both kinds after each write";
     const int functions[] = {5, 5, 6, 6, 16, 16};
     const int addresses[] = {0x1021, 0x1021, 0x1301, 0x1301, 0xE010, 0xE010};
     for (std::size_t i = 0; i < packets.size(); ++i) {
@@ -265,8 +265,8 @@ TEST_P(Replay, PrintsARecordingLegibly) {
         << run.output;
     EXPECT_TRUE(std::regex_search(run.output, std::regex("<- [^\n]*exception 2 \\(illegal data address\\)")))
         << run.output;
-    EXPECT_EQ(8, std::count(run.output.begin(), run.output.end(), '\n'))
-        << "two reads and two status queries:\n"
+    EXPECT_EQ(14, std::count(run.output.begin(), run.output.end(), '\n'))
+        << "two reads, and queries of both kinds after each, one more after the first:\n"
         << run.output;
 }
 
@@ -278,11 +278,11 @@ TEST_P(Replay, PrintsARecordingThatBreaksOffAsFarAsItGoes) {
     writeFile(file, whole.substr(0, whole.size() - 5));
     const Finished run = runToEnd(dx7Words({"replay", file}));
     EXPECT_EQ(1, run.exitCode);
-    EXPECT_EQ(3, std::count(run.output.begin(), run.output.end(), '\n')) << run.output;
+    EXPECT_EQ(7, std::count(run.output.begin(), run.output.end(), '\n')) << run.output;
     EXPECT_TRUE(std::regex_match(run.errors,
-                                 std::regex("dx7: [^\n]*line\\.pcap breaks off after 3 frames: [^\n]+\n")))
+                                 std::regex("dx7: [^\n]*line\\.pcap breaks off after 7 frames: [^\n]+\n")))
         << run.errors;
-    EXPECT_EQ(3U, jsonLines(runToEnd(dx7Words({"replay", "--json", file})).output).size());
+    EXPECT_EQ(7U, jsonLines(runToEnd(dx7Words({"replay", "--json", file})).output).size());
 }
 
 /// The command in a shell that takes a setting first.

@@ -189,6 +189,11 @@ void MonitorWatch::recover() {
 
 void MonitorWatch::finish() {
     m_monitor->signal(SIGINT);
+    // What is proven at the end is more than a pipe holds.
+    for (std::string line = m_monitor->readLine(SILENCE_MS_AT_MOST); !line.empty();
+         line = m_monitor->readLine(SILENCE_MS_AT_MOST)) {
+        take(Json::parse(line));
+    }
     const Finished end = m_monitor->finish(SILENCE_MS_AT_MOST);
     std::istringstream lines(end.output);
     for (std::string line; std::getline(lines, line);) {
