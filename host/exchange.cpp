@@ -371,7 +371,10 @@ void Exchange::acceptData(int number, qint64 nowUs) {
     const bool current = present_ == number && !station.reported;
     station.owesData = false;
     const qint64 patienceUs = waitUs(station) + lineTimeUs(settings_, station.expectLen);
-    station.passQueries(afterUs <= patienceUs && !window_.disturbed() && !strangerNear(nowUs));
+    const bool undisturbed = afterUs <= patienceUs && !window_.disturbed() && !strangerNear(nowUs);
+    if (station.mayHaveSlipped(station.passQueries(undisturbed))) {
+        disturb(number);
+    }
     station.learnPace(afterUs);
     copies_.take(frame_, sequence_, nowUs);
     missEcho(station.sequence);
@@ -436,7 +439,9 @@ void Exchange::acceptQuery(int number, int index, qint64 nowUs) {
     if (station.owesData && station.sequence < query.sequence) {
         loseData(number);
     }
-    station.dropQueries(query.sequence, !window_.disturbed());
+    if (station.mayHaveSlipped(station.dropQueries(query.sequence, !window_.disturbed()))) {
+        disturb(number);
+    }
     if (station.queries == 0) {
         window_.close(number, query, !refusal && query.diagnostic, strangerNear(nowUs));
         if (phase_ == Phase::Query && queried_ == number) {

@@ -17,7 +17,7 @@ quint64 ProofWindow::hold(int number, bool refusal) {
     const int function = byteAt(station.request, 1);
     const bool status = function == READ_EXCEPTION_STATUS;
     const bool mirror = !refusal && (function == 5 || function == 6);
-    held_.push_back(Held{++ticket_, station.sequence, number, status, mirror, false, 0});
+    held_.push_back(Held{++ticket_, station.sequence, number, status, mirror, false, 0, 0});
     if (++station.held == 1) {
         station.oldestKinds = 0;
     }
@@ -131,15 +131,14 @@ void ProofWindow::noteOldest() {
 
 ProofWindow::Verdict ProofWindow::judge(Held& held, int number, const StatusQuery& query, bool strangerNear) {
     StationRecord& proven = stations_.at(number);
-    const StationRecord& holder = stations_.at(held.station);
+    StationRecord& holder = stations_.at(held.station);
     const bool mine = held.station == number;
     if (held.sequence >= query.sequence || (!mine && (held.mirror || holder.unproven))) {
         return Verdict::Open;
     }
     // The answer may be the reply to function code 7 that was asked for as data, unless a reply of another
     // kind came after that.
-    if (mine && held.status && held.kinds == 0 && !query.diagnostic &&
-        proven.otherSequence < held.sequence) {
+    if (mine && held.status && held.kinds == 0 && !query.diagnostic && proven.otherSequence < held.sequence) {
         if (!proven.mayAnswerDiagnostics() && held.sequence < proven.closedSequence) {
             return Verdict::Doubtful;
         }
@@ -147,11 +146,16 @@ ProofWindow::Verdict ProofWindow::judge(Held& held, int number, const StatusQuer
         return Verdict::Open;
     }
     held.kinds |= query.kind();
+    ++held.answers;
     if (strangerNear) {
         // The counter alone tells; but where the acknowledgement may be an echo, so may the answer.
         return held.mirror && holder.mayAnswerStatus() ? Verdict::Doubtful : Verdict::Good;
     }
-    return (holder.kinds() & ~held.kinds) == 0 && holder.established() ? Verdict::Good : Verdict::Open;
+    if ((holder.kinds() & ~held.kinds) != 0) {
+        return Verdict::Open;
+    }
+    holder.noteInStep(held.answers);
+    return holder.established() ? Verdict::Good : Verdict::Open;
 }
 
 }  // namespace dx7

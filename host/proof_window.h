@@ -29,6 +29,7 @@ public:
         bool mirror = false;     ///< The acknowledgement of code 5 or 6, which an echo could be.
         bool confirmed = false;  ///< It came twice.
         unsigned kinds = 0;      ///< The kinds of query that were answered after it, in their place.
+        int answers = 0;         ///< Their number.
     };
 
     /// `stations` outlives it.

@@ -10,7 +10,8 @@ namespace {
 
 // A query of one kind that is passed as often is not answered by the station.
 constexpr int FEWEST_PASSED = 2;
-// A program that ended before may have left the answers to its last two queries behind, one of each kind.
+// A program that ended before may have left a reply and the answers to two queries behind, one of each kind:
+// in place of a third comes the reply to the first request of this one.
 constexpr int ESTABLISHING_ANSWERS = 3;
 constexpr qint64 PACE_MEMORY = 16;
 // How often forget() looks.
@@ -101,28 +102,43 @@ void StationRecord::addQuery(const StatusQuery& query) {
     out[static_cast<std::size_t>(queries++)] = query;
 }
 
-void StationRecord::passQueries(bool count) {
+unsigned StationRecord::passQueries(bool count) {
+    unsigned kinds = 0;
     for (int i = 0; i < queries; ++i) {
         StatusQuery& query = out[static_cast<std::size_t>(i)];
         if (query.sequence > sequence || query.passed) {
             continue;
         }
         query.passed = true;
+        kinds |= query.kind();
         (query.diagnostic ? diagnosticPassed : statusPassed) += count ? 1 : 0;
     }
+    return kinds;
 }
 
-void StationRecord::dropQueries(quint64 upTo, bool count) {
+unsigned StationRecord::dropQueries(quint64 upTo, bool count) {
+    unsigned kinds = 0;
     int left = 0;
     for (int i = 0; i < queries; ++i) {
         const StatusQuery query = out[static_cast<std::size_t>(i)];
         if (query.sequence > upTo) {
             out[static_cast<std::size_t>(left++)] = query;
         } else if (query.sequence < upTo && !query.passed) {
+            kinds |= query.kind();
             (query.diagnostic ? diagnosticPassed : statusPassed) += count ? 1 : 0;
         }
     }
     queries = left;
+    return kinds;
+}
+
+bool StationRecord::mayHaveSlipped(unsigned missing) {
+    const unsigned answered =
+        (statusAnswered ? STATUS_QUERY : 0U) | (diagnosticAnswered ? DIAGNOSTIC_QUERY : 0U);
+    missedKinds |= missing;
+    const bool slipped = !diagnosticCounted && (missedKinds & answered) != 0;
+    missedKinds &= ~answered;
+    return slipped;
 }
 
 void StationRecord::learnPace(qint64 afterUs) {
@@ -136,12 +152,11 @@ void StationRecord::doubt() {
 
 void StationRecord::disturb() {
     doubt();
-    answersInPlace = 0;
+    inStep = false;
 }
 
 void StationRecord::noteProof(QueryKind kind) {
     provenKinds |= kind;
-    ++answersInPlace;
     const bool enough = diagnosticCounted ? kind == DIAGNOSTIC_QUERY : (kinds() & ~provenKinds) == 0;
     if (enough && established()) {
         unproven = false;
@@ -149,8 +164,12 @@ void StationRecord::noteProof(QueryKind kind) {
     }
 }
 
-bool StationRecord::established() const {
-    return diagnosticCounted || answersInPlace >= ESTABLISHING_ANSWERS;
+void StationRecord::noteInStep(int answers) {
+    if (!established() && answers >= ESTABLISHING_ANSWERS) {
+        inStep = true;
+        unproven = false;
+        proven = true;
+    }
 }
 
 unsigned StationRecord::kinds() const {

@@ -68,10 +68,11 @@ struct StationRecord {
     int diagnosticPassed = 0;
 
     // What is proven of it.
-    bool unproven = true;         ///< It needs queries of its own.
-    bool proven = false;          ///< It did not at least once.
-    unsigned provenKinds = 0;     ///< Those that it answered in their place since it became unproven.
-    int answersInPlace = 0;       ///< Since anything came from it that nothing had asked for.
+    bool unproven = true;      ///< It needs queries of its own.
+    bool proven = false;       ///< It did not at least once.
+    unsigned provenKinds = 0;  ///< Those that it answered in their place since it became unproven.
+    bool inStep = false;       ///< See established().
+    unsigned missedKinds = 0;  ///< Those that went unanswered; see mayHaveSlipped().
     bool disturbed = false;
     bool forgotten = false;      ///< Something that it owed was forgotten, and it was not silent since.
     bool statusData = false;     ///< Function code 7 was asked for as data since the last proof.
@@ -105,10 +106,16 @@ struct StationRecord {
     /// Takes note of a query that was sent.
     void addQuery(const StatusQuery& query);
     /// A reply came without the answers to the queries before its request. They stay owed, for it may be the
-    /// reply to an earlier request. `count`: nothing speaks against that they will not come.
-    void passQueries(bool count);
-    /// The answers up to this one will not come any more. `count`: see passQueries().
-    void dropQueries(quint64 upTo, bool count);
+    /// reply to an earlier request. `count`: nothing speaks against that they will not come. Returns the
+    /// kinds of those queries.
+    unsigned passQueries(bool count);
+    /// The answers up to this one will not come any more. `count`: see passQueries(). Returns the kinds of
+    /// the queries before it, without those that were passed.
+    unsigned dropQueries(quint64 upTo, bool count);
+    /// Answers of these kinds are missing. Whether what came since may belong to earlier requests: the
+    /// station does answer such queries, as is known now, but does not count, so that nothing else would
+    /// tell.
+    bool mayHaveSlipped(unsigned missing);
     /// One slow answer is not remembered for ever.
     void learnPace(qint64 afterUs);
 
@@ -118,9 +125,11 @@ struct StationRecord {
     void disturb();
     /// A query to it was answered in its place.
     void noteProof(QueryKind kind);
-    /// It has answered so many queries that what came before was no left-over of earlier requests. The
-    /// answers of a station that counts are like no other.
-    bool established() const;
+    /// So many queries were answered after one of its replies that no left-over of earlier requests can be
+    /// what it answers. The answers of a station that counts are like no other.
+    bool established() const { return diagnosticCounted || inStep; }
+    /// `answers`: how many queries it answered after a reply of its own, of all its kinds.
+    void noteInStep(int answers);
     /// The only answers that prove its replies are its own.
     bool needsOwn() const { return unproven || heldMirrors > 0; }
 

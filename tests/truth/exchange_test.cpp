@@ -143,7 +143,7 @@ TEST(Exchange, AStationThatRefusesCode8AnswersThreeTimesBeforeItsFirstReplyIsGoo
     rig.exchanged(1, 10, 8);
     rig.feed(valueOf(1, 9));  // surplus
     answer();
-    EXPECT_EQ(answersUntilGood(3), 2) << "one more was needed to end the disturbance";
+    EXPECT_EQ(answersUntilGood(3), 3) << "besides the one that ended the disturbance";
 }
 
 TEST(Exchange, AtTheEndAStationThatIgnoresCode8IsAskedByCode7Again) {

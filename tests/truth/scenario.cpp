@@ -70,7 +70,7 @@ void addStations(Scenario& scenario, Random& random) {
 
 Fault randomFault(Random& random) {
     Fault fault;
-    fault.kind = static_cast<Fault::Kind>(random.between(Fault::Delay, Fault::LeftOver));
+    fault.kind = static_cast<Fault::Kind>(random.between(Fault::Delay, Fault::Stall));
     fault.seed = random.next();
     const int lags[] = {0, 5, 50, 300, 900};
     const int shares[] = {1, 5, 20, 50, 100};
@@ -110,7 +110,11 @@ Fault randomFault(Random& random) {
             break;
         case Fault::LeftOver:
             fault.a = random.between(0, 600);
-            fault.b = random.between(0, 1);
+            fault.b = random.between(0, 7);
+            break;
+        case Fault::Stall:
+            fault.a = random.between(50, 3000);
+            fault.percent = oneOf(random, shares);
             break;
     }
     return fault;
@@ -199,7 +203,7 @@ QVector<Scenario> allSurvivable() {
 }
 
 const char* const KIND_NAMES[] = {"delay",         "growing delay", "random delay", "doubled", "one behind",
-                                  "second master", "echo",          "loss",         "damage",  "left over"};
+                                  "second master", "echo",          "loss",         "damage",  "left over", "stall"};
 
 }  // namespace
 

@@ -21,9 +21,11 @@ struct Fault {
         Echo,          // `percent` of the requests come back.
         Loss,          // `percent` of the frames get lost: `a` 0 = requests, 1 = replies, 2 = both.
         Damage,        // `percent` of the replies are damaged: `a` 0 = bits, 1 = cut, 2 = noise, 3 = any.
-        LeftOver       // The reply to an earlier program's request, `a` ms after the first request; `b` = 1:
-                       // of the same item.
+        LeftOver,      // The reply to an earlier program's request, `a` ms after the first request; `b`: see
+                       // LeftOverFlag.
+        Stall          // `percent` of the requests take `a` ms more.
     };
+    enum LeftOverFlag { OfTheItem = 1, Status = 2, Diagnostic = 4 };  // The answers to its queries follow.
     enum MasterFlag { Visible = 1, JustBefore = 2, JustAfter = 4, SameItem = 8, Queries = 16, Writes = 32 };
     Kind kind = Delay;
     int a = 0;

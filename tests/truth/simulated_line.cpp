@@ -3,6 +3,7 @@
 #include <algorithm>
 
 #include "rtu_frame.h"
+#include "station_ledger.h"
 
 namespace truth {
 
@@ -266,6 +267,8 @@ qint64 SimulatedLine::extraUs(qint64 nowUs) {
                                         std::max<qint64>(scenario_.durationUs, 1);
         } else if (fault.kind == Fault::RandomDelay) {
             extra += active.random.between(0, fault.a) * MS;
+        } else if (fault.kind == Fault::Stall && active.random.chance(fault.percent)) {
+            extra += fault.a * MS;
         }
     }
     return extra;
@@ -457,18 +460,32 @@ void SimulatedLine::askAsMaster(Active& active, qint64 atUs) {
          atUs);
 }
 
-// An earlier program asked for the same, or for another item, and its reply comes now.
+// An earlier program asked for the same, or for another item, and its reply comes now, and then the answers
+// to its queries. The station is busy with them.
 void SimulatedLine::leaveOver(Active& active, const QByteArray& request, qint64 nowUs) {
     const int function = dx7::byteAt(request, 1);
     QByteArray old = request;
     old.chop(2);
-    if (active.fault.b == 0 && old.size() > 3 && !dx7::isWriteFunction(function)) {
+    if ((active.fault.b & Fault::OfTheItem) == 0 && old.size() > 3 && !dx7::isWriteFunction(function)) {
         old[3] = static_cast<char>(old.at(3) + 1);
     }
     const QByteArray reply = dx7::isWriteFunction(function)           ? withCrc(old.left(6))
                              : function == dx7::READ_EXCEPTION_STATUS ? withCrc(old + QByteArray(1, '\x5A'))
                                                                       : readReply(withCrc(old));
-    push(nowUs + active.fault.a * MS, Event::Ready, reply, Origin::Old, nowUs);
+    qint64 atUs = nowUs + active.fault.a * MS;
+    push(atUs, Event::Ready, reply, Origin::Old, nowUs);
+    const int station = dx7::byteAt(request, 0);
+    const QByteArray code7 = withCrc(request.left(1) + char(dx7::READ_EXCEPTION_STATUS));
+    const QByteArray code8 =
+        withCrc(request.left(1) + char(dx7::DIAGNOSTICS) + QByteArray("\0\0\x12\x34", 4));
+    const int follows[] = {Fault::Status, Fault::Diagnostic};
+    for (const int flag : follows) {
+        if ((active.fault.b & flag) != 0 && station >= 1 && station <= scenario_.stations.size()) {
+            atUs += active.random.between(1, 300) * MS;
+            push(atUs, Event::Ready, answer(flag == Fault::Status ? code7 : code8, atUs), Origin::Old, nowUs);
+        }
+    }
+    busyUntilUs_[station] = lineUntilUs_ = std::max(lineUntilUs_, atUs);
 }
 
 // What the oracle asks.
@@ -514,13 +531,14 @@ bool SimulatedLine::undecidable(const QByteArray& shape, qint64 fromUs, qint64 t
     const QByteArray refused = shape.left(1) + char(dx7::byteAt(shape, 1) | dx7::EXCEPTION_BIT);
     const bool put =
         within(inserted_, shape, fromUs - onLineUs) || within(inserted_, refused, fromUs - onLineUs);
-    const bool uncounted = kind.refuses8 && within(inserted_, shape, 0) &&
-                           (within(inserted_, status, 0) || within(inserted_, refusal, 0));
+    const bool uncounted = kind.refuses8 && within(inserted_, shape, 0) && within(inserted_, status, 0) &&
+                           within(inserted_, refusal, 0);
     // A surplus answer to code 7 shifts those after it for good, and nothing else can be asked.
     // The echo of code 8 is taken for an answer that never comes.
     const bool echoed = kind.ignores8 && within(inserted_, diagnostic, 0);
     return uncounted || echoed || (put && within(lost_, shape, fromUs)) ||
-           (put && (within(inserted_, status, fromUs) || within(inserted_, diagnostic, fromUs))) ||
+           (put && within(inserted_, diagnostic, fromUs) &&
+            (within(inserted_, status, fromUs) || dx7::repliesLikeItself(dx7::byteAt(shape, 1)))) ||
            ((kind.ignores8 || falseEcho_) && within(inserted_, status, 0)) ||
            (kind.ignores7 && kind.ignores8 && within(inserted_, shape, 0));
 }
