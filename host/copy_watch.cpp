@@ -8,7 +8,7 @@ namespace dx7 {
 
 namespace {
 
-constexpr int PATIENT_REPLIES = 20;
+constexpr int REPLIES_SHOWN = 20;
 constexpr qint64 SLACK_US = 5000;
 
 }  // namespace
@@ -20,9 +20,10 @@ CopyWatch::CopyWatch(qint64 longestUs) : longestUs_(longestUs) {
 }
 
 void CopyWatch::take(const QByteArray& frame, quint64 sequence, qint64 nowUs) {
-    if (pauseUs_ > 0 && frames_[newest_].copies == 0 && ++repliesWithoutCopy_ > PATIENT_REPLIES) {
-        pauseUs_ = 0;
-        usualCopies_ = 0;
+    if (pauseUs_ > 0 && ++replies_ > REPLIES_SHOWN) {
+        pauseUs_ = mostPauseUs_;
+        usualCopies_ = mostCopies_;
+        mostPauseUs_ = replies_ = mostCopies_ = 0;
     }
     newest_ = (newest_ + 1) % REMEMBERED;
     Taken& taken = frames_[newest_];
@@ -39,10 +40,12 @@ bool CopyWatch::repeatsLast(const QByteArray& frame, quint64 sequence) const {
 }
 
 void CopyWatch::countCopy(Taken& taken, qint64 nowUs) {
-    usualCopies_ = std::max(usualCopies_, ++taken.copies);
+    ++taken.copies;
     const qint64 lagUs = nowUs - taken.atUs;
-    pauseUs_ = std::min(std::max(pauseUs_, 2 * lagUs + SLACK_US), longestUs_);
-    repliesWithoutCopy_ = 0;
+    mostCopies_ = std::max(mostCopies_, taken.copies);
+    mostPauseUs_ = std::max(mostPauseUs_, std::min(2 * lagUs + SLACK_US, longestUs_));
+    usualCopies_ = std::max(usualCopies_, mostCopies_);
+    pauseUs_ = std::max(pauseUs_, mostPauseUs_);
 }
 
 quint64 CopyWatch::absorb(qint64 nowUs) {
@@ -54,7 +57,7 @@ quint64 CopyWatch::absorb(qint64 nowUs) {
 bool CopyWatch::recognise(const QByteArray& frame, qint64 nowUs) {
     for (std::size_t i = 0; i < REMEMBERED; ++i) {
         Taken& taken = frames_[(newest_ + REMEMBERED - i) % REMEMBERED];
-        if (taken.frame == frame) {
+        if (taken.frame == frame && nowUs - taken.atUs <= longestUs_) {
             countCopy(taken, nowUs);
             return true;
         }
@@ -64,7 +67,7 @@ bool CopyWatch::recognise(const QByteArray& frame, qint64 nowUs) {
 
 void CopyWatch::suspect(qint64 pauseUs) {
     pauseUs_ = std::max(pauseUs_, pauseUs);
-    repliesWithoutCopy_ = 0;
+    replies_ = 0;
 }
 
 qint64 CopyWatch::pauseEndUs(quint64 sequence) const {

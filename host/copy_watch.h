@@ -14,7 +14,8 @@ namespace dx7 {
 constexpr qint64 PIECE_GAP_US = 50000;
 
 /// Remembers the frames that were taken last. Where copies have come, it asks for a pause after each reply in
-/// which its copies can come before anything else is sent, until twenty replies had none.
+/// which its copies can come before anything else is sent: as long and for as many as the last twenty replies
+/// have shown.
 class CopyWatch {
 public:
     /// `longestUs`: a longer pause is never asked for.
@@ -29,7 +30,7 @@ public:
     bool repeatsLast(const QByteArray& frame, quint64 sequence) const;
     /// What repeatsLast() is true of has come. Returns the ticket of the frame that it repeats, or 0.
     quint64 absorb(qint64 nowUs);
-    /// Whether `frame` equals any that is remembered; then its copy has come.
+    /// Whether `frame` equals any that was taken so lately that its copy may have come.
     bool recognise(const QByteArray& frame, qint64 nowUs);
     /// Something came in between: copies are looked out for from now on, for `pauseUs` at least.
     void suspect(qint64 pauseUs);
@@ -53,7 +54,9 @@ private:
     quint64 sequence_ = 0;  ///< When the last frame was taken; 0 before the first.
     qint64 pauseUs_ = 0;
     int usualCopies_ = 0;
-    int repliesWithoutCopy_ = 0;
+    int replies_ = 0;         ///< Of the present twenty.
+    int mostCopies_ = 0;      ///< Of any of them.
+    qint64 mostPauseUs_ = 0;  ///< That any of them would have needed.
 };
 
 }  // namespace dx7

@@ -13,7 +13,6 @@ namespace {
 constexpr qint64 SECOND_US = 1000000;
 constexpr int SILENT_TIMEOUTS = 10;
 constexpr int SILENCE_ATTEMPTS = 20;
-constexpr int MISSED_ECHOES = 30;
 
 // A copy that keeps its own memory.
 void assign(QByteArray& to, const QByteArray& from) {
@@ -33,14 +32,10 @@ Exchange::Exchange(const LineSettings& settings)
       window_(stations_),
       schedule_(stations_, window_),
       copies_(boundUs()),
-      echo_(knownEcho(settings.echo)) {
+      echo_(settings.echo) {
     for (QByteArray* const bytes : {&output_, &frame_, &query_, &reply_, &request_, &mismatch_}) {
         bytes->reserve(LONGEST_FRAME_BYTES);
     }
-}
-
-Exchange::Echo Exchange::knownEcho(EchoMode mode) {
-    return mode == EchoMode::Auto ? Echo::Unknown : mode == EchoMode::On ? Echo::Yes : Echo::No;
 }
 
 void Exchange::reset() {
@@ -129,15 +124,10 @@ void Exchange::transmit(const QByteArray& frame, qint64 nowUs) {
     assign(output_, frame);
     const int function = byteAt(frame, 1);
     const bool broadcast = byteAt(frame, 0) == 0;
-    const bool ambiguous = repliesLikeItself(function) && !broadcast;
-    const bool likeReply = expectLen_ == frame.size() && echo_ == Echo::No;
-    const bool strip = settings_.echo != EchoMode::Off &&
-                       (echo_ == Echo::Yes || !(ambiguous || (likeReply && &frame == &request_)));
-    stream_.sent(frame, !strip     ? FrameStream::EchoLook::None
-                        : echoes() ? FrameStream::EchoLook::Certain
-                                   : FrameStream::EchoLook::Possible);
-    echoSeen_ = false;
-    ++sequence_;
+    const bool asLong = &frame == &request_ && expectLen_ == frame.size() && echo_.known();
+    const bool alike = (repliesLikeItself(function) && !broadcast) || asLong;
+    stream_.sent(frame, echo_.look(function, alike));
+    echo_.sent(++sequence_);
     lastActivityUs_ = nowUs + lineTimeUs(settings_, frame.size());
     stations_.noteAsked(byteAt(frame, 0), lastActivityUs_);
     if (tap_ != nullptr) {
@@ -162,10 +152,6 @@ void Exchange::sendWhenClear(qint64 nowUs) {
     } else {
         sendQuery(nowUs);
     }
-}
-
-bool Exchange::wantsEchoTest(int function) const {
-    return echo_ == Echo::Unknown && repliesLikeItself(function);
 }
 
 void Exchange::begin(const QByteArray& request, int expectLen, bool first, qint64 nowUs) {
@@ -204,7 +190,7 @@ void Exchange::begin(const QByteArray& request, int expectLen, bool first, qint6
         }
         return;
     }
-    echoTest_ = wantsEchoTest(byteAt(request, 1));
+    echoTest_ = !echo_.known() && repliesLikeItself(byteAt(request, 1));
     if (echoTest_) {
         beginQuery(present_, Purpose::Precede, nowUs);
     } else {
@@ -284,7 +270,7 @@ void Exchange::sendQuery(qint64 nowUs) {
 
 // How long the line waits for the answer to the query that is out.
 void Exchange::awaitQuery(const StationRecord& station, qint64 nowUs) {
-    const qint64 endUs = station.out[static_cast<std::size_t>(station.queries - 1)].endUs;
+    const qint64 endUs = station.newestQuery().endUs;
     const qint64 lastUs = operationUs_ + boundUs();
     switch (purpose_) {
         case Purpose::Resolve:
@@ -327,8 +313,7 @@ void Exchange::takePieces(bool last, qint64 nowUs) {
             case FrameStream::Kind::Echo:
                 note(ExchangeNote::Echo, byteAt(frame_, 0));
                 stations_.at(byteAt(frame_, 0)).takeEcho(frame_);
-                echoSeen_ = true;
-                echo_ = Echo::Yes;
+                echo_.echoed();
                 stream_.sent(QByteArray(), FrameStream::EchoLook::None);
                 break;
             case FrameStream::Kind::Frame:
@@ -377,7 +362,7 @@ void Exchange::acceptData(int number, qint64 nowUs) {
     }
     station.learnPace(afterUs);
     copies_.take(frame_, sequence_, nowUs);
-    missEcho(station.sequence);
+    echo_.answered(station.sequence, repliesLikeItself(byteAt(station.request, 1)));
     if (!inTime) {
         station.doubt();
         station.disturbed = true;
@@ -413,17 +398,11 @@ void Exchange::acceptQuery(int number, int index, qint64 nowUs) {
     note(ExchangeNote::QueryAnswer, number, afterUs, refusal ? -value : query.diagnostic ? 0 : value);
     (query.diagnostic ? station.diagnosticAnswered : station.statusAnswered) = true;
     (query.diagnostic ? station.diagnosticPassed : station.statusPassed) = 0;
-    if (query.diagnostic) {
-        if (station.diagnosticCounted && refusal) {
-            station.disturb();
-        }
-        station.diagnosticCounted = !refusal;
+    if (query.diagnostic && station.noteCounted(!refusal)) {
+        disturb(number);
     }
     station.learnPace(afterUs);
-    if (echo_ == Echo::Unknown && !query.diagnostic && query.sequence == sequence_ && !echoSeen_) {
-        echo_ = Echo::No;
-    }
-    missEcho(query.sequence);
+    echo_.answered(query.sequence, query.diagnostic);
     if (afterUs > boundUs() && !station.mayAnswerDiagnostics()) {
         // It may be the answer to an earlier query like it.
         station.forgotten = true;
@@ -449,16 +428,6 @@ void Exchange::acceptQuery(int number, int index, qint64 nowUs) {
         } else if (phase_ == Phase::Waiting && next_ == Next::Query && purpose_ == Purpose::Resolve) {
             phase_ = Phase::Idle;
         }
-    }
-}
-
-// The frame with this number was answered. Where so many echoes are missing, the adapter has been told not to
-// echo any more.
-void Exchange::missEcho(quint64 sequence) {
-    if (echo_ != Echo::Yes || settings_.echo != EchoMode::Auto || echoSeen_) {
-        missedEchoes_ = 0;
-    } else if (sequence == sequence_ && ++missedEchoes_ >= MISSED_ECHOES) {
-        echo_ = Echo::Unknown;
     }
 }
 
@@ -490,7 +459,7 @@ void Exchange::settleDeaf() {
 }
 
 QueryConditions Exchange::conditions() const {
-    return QueryConditions{echo_ != Echo::Unknown, strangerNear(lastActivityUs_)};
+    return QueryConditions{echo_.known(), strangerNear(lastActivityUs_)};
 }
 
 // Frames that answer nothing.
@@ -525,6 +494,7 @@ void Exchange::putAside(qint64 nowUs) {
 }
 
 void Exchange::noteDamage(FrameStream::Kind kind, bool last, qint64 nowUs) {
+    echo_.strayed();
     const bool like = kind == FrameStream::Kind::Damaged;
     note(like ? ExchangeNote::Damaged : ExchangeNote::Noise, like ? present_ : 0, 0, frame_.size());
     if (tap_ != nullptr) {
@@ -535,7 +505,10 @@ void Exchange::noteDamage(FrameStream::Kind kind, bool last, qint64 nowUs) {
     }
     // Fewer bytes cannot be a damaged frame: a line picks them up between frames.
     if (frame_.size() >= SHORTEST_FRAME_BYTES) {
-        disturb(phase_ == Phase::Query ? queried_ : present_);
+        disturb(phase_ == Phase::Query ? queried_ : present_, !like);
+    }
+    if (phase_ == Phase::Query && like && stations_.at(queried_).queries > 0) {
+        stations_.at(queried_).newestQuery().damaged = true;
     }
     if (phase_ == Phase::Data && like && !last) {
         resolve(nowUs);
@@ -562,15 +535,15 @@ void Exchange::takeDamaged() {
     damaged_ = damaged_ || &taken == &reply_;
 }
 
-// Something else came in between.
-void Exchange::disturb(int number) {
+// Something else came in between; `more`: besides what was awaited, and not in place of it.
+void Exchange::disturb(int number, bool more) {
     window_.disturb();
     const int other = present_ > 0 ? present_ : schedule_.turn();
     // Nothing was asked of station 0 or of one that does not exist.
     const int disturbed = stations_.at(number).functions != 0 && number > 0 ? number : other;
     schedule_.setDisturbed(disturbed);
     StationRecord& station = stations_.at(disturbed);
-    station.disturb();
+    more ? station.disturb() : station.doubt();
     station.disturbed = true;
     copies_.suspect(std::min(settings_.timeoutMs * qint64(100), PIECE_GAP_US));
 }
@@ -630,14 +603,12 @@ void Exchange::onQueryDeadline(qint64 nowUs) {
     StationRecord& station = stations_.at(queried_);
     // Only the echo came: what follows from that is far-reaching, so the reply has the time of an operation.
     const qint64 longestUs = station.queries > 0 ? station.out[0].endUs + boundUs() : 0;
-    if (echoTest_ && echo_ == Echo::Yes && nowUs < longestUs) {
+    if (echoTest_ && echoes() && nowUs < longestUs) {
         deadlineUs_ = longestUs;
         return;
     }
     station.doubt();
-    if (echo_ == Echo::Unknown && !echoSeen_) {
-        echo_ = Echo::No;
-    }
+    echo_.silent();
     if (purpose_ == Purpose::Precede && station.owesData && station.mayAsk(conditions(), nowUs) &&
         nowUs < operationUs_ + boundUs()) {
         sendAt(Next::Query, nowUs);
@@ -664,7 +635,7 @@ void Exchange::finishQuery(bool answered, qint64 nowUs) {
     if (purpose_ == Purpose::Precede) {
         if (station.owesData || station.owesLike(request_)) {
             end(ExchangeEnd::Owed);
-        } else if (test && !answered && echo_ == Echo::Yes) {
+        } else if (test && !answered && echoes()) {
             refused_ = true;
             end(ExchangeEnd::Refused);
         } else {

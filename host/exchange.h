@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "copy_watch.h"
+#include "echo_watch.h"
 #include "frame_stream.h"
 #include "line_settings.h"
 #include "proof_schedule.h"
@@ -79,7 +80,7 @@ struct ExchangeEnd {
 ///
 /// This class sends, waits and decides whose a frame is. What the stations owe is in its StationLedger, what
 /// is held in its ProofWindow, whom to query when in its ProofSchedule, which frames came before in its
-/// CopyWatch.
+/// CopyWatch, whether the adapter echoes in its EchoWatch.
 // The order of the members is that of their purposes, not of their sizes: a line has only one exchange.
 // NOLINTNEXTLINE(clang-analyzer-optin.performance.Padding)
 class Exchange {
@@ -171,7 +172,7 @@ public:
     const QByteArray& mismatch() const { return mismatch_; }
     /// Borrowed; null = none.
     void setTap(FrameTap* tap) { tap_ = tap; }
-    bool echoes() const { return echo_ == Echo::Yes; }
+    bool echoes() const { return echo_.echoes(); }
     /// When the line carried its last byte.
     qint64 lastActivityUs() const { return lastActivityUs_; }
 
@@ -184,8 +185,6 @@ private:
         Pause  ///< After a broadcast.
     };
     enum class Next { Data, Query };
-    enum class Echo { Unknown, No, Yes };
-    static Echo knownEcho(EchoMode mode);
     /// Why a query is out, and what follows it.
     enum class Purpose {
         Proof,
@@ -201,7 +200,6 @@ private:
     void transmit(const QByteArray& frame, qint64 nowUs);
     void sendData(qint64 nowUs);
     void sendQuery(qint64 nowUs);
-    bool wantsEchoTest(int function) const;
     void beginQuery(int station, Purpose purpose, qint64 nowUs);
     void awaitQuery(const StationRecord& station, qint64 nowUs);
     void awaitOwedQuery(int number, Purpose purpose, qint64 nowUs);
@@ -210,7 +208,6 @@ private:
     void onFrame(qint64 nowUs);
     void acceptData(int number, qint64 nowUs);
     void acceptQuery(int number, int index, qint64 nowUs);
-    void missEcho(quint64 sequence);
     void loseData(int number);
     bool strangerNear(qint64 nowUs) const;
     QueryConditions conditions() const;
@@ -220,7 +217,7 @@ private:
     void noteDamage(FrameStream::Kind kind, bool last, qint64 nowUs);
     void takeDamaged();
     void askOtherwise(qint64 nowUs);
-    void disturb(int number);
+    void disturb(int number, bool more = true);
     void note(ExchangeNote::Kind kind, int station, qint64 afterUs = 0, int value = 0);
 
     void onDataDeadline(qint64 nowUs);
@@ -236,6 +233,7 @@ private:
     ProofWindow window_;
     ProofSchedule schedule_;
     CopyWatch copies_;
+    EchoWatch echo_;
     QByteArray output_;
     QByteArray frame_;  ///< The frame that is being looked at.
     QByteArray query_;
@@ -255,8 +253,6 @@ private:
     bool plainQuery_ = false;  ///< The query that is waited for is query()'s.
     bool echoTest_ = false;    ///< The query before the present request tells whether the adapter echoes.
     bool refused_ = false;     ///< The present operation ended as Refused.
-    bool echoSeen_ = false;    ///< Since the last frame was sent.
-    int missedEchoes_ = 0;     ///< In a row.
     qint64 operationUs_ = 0;   ///< When the present operation began.
     qint64 deadlineUs_ = 0;
     std::optional<ExchangeEnd> end_;
@@ -264,7 +260,6 @@ private:
 
     qint64 lastActivityUs_ = 0;
     qint64 idleSinceUs_ = 0;
-    Echo echo_ = Echo::Unknown;
 
     quint64 sequence_ = 0;  ///< Of the frame sent last.
     std::vector<ExchangeNote> notes_;

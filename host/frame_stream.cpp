@@ -42,7 +42,7 @@ FrameStream::FrameStream() {
 }
 
 void FrameStream::sent(const QByteArray& frame, EchoLook echo) {
-    certain_ = echo == EchoLook::Certain;
+    look_ = echo;
     echo_.resize(0);
     if (echo != EchoLook::None) {
         echo_.append(frame);
@@ -99,7 +99,9 @@ bool FrameStream::echoes(Piece* piece, bool complete, bool* undecided) const {
         return false;
     }
     const int whole = wholeFrame(0);
-    if (!certain_ && whole > 0 && whole != echo_.size()) {
+    const int most = echo_.size() + (look_ == EchoLook::Possible ? 1 : 0);
+    const bool frame = whole > most || (whole > 0 && whole < echo_.size());
+    if (look_ != EchoLook::Certain && frame) {
         return false;
     }
     const bool decided = buffer_.size() > echo_.size() ||

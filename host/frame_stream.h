@@ -27,8 +27,9 @@ public:
 
     void append(const char* bytes, int count) { buffer_.append(bytes, count); }
     /// Whether the first bytes that equal what was sent are its echo: never; unless they begin a whole frame
-    /// of another length; always.
-    enum class EchoLook { None, Possible, Certain };
+    /// of another length; the same, but a single byte more may be one that a line picks up where it turns
+    /// round; always.
+    enum class EchoLook { None, Unlikely, Possible, Certain };
     /// `frame` was handed to the line.
     void sent(const QByteArray& frame, EchoLook echo);
     /// A reply of `length` bytes from this station and function code is awaited; length 0 = none is.
@@ -55,8 +56,8 @@ private:
     int frameByCrc() const;
 
     QByteArray buffer_;
-    bool certain_ = false;  ///< An echo comes first.
-    QByteArray echo_;       ///< What an echo would be; empty when none is looked for.
+    EchoLook look_ = EchoLook::None;
+    QByteArray echo_;  ///< What an echo would be; empty when none is looked for.
     int station_ = 0;
     int function_ = 0;
     int length_ = 0;

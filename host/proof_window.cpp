@@ -25,6 +25,7 @@ quint64 ProofWindow::hold(int number, bool refusal) {
     if (!status) {
         station.otherSequence = station.sequence;
     }
+    repliesCame_ = true;
     newcomers_ = newcomers_ || !station.proven;
     if (disturbed_) {
         settleAll(false);
@@ -94,6 +95,11 @@ void ProofWindow::close(int number, const StatusQuery& query, bool alone, bool s
         disturbed_ = false;
         return;
     }
+    if (!alone && query.diagnostic && proven.diagnosticCounted) {
+        // The refusal may be anybody's.
+        disturbed_ = false;
+        return;
+    }
     proven.noteProof(query.kind());
     if (disturbed_) {
         disturbed_ = false;
@@ -105,7 +111,8 @@ void ProofWindow::close(int number, const StatusQuery& query, bool alone, bool s
         return;
     }
     proven.forgotten = false;
-    ++cleanWindows_;
+    cleanWindows_ += repliesCame_ ? 1 : 0;
+    repliesCame_ = false;
     limit_ = std::min(2 * limit_, int(MOST_HELD));
     std::size_t left = 0;
     for (Held& held : held_) {

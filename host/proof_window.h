@@ -78,7 +78,8 @@ private:
     quint64 ticket_ = 0;
     bool newcomers_ = false;  ///< Held is a reply of a station that was never proven.
     bool disturbed_ = false;
-    int cleanWindows_ = 0;
+    int cleanWindows_ = 0;      ///< In which replies were held.
+    bool repliesCame_ = false;  ///< Since the last answer in its place.
     int limit_ = MOST_HELD;
     static constexpr int MOST_HELD = 1 << 20;
 };

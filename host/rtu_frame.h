@@ -12,6 +12,7 @@ namespace dx7 {
 enum : int {
     EXCEPTION_BIT = 0x80,
     EXCEPTION_FRAME_BYTES = 5,
+    DIAGNOSTIC_FRAME_BYTES = 8,
     SHORTEST_FRAME_BYTES = 4,
     LONGEST_FRAME_BYTES = 256
 };

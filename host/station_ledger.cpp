@@ -13,6 +13,8 @@ constexpr int FEWEST_PASSED = 2;
 // A program that ended before may have left a reply and the answers to two queries behind, one of each kind:
 // in place of a third comes the reply to the first request of this one.
 constexpr int ESTABLISHING_ANSWERS = 3;
+// A station that refuses code 8 so often, though it has counted before, is another one now.
+constexpr int CEASING_REFUSALS = 10;
 constexpr qint64 PACE_MEMORY = 16;
 // How often forget() looks.
 constexpr qint64 FORGET_INTERVAL_US = 50000;
@@ -80,10 +82,12 @@ int StationRecord::answeredQuery(const QByteArray& frame, bool echoes) const {
     for (int i = 0; i < queries; ++i) {
         const StatusQuery& query = out[static_cast<std::size_t>(i)];
         const int asked = query.diagnostic ? DIAGNOSTICS : READ_EXCEPTION_STATUS;
-        const bool refusal = function == (asked | EXCEPTION_BIT);
+        const int length = query.diagnostic ? int(DIAGNOSTIC_FRAME_BYTES) : int(EXCEPTION_FRAME_BYTES);
+        const bool refusal = function == (asked | EXCEPTION_BIT) && frame.size() == EXCEPTION_FRAME_BYTES;
         const bool counted = wordAt(frame, 2) == 0 && wordAt(frame, 4) == query.counter;
         const bool echo = echoes && !query.echoed;
-        const bool answer = function == asked && (!query.diagnostic || (counted && !echo));
+        const bool answer =
+            function == asked && frame.size() == length && (!query.diagnostic || (counted && !echo));
         if (refusal || answer) {
             return i;
         }
@@ -110,7 +114,7 @@ unsigned StationRecord::passQueries(bool count) {
             continue;
         }
         query.passed = true;
-        kinds |= query.kind();
+        kinds |= query.damaged ? 0U : query.kind();
         (query.diagnostic ? diagnosticPassed : statusPassed) += count ? 1 : 0;
     }
     return kinds;
@@ -124,7 +128,7 @@ unsigned StationRecord::dropQueries(quint64 upTo, bool count) {
         if (query.sequence > upTo) {
             out[static_cast<std::size_t>(left++)] = query;
         } else if (query.sequence < upTo && !query.passed) {
-            kinds |= query.kind();
+            kinds |= query.damaged ? 0U : query.kind();
             (query.diagnostic ? diagnosticPassed : statusPassed) += count ? 1 : 0;
         }
     }
@@ -164,6 +168,14 @@ void StationRecord::noteProof(QueryKind kind) {
     }
 }
 
+// A refusal may be another's, or a gateway's that is busy.
+bool StationRecord::noteCounted(bool counted) {
+    refusedCounts = counted ? 0 : refusedCounts + 1;
+    const bool ceases = diagnosticCounted && refusedCounts >= CEASING_REFUSALS;
+    diagnosticCounted = counted || (diagnosticCounted && !ceases);
+    return ceases;
+}
+
 void StationRecord::noteInStep(int answers) {
     if (!established() && answers >= ESTABLISHING_ANSWERS) {
         inStep = true;
@@ -177,8 +189,7 @@ unsigned StationRecord::kinds() const {
 }
 
 bool StationRecord::answeredKindOfLast() const {
-    return queries > 0 && out[static_cast<std::size_t>(queries - 1)].diagnostic ? diagnosticAnswered
-                                                                                : statusAnswered;
+    return queries > 0 && newestQuery().diagnostic ? diagnosticAnswered : statusAnswered;
 }
 
 bool StationRecord::mayAnswerStatus() const {

@@ -36,8 +36,9 @@ struct StatusQuery {
     quint16 counter = 0;
     qint64 endUs = 0;  ///< When its last byte was on the line.
     quint64 sequence = 0;
-    bool passed = false;  ///< A later reply came before the answer.
-    bool echoed = false;  ///< Its echo came.
+    bool passed = false;   ///< A later reply came before the answer.
+    bool echoed = false;   ///< Its echo came.
+    bool damaged = false;  ///< Something without a good CRC came in place of the answer.
 
     QueryKind kind() const { return diagnostic ? DIAGNOSTIC_QUERY : STATUS_QUERY; }
 };
@@ -64,6 +65,7 @@ struct StationRecord {
     bool statusAnswered = false;
     bool diagnosticAnswered = false;
     bool diagnosticCounted = false;  ///< And not with a refusal.
+    int refusedCounts = 0;           ///< Refusals in a row.
     int statusPassed = 0;            ///< Queries in a row that a later reply came without an answer to.
     int diagnosticPassed = 0;
 
@@ -103,14 +105,17 @@ struct StationRecord {
     /// Index of the oldest query that `frame` answers; -1 without one.
     int answeredQuery(const QByteArray& frame, bool echoes) const;
 
+    /// The last of its queries; only while it owes any.
+    StatusQuery& newestQuery() { return out[static_cast<std::size_t>(queries - 1)]; }
+    const StatusQuery& newestQuery() const { return out[static_cast<std::size_t>(queries - 1)]; }
     /// Takes note of a query that was sent.
     void addQuery(const StatusQuery& query);
     /// A reply came without the answers to the queries before its request. They stay owed, for it may be the
     /// reply to an earlier request. `count`: nothing speaks against that they will not come. Returns the
-    /// kinds of those queries.
+    /// kinds of those queries, without the damaged.
     unsigned passQueries(bool count);
     /// The answers up to this one will not come any more. `count`: see passQueries(). Returns the kinds of
-    /// the queries before it, without those that were passed.
+    /// the queries before it, without the damaged and those that were passed.
     unsigned dropQueries(quint64 upTo, bool count);
     /// Answers of these kinds are missing. Whether what came since may belong to earlier requests: the
     /// station does answer such queries, as is known now, but does not count, so that nothing else would
@@ -121,13 +126,15 @@ struct StationRecord {
 
     /// It came late or not at all: only its own answers prove what it sends, until they prove it, too.
     void doubt();
-    /// Something came from it that nothing had asked for, or may come.
+    /// What it sends may belong to earlier requests than it seems to.
     void disturb();
     /// A query to it was answered in its place.
     void noteProof(QueryKind kind);
     /// So many queries were answered after one of its replies that no left-over of earlier requests can be
     /// what it answers. The answers of a station that counts are like no other.
     bool established() const { return diagnosticCounted || inStep; }
+    /// It has answered code 8, `counted` or with a refusal. Returns whether it ceases to count by that.
+    bool noteCounted(bool counted);
     /// `answers`: how many queries it answered after a reply of its own, of all its kinds.
     void noteInStep(int answers);
     /// The only answers that prove its replies are its own.

@@ -91,7 +91,7 @@ TEST_P(LineFaults, ShowNoWrongValueInARead) {
 
 TEST_P(LineFaults, ShowNoWrongValueInAMonitor) {
     const Finished run =
-        rig.dx7({"monitor", "--json", "--stats", "--seconds", "4", "F:3.0.20,4", "F:4.0.20,4", "F:5.0.20,4"});
+        rig.dx7({"monitor", "--json", "--stats", "--seconds", "7", "F:3.0.20,4", "F:4.0.20,4", "F:5.0.20,4"});
     const std::vector<Json> objects = jsonLines(run.output);
     const std::size_t good = expectTrue(objects);
     const Json all = ofEvent(objects, "statistics").at("all");

@@ -86,15 +86,16 @@ TEST(FrameStream, TheFirstBytesThatEqualWhatWasSentAreItsEcho) {
 
 // Where the line turns round it may pick up a byte of zeros; after the echo of function code 7 that makes a
 // reply.
-TEST(FrameStream, WhereEchoesAreCertainTheyComeFirst) {
+TEST(FrameStream, WhereAnEchoIsToBeExpectedItComesFirst) {
     const QByteArray query = frameOf("0307");
-    for (const bool certain : {false, true}) {
+    using Look = FrameStream::EchoLook;
+    for (const Look look : {Look::Unlikely, Look::Possible, Look::Certain}) {
         FrameStream stream;
-        stream.sent(query, certain ? FrameStream::EchoLook::Certain : FrameStream::EchoLook::Possible);
+        stream.sent(query, look);
         stream.await(3, 7, 5);
         const std::vector<Cut> reply{{Kind::Frame, 5}};
         const std::vector<Cut> echo{{Kind::Echo, 4}, {Kind::Noise, 1}};
-        EXPECT_EQ(cuts(stream, query + QByteArray(1, 0), true), certain ? echo : reply);
+        EXPECT_EQ(cuts(stream, query + QByteArray(1, 0), true), look == Look::Unlikely ? reply : echo);
     }
 }
 
