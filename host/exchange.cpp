@@ -543,7 +543,11 @@ void Exchange::disturb(int number, bool more) {
     const int disturbed = stations_.at(number).functions != 0 && number > 0 ? number : other;
     schedule_.setDisturbed(disturbed);
     StationRecord& station = stations_.at(disturbed);
-    more ? station.disturb() : station.doubt();
+    if (more) {
+        station.disturb();
+    } else {
+        station.doubt();
+    }
     station.disturbed = true;
     copies_.suspect(std::min(settings_.timeoutMs * qint64(100), PIECE_GAP_US));
 }

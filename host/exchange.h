@@ -58,18 +58,21 @@ struct ExchangeEnd {
 
 /// A Modbus RTU reply does not say which request it answers: one that is late, doubled, another master's or
 /// the adapter's echo passes every check of a later request of the same shape. But frames keep their order.
-/// So a reply is held until a status query that was sent after it is answered in its place: each request
-/// since the last proof has brought one frame of its shape, and nothing else has come in between. Then what
-/// is held is good. If anything else came, what is held is doubtful.
+/// So a reply is held until status queries of two kinds that were sent after it are answered in their places:
+/// each request since has brought one frame of its shape, and nothing else has come in between. Then what is
+/// held is good. If anything else came, what is held is doubtful. Return query data (function code 8,
+/// sub-function 0) carries a counter, so that its answer is like no copy, no left-over of an earlier program
+/// and no other master's; the answer to read exception status (function code 7) is like no echo. They take
+/// turns. An exception answers, too; but one that refuses code 8 does not count, so that the first reply of
+/// such a station needs three answers after it, and so does the first one after anything that may have shifted
+/// its answers.
 ///
-/// A query proves the replies of all stations, except those of another station that has not been proven since
-/// it was first asked, timed out, came late or had a surplus or damaged frame: that one needs its own. Two
-/// unlike queries take turns at each station, so that no copy of one can pass for the answer to the next:
-/// read exception status (function code 7) and return query data (function code 8, sub-function 0) with a
-/// counter as data. An exception answers, too. Where function code 7 is read as data, only code 8 proves
-/// that, or code 7 after a reply to something else. What may be the echo of function code 5 or 6 is proven by
-/// code 7 alone. For 10 s after a query of another master, or an answer to one, code 8 alone proves
-/// anything, and not by an exception. A station that answers neither is believed after a time-out of silence.
+/// An answer proves the replies of all stations, except those of another station that has not been proven
+/// since it was first asked, timed out, came late or had a surplus or damaged frame, and what may be the echo
+/// of function code 5 or 6: these need answers of their own. Where function code 7 is read as data, code 8
+/// proves that first, or code 7 after a reply to something else. For 10 s after a query of another master, or
+/// an answer to one, code 8 alone proves anything, and not by an exception. A station that answers one kind
+/// alone is proven by that; one that answers neither is believed after a time-out of silence.
 ///
 /// A station has at most one unanswered request of the host. While it owes the reply, only a query goes out
 /// to it; its late reply is the reply, and a query that is answered without it shows that none will come.

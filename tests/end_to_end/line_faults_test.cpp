@@ -90,8 +90,9 @@ TEST_P(LineFaults, ShowNoWrongValueInARead) {
 }
 
 TEST_P(LineFaults, ShowNoWrongValueInAMonitor) {
-    const Finished run =
-        rig.dx7({"monitor", "--json", "--stats", "--seconds", "7", "F:3.0.20,4", "F:4.0.20,4", "F:5.0.20,4"});
+    const Finished run = runToEnd(rig.command({"monitor", "--json", "--stats", "--seconds", "9", "F:3.0.20,4",
+                                               "F:4.0.20,4", "F:5.0.20,4"}),
+                                  30000);
     const std::vector<Json> objects = jsonLines(run.output);
     const std::size_t good = expectTrue(objects);
     const Json all = ofEvent(objects, "statistics").at("all");
