@@ -64,8 +64,8 @@ struct ExchangeEnd {
 /// sub-function 0) carries a counter, so that its answer is like no copy, no left-over of an earlier program
 /// and no other master's; the answer to read exception status (function code 7) is like no echo. They take
 /// turns. An exception answers, too; but one that refuses code 8 does not count, so that the first reply of
-/// such a station needs three answers after it, and so does the first one after anything that may have shifted
-/// its answers.
+/// such a station needs three answers after it, and so does the first one after anything that may have
+/// shifted its answers.
 ///
 /// An answer proves the replies of all stations, except those of another station that has not been proven
 /// since it was first asked, timed out, came late or had a surplus or damaged frame, and what may be the echo

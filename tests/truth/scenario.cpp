@@ -202,8 +202,9 @@ QVector<Scenario> allSurvivable() {
     return all;
 }
 
-const char* const KIND_NAMES[] = {"delay",         "growing delay", "random delay", "doubled", "one behind",
-                                  "second master", "echo",          "loss",         "damage",  "left over", "stall"};
+const char* const KIND_NAMES[] = {"delay",      "growing delay", "random delay", "doubled",
+                                  "one behind", "second master", "echo",         "loss",
+                                  "damage",     "left over",     "stall"};
 
 }  // namespace
 
