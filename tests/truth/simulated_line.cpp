@@ -3,7 +3,6 @@
 #include <algorithm>
 
 #include "rtu_frame.h"
-#include "station_ledger.h"
 
 namespace truth {
 
@@ -33,40 +32,8 @@ QByteArray withCrc(QByteArray frame) {
 
 }  // namespace
 
-int valueOf(int station, int function, int item, std::uint64_t reading) {
-    const auto key = static_cast<std::uint64_t>(station) << 40 | static_cast<std::uint64_t>(function) << 32 |
-                     static_cast<std::uint64_t>(item);
-    return static_cast<int>(mixed(mixed(key) + reading) >> 48);
-}
-
-QByteArray shapeOf(const QByteArray& frame) {
-    const int function = dx7::byteAt(frame, 1);
-    QByteArray shape = frame.left(2);
-    shape.append(static_cast<char>(frame.size()));
-    if (dx7::isWriteFunction(function) || function == dx7::DIAGNOSTICS) {
-        shape.append(frame.mid(2, 4));
-    }
-    return shape;
-}
-
-QByteArray replyShape(const QByteArray& request) {
-    const int function = dx7::byteAt(request, 1);
-    QByteArray shape = request.left(2);
-    if (dx7::isWriteFunction(function) || function == dx7::DIAGNOSTICS) {
-        shape.append(char(8));
-        shape.append(request.mid(2, 4));
-        return shape;
-    }
-    const int count = dx7::wordAt(request, 4);
-    const int bytes = function == dx7::READ_EXCEPTION_STATUS ? 0
-                      : function <= 2                        ? (count + 7) / 8
-                                                             : 2 * count;
-    shape.append(static_cast<char>(bytes + 5));
-    return shape;
-}
-
 SimulatedLine::SimulatedLine(const Scenario& scenario, Trace trace)
-    : scenario_(scenario), trace_(std::move(trace)) {
+    : scenario_(scenario), trace_(std::move(trace)), record_(scenario.stations) {
     int number = 0;
     for (const Fault& fault : scenario.faults) {
         faults_.push_back(Active{fault, Random(fault.seed), {}, 1});
@@ -103,7 +70,7 @@ void SimulatedLine::trace(qint64 atUs, const char* what, const QByteArray& frame
 void SimulatedLine::send(const QByteArray& frame, bool query, qint64 nowUs) {
     trace(nowUs, query ? "> query" : "> request", frame);
     if (!query) {
-        sent_.push_back(Sent{frame, nowUs, readings_.size()});
+        record_.noteSent(frame, nowUs);
     }
     if (!query && asked_.size() < 64) {
         asked_.push_back(frame);
@@ -113,7 +80,7 @@ void SimulatedLine::send(const QByteArray& frame, bool query, qint64 nowUs) {
     for (Active& active : faults_) {
         if (active.fault.kind == Fault::Echo && active.random.chance(active.fault.percent)) {
             if (active.fault.percent < 100) {
-                inserted_.push_back(Mark{shapeOf(frame), atUs});
+                record_.noteInserted(shapeOf(frame), atUs);
             }
             deliver(frame, nowUs, "< echo");
             noteInsertion(active.fault.percent < 100);
@@ -134,7 +101,7 @@ void SimulatedLine::send(const QByteArray& frame, bool query, qint64 nowUs) {
     }
     if (lose(frame, 0)) {
         trace(nowUs, "  (the request is lost)", frame);
-        lost_.push_back(Mark{replyShape(frame), nowUs});
+        record_.noteLost(replyShape(frame), nowUs);
         return;
     }
     push(atUs, Event::Request, frame, Origin::Host, nowUs);
@@ -184,7 +151,7 @@ void SimulatedLine::onRequest(const Event& event) {
     if ((kind.ignores7 && function == dx7::READ_EXCEPTION_STATUS) ||
         (kind.ignores8 && function == dx7::DIAGNOSTICS)) {
         if (event.origin == Origin::Host) {
-            lost_.push_back(Mark{replyShape(event.frame), event.atUs});
+            record_.noteLost(replyShape(event.frame), event.atUs);
         }
         return;
     }
@@ -218,13 +185,13 @@ QByteArray SimulatedLine::readReply(const QByteArray& request) const {
     if (function >= 3) {
         reply.append(static_cast<char>(2 * count));
         for (int i = 0; i < count; ++i) {
-            append16(reply, valueOf(station, function, first + i, readings_.size()));
+            append16(reply, valueOf(station, function, first + i, record_.readings()));
         }
         return withCrc(reply);
     }
     QByteArray bits((count + 7) / 8, '\0');
     for (int i = 0; i < count; ++i) {
-        if ((valueOf(station, function, first + i, readings_.size()) & 1) != 0) {
+        if ((valueOf(station, function, first + i, record_.readings()) & 1) != 0) {
             bits[i / 8] = static_cast<char>(bits.at(i / 8) | 1 << (i % 8));
         }
     }
@@ -235,7 +202,7 @@ QByteArray SimulatedLine::readReply(const QByteArray& request) const {
 QByteArray SimulatedLine::answer(const QByteArray& request, qint64 atUs) {
     const int station = dx7::byteAt(request, 0);
     const int function = dx7::byteAt(request, 1);
-    readings_.push_back(atUs);
+    record_.noteReading(atUs);
     const bool refused = scenario_.exceptions && !isQuery(request) &&
                          mixed(static_cast<std::uint64_t>(dx7::wordAt(request, 2)) + scenario_.seed) % 6 == 0;
     if (refused || (function == dx7::DIAGNOSTICS && scenario_.stations.at(station - 1).refuses8)) {
@@ -246,11 +213,11 @@ QByteArray SimulatedLine::answer(const QByteArray& request, qint64 atUs) {
     }
     if (function == dx7::READ_EXCEPTION_STATUS) {
         QByteArray reply = request.left(2);
-        reply.append(static_cast<char>(valueOf(station, function, 0, readings_.size()) & 0xFF));
+        reply.append(static_cast<char>(valueOf(station, function, 0, record_.readings()) & 0xFF));
         return withCrc(reply);
     }
     if (dx7::isWriteFunction(function)) {
-        executions_.push_back(Execution{request, atUs});
+        record_.noteExecution(request, atUs);
         return withCrc(request.left(6));
     }
     return function == dx7::DIAGNOSTICS ? request : refusal(request, 1);
@@ -337,7 +304,7 @@ bool SimulatedLine::pass(std::vector<Event>& replies, qint64 nowUs) {
 void SimulatedLine::onReady(const Event& event) {
     if (event.origin == Origin::Host && lose(event.frame, 1)) {
         trace(event.atUs, "  (the reply is lost)", event.frame);
-        lost_.push_back(Mark{event.shape, event.atUs});
+        record_.noteLost(event.shape, event.atUs);
         return;
     }
     std::vector<Event> replies{event};
@@ -355,12 +322,12 @@ void SimulatedLine::put(const Event& reply, qint64 nowUs) {
     bool traceless = false;
     const QByteArray damaged = damage(reply.frame, &traceless);
     if (traceless && reply.origin == Origin::Host) {
-        lost_.push_back(Mark{reply.shape, nowUs});
+        record_.noteLost(reply.shape, nowUs);
     }
     deliver(damaged, nowUs, damaged != reply.frame ? "< damaged" : strange ? "< strange reply" : "< reply");
     if (strange) {
-        inserted_.push_back(Mark{shapeOf(reply.frame), nowUs});
-        inserted_.push_back(Mark{shapeOf(reply.frame), pipeFreeUs_});
+        record_.noteInserted(shapeOf(reply.frame), nowUs);
+        record_.noteInserted(shapeOf(reply.frame), pipeFreeUs_);
     }
     noteInsertion(strange);
     for (Active& active : faults_) {
@@ -374,7 +341,7 @@ void SimulatedLine::put(const Event& reply, qint64 nowUs) {
 // What was delivered last is none of the host's business, if `strange`.
 void SimulatedLine::noteInsertion(bool strange) {
     if (strange) {
-        insertionsUs_.push_back(pipeFreeUs_);
+        record_.noteInsertion(pipeFreeUs_);
     }
 }
 
@@ -451,8 +418,10 @@ void SimulatedLine::askAsMaster(Active& active, qint64 atUs) {
     }
     trace(atUs, "# the second master asks", request);
     if ((active.fault.b & Fault::Visible) != 0) {
-        inserted_.push_back(Mark{shapeOf(request), atUs});
-        falseEcho_ = falseEcho_ || isQuery(request);
+        record_.noteInserted(shapeOf(request), atUs);
+        if (isQuery(request)) {
+            record_.noteFalseEcho();
+        }
         deliver(request, atUs, "< its request");
         noteInsertion(true);
     }
@@ -486,61 +455,6 @@ void SimulatedLine::leaveOver(Active& active, const QByteArray& request, qint64 
         }
     }
     busyUntilUs_[station] = lineUntilUs_ = std::max(lineUntilUs_, atUs);
-}
-
-// What the oracle asks.
-
-std::uint64_t SimulatedLine::readingAt(qint64 atUs) const {
-    return static_cast<std::uint64_t>(std::upper_bound(readings_.begin(), readings_.end(), atUs) -
-                                      readings_.begin());
-}
-
-const SimulatedLine::Sent* SimulatedLine::lastSent(const QByteArray& frame, qint64 beforeUs) const {
-    for (auto sent = sent_.rbegin(); sent != sent_.rend(); ++sent) {
-        if (sent->atUs <= beforeUs && sent->frame == frame) {
-            return &*sent;
-        }
-    }
-    return nullptr;
-}
-
-bool SimulatedLine::executed(const QByteArray& request, qint64 fromUs, qint64 toUs) const {
-    return std::any_of(executions_.begin(), executions_.end(), [&](const Execution& execution) {
-        return execution.request == request && execution.atUs >= fromUs && execution.atUs <= toUs;
-    });
-}
-
-int SimulatedLine::insertions(qint64 untilUs) const {
-    return static_cast<int>(std::count_if(insertionsUs_.begin(), insertionsUs_.end(),
-                                          [untilUs](qint64 atUs) { return atUs <= untilUs; }));
-}
-
-bool SimulatedLine::undecidable(const QByteArray& shape, qint64 fromUs, qint64 toUs) const {
-    const auto within = [&](const std::vector<Mark>& marks, const QByteArray& alike, qint64 sinceUs) {
-        return std::any_of(marks.begin(), marks.end(), [&](const Mark& mark) {
-            return mark.shape.startsWith(alike) && mark.atUs >= sinceUs && mark.atUs <= toUs;
-        });
-    };
-    const StationKind& kind = scenario_.stations.at(dx7::byteAt(shape, 0) - 1);
-    const QByteArray status = shape.left(1) + char(dx7::READ_EXCEPTION_STATUS);
-    const QByteArray diagnostic = shape.left(1) + char(dx7::DIAGNOSTICS);
-    const QByteArray refusal = shape.left(1) + char(dx7::DIAGNOSTICS | dx7::EXCEPTION_BIT);
-    // What is put in is on the line for a while before it is there.
-    const qint64 onLineUs = 100 * MS;
-    // A refusal fits every request with its function code.
-    const QByteArray refused = shape.left(1) + char(dx7::byteAt(shape, 1) | dx7::EXCEPTION_BIT);
-    const bool put =
-        within(inserted_, shape, fromUs - onLineUs) || within(inserted_, refused, fromUs - onLineUs);
-    const bool uncounted = kind.refuses8 && within(inserted_, shape, 0) && within(inserted_, status, 0) &&
-                           within(inserted_, refusal, 0);
-    // A surplus answer to code 7 shifts those after it for good, and nothing else can be asked.
-    // The echo of code 8 is taken for an answer that never comes.
-    const bool echoed = kind.ignores8 && within(inserted_, diagnostic, 0);
-    return uncounted || echoed || (put && within(lost_, shape, fromUs)) ||
-           (put && within(inserted_, diagnostic, fromUs) &&
-            (within(inserted_, status, fromUs) || dx7::repliesLikeItself(dx7::byteAt(shape, 1)))) ||
-           ((kind.ignores8 || falseEcho_) && within(inserted_, status, 0)) ||
-           (kind.ignores7 && kind.ignores8 && within(inserted_, shape, 0));
 }
 
 }  // namespace truth

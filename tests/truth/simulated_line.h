@@ -1,4 +1,4 @@
-// A line with stations on it, on the virtual clock. Every value tells its item and its moment.
+// A line with stations on it, on the virtual clock.
 #ifndef DX7_TESTS_TRUTH_SIMULATED_LINE_H
 #define DX7_TESTS_TRUTH_SIMULATED_LINE_H
 
@@ -8,24 +8,11 @@
 #include <queue>
 #include <vector>
 
+#include "line_record.h"
 #include "random.h"
 #include "scenario.h"
 
 namespace truth {
-
-/// The value that a station gives for one item with its reading number `reading`: of a register all 16 bits.
-int valueOf(int station, int function, int item, std::uint64_t reading);
-
-/// What makes two frames alike to a program that reads them: replies of one shape pass for each other.
-QByteArray shapeOf(const QByteArray& frame);
-/// The shape of the good reply to a request.
-QByteArray replyShape(const QByteArray& request);
-
-/// A write that a station carried out.
-struct Execution {
-    QByteArray request;
-    qint64 atUs = 0;
-};
 
 class SimulatedLine {
 public:
@@ -39,26 +26,7 @@ public:
     qint64 nextUs() const { return events_.empty() ? -1 : events_.top().atUs; }
     /// Everything up to `nowUs` happens; returns the bytes that reach the host.
     QByteArray run(qint64 nowUs);
-
-    /// The number of the last reading of any station up to `atUs`.
-    std::uint64_t readingAt(qint64 atUs) const;
-    struct Sent {
-        QByteArray frame;
-        qint64 atUs = 0;
-        std::uint64_t readings = 0;  ///< That had been taken before.
-    };
-    /// When the host sent exactly this request last, not after `beforeUs`; null = never.
-    const Sent* lastSent(const QByteArray& frame, qint64 beforeUs) const;
-    bool executed(const QByteArray& request, qint64 fromUs, qint64 toUs) const;
-    /// The bytes up to `toUs` are those of a line on which nothing went wrong, with frames put in for others:
-    /// since `fromUs` a reply of this shape was lost without a trace, and a frame of it was put in; or both
-    /// such a frame and an answer to a query after it were. What is put in is on the line up to 100 ms before
-    /// it has come. Of a station that answers code 7 alone: an answer
-    /// to it was put in at any time; of one that answers no query: a reply was; of one that refuses code 8,
-    /// so that no answer has a counter: both were.
-    bool undecidable(const QByteArray& shape, qint64 fromUs, qint64 toUs) const;
-    /// How many frames that the host did not ask for, or asked for long ago, had come by then.
-    int insertions(qint64 untilUs) const;
+    const LineRecord& record() const { return record_; }
 
 private:
     enum class Origin { Host, Master, Old };
@@ -80,10 +48,6 @@ private:
         Random random;
         std::vector<Event> waiting;  // Of OneBehind: replies.
         int left = 0;
-    };
-    struct Mark {
-        QByteArray shape;
-        qint64 atUs = 0;
     };
 
     void push(qint64 atUs, Event::Kind kind, const QByteArray& frame, Origin origin, qint64 askedUs = 0,
@@ -111,22 +75,16 @@ private:
     Scenario scenario_;
     Trace trace_;
     std::vector<Active> faults_;
+    LineRecord record_;
     std::priority_queue<Event> events_;
     std::uint64_t order_ = 0;
     qint64 pipeFreeUs_ = 0;
     qint64 sendFreeUs_ = 0;
     std::map<int, qint64> busyUntilUs_;
-    qint64 lineUntilUs_ = 0;        ///< When the last reply of all goes out.
-    std::vector<qint64> readings_;  // When each was taken.
-    std::vector<Sent> sent_;
-    std::vector<Execution> executions_;
-    std::vector<Mark> lost_;
-    std::vector<Mark> inserted_;
-    std::vector<qint64> insertionsUs_;
+    qint64 lineUntilUs_ = 0;         ///< When the last reply of all goes out.
     std::vector<QByteArray> asked_;  // Requests of the host, for the second master.
     QByteArray arrived_;
     std::uint64_t masterCounter_ = 0;
-    bool falseEcho_ = false;  // A request of the second master came that was the host's byte for byte.
 };
 
 }  // namespace truth

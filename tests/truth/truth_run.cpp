@@ -224,7 +224,7 @@ void Run::onTransaction(const Transaction& transaction) {
         reading.request = transaction.request;
         reading.range = dx7::ItemRange{frame.station, frame.regType, frame.address, frame.count};
         reading.endUs = transaction.endUs;
-        if (const auto* const sent = line_.lastSent(transaction.request, transaction.endUs)) {
+        if (const auto* const sent = line_.record().lastSent(transaction.request, transaction.endUs)) {
             reading.sentUs = sent->atUs;
             reading.readings = sent->readings;
         }
@@ -265,7 +265,7 @@ void Run::onNote(const dx7::ExchangeNote& note) {
 qint64 Run::conversationUs(qint64 sentUs) const {
     qint64 fromUs = 0;
     for (const Proof& proof : proofs_) {
-        if (proof.atUs <= sentUs && line_.insertions(proof.atUs) <= proof.noticed) {
+        if (proof.atUs <= sentUs && line_.record().insertions(proof.atUs) <= proof.noticed) {
             fromUs = proof.atUs;
         }
     }
@@ -276,7 +276,8 @@ void Run::fail(Outcome::Kind kind, const QString& why, const QByteArray& request
     if (!outcome_.failure.isEmpty()) {
         return;
     }
-    if (!request.isEmpty() && line_.undecidable(replyShape(request), conversationUs(sentUs), nowUs_)) {
+    if (!request.isEmpty() &&
+        line_.record().undecidable(replyShape(request), conversationUs(sentUs), nowUs_)) {
         outcome_.undecidable = true;
         trace(nowUs_, QStringLiteral("? undecidable: %1").arg(why));
         return;
@@ -322,7 +323,7 @@ void Run::judge(const dx7::Point& point, const dx7::PointState& told) {
                          ? 0
                          : dx7::wordAt(reading->request, 2) + point.address - reading->range.address;
     const int mask = function <= 2 ? 1 : function == dx7::READ_EXCEPTION_STATUS ? 0xFF : 0xFFFF;
-    const std::uint64_t last = line_.readingAt(reading->copyUs);
+    const std::uint64_t last = line_.record().readingAt(reading->copyUs);
     for (std::uint64_t at = reading->readings + 1; at <= last; ++at) {
         if ((valueOf(point.station, function, item, at) & mask) == static_cast<int>(told.raw)) {
             return;
@@ -345,8 +346,8 @@ void Run::judgeWrite(const Transaction& transaction) {
     ++outcome_.written;
     // One like it may have gone out at the moment at which this one ended.
     const auto* const sent =
-        line_.lastSent(transaction.request, std::max(transaction.endUs - 1, transaction.sentUs));
-    if (sent == nullptr || !line_.executed(transaction.request, sent->atUs, nowUs_)) {
+        line_.record().lastSent(transaction.request, std::max(transaction.endUs - 1, transaction.sentUs));
+    if (sent == nullptr || !line_.record().executed(transaction.request, sent->atUs, nowUs_)) {
         fail(Outcome::FalseWrite,
              QStringLiteral("the write %1 is reported as carried out, and was not")
                  .arg(dx7::hexText(transaction.request)),
