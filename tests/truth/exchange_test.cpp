@@ -110,6 +110,8 @@ TEST(Exchange, AnOlderAcknowledgementProvesNoWrite) {
     rig.feed(acknowledgement);
     rig.proven();
     EXPECT_TRUE(rig.good(rig.ends.last().ticket));
+    rig.exchanged(1, 10, 5);
+    rig.answered();
     rig.begin(frameOf("0110001000020400030004"), 8);
     rig.feed(acknowledgement);  // its copy
     const quint64 ticket = rig.ends.last().ticket;
@@ -164,7 +166,11 @@ TEST(Exchange, TheLateEchoOfAQueryIsNoAnswer) {
     ExchangeRig rig;
     rig.exchange.query(1, rig.nowUs);
     rig.pass(600);
-    rig.feed(rig.sent.last());
+    rig.exchange.query(2, rig.nowUs);
+    rig.pass(1);
+    ASSERT_EQ(rig.sent.size(), 2);
+    rig.feed(rig.sent.at(0));
+    rig.pass(100);
     EXPECT_EQ(rig.count(ExchangeNote::QueryAnswer), 0);
 }
 
