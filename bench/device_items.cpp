@@ -5,27 +5,16 @@ namespace dx7bench {
 namespace {
 
 struct TypeRange {
-    RegisterRow row;
+    const char* type;
     int first;
     int last;
 };
 
 // As docs/wire-format.md and the register descriptions have them; 16 groups of F, 2 of D and one of DE.
-const TypeRange RANGES[] = {{ROW_F, 0, 16 * GROUP_ITEMS - 1},
-                            {ROW_D, 0, 2 * GROUP_ITEMS - 1},
-                            {ROW_DE, 0, GROUP_ITEMS - 1},
-                            {ROW_AI, 0, 3},
-                            {ROW_FIN, 0, 0},
-                            {ROW_CW, 0, 0},
-                            {ROW_SW, 0, 0},
-                            {ROW_MOD, 1, 2},
-                            {ROW_FAS, 0, 0},
-                            {ROW_CW_BIT, 0, 15},
-                            {ROW_SW_BIT, 0, 15},
-                            {ROW_DO, 1, 2},
-                            {ROW_RO, 1, 1},
-                            {ROW_SDO, 1, 8},
-                            {ROW_DI, 1, 6}};
+const TypeRange RANGES[] = {{"F", 0, 16 * 56 - 1}, {"D", 0, 2 * 56 - 1}, {"DE", 0, 56 - 1}, {"AI", 0, 3},
+                            {"FIN", 0, 0},         {"CW", 0, 0},         {"SW", 0, 0},      {"MOD", 1, 2},
+                            {"FAS", 0, 0},         {"CW_bit", 0, 15},    {"SW_bit", 0, 15}, {"DO", 1, 2},
+                            {"RO", 1, 1},          {"SDO", 1, 8},        {"DI", 1, 6}};
 
 }  // namespace
 
@@ -33,11 +22,12 @@ std::vector<Item> deviceItems(int count) {
     std::vector<Item> items;
     for (int station = 1; station <= STATIONS; ++station) {
         for (const TypeRange& range : RANGES) {
+            const QString type = QString::fromLatin1(range.type);
             for (int address = range.first; address <= range.last; ++address) {
                 if (static_cast<int>(items.size()) == count) {
                     return items;
                 }
-                items.push_back({station, REG_LIST[range.row], address});
+                items.push_back({station, type, address});
             }
         }
     }

@@ -35,7 +35,7 @@ void readBack(int, int station, QString& regType, int address) {
 void planBlocks() {
     QList<KEY_ADDRESS> list;
     for (int i = 0; i < BLOCKS; ++i) {
-        list.append(keyAddress(1, REG_LIST[ROW_F], WORDS * i, WORDS));
+        list.append(keyAddress(1, QString::fromLatin1("F"), WORDS * i, WORDS));
     }
     if (intf_addrMerge(list) != BLOCKS) {
         throw std::runtime_error("the plan has not the blocks that were to be measured");

@@ -21,7 +21,7 @@ const std::size_t BARE_RECORD = 80;
 const std::size_t FIRST_REPLIES = 12;
 // Writes of one walk behind a full queue; the queue costs the same for each of them.
 const std::size_t QUEUED_WRITES = 2000;
-const RegisterRow BIT_ROWS[] = {ROW_CW_BIT, ROW_SW_BIT, ROW_DO, ROW_RO, ROW_SDO, ROW_DI};
+const char* const BIT_TYPES[] = {"CW_bit", "SW_bit", "DO", "RO", "SDO", "DI"};
 
 double nowNs() {
     const auto now = std::chrono::steady_clock::now().time_since_epoch();
@@ -103,15 +103,15 @@ void WalkSet::load(int count) {
 void WalkSet::planReads(const std::vector<Item>& items) {
     for (std::size_t i = 0; i < items.size(); ++i) {
         const Item& item = items[i];
-        const bool starts = item.regType == REG_LIST[ROW_F] && item.address % WORDS == 0;
+        const bool starts = item.regType == QString::fromLatin1("F") && item.address % WORDS == 0;
         const bool isWhole = i + WORDS <= items.size() && items[i + WORDS - 1].regType == item.regType &&
                              items[i + WORDS - 1].address == item.address + WORDS - 1;
         if (starts && isWhole) {
             wordReads_.polling.push_back(item);
         }
-        if (item.address == 0 && item.regType == REG_LIST[ROW_F]) {
-            for (const RegisterRow row : BIT_ROWS) {
-                bitReads_.polling.push_back({item.station, REG_LIST[row], 0});
+        if (item.address == 0 && item.regType == QString::fromLatin1("F")) {
+            for (const char* type : BIT_TYPES) {
+                bitReads_.polling.push_back({item.station, QString::fromLatin1(type), 0});
             }
         }
     }
@@ -201,7 +201,7 @@ void WalkSet::setWalk(const std::vector<Item>& items) {
 /// 512 writes of items that no walk reaches, and the one in progress.
 void WalkSet::fillWriteQueue() {
     VARIABLE var;
-    var.regType = REG_LIST[ROW_F];
+    var.regType = QString::fromLatin1("F");
     var.count = 1;
     for (int i = 0; i < 512; ++i) {
         var.station = -1;

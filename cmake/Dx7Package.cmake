@@ -9,9 +9,9 @@ set(headers_folder "${CMAKE_INSTALL_INCLUDEDIR}/korvalent_dx7")
 set(cmake_folder "${CMAKE_INSTALL_LIBDIR}/cmake/korvalent_dx7")
 
 install(FILES
-  "${PROJECT_SOURCE_DIR}/driver/korvalent_dx7.h"
-  "${PROJECT_SOURCE_DIR}/driver/records.h"
-  "${PROJECT_SOURCE_DIR}/driver/register_types.h"
+  "${PROJECT_SOURCE_DIR}/driver/include/korvalent_dx7.h"
+  "${PROJECT_SOURCE_DIR}/driver/include/records.h"
+  "${PROJECT_SOURCE_DIR}/driver/include/register_types.h"
   DESTINATION "${headers_folder}" COMPONENT dev)
 
 install(FILES "${PROJECT_SOURCE_DIR}/driver/self_test/korvalent_dx7_self_test.cpp"

@@ -7,6 +7,7 @@
 #include <QtCore/QString>
 
 #include "korvalent_dx7.h"
+#include "register_map.h"
 
 /// Parses "group.sub.index" (hexadecimal, ignored, decimal) into `*value` = 56 x group + index.
 ///
@@ -20,11 +21,6 @@ int a2i_dddd_h_h_dd(const QString& text, int* value);
 /// fourth argument is ignored. A type step weighs a fifth of a station step, so stations can interleave;
 /// hosts rely on this.
 int getRegAddressWeight(int station, const QString& regType, int address, int ignored);
-
-/// The two steps of it: one plus the position of `regType` in driver.regNames, or 0; and the weight of such a
-/// place.
-int placeOfType(const QString& regType);
-unsigned addressWeight(int station, int place, int address);
 
 /// `value` with bit number `bit` (its low 5 bits) set when `on` is not 0, else cleared.
 int _setBitValue(int value, int bit, int on);

@@ -1,14 +1,100 @@
 #include "data_areas.h"
 
+#include <QtCore/QHash>
+
 #include "addressing.h"
-#include "area_index.h"
+#include "register_map.h"
 
 namespace {
 
-AreaIndex areaIndex;
+// Lists up to this size are always walked, so that in them the first of two areas with one key is found,
+// whatever hosts edit.
+const int WALKED_AREAS = 48;
+
+bool hasKey(const _DATA_& area, int station, const QString& regType, int address) {
+    return area.address == address && area.station == station && sameName(area.regType, regType);
+}
+
+int indexByWalk(int station, const QString& regType, int address, QList<_DATA_>& areas) {
+    for (int i = 0; i < areas.size(); ++i) {
+        if (hasKey(areas.at(i), station, regType, address)) {
+            return i;
+        }
+    }
+    _DATA_ area;
+    area.station = station;
+    area.regType = canonicalName(regType);
+    area.address = address;
+    areas.append(area);
+    return areas.size() - 1;
+}
+
+/// Where areas of driver.dataAreas were seen last. Never more than a hint, so it needs no care when the list
+/// is edited, cleared or exchanged for another link's.
+class AreaHint {
+public:
+    AreaHint() : last_(0) {}
+
+    int find(int station, const QString& regType, int address) {
+        const QList<_DATA_>& areas = driver.dataAreas;
+        // An item is looked up several times in a row, and blocks follow the order in which their areas were
+        // made.
+        if (areas.size() > WALKED_AREAS && last_ < areas.size() - 1) {
+            if (hasKey(areas.at(last_), station, regType, address)) {
+                return last_;
+            }
+            if (hasKey(areas.at(last_ + 1), station, regType, address)) {
+                return ++last_;
+            }
+        }
+        return findAnywhere(station, regType, address);
+    }
+
+    void noteAll() {
+        positions_.clear();
+        // From the end, so that the first of two areas with one key is the one that is found.
+        for (int i = driver.dataAreas.size() - 1; i >= 0; --i) {
+            const _DATA_& area = driver.dataAreas.at(i);
+            positions_.insert(keyOf(area.station, area.regType, area.address), i);
+        }
+    }
+
+private:
+    int findAnywhere(int station, const QString& regType, int address) {
+        QList<_DATA_>& areas = driver.dataAreas;
+        if (areas.size() <= WALKED_AREAS) {
+            return indexByWalk(station, regType, address, areas);
+        }
+        const quint64 key = keyOf(station, regType, address);
+        const int hint = positions_.value(key, 0);
+        if (hint < areas.size() && hasKey(areas.at(hint), station, regType, address)) {
+            last_ = hint;
+        } else {
+            last_ = indexByWalk(station, regType, address, areas);
+            positions_.insert(key, last_);
+        }
+        return last_;
+    }
+
+    /// Different for different areas of known types and usual stations; where it is not, hints overwrite each
+    /// other and the list is walked.
+    static quint64 keyOf(int station, const QString& regType, int address) {
+        return static_cast<quint64>(static_cast<quint32>(station)) << 40 ^
+               static_cast<quint64>(registerRow(regType)) << 32 ^ static_cast<quint32>(address);
+    }
+
+    QHash<quint64, int> positions_;
+    int last_;
+};
+
+AreaHint areaHint;
 
 bool isBitSet(int value, int bit) {
     return (static_cast<unsigned>(value) >> bit & 1U) != 0;
+}
+
+int wordFlags(int station, const QString& regType, int address) {
+    return dataArea(station, regType, address).wordMonitorFlags;
 }
 
 /// Whether bit `bit` is monitored and differs.
@@ -16,39 +102,22 @@ bool isMonitoredChange(int mask, int oldValue, int newValue, int bit) {
     return isBitSet(mask, bit) && isBitSet(oldValue, bit) != isBitSet(newValue, bit);
 }
 
-int wordFlags(int station, const QString& regType, int address) {
-    return dataArea(station, regType, address).wordMonitorFlags;
-}
-
 }  // namespace
 
 int getIndexOfDataArea(int station, const QString& regType, int address, QList<_DATA_>& areas) {
     if (&areas == &driver.dataAreas) {
-        return areaIndex.findOrAppend(station, regType, address);
+        return areaHint.find(station, regType, address);
     }
     return indexByWalk(station, regType, address, areas);
 }
 
-const _DATA_& dataArea(int station, const QString& regType, int address) {
-    const int position = areaIndex.findOrAppend(station, regType, address);
-    return driver.dataAreas.at(position);
-}
-
-_DATA_& editDataArea(int station, const QString& regType, int address) {
-    const int position = areaIndex.findOrAppend(station, regType, address);
+_DATA_& dataArea(int station, const QString& regType, int address) {
+    const int position = areaHint.find(station, regType, address);
     return driver.dataAreas[position];
 }
 
-DataAreaCall::DataAreaCall() {
-    areaIndex.beginCall();
-}
-
-DataAreaCall::~DataAreaCall() {
-    areaIndex.endCall();
-}
-
-void DataAreaCall::reportReturned() {
-    areaIndex.distrust();
+void noteDataAreas() {
+    areaHint.noteAll();
 }
 
 void clearMonitorFlags() {
@@ -60,19 +129,26 @@ void clearMonitorFlags() {
 }
 
 int _setDataAreaMonitorFlag(int station, const QString& regType, int address, int length) {
-    const RegisterKind kind = registerKind(regType);
+    const RegisterKind kind = registerType(regType).kind;
     for (int i = 0; i < length; ++i) {
         const int item = addressAfter(address, i);
         if (kind == KIND_BIT) {
-            _DATA_& area = editDataArea(station, regType, bitGroupBase(item));
+            _DATA_& area = dataArea(station, regType, bitGroupBase(item));
             area.bitMonitorMask = _setBitValue(area.bitMonitorMask, bitNumberInGroup(item), 1);
         } else if (kind == KIND_WORD) {
-            editDataArea(station, regType, item).wordMonitorFlags |= MONITOR_WORD;
+            dataArea(station, regType, item).wordMonitorFlags |= MONITOR_WORD;
         } else {
             break;
         }
     }
     return 0;
+}
+
+void reportValueChange(int linkId, int station, const QString& regType, int address) {
+    Q_ASSERT_X(driver.valueChangeCallback != 0, "korvalent_dx7",
+               "the host must register its callback before replies and writes");
+    QString hostText(regType);
+    driver.valueChangeCallback(linkId, station, hostText, address);
 }
 
 void _byteDataChange(const unsigned char* oldValue, const unsigned char* newValue, int station,
@@ -96,8 +172,8 @@ void _wordDataChange(const int* oldValue, const int* newValue, int station, cons
     }
     const int mask = area.bitMonitorMask;
     int flags = area.wordMonitorFlags;
-    // Flags are looked up anew after each report that others may follow: the host may have changed the plan
-    // inside it.
+    // After a report the flags are looked up anew, since the host may have planned anew inside it. Where no
+    // report can follow they are not: the lookup would bring back an area that the host has dropped.
     if (noBitScan == 0 && mask != 0) {
         const QString bitType = regType + QLatin1String("_bit");
         for (int bit = 0; bit < 16; ++bit) {
@@ -110,15 +186,11 @@ void _wordDataChange(const int* oldValue, const int* newValue, int station, cons
     }
     if ((flags & MONITOR_WORD) != 0) {
         reportValueChange(driver.linkId, station, regType, address);
-        if (address >= 0) {
-            flags = wordFlags(station, regType, address);
-        }
+        flags = address >= 0 ? wordFlags(station, regType, address) : 0;
     }
     if (address >= 0 && (flags & MONITOR_DOUBLE_FIRST) != 0) {
         reportValueChange(driver.linkId, station, regType + QLatin1String("_double"), address);
-        if (address >= 1) {
-            flags = wordFlags(station, regType, address);
-        }
+        flags = address >= 1 ? wordFlags(station, regType, address) : 0;
     }
     if (address >= 1 && (flags & MONITOR_DOUBLE_SECOND) != 0) {
         reportValueChange(driver.linkId, station, regType + QLatin1String("_double"), address - 1);
@@ -126,20 +198,17 @@ void _wordDataChange(const int* oldValue, const int* newValue, int station, cons
 }
 
 int intf_getData(int station, const QString& regType, int address, int count, unsigned char* out) {
-    const RegisterRow row = registerRow(regType);
-    if (row == ROW_UNKNOWN) {
-        return 1;
+    const RegisterKind kind = registerType(regType).kind;
+    if (kind == KIND_UNKNOWN) {
+        return DX7_DONE;
     }
-    const RegisterKind kind = kindOf(row);
-    const QString& name = REG_LIST[row];
-    const DataAreaCall call;
     for (int k = 0; k < count; ++k) {
-        const _DATA_& area = dataArea(station, name, addressAfter(address, k));
+        const _DATA_& area = dataArea(station, regType, addressAfter(address, k));
         const unsigned char* shown = area.writePending != 0 ? area.writtenValue : area.value;
         *out++ = shown[0];
         if (kind == KIND_WORD) {
             *out++ = shown[1];
         }
     }
-    return 1;
+    return DX7_DONE;
 }

@@ -1,60 +1,10 @@
 #include "korvalent_dx7.h"
 
 #include <QtCore/QStringList>
-#include <algorithm>
-#include <cstring>
 
-#include "data_areas.h"
+#include "register_map.h"
 
 korvalent_dx7 driver;
-
-korvalent_dx7::korvalent_dx7()
-    : valueChangeCallback(0),
-      linkId(0),
-      propField1(0),
-      propField2(0),
-      retryCount(0),
-      maxBlockWords(0),
-      hostFlags(0),
-      hostParam2(0),
-      recipeMemory(0),
-      hostMutex(0),
-      // Address weights count by this list. It has FW, and lacks SW and FAS: hosts rely on the order that
-      // results.
-      regNames(
-          QString::fromLatin1("CW_bit,SW_bit,DO,RO,SDO,DI,AI,FIN,F,D,DE,CW,FW,MOD").split(QLatin1Char(','))),
-      opKind(OP_NONE),
-      burstCount(0),
-      reservedA(0),
-      badReplyCount(0),
-      maxBlockBits(0),
-      maxBlockWordsCopy(0),
-      commFailed(0),
-      reservedB(0),
-      reservedC(0),
-      recipeIndex(0) {}
-
-void rcpAddrToVar(const _RCP_VAR_PRO& recipe, VARIABLE& var, int withData) {
-    var.station = recipe.station;
-    var.regType = recipe.regType;
-    var.address = recipe.address;
-    var.count = recipe.count;
-    std::memset(var.data, 0, sizeof var.data);
-    if (withData != 0 && recipe.count > 0) {
-        const std::size_t words =
-            std::min<std::size_t>(static_cast<std::size_t>(recipe.count), sizeof var.data / 2);
-        const std::ptrdiff_t firstByte = 2 * static_cast<std::ptrdiff_t>(recipe.recipeIndex);
-        std::memcpy(var.data, driver.recipeMemory + firstByte, 2 * words);
-    }
-}
-
-void reportValueChange(int linkId, int station, const QString& regType, int address) {
-    Q_ASSERT_X(driver.valueChangeCallback != 0, "korvalent_dx7",
-               "the host must register its callback before replies and writes");
-    QString hostText(regType);
-    driver.valueChangeCallback(linkId, station, hostText, address);
-    DataAreaCall::reportReturned();
-}
 
 void intf_getProtocolType(int* protocolType) {
     *protocolType = 0;
@@ -78,26 +28,26 @@ void intf_SetDriverPropertyPage(QString& page) {
 
 int intf_getRegListByType(int type, QList<QString>& names) {
     if (type != 0 && type != 1) {
-        return 0;
+        return DX7_TYPE_UNKNOWN;
     }
     for (int row = 0; row < REG_TYPE_COUNT; ++row) {
-        const bool isBit = registerKind(REG_LIST[row]) == KIND_BIT;
+        const bool isBit = typeInRow(row).kind == KIND_BIT;
         if (isBit == (type == 0)) {
             names.append(REG_LIST[row]);
         }
     }
-    return 1;
+    return DX7_TYPE_KNOWN;
 }
 
 int intf_getRegDiscription(const QString& regType, QList<QString>& texts) {
-    const RegisterRow row = registerRow(regType);
+    const int row = registerRow(regType);
     if (row == ROW_UNKNOWN) {
-        return 0;
+        return DX7_TYPE_UNKNOWN;
     }
     for (int column = 0; column < REG_COLUMN_COUNT; ++column) {
         texts.append(registerDescription(row, static_cast<RegisterColumn>(column)));
     }
-    return 1;
+    return DX7_TYPE_KNOWN;
 }
 
 namespace {
@@ -142,20 +92,9 @@ int intf_initProperty(unsigned char* hostFlags, quintptr hostParam2, unsigned ch
     driver.reservedC = 1;
     driver.maxBlockWordsCopy = driver.maxBlockWords;
     driver.maxBlockBits = static_cast<int>(8U * static_cast<unsigned>(driver.maxBlockWords));
-    return 1;
+    return DX7_DONE;
 }
 
 void intf_setAddrValueChangeCallBack(ValueChangeCallback callback) {
     driver.valueChangeCallback = callback;
-}
-
-int intf_setRcpAddress(QVector<_RCP_VAR_PRO>& vars) {
-    QVector<_RCP_VAR_PRO> kept;
-    for (int i = 0; i < vars.size(); ++i) {
-        if (vars.at(i).linkId == driver.linkId) {
-            kept.append(vars.at(i));
-        }
-    }
-    driver.recipeVars = kept;
-    return kept.size();
 }

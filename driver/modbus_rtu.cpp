@@ -47,45 +47,7 @@ quint16 crc16OfZeros(int length, quint16 crc) {
     return crc;
 }
 
-unsigned char ConvertHexChar(char digit) {
-    if (digit >= '0' && digit <= '9') {
-        return static_cast<unsigned char>(digit - '0');
-    }
-    if (digit >= 'A' && digit <= 'F') {
-        return static_cast<unsigned char>(digit - 'A' + 10);
-    }
-    if (digit >= 'a' && digit <= 'f') {
-        return static_cast<unsigned char>(digit - 'a' + 10);
-    }
-    return 255;
-}
-
-unsigned char packedDecimal(unsigned char index) {
-    int leading = index;
-    if (leading >= 100) {
-        leading /= 10;
-    }
-    const unsigned char tens = ConvertHexChar(static_cast<char>('0' + leading / 10));
-    const unsigned char ones = ConvertHexChar(static_cast<char>('0' + leading % 10));
-    return static_cast<unsigned char>(tens * 16 + ones);
-}
-
-int groupedRegister(int firstHigh, int address) {
-    const int group = address / GROUP_ITEMS;
-    const unsigned char index = static_cast<unsigned char>(address % GROUP_ITEMS);
-    return ((firstHigh + group) & 0xFF) << 8 | packedDecimal(index);
-}
-
-int tableRegister(RegisterRow row, int address) {
-    const unsigned offset = row == ROW_UNKNOWN ? 0U : static_cast<unsigned>(REG_OFFSETADDR[row]);
-    return static_cast<int>(offset + static_cast<unsigned>(address));
-}
-
-int pageRegister(int high, int address) {
-    return high << 8 | (address & 0xFF);
-}
-
-FrameWriter::FrameWriter(FRAME_PRO& frame, const VARIABLE& var, FunctionCode code) : frame_(frame) {
+FrameWriter::FrameWriter(FRAME_PRO& frame, const VARIABLE& var, int functionCode) : frame_(frame) {
     frame.opKind = var.opKind;
     frame.station = var.station;
     frame.regType = var.regType;
@@ -94,7 +56,7 @@ FrameWriter::FrameWriter(FRAME_PRO& frame, const VARIABLE& var, FunctionCode cod
     std::memcpy(frame.varData, var.data, sizeof frame.varData);
     frame.sendLen = 0;
     addByte(var.station);
-    addByte(code);
+    addByte(functionCode);
 }
 
 void FrameWriter::addByte(int value) {

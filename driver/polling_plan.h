@@ -1,18 +1,15 @@
 /// \file
-/// From monitored addresses to read blocks, and the insertion rule of the request lists. The exported
-/// intf_addrMerge and intf_addConditionRead are declared in korvalent_dx7.h.
+/// From monitored addresses to read blocks. The exported intf_addrMerge is declared in korvalent_dx7.h.
 #ifndef KORVALENT_DX7_POLLING_PLAN_H
 #define KORVALENT_DX7_POLLING_PLAN_H
 
 #include <QtCore/QList>
 
 #include "korvalent_dx7.h"
+#include "request_lists.h"
 
 /// Merge modes; every value but MERGE_RECIPE_BLOCKS plans the polling.
 enum { MERGE_POLLING_PLAN = 1, MERGE_RECIPE_BLOCKS = 2 };
-
-/// Entry of a request list that is overwritten once the list holds more entries than this.
-const int REQUEST_LIST_LAST = 512;
 
 /// Merges `list`, which must not be empty, in place into blocks of at most driver.maxBlockWords items.
 ///
@@ -23,16 +20,5 @@ void addrMerge(QList<KEY_ADDRESS>& list, int mode);
 /// 0 when `next` may be joined to `block`, 1 when it may not: another type, a gap, or (F, D, DE) another
 /// group of 56 or sub-group of 10. Stations are not compared; hosts rely on this.
 int the_Merge(const KEY_ADDRESS& block, const KEY_ADDRESS& next);
-
-/// Moves the first block of driver.pollList to the end, in constant time on average; nothing with fewer than
-/// two.
-void rotatePollList();
-
-/// Puts a request into a request list: it replaces the last entry with the same station, type, address and
-/// count, entry 0 excepted; else the 513th entry of a full list; else it is appended.
-void addVarToList(QList<VARIABLE>& list, const VARIABLE& var);
-
-/// Whether two requests concern the same items: same station, type, address and count.
-bool sameItems(const VARIABLE& a, const VARIABLE& b);
 
 #endif

@@ -5,7 +5,6 @@
 #define KORVALENT_DX7_READFRAME_H
 
 #include "korvalent_dx7.h"
-#include "modbus_rtu.h"
 
 /// Builds the read request of any register type; an unknown type reads registers from 0x0000.
 void getReadFrame(const VARIABLE& var);

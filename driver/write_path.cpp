@@ -5,7 +5,8 @@
 
 #include "addressing.h"
 #include "data_areas.h"
-#include "polling_plan.h"
+#include "register_map.h"
+#include "request_lists.h"
 
 namespace {
 
@@ -60,7 +61,7 @@ void storeWord(int station, const QString& regType, int address, const unsigned 
     const int wanted = wordOf(written);
     _wordDataChange(&shown, &wanted, station, regType, address, 0);
 
-    _DATA_& area = editDataArea(station, regType, address);
+    _DATA_& area = dataArea(station, regType, address);
     std::memcpy(area.writtenValue, written, sizeof written);
     area.writePending = 1;
 }
@@ -73,13 +74,13 @@ void storeBit(int station, const QString& regType, int address, unsigned char wr
         reportValueChange(driver.linkId, station, regType, address);
     }
 
-    _DATA_& area = editDataArea(station, regType, group);
+    _DATA_& area = dataArea(station, regType, group);
     area.writtenValue[0] = written;
     area.writePending = 1;
 }
 
 void completeWord(int station, const QString& regType, int address, bool success) {
-    _DATA_& area = editDataArea(station, regType, address);
+    _DATA_& area = dataArea(station, regType, address);
     area.writePending = 0;
     if (success) {
         std::memcpy(area.value, area.writtenValue, 2);
@@ -92,7 +93,7 @@ void completeWord(int station, const QString& regType, int address, bool success
 
 void completeBit(int station, const QString& regType, int address, bool success) {
     const int group = bitGroupBase(address);
-    _DATA_& area = editDataArea(station, regType, group);
+    _DATA_& area = dataArea(station, regType, group);
     area.pendingBits = _setBitValue(area.pendingBits, bitNumberInGroup(address), 0);
     if (area.pendingBits == 0) {
         area.writePending = 0;
@@ -106,50 +107,11 @@ void completeBit(int station, const QString& regType, int address, bool success)
     _byteDataChange(&read, &written, station, regType, group);
 }
 
-void finishWrite() {
-    if (driver.writeList.isEmpty()) {
-        return;
-    }
-    const VARIABLE& head = driver.writeList.at(0);
-    const QString regType = head.regType;
-    _write_FailOrSuc(head.station, regType, head.address, head.count, driver.commFailed != 0 ? 0 : 1);
-    if (!driver.writeList.isEmpty()) {
-        driver.writeList.removeFirst();
-    }
-}
-
-/// Reports before the head leaves the list: a request that the host adds inside the report stays queued after
-/// a success and is dropped with the rest after a failure.
-void finishConditionRead() {
-    if (!driver.conditionList.isEmpty() && sameItems(driver.conditionList.at(0), driver.conditionVar)) {
-        reportValueChange(-1, -1, QString::fromLatin1("-1"), driver.commFailed != 0 ? -1 : 0);
-    }
-    if (driver.commFailed != 0) {
-        driver.conditionList.clear();
-    } else if (!driver.conditionList.isEmpty()) {
-        driver.conditionList.removeFirst();
-    }
-}
-
-/// Advances to the next recipe block; after the last one, or a failure, takes the host's request back.
-void finishRecipeBlock(int requestByte) {
-    if (driver.commFailed == 0) {
-        ++driver.recipeIndex;
-        if (driver.recipeIndex < driver.recipeBlocks.size()) {
-            return;
-        }
-    }
-    driver.recipeIndex = 0;
-    driver.hostMutex->lock();
-    driver.hostFlags[requestByte] = 0;
-    driver.hostMutex->unlock();
-}
-
 }  // namespace
 
 void write_saveDataToArea(int station, const QString& regType, int address, int count,
                           const unsigned char* data) {
-    const RegisterKind kind = registerKind(regType);
+    const RegisterKind kind = registerType(regType).kind;
     for (int i = 0; i < count; ++i) {
         const int item = addressAfter(address, i);
         if (kind == KIND_WORD) {
@@ -163,7 +125,7 @@ void write_saveDataToArea(int station, const QString& regType, int address, int 
 }
 
 void _write_FailOrSuc(int station, const QString& regType, int address, int count, int success) {
-    const RegisterKind kind = registerKind(regType);
+    const RegisterKind kind = registerType(regType).kind;
     for (int i = 0; i < count; ++i) {
         const int item = addressAfter(address, i);
         if (kind == KIND_WORD) {
@@ -176,32 +138,10 @@ void _write_FailOrSuc(int station, const QString& regType, int address, int coun
     }
 }
 
-void dealListWhenFinish() {
-    switch (driver.opKind) {
-        case OP_WRITE:
-            finishWrite();
-            break;
-        case OP_CONDITION_READ:
-            finishConditionRead();
-            break;
-        case OP_CYCLIC_READ:
-            rotatePollList();
-            break;
-        case OP_RECIPE_WRITE:
-            finishRecipeBlock(RECIPE_WRITE_REQUEST);
-            break;
-        case OP_RECIPE_READ:
-            finishRecipeBlock(RECIPE_READ_REQUEST);
-            break;
-        default:
-            break;
-    }
-}
-
 int intf_setData(int station, const QString& regType, int address, int count, unsigned char* data, int tag) {
     const QString type(canonicalName(regType));  // a copy: the host's text may change inside a report
     if (driver.propField1 == 0) {
-        switch (registerKind(type)) {
+        switch (registerType(type).kind) {
             case KIND_BIT:
                 queueWrite(station, type, address, count, data, count, tag);
                 break;
@@ -212,7 +152,6 @@ int intf_setData(int station, const QString& regType, int address, int count, un
                 break;
         }
     }
-    const DataAreaCall call;
     write_saveDataToArea(station, type, address, count, data);
-    return 1;
+    return DX7_DONE;
 }

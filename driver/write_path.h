@@ -1,6 +1,6 @@
 /// \file
-/// Host writes, from the moment they are stored to their success or failure, and the end of every operation.
-/// The exported intf_setData is declared in korvalent_dx7.h.
+/// Host writes, from the moment they are stored to their success or failure. The exported intf_setData is
+/// declared in korvalent_dx7.h.
 #ifndef KORVALENT_DX7_WRITE_PATH_H
 #define KORVALENT_DX7_WRITE_PATH_H
 
@@ -17,9 +17,5 @@ void write_saveDataToArea(int station, const QString& regType, int address, int 
 /// Ends the write of `count` items: `success` 1 makes the written value the current one, anything else falls
 /// back to the value read and reports what differs.
 void _write_FailOrSuc(int station, const QString& regType, int address, int count, int success);
-
-/// Ends the operation in progress (driver.opKind): drops or rotates its list entry, completes writes, reports
-/// the end of condition reads, advances recipe transfers.
-void dealListWhenFinish();
 
 #endif

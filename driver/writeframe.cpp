@@ -2,21 +2,18 @@
 
 #include <algorithm>
 
-#include "frame_list.h"
+#include "modbus_rtu.h"
+#include "register_map.h"
 
 namespace {
 
 const int COIL_ON = 0xFF;
 const int COIL_OFF = 0x00;
-const int CONTROL_WORD_REGISTER = 0x1300;
-
-// The device takes a parameter's new value 0x1000 registers below the place where it shows the value.
-const int F_WRITE_BELOW_READ = 0x10;
 
 /// Ends a write request and appends it. The acknowledgement carries no data.
 void appendWriteFrame(FrameWriter& writer, const FRAME_PRO& frame, int expectLen) {
     writer.finish(expectLen, 0, 0);
-    appendFrame(frame);
+    driver.frameList.append(frame);
 }
 
 /// Register `i` of the request's data, which holds the low byte first.
@@ -36,29 +33,25 @@ void appendSingleWrite(const VARIABLE& var, int startRegister) {
 void appendMultiWrite(const VARIABLE& var, int startRegister) {
     const int count = std::max(var.count, 0);
     if (count > (DX7_DATA_BYTES - MULTI_WRITE_OVERHEAD) / 2) {
-        return;  // would not fit the send buffer
+        return;  // does not fit the send buffer
     }
     FRAME_PRO frame;
     FrameWriter writer(frame, var, FC_WRITE_REGISTERS);
     writer.addWord(startRegister);
     writer.addWord(count);
-    writer.addByte(
-        2 * count);  // truncated to a byte from 128 registers on; keeping within it is the host's affair
+    // Truncated to a byte from 128 registers on; staying below that is up to the host.
+    writer.addByte(2 * count);
     for (int i = 0; i < count; ++i) {
         writer.addWord(dataWord(var, i));
     }
     appendWriteFrame(writer, frame, FIXED_FRAME_BYTES);
 }
 
-int writeRegister(const VARIABLE& var) {
-    switch (registerRow(var.regType)) {
-        case ROW_F:
-            return groupedRegister(REG_F_OFFSETADDR[0] - F_WRITE_BELOW_READ, var.address);
-        case ROW_MOD:
-            return pageRegister(0x13, var.address);
-        default:
-            return 0;
-    }
+/// Register number of a type that is written with `functionCode`; `otherwise` for any other type.
+int writeRegister(const VARIABLE& var, int functionCode, int otherwise) {
+    const int row = registerRow(var.regType);
+    const RegisterAccess& access = typeInRow(row).write;
+    return access.function == functionCode ? registerNumber(row, access, var.address) : otherwise;
 }
 
 }  // namespace
@@ -66,7 +59,7 @@ int writeRegister(const VARIABLE& var) {
 void writeframe_bit(const VARIABLE& var) {
     FRAME_PRO frame;
     FrameWriter writer(frame, var, FC_WRITE_COIL);
-    writer.addWord(tableRegister(registerRow(var.regType), var.address));
+    writer.addWord(offsetRegister(registerRow(var.regType), var.address));
     writer.addByte(var.data[0] == 1 ? COIL_ON : COIL_OFF);
     writer.addByte(0);
     appendWriteFrame(writer, frame, var.station == 0 ? 0 : FIXED_FRAME_BYTES);
@@ -74,31 +67,28 @@ void writeframe_bit(const VARIABLE& var) {
 
 void writeframe_cwword(const VARIABLE& var) {
     if (var.count == 1) {
-        appendSingleWrite(var, CONTROL_WORD_REGISTER);
+        appendSingleWrite(var, writeRegister(var, FC_WRITE_REGISTER, CONTROL_WORD_REGISTER));
     }
 }
 
 void writeframe_word(const VARIABLE& var) {
+    const int startRegister = writeRegister(var, FC_WRITE_REGISTERS, 0);
     if (var.count == 1) {
-        appendSingleWrite(var, writeRegister(var));
+        appendSingleWrite(var, startRegister);
     } else {
-        appendMultiWrite(var, writeRegister(var));
+        appendMultiWrite(var, startRegister);
     }
 }
 
 void getWriteFrame(const VARIABLE& var) {
-    switch (registerRow(var.regType)) {
-        case ROW_CW_BIT:
-        case ROW_DO:
-        case ROW_RO:
-        case ROW_SDO:
+    switch (registerType(var.regType).write.function) {
+        case FC_WRITE_COIL:
             writeframe_bit(var);
             break;
-        case ROW_CW:
+        case FC_WRITE_REGISTER:
             writeframe_cwword(var);
             break;
-        case ROW_F:
-        case ROW_MOD:
+        case FC_WRITE_REGISTERS:
             writeframe_word(var);
             break;
         default:

@@ -5,7 +5,6 @@
 #define KORVALENT_DX7_WRITEFRAME_H
 
 #include "korvalent_dx7.h"
-#include "modbus_rtu.h"
 
 /// Builds the write request of CW_bit, DO, RO, SDO, CW, F and MOD; any other type builds nothing.
 void getWriteFrame(const VARIABLE& var);

@@ -160,7 +160,7 @@ TEST_F(CopiesOfTheStore, ACopyOfTheStoreIsNotChangedByLaterLookups) {
     getIndexOfDataArea(1, "CW", 0, driver.dataAreas);
     const Areas copy = driver.dataAreas;
     getIndexOfDataArea(1, "CW", 1, driver.dataAreas);
-    editDataArea(1, "CW", 0).value[0] = 7;
+    dataArea(1, "CW", 0).value[0] = 7;
     EXPECT_EQ(copy.size(), 1);
     EXPECT_EQ(copy.at(0).value[0], 0);
     EXPECT_EQ(driver.dataAreas.at(0).value[0], 7);
@@ -254,7 +254,7 @@ TEST_F(RandomEdits, OfTheStoreGiveWhatThePlainWalkGives) {
             driver.dataAreas = savedStore;
             model = savedModel;
         } else if (kind == 8) {
-            editDataArea(key.station, key.regType, key.address).value[1] = static_cast<unsigned char>(step);
+            dataArea(key.station, key.regType, key.address).value[1] = static_cast<unsigned char>(step);
             model[walk(model, key.station, key.regType, key.address)].value[1] =
                 static_cast<unsigned char>(step);
         } else {

@@ -74,59 +74,6 @@ TEST(Crc16, ContinuedOverZerosEqualsTheSumOfThoseZeros) {
     }
 }
 
-TEST(HexCharacter, ConvertsEveryCharacter) {
-    for (int code = 0; code < 256; ++code) {
-        int expected = 255;
-        if (code >= '0' && code <= '9')
-            expected = code - '0';
-        else if (code >= 'A' && code <= 'F')
-            expected = code - 'A' + 10;
-        else if (code >= 'a' && code <= 'f')
-            expected = code - 'a' + 10;
-        EXPECT_EQ(expected, ConvertHexChar(static_cast<char>(code))) << "character code " << code;
-    }
-}
-
-TEST(PackedDecimal, HoldsTensAndOnesInTheNibblesOfIndexes0To99) {
-    for (int index = 0; index < 100; ++index)
-        EXPECT_EQ(index / 10 * 16 + index % 10, packedDecimal(static_cast<unsigned char>(index))) << index;
-}
-
-TEST(PackedDecimal, OfThreeDigitsTakesTheFirstTwo) {
-    EXPECT_EQ(0x10, packedDecimal(100));
-    EXPECT_EQ(0x12, packedDecimal(129));
-    EXPECT_EQ(0x20, packedDecimal(201));
-    EXPECT_EQ(0x25, packedDecimal(251));
-    EXPECT_EQ(0x25, packedDecimal(255));
-}
-
-TEST(RegisterNumber, OfGroupedTypesComposesGroupAndPackedIndex) {
-    const struct {
-        int firstHigh, address, expected;
-    } rows[] = {
-        {0xF0, 0, 0xF000},          {0xF0, 9, 0xF009},       {0xF0, 10, 0xF010},  {0xF0, 55, 0xF055},
-        {0xF0, 56, 0xF100},         {0xF0, 193, 0xF325},     {0xF0, 895, 0xFF55}, {0xE0, 193, 0xE325},
-        {0xD0, 57, 0xD101},         {0xF0, 16 * 56, 0x0000},  // the group byte keeps its low 8 bits
-        {0xD0, 2 * 56 + 3, 0xD203}, {0xF0, -1, 0xF025},       // remainder -1 counts as 255
-        {0xF0, -56, 0xEF00},
-    };
-    for (const auto& row : rows)
-        EXPECT_EQ(row.expected, groupedRegister(row.firstHigh, row.address) & 0xFFFF)
-            << "address " << row.address;
-}
-
-TEST(RegisterNumber, WithAFixedHighByteGetsNoCarryFromTheAddress) {
-    EXPECT_EQ(0x1205, pageRegister(0x12, 0x105) & 0xFFFF);
-    EXPECT_EQ(0x12FF, pageRegister(0x12, -1) & 0xFFFF);
-    EXPECT_EQ(0x1302, pageRegister(0x13, 2) & 0xFFFF);
-}
-
-TEST(RegisterNumber, OfTableTypesAddsTheOffset) {
-    EXPECT_EQ(0x1020, tableRegister(ROW_DO, 1));
-    EXPECT_EQ(0x1305, tableRegister(ROW_CW, 5));
-    EXPECT_EQ(7, tableRegister(ROW_UNKNOWN, 7));
-}
-
 VARIABLE someRequest() {
     VARIABLE request;
     request.opKind = 77;

@@ -241,6 +241,23 @@ TEST_F(ReadFrame, BuildersCanBeCalledOneByOne) {
     EXPECT_EQ(hex("01 07 41 E2"), sentBytes(driver.frameList.at(3)));
 }
 
+TEST_F(ReadFrame, BuildersTakeOnlyWhatIsTheirsFromOtherTypes) {
+    readframe_bit(request(1, "F", 1, 6));
+    readframe_bit(request(1, "FIN", 1, 6));
+    readframe_oneword(request(1, "AI", 2, 1));
+    readframe_oneword(request(1, "SW_bit", 2, 1));
+    readframe_word(request(1, "CW", 2, 1));
+    readframe_word(request(1, "FAS", 2, 1));
+    readframe_word(request(1, "DI", 2, 1));
+    ASSERT_EQ(7, driver.frameList.size());
+    EXPECT_EQ(withCrc(hex("01 01 00 F1 00 06")), sentBytes(driver.frameList.at(0)));
+    EXPECT_EQ(withCrc(hex("01 01 12 04 00 06")), sentBytes(driver.frameList.at(1)));
+    EXPECT_EQ(withCrc(hex("01 03 12 02 00 01")), sentBytes(driver.frameList.at(2)));
+    EXPECT_EQ(withCrc(hex("01 03 11 02 00 01")), sentBytes(driver.frameList.at(3)));
+    for (int i = 4; i < 7; ++i)
+        EXPECT_EQ(withCrc(hex("01 03 00 00 00 01")), sentBytes(driver.frameList.at(i))) << i;
+}
+
 TEST_F(ReadFrame, TouchesNothingButTheFrameList) {
     driver.opKind = 6;
     driver.burstCount = 2;

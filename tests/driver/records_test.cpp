@@ -11,6 +11,7 @@
 #include <type_traits>
 #include <vector>
 
+#include "recipes.h"
 #include "support.h"
 
 namespace dx7test {

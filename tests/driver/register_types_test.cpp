@@ -5,6 +5,7 @@
 #include <QtCore/QList>
 #include <QtCore/QString>
 
+#include "register_map.h"
 #include "support.h"
 #include "writeframe.h"
 
@@ -33,14 +34,13 @@ TEST_P(RegisterTypeRows, HasItsFiveDescriptionTexts) {
     EXPECT_EQ(texts, GetParam().description);
     for (int column = 0; column < 5; ++column) {
         EXPECT_EQ(REG_DESCRIPTION[5 * GetParam().row + column], GetParam().description.at(column));
-        EXPECT_EQ(registerDescription(static_cast<RegisterRow>(GetParam().row),
-                                      static_cast<RegisterColumn>(column)),
+        EXPECT_EQ(registerDescription(GetParam().row, static_cast<RegisterColumn>(column)),
                   GetParam().description.at(column));
     }
 }
 
 TEST_P(RegisterTypeRows, HasItsKind) {
-    EXPECT_EQ(registerKind(GetParam().name), GetParam().kind);
+    EXPECT_EQ(registerType(GetParam().name).kind, GetParam().kind);
     EXPECT_EQ(GetParam().description.at(COLUMN_KIND), GetParam().kind == KIND_BIT ? "0" : "1");
 }
 
@@ -60,7 +60,7 @@ TEST_P(RegisterTypeRows, IsFoundByItsExactNameOnly) {
         EXPECT_EQ(intf_getRegDiscription(other, texts), 0) << other.toStdString();
         EXPECT_TRUE(texts.isEmpty());
         EXPECT_EQ(registerRow(other), ROW_UNKNOWN);
-        EXPECT_EQ(registerKind(other), KIND_UNKNOWN);
+        EXPECT_EQ(registerType(other).kind, KIND_UNKNOWN);
     }
     EXPECT_EQ(registerRow(name.toLower()), ROW_UNKNOWN);
 }

@@ -4,7 +4,7 @@
 #include <QtCore/QList>
 #include <utility>
 
-#include "polling_plan.h"
+#include "request_lists.h"
 #include "support.h"
 
 namespace dx7test {

@@ -3,7 +3,7 @@
 #include <QtCore/QList>
 
 #include "line.h"
-#include "polling_plan.h"
+#include "request_lists.h"
 #include "support.h"
 
 using namespace dx7test;

@@ -6,6 +6,7 @@
 #include <algorithm>
 
 #include "line.h"
+#include "operations.h"
 #include "support.h"
 
 using namespace dx7test;

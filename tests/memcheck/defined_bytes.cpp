@@ -10,6 +10,7 @@
 #include <vector>
 
 #include "../driver/line.h"
+#include "register_map.h"
 
 using namespace dx7test;
 
@@ -70,7 +71,7 @@ void converse(int steps) {
 void queueEverything() {
     std::vector<unsigned char> values(1024, 1);
     for (int row = 0; row < REG_TYPE_COUNT; ++row) {
-        const int count = registerKind(REG_LIST[row]) == KIND_STATUS ? 1 : 5;
+        const int count = typeInRow(row).kind == KIND_STATUS ? 1 : 5;
         intf_setData(1, REG_LIST[row], 1, 1, values.data(), 2);
         intf_setData(1, REG_LIST[row], 1, count, values.data(), 2);
         KEY_ADDRESS key = entry(1, REG_LIST[row], 0, count);
@@ -82,7 +83,7 @@ void queueEverything() {
 
 void readEverything() {
     for (int row = 0; row < REG_TYPE_COUNT; ++row) {
-        const int bytes = registerKind(REG_LIST[row]) == KIND_WORD ? 20 : 10;
+        const int bytes = typeInRow(row).kind == KIND_WORD ? 20 : 10;
         // Exactly as large as the driver may write, so that a byte too many shows.
         std::vector<unsigned char> out(static_cast<std::size_t>(bytes));
         (void)VALGRIND_MAKE_MEM_UNDEFINED(out.data(), out.size());
@@ -103,7 +104,7 @@ int main() {
     intf_setAddrValueChangeCallBack(onReport);
     QList<KEY_ADDRESS> list;
     for (int row = 0; row < REG_TYPE_COUNT; ++row)
-        list << entry(1, REG_LIST[row], 0, registerKind(REG_LIST[row]) == KIND_STATUS ? 1 : 12);
+        list << entry(1, REG_LIST[row], 0, typeInRow(row).kind == KIND_STATUS ? 1 : 12);
     intf_addrMerge(list);
     converse(100);
     queueEverything();

@@ -1,7 +1,5 @@
-// The record of a finished frame serves the next one: nothing of the old frame may show, and no copy that the
-// host keeps may change.
-#include "frame_list.h"
-
+// The frame on the wire: nothing of an earlier frame shows in it, no copy that the host keeps changes, and
+// the text about it replaces whatever the host's text held.
 #include <QtCore/QByteArray>
 #include <QtCore/QList>
 #include <QtCore/QString>
@@ -13,7 +11,7 @@ using namespace dx7test;
 
 namespace {
 
-class FrameList : public DriverTest {
+class OutstandingFrame : public DriverTest {
 protected:
     static FRAME_PRO next() {
         FRAME_PRO frame;
@@ -42,7 +40,7 @@ protected:
     }
 };
 
-TEST_F(FrameList, NothingOfALongerFrameBeforeShowsInTheNext) {
+TEST_F(OutstandingFrame, NothingOfALongerFrameBeforeShowsInTheNext) {
     unsigned char words[80];
     std::memset(words, 0xAB, sizeof words);
     intf_setData(1, "F", 0, 40, words, 7);
@@ -59,7 +57,7 @@ TEST_F(FrameList, NothingOfALongerFrameBeforeShowsInTheNext) {
     EXPECT_EQ(QString("AI"), read.regType);
 }
 
-TEST_F(FrameList, ACopyThatTheHostKeptStaysAsItWas) {
+TEST_F(OutstandingFrame, ACopyThatTheHostKeptStaysAsItWas) {
     QList<KEY_ADDRESS> list;
     list << entry(1, "AI", 0, 1) << entry(2, "MOD", 1, 1);
     intf_addrMerge(list);
@@ -73,69 +71,7 @@ TEST_F(FrameList, ACopyThatTheHostKeptStaysAsItWas) {
     EXPECT_EQ(2, driver.frameList.at(0).station);
 }
 
-TEST_F(FrameList, IsEmptyWhenItsOnlyFrameHasLeft) {
-    appendFrame(filled(1));
-    removeFirstFrame();
-    EXPECT_TRUE(driver.frameList.isEmpty());
-    removeFirstFrame();
-    EXPECT_TRUE(driver.frameList.isEmpty());
-}
-
-TEST_F(FrameList, ALeavingFrameLeavesNoOlderOneBehind) {
-    appendFrame(filled(1));
-    removeFirstFrame();
-    driver.frameList << filled(2);  // by the host: the record of the first is still to be had
-    removeFirstFrame();
-    EXPECT_TRUE(driver.frameList.isEmpty());
-    appendFrame(filled(3));
-    ASSERT_EQ(1, driver.frameList.size());
-    EXPECT_EQ(3, driver.frameList.at(0).station);
-}
-
-TEST_F(FrameList, FramesAreAppendedAtTheEndAndLeaveAtTheFront) {
-    appendFrame(filled(1));
-    removeFirstFrame();
-    appendFrame(filled(2));
-    appendFrame(filled(3));
-    ASSERT_EQ(2, driver.frameList.size());
-    EXPECT_EQ(2, driver.frameList.at(0).station);
-    removeFirstFrame();
-    ASSERT_EQ(1, driver.frameList.size());
-    EXPECT_EQ(3, driver.frameList.at(0).station);
-    EXPECT_EQ(3, driver.frameList.at(0).sendBuf[DX7_DATA_BYTES - 1]);
-}
-
-TEST_F(FrameList, AFrameTakesOverEveryFieldOfItsSuccessor) {
-    appendFrame(filled(1));
-    removeFirstFrame();
-    FRAME_PRO other = filled(9);
-    other.sendLen = 11;
-    other.expectLen = 12;
-    other.dataOffset = 13;
-    other.dataCount = 14;
-    other.frameReserved = 15;
-    other.opKind = 16;
-    other.station = 17;
-    other.regType = QString("DO");
-    other.address = 18;
-    other.count = 19;
-    appendFrame(other);
-    const FRAME_PRO& now = driver.frameList.at(0);
-    EXPECT_EQ(11, now.sendLen);
-    EXPECT_EQ(12, now.expectLen);
-    EXPECT_EQ(13, now.dataOffset);
-    EXPECT_EQ(14, now.dataCount);
-    EXPECT_EQ(15, now.frameReserved);
-    EXPECT_EQ(16, now.opKind);
-    EXPECT_EQ(17, now.station);
-    EXPECT_EQ(QString("DO"), now.regType);
-    EXPECT_EQ(18, now.address);
-    EXPECT_EQ(19, now.count);
-    EXPECT_EQ(0, std::memcmp(now.sendBuf, other.sendBuf, sizeof now.sendBuf));
-    EXPECT_EQ(0, std::memcmp(now.varData, other.varData, sizeof now.varData));
-}
-
-TEST_F(FrameList, ACopiedFrameHasEveryField) {
+TEST_F(OutstandingFrame, ACopiedFrameHasEveryField) {
     FRAME_PRO frame = filled(4);
     frame.frameReserved = 6;
     const FRAME_PRO copy(frame);
@@ -154,7 +90,7 @@ TEST_F(FrameList, ACopiedFrameHasEveryField) {
 }
 
 // The text that describes a frame is written over the host's own, whatever it held and whoever shares it.
-TEST_F(FrameList, TheTextAboutAFrameReplacesWhatTheHostsTextHeld) {
+TEST_F(OutstandingFrame, TheTextAboutAFrameReplacesWhatTheHostsTextHeld) {
     QList<KEY_ADDRESS> list;
     list << entry(1, "AI", 0, 1);
     intf_addrMerge(list);
@@ -175,7 +111,7 @@ TEST_F(FrameList, TheTextAboutAFrameReplacesWhatTheHostsTextHeld) {
     EXPECT_FALSE(info.isNull());
 }
 
-TEST_F(FrameList, TheTextAboutAFrameStaysOutOfMemoryThatTheHostsTextOnlyBorrowed) {
+TEST_F(OutstandingFrame, TheTextAboutAFrameStaysOutOfMemoryThatTheHostsTextOnlyBorrowed) {
     QList<KEY_ADDRESS> list;
     list << entry(1, "AI", 0, 1);
     intf_addrMerge(list);
@@ -190,7 +126,7 @@ TEST_F(FrameList, TheTextAboutAFrameStaysOutOfMemoryThatTheHostsTextOnlyBorrowed
 
 // A host that has the text written over the frame's own type name finds that name empty in it, as it was
 // emptied first.
-TEST_F(FrameList, TheTextMayBeTheTypeNameOfTheFrameItself) {
+TEST_F(OutstandingFrame, TheTextMayBeTheTypeNameOfTheFrameItself) {
     QList<KEY_ADDRESS> list;
     list << entry(1, "AI", 0, 1);
     intf_addrMerge(list);

@@ -20,15 +20,20 @@ const int DX7_DATA_BYTES = 1024;
 
 /// One device request before framing. A new record is zero and has an empty register type.
 struct VARIABLE {
-    int opKind;   ///< Tag that travels with the request into its frame and so back to the host: 4 for cyclic
-                  ///< reads, else what the host passed. The driver decides by korvalent_dx7::opKind, never by
-                  ///< this.
-    int station;  ///< Station number; its low 8 bits are the first byte of every frame.
-    QString regType;  ///< Register type name, one of REG_LIST.
-    int address;      ///< Start address within the register type, before any offset of the type is added.
-    int count;        ///< Number of items: bits for bit types, 16-bit words for word types.
-    unsigned char
-        data[DX7_DATA_BYTES];  ///< Values to write: a byte per bit, or two per word, low byte first.
+    /// Tag that travels with the request into its frame and so back to the host: 4 for cyclic reads, what the
+    /// host passed for its writes and condition reads. A recipe block has the tag of the request before it.
+    /// The driver decides by korvalent_dx7::opKind, never by this.
+    int opKind;
+    /// Station number; its low 8 bits are the first byte of every frame.
+    int station;
+    /// Register type name, one of REG_LIST.
+    QString regType;
+    /// Start address within the register type, before any offset of the type is added.
+    int address;
+    /// Number of items: bits for bit types, 16-bit words for word types.
+    int count;
+    /// Values to write: a byte per bit, or two per word, low byte first.
+    unsigned char data[DX7_DATA_BYTES];
 
     VARIABLE() : opKind(0), station(0), address(0), count(0) { std::memset(data, 0, sizeof data); }
     VARIABLE(const VARIABLE& other)
@@ -56,16 +61,26 @@ struct VARIABLE {
 /// One address, or run of consecutive addresses, that the host hands over for monitoring or for a condition
 /// read.
 struct KEY_ADDRESS {
-    QString hostText;                    ///< The host's own; carried unchanged, never read.
-    int hostWord1;                       ///< The host's own; carried unchanged, never read.
-    int hostWord2;                       ///< The host's own; carried unchanged, never read.
-    int station;                         ///< Station number.
-    QString regType;                     ///< Register type name.
-    QString hostText2;                   ///< The host's own; carried unchanged, never read.
-    int address;                         ///< Start address within the register type.
-    int bitOffset;                       ///< Only the test for -1 matters: a condition read of bits.
-    int length;                          ///< Number of items (bits or words).
-    unsigned char data[DX7_DATA_BYTES];  ///< The host's own; carried unchanged, never read.
+    /// The host's own; carried unchanged, never read.
+    QString hostText;
+    /// The host's own; carried unchanged, never read.
+    int hostWord1;
+    /// The host's own; carried unchanged, never read.
+    int hostWord2;
+    /// Station number.
+    int station;
+    /// Register type name.
+    QString regType;
+    /// The host's own; carried unchanged, never read.
+    QString hostText2;
+    /// Start address within the register type.
+    int address;
+    /// Only the test for -1 matters: a condition read of bits.
+    int bitOffset;
+    /// Number of items (bits or words).
+    int length;
+    /// The host's own; carried unchanged, never read.
+    unsigned char data[DX7_DATA_BYTES];
 
     KEY_ADDRESS() : hostWord1(0), hostWord2(0), station(0), address(0), bitOffset(0), length(0) {
         std::memset(data, 0, sizeof data);
@@ -74,18 +89,28 @@ struct KEY_ADDRESS {
 
 /// One data area: the current value of one device item. The key is (station, regType, address).
 struct _DATA_ {
-    unsigned char commError;     ///< 1 = the last read of this item failed, 0 = it succeeded.
-    unsigned char writePending;  ///< 1 while a value written by the host waits for completion.
-    int pendingBits;             ///< Per-bit pending mask of a bit-group area; nothing in the driver sets it.
-    int wordMonitorFlags;        ///< Bit 0: the word is monitored. Bits 1 and 2: first and second word of a
-                                 ///< monitored double word; nothing in the driver sets them.
-    int bitMonitorMask;  ///< Bit-group area (address a multiple of 8): bit n = item address + n is monitored.
-    int station;         ///< Key, part 1.
-    QString regType;     ///< Key, part 2.
-    int address;         ///< Key, part 3: item address, untranslated.
-    unsigned char
-        value[4];  ///< Last value read: byte 0 the bit, status byte or low byte; byte 1 the high byte.
-    unsigned char writtenValue[4];  ///< Last value written by the host, same layout.
+    /// 1 = the last read of this item failed, 0 = it succeeded.
+    unsigned char commError;
+    /// 1 while a value written by the host waits for completion.
+    unsigned char writePending;
+    /// Per-bit pending mask of a bit-group area; nothing in the driver sets it.
+    int pendingBits;
+    /// Bit 0: the word is monitored. Bits 1 and 2: first and second word of a monitored double word; nothing
+    /// in the driver sets them.
+    int wordMonitorFlags;
+    /// Bit-group area (address a multiple of 8): bit n = item address + n is monitored. Word area: bit n =
+    /// bit n of the word is monitored; nothing in the driver sets it there.
+    int bitMonitorMask;
+    /// Key, part 1.
+    int station;
+    /// Key, part 2.
+    QString regType;
+    /// Key, part 3: item address, untranslated.
+    int address;
+    /// Last value read: byte 0 the bit, status byte or low byte; byte 1 the high byte; the rest stays 0.
+    unsigned char value[4];
+    /// Last value written by the host, same layout.
+    unsigned char writtenValue[4];
 
     _DATA_()
         : commError(0),
@@ -102,18 +127,30 @@ struct _DATA_ {
 
 /// One request frame and what is needed to judge its reply; also the buffer that intf_getSendFrame fills.
 struct FRAME_PRO {
-    unsigned char sendBuf[DX7_DATA_BYTES];  ///< The request, CRC included; zero beyond sendLen.
-    int sendLen;                            ///< Number of request bytes in sendBuf.
-    int expectLen;                          ///< Exact reply length in bytes; 0 = no reply is expected.
-    int dataOffset;                         ///< Index in the reply of the first data byte; 0 for writes.
-    int dataCount;      ///< Bits (bit read), data bytes (word read), 1 (status query) or 0 (write).
-    int frameReserved;  ///< Carries nothing; always 0.
-    int opKind;         ///< The request's VARIABLE::opKind.
-    int station;        ///< The request's station, all 32 bits of it.
-    QString regType;    ///< The request's register type.
-    int address;        ///< The request's start address, untranslated.
-    int count;          ///< The request's item count.
-    unsigned char varData[DX7_DATA_BYTES];  ///< The request's data.
+    /// The request, CRC included; zero beyond sendLen.
+    unsigned char sendBuf[DX7_DATA_BYTES];
+    /// Number of request bytes in sendBuf.
+    int sendLen;
+    /// Exact reply length in bytes; 0 = no reply is expected.
+    int expectLen;
+    /// Index in the reply of the first data byte; 0 for writes.
+    int dataOffset;
+    /// Bits (bit read), data bytes (word read), 1 (status query) or 0 (write).
+    int dataCount;
+    /// Carries nothing; always 0.
+    int frameReserved;
+    /// The request's VARIABLE::opKind.
+    int opKind;
+    /// The request's station, all 32 bits of it.
+    int station;
+    /// The request's register type.
+    QString regType;
+    /// The request's start address, untranslated.
+    int address;
+    /// The request's item count.
+    int count;
+    /// The request's data.
+    unsigned char varData[DX7_DATA_BYTES];
 
     FRAME_PRO()
         : sendLen(0),
@@ -164,13 +201,20 @@ struct FRAME_PRO {
 
 /// One recipe variable, or one block of them.
 struct _RCP_VAR_PRO {
-    int linkId;        ///< Link the variable belongs to; only the driver's own link is kept.
-    int station;       ///< Station number.
-    QString regType;   ///< Register type name.
-    int address;       ///< Start address within the register type.
-    int count;         ///< Number of 16-bit words.
-    int recipeIndex;   ///< Index of the first word in the host's recipe memory (word n begins at byte 2n).
-    int hostReserved;  ///< Copied along with the record; nothing in the driver reads it.
+    /// Link the variable belongs to; only the driver's own link is kept.
+    int linkId;
+    /// Station number.
+    int station;
+    /// Register type name.
+    QString regType;
+    /// Start address within the register type.
+    int address;
+    /// Number of 16-bit words.
+    int count;
+    /// Index of the first word in the host's recipe memory (word n begins at byte 2n).
+    int recipeIndex;
+    /// Copied along with the record; nothing in the driver reads it.
+    int hostReserved;
 
     _RCP_VAR_PRO() : linkId(0), station(0), address(0), count(0), recipeIndex(0), hostReserved(0) {}
 };

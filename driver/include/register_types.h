@@ -1,5 +1,5 @@
 /// \file
-/// The device's register types: names, descriptions, kinds and register offsets.
+/// The device's register types as hosts see them: names, descriptions and register offsets.
 ///
 /// Register types are identified by name everywhere, compared exactly and case-sensitively. Needs C++11.
 #ifndef KORVALENT_DX7_REGISTER_TYPES_H
@@ -11,26 +11,7 @@
 
 #include <QtCore/QString>
 
-/// Row of a register type in every table below, in the order of REG_LIST.
-enum RegisterRow {
-    ROW_CW_BIT,
-    ROW_SW_BIT,
-    ROW_DO,
-    ROW_RO,
-    ROW_SDO,
-    ROW_DI,
-    ROW_AI,
-    ROW_FIN,
-    ROW_F,
-    ROW_D,
-    ROW_DE,
-    ROW_CW,
-    ROW_SW,
-    ROW_MOD,
-    ROW_FAS,
-    ROW_UNKNOWN  ///< Result of registerRow() for any other name.
-};
-
+/// Rows of every table below.
 const int REG_TYPE_COUNT = 15;
 
 /// Columns of REG_DESCRIPTION.
@@ -38,18 +19,10 @@ enum RegisterColumn { COLUMN_FORMAT, COLUMN_LOWEST, COLUMN_HIGHEST, COLUMN_KIND,
 
 const int REG_COLUMN_COUNT = 5;
 
-/// Items per group of the grouped types F, D and DE, whose address is 56 x group + index.
+/// Items per group of the types F, D and DE, whose address is 56 x group + index.
 const int GROUP_ITEMS = 56;
 /// Items per sub-group; groups are split into positions 0-9, 10-19, ... 50-55.
 const int SUBGROUP_ITEMS = 10;
-
-/// How the items of a type are held in the data areas and carried in host buffers.
-enum RegisterKind {
-    KIND_BIT,     ///< A byte (0 or 1) per item; monitored by groups of eight.
-    KIND_WORD,    ///< Two bytes per item, low byte first.
-    KIND_STATUS,  ///< FAS: a byte per item, read-only, never monitored.
-    KIND_UNKNOWN
-};
 
 /// The text tables, one copy per linked image, so that including this header is all that a host or test
 /// needs.
@@ -63,7 +36,8 @@ public:
 
 private:
     RegisterTexts() {
-        static const char* const ROWS[REG_TYPE_COUNT][1 + REG_COLUMN_COUNT] = {
+        static const char* const ROWS[][1 + REG_COLUMN_COUNT] = {
+            // name, address format, lowest, highest, kind, writable
             {"CW_bit", "ddd", "0", "15", "0", "1"},
             {"SW_bit", "ddd", "0", "15", "0", "0"},
             {"DO", "ddd", "1", "2", "0", "1"},
@@ -78,7 +52,9 @@ private:
             {"CW", "ddd", "0", "0", "1", "1"},
             {"SW", "ddd", "0", "0", "1", "0"},
             {"MOD", "ddd", "1", "2", "1", "1"},
-            {"FAS", "ddd", "0", "0", "1", "0"}};
+            {"FAS", "ddd", "0", "0", "1", "0"},
+        };
+        static_assert(sizeof ROWS / sizeof ROWS[0] == REG_TYPE_COUNT, "a row of texts per register type");
         for (int row = 0; row < REG_TYPE_COUNT; ++row) {
             list[row] = QString::fromLatin1(ROWS[row][0]);
             for (int column = 0; column < REG_COLUMN_COUNT; ++column) {
@@ -91,40 +67,25 @@ private:
 template <typename Unused>
 const RegisterTexts<Unused> RegisterTexts<Unused>::all;
 
+/// The names of the register types.
 static const QString (&REG_LIST)[REG_TYPE_COUNT] = RegisterTexts<void>::all.list;
+
 /// Rows of five texts, parallel to REG_LIST: address format, lowest and highest address, kind ("0" bit, "1"
 /// word), writable ("1") or read-only ("0").
 static const QString (&REG_DESCRIPTION)[REG_TYPE_COUNT * REG_COLUMN_COUNT] =
     RegisterTexts<void>::all.description;
+
 /// Register number of address 0 of each type, parallel to REG_LIST. The entries of AI, F, D, DE, MOD and FAS
-/// stand here for completeness: those types compose their register number otherwise.
+/// only complete the table: those types compose their register number otherwise, or have none.
 static const int REG_OFFSETADDR[REG_TYPE_COUNT] = {0x1000, 0x1100, 0x101F, 0x103F, 0x105F,
                                                    0x111F, 0x1200, 0x1203, 0x00F0, 0x00D0,
                                                    0x00DE, 0x1300, 0x1309, 0x1300, 0x0000};
+
 /// High byte of the register number when reading group g of F.
 static const int REG_F_OFFSETADDR[16] = {0xF0, 0xF1, 0xF2, 0xF3, 0xF4, 0xF5, 0xF6, 0xF7,
                                          0xF8, 0xF9, 0xFA, 0xFB, 0xFC, 0xFD, 0xFE, 0xFF};
+
 /// High byte of the register number when reading group g of D.
 static const int REG_D_OFFSETADDR[2] = {0xD0, 0xD1};
-
-/// Whether two names are equal; quick when they share their data, as the names that canonicalName() gives do.
-inline bool sameName(const QString& a, const QString& b) {
-    return a.size() == b.size() && (a.constData() == b.constData() || a == b);
-}
-
-/// Row of `regType` in REG_LIST, or ROW_UNKNOWN.
-RegisterRow registerRow(const QString& regType);
-
-/// The entry of REG_LIST that equals `regType`, else `regType` itself.
-const QString& canonicalName(const QString& regType);
-
-/// Kind of the type in `row`; KIND_UNKNOWN for ROW_UNKNOWN.
-RegisterKind kindOf(RegisterRow row);
-
-/// Kind of `regType`; KIND_UNKNOWN for a name that is not in REG_LIST.
-RegisterKind registerKind(const QString& regType);
-
-/// The text of `column` in the description of `row` (a row of REG_LIST, not ROW_UNKNOWN).
-const QString& registerDescription(RegisterRow row, RegisterColumn column);
 
 #endif
