@@ -1,11 +1,5 @@
 # The Debian packages korvalent-dx7-driver, korvalent-dx7-dev and dx7-tools, one per installed component.
 
-option(DX7_DEBIAN_FILES "Install copyright and changelog where Debian packages keep them" OFF)
-set(DX7_DRIVER_DEPENDS "" CACHE STRING
-  "Dependencies of the driver's package; empty = found out by dpkg-shlibdeps on the build machine")
-set(DX7_TOOLS_DEPENDS "" CACHE STRING
-  "Dependencies of the programs' package on libraries; empty = found out by dpkg-shlibdeps on the build machine")
-
 set(packaging "${PROJECT_SOURCE_DIR}/packaging/debian")
 set(CPACK_GENERATOR DEB)
 set(CPACK_PACKAGE_NAME korvalent-dx7)

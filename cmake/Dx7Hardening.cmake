@@ -1,7 +1,6 @@
 # What Debian's packages are compiled and linked with against attacks on memory. scripts/package asks for it; what is
 # built otherwise stays as small and as portable as it is. Flags of the compiler and linker are tried first:
 # old ones know few of them. The macro needs no trial.
-option(DX7_HARDENING "Compile and link with stack protector, FORTIFY, PIE, RELRO and BIND_NOW" OFF)
 if(NOT DX7_HARDENING)
   return()
 endif()

@@ -70,5 +70,3 @@ if(TARGET dx7)
   install(FILES "${PROJECT_SOURCE_DIR}/docs/dx7.schema.json"
     DESTINATION "${CMAKE_INSTALL_DATADIR}/doc/dx7-tools" COMPONENT tools)
 endif()
-
-include(Dx7Debian)

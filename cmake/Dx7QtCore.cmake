@@ -4,9 +4,6 @@
 # folder QtCore) and QT4_CORE_LIBRARY (libQtCore.so or .a), or, when it is for this machine, found by CMake's
 # FindQt4 through its qmake.
 
-# The oldest QtCore 5 that is asked for; the documents say the same.
-set(DX7_QT5_OLDEST 5.9)
-
 function(dx7_find_qtcore4)
   set(QT4_INCLUDE_DIR "" CACHE PATH "Folder of QtCore 4.8's headers, the one that holds the folder QtCore")
   set(QT4_CORE_LIBRARY "" CACHE FILEPATH "QtCore 4.8's library, libQtCore.so or libQtCore.a")
@@ -101,7 +98,6 @@ add_library(dx7_qtcore INTERFACE)
 if(DX7_QT_MAJOR STREQUAL "4")
   dx7_find_qtcore4()
 elseif(DX7_QT_MAJOR STREQUAL "5")
-  find_package(Qt5 ${DX7_QT5_OLDEST} REQUIRED COMPONENTS Core)
   target_link_libraries(dx7_qtcore INTERFACE Qt5::Core)
 else()
   message(FATAL_ERROR "DX7_QT_MAJOR is '${DX7_QT_MAJOR}'; it must be 4 or 5.")
