@@ -20,7 +20,7 @@ const TypeRange RANGES[] = {{"F", 0, 16 * 56 - 1}, {"D", 0, 2 * 56 - 1}, {"DE", 
 
 std::vector<Item> deviceItems(int count) {
     std::vector<Item> items;
-    for (int station = 1; station <= STATIONS; ++station) {
+    for (int station = 1;; ++station) {
         for (const TypeRange& range : RANGES) {
             const QString type = QString::fromLatin1(range.type);
             for (int address = range.first; address <= range.last; ++address) {
@@ -32,14 +32,6 @@ std::vector<Item> deviceItems(int count) {
         }
     }
     return items;
-}
-
-int allItems() {
-    int perStation = 0;
-    for (const TypeRange& range : RANGES) {
-        perStation += range.last - range.first + 1;
-    }
-    return STATIONS * perStation;
 }
 
 KEY_ADDRESS keyAddress(int station, const QString& regType, int address, int length) {

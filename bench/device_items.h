@@ -1,5 +1,5 @@
 /// \file
-/// Every item of the device, at as many stations as a line may have.
+/// Items of the device, station after station.
 #ifndef DX7_BENCH_DEVICE_ITEMS_H
 #define DX7_BENCH_DEVICE_ITEMS_H
 
@@ -10,8 +10,6 @@
 
 namespace dx7bench {
 
-const int STATIONS = 247;
-
 struct Item {
     int station;
     QString regType;
@@ -19,11 +17,8 @@ struct Item {
 };
 
 /// The first `count` items of a line: station after station, within a station type after type, beginning with
-/// the 896 parameters of type F. Fewer when 247 stations have fewer.
+/// the 896 parameters of type F.
 std::vector<Item> deviceItems(int count);
-
-/// Items that 247 stations have together.
-int allItems();
 
 /// One entry of length 1 per item, as a host hands them over.
 QList<KEY_ADDRESS> keyAddresses(const std::vector<Item>& items);

@@ -11,9 +11,8 @@
 
 #include "device_process.h"
 #include "line_client.h"
-#include "options.h"
 #include "processor.h"
-#include "record.h"
+#include "program.h"
 #include "sample.h"
 #include "system_calls.h"
 #include "worker.h"
@@ -124,25 +123,27 @@ double quotient(const Series& series, const Series& by, Figure figure) {
     return median(ratios(column(series, figure), column(by, figure)));
 }
 
-void print(const Medium& medium, std::size_t client, const std::vector<Series>& all) {
+void printResult(const Medium& medium, std::size_t client, const std::vector<Series>& all) {
     const Series& series = all[client];
-    Record record("line");
-    record.text("client", CLIENTS[client].name).text("medium", medium.name).number("baud", medium.baud);
+    nlohmann::json result = {{"client", CLIENTS[client].name},
+                             {"medium", medium.name},
+                             {"baud", medium.baud},
+                             {"cpu_us", 1e6 * middle(series, PROCESSOR)},
+                             {"ours_over_this", quotient(all[OURS], series, PROCESSOR)},
+                             {"over_libmodbus", quotient(series, all[LIBMODBUS], PROCESSOR)},
+                             {"wake_ups", middle(series, WAKE_UPS)},
+                             {"queries_per_second", middle(series, QUERIES)},
+                             {"device_idle", middle(series, DEVICE_IDLE)}};
     if (medium.baud > 0) {
         const double cycle = LINE_BLOCKS * middle(series, TIME);
-        record.number("cycle_ms", 1e3 * cycle)
-            .number("limit_ms", 1e3 * cycleLimit(medium.baud))
-            .number("over_limit", cycle / cycleLimit(medium.baud))
-            .number("query_share", middle(series, QUERY_SHARE));
+        result["cycle_ms"] = 1e3 * cycle;
+        result["limit_ms"] = 1e3 * cycleLimit(medium.baud);
+        result["over_limit"] = cycle / cycleLimit(medium.baud);
+        result["query_share"] = middle(series, QUERY_SHARE);
     } else {
-        record.number("per_second", 1 / middle(series, TIME));
+        result["per_second"] = 1 / middle(series, TIME);
     }
-    record.number("cpu_us", 1e6 * middle(series, PROCESSOR))
-        .number("ours_over_this", quotient(all[OURS], series, PROCESSOR))
-        .number("over_libmodbus", quotient(series, all[LIBMODBUS], PROCESSOR))
-        .number("wake_ups", middle(series, WAKE_UPS))
-        .number("queries_per_second", middle(series, QUERIES))
-        .number("device_idle", middle(series, DEVICE_IDLE));
+    print(result);
 }
 
 void compare(const Medium& medium, int rounds) {
@@ -159,7 +160,7 @@ void compare(const Medium& medium, int rounds) {
         }
     }
     for (std::size_t client = 0; client < clients; ++client) {
-        print(medium, client, series);
+        printResult(medium, client, series);
     }
 }
 
@@ -175,10 +176,9 @@ void countSystemCalls() {
             made->read(LINE_BLOCKS);
             return [made] { made->read(transactions); };
         });
-        Record("line")
-            .text("client", CLIENTS[client].name)
-            .text("medium", "calls")
-            .number("system_calls", static_cast<double>(calls) / transactions);
+        print({{"client", CLIENTS[client].name},
+               {"medium", "calls"},
+               {"system_calls", static_cast<double>(calls) / transactions}});
     }
 }
 

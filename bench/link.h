@@ -15,11 +15,7 @@ namespace dx7bench {
 /// time.
 class Link {
 public:
-    /// Of the driver that the program is linked with.
     explicit Link(ValueChangeCallback callback);
-    /// Of the driver whose functions these are.
-    Link(ValueChangeCallback callback, decltype(&intf_initProperty) initProperty,
-         decltype(&intf_setAddrValueChangeCallBack) setCallback);
     Link(const Link&) = delete;
     Link& operator=(const Link&) = delete;
 
@@ -29,9 +25,8 @@ private:
     QMutex mutex_;
 };
 
-/// A callback that only counts; and its count.
-void countReport(int linkId, int station, QString& regType, int address);
-long long reportCount();
+/// A callback that does nothing.
+void ignoreReport(int linkId, int station, QString& regType, int address);
 
 /// The reply to a read with `functionCode` that carries `data`, CRC included.
 QByteArray readReply(int station, int functionCode, const QByteArray& data);

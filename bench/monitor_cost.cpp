@@ -17,9 +17,8 @@
 
 #include "device_process.h"
 #include "line_client.h"
-#include "options.h"
 #include "processor.h"
-#include "record.h"
+#include "program.h"
 #include "sample.h"
 #include "worker.h"
 
@@ -156,17 +155,14 @@ Figures measureBare(const LineSetup& setup, int cycles) {
     return perTransaction(before, after, cycles * LINE_BLOCKS, cycles * LINE_BLOCKS);
 }
 
-void print(const char* client, const std::vector<Figures>& rounds) {
+void printResult(const char* client, const std::vector<Figures>& rounds) {
     std::vector<double> processor;
     std::vector<double> wakeUps;
     for (const Figures& round : rounds) {
         processor.push_back(1e6 * round.at(0));
         wakeUps.push_back(round.at(1));
     }
-    Record("monitor")
-        .text("client", client)
-        .number("cpu_us", median(processor))
-        .number("wake_ups", median(wakeUps));
+    print({{"client", client}, {"cpu_us", median(processor)}, {"wake_ups", median(wakeUps)}});
 }
 
 void run(const Options& options) {
@@ -179,8 +175,8 @@ void run(const Options& options) {
         monitor.push_back(measureMonitor(device, options.quick ? 1 : 5));
         bare.push_back(measureAlone([&] { return measureBare(setup, options.quick ? 1 : 3); }));
     }
-    print("dx7 monitor", monitor);
-    print("bare loop", bare);
+    printResult("dx7 monitor", monitor);
+    printResult("bare loop", bare);
 }
 
 }  // namespace

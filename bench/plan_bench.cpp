@@ -1,53 +1,25 @@
 /// \file
-/// What planning costs: time and memory of intf_addrMerge for 32,000 to 256,000 entries, already sorted,
-/// reversed, shuffled, and few entries of many items each.
-///
-/// Every measurement has a process of its own, whose heap is as large as it will need and in memory before
-/// the clock runs, so that neither page faults nor the allocator's history are measured.
+/// What intf_addrMerge costs for 1,000 and 10,000 items: the first plan of a link, and the same list planned
+/// again. Entries of one item each are sorted, reversed or shuffled; others have 60 items each.
+#include <benchmark/benchmark.h>
 #include <malloc.h>
 
 #include <algorithm>
 #include <chrono>
-#include <cstdlib>
-#include <cstring>
-#include <stdexcept>
-#include <string>
 #include <utility>
+#include <vector>
 
 #include "device_items.h"
-#include "heap_meter.h"
 #include "link.h"
-#include "options.h"
-#include "record.h"
 #include "sample.h"
-#include "worker.h"
 
 namespace {
 
 using namespace dx7bench;
 
-enum Shape { SORTED, REVERSED, SHUFFLED, LONG_RUNS, SHAPES };
+enum Shape { SORTED, REVERSED, SHUFFLED, RUNS };
 
-const char* const SHAPE_NAMES[SHAPES] = {"sorted", "reversed", "shuffled", "runs of 60"};
-// Of what a list of KEY_ADDRESS takes; above the most that planning may take.
-const std::size_t HEAP_PER_ENTRY = 4800;
-
-/// Makes the heap grow once and keeps what it has.
-void touchHeap(int entries) {
-    mallopt(M_MMAP_MAX, 0);
-    mallopt(M_TRIM_THRESHOLD, -1);
-    const std::size_t bytes = HEAP_PER_ENTRY * static_cast<std::size_t>(entries) + (16U << 20);
-    void* const whole = std::malloc(bytes);
-    if (whole == nullptr) {
-        throw std::runtime_error("not enough memory");
-    }
-    std::memset(whole, 1, bytes);
-    // Told to the compiler as used, which else leaves all of this out.
-    asm volatile("" : : "r"(whole) : "memory");
-    std::free(whole);
-}
-
-QList<KEY_ADDRESS> longRuns(int items) {
+QList<KEY_ADDRESS> runsOf60(int items) {
     QList<KEY_ADDRESS> list;
     for (const Item& item : deviceItems(items)) {
         if (item.address % 60 == 0) {
@@ -67,7 +39,6 @@ std::vector<Item> inPollingOrder(const std::vector<Item>& items) {
     }
     std::sort(order.begin(), order.end());
     std::vector<Item> sorted;
-    sorted.reserve(items.size());
     for (const auto& entry : order) {
         sorted.push_back(items[entry.second]);
     }
@@ -75,8 +46,8 @@ std::vector<Item> inPollingOrder(const std::vector<Item>& items) {
 }
 
 QList<KEY_ADDRESS> entriesOf(int count, Shape shape) {
-    if (shape == LONG_RUNS) {
-        return longRuns(count);
+    if (shape == RUNS) {
+        return runsOf60(count);
     }
     std::vector<Item> items = inPollingOrder(deviceItems(count));
     if (shape == REVERSED) {
@@ -87,80 +58,53 @@ QList<KEY_ADDRESS> entriesOf(int count, Shape shape) {
     return keyAddresses(items);
 }
 
-/// Milliseconds of the first plan of a link.
-Figures planningTime(int items, Shape shape) {
-    touchHeap(items);
-    const Link link(&countReport);
-    QList<KEY_ADDRESS> list = entriesOf(items, shape);
+/// Seconds that planning takes. Planning changes the list, so it gets a copy, made before the clock runs.
+double planned(QList<KEY_ADDRESS> list) {
+    list.detach();
     const auto start = std::chrono::steady_clock::now();
     intf_addrMerge(list);
-    const std::chrono::duration<double, std::milli> spent = std::chrono::steady_clock::now() - start;
-    return {spent.count()};
+    return std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
 }
 
-/// Bytes of the list; of list and driver together, the most while it is planned and what stays.
-Figures planningMemory(int items, Shape shape) {
-    const Link link(&countReport);
-    const QList<KEY_ADDRESS> made = entriesOf(items, shape);
-    // Entry by entry, so that the list shares nothing with the one that was made before.
-    startHeapMeter();
-    QList<KEY_ADDRESS> list;
-    list.reserve(made.size());
-    for (const KEY_ADDRESS& key : made) {
-        list.append(key);
+void first(benchmark::State& state, Shape shape) {
+    const QList<KEY_ADDRESS> entries = entriesOf(static_cast<int>(state.range(0)), shape);
+    for (auto _ : state) {
+        const Link link(&ignoreReport);
+        state.SetIterationTime(planned(entries));
     }
-    const double listBytes = static_cast<double>(stopHeapMeter().liveBytes);
-    startHeapMeter();
-    intf_addrMerge(list);
-    const HeapFigures planning = stopHeapMeter();
-    return {listBytes, listBytes + static_cast<double>(planning.peakBytes),
-            listBytes + static_cast<double>(planning.liveBytes)};
 }
 
-struct Row {
-    int items;
-    Shape shape;
-    std::vector<double> milliseconds;
-};
-
-void print(const Row& row, const Row& smallest) {
-    const Figures memory = measureAlone([&] { return planningMemory(row.items, row.shape); });
-    Record("plan")
-        .text("shape", SHAPE_NAMES[row.shape])
-        .number("items", row.items)
-        .number("ms", median(row.milliseconds))
-        .number("growth", median(ratios(row.milliseconds, smallest.milliseconds)))
-        .number("list_bytes", memory.at(0))
-        .number("peak_ratio", memory.at(1) / memory.at(0))
-        .number("after_ratio", memory.at(2) / memory.at(0));
-}
-
-void run(const Options& options) {
-    std::vector<int> sizes = {32000, 64000, 128000, 256000};
-    if (options.quick) {
-        sizes = {2000, 8000};
+void again(benchmark::State& state, Shape shape) {
+    const QList<KEY_ADDRESS> entries = entriesOf(static_cast<int>(state.range(0)), shape);
+    const Link link(&ignoreReport);
+    planned(entries);
+    for (auto _ : state) {
+        state.SetIterationTime(planned(entries));
     }
-    for (int shape = 0; shape < SHAPES; ++shape) {
-        std::vector<Row> rows;
-        rows.reserve(sizes.size());
-        for (const int size : sizes) {
-            rows.push_back({size, static_cast<Shape>(shape), {}});
-        }
-        say(std::string("plan: ") + SHAPE_NAMES[shape]);
-        for (int round = 0; round < options.rounds; ++round) {
-            for (Row& row : rows) {
-                const Figures time = measureAlone([&] { return planningTime(row.items, row.shape); });
-                row.milliseconds.push_back(time.at(0));
-            }
-        }
-        for (const Row& row : rows) {
-            print(row, rows.front());
-        }
+}
+
+void registerShape(const char* name, Shape shape) {
+    for (const auto& planning : {std::make_pair("first", &first), std::make_pair("again", &again)}) {
+        benchmark::RegisterBenchmark((std::string(name) + "/" + planning.first).c_str(), planning.second,
+                                     shape)
+            ->ArgName("items")
+            ->Arg(1000)
+            ->Arg(10000)
+            ->UseManualTime();
     }
 }
 
 }  // namespace
 
 int main(int argc, char** argv) {
-    return dx7bench::runProgram(argc, argv, run);
+    // The heap keeps what it has, so that page faults are not measured.
+    mallopt(M_MMAP_MAX, 0);
+    mallopt(M_TRIM_THRESHOLD, -1);
+    registerShape("sorted", SORTED);
+    registerShape("reversed", REVERSED);
+    registerShape("shuffled", SHUFFLED);
+    registerShape("runs of 60", RUNS);
+    benchmark::Initialize(&argc, argv);
+    benchmark::RunSpecifiedBenchmarks();
+    return 0;
 }

@@ -20,8 +20,7 @@
 #include "driver_session.h"
 #include "epoll_poller.h"
 #include "line_runner.h"
-#include "options.h"
-#include "record.h"
+#include "program.h"
 #include "sample.h"
 
 namespace {
@@ -109,8 +108,6 @@ public:
         return delays_;
     }
 
-    double pollTransactionMs() const { return longestPollMs_; }
-
 private:
     static dx7::LineSettings settingsOf(const DeviceProcess& device) {
         dx7::LineSettings settings;
@@ -142,7 +139,6 @@ private:
             waiting_ = false;
         } else {
             ++polls_;
-            longestPollMs_ = std::max(longestPollMs_, 1e-3 * static_cast<double>(transaction.busyUs));
         }
         remember(transaction.sentUs, transaction.endUs);
     }
@@ -191,17 +187,15 @@ private:
     int polls_ = 0;
     Sent recent_[2] = {{0, 0}, {0, 0}};
     std::vector<Delay> delays_;
-    double longestPollMs_ = 0;
 };
 
-void print(const std::string& what, const std::vector<double>& milliseconds) {
-    Record("reaction")
-        .text("what", what)
-        .number("writes", static_cast<double>(milliseconds.size()))
-        .number("p50_ms", quantile(milliseconds, 0.5))
-        .number("p90_ms", quantile(milliseconds, 0.9))
-        .number("p99_ms", quantile(milliseconds, 0.99))
-        .number("max_ms", quantile(milliseconds, 1));
+void printResult(const std::string& what, const std::vector<double>& milliseconds) {
+    print({{"what", what},
+           {"writes", milliseconds.size()},
+           {"p50_ms", quantile(milliseconds, 0.5)},
+           {"p90_ms", quantile(milliseconds, 0.9)},
+           {"p99_ms", quantile(milliseconds, 0.99)},
+           {"max_ms", quantile(milliseconds, 1)}});
 }
 
 void run(const Options& options) {
@@ -215,9 +209,8 @@ void run(const Options& options) {
         whole.push_back(delay.wholeMs);
         overhead.push_back(delay.overheadMs);
     }
-    print("delay", whole);
-    print("host overhead", overhead);
-    Record("reaction").text("what", "longest poll").number("max_ms", reaction.pollTransactionMs());
+    printResult("delay", whole);
+    printResult("host overhead", overhead);
 }
 
 }  // namespace

@@ -1,11 +1,9 @@
-#include "options.h"
+#include "program.h"
 
 #include <cstdlib>
 #include <cstring>
 #include <exception>
-#include <string>
-
-#include "record.h"
+#include <iostream>
 
 namespace dx7bench {
 
@@ -41,6 +39,14 @@ int runProgram(int argc, char** argv, const std::function<void(const Options&)>&
         return 1;
     }
     return 0;
+}
+
+void print(const nlohmann::json& result) {
+    std::cout << result << std::endl;
+}
+
+void say(const std::string& line) {
+    std::cerr << "   " << line << '\n';
 }
 
 }  // namespace dx7bench
