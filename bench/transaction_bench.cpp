@@ -2,9 +2,8 @@
 /// What a poll of 60 words costs in steady state: intf_getSendFrame and intf_dealRcvFrame, with nothing
 /// changed, and with everything changed and a callback that reads each value back.
 ///
-/// Prints the allocations of a thousand transactions. Instructions are counted from outside, by callgrind
-/// with
-/// --toggle-collect=measured_transactions.
+/// Prints the allocations of a thousand transactions. Instructions are counted from outside:
+/// callgrind with --toggle-collect=measured_transactions.
 #include <cstdio>
 #include <cstring>
 #include <stdexcept>
