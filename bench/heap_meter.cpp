@@ -1,29 +1,18 @@
 #include "heap_meter.h"
 
-#include <malloc.h>
-
-#include <algorithm>
 #include <cstddef>
 
 namespace {
 
 // The metered programs have one thread.
 bool metering = false;
-dx7bench::HeapFigures figures;
+long long allocations = 0;
 
 void* taken(void* block) {
     if (metering && block != nullptr) {
-        ++figures.allocations;
-        figures.liveBytes += static_cast<long long>(malloc_usable_size(block));
-        figures.peakBytes = std::max(figures.peakBytes, figures.liveBytes);
+        ++allocations;
     }
     return block;
-}
-
-void givenBack(void* block) {
-    if (metering && block != nullptr) {
-        figures.liveBytes -= static_cast<long long>(malloc_usable_size(block));
-    }
 }
 
 }  // namespace
@@ -35,7 +24,6 @@ void* __libc_malloc(std::size_t bytes);
 void* __libc_calloc(std::size_t count, std::size_t bytes);
 void* __libc_realloc(void* block, std::size_t bytes);
 void* __libc_memalign(std::size_t alignment, std::size_t bytes);
-void __libc_free(void* block);
 
 void* malloc(std::size_t bytes) {
     return taken(__libc_malloc(bytes));
@@ -46,7 +34,6 @@ void* calloc(std::size_t count, std::size_t bytes) {
 }
 
 void* realloc(void* block, std::size_t bytes) {
-    givenBack(block);
     return taken(__libc_realloc(block, bytes));
 }
 
@@ -57,23 +44,18 @@ void* memalign(std::size_t alignment, std::size_t bytes) {
 void* aligned_alloc(std::size_t alignment, std::size_t bytes) {
     return taken(__libc_memalign(alignment, bytes));
 }
-
-void free(void* block) {
-    givenBack(block);
-    __libc_free(block);
-}
 }
 
 namespace dx7bench {
 
 void startHeapMeter() {
-    figures = HeapFigures();
+    allocations = 0;
     metering = true;
 }
 
-HeapFigures stopHeapMeter() {
+long long stopHeapMeter() {
     metering = false;
-    return figures;
+    return allocations;
 }
 
 }  // namespace dx7bench

@@ -22,7 +22,9 @@ def number(value, digits=1):
 def held(value, limit, text=None, limit_text=None):
     """Three cells: the figure, its limit if it has one, and whether it is kept."""
     text = f"{value:.2f}" if text is None else text
-    return [text, *(["", ""] if limit is None else [limit_text or f"{limit:g}", "reached" if value <= limit else "**missed**"])]
+    if limit is None:
+        return [text, "", ""]
+    return [text, limit_text or f"{limit:g}", "reached" if value <= limit else "**missed**"]
 
 
 def table(head, rows):
@@ -58,9 +60,10 @@ def plan(results):
     rows = []
     for shape in dict.fromkeys(key[0] for key in cost):
         first, again = ([cost[shape, planning, str(size)] for size in sizes] for planning in ("first", "again"))
+        ratio = again[-1] / again[0]
         limits = (300, 20) if shape == "shuffled" else (None, None)
         rows.append([shape, number(first[0], 2), *held(first[-1], limits[0], number(first[-1], 2)),
-                     *(number(value, 2) for value in again), *held(again[-1] / again[0], limits[1], f"{again[-1] / again[0]:.1f}")])
+                     *(number(value, 2) for value in again), *held(ratio, limits[1], f"{ratio:.1f}")])
     small, large = (number(size, 0) for size in sizes)
     return table(["entries", f"first plan of {small}, ms", f"of {large}", "at most", "", f"{small} again, ms",
                   f"{large} again", "ratio", "at most", ""], rows)
@@ -120,7 +123,7 @@ def proof(results):
     rows = []
     for result in results:
         share = result.get("query_share")
-        rows.append([f"{result['baud']} baud" if result["baud"] else result["medium"], f"{result['queries_per_second']:.2f}",
+        rows.append([result["medium"], f"{result['queries_per_second']:.2f}",
                      *held(share, 0.02 if result["baud"] == 9600 else None, "" if share is None else f"{100 * share:.2f} %",
                            "2 %")])
     return table(["proof", "status queries per second", "their share of the line's time", "at most", ""], rows)

@@ -81,11 +81,11 @@ int main(int argc, char** argv) {
         checksum = 0;
         startHeapMeter();
         good += measured_transactions(MEASURED, replies, replyCount);
-        const HeapFigures heap = stopHeapMeter();
+        const long long allocations = stopHeapMeter();
         if (good != WARM_UP + MEASURED || (checksum == 0) == changed) {
             throw std::runtime_error("the transactions were not what was to be measured");
         }
-        std::printf("%lld\n", heap.allocations);
+        std::printf("%lld\n", allocations);
     } catch (const std::exception& error) {
         std::fprintf(stderr, "transaction_bench: %s\n", error.what());
         return 1;

@@ -26,7 +26,7 @@ public:
     }
     void pause() {
         if (running_) {
-            allocations_ += dx7bench::stopHeapMeter().allocations;
+            allocations_ += dx7bench::stopHeapMeter();
         }
     }
     void goOn() {
