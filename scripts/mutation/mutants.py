@@ -13,7 +13,7 @@ SWAPS = [swap.split() for swap in (
 STATEMENT = re.compile(r"^\s*(?:[\w.>\-\[\]():*&, ]+\(.*\)|[\w.\->\[\]]+ (?:[-+|&]?=) .+|(?:\+\+|--)[\w.]+);$")
 DECLARATION = re.compile(r"^\s*(?:const |static |return|typedef|using|struct|class|extern|enum|template)")
 NUMBER = re.compile(r"(?<![\w.\"'])(0[xX][0-9A-Fa-f]+|\d+)([uU]?)(?![\w.\"'])")
-CONDITION = re.compile(r"\b(if|while) \(")
+CONDITION = re.compile(r"\b(?:if|while) \((.*)\)(?: \{|;)$")
 TABLE_LINE = re.compile(r"^[\s\dxXA-Fa-f,{}]+;?$")
 
 
@@ -21,15 +21,6 @@ def blanked(text):
     """The text with comments and literals replaced by blanks, every other character at its place."""
     pattern = re.compile(r'//[^\n]*|/\*.*?\*/|"(?:\\.|[^"\\\n])*"|\'(?:\\.|[^\'\\\n])*\'', re.S)
     return pattern.sub(lambda m: re.sub(r"[^\n]", " ", m.group()), text)
-
-
-def closing(line, opening):
-    depth = 0
-    for i in range(opening, len(line)):
-        depth += {"(": 1, ")": -1}.get(line[i], 0)
-        if depth == 0:
-            return i
-    return -1
 
 
 def changes(code, source, starts_statement):
@@ -48,9 +39,8 @@ def changes(code, source, starts_statement):
     for match in re.finditer(r"(?<![+\w])\+\+(?=[\w])", code):
         yield match.start(), "operator", "++", "--"
     for match in CONDITION.finditer(code):
-        inner = source[match.end():closing(code, match.end() - 1)]
-        if closing(code, match.end() - 1) > 0:
-            yield match.end(), "condition", inner, f"!({inner})"
+        inner = source[match.start(1):match.end(1)]
+        yield match.start(1), "condition", inner, f"!({inner})"
     # Removing the rest of a statement that began on a line above is another change.
     if starts_statement and STATEMENT.match(code) and not DECLARATION.match(code) and not code.strip().startswith(("}", ":")):
         yield len(code) - len(code.lstrip()), "statement", source.strip(), ";"

@@ -1,6 +1,8 @@
-"""Tells which mutants the driver's tests catch. Started by scripts/mutate, which makes the copies of the sources."""
+"""Tells which mutants the driver's tests catch. Started by scripts/mutate, which makes the copies of the sources.
 
-import argparse
+Arguments: the project's folder; that of the copies, and of what was found before; changes to try, seed, jobs, least share.
+"""
+
 import collections
 import concurrent.futures
 import hashlib
@@ -71,20 +73,16 @@ def digest(*texts):
 
 
 def main():
-    parser = argparse.ArgumentParser()
-    parser.add_argument("--project", type=pathlib.Path)
-    parser.add_argument("--build", type=pathlib.Path, help="folder of the copies, and of what was found before")
-    for name in ("count", "seed", "jobs", "minimum"):
-        parser.add_argument("--" + name, type=int)
-    arguments = parser.parse_args()
-    driver = arguments.project / "driver"
+    project, build = map(pathlib.Path, sys.argv[1:3])
+    count, seed, jobs, minimum = map(int, sys.argv[3:])
+    driver = project / "driver"
     # What was noticed stays noticed by tests that are added; what survived is tried again.
-    tests = digest(*(path.read_bytes() for path in sorted((arguments.project / "tests/driver").glob("*.*"))))
-    results = arguments.build / "results.jsonl"
+    tests = digest(*(path.read_bytes() for path in sorted((project / "tests/driver").glob("*.*"))))
+    results = build / "results.jsonl"
     known = dict(map(json.loads, results.read_text().splitlines() if results.exists() else []))
     copies = queue.SimpleQueue()
-    for number in range(arguments.jobs):
-        copies.put(arguments.build / str(number))
+    for number in range(jobs):
+        copies.put(build / str(number))
 
     def result_of(mutant):
         key = digest(repr(mutant).encode(), (driver / mutant.file).read_bytes())
@@ -99,11 +97,11 @@ def main():
                 file.write(json.dumps([key + tests if result == "survived" else key, result]) + "\n")
         return mutant, result
 
-    pool = mutants.in_random_order(driver, arguments.seed)
+    pool = mutants.in_random_order(driver, seed)
     tried, tally = 0, collections.Counter()
-    with concurrent.futures.ThreadPoolExecutor(arguments.jobs) as workers:
-        while tally["noticed"] + tally["survived"] < arguments.count and tried < len(pool):
-            batch = pool[tried:tried + arguments.count - tally["noticed"] - tally["survived"]]
+    with concurrent.futures.ThreadPoolExecutor(jobs) as workers:
+        while tally["noticed"] + tally["survived"] < count and tried < len(pool):
+            batch = pool[tried:tried + count - tally["noticed"] - tally["survived"]]
             tried += len(batch)
             # By files: the one that was changed last is compiled again anyway.
             for mutant, result in workers.map(result_of, sorted(batch)):
@@ -113,7 +111,7 @@ def main():
     share = 100 * tally["noticed"] / max(1, tally["noticed"] + tally["survived"])
     print(f"{tried} of {len(pool)} possible changes: {tally['noticed']} noticed, {tally['survived']} not, "
           f"{tally['does not compile']} did not compile; {share:.1f} % noticed")
-    return 0 if share >= arguments.minimum else 1
+    return 0 if share >= minimum else 1
 
 
 if __name__ == "__main__":
