@@ -11,8 +11,8 @@
 #include <stdexcept>
 #include <vector>
 
+#include "host/exchange/rtu_frame.h"
 #include "line_client.h"
-#include "rtu_frame.h"
 
 namespace dx7bench {
 

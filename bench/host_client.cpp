@@ -1,13 +1,13 @@
 #include <QCoreApplication>
 #include <stdexcept>
 
-#include "driver_library.h"
-#include "driver_session.h"
-#include "epoll_poller.h"
-#include "frame_tap.h"
+#include "host/driver/driver_library.h"
+#include "host/driver/driver_session.h"
+#include "host/exchange/frame_tap.h"
+#include "host/exchange/rtu_frame.h"
+#include "host/line/epoll_poller.h"
+#include "host/poll/line_runner.h"
 #include "line_client.h"
-#include "line_runner.h"
-#include "rtu_frame.h"
 
 namespace dx7bench {
 

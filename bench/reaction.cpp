@@ -16,10 +16,10 @@
 #include <vector>
 
 #include "device_process.h"
-#include "driver_library.h"
-#include "driver_session.h"
-#include "epoll_poller.h"
-#include "line_runner.h"
+#include "host/driver/driver_library.h"
+#include "host/driver/driver_session.h"
+#include "host/line/epoll_poller.h"
+#include "host/poll/line_runner.h"
 #include "program.h"
 #include "sample.h"
 

@@ -1,7 +1,7 @@
 // Captures as `dx7 replay` reads them: refused with a sentence, or shown frame by frame.
-#include "error.h"
+#include "host/error.h"
+#include "host/files/recording.h"
 #include "input_file.h"
-#include "recording.h"
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
     const dx7fuzz::InputFile file(data, size);

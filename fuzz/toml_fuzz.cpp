@@ -2,10 +2,10 @@
 // and as a values file, and is taken or refused with a sentence.
 #include "device/usage_error.h"
 #include "device/values_file.h"
-#include "error.h"
+#include "host/error.h"
+#include "host/files/line_file.h"
+#include "host/files/parameter_file.h"
 #include "input_file.h"
-#include "line_file.h"
-#include "parameter_file.h"
 
 namespace {
 

@@ -1,10 +1,10 @@
-#include "number_text.h"
+#include "host/number_text.h"
 
 #include <algorithm>
 #include <cmath>
 #include <limits>
 
-#include "error.h"
+#include "host/error.h"
 
 namespace dx7 {
 

@@ -1,10 +1,10 @@
-#include "connection.h"
+#include "host/cli/connection.h"
 
-#include "error.h"
-#include "output.h"
-#include "output_files.h"
-#include "stop_signal.h"
-#include "wall_clock.h"
+#include "host/cli/output.h"
+#include "host/cli/output_files.h"
+#include "host/cli/stop_signal.h"
+#include "host/error.h"
+#include "host/files/wall_clock.h"
 
 namespace dx7::cli {
 

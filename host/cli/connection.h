@@ -7,14 +7,14 @@
 #include <QSet>
 #include <memory>
 
-#include "clock.h"
-#include "driver_library.h"
-#include "epoll_poller.h"
-#include "line_file.h"
-#include "line_notices.h"
-#include "line_runner.h"
-#include "options.h"
-#include "recorder.h"
+#include "host/cli/options.h"
+#include "host/driver/driver_library.h"
+#include "host/exchange/line_notices.h"
+#include "host/files/line_file.h"
+#include "host/files/recorder.h"
+#include "host/line/clock.h"
+#include "host/line/epoll_poller.h"
+#include "host/poll/line_runner.h"
 
 namespace dx7::cli {
 

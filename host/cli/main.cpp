@@ -8,10 +8,10 @@
 #include <sstream>
 
 #include "common/timer_slack.h"
-#include "error.h"
-#include "options.h"
-#include "output.h"
-#include "standard_descriptors.h"
+#include "host/cli/options.h"
+#include "host/cli/output.h"
+#include "host/error.h"
+#include "host/line/standard_descriptors.h"
 
 namespace {
 

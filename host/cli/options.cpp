@@ -1,11 +1,11 @@
-#include "options.h"
+#include "host/cli/options.h"
 
 #include <QRegularExpression>
 #include <cmath>
 #include <limits>
 
-#include "error.h"
-#include "number_text.h"
+#include "host/error.h"
+#include "host/number_text.h"
 
 namespace dx7::cli {
 

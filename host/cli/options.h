@@ -11,7 +11,7 @@
 #include <string>
 #include <vector>
 
-#include "line_file.h"
+#include "host/files/line_file.h"
 
 namespace dx7::cli {
 

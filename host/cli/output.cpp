@@ -1,12 +1,12 @@
-#include "output.h"
+#include "host/cli/output.h"
 
 #include <cerrno>
 #include <cstdio>
 
-#include "clock.h"
-#include "error.h"
-#include "system_reason.h"
-#include "wall_clock.h"
+#include "host/error.h"
+#include "host/files/wall_clock.h"
+#include "host/line/clock.h"
+#include "host/line/system_reason.h"
 
 namespace dx7::cli {
 

@@ -7,9 +7,9 @@
 #include <nlohmann/json.hpp>
 #include <optional>
 
-#include "item_notation.h"
-#include "statistics.h"
-#include "value_table.h"
+#include "host/exchange/statistics.h"
+#include "host/items/item_notation.h"
+#include "host/poll/value_table.h"
 
 namespace dx7::cli {
 

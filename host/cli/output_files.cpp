@@ -1,9 +1,9 @@
-#include "output_files.h"
+#include "host/cli/output_files.h"
 
 #include <unistd.h>
 
-#include "error.h"
-#include "file_identity.h"
+#include "host/error.h"
+#include "host/files/file_identity.h"
 
 namespace dx7::cli {
 

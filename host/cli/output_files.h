@@ -3,7 +3,7 @@
 #ifndef DX7_CLI_OUTPUT_FILES_H
 #define DX7_CLI_OUTPUT_FILES_H
 
-#include "connection.h"
+#include "host/cli/connection.h"
 
 namespace dx7::cli {
 

@@ -1,4 +1,4 @@
-#include "stop_signal.h"
+#include "host/cli/stop_signal.h"
 
 #include <poll.h>
 #include <termios.h>

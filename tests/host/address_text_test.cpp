@@ -1,12 +1,12 @@
 // dx7 takes exactly the addresses that it prints, and names the nearest of them for any other text.
-#include "address_text.h"
+#include "host/items/address_text.h"
 
 #include <gtest/gtest.h>
 
 #include <random>
 #include <set>
 
-#include "error.h"
+#include "host/error.h"
 #include "loaded_driver.h"
 
 using namespace dx7;

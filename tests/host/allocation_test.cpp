@@ -2,9 +2,9 @@
 // about it, and nothing else.
 #include <gtest/gtest.h>
 
-#include "heap_meter.h"
+#include "bench/heap_meter.h"
+#include "host/exchange/rtu_frame.h"
 #include "rig.h"
-#include "rtu_frame.h"
 
 using namespace dx7;
 

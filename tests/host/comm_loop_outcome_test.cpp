@@ -1,7 +1,7 @@
 // What is known of an operation when its wait has ended, and what is said of it.
 #include <gtest/gtest.h>
 
-#include "comm_loop.h"
+#include "host/exchange/comm_loop.h"
 #include "rig.h"
 
 using namespace dx7;

@@ -1,11 +1,11 @@
-#include "comm_loop.h"
+#include "host/exchange/comm_loop.h"
 
 #include <gtest/gtest.h>
 
 #include <algorithm>
 
+#include "host/exchange/rtu_frame.h"
 #include "rig.h"
-#include "rtu_frame.h"
 
 using namespace dx7;
 

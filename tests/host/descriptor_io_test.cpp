@@ -1,5 +1,5 @@
 // Over a socket pair and over a pipe, whose ends behave as a line's do.
-#include "descriptor_io.h"
+#include "host/line/descriptor_io.h"
 
 #include <fcntl.h>
 #include <gtest/gtest.h>

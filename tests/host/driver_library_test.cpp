@@ -1,10 +1,10 @@
-#include "driver_library.h"
+#include "host/driver/driver_library.h"
 
 #include <gtest/gtest.h>
 
 #include <QCoreApplication>
 
-#include "error.h"
+#include "host/error.h"
 
 using namespace dx7;
 

@@ -1,6 +1,6 @@
 // On real descriptors and the real clock. What must not happen is waited for a short while; what must happen
 // has ages.
-#include "epoll_poller.h"
+#include "host/line/epoll_poller.h"
 
 #include <gtest/gtest.h>
 #include <signal.h>
@@ -12,8 +12,8 @@
 #include <atomic>
 #include <thread>
 
+#include "host/line/serial_line.h"
 #include "line_ends.h"
-#include "serial_line.h"
 
 using namespace dx7;
 

@@ -7,15 +7,15 @@
 #include <QFile>
 #include <QTemporaryDir>
 
-#include "error.h"
-#include "line_file.h"
+#include "host/error.h"
+#include "host/files/line_file.h"
+#include "host/files/parameter_file.h"
+#include "host/files/recorder.h"
+#include "host/files/recording.h"
+#include "host/files/whole_file.h"
+#include "host/items/number_ranges.h"
 #include "loaded_driver.h"
-#include "number_ranges.h"
-#include "parameter_file.h"
-#include "recorder.h"
-#include "recording.h"
 #include "scripted_line.h"
-#include "whole_file.h"
 
 using namespace dx7;
 

@@ -1,8 +1,8 @@
-#include "item_notation.h"
+#include "host/items/item_notation.h"
 
 #include <gtest/gtest.h>
 
-#include "error.h"
+#include "host/error.h"
 #include "loaded_driver.h"
 
 using namespace dx7;

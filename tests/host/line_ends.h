@@ -9,8 +9,8 @@
 #include <mutex>
 #include <string>
 
-#include "serial_port.h"
-#include "tcp_line.h"
+#include "host/line/serial_port.h"
+#include "host/line/tcp_line.h"
 
 // A descriptor that is closed with its owner.
 class End {

@@ -1,4 +1,4 @@
-#include "line_notices.h"
+#include "host/exchange/line_notices.h"
 
 #include <gtest/gtest.h>
 

@@ -1,9 +1,9 @@
-#include "line_runner.h"
+#include "host/poll/line_runner.h"
 
 #include <gtest/gtest.h>
 
+#include "host/exchange/rtu_frame.h"
 #include "rig.h"
-#include "rtu_frame.h"
 
 using namespace dx7;
 

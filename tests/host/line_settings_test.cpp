@@ -1,10 +1,10 @@
-#include "line_settings.h"
+#include "host/line/line_settings.h"
 
 #include <cmath>
 
 #include <gtest/gtest.h>
 
-#include "error.h"
+#include "host/error.h"
 #include "loaded_driver.h"
 
 using namespace dx7;

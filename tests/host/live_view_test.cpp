@@ -1,11 +1,11 @@
 // The text of the live table, apart from any terminal.
-#include "live_view.h"
+#include "host/cli/screen/live_view.h"
 
 #include <gtest/gtest.h>
 
 #include <clocale>
 
-#include "screen_text.h"
+#include "host/cli/screen/screen_text.h"
 
 using namespace dx7;
 using namespace dx7::cli;

@@ -1,6 +1,6 @@
 #include "loaded_driver.h"
 
-#include "driver_library.h"
+#include "host/driver/driver_library.h"
 
 const dx7::DriverFunctions& driverFunctions() {
     static const dx7::DriverLibrary library(QStringLiteral(DX7_TEST_DRIVER));

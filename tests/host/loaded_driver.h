@@ -2,8 +2,8 @@
 #ifndef DX7_TESTS_HOST_LOADED_DRIVER_H
 #define DX7_TESTS_HOST_LOADED_DRIVER_H
 
-#include "driver_functions.h"
-#include "item_notation.h"
+#include "host/driver/driver_functions.h"
+#include "host/items/item_notation.h"
 
 const dx7::DriverFunctions& driverFunctions();
 const dx7::ItemNotation& notation();

@@ -1,12 +1,12 @@
 // Numbers as users type them: one way to write each, whatever the locale.
-#include "number_text.h"
+#include "host/number_text.h"
 
 #include <gtest/gtest.h>
 
 #include <clocale>
 #include <cmath>
 
-#include "error.h"
+#include "host/error.h"
 
 using namespace dx7;
 

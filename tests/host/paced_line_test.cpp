@@ -7,9 +7,9 @@
 
 #include "common/port_lock.h"
 #include "common/timer_slack.h"
-#include "epoll_poller.h"
+#include "host/line/epoll_poller.h"
+#include "host/line/serial_line.h"
 #include "line_ends.h"
-#include "serial_line.h"
 
 using namespace dx7;
 

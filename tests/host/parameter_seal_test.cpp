@@ -1,14 +1,14 @@
 // A parameter file that was cut or changed anywhere is not taken for the one that was saved.
-#include "parameter_seal.h"
+#include "host/files/parameter_seal.h"
 
 #include <gtest/gtest.h>
 
 #include <QFile>
 #include <QTemporaryDir>
 
-#include "error.h"
+#include "host/error.h"
+#include "host/files/parameter_file.h"
 #include "loaded_driver.h"
-#include "parameter_file.h"
 
 using namespace dx7;
 

@@ -1,8 +1,8 @@
 // What is known of each operation when the host ends them all before their end.
 #include <gtest/gtest.h>
 
+#include "host/poll/one_shot_read.h"
 #include "loaded_driver.h"
-#include "one_shot_read.h"
 #include "rig.h"
 
 using namespace dx7;

@@ -1,13 +1,13 @@
-#include "poll_engine.h"
+#include "host/poll/poll_engine.h"
 
 #include <gtest/gtest.h>
 
 #include <set>
 
+#include "host/exchange/rtu_frame.h"
+#include "host/poll/one_shot_read.h"
 #include "loaded_driver.h"
-#include "one_shot_read.h"
 #include "rig.h"
-#include "rtu_frame.h"
 
 using namespace dx7;
 

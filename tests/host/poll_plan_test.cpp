@@ -1,10 +1,10 @@
-#include "poll_plan.h"
+#include "host/poll/poll_plan.h"
 
 #include <gtest/gtest.h>
 
+#include "host/exchange/transaction.h"
 #include "loaded_driver.h"
 #include "scripted_line.h"
-#include "transaction.h"
 
 using namespace dx7;
 

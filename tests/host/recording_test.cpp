@@ -2,7 +2,7 @@
 // project.
 #include <QStandardPaths>
 
-#include "recorder.h"
+#include "host/files/recorder.h"
 #include "scripted_line.h"
 #include "tool.h"
 

@@ -4,7 +4,7 @@
 
 #include <functional>
 
-#include "line_runner.h"
+#include "host/poll/line_runner.h"
 #include "simulated_poller.h"
 
 // Settings of a serial line of 9600 baud with a timeout of 300 ms.

@@ -1,6 +1,6 @@
 #include "scripted_line.h"
 
-#include "rtu_frame.h"
+#include "host/exchange/rtu_frame.h"
 
 using namespace dx7;
 

@@ -6,8 +6,8 @@
 #include <functional>
 #include <map>
 
-#include "clock.h"
-#include "line.h"
+#include "host/line/clock.h"
+#include "host/line/line.h"
 
 class VirtualClock : public dx7::Clock {
 public:

@@ -1,5 +1,5 @@
 // Over a socket pair; time is what the test says.
-#include "send_queue.h"
+#include "host/line/send_queue.h"
 
 #include <gtest/gtest.h>
 #include <sys/socket.h>

@@ -1,5 +1,5 @@
 // Over pseudo-terminals and over ports whose opening and closing take as long as the test says.
-#include "serial_line.h"
+#include "host/line/serial_line.h"
 
 #include <fcntl.h>
 #include <gtest/gtest.h>
@@ -12,7 +12,7 @@
 #include <cstdio>
 #include <cstdlib>
 
-#include "clock.h"
+#include "host/line/clock.h"
 #include "line_ends.h"
 
 using namespace dx7;

@@ -2,7 +2,7 @@
 #ifndef DX7_TESTS_HOST_SIMULATED_POLLER_H
 #define DX7_TESTS_HOST_SIMULATED_POLLER_H
 
-#include "poller.h"
+#include "host/line/poller.h"
 #include "scripted_line.h"
 
 // Takes one line, which must be a ScriptedLine.

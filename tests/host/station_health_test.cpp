@@ -1,4 +1,4 @@
-#include "station_health.h"
+#include "host/poll/station_health.h"
 
 #include <gtest/gtest.h>
 

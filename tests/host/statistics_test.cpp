@@ -1,4 +1,4 @@
-#include "statistics.h"
+#include "host/exchange/statistics.h"
 
 #include <gtest/gtest.h>
 

@@ -1,14 +1,14 @@
 // Over the loopback interface. What takes time here is connecting to a port that takes nobody in.
-#include "tcp_line.h"
+#include "host/line/tcp_line.h"
 
 #include <gtest/gtest.h>
 
 #include <functional>
 
-#include "clock.h"
-#include "epoll_poller.h"
 #include "full_listener.h"
-#include "line_runner.h"
+#include "host/line/clock.h"
+#include "host/line/epoll_poller.h"
+#include "host/poll/line_runner.h"
 #include "loaded_driver.h"
 
 using namespace dx7;

@@ -1,12 +1,12 @@
 // What is said of a request's end.
-#include "transaction.h"
+#include "host/exchange/transaction.h"
 
 #include <gtest/gtest.h>
 
 #include <cerrno>
 
+#include "host/line/system_reason.h"
 #include "scripted_line.h"
-#include "system_reason.h"
 
 using namespace dx7;
 

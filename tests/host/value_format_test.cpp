@@ -1,8 +1,8 @@
-#include "value_format.h"
+#include "host/items/value_format.h"
 
 #include <gtest/gtest.h>
 
-#include "error.h"
+#include "host/error.h"
 #include "loaded_driver.h"
 
 using namespace dx7;

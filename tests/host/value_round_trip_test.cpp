@@ -6,9 +6,9 @@
 #include <random>
 #include <vector>
 
-#include "error.h"
+#include "host/error.h"
+#include "host/items/value_format.h"
 #include "loaded_driver.h"
-#include "value_format.h"
 
 using namespace dx7;
 

@@ -1,5 +1,5 @@
 // How long copies are waited for.
-#include "copy_watch.h"
+#include "host/exchange/copy_watch.h"
 
 #include <gtest/gtest.h>
 

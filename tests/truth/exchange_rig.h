@@ -5,8 +5,8 @@
 #include <QVector>
 #include <map>
 
-#include "exchange.h"
-#include "rtu_frame.h"
+#include "host/exchange/exchange.h"
+#include "host/exchange/rtu_frame.h"
 
 namespace truth {
 

@@ -1,5 +1,5 @@
 // The promises of host/exchange.h, one by one.
-#include "exchange.h"
+#include "host/exchange/exchange.h"
 
 #include <gtest/gtest.h>
 

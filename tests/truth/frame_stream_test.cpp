@@ -1,5 +1,5 @@
 // The promises of host/frame_stream.h.
-#include "frame_stream.h"
+#include "host/exchange/frame_stream.h"
 
 #include <gtest/gtest.h>
 

@@ -2,9 +2,9 @@
 
 #include <algorithm>
 
+#include "host/exchange/rtu_frame.h"
+#include "host/exchange/station_ledger.h"
 #include "random.h"
-#include "rtu_frame.h"
-#include "station_ledger.h"
 
 namespace truth {
 

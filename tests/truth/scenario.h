@@ -6,7 +6,7 @@
 #include <QVector>
 #include <cstdint>
 
-#include "line_settings.h"
+#include "host/line/line_settings.h"
 
 namespace truth {
 

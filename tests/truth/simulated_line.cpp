@@ -2,7 +2,7 @@
 
 #include <algorithm>
 
-#include "rtu_frame.h"
+#include "host/exchange/rtu_frame.h"
 
 namespace truth {
 

@@ -6,11 +6,11 @@
 #include <memory>
 #include <vector>
 
-#include "loaded_driver.h"
-#include "one_shot_read.h"
-#include "poll_engine.h"
-#include "rtu_frame.h"
+#include "host/exchange/rtu_frame.h"
+#include "host/poll/one_shot_read.h"
+#include "host/poll/poll_engine.h"
 #include "simulated_line.h"
+#include "tests/host/loaded_driver.h"
 
 namespace truth {
 

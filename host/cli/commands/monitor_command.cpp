@@ -1,0 +1,210 @@
+#include "host/cli/connection.h"
+#include "host/cli/output.h"
+#include "host/cli/screen/live_table.h"
+#include "host/cli/screen/statistics_output.h"
+#include "host/cli/stop_signal.h"
+#include "host/error.h"
+#include "host/files/wall_clock.h"
+
+namespace dx7::cli {
+
+namespace {
+
+struct MonitorOptions : CommonOptions {
+    std::vector<std::string> items;
+    std::optional<double> seconds;
+    std::optional<qint64> count;
+    bool stats = false;
+    bool lines = false;
+    bool fresh = false;
+};
+
+/// Prints a line per changed value, and the summary.
+class MonitorPrinter {
+public:
+    MonitorPrinter(Connection& connection, const MonitorOptions& options)
+        : connection_(connection), options_(options), startUs_(connection.clock().nowUs()) {}
+
+    void listen() {
+        EngineEvents events;
+        const ValueTable& table = connection_.engine().table();
+        events.value = [this, &table](int point) { printValue(point, table.told(point)); };
+        if (options_.fresh) {
+            events.fresh = [this, &table](int point) { printValue(point, table.state(point)); };
+        }
+        events.station = [this](int station, bool alive) { printStation(station, alive); };
+        events.line = [this](bool open) { printLine(open); };
+        connection_.setEvents(events);
+    }
+
+    bool finished() const {
+        const double seconds = static_cast<double>(connection_.clock().nowUs() - startUs_) / 1e6;
+        return stopRequested() || (options_.seconds && seconds >= *options_.seconds) ||
+               (options_.count && lines_ >= *options_.count);
+    }
+
+    void printSummary() const {
+        const Counters& all = connection_.engine().statistics().all();
+        const double seconds = static_cast<double>(connection_.clock().nowUs() - startUs_) / 1e6;
+        qint64 changes = 0;
+        for (int i = 0; i < connection_.engine().table().size(); ++i) {
+            changes += connection_.engine().table().told(i).changes;
+        }
+        if (options_.json) {
+            Json summary = summaryJson("monitor");
+            summary["seconds"] = seconds;
+            summary["requests"] = all.requests;
+            summary["good"] = all.good;
+            summary["bad"] = all.bad();
+            summary["changes"] = changes;
+            print(summary);
+            return;
+        }
+        print(QStringLiteral("%1 s: %2, %3 good and %4 bad replies, %5")
+                  .arg(seconds, 0, 'f', 1)
+                  .arg(counted(all.requests, "request"))
+                  .arg(all.good)
+                  .arg(all.bad())
+                  .arg(counted(changes, "change")));
+    }
+
+private:
+    void printValue(int index, const PointState& state) {
+        if (options_.count && lines_ >= *options_.count) {
+            return;
+        }
+        const Point& point = connection_.engine().table().points().at(index);
+        ++lines_;
+        if (options_.json) {
+            print(pointJson(point, state));
+            return;
+        }
+        QString value =
+            state.known ? valueWithUnit(point.format, point.type, state.raw) : QStringLiteral("-");
+        if (state.quality != Quality::Good) {
+            value += QStringLiteral(" (%1)").arg(qualityText(state.quality));
+        }
+        print(QStringLiteral("%1  %2  %3").arg(timeOfDay(wallTimeOf(state))).arg(point.name, -14).arg(value));
+    }
+
+    void printStation(int station, bool alive) const {
+        if (options_.json) {
+            print(Json{{"event", "station"}, {"time", isoTime()}, {"station", station}, {"alive", alive}});
+            return;
+        }
+        const char* text = alive ? "answers again" : "does not answer; it is left out and probed";
+        print(QStringLiteral("%1  station %2 %3").arg(clockTime()).arg(station).arg(QLatin1String(text)));
+    }
+
+    void printLine(bool open) const {
+        if (options_.json) {
+            print(Json{{"event", "line"}, {"time", isoTime()}, {"state", open ? "open" : "lost"}});
+            return;
+        }
+        print(QStringLiteral("%1  %2 %3")
+                  .arg(clockTime(), describeLine(connection_.settings()),
+                       QLatin1String(open ? "is back" : "was lost; trying to reopen it")));
+    }
+
+    Connection& connection_;
+    const MonitorOptions& options_;
+    qint64 startUs_;
+    qint64 lines_ = 0;
+};
+
+void checkOptions(const MonitorOptions& options) {
+    if (options.seconds && !(*options.seconds > 0)) {
+        throw UsageError(QStringLiteral("--seconds is %1, it must be above 0").arg(*options.seconds));
+    }
+    if (options.count && *options.count < 1) {
+        throw UsageError(QStringLiteral("--count is %1, it must be at least 1").arg(*options.count));
+    }
+}
+
+void pollUntilDone(Connection& connection, const MonitorPrinter& printer, LiveTable* table) {
+    while (!printer.finished() && !(table != nullptr && table->quit())) {
+        if (table != nullptr) {
+            // A value typed during the silence before a request is written by that request: the turn before
+            // ended with the silence.
+            table->serve();
+        }
+        connection.step();
+    }
+}
+
+int runMonitor(const MonitorOptions& options) {
+    checkOptions(options);
+    const Driver loaded(options);
+    const LineSettings settings = lineSettings(options, loaded.parameter(), true);
+    const QVector<Point> points = loaded.points(options, options.items);
+    Connection connection(loaded, settings, options);
+    MonitorPrinter printer(connection, options);
+    connection.engine().watch(points);
+    std::unique_ptr<LiveTable> table;
+    if (!options.json && !options.lines && !options.count && LiveTable::possible()) {
+        QString why;
+        table = LiveTable::open(connection, &why);
+        if (!table) {
+            complain(QStringLiteral("%1, so changes are printed line by line").arg(why));
+        }
+    }
+    if (!table) {
+        printer.listen();
+    }
+    QString fault;
+    try {
+        pollUntilDone(connection, printer, table.get());
+    } catch (const LineError& error) {
+        fault = error.text();
+    }
+    const QStringList unfinished = table ? table->takeUnfinished() : QStringList();
+    if (!table && fault.isEmpty()) {
+        connection.conclude();
+    }
+    table.reset();
+    for (const QString& write : unfinished) {
+        complain(write);
+    }
+    if (!fault.isEmpty()) {
+        throw LineError(fault);
+    }
+    printer.printSummary();
+    if (options.stats) {
+        printStatistics(connection.engine().statistics(), connection.clock().nowUs(), options.json);
+    }
+    const bool good = connection.engine().statistics().all().good > 0 && unfinished.isEmpty();
+    return connection.finish(good ? EXIT_DONE : EXIT_FAILED);
+}
+
+}  // namespace
+
+void addMonitorCommand(CLI::App& app, Run& run) {
+    auto options = std::make_shared<MonitorOptions>();
+    CLI::App* command = app.add_subcommand("monitor", "Polls items and shows every change, until Ctrl-C");
+    command
+        ->add_option("items", options->items, "TYPE:ADDRESS[,COUNT][@STATION][/FORMAT...], or names of tags")
+        ->type_name("ITEM");
+    command->add_option("--seconds", options->seconds, "Stop after so many seconds")
+        ->check(anyNumber)
+        ->type_name("N");
+    command->add_option("--count", options->count, "Stop after so many lines of values")
+        ->check(wholeNumber)
+        ->type_name("N");
+    command->add_flag("--lines", options->lines,
+                      "A line per change on a terminal, too, instead of the live table");
+    command->add_flag("--fresh", options->fresh,
+                      "Print values at once, too, before they are proven to be no other request's");
+    command->add_flag("--stats", options->stats, "Print the statistics of the line at the end");
+    addDeviceOptions(*command, *options);
+    command->footer(
+        "Examples:\n"
+        "  dx7 monitor --serial /dev/ttyUSB0 DI:1,6 AI:0,4 SW:0/binary\n"
+        "  dx7 monitor --serial /dev/ttyUSB0 --seconds 60 F:3.0.25@1 F:3.0.25@2\n"
+        "  dx7 monitor --tcp 192.168.0.10:8888 --json AI:0/signed/scale=0.1/unit=Hz\n"
+        "  dx7 monitor -c line.toml --stats\n"
+        "On a terminal a live table is shown: arrow keys select, w writes, s shows statistics, q quits.\n"
+        "Exit code 1 when no reply was good at all.");
+    command->callback([options, &run] { run = [options] { return runMonitor(*options); }; });
+}
+
+}  // namespace dx7::cli

@@ -1,0 +1,70 @@
+/// \file
+/// Reading and writing many parameters of one station, up to where it is broken off.
+#ifndef DX7_CLI_PARAMETER_EXCHANGE_H
+#define DX7_CLI_PARAMETER_EXCHANGE_H
+
+#include "host/cli/connection.h"
+#include "host/files/parameter_file.h"
+
+namespace dx7::cli {
+
+/// Gets a point with its value, or -1 and the fault where the station refused to read it.
+using EachPoint = std::function<void(const Point&, int value, const QString& fault)>;
+
+/// Reads the points, several runs at once, and tells them in order once they are proven; a run that the
+/// station refuses item by item, for it may have only some of them. Shows `what` with the progress. Gives the
+/// reason, as a sentence, when it ends before the last point (breakReason(), a station that gives no good
+/// answer, or the items that were not proven, by name), and the empty text when it does not.
+QString readPoints(Connection& connection, const QVector<Point>& points, const QString& what,
+                   const EachPoint& each);
+
+/// The parameters of a file, in ascending order.
+QVector<Point> pointsOf(const ItemNotation& notation, const ParameterSet& set);
+
+/// A parameter whose value on the device is not the one in the file, or not known to be.
+struct Difference {
+    Point point;
+    int inFile = 0;
+    int onDevice = -1;  ///< -1 when it was not read.
+    QString fault;      ///< Why not.
+};
+
+/// A file compared with a station.
+struct Comparison {
+    QVector<Difference> differences;  ///< What the station refuses is one, too.
+    QVector<Difference> unread;       ///< Not compared, because it was broken off.
+    int right = 0;                    ///< As in the file.
+    QString broken;                   ///< Why it was broken off; empty when it was not.
+};
+
+Comparison compare(Connection& connection, const ItemNotation& notation, const ParameterSet& set);
+
+/// What is known of a parameter after it was to be written.
+enum class Written { Verified, Not, Unknown };
+
+struct WriteEnd {
+    Written state = Written::Not;
+    QString fault;              ///< Empty when it is verified.
+    bool acknowledged = false;  ///< The station took or refused the write.
+    bool readBack = false;      ///< The station gave a value, or refused to.
+};
+
+/// Writes the file's value and reads it back, which counts: a value that is there is verified even if the
+/// acknowledgement did not come.
+WriteEnd writeAndVerify(Connection& connection, const Difference& difference);
+
+/// Whether a station is worth going on with: each parameter that it does not answer costs its time-outs.
+class AnswerWatch {
+public:
+    void take(const WriteEnd& end);
+    /// Why not, as a sentence; empty when it is. Refusals, and values that do not take, are answers.
+    QString failure(const Connection& connection, int station) const;
+
+private:
+    int unanswered_ = 0;      ///< Parameters in a row that are not verified for want of a valid answer.
+    int unacknowledged_ = 0;  ///< Writes in a row, verified or not.
+};
+
+}  // namespace dx7::cli
+
+#endif

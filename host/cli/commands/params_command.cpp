@@ -1,0 +1,393 @@
+#include <algorithm>
+
+#include "host/cli/commands/parameter_exchange.h"
+#include "host/cli/output.h"
+#include "host/cli/output_files.h"
+#include "host/cli/screen/progress.h"
+#include "host/error.h"
+#include "host/files/whole_file.h"
+#include "host/items/number_ranges.h"
+
+namespace dx7::cli {
+
+namespace {
+
+enum { HIGHEST_STATION = 247, MOST_NAMES = 10 };
+
+struct ParamsOptions : CommonOptions {
+    std::string groups = "0-15";
+    std::optional<qint64> station;
+    bool acceptAltered = false;
+
+    Altered altered() const { return acceptAltered ? Altered::Accept : Altered::Refuse; }
+};
+
+int stationOf(const ParamsOptions& options, int fallback) {
+    const qint64 station = options.station.value_or(fallback);
+    if (station < 1 || station > HIGHEST_STATION) {
+        throw UsageError(QStringLiteral("--station is %1, it must be 1 to 247").arg(station));
+    }
+    return static_cast<int>(station);
+}
+
+// The fault is why nothing was saved; empty when everything was.
+Json savedJson(const ParamsOptions& options, const ParameterSet& set, int refused, const QString& fault) {
+    Json json = eventJson("saved");
+    json["file"] = utf8(text(options.file));
+    json["station"] = set.station;
+    json["saved"] = fault.isEmpty() ? set.count() : 0;
+    json["read"] = set.count();
+    json["refused"] = refused;
+    if (!fault.isEmpty()) {
+        json["fault"] = utf8(fault);
+    }
+    return json;
+}
+
+// What there is to say when not everything was read: nothing of it is saved.
+int endUnsaved(const ParamsOptions& options, const ParameterSet& set, int points, int refused,
+               const QString& broken) {
+    if (options.json) {
+        tell(savedJson(options, set, refused, broken));
+    }
+    complain(QStringLiteral("%1; %2 of %3 were read, %4 was left as it was; run it again")
+                 .arg(broken)
+                 .arg(set.count())
+                 .arg(counted(points - refused, "parameter"))
+                 .arg(text(options.file)));
+    return EXIT_FAILED;
+}
+
+int runSave(const ParamsOptions& options) {
+    const Driver loaded(options);
+    const LineSettings settings = lineSettings(options, loaded.parameter(), true);
+    ParameterSet set;
+    set.station = stationOf(options, 1);
+    const QVector<int> groups = numbersFromText(text(options.groups), "--groups", 0, 15);
+    const QVector<Point> points = parameterPoints(loaded.notation, set.station, groups);
+    checkWholeFile(text(options.file));
+    checkFilePath(loaded, settings, options);
+    Connection connection(loaded, settings, options);
+    int refused = 0;
+    const QString broken = readPoints(connection, points, QStringLiteral("reading"),
+                                      [&](const Point& point, int value, const QString&) {
+                                          if (value >= 0) {
+                                              set.values[point.type.name][point.address] = value;
+                                          } else {
+                                              ++refused;
+                                          }
+                                      });
+    if (!broken.isEmpty()) {
+        return endUnsaved(options, set, points.size(), refused, broken);
+    }
+    if (set.count() == 0) {
+        throw LineError(QStringLiteral("the station refused every parameter; %1 was left as it was")
+                            .arg(text(options.file)));
+    }
+    saveParameters(text(options.file), loaded.notation, set);
+    if (options.json) {
+        const bool told = tell(savedJson(options, set, refused, QString()));
+        return connection.finish(told ? EXIT_DONE : EXIT_FAILED);
+    }
+    const QString others =
+        refused > 0 ? QStringLiteral("; the station does not have %1 others").arg(refused) : QString();
+    const bool told = tell(QStringLiteral("%1 of station %2 saved in %3%4")
+                               .arg(counted(set.count(), "parameter"))
+                               .arg(set.station)
+                               .arg(text(options.file), others));
+    return connection.finish(told ? EXIT_DONE : EXIT_FAILED);
+}
+
+void printDifference(const Difference& difference, bool json) {
+    const QString onDevice =
+        difference.onDevice < 0 ? difference.fault : QString::number(difference.onDevice);
+    if (json) {
+        Json object = eventJson("difference");
+        object["item"] = utf8(difference.point.notation());
+        object["file"] = difference.inFile;
+        object["device"] = difference.onDevice < 0 ? Json(nullptr) : Json(difference.onDevice);
+        if (!difference.fault.isEmpty()) {
+            object["fault"] = utf8(difference.fault);
+        }
+        print(object);
+    } else {
+        print(QStringLiteral("%1  file %2  device %3")
+                  .arg(difference.point.name, -14)
+                  .arg(difference.inFile, 5)
+                  .arg(onDevice));
+    }
+}
+
+// False when standard output did not take them: what there is to say besides is said all the same.
+bool printDifferences(const ParamsOptions& options, const Comparison& compared) {
+    try {
+        for (const Difference& difference : compared.differences) {
+            printDifference(difference, options.json);
+        }
+        for (const Difference& difference : options.json ? compared.unread : QVector<Difference>()) {
+            printDifference(difference, true);
+        }
+        return true;
+    } catch (const LineError& error) {
+        complain(error.text());
+        return false;
+    }
+}
+
+// False when it could not be said on standard output.
+bool tellDiffSummary(const ParamsOptions& options, const Comparison& compared, int parameters) {
+    bool told = true;
+    if (options.json) {
+        Json summary = summaryJson("params diff");
+        summary["parameters"] = parameters;
+        summary["differ"] = compared.differences.size();
+        summary["not_read"] = compared.unread.size();
+        if (!compared.broken.isEmpty()) {
+            summary["fault"] = utf8(compared.broken);
+        }
+        told = tell(summary);
+    } else if (compared.broken.isEmpty()) {
+        told = tell(QStringLiteral("%1 of %2 differ")
+                        .arg(compared.differences.size())
+                        .arg(counted(parameters, "parameter")));
+    }
+    if (!compared.broken.isEmpty()) {
+        complain(
+            QStringLiteral("%1; %2 of %3 were compared, %4 of them differ; the same command compares them "
+                           "all again")
+                .arg(compared.broken)
+                .arg(parameters - compared.unread.size())
+                .arg(counted(parameters, "parameter"))
+                .arg(compared.differences.size()));
+    }
+    return told;
+}
+
+int runDiff(const ParamsOptions& options) {
+    const Driver loaded(options);
+    const LineSettings settings = lineSettings(options, loaded.parameter(), true);
+    ParameterSet set = loadParameters(text(options.file), loaded.notation, options.altered());
+    set.station = stationOf(options, set.station);
+    Connection connection(loaded, settings, options);
+    const Comparison compared = compare(connection, loaded.notation, set);
+    const bool printed = printDifferences(options, compared);
+    const bool told = tellDiffSummary(options, compared, set.count()) && printed;
+    const bool refused = std::any_of(compared.differences.begin(), compared.differences.end(),
+                                     [](const Difference& difference) { return difference.onDevice < 0; });
+    return connection.finish(refused || !told || !compared.broken.isEmpty() ? EXIT_FAILED : EXIT_DONE);
+}
+
+/// The writing of what differs, and what there is to say about it.
+class LoadRun {
+public:
+    LoadRun(const ParamsOptions& options, Connection& connection, const Comparison& compared)
+        : options_(options), connection_(connection), compared_(compared) {}
+
+    void writeDifferences();
+    void giveUp(const QString& why) { broken_ = why; }
+    /// One object for each parameter that was not tried.
+    void tellRest();
+    /// False when not everything is done and said.
+    bool tellSummary(int parameters);
+
+private:
+    void take(const Difference& difference, const WriteEnd& end);
+    void tellItem(const Difference& difference, Written state, const QString& fault);
+    QString summaryText(int parameters) const;
+    QString comparedText(int parameters) const;
+
+    const ParamsOptions& options_;
+    Connection& connection_;
+    const Comparison& compared_;
+    int tried_ = 0;
+    int written_ = 0;
+    AnswerWatch watch_;
+    QStringList unknown_;
+    QString broken_;  ///< Why it was broken off; empty when it was not.
+    bool told_ = true;
+};
+
+void LoadRun::writeDifferences() {
+    Progress progress(compared_.differences.size(), connection_.clock());
+    while (tried_ < compared_.differences.size() && broken_.isEmpty()) {
+        const Difference& difference = compared_.differences.at(tried_);
+        progress.show(tried_, QStringLiteral("writing ") + difference.point.name);
+        const WriteEnd end = writeAndVerify(connection_, difference);
+        ++tried_;
+        if (end.state != Written::Verified) {
+            progress.clear();
+        }
+        take(difference, end);
+        watch_.take(end);
+        broken_ = connection_.breakReason();
+        // With the last one verified there is nothing left to end.
+        if (broken_.isEmpty() && (tried_ < compared_.differences.size() || end.state != Written::Verified)) {
+            broken_ = watch_.failure(connection_, difference.point.station);
+        }
+    }
+}
+
+void LoadRun::take(const Difference& difference, const WriteEnd& end) {
+    written_ += end.state == Written::Verified ? 1 : 0;
+    if (end.state == Written::Unknown) {
+        unknown_ += difference.point.name;
+    }
+    if (end.state != Written::Verified) {
+        tellItem(difference, end.state, end.fault);
+        complain(
+            QStringLiteral("%1 = %2: %3").arg(difference.point.name).arg(difference.inFile).arg(end.fault));
+    }
+}
+
+void LoadRun::tellItem(const Difference& difference, Written state, const QString& fault) {
+    if (options_.json) {
+        Json json = eventJson("parameter");
+        json["item"] = utf8(difference.point.notation());
+        json["file"] = difference.inFile;
+        json["written"] = state == Written::Unknown ? Json(nullptr) : Json(false);
+        json["fault"] = utf8(fault);
+        told_ = tell(json) && told_;
+    }
+}
+
+void LoadRun::tellRest() {
+    for (const Difference& difference : compared_.differences.mid(tried_)) {
+        tellItem(difference, Written::Not, QStringLiteral("not sent: ") + broken_);
+    }
+    for (const Difference& difference : compared_.unread) {
+        tellItem(difference, Written::Not, QStringLiteral("not compared: ") + broken_);
+    }
+}
+
+QString LoadRun::summaryText(int parameters) const {
+    const int left = parameters - compared_.right - written_;
+    QString text = QStringLiteral("%1: %2 were right already, %3 written and verified, ")
+                       .arg(counted(parameters, "parameter"))
+                       .arg(compared_.right)
+                       .arg(written_);
+    if (!unknown_.isEmpty()) {
+        const int more = unknown_.size() - MOST_NAMES;
+        text += QStringLiteral("%1 unknown (%2%3), ")
+                    .arg(unknown_.size())
+                    .arg(QStringList(unknown_.mid(0, MOST_NAMES)).join(QStringLiteral(", ")),
+                         more > 0 ? QStringLiteral(" and %1 more").arg(more) : QString());
+    }
+    const bool plain = unknown_.isEmpty() && broken_.isEmpty();
+    return text + QStringLiteral("%1 %2")
+                      .arg(left - unknown_.size())
+                      .arg(QLatin1String(plain ? "not" : "not written"));
+}
+
+// Of a run that was broken off before its first write.
+QString LoadRun::comparedText(int parameters) const {
+    return QStringLiteral("; %1 of %2 were compared, nothing was written")
+        .arg(parameters - compared_.unread.size())
+        .arg(counted(parameters, "parameter"));
+}
+
+bool LoadRun::tellSummary(int parameters) {
+    const int left = parameters - compared_.right - written_;
+    if (options_.json) {
+        Json json = summaryJson("params load");
+        json["parameters"] = parameters;
+        json["right"] = compared_.right;
+        json["written"] = written_;
+        json["not_written"] = left - unknown_.size();
+        json["unknown"] = unknown_.size();
+        if (!broken_.isEmpty()) {
+            json["fault"] = utf8(broken_);
+        }
+        told_ = tell(json) && told_;
+    } else if (compared_.broken.isEmpty()) {
+        told_ = tell(summaryText(parameters)) && told_;
+    }
+    if (!broken_.isEmpty()) {
+        complain(QStringLiteral("%1%2; run it again to go on: it compares first and writes only what differs")
+                     .arg(broken_, compared_.broken.isEmpty() ? QString() : comparedText(parameters)));
+    }
+    return left == 0 && told_;
+}
+
+int runLoad(const ParamsOptions& options) {
+    const Driver loaded(options);
+    const LineSettings settings = lineSettings(options, loaded.parameter(), true);
+    ParameterSet set = loadParameters(text(options.file), loaded.notation, options.altered());
+    set.station = stationOf(options, set.station);
+    Connection connection(loaded, settings, options);
+    const Comparison compared = compare(connection, loaded.notation, set);
+    LoadRun run{options, connection, compared};
+    if (compared.broken.isEmpty()) {
+        run.writeDifferences();
+    } else {
+        run.giveUp(compared.broken);
+    }
+    run.tellRest();
+    return connection.finish(run.tellSummary(set.count()) ? EXIT_DONE : EXIT_FAILED);
+}
+
+void addAction(CLI::App& params, Run& run, const char* name, const char* what, const char* footer,
+               int (*action)(const ParamsOptions&)) {
+    auto options = std::make_shared<ParamsOptions>();
+    CLI::App* command = params.add_subcommand(name, what);
+    command->add_option("file", options->file, "The TOML file")
+        ->required()
+        ->type_name("FILE")
+        ->check(notEmpty);
+    command
+        ->add_option("--station", options->station,
+                     action == runSave ? "The station (default 1)" : "The station (default: the file's)")
+        ->check(wholeNumber)
+        ->type_name("N");
+    if (action == runSave) {
+        command->add_option("--groups", options->groups, "Groups to save, such as 0-3 (default 0-15)")
+            ->type_name("LIST");
+    } else {
+        command->add_flag("--accept-altered", options->acceptAltered,
+                          "Take a file that was cut or edited since it was saved as it is");
+    }
+    addDriverOption(*command, *options);
+    addJsonOption(*command, *options);
+    command->footer(footer);
+    addLineOptions(*command, *options);
+    addRecordOption(*command, *options);
+    command->callback([options, action, &run] { run = [options, action] { return action(*options); }; });
+}
+
+}  // namespace
+
+void addParamsCommand(CLI::App& app, Run& run) {
+    CLI::App* command =
+        app.add_subcommand("params", "Saves, compares and loads the writable parameters of a station");
+    command->require_subcommand(1);
+    addAction(
+        *command, run, "save", "Reads the parameters into a file",
+        "Examples:\n"
+        "  dx7 params save pump.toml --serial /dev/ttyUSB0 --groups 0-3\n"
+        "  dx7 params save pump2.toml --tcp 192.168.0.10 --station 2\n"
+        "The file is replaced when everything has been read and is on the disk, and else left as it was.",
+        runSave);
+    addAction(
+        *command, run, "diff", "Shows what differs between file and device",
+        "Examples:\n"
+        "  dx7 params diff pump.toml --serial /dev/ttyUSB0\n"
+        "  dx7 params diff pump.toml --serial /dev/ttyUSB0 --station 2 --json\n"
+        "A file that was cut or edited since it was saved is refused unless --accept-altered is given.\n"
+        "Exit code 0 whether values differ or not, 1 when one could not be read.",
+        runDiff);
+    addAction(
+        *command, run, "load", "Writes what differs back and verifies each value",
+        "Examples:\n"
+        "  dx7 params load pump.toml --serial /dev/ttyUSB0\n"
+        "  dx7 params load pump.toml --serial /dev/ttyUSB0 --station 2\n"
+        "A file that was cut or edited since it was saved is refused unless --accept-altered is given.\n"
+        "After Ctrl-C a second run writes what is left. Exit code 1 when a value did not take.",
+        runLoad);
+    command->footer(
+        "Examples:\n"
+        "  dx7 params save pump.toml --serial /dev/ttyUSB0 --groups 0-3\n"
+        "  dx7 params diff pump.toml --serial /dev/ttyUSB0\n"
+        "  dx7 params load pump.toml --serial /dev/ttyUSB0 --station 2\n"
+        "After Ctrl-C a second run does what is left. Exit code 1 when a value did not take.");
+}
+
+}  // namespace dx7::cli

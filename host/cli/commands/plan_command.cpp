@@ -1,0 +1,103 @@
+#include "host/cli/connection.h"
+#include "host/cli/output.h"
+#include "host/exchange/rtu_frame.h"
+#include "host/poll/plan_report.h"
+
+namespace dx7::cli {
+
+namespace {
+
+struct PlanOptions : CommonOptions {
+    std::vector<std::string> items;
+};
+
+QString blockText(const Driver& loaded, const ItemRange& range) {
+    const RegisterType type = loaded.notation.type(range.regType);
+    return QStringLiteral("%1:%2,%3@%4")
+        .arg(range.regType, type.addressText(range.address))
+        .arg(range.count)
+        .arg(range.station);
+}
+
+// Over TCP no time on the line is known.
+Json lineTimeJson(qint64 us) {
+    return us > 0 ? Json(static_cast<double>(us) / 1000) : Json(nullptr);
+}
+
+void printBlock(const Driver& loaded, const PlannedBlock& block, int number, bool json) {
+    if (json) {
+        Json object = eventJson("block");
+        object["block"] = number;
+        object["items"] = utf8(blockText(loaded, block.range));
+        object["request"] = utf8(hexText(block.request));
+        object["reply_bytes"] = block.replyBytes;
+        object["line_ms"] = lineTimeJson(block.lineUs);
+        if (!block.apart.isEmpty()) {
+            object["apart"] = utf8(block.apart);
+        }
+        print(object);
+        return;
+    }
+    const QString line = QStringLiteral("  %1  %2  %3 %4 %5")
+                             .arg(number, 5)
+                             .arg(blockText(loaded, block.range), -16)
+                             .arg(hexText(block.request), -23)
+                             .arg(block.replyBytes, 6)
+                             .arg(msText(block.lineUs), 9);
+    print(block.apart.isEmpty() ? line : line + QStringLiteral("  ") + block.apart);
+}
+
+int runPlan(const PlanOptions& options) {
+    const Driver loaded(options);
+    LineSettings settings = lineSettings(options, loaded.parameter(), false);
+    if (settings.carrier == Carrier::None) {
+        settings.carrier = Carrier::Serial;
+    }
+    const QVector<Point> points = loaded.points(options, options.items);
+    DriverSession session(loaded.library.functions(), propertyText(settings, 1));
+    const QVector<PlannedBlock> blocks = explainPlan(session, loaded.notation, points, settings);
+    if (!options.json) {
+        print(
+            QStringLiteral("  BLOCK  ITEMS             REQUEST                  REPLY   LINE ms  APART FROM "
+                           "THE ONE BEFORE"));
+    }
+    qint64 totalUs = 0;
+    for (int i = 0; i < blocks.size(); ++i) {
+        printBlock(loaded, blocks.at(i), i + 1, options.json);
+        totalUs += blocks.at(i).lineUs;
+    }
+    if (options.json) {
+        Json summary = summaryJson("plan");
+        summary["blocks"] = blocks.size();
+        summary["cycle_ms"] = lineTimeJson(totalUs);
+        print(summary);
+    } else if (settings.carrier == Carrier::Tcp) {
+        print(QStringLiteral("cycle: %1; over TCP no line time is known")
+                  .arg(counted(blocks.size(), "request")));
+    } else {
+        print(QStringLiteral("cycle: %1, %2 ms on the line at %3 baud, plus the device's own time")
+                  .arg(counted(blocks.size(), "request"), msText(totalUs))
+                  .arg(settings.baud));
+    }
+    return EXIT_DONE;
+}
+
+}  // namespace
+
+void addPlanCommand(CLI::App& app, Run& run) {
+    auto options = std::make_shared<PlanOptions>();
+    CLI::App* command = app.add_subcommand("plan", "Shows the requests that the driver would poll with");
+    command->add_option("items", options->items, "TYPE:ADDRESS[,COUNT][@STATION], or names of tags")
+        ->type_name("ITEM");
+    addDriverOption(*command, *options);
+    addJsonOption(*command, *options);
+    addLineOptions(*command, *options);
+    command->footer(
+        "No line is opened; --baud and the like only count.\n"
+        "Examples:\n"
+        "  dx7 plan F:0.0.00,20 AI:0,4 DI:1,6\n"
+        "  dx7 plan --baud 19200 --parity even --block 8 F:0.0.00,20@1 F:0.0.00,20@2");
+    command->callback([options, &run] { run = [options] { return runPlan(*options); }; });
+}
+
+}  // namespace dx7::cli

@@ -1,0 +1,79 @@
+#include "host/cli/connection.h"
+#include "host/cli/output.h"
+#include "host/error.h"
+#include "host/poll/one_shot_read.h"
+
+namespace dx7::cli {
+
+namespace {
+
+struct ReadOptions : CommonOptions {
+    std::vector<std::string> items;
+};
+
+void printPoint(const ReadOptions& options, const Point& point, const PointState& state) {
+    if (options.json) {
+        print(pointJson(point, state));
+    } else {
+        const QString mark = state.quality == Quality::Good
+                                 ? QString()
+                                 : QStringLiteral(" (%1)").arg(qualityText(state.quality));
+        print(QStringLiteral("%1 = %2").arg(point.name, valueWithUnit(point.format, point.type, state.raw)) +
+              mark);
+    }
+}
+
+int runRead(const ReadOptions& options) {
+    const Driver loaded(options);
+    const LineSettings settings = lineSettings(options, loaded.parameter(), true);
+    const QVector<Point> points = loaded.points(options, options.items);
+    Connection connection(loaded, settings, options);
+
+    OneShotRead read(connection.engine());
+    read.queue(points);
+    bool good = connection.runOperations();
+    int done = 0;
+    for (int i = 0; i < points.size(); ++i) {
+        PointState state = read.table().state(i);
+        if (state.quality == Quality::Good) {
+            printPoint(options, points.at(i), state);
+            ++done;
+            continue;
+        }
+        good = false;
+        state.fault = read.fault(i);
+        if (options.json || state.known) {
+            printPoint(options, points.at(i), state);
+        }
+        complain(QStringLiteral("%1 %2: %3")
+                     .arg(points.at(i).name,
+                          QLatin1String(state.known ? "is not certain" : "could not be read"),
+                          read.fault(i)));
+    }
+    if (!connection.breakReason().isEmpty()) {
+        complain(QStringLiteral("%1; %2 of %3 read; the same command reads them all again")
+                     .arg(connection.breakReason())
+                     .arg(done)
+                     .arg(counted(points.size(), "item")));
+    }
+    return connection.finish(good ? EXIT_DONE : EXIT_FAILED);
+}
+
+}  // namespace
+
+void addReadCommand(CLI::App& app, Run& run) {
+    auto options = std::make_shared<ReadOptions>();
+    CLI::App* command = app.add_subcommand("read", "Reads items once");
+    command
+        ->add_option("items", options->items, "TYPE:ADDRESS[,COUNT][@STATION][/FORMAT...], or names of tags")
+        ->type_name("ITEM");
+    addDeviceOptions(*command, *options);
+    command->footer(
+        "Examples:\n"
+        "  dx7 read --serial /dev/ttyUSB0 AI:0,4 F:3.0.25\n"
+        "  dx7 read --tcp 192.168.0.10 SW:0/binary AI:0/signed/scale=0.1/unit=Hz\n"
+        "  dx7 read --serial /dev/ttyUSB0 DO:1,2@7 --json");
+    command->callback([options, &run] { run = [options] { return runRead(*options); }; });
+}
+
+}  // namespace dx7::cli

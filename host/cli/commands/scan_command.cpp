@@ -1,0 +1,155 @@
+#include "host/cli/connection.h"
+#include "host/cli/output.h"
+#include "host/cli/screen/progress.h"
+#include "host/cli/stop_signal.h"
+#include "host/error.h"
+#include "host/exchange/rtu_frame.h"
+#include "host/items/number_ranges.h"
+
+namespace dx7::cli {
+
+namespace {
+
+struct ScanOptions : CommonOptions {
+    std::string stations = "1-247";
+};
+
+void printStation(const QueryAnswer& answer, bool json) {
+    const double ms = static_cast<double>(answer.afterUs) / 1000;
+    if (json) {
+        Json object{{"event", "found"}, {"station", answer.station}, {"response_ms", ms}};
+        if (answer.exceptionCode == 0) {
+            object["status"] = answer.status;
+        } else {
+            object["exception"] = answer.exceptionCode;
+        }
+        print(object);
+        return;
+    }
+    const QString what = answer.exceptionCode == 0
+                             ? QStringLiteral("status 0x%1").arg(answer.status, 2, 16, QLatin1Char('0'))
+                             : QStringLiteral("exception %1 (%2)")
+                                   .arg(answer.exceptionCode)
+                                   .arg(exceptionName(answer.exceptionCode));
+    print(QStringLiteral("station %1  %2  (%3 ms)").arg(answer.station, 3).arg(what).arg(ms, 0, 'f', 1));
+}
+
+// Whether something else than the user ended the scan.
+bool failed(const Connection& connection) {
+    return !connection.breakReason().isEmpty() && !stopRequested();
+}
+
+// What became of a scan.
+struct Course {
+    int ended = 0;        ///< Stations whose operation came to its end.
+    bool waited = false;  ///< The one after them was asked, and the scan ended before its answer.
+    int found = 0;
+
+    int asked() const { return ended + (waited ? 1 : 0); }
+};
+
+QString notAskedText(const QVector<int>& stations, const Course& course) {
+    const QString station = QStringLiteral("station %1").arg(stations.at(course.ended));
+    const bool last = course.ended + 1 == stations.size();
+    if (course.waited) {
+        return station + QStringLiteral(" was asked and not heard") +
+               (last ? QString() : QStringLiteral("; those after it were not asked"));
+    }
+    return station +
+           (last ? QStringLiteral(" was not asked") : QStringLiteral(" and those after it were not asked"));
+}
+
+// False when it could not be said on standard output.
+bool tellSum(const Connection& connection, const QVector<int>& stations, const Course& course, bool json) {
+    bool told = false;
+    const bool stopped = course.ended < stations.size();
+    if (json) {
+        Json sum = summaryJson("scan");
+        sum["asked"] = course.asked();
+        sum["answered"] = course.found;
+        sum["stopped"] = stopped;
+        if (course.waited) {
+            sum["not_heard"] = stations.at(course.ended);
+        }
+        if (failed(connection)) {
+            sum["fault"] = utf8(connection.breakReason());
+        }
+        told = tell(sum);
+    } else {
+        told = tell(QStringLiteral("%1 of %2 asked stations answered%3")
+                        .arg(course.found)
+                        .arg(course.asked())
+                        .arg(QLatin1String(stopped ? " (stopped)" : "")));
+    }
+    if (failed(connection)) {
+        complain(connection.breakReason() + QStringLiteral("; ") + notAskedText(stations, course));
+    }
+    return told;
+}
+
+// The answer to a query that timed out may still come.
+void awaitLateAnswers(Connection& connection, const LineSettings& settings, int missing) {
+    const qint64 leftUs = (qint64(std::max(settings.retries, 1)) - 1) * settings.timeoutMs * 1000;
+    const qint64 endUs = connection.clock().nowUs() + leftUs;
+    while (missing > 0 && connection.clock().nowUs() < endUs && !stopRequested() && connection.lineOpen()) {
+        connection.step();
+    }
+}
+
+int runScan(const ScanOptions& options) {
+    const Driver loaded(options);
+    LineSettings defaults;
+    defaults.timeoutMs = 200;
+    const LineSettings settings = lineSettings(options, loaded.parameter(), true, defaults);
+    const QVector<int> stations = numbersFromText(text(options.stations), "--stations", 1, 247);
+    Connection connection(loaded, settings, options);
+    Progress progress(stations.size(), connection.clock());
+    Course course;
+    QSet<int> found;
+    EngineEvents events;
+    events.answer = [&](const QueryAnswer& answer) {
+        if (stations.contains(answer.station) && !found.contains(answer.station)) {
+            found += answer.station;
+            course.found = found.size();
+            progress.clear();
+            printStation(answer, options.json);
+        }
+    };
+    connection.setEvents(events);
+    for (const int station : stations) {
+        progress.show(course.ended, QStringLiteral("station %1, %2 found").arg(station).arg(course.found));
+        connection.engine().query(station);
+        if (!connection.runOperations()) {
+            course.waited = connection.requestOut();
+            break;
+        }
+        ++course.ended;
+    }
+    if (connection.breakReason().isEmpty()) {
+        awaitLateAnswers(connection, settings, stations.size() - found.size());
+    }
+    progress.clear();
+    const bool told = tellSum(connection, stations, course, options.json);
+    return connection.finish(course.found > 0 && told && !failed(connection) ? EXIT_DONE : EXIT_FAILED);
+}
+
+}  // namespace
+
+void addScanCommand(CLI::App& app, Run& run) {
+    auto options = std::make_shared<ScanOptions>();
+    CLI::App* command = app.add_subcommand("scan", "Finds out which stations answer the status query");
+    command->add_option("--stations", options->stations, "Such as 1-247 (the default) or 1-10,20")
+        ->type_name("LIST");
+    addDeviceOptions(*command, *options);
+    command->footer(
+        "Each station gets one query and 200 ms, unless --timeout or the file of -c says otherwise. A "
+        "refusal\n"
+        "is an answer, too, and so is a late answer while others are asked.\n"
+        "Examples:\n"
+        "  dx7 scan --serial /dev/ttyUSB0\n"
+        "  dx7 scan --serial /dev/ttyUSB0 --stations 1-32 --timeout 100\n"
+        "Exit code 1 when no station answered.");
+    command->callback([options, &run] { run = [options] { return runScan(*options); }; });
+}
+
+}  // namespace dx7::cli

@@ -1,0 +1,313 @@
+#include "host/cli/screen/live_table.h"
+
+#include <unistd.h>
+
+#include <algorithm>
+#include <clocale>
+
+#include "host/cli/screen/live_view.h"
+#include "host/cli/screen/screen_text.h"
+#include "host/cli/screen/statistics_output.h"
+#include "host/cli/screen/terminal_kind.h"
+#include "host/error.h"
+
+#define NCURSES_NOMACROS
+#include <ncurses.h>
+
+namespace dx7::cli {
+
+namespace {
+
+const qint64 DRAW_INTERVAL_US = 200000;
+enum {
+    KEY_ESCAPE = 27,
+    KEY_RETURN = '\r',
+    KEY_RUBOUT = 127,
+    KEY_CTRL_H = 8,
+    TITLE_LINES = 1,
+    HEAD_LINES = 2,
+    MESSAGE_LINES = 3
+};
+
+void putLine(int row, int width, const QString& text, bool reverse) {
+    if (reverse) {
+        attron(A_REVERSE);
+    }
+    // In the locale's own characters: those of another one would be shown as several each.
+    mvaddstr(row, 0, padded(elided(text, width), width).toLocal8Bit().constData());
+    if (reverse) {
+        attroff(A_REVERSE);
+    }
+}
+
+// Whether a byte goes on with a character of UTF-8.
+bool isContinuation(int byte) {
+    return (byte & 0xC0) == 0x80;
+}
+
+}  // namespace
+
+std::unique_ptr<LiveTable> LiveTable::open(Connection& connection, QString* why) {
+    std::setlocale(LC_CTYPE, "");
+    const QString name = QString::fromLocal8Bit(qgetenv("TERM"));
+    // Looked up before a screen is made: ncurses never gives back the memory of one that it cannot make.
+    const TerminalKind kind = terminalKind();
+    if (kind == TerminalKind::Unknown) {
+        *why = QStringLiteral("the terminal \"%1\" is unknown").arg(name);
+        return nullptr;
+    }
+    auto guard = std::make_unique<TerminalGuard>();
+    screen* const terminal = kind == TerminalKind::Screen ? newterm(nullptr, stdout, stdin) : nullptr;
+    if (terminal == nullptr) {
+        *why = QStringLiteral("the terminal \"%1\" cannot show a table").arg(name);
+        return nullptr;
+    }
+    TerminalGuard::setFarewell(farewellOfScreen());
+    return std::unique_ptr<LiveTable>(new LiveTable(connection, std::move(guard), terminal));
+}
+
+LiveTable::LiveTable(Connection& connection, std::unique_ptr<TerminalGuard> guard, screen* terminal)
+    : guard_(std::move(guard)), terminal_(terminal), connection_(connection) {
+    cbreak();
+    noecho();
+    nonl();
+    keypad(stdscr, TRUE);
+    nodelay(stdscr, TRUE);
+    curs_set(0);
+    set_escdelay(50);
+    EngineEvents events;
+    events.line = [this](bool open) {
+        lineOpen_ = open;
+        drawNow_ = true;
+        // What was said of the line before is no longer so.
+        message_.clear();
+        if (!open && pendingWrites_ > 0) {
+            message_ = QStringLiteral("the line was lost: what was being written is sent when it is back");
+        }
+    };
+    connection_.setEvents(events);
+    connection_.keepNotices();
+}
+
+LiveTable::~LiveTable() {
+    connection_.setEvents({});
+    endwin();
+    delscreen(terminal_);
+}
+
+QStringList LiveTable::takeUnfinished() {
+    ending_ = true;
+    connection_.engine().abandonOperations(QStringLiteral("the table ended"));
+    return unfinished_;
+}
+
+bool LiveTable::possible() {
+    return isatty(STDIN_FILENO) != 0 && isatty(STDOUT_FILENO) != 0;
+}
+
+void LiveTable::serve() {
+    for (int key = getch(); key != ERR; key = getch()) {
+        handleKey(key);
+        drawNow_ = true;
+    }
+    const qint64 nowUs = connection_.clock().nowUs();
+    if (drawNow_ || nowUs - drawnUs_ >= DRAW_INTERVAL_US) {
+        draw();
+        drawnUs_ = nowUs;
+        drawNow_ = false;
+    }
+}
+
+void LiveTable::handleKey(int key) {
+    if (key == KEY_RESIZE) {
+        return;
+    }
+    // A message has been read when the user goes on.
+    message_.clear();
+    noticesRead_ = connection_.notices().said().size();
+    if (typing_) {
+        handleTyping(key);
+    } else {
+        handleCommand(key);
+    }
+}
+
+void LiveTable::handleTyping(int key) {
+    if (key == KEY_ESCAPE) {
+        typing_ = false;
+    } else if (key == KEY_RETURN || key == '\n' || key == KEY_ENTER) {
+        typing_ = false;
+        sendWrite();
+    } else if (key == KEY_BACKSPACE || key == KEY_RUBOUT || key == KEY_CTRL_H) {
+        typed_.chop(1);
+    } else if (key >= ' ' && key < KEY_RUBOUT) {
+        typed_ += QLatin1Char(static_cast<char>(key));
+    } else if (key < KEY_MIN && !(isContinuation(key) && typed_.endsWith(QChar::ReplacementCharacter))) {
+        // No value has such a character: it is shown, and Enter refuses it, instead of what would be left.
+        typed_ += QChar(QChar::ReplacementCharacter);
+    }
+}
+
+void LiveTable::handleCommand(int key) {
+    const int last = connection_.engine().table().size() - 1;
+    const int page = std::max(getmaxy(stdscr) - HEAD_LINES - 1, 1);
+    if (showStatistics_ && statistics_.scroll(key, page)) {
+        return;
+    }
+    switch (key) {
+        case 'q':
+            quit_ = true;
+            break;
+        case 's':
+            showStatistics_ = !showStatistics_;
+            break;
+        case 'w':
+            beginWrite();
+            break;
+        case KEY_UP:
+            selected_ = std::max(selected_ - 1, 0);
+            break;
+        case KEY_DOWN:
+            selected_ = std::min(selected_ + 1, last);
+            break;
+        case KEY_PPAGE:
+            selected_ = std::max(selected_ - page, 0);
+            break;
+        case KEY_NPAGE:
+            selected_ = std::min(selected_ + page, last);
+            break;
+        default:
+            break;
+    }
+}
+
+void LiveTable::beginWrite() {
+    if (refuseWithoutLine()) {
+        return;
+    }
+    const Point& point = connection_.engine().table().points().at(selected_);
+    try {
+        ItemNotation::checkWritable(point.type, point.station, point.address, point.items());
+        typed_.clear();
+        typing_ = true;
+        showStatistics_ = false;
+    } catch (const UsageError& error) {
+        message_ = error.text();
+    }
+}
+
+// A value that is sent minutes later, when the line happens to be back, is not what the user wanted.
+bool LiveTable::refuseWithoutLine() {
+    if (!lineOpen_) {
+        message_ = QStringLiteral("nothing is written while there is no line");
+    }
+    return !lineOpen_;
+}
+
+void LiveTable::sendWrite() {
+    if (refuseWithoutLine()) {
+        return;
+    }
+    const Point point = connection_.engine().table().points().at(selected_);
+    try {
+        WriteRequest request;
+        request.first = point;
+        request.items = itemsFromText(point.format, point.type, typed_);
+        const QString value = typed_;
+        message_ = QStringLiteral("writing %1 to %2").arg(value, point.name);
+        ++pendingWrites_;
+        connection_.engine().write(request, [this, point, value](const Transaction& transaction) {
+            --pendingWrites_;
+            writeEnded(point.name, value, transaction);
+        });
+    } catch (const UsageError& error) {
+        message_ = error.text();
+    }
+}
+
+void LiveTable::writeEnded(const QString& name, const QString& value, const Transaction& transaction) {
+    drawNow_ = true;
+    if (ending_) {
+        unfinished_ += QStringLiteral("%1 = %2: %3").arg(name, value, unwrittenText(transaction));
+    } else if (transaction.good()) {
+        message_ = QStringLiteral("%1 was written").arg(name);
+    } else if (transaction.unsettled) {
+        message_ =
+            QStringLiteral("it is unknown whether %1 was written: %2").arg(name, outcomeText(transaction));
+    } else {
+        message_ = QStringLiteral("%1 was not written: %2").arg(name, outcomeText(transaction));
+    }
+}
+
+// A message stands in place of the keys' help, in as many lines as it needs.
+QStringList LiveTable::statusLines(int width) const {
+    if (typing_) {
+        return {typingLine(connection_.engine().table().points().at(selected_).name, typed_, width)};
+    }
+    if (!message_.isEmpty()) {
+        return wrapped(message_, width, MESSAGE_LINES);
+    }
+    const QStringList& notices = connection_.notices().said();
+    if (notices.size() > noticesRead_ && !showStatistics_) {
+        return wrapped(notices.last(), width, MESSAGE_LINES);
+    }
+    return {showStatistics_ ? QStringLiteral("q quit  s table") + statistics_.keysText()
+                            : QStringLiteral("q quit  w write  s statistics")};
+}
+
+void LiveTable::draw() {
+    const int height = getmaxy(stdscr);
+    const int width = getmaxx(stdscr);
+    erase();
+    const Counters& all = connection_.engine().statistics().all();
+    putLine(0, width,
+            heading(describeLine(connection_.settings()),
+                    QStringLiteral("%1  %2, %3 bad%4")
+                        .arg(QLatin1String(lineOpen_ ? "" : "  NO LINE"), counted(all.requests, "request"))
+                        .arg(all.bad())
+                        .arg(disturbanceText(all)),
+                    width),
+            false);
+    // The last column stays free: a character in the last place of all would scroll the window.
+    const int foot = statusLines(width - 1).size();
+    if (showStatistics_) {
+        drawStatistics(height - foot, width);
+    } else {
+        drawRows(height - foot, width);
+    }
+    // What the keys do may have changed with what the statistics show; the number of lines has not.
+    const QStringList status = statusLines(width - 1);
+    for (int row = 0; row < status.size(); ++row) {
+        putLine(height - status.size() + row, width - 1, status.at(row), true);
+    }
+    refresh();
+}
+
+void LiveTable::drawRows(int bottom, int width) {
+    const ValueTable& table = connection_.engine().table();
+    const qint64 nowUs = connection_.clock().nowUs();
+    QVector<Cells> rows;
+    for (int i = 0; i < table.size(); ++i) {
+        rows += cellsOf(table, i, nowUs);
+    }
+    const TableLayout layout(rows, width);
+    const int height = bottom - HEAD_LINES;
+    first_ = firstVisible(selected_, first_, height);
+    putLine(1, width, layout.title(), false);
+    for (int row = 0; row < height && first_ + row < rows.size(); ++row) {
+        const int point = first_ + row;
+        const QString line = withFault(layout.line(rows.at(point)), table.state(point).fault, width);
+        putLine(HEAD_LINES + row, width, line, point == selected_);
+    }
+}
+
+void LiveTable::drawStatistics(int bottom, int width) {
+    const QStringList lines =
+        statistics_.window(statisticsLines(connection_.engine().statistics(), connection_.clock().nowUs()),
+                           bottom - TITLE_LINES, width);
+    for (int row = 0; row < lines.size(); ++row) {
+        putLine(row + TITLE_LINES, width, lines.at(row), false);
+    }
+}
+
+}  // namespace dx7::cli

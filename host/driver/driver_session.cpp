@@ -1,0 +1,106 @@
+#include "host/driver/driver_session.h"
+
+namespace dx7 {
+
+namespace {
+
+// The driver looks at bytes up to 60116 of this memory; the panel's block is 64 KiB.
+const size_t HOST_FLAG_BYTES = 65536;
+const size_t RECIPE_BYTES = 131072;
+
+KEY_ADDRESS keyAddress(const ItemRange& range) {
+    KEY_ADDRESS key;
+    key.station = range.station;
+    key.regType = range.regType;
+    key.address = range.address;
+    key.length = range.count;
+    return key;
+}
+
+// The session that is calling the driver on this thread; null while none is.
+thread_local DriverSession* caller = nullptr;
+
+class Caller {
+public:
+    explicit Caller(DriverSession* session) : before_(caller) { caller = session; }
+    ~Caller() { caller = before_; }
+
+private:
+    Q_DISABLE_COPY(Caller)
+    DriverSession* before_;
+};
+
+}  // namespace
+
+DriverSession::DriverSession(const DriverFunctions& functions, const QByteArray& properties)
+    : functions_(functions), hostFlags_(HOST_FLAG_BYTES), recipeMemory_(RECIPE_BYTES) {
+    const Caller call(this);
+    int out = 0;
+    functions_.initProperty(hostFlags_.data(), 0, recipeMemory_.data(), &out, properties.constData(),
+                            &mutex_);
+    functions_.setAddrValueChangeCallBack(&DriverSession::dispatch);
+}
+
+void DriverSession::dispatch(int, int station, QString&, int) {
+    // Station -1 marks reports that are not about a device item: recipe words and the end of a one-off read.
+    if (caller != nullptr && station >= 0) {
+        caller->reported_ = true;
+    }
+}
+
+bool DriverSession::nextRequest(FRAME_PRO* frame) {
+    const Caller call(this);
+    // After a burst of requests without a polling plan the driver says once that there is nothing.
+    return functions_.getSendFrame(frame) == 1 || functions_.getSendFrame(frame) == 1;
+}
+
+int DriverSession::takeReply(QByteArray& reply, QString& info) {
+    const Caller call(this);
+    reported_ = false;
+    return functions_.dealRcvFrame(reply, info);
+}
+
+QVector<ItemRange> DriverSession::merge(const QVector<ItemRange>& entries) {
+    const Caller call(this);
+    QList<KEY_ADDRESS> list;
+    for (const ItemRange& entry : entries) {
+        list.append(keyAddress(entry));
+    }
+    functions_.addrMerge(list);
+    QVector<ItemRange> blocks;
+    for (const KEY_ADDRESS& key : qAsConst(list)) {
+        blocks += ItemRange{key.station, key.regType, key.address, key.length};
+    }
+    return blocks;
+}
+
+void DriverSession::addRead(const ItemRange& range, bool bits) {
+    const Caller call(this);
+    KEY_ADDRESS key = keyAddress(range);
+    key.bitOffset = bits ? -1 : 0;
+    functions_.addConditionRead(key, TAG_READ);
+}
+
+void DriverSession::addWrite(const ItemRange& range, const QByteArray& data) {
+    const Caller call(this);
+    QByteArray copy = data;
+    functions_.setData(range.station, range.regType, range.address, range.count,
+                       reinterpret_cast<unsigned char*>(copy.data()), TAG_WRITE);
+}
+
+int DriverSession::value(int station, const QString& regType, int address, int itemBytes) {
+    unsigned char bytes[2] = {0, 0};
+    functions_.getData(station, regType, address, 1, bytes);
+    return itemBytes == 1 ? bytes[0] : bytes[0] + 256 * bytes[1];
+}
+
+void DriverSession::values(const ItemRange& range, int itemBytes, std::vector<quint16>* items) {
+    values_.assign(static_cast<std::size_t>(range.count) * 2, 0);
+    functions_.getData(range.station, range.regType, range.address, range.count, values_.data());
+    for (int i = 0; i < range.count; ++i) {
+        const unsigned char* const item = values_.data() + static_cast<std::size_t>(i * itemBytes);
+        items->push_back(static_cast<quint16>(itemBytes == 1 ? item[0] : item[0] + 256 * item[1]));
+    }
+}
+
+}  // namespace dx7

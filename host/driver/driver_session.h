@@ -1,0 +1,72 @@
+/// \file
+/// One started link of the driver: the host memory it borrows, its callback, and the calls in host terms.
+#ifndef DX7_HOST_DRIVER_SESSION_H
+#define DX7_HOST_DRIVER_SESSION_H
+
+#include <QByteArray>
+#include <QMutex>
+#include <QVector>
+#include <vector>
+
+#include "host/driver/driver_functions.h"
+
+namespace dx7 {
+
+/// Tags that travel with requests into their frames (FRAME_PRO::opKind). The driver itself tags cyclic reads
+/// with 4.
+enum RequestTag { TAG_WRITE = 2, TAG_READ = 3, TAG_CYCLIC = 4 };
+
+/// A run of consecutive items of one type at one station.
+struct ItemRange {
+    int station = 0;
+    QString regType;
+    int address = 0;
+    int count = 0;
+};
+
+/// Makes every call of the driver on behalf of one line. The driver's callback carries no user pointer, and
+/// the link ids that it carries are not always those of the line (the end of a one-off read reports -1):
+/// while a session is calling, it is the one that the calling thread's reports belong to. Values are read
+/// back after good replies, not taken from reports: bits are reported by whole bytes, and written values
+/// before they are read. The driver is one object, so one session at a time uses it, and all calls belong on
+/// one thread.
+class DriverSession {
+public:
+    /// Starts the link with the property text of the line. `functions` must outlive the session.
+    DriverSession(const DriverFunctions& functions, const QByteArray& properties);
+
+    const DriverFunctions& functions() const { return functions_; }
+
+    /// The driver's next request. False when it has none.
+    bool nextRequest(FRAME_PRO* frame);
+    /// Hands the reply to the request that is out to the driver; empty = none came. Returns a DriverResult.
+    int takeReply(QByteArray& reply, QString& info);
+    /// Whether the driver reported a change of a device item during the last takeReply().
+    bool reported() const { return reported_; }
+
+    /// Replaces the polling plan and returns its blocks. The driver must be between operations.
+    QVector<ItemRange> merge(const QVector<ItemRange>& entries);
+    /// Queues a one-off read tagged TAG_READ. The driver splits it by its block limits.
+    void addRead(const ItemRange& range, bool bits);
+    /// Queues a write tagged TAG_WRITE: a byte per bit, two bytes per word, low byte first.
+    void addWrite(const ItemRange& range, const QByteArray& data);
+    /// The current raw value of one item of `itemBytes` bytes.
+    int value(int station, const QString& regType, int address, int itemBytes);
+    /// The same of each item of `range`, appended to `*items`.
+    void values(const ItemRange& range, int itemBytes, std::vector<quint16>* items);
+
+private:
+    Q_DISABLE_COPY(DriverSession)
+    static void dispatch(int linkId, int station, QString& regType, int address);
+
+    const DriverFunctions& functions_;
+    std::vector<unsigned char> hostFlags_;
+    std::vector<unsigned char> recipeMemory_;
+    std::vector<unsigned char> values_;
+    QMutex mutex_;
+    bool reported_ = false;
+};
+
+}  // namespace dx7
+
+#endif

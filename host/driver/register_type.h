@@ -1,0 +1,50 @@
+/// \file
+/// The driver's register types, as it describes them itself.
+#ifndef DX7_HOST_REGISTER_TYPE_H
+#define DX7_HOST_REGISTER_TYPE_H
+
+#include <QString>
+#include <QVector>
+
+#include "host/driver/driver_functions.h"
+
+namespace dx7 {
+
+/// One register type, from intf_getRegListByType and intf_getRegDiscription.
+struct RegisterType {
+    QString name;
+    QString format;  ///< Form of its addresses: "ddd", "dd" or "h.h.dd".
+    QString lowest;  ///< The addresses of the driver's table, as addressText() gives them.
+    QString highest;
+    int lowestAddress = 0;
+    int highestAddress = -1;
+    bool bit = false;
+    bool writable = false;
+
+    /// Addresses are typed group.sub.index and count 56 x group + index.
+    bool grouped() const { return format == QLatin1String("h.h.dd"); }
+    /// Register numbers are packed decimal, so that they run on only within positions 0-9, 10-19, ... of a
+    /// group.
+    bool packedDecimal() const { return grouped() || format == QLatin1String("dd"); }
+    /// The status byte: a byte per item, although it counts among the word types.
+    bool status() const { return name == QLatin1String("FAS"); }
+    /// Bytes per item in the driver's buffers.
+    int itemBytes() const { return bit || status() ? 1 : 2; }
+    /// Highest raw value of an item.
+    int highestValue() const { return bit ? 1 : status() ? 255 : 65535; }
+    /// The address as it is printed, and the only text that is taken for it: a decimal number without leading
+    /// zeros, or group.0.index with the group in upper-case hexadecimal and an index of two digits.
+    QString addressText(int address) const;
+    /// Whether one of `count` items from `address` is beyond the table. The driver takes the first item of
+    /// the group after the last one, too; that one is read, but never written.
+    bool beyondTable(int address, int count) const { return address + count - 1 > highestAddress; }
+    /// How many of `count` items from `address` follow each other in the device's register numbers.
+    int runLength(int address, int count) const;
+};
+
+/// All register types, bit types first, in the driver's order.
+QVector<RegisterType> registerTypes(const DriverFunctions& functions);
+
+}  // namespace dx7
+
+#endif

@@ -1,0 +1,90 @@
+/// \file
+/// The communication loop: fetches requests from the driver, exchanges them and hands the replies back.
+#ifndef DX7_HOST_COMM_LOOP_H
+#define DX7_HOST_COMM_LOOP_H
+
+#include <functional>
+
+#include "host/driver/driver_session.h"
+#include "host/exchange/exchange.h"
+#include "host/exchange/transaction.h"
+
+namespace dx7 {
+
+/// Stepwise: it takes time and bytes in and gives bytes and the next due time out, as its exchange does, and
+/// waits for nothing.
+class CommLoop {
+public:
+    /// What hears of the course of things. Called from inside received() and advance().
+    struct Observers {
+        /// A request ended, and the driver has judged its reply.
+        std::function<void(const Transaction&)> transaction;
+        /// The reply with this ticket (Transaction::ticket) is good, or doubtful.
+        std::function<void(quint64 ticket, bool good)> settled;
+        /// Anything else that was met on the line.
+        std::function<void(const ExchangeNote&)> note;
+    };
+
+    /// `session` must outlive the loop.
+    CommLoop(DriverSession& session, const LineSettings& settings);
+
+    void setObservers(Observers observers) { observers_ = std::move(observers); }
+    /// Borrowed; null = none.
+    void setTap(FrameTap* tap) { exchange_.setTap(tap); }
+
+    /// Bytes came, the last of them at `nowUs`.
+    void received(const char* bytes, int count, qint64 nowUs);
+    /// Does what is due.
+    void advance(qint64 nowUs);
+    /// The line was lost. The driver still wants the reply to the request that was out.
+    void lineLost();
+
+    /// Nothing is under way, and the line is clear.
+    bool ready(qint64 nowUs) const { return exchange_.idle() && nowUs >= exchange_.clearUs(); }
+    /// Fetches the driver's next request and begins it. False when the driver has nothing to send. Only while
+    /// ready().
+    bool begin(qint64 nowUs);
+    /// When advance() or begin() has something to do; -1 = not before something comes.
+    qint64 nextDueUs() const { return exchange_.idle() ? exchange_.clearUs() : exchange_.nextDueUs(); }
+
+    Exchange& exchange() { return exchange_; }
+    const Exchange& exchange() const { return exchange_; }
+
+    /// No request is out that the driver will want repeated: plans may change now.
+    bool betweenOperations() const { return !outstanding_ && exchange_.idle(); }
+    /// A write has been sent that has not ended, and nothing that came shows whether the station carried it
+    /// out.
+    bool writeUnsettled() const { return unsettled_; }
+    /// Bytes of a request are on the line, or may be, whose operation has not ended.
+    bool requestOut() const { return out_; }
+    /// Requests in a row that ended without anything being sent.
+    int skipped() const { return skipped_; }
+
+private:
+    void drain(qint64 nowUs);
+    void takeNote(const ExchangeNote& note);
+    void judge(const ExchangeEnd& end, qint64 nowUs);
+    void takeReply(const ExchangeEnd& end);
+    void takeDamage();
+    void clearOperation();
+
+    DriverSession& session_;
+    Exchange exchange_;
+    Observers observers_;
+    Transaction transaction_;  ///< The present one. Kept, so that its texts keep their memory.
+    QByteArray reply_;
+    bool outstanding_ = false;
+    bool unsettled_ = false;        ///< See writeUnsettled().
+    bool unsettledBefore_ = false;  ///< Before the present attempt.
+    bool out_ = false;              ///< See requestOut().
+    bool heard_ = false;            ///< Any attempt of the operation brought anything from its station.
+    qint64 noiseBytes_ = 0;         ///< Of the operation, all attempts so far.
+    int otherFrames_ = 0;           ///< Likewise.
+    QByteArray mismatch_;           ///< Likewise the last.
+    QByteArray damaged_;            ///< Likewise the last reply that came damaged.
+    int skipped_ = 0;
+};
+
+}  // namespace dx7
+
+#endif

@@ -1,0 +1,114 @@
+#include "host/exchange/rtu_frame.h"
+
+#include <array>
+
+namespace dx7 {
+
+namespace {
+
+// What eight steps of the CRC (polynomial 0xA001, lowest bit first) make of each byte.
+constexpr std::array<quint16, 256> crcTable() {
+    std::array<quint16, 256> table{};
+    for (int byte = 0; byte < 256; ++byte) {
+        int crc = byte;
+        for (int bit = 0; bit < 8; ++bit) {
+            crc = (crc & 1) != 0 ? (crc >> 1) ^ 0xA001 : crc >> 1;
+        }
+        table[static_cast<std::size_t>(byte)] = static_cast<quint16>(crc);
+    }
+    return table;
+}
+
+constexpr std::array<quint16, 256> CRC_TABLE = crcTable();
+
+}  // namespace
+
+bool isWriteFunction(int function) {
+    return function == 5 || function == 6 || function == 15 || function == 16;
+}
+
+quint16 crc16(const QByteArray& bytes, int start, int length) {
+    quint16 crc = 0xFFFF;
+    const char* const data = bytes.constData();
+    for (int i = start; i < start + length; ++i) {
+        const std::size_t row = (crc ^ static_cast<quint8>(data[i])) & 0xFF;
+        crc = static_cast<quint16>((crc >> 8) ^ CRC_TABLE[row]);
+    }
+    return crc;
+}
+
+void appendCrc(QByteArray& frame) {
+    const quint16 crc = crc16(frame, 0, frame.size());
+    frame.append(static_cast<char>(crc & 0xFF));
+    frame.append(static_cast<char>(crc >> 8));
+}
+
+bool endsWithCrc(const QByteArray& bytes, int start, int length) {
+    if (length < SHORTEST_FRAME_BYTES || start < 0 || start + length > bytes.size()) {
+        return false;
+    }
+    const quint16 crc = crc16(bytes, start, length - 2);
+    return byteAt(bytes, start + length - 2) == (crc & 0xFF) &&
+           byteAt(bytes, start + length - 1) == (crc >> 8);
+}
+
+int wordAt(const QByteArray& bytes, int index) {
+    const int low = byteAt(bytes, index + 1);
+    return low < 0 ? -1 : byteAt(bytes, index) * 256 + low;
+}
+
+QString exceptionName(int code) {
+    switch (code) {
+        case 1:
+            return QStringLiteral("illegal function");
+        case 2:
+            return QStringLiteral("illegal data address");
+        case 3:
+            return QStringLiteral("illegal data value");
+        case 4:
+            return QStringLiteral("server device failure");
+        case EXCEPTION_ACKNOWLEDGE:
+            return QStringLiteral("acknowledge");
+        case 6:
+            return QStringLiteral("server device busy");
+        case 8:
+            return QStringLiteral("memory parity error");
+        case 10:
+            return QStringLiteral("gateway path unavailable");
+        case EXCEPTION_GATEWAY_TARGET:
+            return QStringLiteral("gateway target device failed to respond");
+        default:
+            return QStringLiteral("exception code %1").arg(code);
+    }
+}
+
+QString functionName(int code) {
+    switch (code) {
+        case 1:
+            return QStringLiteral("read coils");
+        case 2:
+            return QStringLiteral("read discrete inputs");
+        case 3:
+            return QStringLiteral("read holding registers");
+        case 4:
+            return QStringLiteral("read input registers");
+        case 5:
+            return QStringLiteral("write single coil");
+        case 6:
+            return QStringLiteral("write single register");
+        case READ_EXCEPTION_STATUS:
+            return QStringLiteral("read exception status");
+        case DIAGNOSTICS:
+            return QStringLiteral("diagnostics");
+        case 16:
+            return QStringLiteral("write multiple registers");
+        default:
+            return QStringLiteral("function code %1").arg(code);
+    }
+}
+
+QString hexText(const QByteArray& bytes) {
+    return QString::fromLatin1(bytes.toHex(' ').toUpper());
+}
+
+}  // namespace dx7

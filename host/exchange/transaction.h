@@ -1,0 +1,83 @@
+/// \file
+/// What happened to one request on the line.
+#ifndef DX7_HOST_TRANSACTION_H
+#define DX7_HOST_TRANSACTION_H
+
+#include <QByteArray>
+#include <QString>
+#include <QVector>
+
+#include "host/driver/driver_functions.h"
+
+namespace dx7 {
+
+enum class Outcome {
+    Good,     ///< The driver took the reply (or the silence after a broadcast).
+    Timeout,  ///< Nothing that belongs to the request came.
+    WrongCrc,
+    WrongLength,
+    Exception,  ///< The station refused the request.
+    Skipped,    ///< Not sent: the station still owes the reply to a request before.
+    EchoOnly,   ///< Not sent: the adapter echoes, and its echo would pass for the acknowledgement.
+    CutShort,   ///< The host ended the operation before its end; `info` says why.
+};
+
+/// Result codes of intf_dealRcvFrame.
+enum DriverResult { NO_FRAME = 0, REPLY_GOOD = 1, OPERATION_FAILED = 2, SEND_AGAIN = 8 };
+
+/// One request, sent once, and its end.
+struct Transaction {
+    FRAME_PRO frame;  ///< The request as the driver described it.
+    QByteArray request;
+    QByteArray reply;  ///< What the driver got; empty after an exception.
+    Outcome outcome = Outcome::Timeout;
+    int exceptionCode = 0;  ///< With Outcome::Exception.
+    /// Of a reply or refusal: what its settlement is named by. Up to that it is not proven.
+    quint64 ticket = 0;
+    /// It was settled as doubtful: what came may be the answer to something else.
+    bool doubtful = false;
+    /// Of a good read, for the end of an operation: its raw items.
+    QVector<int> items;
+    /// Bytes outside of whole frames that came while the operation's attempts waited.
+    qint64 noiseBytes = 0;
+    /// Whole frames that were put aside while the operation's attempts waited.
+    int otherFrames = 0;
+    /// The last of them from the operation's station with its function code, which does not answer it; empty
+    /// without one.
+    QByteArray mismatch;
+    /// Likewise the last reply that came damaged.
+    QByteArray damaged;
+    bool repeated = false;  ///< Not the first attempt of its operation.
+    bool heard = false;  ///< An attempt of its operation brought anything from the station, late or damaged.
+    /// Bytes of an attempt of its operation are on the line, or may be. Of Outcome::CutShort alone.
+    bool sent = false;
+    /// Of a write: an attempt was sent, and nothing that came shows whether the station carried it out.
+    bool unsettled = false;
+    int driverResult = NO_FRAME;
+    QString info;       ///< The driver's text about the frame.
+    qint64 sentUs = 0;  ///< When the request was handed to the line.
+    qint64 endUs = 0;   ///< When the wait for the reply ended.
+    qint64 busyUs = 0;  ///< How long the line was taken by the request, the wait and the reply.
+
+    /// The operation is over, one way or the other.
+    bool finished() const { return driverResult != SEND_AGAIN; }
+    bool good() const { return driverResult == REPLY_GOOD && !doubtful; }
+    /// The station gave a sign of life.
+    bool answered() const { return outcome == Outcome::Good || outcome == Outcome::Exception; }
+};
+
+/// Whether an exception with this code says that the station did not carry the request out. Code 5
+/// (acknowledge) says that it is about to, and code 11 that a gateway does not know.
+bool refusesForCertain(int exceptionCode);
+
+/// What is wrong with a damaged reply by the driver's own measure: WrongCrc or WrongLength, or Timeout where
+/// nothing came.
+Outcome damageOf(const QByteArray& reply, int expectLen);
+
+/// "no reply", "no valid reply: 2 foreign frames", "wrong CRC", "exception 2 (illegal data address)" and so
+/// on.
+QString outcomeText(const Transaction& transaction);
+
+}  // namespace dx7
+
+#endif

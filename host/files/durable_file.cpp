@@ -1,0 +1,100 @@
+#include "host/files/durable_file.h"
+
+#include <fcntl.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <climits>
+#include <utility>
+
+namespace dx7 {
+
+namespace {
+
+enum { MOST_LINKS = 40 };
+
+}  // namespace
+
+FileDescriptor::FileDescriptor(const QByteArray& path, int flags, mode_t mode) {
+    open(path, flags, mode);
+}
+
+bool FileDescriptor::open(const QByteArray& path, int flags, mode_t mode) {
+    close();
+    do {
+        number_ = ::open(path.constData(), flags | O_CLOEXEC, mode);
+    } while (number_ < 0 && errno == EINTR);
+    return isOpen();
+}
+
+FileDescriptor::~FileDescriptor() {
+    close();
+}
+
+int FileDescriptor::release() {
+    return std::exchange(number_, -1);
+}
+
+bool FileDescriptor::close() {
+    const int number = release();
+    // Linux closes it although a signal came.
+    return number < 0 || ::close(number) == 0 || errno == EINTR;
+}
+
+bool writeBytes(int descriptor, const char* bytes, size_t count) {
+    while (count > 0) {
+        const ssize_t taken = ::write(descriptor, bytes, count);
+        if (taken > 0) {
+            bytes += taken;
+            count -= static_cast<size_t>(taken);
+        } else if (taken == 0) {
+            errno = ENOSPC;
+            return false;
+        } else if (errno != EINTR) {
+            return false;
+        }
+    }
+    return true;
+}
+
+bool syncFile(int descriptor) {
+    int result = 0;
+    do {
+        result = ::fsync(descriptor);
+    } while (result != 0 && errno == EINTR);
+    return result == 0;
+}
+
+bool syncFolderOf(const QByteArray& path) {
+    FileDescriptor folder(folderOf(path), O_RDONLY | O_DIRECTORY);
+    if (folder.isOpen()) {
+        return syncFile(folder.number()) || errno == EINVAL || errno == ENOSYS || errno == EOPNOTSUPP;
+    }
+    if (errno != EACCES) {
+        return false;
+    }
+    // A folder that may be written and not read: all of its file system then.
+    const FileDescriptor file(path, O_RDONLY | O_NONBLOCK);
+    return file.isOpen() && ::syncfs(file.number()) == 0;
+}
+
+QByteArray folderOf(const QByteArray& path) {
+    const int slash = path.lastIndexOf('/');
+    return slash < 0 ? QByteArray(".") : path.left(slash == 0 ? 1 : slash);
+}
+
+QByteArray followLinks(const QByteArray& path) {
+    QByteArray at = path;
+    for (int links = 0; links < MOST_LINKS; ++links) {
+        char target[PATH_MAX];
+        const ssize_t length = ::readlink(at.constData(), target, sizeof target);
+        if (length <= 0) {
+            return at;
+        }
+        const QByteArray next(target, static_cast<int>(length));
+        at = next.startsWith('/') ? next : folderOf(at) + '/' + next;
+    }
+    return QByteArray();
+}
+
+}  // namespace dx7

@@ -1,0 +1,49 @@
+/// \file
+/// A line and its tags in a TOML file.
+#ifndef DX7_HOST_LINE_FILE_H
+#define DX7_HOST_LINE_FILE_H
+
+#include <memory>
+
+#include "host/items/item_notation.h"
+#include "host/line/line_settings.h"
+
+namespace dx7 {
+
+/// A name of the file and what it stands for.
+struct LineTag {
+    QString name;
+    QVector<Point> points;  ///< One; of a tag with a count so many, "name[0]", "name[1]" and so on.
+};
+
+/// A file that is read once, so that it may be a pipe.
+class LineFile {
+public:
+    /// Throws UsageError for what cannot be read or is not valid TOML.
+    explicit LineFile(const QString& path);
+    ~LineFile();
+
+    /// Takes the table [line] of the file over into `settings`: serial or tcp, baud, parity, data_bits,
+    /// stop_bits, rs485, timeout, retries, block, gap. Throws UsageError with line and column for every fault
+    /// of the file.
+    void apply(LineSettings& settings) const;
+
+    /// The file's [[tag]] tables, with at most 100000 points: name, type, address, and when wanted station,
+    /// count, format, scale and unit. Throws UsageError with line and column, also for a name that is taken,
+    /// by a point as well.
+    QVector<LineTag> tags(const ItemNotation& notation) const;
+
+private:
+    Q_DISABLE_COPY(LineFile)
+    struct Content;
+    std::unique_ptr<Content> content_;
+};
+
+/// The same for a file that is needed once.
+void applyLineFile(LineSettings& settings, const QString& path);
+/// All points of a file's tags, in order.
+QVector<Point> tagsFromFile(const QString& path, const ItemNotation& notation);
+
+}  // namespace dx7
+
+#endif

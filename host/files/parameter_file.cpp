@@ -1,0 +1,160 @@
+#include "host/files/parameter_file.h"
+
+#include "host/error.h"
+#include "host/files/parameter_seal.h"
+#include "host/files/toml_file.h"
+#include "host/files/wall_clock.h"
+#include "host/files/whole_file.h"
+
+namespace dx7 {
+
+namespace {
+
+enum { HIGHEST_FILE_STATION = 247 };
+
+void readType(const QString& path, const ItemNotation& notation, const RegisterType& type,
+              const toml::table& table, QMap<int, int>* values) {
+    for (const auto& [key, node] : table) {
+        const auto number = node.value_exact<int64_t>();
+        if (!number || *number < 0 || *number > type.highestValue()) {
+            refuseToml(path, node.source(),
+                       QStringLiteral("the value of %1 is not a whole number from 0 to %2")
+                           .arg(tomlText(key.str()))
+                           .arg(type.highestValue()));
+        }
+        int address = 0;
+        try {
+            address = notation.address(type, tomlText(key.str()), 1);
+            ItemNotation::checkWritable(type, 1, address, 1);
+        } catch (const UsageError& error) {
+            refuseToml(path, key.source(), error.text());
+        }
+        values->insert(address, static_cast<int>(*number));
+    }
+}
+
+// Everything but the last line. Throws UsageError.
+ParameterSet readParameters(const QString& path, const QByteArray& text, const ItemNotation& notation) {
+    const toml::table table = parseToml(path, text);
+    ParameterSet set;
+    for (const auto& [key, node] : table) {
+        const QString name = tomlText(key.str());
+        if (name == QLatin1String("station")) {
+            const qint64 station = *tomlInteger(path, table, "station");
+            if (station < 1 || station > HIGHEST_FILE_STATION) {
+                refuseToml(path, node.source(), QStringLiteral("station %1 is not 1 to 247").arg(station));
+            }
+            set.station = static_cast<int>(station);
+            continue;
+        }
+        if (!node.is_table()) {
+            refuseToml(path, key.source(),
+                       QStringLiteral("key \"%1\" is unknown, here are station and a table per register type")
+                           .arg(name));
+        }
+        RegisterType type;
+        try {
+            type = notation.type(name);
+        } catch (const UsageError& error) {
+            refuseToml(path, key.source(), error.text());
+        }
+        if (!type.writable) {
+            refuseToml(path, key.source(), QStringLiteral("%1 is read-only").arg(name));
+        }
+        readType(path, notation, type, *node.as_table(), &set.values[name]);
+    }
+    if (set.count() == 0) {
+        refuseToml(path, table.source(), QStringLiteral("the file holds no parameters"));
+    }
+    return set;
+}
+
+[[noreturn]] void refuseAltered(const QString& path, const QString& fault) {
+    throw UsageError(
+        QStringLiteral("%1 is not as it was saved: %2; --accept-altered takes it as it is").arg(path, fault));
+}
+
+}  // namespace
+
+int ParameterSet::count() const {
+    int sum = 0;
+    for (const auto& type : values) {
+        sum += type.size();
+    }
+    return sum;
+}
+
+QVector<Point> parameterPoints(const ItemNotation& notation, int station, const QVector<int>& groups) {
+    QVector<Point> points;
+    for (const RegisterType& type : notation.types()) {
+        if (!type.writable || !type.grouped()) {
+            continue;
+        }
+        for (const int group : groups) {
+            for (int index = 0; index < GROUP_ITEMS; ++index) {
+                Point point;
+                point.type = type;
+                point.station = station;
+                point.address = group * GROUP_ITEMS + index;
+                point.name = point.notation();
+                points += point;
+            }
+        }
+    }
+    return points;
+}
+
+void saveParameters(const QString& path, const ItemNotation& notation, const ParameterSet& set) {
+    QString text = QStringLiteral(
+                       "# Parameters of station %1, saved %2 by dx7 params save.\n"
+                       "# Addresses are group.sub.index; dx7 params load writes the values back.\n\n"
+                       "station = %1\n")
+                       .arg(set.station)
+                       .arg(isoLocalTime(wallTimeUs()));
+    for (auto type = set.values.begin(); type != set.values.end(); ++type) {
+        const RegisterType description = notation.type(type.key());
+        text += QStringLiteral("\n[%1]\n").arg(type.key());
+        int group = -1;
+        for (auto value = type->begin(); value != type->end(); ++value) {
+            if (description.grouped() && value.key() / GROUP_ITEMS != group) {
+                group = value.key() / GROUP_ITEMS;
+                text += QStringLiteral("# group %1\n").arg(QString::number(group, 16).toUpper());
+            }
+            text +=
+                QStringLiteral("\"%1\" = %2\n").arg(description.addressText(value.key())).arg(value.value());
+        }
+    }
+    writeWholeFile(path, sealedParameters(text.toUtf8(), set.count()));
+}
+
+ParameterSet loadParameters(const QString& path, const ItemNotation& notation, Altered altered) {
+    return parametersFromText(path, readTomlText(path), notation, altered);
+}
+
+ParameterSet parametersFromText(const QString& path, const QByteArray& text, const ItemNotation& notation,
+                                Altered altered) {
+    if (altered == Altered::Accept) {
+        return readParameters(path, text, notation);
+    }
+    const Seal seal = sealOf(text);
+    ParameterSet set;
+    try {
+        set = readParameters(path, text, notation);
+    } catch (const UsageError& error) {
+        // The place helps to find what was edited wrongly; the rest to see that something is missing.
+        throw UsageError(
+            seal.fault.isEmpty()
+                ? error.text()
+                : QStringLiteral("%1; the file is not as it was saved: %2").arg(error.text(), seal.fault));
+    }
+    if (!seal.fault.isEmpty()) {
+        refuseAltered(path, seal.fault);
+    }
+    if (set.count() != seal.count) {
+        refuseAltered(
+            path, QStringLiteral("it was saved with %1 values and has %2").arg(seal.count).arg(set.count()));
+    }
+    return set;
+}
+
+}  // namespace dx7

@@ -1,0 +1,334 @@
+#include "host/items/item_notation.h"
+
+#include <cmath>
+#include <set>
+#include <tuple>
+
+#include "host/error.h"
+#include "host/items/address_text.h"
+#include "host/number_text.h"
+
+namespace dx7 {
+
+namespace {
+
+const int LAST_STATION = 247;
+const int MOST_VALUES = 1000;
+
+// Result codes of intf_checkAddrValidity.
+enum { ADDRESS_VALID = 0, ADDRESS_OUT_OF_RANGE = 2, ADDRESS_MALFORMED = 4 };
+
+// Removes everything from the last `mark` on and returns what stood behind it; a null text when there is no
+// mark.
+QString cutFrom(QString* text, QChar mark) {
+    const int at = text->lastIndexOf(mark);
+    if (at < 0) {
+        return QString();
+    }
+    const QString tail = text->mid(at + 1);
+    text->truncate(at);
+    return tail.isNull() ? QStringLiteral("") : tail;
+}
+
+QString itemText(const RegisterType& type, const QString& addressText) {
+    return type.name + QLatin1Char(':') + addressText;
+}
+
+QString rangeText(const RegisterType& type) {
+    return QStringLiteral("%1 has %2 to %3").arg(type.name, type.lowest, type.highest);
+}
+
+[[noreturn]] void refuseAddress(const RegisterType& type, const QString& addressText) {
+    const QString nearest = nearestAddress(type, addressText);
+    const QString form = nearest.isNull()
+                             ? QStringLiteral("its form is %1").arg(type.format)
+                             : QStringLiteral("the nearest is \"%1\"").arg(itemText(type, nearest));
+    throw UsageError(QStringLiteral("\"%1\" is not a valid address, %2 (%3)")
+                         .arg(itemText(type, addressText), form, rangeText(type)));
+}
+
+// What two points have in common that show the same.
+auto identity(const Point& point) {
+    const ValueFormat& format = point.format;
+    return std::make_tuple(point.station, point.type.name, point.address, format.presentation, format.wide,
+                           format.lowWordFirst, format.scale, format.unit);
+}
+
+// As many values as `count` says; `name` takes them. `hint` says how more than one are written.
+QStringList valueTexts(const QString& values, int count, const QString& name, const QString& hint) {
+    QStringList texts = values.split(QLatin1Char(','));
+    if (texts.size() != count) {
+        throw UsageError(QStringLiteral("%1 takes %2 value%3, as many as its count, but %4 %5 given%6")
+                             .arg(name, QString::number(count), QLatin1String(count == 1 ? "" : "s"),
+                                  QString::number(texts.size()),
+                                  QLatin1String(texts.size() == 1 ? "is" : "are"), hint));
+    }
+    return texts;
+}
+
+void fill(WriteRequest* request, const QStringList& values) {
+    const Point& first = request->first;
+    ItemNotation::checkWritable(first.type, first.station, first.address, values.size() * first.items());
+    for (int i = 0; i < values.size(); ++i) {
+        ItemNotation::checkFormat(first.type, first.address + i * first.items(), first.format);
+        request->items += itemsFromText(first.format, first.type, values.at(i));
+    }
+}
+
+}  // namespace
+
+QString Point::notation() const {
+    return QStringLiteral("%1:%2@%3").arg(type.name, type.addressText(address)).arg(station);
+}
+
+QVector<Point> withoutRepetitions(const QVector<Point>& points) {
+    QVector<Point> unique;
+    std::set<decltype(identity(Point()))> known;
+    for (const Point& point : points) {
+        if (known.insert(identity(point)).second) {
+            unique += point;
+        }
+    }
+    return unique;
+}
+
+/// An item text taken apart, its count not yet turned into points.
+struct ItemNotation::Parts {
+    RegisterType type;
+    QString addressText;
+    int count = 1;
+    bool counted = false;
+    int station = 1;
+    ValueFormat format;
+};
+
+ItemNotation::ItemNotation(const DriverFunctions& functions)
+    : functions_(functions), types_(registerTypes(functions)) {}
+
+RegisterType ItemNotation::type(const QString& name) const {
+    for (const RegisterType& candidate : types_) {
+        if (candidate.name == name) {
+            return candidate;
+        }
+    }
+    QStringList names;
+    for (const RegisterType& candidate : types_) {
+        names += candidate.name;
+    }
+    const QString nearest = nearestName(names, name);
+    throw UsageError(
+        QStringLiteral("register type \"%1\" is unknown, the driver has %2%3")
+            .arg(name, names.join(QStringLiteral(", ")),
+                 nearest.isNull() ? QString() : QStringLiteral("; the nearest is \"%1\"").arg(nearest)));
+}
+
+int ItemNotation::address(const RegisterType& type, const QString& addressText, int count, int width) const {
+    int address = 0;
+    const int result =
+        functions_.checkAddrValidity(type.name, addressText, &address, count * width, type.bit ? 0 : 1);
+    switch (result) {
+        case ADDRESS_VALID:
+            if (type.addressText(address) != addressText) {
+                refuseAddress(type, addressText);
+            }
+            return address;
+        case ADDRESS_OUT_OF_RANGE:
+            refuseRange(type, addressText, count, width);
+        case ADDRESS_MALFORMED:
+            refuseAddress(type, addressText);
+        default:
+            throw UsageError(QStringLiteral("the driver refused address %1 of %2 (result %3)")
+                                 .arg(addressText, type.name, QString::number(result)));
+    }
+}
+
+void ItemNotation::refuseRange(const RegisterType& type, const QString& addressText, int count,
+                               int width) const {
+    QString nearest;
+    QString where = QStringLiteral("address %1 of %2 is").arg(addressText, type.name);
+    if (count * width == 1) {
+        nearest = nearestAddress(type, addressText);
+    } else {
+        // The first address may be out of range by itself, or not even be one.
+        const int fitting = (type.highestAddress + 1 - address(type, addressText, 1, 1)) / width;
+        where = QStringLiteral("%1 items from %2 of %3 are")
+                    .arg(QString::number(count * width), addressText, type.name);
+        nearest = fitting < 1    ? QString()
+                  : fitting == 1 ? addressText
+                                 : addressText + QStringLiteral(",%1").arg(fitting);
+    }
+    throw UsageError(QStringLiteral("%1 out of range%2 (%3)")
+                         .arg(where,
+                              nearest.isNull()
+                                  ? QString()
+                                  : QStringLiteral(", the nearest is \"%1\"").arg(itemText(type, nearest)),
+                              rangeText(type)));
+}
+
+QString ItemNotation::driversReading(const QString& text) const {
+    const int colon = text.indexOf(QLatin1Char(':'));
+    QString typed = text.mid(colon + 1).section(QLatin1Char('/'), 0, 0);
+    cutFrom(&typed, QLatin1Char('@'));
+    cutFrom(&typed, QLatin1Char(','));
+    for (const RegisterType& type : types_) {
+        int address = 0;
+        if (colon >= 0 && type.name == text.left(colon) &&
+            functions_.checkAddrValidity(type.name, typed, &address, 1, type.bit ? 0 : 1) == ADDRESS_VALID &&
+            type.addressText(address) != typed) {
+            return itemText(type, type.addressText(address));
+        }
+    }
+    return {};
+}
+
+ItemNotation::Parts ItemNotation::split(const QString& text, int defaultStation) const {
+    Parts parts;
+    parts.station = defaultStation;
+    QStringList options = text.split(QLatin1Char('/'));
+    QString head = options.takeFirst();
+    parts.format = formatFromOptions(options);
+    const QString station = cutFrom(&head, QLatin1Char('@'));
+    if (!station.isNull()) {
+        parts.station = numberInRange(station, "station", 0, LAST_STATION);
+    }
+    const int colon = head.indexOf(QLatin1Char(':'));
+    if (colon < 0) {
+        throw UsageError(
+            QStringLiteral("\"%1\" is no item, write TYPE:ADDRESS[,COUNT][@STATION], for example AI:0,4@1")
+                .arg(text));
+    }
+    parts.type = type(head.left(colon));
+    parts.addressText = head.mid(colon + 1);
+    if (parts.addressText.count(QLatin1Char(',')) > 1) {
+        refuseAddress(parts.type, parts.addressText);
+    }
+    const QString count = cutFrom(&parts.addressText, QLatin1Char(','));
+    if (!count.isNull()) {
+        parts.count = numberInRange(count, "count", 1, MOST_VALUES);
+        parts.counted = true;
+    }
+    return parts;
+}
+
+QVector<Point> ItemNotation::points(const QString& text, int defaultStation) const {
+    const Parts parts = split(text, defaultStation);
+    if (parts.station == 0) {
+        throw UsageError(
+            QStringLiteral("\"%1\": station 0 is the broadcast address, no station answers a read")
+                .arg(text));
+    }
+    Point point;
+    point.type = parts.type;
+    point.station = parts.station;
+    point.format = parts.format;
+    const int start = address(parts.type, parts.addressText, parts.count, parts.format.items());
+    QVector<Point> points;
+    for (int i = 0; i < parts.count; ++i) {
+        point.address = start + i * point.items();
+        checkFormat(point.type, point.address, point.format);
+        point.name = point.notation();
+        points += point;
+    }
+    return points;
+}
+
+QVector<Point> ItemNotation::points(const QStringList& texts, int defaultStation) const {
+    QVector<Point> all;
+    for (const QString& text : texts) {
+        all += points(text, defaultStation);
+    }
+    return withoutRepetitions(all);
+}
+
+WriteRequest ItemNotation::write(const QString& text, int defaultStation) const {
+    QString head = text;
+    const QString values = cutFrom(&head, QLatin1Char('='));
+    if (values.isNull()) {
+        throw UsageError(
+            QStringLiteral("\"%1\" has no value, write TYPE:ADDRESS[,COUNT][@STATION]=VALUE[,VALUE...]")
+                .arg(text));
+    }
+    const Parts parts = split(head, defaultStation);
+    WriteRequest request;
+    request.first.type = parts.type;
+    request.first.station = parts.station;
+    request.first.format = parts.format;
+    request.first.address = address(parts.type, parts.addressText, parts.count, parts.format.items());
+    request.first.name = request.first.notation();
+    request.name = request.first.name;
+    if (parts.count > 1) {
+        request.name.insert(request.name.lastIndexOf(QLatin1Char('@')),
+                            QStringLiteral(",%1").arg(parts.count));
+    }
+    QString hint;
+    if (!parts.counted) {
+        const QString item = itemText(parts.type, parts.addressText);
+        hint = QStringLiteral("; a run is written with its count: %1,%2%3=%4")
+                   .arg(item, QString::number(values.count(QLatin1Char(',')) + 1), head.mid(item.size()),
+                        values);
+        const bool fraction = parts.format.scaled() && values.count(QLatin1Char(',')) == 1;
+        if (fraction) {
+            hint = QStringLiteral("; a decimal fraction has a point: %1")
+                       .arg(QString(values).replace(QLatin1Char(','), QLatin1Char('.'))) +
+                   hint;
+        }
+    }
+    fill(&request, valueTexts(values, parts.count, request.name, hint));
+    return request;
+}
+
+WriteRequest ItemNotation::writeTag(const QString& tag, const QVector<Point>& points, const QString& values) {
+    WriteRequest request;
+    request.first = points.first();
+    request.name = tag;
+    fill(&request, valueTexts(values, points.size(), QStringLiteral("tag \"%1\"").arg(tag),
+                              QStringLiteral("; a run is written TYPE:ADDRESS,COUNT=VALUE,VALUE..., such as "
+                                             "F:3.0.20,3=500,10,258, or to a tag that has the count")));
+    return request;
+}
+
+void ItemNotation::checkWritable(const RegisterType& type, int station, int address, int count) {
+    if (!type.writable) {
+        throw UsageError(QStringLiteral("%1 is read-only").arg(type.name));
+    }
+    // The driver awaits a reply to every register write, and no station answers a broadcast.
+    if (station == 0 && !type.bit) {
+        throw UsageError(QStringLiteral("%1 cannot be broadcast (station 0), only bits can").arg(type.name));
+    }
+    if (type.beyondTable(address, count)) {
+        throw UsageError(
+            QStringLiteral("%1 is beyond the end of %2 and can only be read (%3)")
+                .arg(itemText(type, type.addressText(address + count - 1)), type.name, rangeText(type)));
+    }
+}
+
+void ItemNotation::checkFormat(const RegisterType& type, int address, const ValueFormat& format) {
+    if (type.bit && !format.bare) {
+        throw UsageError(QStringLiteral("%1 holds bits, which have no format").arg(type.name));
+    }
+    if (format.scaled() &&
+        (format.presentation == Presentation::Hex || format.presentation == Presentation::Binary)) {
+        throw UsageError(QStringLiteral("a scale does not go with hex, hex32 or binary"));
+    }
+    if (!std::isfinite(format.scale * static_cast<double>(format.wide ? 0xFFFFFFFF : 0xFFFF))) {
+        throw UsageError(QStringLiteral("scale %1 is too large, its values could not be shown")
+                             .arg(QString::number(format.scale, 'g', 15)));
+    }
+    if (!format.wide) {
+        if (format.lowWordFirst) {
+            throw UsageError(QStringLiteral("low-first needs two words: u32, s32 or hex32"));
+        }
+        return;
+    }
+    if (type.itemBytes() != 2) {
+        throw UsageError(QStringLiteral("a 32-bit format needs words, %1 has none").arg(type.name));
+    }
+    if (type.runLength(address, 2) < 2) {
+        throw UsageError(
+            QStringLiteral("a 32-bit value at %1:%2 would cross from one run of register numbers into the "
+                           "next")
+                .arg(type.name, type.addressText(address)));
+    }
+}
+
+}  // namespace dx7

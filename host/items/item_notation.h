@@ -1,0 +1,86 @@
+/// \file
+/// The notation in which users name items: TYPE:ADDRESS[,COUNT][@STATION][/FORMAT...], and for writes the
+/// same with =VALUE[,VALUE...], as many values as COUNT says.
+///
+/// There is one text for each part, the one that is printed: ADDRESS as RegisterType::addressText() gives it,
+/// COUNT and STATION as plainNumber() takes them. The driver takes more; what it alone takes is refused.
+#ifndef DX7_HOST_ITEM_NOTATION_H
+#define DX7_HOST_ITEM_NOTATION_H
+
+#include <QStringList>
+#include <QVector>
+
+#include "host/driver/register_type.h"
+#include "host/items/value_format.h"
+
+namespace dx7 {
+
+/// One value that is shown: one item, or two for a 32-bit value.
+struct Point {
+    QString name;  ///< The user's name for it; its notation when it has none.
+    RegisterType type;
+    int station = 1;
+    int address = 0;
+    ValueFormat format;
+
+    int items() const { return format.items(); }
+    /// "F:3.0.25@1".
+    QString notation() const;
+};
+
+/// The points in order, without those that repeat the item and format of an earlier one.
+QVector<Point> withoutRepetitions(const QVector<Point>& points);
+
+/// A write of consecutive values.
+struct WriteRequest {
+    Point first;         ///< The first item written, with the format of the values.
+    QVector<int> items;  ///< Raw values, one per item.
+    QString name;        ///< What the user calls them: a tag's name, else their notation, with the count.
+
+    int values() const { return items.size() / first.items(); }
+};
+
+/// Takes item texts apart with the driver's own tables and address checks. All functions throw UsageError
+/// with a sentence that names the text and the fault.
+class ItemNotation {
+public:
+    explicit ItemNotation(const DriverFunctions& functions);
+
+    const QVector<RegisterType>& types() const { return types_; }
+    RegisterType type(const QString& name) const;
+
+    /// The points of one item text, COUNT of them; station `defaultStation` when the text names none.
+    QVector<Point> points(const QString& text, int defaultStation = 1) const;
+    /// The points of several texts, in order, without repetitions.
+    QVector<Point> points(const QStringList& texts, int defaultStation = 1) const;
+    WriteRequest write(const QString& text, int defaultStation = 1) const;
+    /// The write of `values` (VALUE[,VALUE...], one for each) to the points of a tag: consecutive ones of one
+    /// format.
+    static WriteRequest writeTag(const QString& tag, const QVector<Point>& points, const QString& values);
+
+    /// The start address of `count` values of `width` items: a text that the driver takes, and that is the
+    /// addressText() of what it reads.
+    int address(const RegisterType& type, const QString& addressText, int count, int width = 1) const;
+    /// What the driver itself makes of the address in an item text; empty when it takes it as it is meant, or
+    /// not at all.
+    QString driversReading(const QString& text) const;
+
+    /// Refuses types that cannot be written, stations to which they cannot, and items beyond the table.
+    static void checkWritable(const RegisterType& type, int station, int address, int count);
+    /// Refuses a format on bits, options that contradict each other, a scale that makes numbers too large to
+    /// show, and a 32-bit value across a step of the register numbers.
+    static void checkFormat(const RegisterType& type, int address, const ValueFormat& format);
+
+private:
+    struct Parts;
+    Parts split(const QString& text, int defaultStation) const;
+    [[noreturn]] void refuseRange(const RegisterType& type, const QString& addressText, int count,
+                                  int width) const;
+
+    const DriverFunctions& functions_;
+    QVector<RegisterType> types_;
+};
+
+}  // namespace dx7
+
+#endif

@@ -1,0 +1,70 @@
+/// \file
+/// How raw items become values that people read and type.
+#ifndef DX7_HOST_VALUE_FORMAT_H
+#define DX7_HOST_VALUE_FORMAT_H
+
+#include <QStringList>
+#include <QVector>
+
+#include "host/driver/register_type.h"
+
+namespace dx7 {
+
+enum class Presentation { Unsigned, Signed, Hex, Binary };
+
+/// Format of one value: presentation, width, word order, scale and unit.
+struct ValueFormat {
+    Presentation presentation = Presentation::Unsigned;
+    /// Nothing was said of the word: it is shown unsigned, and may be typed signed, too. With a presentation,
+    /// scale or unit values to write keep to the range that is shown.
+    bool bare = true;
+    bool named = false;         ///< A presentation was asked for.
+    bool wide = false;          ///< 32 bits in two consecutive words.
+    bool lowWordFirst = false;  ///< Of a wide value.
+    double scale = 1;           ///< The shown number is the raw number times this.
+    QString unit;
+    bool scaleGiven = false;
+    bool unitGiven = false;
+
+    /// Items that one value occupies.
+    int items() const { return wide ? 2 : 1; }
+    bool scaled() const { return scale < 1 || scale > 1; }
+};
+
+/// Whether both show the same text for the same items.
+bool operator==(const ValueFormat& a, const ValueFormat& b);
+
+/// Whether the text holds what moves a terminal's cursor, or worse, instead of being shown.
+bool hasControlCharacter(const QString& text);
+
+/// Applies one option as it stands in an item text behind a "/": unsigned, signed, hex, binary, u16, s16,
+/// u32, s32, hex32, low-first, scale=NUMBER, unit=TEXT. Throws UsageError for any other, and for one that
+/// says again what was said.
+void applyFormatOption(ValueFormat& format, const QString& option);
+
+/// The format that the options of an item text or of a file's key make together.
+ValueFormat formatFromOptions(const QStringList& options);
+
+/// The options that make the format, as formatFromOptions() takes them, joined by "/"; empty for a bare one.
+QString formatText(const ValueFormat& format);
+
+/// The raw number of a value from its items (one or two, in address order).
+quint32 rawFromItems(const ValueFormat& format, const QVector<int>& items);
+
+/// The number as shown, without unit.
+QString valueText(const ValueFormat& format, const RegisterType& type, quint32 raw);
+/// The same, with a space and the unit when there is one.
+QString valueWithUnit(const ValueFormat& format, const RegisterType& type, quint32 raw);
+/// The number itself: signed and scaled as the format says; a decimal fraction of 15 digits at most, so that
+/// it is the number that the text shows.
+double valueNumber(const ValueFormat& format, quint32 raw);
+
+/// The items (one or two, in address order) of a value that a user typed: a sign, and ASCII digits that are
+/// decimal or follow 0x or 0b; with a scale a decimalFraction(); "on" and "off" for bits. Throws UsageError
+/// when the text is anything else, blanks among them, or the value is out of the range that is shown: signed
+/// for signed and s32, else from 0 on; both together for a word without any format, scale and unit.
+QVector<int> itemsFromText(const ValueFormat& format, const RegisterType& type, const QString& text);
+
+}  // namespace dx7
+
+#endif

@@ -1,0 +1,55 @@
+#include "host/line/descriptor_io.h"
+
+#include <sys/socket.h>
+#include <unistd.h>
+
+#include <cerrno>
+
+#include "host/line/system_reason.h"
+
+namespace dx7 {
+
+namespace {
+
+constexpr int MOST_ARRIVED_BYTES = 4096;
+
+// Of a line: its end at the other side is no fault of a disk.
+QString reasonOf(int error) {
+    return error == EIO ? QStringLiteral("Input/output error (it was unplugged, or closed at the other end)")
+                        : systemReason(error);
+}
+
+ssize_t hand(int descriptor, Channel channel, const char* bytes, size_t count) {
+    return channel == Channel::Socket ? ::send(descriptor, bytes, count, MSG_NOSIGNAL)
+                                      : ::write(descriptor, bytes, count);
+}
+
+}  // namespace
+
+bool takeArrived(int descriptor, QByteArray* bytes, QString* failure) {
+    char chunk[MOST_ARRIVED_BYTES];
+    const ssize_t count = ::read(descriptor, chunk, sizeof chunk);
+    if (count > 0) {
+        bytes->append(chunk, static_cast<int>(count));
+        return true;
+    }
+    if (count < 0 && (errno == EAGAIN || errno == EINTR)) {
+        return true;
+    }
+    *failure = count < 0 ? reasonOf(errno) : QStringLiteral("it was closed at the other end");
+    return false;
+}
+
+int handBytes(int descriptor, Channel channel, const char* bytes, int count, QString* failure) {
+    const ssize_t taken = hand(descriptor, channel, bytes, static_cast<size_t>(count));
+    if (taken >= 0) {
+        return static_cast<int>(taken);
+    }
+    if (errno == EAGAIN || errno == EINTR) {
+        return 0;
+    }
+    *failure = reasonOf(errno);
+    return -1;
+}
+
+}  // namespace dx7

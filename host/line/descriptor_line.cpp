@@ -1,0 +1,52 @@
+#include "host/line/descriptor_line.h"
+
+#include "host/line/descriptor_io.h"
+
+namespace dx7 {
+
+namespace {
+
+const int STOP_LOOK_MS = 20;
+
+}  // namespace
+
+bool DescriptorLine::open(QString* why) {
+    close();
+    Opening opening = reopen();
+    while (opening == Opening::UnderWay && !stopRequested()) {
+        awaitOpening(STOP_LOOK_MS);
+        opening = reopen();
+    }
+    if (opening == Opening::Open) {
+        return true;
+    }
+    if (opening == Opening::UnderWay) {
+        close();
+        failure_ = QStringLiteral("the program was stopped before that was done");
+    }
+    *why = failure_;
+    return false;
+}
+
+bool DescriptorLine::lose() {
+    close();
+    return false;
+}
+
+bool DescriptorLine::receive(QByteArray* bytes) {
+    return isOpen() && (takeArrived(descriptor(), bytes, &failure_) || lose());
+}
+
+bool DescriptorLine::send(const QByteArray& bytes) {
+    if (!isOpen()) {
+        queue_.noteTaken(false);
+        return false;
+    }
+    return queue_.send(descriptor(), channel_, bytes, &failure_) || lose();
+}
+
+bool DescriptorLine::flush(qint64 nowUs) {
+    return isOpen() && (queue_.flush(descriptor(), channel_, nowUs, &failure_) || lose());
+}
+
+}  // namespace dx7

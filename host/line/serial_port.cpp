@@ -1,0 +1,202 @@
+#include "host/line/serial_port.h"
+
+#include <fcntl.h>
+#include <linux/serial.h>
+#include <sys/ioctl.h>
+
+#include <QFile>
+#include <QFileInfo>
+#include <QLockFile>
+#include <cerrno>
+#include <chrono>
+#include <thread>
+
+#include "common/port_lock.h"
+#include "host/files/durable_file.h"
+#include "host/line/port_lock_file.h"
+#include "host/line/system_reason.h"
+#include "host/line/terminal_settings.h"
+
+namespace dx7 {
+
+namespace {
+
+using std::chrono::milliseconds;
+
+const milliseconds IN_USE_PATIENCE(200);
+const milliseconds IN_USE_LOOK(10);
+const milliseconds UNSENT_LOOK(20);
+
+// What the port is called in /dev. A bare name is one of /dev, or else of the present folder. The lock file,
+// which other programs know, carries the path as its name: neither a link nor a relative path will do for it.
+QString realPort(const QString& port) {
+    const QString inDev = QStringLiteral("/dev/") + port;
+    const bool bare = !port.isEmpty() && !port.contains(QLatin1Char('/'));
+    const QFileInfo file(bare && QFileInfo::exists(inDev) ? inDev : port);
+    const QString real = file.canonicalFilePath();
+    return real.isEmpty() ? file.absoluteFilePath() : real;
+}
+
+class SerialPort : public OpenPort {
+public:
+    explicit SerialPort(const LineSettings& settings)
+        : settings_(settings), path_(realPort(settings.serialPort)) {}
+    ~SerialPort() override;
+
+    int descriptor() const override { return port_.number(); }
+    /// False: `failure` says why, and whether another program has the port; which one, if `names` it.
+    bool open(OpenedPort* failure, bool names);
+
+private:
+    bool lockAndOpen(OpenedPort* failure, bool names);
+    bool takeLockFile(OpenedPort* failure);
+    bool openNode(OpenedPort* failure);
+    bool configure(OpenedPort* failure);
+    bool enableRs485(OpenedPort* failure) const;
+    void letOutputEnd() const;
+
+    LineSettings settings_;
+    QString path_;
+    PortLock lock_;  ///< First, for it is given back last.
+    std::unique_ptr<QLockFile> lockFile_;
+    FileDescriptor port_;
+    TerminalState before_;  ///< Null before it was changed.
+};
+
+bool SerialPort::open(OpenedPort* failure, bool names) {
+    return lockAndOpen(failure, names) && configure(failure) && (!settings_.rs485 || enableRs485(failure));
+}
+
+bool SerialPort::lockAndOpen(OpenedPort* failure, bool names) {
+    // The lock comes first: opening changes the port's settings for the program that has it.
+    std::string why;
+    if (!lock_.take(QFile::encodeName(path_).toStdString(), names ? &why : nullptr)) {
+        *failure = {nullptr, QString::fromStdString(why), true};
+        return false;
+    }
+    if (!QFileInfo::exists(path_)) {
+        failure->failure = systemReason(ENOENT);
+        return false;
+    }
+    if (!takeLockFile(failure) || !openNode(failure)) {
+        return false;
+    }
+    if (!lock_.confirm(port_.number(), &why)) {
+        *failure = {nullptr, QString::fromStdString(why), true};
+        return false;
+    }
+    return true;
+}
+
+bool SerialPort::takeLockFile(OpenedPort* failure) {
+    const QString name = portLockFile(path_);
+    if (name.isEmpty()) {
+        failure->failure = QStringLiteral("no folder for lock files, such as /var/lock, can be written");
+        return false;
+    }
+    lockFile_ = std::make_unique<QLockFile>(name);
+    if (lockFile_->tryLock() || (removeStaleLock(name) && lockFile_->tryLock())) {
+        return true;
+    }
+    lockFile_.reset();
+    const bool inTheWay = QFile::exists(name);
+    *failure = {nullptr,
+                inTheWay ? lockFileText(name) : QStringLiteral("its lock file %1 cannot be made").arg(name),
+                inTheWay};
+    return false;
+}
+
+bool SerialPort::openNode(OpenedPort* failure) {
+    if (port_.open(QFile::encodeName(path_), O_RDWR | O_NOCTTY | O_NONBLOCK)) {
+        return true;
+    }
+    const int error = errno;
+    failure->failure = systemReason(error);
+    failure->inUse = error == EBUSY;
+    if (error == EACCES || error == EBUSY) {
+        failure->failure += QStringLiteral(
+            " (another program has it open, or this user may not use it: see its group, often dialout)");
+    }
+    return false;
+}
+
+bool SerialPort::configure(OpenedPort* failure) {
+    before_ = terminalState(port_.number());
+    if (!before_) {
+        failure->failure = systemReason(errno);
+        return false;
+    }
+    ::ioctl(port_.number(), TIOCEXCL);
+    if (!setUpTerminal(port_.number(), *before_, settings_)) {
+        failure->failure = QStringLiteral("its settings were refused: ") + systemReason(errno);
+        return false;
+    }
+    return true;
+}
+
+bool SerialPort::enableRs485(OpenedPort* failure) const {
+    serial_rs485 mode{};
+    mode.flags = SER_RS485_ENABLED | SER_RS485_RTS_ON_SEND;
+    if (::ioctl(port_.number(), TIOCSRS485, &mode) == 0) {
+        return true;
+    }
+    failure->failure =
+        QStringLiteral(
+            "the kernel has no RS-485 mode for it (%1); leave --rs485 and rs485 = true out: adapters that "
+            "switch the transmitter by themselves need no mode")
+            .arg(systemReason(errno));
+    return false;
+}
+
+// Output goes out as long as it goes on; closing would wait up to 30 s for what is stuck.
+void SerialPort::letOutputEnd() const {
+    const auto look = UNSENT_LOOK + milliseconds(2 * lineTimeUs(settings_, 1) / 1000);
+    int before = unsentBytes(port_.number());
+    for (int left = before; left > 0; before = left) {
+        std::this_thread::sleep_for(look);
+        left = unsentBytes(port_.number());
+        if (left >= before) {
+            dropUnsentBytes(port_.number());
+            return;
+        }
+    }
+}
+
+SerialPort::~SerialPort() {
+    // Before it was set up it may be another program's.
+    if (before_) {
+        letOutputEnd();
+        setTerminalState(port_.number(), *before_);
+        ::ioctl(port_.number(), TIOCNXCL);
+    }
+    port_.close();
+    lockFile_.reset();
+    lock_.release();
+}
+
+// Who has the port can be asked so often only, so not at every try.
+OpenedPort openOnce(const LineSettings& settings, bool names) {
+    auto port = std::make_unique<SerialPort>(settings);
+    OpenedPort result;
+    if (port->open(&result, names)) {
+        result.port = std::move(port);
+    }
+    return result;
+}
+
+}  // namespace
+
+OpenedPort openSerialPort(const LineSettings& settings) {
+    using Steady = std::chrono::steady_clock;
+    const Steady::time_point end = Steady::now() + IN_USE_PATIENCE;
+    for (;;) {
+        const bool last = Steady::now() >= end;
+        OpenedPort result = openOnce(settings, last);
+        if (last || !result.inUse) {
+            return result;
+        }
+        std::this_thread::sleep_for(IN_USE_LOOK);
+    }
+}
+
+}  // namespace dx7

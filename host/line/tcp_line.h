@@ -1,0 +1,36 @@
+/// \file
+/// A line over a TCP connection that carries RTU frames.
+#ifndef DX7_HOST_TCP_LINE_H
+#define DX7_HOST_TCP_LINE_H
+
+#include "host/line/descriptor_line.h"
+#include "host/line/tcp_connect.h"
+
+namespace dx7 {
+
+class TcpLine : public DescriptorLine {
+public:
+    explicit TcpLine(const LineSettings& settings) : DescriptorLine(Channel::Socket), settings_(settings) {}
+
+    Opening reopen() override;
+    void close() override;
+    /// The socket's low-water mark. Its end and its loss wake all the same.
+    void expect(int count) override;
+    int descriptor() const override { return socket_.descriptor(); }
+
+protected:
+    void awaitOpening(int ms) override;
+
+private:
+    void begin();
+    bool finish();
+
+    LineSettings settings_;
+    std::future<Connected> attempt_;  ///< Valid while an attempt is under way.
+    Socket socket_;
+    int expected_ = 1;
+};
+
+}  // namespace dx7
+
+#endif

@@ -1,0 +1,44 @@
+/// \file
+/// Reads whose replies are not settled yet, with the items that they brought.
+#ifndef DX7_HOST_HELD_READS_H
+#define DX7_HOST_HELD_READS_H
+
+#include <vector>
+
+#include "host/poll/value_table.h"
+
+namespace dx7 {
+
+/// The host keeps its own copy: the driver may have stored a value that is not proven, or a newer one.
+class HeldReads {
+public:
+    /// Takes the items of `range`, `itemBytes` each, from the driver. `writing` (or null) is the range of the
+    /// write under way. What the result points to is borrowed up to the next call.
+    ReadItems hold(DriverSession& session, const ItemRange& range, int itemBytes, const ItemRange* writing,
+                   qint64 readUs, quint64 ticket);
+    /// The items of the read that was held last.
+    QVector<int> lastItems() const;
+    /// Hands the read with this ticket, if there is one, to the table and lets go of it. Appends the points
+    /// whose told() changed.
+    void settle(quint64 ticket, bool good, ValueTable& table, std::vector<int>* changed);
+
+private:
+    struct Held {
+        quint64 ticket = 0;  ///< 0: it is settled.
+        ItemRange range;
+        ItemRange skip;
+        bool skips = false;
+        std::size_t firstItem = 0;  ///< Index in items_.
+        qint64 readUs = 0;
+    };
+    ReadItems itemsOf(const Held& held) const;
+    void forgetSettled();
+
+    std::vector<Held> held_;
+    std::size_t first_ = 0;  ///< Of held_: those before it are settled.
+    std::vector<quint16> items_;
+};
+
+}  // namespace dx7
+
+#endif

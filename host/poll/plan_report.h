@@ -1,0 +1,34 @@
+/// \file
+/// The polling plan explained: the requests that the driver builds for it, their cost, and why neighbours are
+/// apart.
+#ifndef DX7_HOST_PLAN_REPORT_H
+#define DX7_HOST_PLAN_REPORT_H
+
+#include <QByteArray>
+
+#include "host/line/line_settings.h"
+#include "host/poll/poll_plan.h"
+
+namespace dx7 {
+
+/// One block of the plan.
+struct PlannedBlock {
+    ItemRange range;
+    QByteArray request;  ///< As the driver built it.
+    int replyBytes = 0;
+    qint64 lineUs =
+        0;          ///< Silent interval, request and reply at the baud rate; without the device's own time.
+    QString apart;  ///< Why it is not one block with the one before; empty for the first.
+};
+
+/// Every block of a plan over `points`, in the order of polling. Uses the session, which must not be in use.
+QVector<PlannedBlock> explainPlan(DriverSession& session, const ItemNotation& notation,
+                                  const QVector<Point>& points, const LineSettings& settings);
+
+/// Why the driver keeps two blocks that follow each other apart.
+QString apartReason(const ItemRange& before, const ItemRange& after, const RegisterType& type,
+                    int blockLimit);
+
+}  // namespace dx7
+
+#endif

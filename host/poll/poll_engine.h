@@ -1,0 +1,142 @@
+/// \file
+/// A running line: the polling plan, the values it brings, one-off reads and writes, and stations that come
+/// and go.
+#ifndef DX7_HOST_POLL_ENGINE_H
+#define DX7_HOST_POLL_ENGINE_H
+
+#include <deque>
+#include <functional>
+
+#include "host/exchange/comm_loop.h"
+#include "host/exchange/statistics.h"
+#include "host/exchange/status_queries.h"
+#include "host/poll/held_reads.h"
+#include "host/poll/operation.h"
+#include "host/poll/poll_plan.h"
+#include "host/poll/station_health.h"
+#include "host/poll/value_table.h"
+
+namespace dx7 {
+
+/// The answer to a status query that query() asked for.
+struct QueryAnswer {
+    int station = 0;
+    int status = 0;         ///< The status byte.
+    int exceptionCode = 0;  ///< Above 0: the station refused.
+    qint64 afterUs = 0;     ///< From the end of the query to the last byte of its answer.
+};
+
+/// What a program that shows values gets.
+struct EngineEvents {
+    std::function<void(int point)> value;                 ///< The table's told() of a point changed.
+    std::function<void(int point)> fresh;                 ///< A point has a new value that is not proven yet.
+    std::function<void(const Transaction&)> transaction;  ///< Every request that ended.
+    std::function<void(const ExchangeNote&)> note;        ///< Everything else that was met on the line.
+    std::function<void(const QueryAnswer&)> answer;       ///< A status query was answered, in time or late.
+    std::function<void(int station, bool alive)>
+        station;                          ///< A station was taken out of the plan or is back in it.
+    std::function<void(bool open)> line;  ///< The line was lost or is back.
+    std::function<void()> cycle;          ///< A cycle of the plan is over.
+};
+
+/// Stepwise: it takes time and bytes in and gives bytes and the next due time out, and waits for nothing.
+/// One-off operations are handed to the driver one after the other, so that the end of each is known for
+/// certain and a failed one takes no other with it.
+class PollEngine {
+public:
+    PollEngine(DriverSession& session, CommLoop& loop, const LineSettings& settings, qint64 nowUs);
+
+    void setEvents(EngineEvents events) { events_ = std::move(events); }
+    /// Begins to poll the points, in place of those before.
+    void watch(const QVector<Point>& points);
+
+    /// Queues a read of `count` items, split into requests. `done` is called once per request.
+    void read(const RegisterType& type, int station, int address, int count, const Operation::Done& done);
+    /// Queues a write of raw items, split into requests. `done` is called once per request.
+    void write(const WriteRequest& request, const Operation::Done& done);
+    /// Queues one status query to a station, which is not repeated; EngineEvents::answer tells of its answer.
+    void query(int station) { queries_.add(station); }
+    /// Requests and queries that have been queued and not ended, or whose answer is not settled.
+    int pendingOperations() const;
+    /// The line was lost after a query of query() was sent, or may have been, and before its answer.
+    bool queryLost() const { return queries_.lost(); }
+    /// Ends all of them: `done` is called for each, in order, with Outcome::CutShort and `reason` as info;
+    /// what was answered and is not settled is doubtful. The driver may still hold the one that was under
+    /// way: after that the engine is not advanced any more, unless it is called by the `done` of another one.
+    void abandonOperations(const QString& reason);
+    /// Nothing new is begun from now on; what is held is proven, or found doubtful. Over when concluded().
+    void conclude();
+    bool concluded() const {
+        return pendingOperations() == 0 && loop_.exchange().idle() && !loop_.exchange().unproven();
+    }
+
+    /// Bytes came, the last of them at `nowUs`.
+    void received(const char* bytes, int count, qint64 nowUs);
+    /// Does everything that can be done at `nowUs`. What is to be sent is the loop's exchange's output().
+    void advance(qint64 nowUs);
+    /// When advance() has something to do; -1 = not before something comes or is queued.
+    qint64 nextDueUs(qint64 nowUs) const;
+    void lineLost(qint64 nowUs);
+    void lineBack(qint64 nowUs);
+
+    CommLoop& loop() { return loop_; }
+    const ValueTable& table() const { return table_; }
+    const Statistics& statistics() const { return statistics_; }
+    const StationHealth& health() const { return health_; }
+    const PollPlan& plan() const { return plan_; }
+
+private:
+    /// An operation whose last answer is held.
+    struct HeldOperation {
+        quint64 ticket = 0;
+        Operation operation;
+        Transaction transaction;
+    };
+
+    bool begin(qint64 nowUs);
+    bool nothingElse() const;
+    bool probe(qint64 nowUs);
+    void endQuery(qint64 nowUs);
+    void queue(const QVector<Operation>& operations, const Operation::Done& done);
+    static void cutHeld(const std::vector<HeldOperation>& held, const QString& reason);
+    void onTransaction(const Transaction& transaction);
+    void onSettled(quint64 ticket, bool good);
+    void onNote(const ExchangeNote& note);
+    void onCyclicRead(const Transaction& transaction, const ItemRange& range);
+    void onOperationEnd(const Transaction& transaction);
+    void onCycleEnd(qint64 nowUs);
+    void onAlive(int station);
+    void takeValues(const Transaction& transaction, const ItemRange& range);
+    void settleOperation(quint64 ticket, bool good);
+    template <typename Points>
+    static void reportPoints(const Points& points, const std::function<void(int point)>& report);
+    void handOver();
+    void replan();
+    void countOthers();
+
+    DriverSession& session_;
+    CommLoop& loop_;
+    LineSettings settings_;
+    EngineEvents events_;
+    ValueTable table_;
+    PollPlan plan_;
+    StationHealth health_;
+    Statistics statistics_;
+    std::deque<Operation> queue_;
+    StatusQueries queries_;
+    Operation current_;
+    bool active_ = false;    ///< current_ is with the driver.
+    bool answered_ = false;  ///< The station gave a sign of life to current_.
+    bool replanNeeded_ = false;
+    bool concluding_ = false;
+    int skipped_ = 0;            ///< Operations in a row that were not sent, for the station owes a reply.
+    qint64 stalledUntilUs_ = 0;  ///< All stations owe replies: nothing is begun before that.
+    qint64 cycleStartUs_ = -1;
+    HeldReads heldReads_;
+    std::vector<HeldOperation> heldOperations_;
+    std::vector<int> changed_;  ///< Kept for its memory.
+};
+
+}  // namespace dx7
+
+#endif

@@ -1,0 +1,262 @@
+#include "host/poll/value_table.h"
+
+#include <algorithm>
+#include <tuple>
+
+namespace dx7 {
+
+namespace {
+
+enum { BIT_GROUP = 8 };
+
+// The driver keeps a pending bit in the area of the first bit of its group of eight.
+bool shownAsPending(const ItemRange& write, const RegisterType& type, int station, int address) {
+    if (write.station != station || write.regType != type.name) {
+        return false;
+    }
+    if (type.bit) {
+        const int firstGroup = write.address / BIT_GROUP * BIT_GROUP;
+        const int lastGroup = (write.address + write.count - 1) / BIT_GROUP * BIT_GROUP;
+        return address % BIT_GROUP == 0 && address >= firstGroup && address <= lastGroup;
+    }
+    return address >= write.address && address < write.address + write.count;
+}
+
+bool sameShown(const PointState& a, const PointState& b) {
+    return a.quality == b.quality && a.known == b.known && a.raw == b.raw && a.fault == b.fault;
+}
+
+}  // namespace
+
+QString qualityText(Quality quality) {
+    switch (quality) {
+        case Quality::Good:
+            return QStringLiteral("good");
+        case Quality::Fresh:
+            return QStringLiteral("fresh");
+        case Quality::Doubtful:
+            return QStringLiteral("doubtful");
+        case Quality::Stale:
+            return QStringLiteral("stale");
+        default:
+            return QStringLiteral("bad");
+    }
+}
+
+int ValueTable::typeIndex(const QString& name) const {
+    const auto found = std::find(typeNames_.begin(), typeNames_.end(), name);
+    return found == typeNames_.end() ? -1 : static_cast<int>(found - typeNames_.begin());
+}
+
+void ValueTable::setPoints(const QVector<Point>& points) {
+    points_ = points;
+    entries_.clear();
+    places_.clear();
+    typeNames_.clear();
+    for (int i = 0; i < points.size(); ++i) {
+        const Point& point = points.at(i);
+        Entry fresh;
+        fresh.state.fault = fresh.told.fault = QStringLiteral("never read");
+        fresh.items = fresh.goodItems = QVector<int>(point.items(), -1);
+        entries_.push_back(fresh);
+        if (typeIndex(point.type.name) < 0) {
+            typeNames_.push_back(point.type.name);
+        }
+        for (int item = 0; item < point.items(); ++item) {
+            places_.push_back(
+                Place{point.station, typeIndex(point.type.name), point.address + item, i, item});
+        }
+    }
+    std::sort(places_.begin(), places_.end(), [](const Place& a, const Place& b) {
+        return std::tie(a.station, a.type, a.address, a.point) <
+               std::tie(b.station, b.type, b.address, b.point);
+    });
+}
+
+ValueTable::Places ValueTable::placesIn(const ItemRange& range) const {
+    const int type = typeIndex(range.regType);
+    const auto found = std::lower_bound(
+        places_.begin(), places_.end(), range, [type](const Place& place, const ItemRange& r) {
+            return std::tie(place.station, place.type, place.address) < std::tie(r.station, type, r.address);
+        });
+    const Place* const first = places_.data() + (found - places_.begin());
+    const Place* const end = places_.data() + places_.size();
+    const Place* last = first;
+    while (last != end && last->station == range.station && last->type == type &&
+           last->address < range.address + range.count) {
+        ++last;
+    }
+    return {first, last};
+}
+
+// Calls `take` for each item that was read of each point; where it says that there is news, the point
+// changed.
+template <typename Take>
+void ValueTable::takeItems(const ReadItems& read, std::vector<int>* changed, const Take& take) {
+    for (const Place& place : placesIn(read.range)) {
+        const Point& point = points_.at(place.point);
+        if (read.skip != nullptr && shownAsPending(*read.skip, point.type, place.station, place.address)) {
+            continue;
+        }
+        const int value = read.items[place.address - read.range.address];
+        if (take(entry(place.point), point, place.item, value) &&
+            (changed->empty() || changed->back() != place.point)) {
+            changed->push_back(place.point);
+        }
+    }
+}
+
+void ValueTable::arrive(const ReadItems& read, std::vector<int>* changed) {
+    takeItems(read, changed, [&](Entry& known, const Point& point, int item, int value) {
+        return arriveItem(known, point, item, value, read);
+    });
+}
+
+bool ValueTable::arriveItem(Entry& known, const Point& point, int item, int value, const ReadItems& read) {
+    known.items[item] = value;
+    known.ticket = read.ticket;
+    known.failed = false;
+    if (known.provenAs(value) || known.items.contains(-1)) {
+        return false;
+    }
+    const quint32 raw = rawFromItems(point.format, known.items);
+    PointState& state = known.state;
+    // What was read again as it was proven stays good, as of the proven reading.
+    if (state.quality == Quality::Good && known.provenRaw == raw) {
+        return false;
+    }
+    const bool news =
+        !state.known || state.raw != raw || state.quality == Quality::Bad || state.quality == Quality::Stale;
+    state.known = true;
+    state.raw = raw;
+    state.readUs = read.readUs;
+    state.quality = Quality::Fresh;
+    state.fault.clear();
+    return news;
+}
+
+bool ValueTable::tell(Entry& known, const PointState& state) {
+    const bool news = !sameShown(known.told, state);
+    known.told = state;
+    return news;
+}
+
+// What its item number `item`, settled, makes of a point; false while it has no whole value.
+bool ValueTable::hasValue(Entry& known, const Point& point, int item, int value, bool good) {
+    known.goodItems[item] = good ? value : -1;
+    PointState& state = known.settled;
+    // A value that may be another's is shown as such, where there is a whole one.
+    if ((good ? known.goodItems : known.items).contains(-1)) {
+        return false;
+    }
+    if (good) {
+        state.raw = rawFromItems(point.format, known.goodItems);
+    } else {
+        QVector<int> items = known.items;
+        items[item] = value;
+        state.raw = rawFromItems(point.format, items);
+    }
+    state.quality = !good ? Quality::Doubtful : known.failed ? Quality::Stale : Quality::Good;
+    if (good) {
+        state.changes += known.proven && state.raw != known.provenRaw ? 1 : 0;
+        known.proven = true;
+        known.provenRaw = state.raw;
+    }
+    state.known = true;
+    if (!known.failed) {
+        state.fault.clear();
+    }
+    return true;
+}
+
+void ValueTable::settle(const ReadItems& read, bool good, std::vector<int>* changed) {
+    takeItems(read, changed, [&](Entry& known, const Point& point, int item, int value) {
+        return settleItem(known, point, item, value, good, read);
+    });
+}
+
+bool ValueTable::settleItem(Entry& known, const Point& point, int item, int value, bool good,
+                            const ReadItems& read) {
+    if (good && !known.failed && known.provenAs(value)) {
+        known.state.readUs = known.told.readUs = read.readUs;
+        return false;
+    }
+    known.settled = known.told;
+    known.settled.readUs = read.readUs;
+    if (!hasValue(known, point, item, value, good)) {
+        return false;
+    }
+    const bool news = tell(known, known.settled);
+    known.state.changes = known.told.changes;
+    const bool same = known.told.raw == known.state.raw && good;
+    if (known.ticket == read.ticket || known.failed || same) {
+        known.state = known.told;
+    }
+    return news;
+}
+
+QVector<int> ValueTable::pointsIn(const ItemRange& range) const {
+    QVector<int> found;
+    for (const Place& place : placesIn(range)) {
+        found += place.point;
+    }
+    std::sort(found.begin(), found.end());
+    found.erase(std::unique(found.begin(), found.end()), found.end());
+    return found;
+}
+
+// `known`: the quality of a point that was good before.
+QVector<int> ValueTable::failPoints(const QVector<int>& points, const QString& fault, Quality known) {
+    QVector<int> changed;
+    for (const int point : points) {
+        Entry& failed = entry(point);
+        PointState state = failed.told;
+        state.quality = failed.proven ? known : Quality::Bad;
+        state.fault = fault;
+        if (failed.proven) {
+            state.raw = failed.provenRaw;
+            state.known = true;
+        } else {
+            state.known = false;
+        }
+        failed.failed = true;
+        if (tell(failed, state)) {
+            changed += point;
+        }
+        failed.state = failed.told;
+    }
+    return changed;
+}
+
+QVector<int> ValueTable::fail(const ItemRange& range, const QString& fault, bool refused) {
+    return failPoints(pointsIn(range), fault, refused ? Quality::Bad : Quality::Stale);
+}
+
+QVector<int> ValueTable::failStation(int station, const QString& fault) {
+    QVector<int> found;
+    for (int i = 0; i < points_.size(); ++i) {
+        if (points_.at(i).station == station) {
+            found += i;
+        }
+    }
+    return failPoints(found, fault, Quality::Stale);
+}
+
+QVector<int> ValueTable::lineLost() {
+    QVector<int> all;
+    for (int i = 0; i < points_.size(); ++i) {
+        all += i;
+    }
+    return failPoints(all, QStringLiteral("no line"), Quality::Bad);
+}
+
+void ValueTable::lineBack() {
+    for (Entry& waiting : entries_) {
+        waiting.told.quality = waiting.proven ? Quality::Stale : Quality::Bad;
+        waiting.told.fault =
+            waiting.proven ? QStringLiteral("not read since the line is back") : QStringLiteral("never read");
+        waiting.state = waiting.told;
+    }
+}
+
+}  // namespace dx7

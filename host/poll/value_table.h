@@ -1,0 +1,126 @@
+/// \file
+/// The watched points and what is known of each.
+#ifndef DX7_HOST_VALUE_TABLE_H
+#define DX7_HOST_VALUE_TABLE_H
+
+#include <QVector>
+#include <vector>
+
+#include "host/driver/driver_session.h"
+#include "host/items/item_notation.h"
+
+namespace dx7 {
+
+enum class Quality {
+    Bad,       ///< Never read, refused, or without a line; the fault says which.
+    Fresh,     ///< Read, and not yet proven to be no other request's.
+    Good,      ///< Proven.
+    Doubtful,  ///< Read, but the reply may be the answer to another request.
+    Stale      ///< Was good, and could not be read again when it was due; the fault says why.
+};
+
+/// "bad", "fresh", "good", "doubtful" or "stale".
+QString qualityText(Quality quality);
+
+/// What is known of one point.
+struct PointState {
+    Quality quality = Quality::Bad;
+    bool known = false;  ///< There is a value.
+    quint32 raw = 0;     ///< The value.
+    qint64 readUs = 0;   ///< When it was read.
+    qint64 changes = 0;  ///< How often a good value differed from the good one before it.
+    QString fault;       ///< Of Bad and Stale; empty otherwise.
+};
+
+/// Items of one reply, with the time at which they were read.
+struct ReadItems {
+    ItemRange range;
+    const ItemRange* skip = nullptr;  ///< The driver shows its items as pending instead; null = none.
+    const quint16* items = nullptr;   ///< One for each item of the range; borrowed for the call.
+    qint64 readUs = 0;
+    quint64 ticket = 0;
+};
+
+/// Takes values over as they come (fresh) and again when they are settled (good or doubtful). state() is what
+/// is known now; told() is what programs that must not show an unproven value get.
+class ValueTable {
+public:
+    void setPoints(const QVector<Point>& points);
+
+    const QVector<Point>& points() const { return points_; }
+    /// The latest value, proven or not.
+    const PointState& state(int index) const { return entry(index).state; }
+    /// What was settled last.
+    const PointState& told(int index) const { return entry(index).told; }
+    int size() const { return points_.size(); }
+
+    /// The items were read. Appends the points that have a new value to `*changed`.
+    void arrive(const ReadItems& read, std::vector<int>* changed);
+    /// The items that arrive() took are good, or doubtful. Appends the points whose told() changed.
+    void settle(const ReadItems& read, bool good, std::vector<int>* changed);
+    /// A read of `range` failed for good: what was good is stale, or bad when the station `refused` it.
+    /// Returns the points whose told() changed.
+    QVector<int> fail(const ItemRange& range, const QString& fault, bool refused);
+    /// The same of all points of a station.
+    QVector<int> failStation(int station, const QString& fault);
+    /// The line was lost. Returns the points whose told() changed.
+    QVector<int> lineLost();
+    /// The line is back: what was good is stale until it is read again.
+    void lineBack();
+
+private:
+    struct Entry {
+        PointState state;
+        PointState told;
+        PointState settled;   ///< What told is to become; kept for its memory.
+        bool proven = false;  ///< There was a good value.
+        quint32 provenRaw = 0;
+        bool failed = false;     ///< The last read failed.
+        quint64 ticket = 0;      ///< Of the latest read.
+        QVector<int> items;      ///< Raw items as they came; -1 for one not read yet.
+        QVector<int> goodItems;  ///< Likewise the settled ones.
+
+        /// The point is this one item, which is known and told as good with this value: the usual case, for
+        /// which nothing need be worked out again.
+        bool provenAs(int value) const {
+            return goodItems.size() == 1 && goodItems.at(0) == value && state.quality == Quality::Good &&
+                   told.quality == Quality::Good && state.raw == told.raw && state.changes == told.changes;
+        }
+    };
+    /// A raw item of a point, in the order of station, type and address.
+    struct Place {
+        int station = 0;
+        int type = 0;  ///< Index in typeNames_.
+        int address = 0;
+        int point = 0;
+        int item = 0;
+    };
+    struct Places {
+        const Place* first;
+        const Place* last;
+        const Place* begin() const { return first; }
+        const Place* end() const { return last; }
+    };
+    const Entry& entry(int index) const { return entries_[static_cast<std::size_t>(index)]; }
+    Entry& entry(int index) { return entries_[static_cast<std::size_t>(index)]; }
+    Places placesIn(const ItemRange& range) const;
+    template <typename Take>
+    void takeItems(const ReadItems& read, std::vector<int>* changed, const Take& take);
+    static bool arriveItem(Entry& known, const Point& point, int item, int value, const ReadItems& read);
+    int typeIndex(const QString& name) const;
+    static bool tell(Entry& known, const PointState& state);
+    static bool hasValue(Entry& known, const Point& point, int item, int value, bool good);
+    static bool settleItem(Entry& known, const Point& point, int item, int value, bool good,
+                           const ReadItems& read);
+    QVector<int> failPoints(const QVector<int>& points, const QString& fault, Quality known);
+    QVector<int> pointsIn(const ItemRange& range) const;
+
+    QVector<Point> points_;
+    std::vector<Entry> entries_;
+    std::vector<QString> typeNames_;
+    std::vector<Place> places_;
+};
+
+}  // namespace dx7
+
+#endif
