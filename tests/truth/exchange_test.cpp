@@ -1,4 +1,4 @@
-// The promises of host/exchange.h, one by one.
+// The promises of host/exchange/exchange.h, one by one.
 #include "host/exchange/exchange.h"
 
 #include <gtest/gtest.h>

@@ -1,4 +1,4 @@
-// The promises of host/frame_stream.h.
+// The promises of host/exchange/frame_stream.h.
 #include "host/exchange/frame_stream.h"
 
 #include <gtest/gtest.h>
