@@ -1,10 +1,10 @@
-#include "commands.h"
+#include "device/commands.h"
 
 #include <iomanip>
 #include <map>
 #include <sstream>
 
-#include "usage_error.h"
+#include "device/line/usage_error.h"
 
 namespace dx7sim {
 

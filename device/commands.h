@@ -5,7 +5,7 @@
 
 #include <string>
 
-#include "device.h"
+#include "device/station/device.h"
 
 namespace dx7sim {
 

@@ -7,13 +7,13 @@
 #include <stdexcept>
 
 #include "common/timer_slack.h"
-#include "descriptor.h"
-#include "exit_codes.h"
-#include "options.h"
-#include "output.h"
-#include "server.h"
-#include "usage_error.h"
-#include "values_file.h"
+#include "device/exit_codes.h"
+#include "device/line/descriptor.h"
+#include "device/line/usage_error.h"
+#include "device/options.h"
+#include "device/output.h"
+#include "device/server.h"
+#include "device/values_file.h"
 
 namespace {
 

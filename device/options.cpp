@@ -1,12 +1,12 @@
-#include "options.h"
+#include "device/options.h"
 
 #include <CLI/CLI.hpp>
 #include <iostream>
 
-#include "exit_codes.h"
-#include "notation.h"
-#include "printable.h"
-#include "usage_error.h"
+#include "device/exit_codes.h"
+#include "device/line/usage_error.h"
+#include "device/printable.h"
+#include "device/station/notation.h"
 
 namespace dx7sim {
 

@@ -7,9 +7,9 @@
 #include <string>
 #include <vector>
 
-#include "device_time.h"
-#include "faults.h"
-#include "line.h"
+#include "device/line/device_time.h"
+#include "device/line/line.h"
+#include "device/station/faults.h"
 
 namespace dx7sim {
 

@@ -1,4 +1,4 @@
-#include "output.h"
+#include "device/output.h"
 
 #include <poll.h>
 #include <signal.h>
@@ -8,7 +8,7 @@
 #include <algorithm>
 #include <cerrno>
 
-#include "printable.h"
+#include "device/printable.h"
 
 namespace dx7sim {
 

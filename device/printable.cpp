@@ -1,4 +1,4 @@
-#include "printable.h"
+#include "device/printable.h"
 
 #include <algorithm>
 #include <cstddef>

@@ -1,4 +1,4 @@
-#include "server.h"
+#include "device/server.h"
 
 #include <unistd.h>
 
@@ -8,7 +8,7 @@
 #include <sstream>
 #include <utility>
 
-#include "commands.h"
+#include "device/commands.h"
 
 namespace dx7sim {
 

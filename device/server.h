@@ -9,11 +9,11 @@
 #include <string>
 #include <vector>
 
-#include "device.h"
-#include "framing.h"
-#include "line.h"
-#include "output.h"
-#include "pacing.h"
+#include "device/line/framing.h"
+#include "device/line/line.h"
+#include "device/line/pacing.h"
+#include "device/output.h"
+#include "device/station/device.h"
 
 namespace dx7sim {
 

@@ -1,11 +1,11 @@
-#include "values_file.h"
+#include "device/values_file.h"
 
 #include <toml++/toml.h>
 #include <algorithm>
 
 #include "common/file_content.h"
 #include "common/toml_limits.h"
-#include "usage_error.h"
+#include "device/line/usage_error.h"
 
 namespace dx7sim {
 

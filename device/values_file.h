@@ -12,7 +12,7 @@
 #include <string>
 #include <vector>
 
-#include "notation.h"
+#include "device/station/notation.h"
 
 namespace dx7sim {
 

@@ -1,6 +1,6 @@
 // The TOML files of dx7 and dx7-device: each text is read as a line file, as its tags, as a parameter file
 // and as a values file, and is taken or refused with a sentence.
-#include "device/usage_error.h"
+#include "device/line/usage_error.h"
 #include "device/values_file.h"
 #include "host/error.h"
 #include "host/files/line_file.h"

@@ -1,9 +1,9 @@
 // The command channel: what is understood, what it does, what it answers.
-#include "commands.h"
+#include "device/commands.h"
 
 #include <gtest/gtest.h>
 
-#include "usage_error.h"
+#include "device/line/usage_error.h"
 
 namespace {
 

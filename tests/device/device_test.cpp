@@ -1,10 +1,10 @@
 // Several stations, silence, broadcasts, faults and counts.
-#include "device.h"
+#include "device/station/device.h"
 
 #include <gtest/gtest.h>
 
+#include "device/line/usage_error.h"
 #include "frames.h"
-#include "usage_error.h"
 
 namespace {
 

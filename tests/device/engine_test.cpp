@@ -1,5 +1,5 @@
 // libmodbus as the judge of requests: replies byte by byte, exceptions, and what it takes for no request.
-#include "engine.h"
+#include "device/station/engine.h"
 
 #include <gtest/gtest.h>
 

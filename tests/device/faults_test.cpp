@@ -1,9 +1,9 @@
 // Faults to order: what can be asked for, that a seed repeats them, and what each does to a reply.
-#include "faults.h"
+#include "device/station/faults.h"
 
 #include <gtest/gtest.h>
 
-#include "usage_error.h"
+#include "device/line/usage_error.h"
 
 namespace {
 

@@ -3,7 +3,7 @@
 #ifndef DX7_TESTS_DEVICE_FRAMES_H
 #define DX7_TESTS_DEVICE_FRAMES_H
 
-#include "crc16.h"
+#include "device/line/crc16.h"
 
 /// `frame` followed by its CRC.
 inline dx7sim::Bytes withCrc(dx7sim::Bytes frame) {

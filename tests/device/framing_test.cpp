@@ -1,5 +1,5 @@
 // Requests out of bytes: whole, in pieces, joined, damaged.
-#include "framing.h"
+#include "device/line/framing.h"
 
 #include <gtest/gtest.h>
 

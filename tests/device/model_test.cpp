@@ -1,11 +1,11 @@
 // Values that hold, values that move, and two views of one value.
-#include "model.h"
+#include "device/station/model.h"
 
 #include <gtest/gtest.h>
 
 #include <set>
 
-#include "notation.h"
+#include "device/station/notation.h"
 
 namespace {
 

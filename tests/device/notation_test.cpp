@@ -1,9 +1,9 @@
 // How users write items, values and stations.
-#include "notation.h"
+#include "device/station/notation.h"
 
 #include <gtest/gtest.h>
 
-#include "usage_error.h"
+#include "device/line/usage_error.h"
 
 namespace {
 

@@ -1,5 +1,5 @@
 // Bytes at the pace of a line.
-#include "pacing.h"
+#include "device/line/pacing.h"
 
 #include <gtest/gtest.h>
 

@@ -1,5 +1,5 @@
 // Text that a terminal takes for text alone.
-#include "printable.h"
+#include "device/printable.h"
 
 #include <gtest/gtest.h>
 

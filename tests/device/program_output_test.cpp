@@ -13,8 +13,8 @@
 #include <fstream>
 #include <thread>
 
+#include "device/printable.h"
 #include "device_process.h"
-#include "printable.h"
 
 namespace {
 

@@ -1,5 +1,5 @@
 // Every register type's places on the line, from both sides.
-#include "register_map.h"
+#include "device/station/register_map.h"
 
 #include <gtest/gtest.h>
 

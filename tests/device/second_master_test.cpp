@@ -1,10 +1,10 @@
 // What another master gets to hear: well formed, of the same kind, with another content, and nothing carried
 // out.
-#include "second_master.h"
+#include "device/station/second_master.h"
 
 #include <gtest/gtest.h>
 
-#include "engine.h"
+#include "device/station/engine.h"
 #include "frames.h"
 
 namespace {

@@ -1,9 +1,9 @@
 // Initial values from TOML: what is read, and where an error is.
-#include "values_file.h"
+#include "device/values_file.h"
 
 #include <gtest/gtest.h>
 
-#include "usage_error.h"
+#include "device/line/usage_error.h"
 
 namespace {
 

@@ -5,7 +5,7 @@
 #include <string>
 #include <utility>
 
-#include "crc16.h"
+#include "device/line/crc16.h"
 
 namespace dx7sim {
 

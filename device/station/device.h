@@ -6,10 +6,10 @@
 #include <map>
 #include <vector>
 
-#include "engine.h"
-#include "faults.h"
-#include "notation.h"
-#include "statistics.h"
+#include "device/station/engine.h"
+#include "device/station/faults.h"
+#include "device/station/notation.h"
+#include "device/station/statistics.h"
 
 namespace dx7sim {
 

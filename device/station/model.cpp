@@ -1,4 +1,4 @@
-#include "model.h"
+#include "device/station/model.h"
 
 namespace dx7sim {
 

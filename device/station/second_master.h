@@ -3,9 +3,9 @@
 #ifndef DX7_DEVICE_SECOND_MASTER_H
 #define DX7_DEVICE_SECOND_MASTER_H
 
-#include "crc16.h"
-#include "device_time.h"
-#include "model.h"
+#include "device/line/crc16.h"
+#include "device/line/device_time.h"
+#include "device/station/model.h"
 
 namespace dx7sim {
 

@@ -1,9 +1,9 @@
-#include "faults.h"
+#include "device/station/faults.h"
 
 #include <charconv>
 
-#include "notation.h"
-#include "usage_error.h"
+#include "device/line/usage_error.h"
+#include "device/station/notation.h"
 
 namespace dx7sim {
 

@@ -1,4 +1,4 @@
-#include "statistics.h"
+#include "device/station/statistics.h"
 
 #include <sstream>
 

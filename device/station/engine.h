@@ -16,9 +16,9 @@
 
 #include <memory>
 
-#include "crc16.h"
-#include "device_time.h"
-#include "model.h"
+#include "device/line/crc16.h"
+#include "device/line/device_time.h"
+#include "device/station/model.h"
 
 namespace dx7sim {
 

@@ -1,4 +1,4 @@
-#include "crc16.h"
+#include "device/line/crc16.h"
 
 namespace dx7sim {
 

@@ -1,4 +1,4 @@
-#include "pacing.h"
+#include "device/line/pacing.h"
 
 #include <algorithm>
 #include <utility>

@@ -1,4 +1,4 @@
-#include "window.h"
+#include "device/station/window.h"
 
 #include <algorithm>
 

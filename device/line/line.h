@@ -8,8 +8,8 @@
 #include <string>
 #include <vector>
 
-#include "crc16.h"
-#include "printable.h"
+#include "device/line/crc16.h"
+#include "device/printable.h"
 
 namespace dx7sim {
 

@@ -4,7 +4,7 @@
 
 #include <stdexcept>
 
-#include "printable.h"
+#include "device/printable.h"
 
 namespace dx7sim {
 

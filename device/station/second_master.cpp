@@ -1,4 +1,4 @@
-#include "second_master.h"
+#include "device/station/second_master.h"
 
 #include <modbus/modbus.h>
 
@@ -6,7 +6,7 @@
 #include <optional>
 #include <vector>
 
-#include "window.h"
+#include "device/station/window.h"
 
 namespace dx7sim {
 

@@ -7,7 +7,7 @@
 #include <string>
 #include <vector>
 
-#include "register_map.h"
+#include "device/station/register_map.h"
 
 namespace dx7sim {
 

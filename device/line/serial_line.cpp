@@ -4,9 +4,9 @@
 #include <map>
 
 #include "common/port_lock.h"
-#include "descriptor.h"
-#include "line.h"
-#include "usage_error.h"
+#include "device/line/descriptor.h"
+#include "device/line/line.h"
+#include "device/line/usage_error.h"
 
 namespace dx7sim {
 

@@ -1,4 +1,4 @@
-#include "register_map.h"
+#include "device/station/register_map.h"
 
 #include <array>
 

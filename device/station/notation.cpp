@@ -1,9 +1,9 @@
-#include "notation.h"
+#include "device/station/notation.h"
 
 #include <algorithm>
 #include <charconv>
 
-#include "usage_error.h"
+#include "device/line/usage_error.h"
 
 namespace dx7sim {
 

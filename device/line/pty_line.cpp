@@ -8,9 +8,9 @@
 
 #include <cstring>
 
-#include "descriptor.h"
-#include "line.h"
-#include "usage_error.h"
+#include "device/line/descriptor.h"
+#include "device/line/line.h"
+#include "device/line/usage_error.h"
 
 namespace dx7sim {
 

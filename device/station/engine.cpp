@@ -1,4 +1,4 @@
-#include "engine.h"
+#include "device/station/engine.h"
 
 #include <fcntl.h>
 #include <sys/socket.h>
@@ -9,7 +9,7 @@
 #include <string>
 #include <system_error>
 
-#include "window.h"
+#include "device/station/window.h"
 
 namespace dx7sim {
 

@@ -3,9 +3,9 @@
 #include <netinet/tcp.h>
 #include <sys/socket.h>
 
-#include "descriptor.h"
-#include "line.h"
-#include "usage_error.h"
+#include "device/line/descriptor.h"
+#include "device/line/line.h"
+#include "device/line/usage_error.h"
 
 namespace dx7sim {
 

@@ -8,7 +8,7 @@
 #include <map>
 #include <string>
 
-#include "faults.h"
+#include "device/station/faults.h"
 
 namespace dx7sim {
 

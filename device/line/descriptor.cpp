@@ -1,4 +1,4 @@
-#include "descriptor.h"
+#include "device/line/descriptor.h"
 
 #include <unistd.h>
 

@@ -1,10 +1,10 @@
-#include "device.h"
+#include "device/station/device.h"
 
 #include <iterator>
 #include <utility>
 
-#include "second_master.h"
-#include "usage_error.h"
+#include "device/line/usage_error.h"
+#include "device/station/second_master.h"
 
 namespace dx7sim {
 

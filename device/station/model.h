@@ -26,8 +26,8 @@
 #include <map>
 #include <utility>
 
-#include "device_time.h"
-#include "register_map.h"
+#include "device/line/device_time.h"
+#include "device/station/register_map.h"
 
 namespace dx7sim {
 

@@ -1,4 +1,4 @@
-#include "framing.h"
+#include "device/line/framing.h"
 
 #include <algorithm>
 
