@@ -12,7 +12,7 @@
 #include <cstring>
 #include <fstream>
 
-namespace dx7 {
+namespace dx7common {
 
 namespace {
 
@@ -117,4 +117,4 @@ void PortLock::release() {
     isDevice_ = false;
 }
 
-}  // namespace dx7
+}  // namespace dx7common

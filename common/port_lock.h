@@ -8,7 +8,7 @@
 
 #include <string>
 
-namespace dx7 {
+namespace dx7common {
 
 /// A lock that goes by the number of the device (major and minor), which links, second nodes and bind mounts
 /// share. It is a socket in the abstract namespace: it needs no folder and no rights, holds between users,
@@ -39,6 +39,6 @@ private:
     dev_t number_ = 0;
 };
 
-}  // namespace dx7
+}  // namespace dx7common
 
 #endif

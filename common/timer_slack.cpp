@@ -2,7 +2,7 @@
 
 #include <sys/prctl.h>
 
-namespace dx7 {
+namespace dx7common {
 
 void useExactTimers() {
     // In nanoseconds; 0 would mean the default.
@@ -10,4 +10,4 @@ void useExactTimers() {
     ::prctl(PR_SET_TIMERSLACK, slack, 0UL, 0UL, 0UL);
 }
 
-}  // namespace dx7
+}  // namespace dx7common

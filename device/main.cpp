@@ -1,4 +1,3 @@
-#include <fcntl.h>
 #include <signal.h>
 #include <sys/signalfd.h>
 #include <unistd.h>
@@ -6,9 +5,12 @@
 #include <cerrno>
 #include <stdexcept>
 
+#include "common/exit_codes.h"
+#include "common/file_descriptor.h"
+#include "common/printable.h"
+#include "common/standard_descriptors.h"
+#include "common/system_reason.h"
 #include "common/timer_slack.h"
-#include "device/exit_codes.h"
-#include "device/line/descriptor.h"
 #include "device/line/usage_error.h"
 #include "device/options.h"
 #include "device/output.h"
@@ -17,18 +19,8 @@
 
 namespace {
 
+using namespace dx7common;
 using namespace dx7sim;
-
-/// Standard input, output and error may be closed; whatever is opened next must not take their numbers.
-void occupyStandardDescriptors() {
-    int fd = -1;
-    do {
-        fd = ::open("/dev/null", O_RDWR);
-    } while (fd >= 0 && fd <= STDERR_FILENO);
-    if (fd > STDERR_FILENO) {
-        ::close(fd);
-    }
-}
 
 void ignore(int signalNumber) {
     struct sigaction action {};
@@ -37,7 +29,7 @@ void ignore(int signalNumber) {
 }
 
 /// A descriptor on which the signals that end the device arrive.
-Descriptor catchSignals() {
+FileDescriptor catchSignals() {
     sigset_t ending;
     ::sigemptyset(&ending);
     ::sigaddset(&ending, SIGINT);
@@ -49,9 +41,9 @@ Descriptor catchSignals() {
     // device.
     ignore(SIGTTIN);
     ignore(SIGTTOU);
-    Descriptor signals(::signalfd(-1, &ending, SFD_CLOEXEC));
+    FileDescriptor signals(::signalfd(-1, &ending, SFD_CLOEXEC));
     if (!signals.isOpen()) {
-        throw std::runtime_error("cannot receive signals: " + errnoText());
+        throw std::runtime_error("cannot receive signals: " + systemReason(errno));
     }
     return signals;
 }
@@ -95,7 +87,7 @@ int runOnLine(Device& device, const Options& options, int signals, Output& outpu
         server.run();
     } catch (const LineError& error) {
         output.complain(error.what());
-        exitCode = EXIT_LINE_FAILED;
+        exitCode = EXIT_FAILED;
     }
     output.print(server.summary());
     return exitCode;
@@ -108,10 +100,10 @@ int reporting(Output& output, Action action) {
         return action();
     } catch (const UsageError& error) {
         output.complain(error.what());
-        return EXIT_WRONG_USAGE;
+        return EXIT_USAGE;
     } catch (const std::exception& error) {
         output.complain(error.what());
-        return EXIT_LINE_FAILED;
+        return EXIT_FAILED;
     }
 }
 
@@ -121,16 +113,17 @@ int runDevice(const Options& options) {
     // Before the signals are caught: they end a device that waits for a values file, as a pipe without a
     // writer.
     setInitialValues(device, options);
-    const Descriptor signals = catchSignals();
-    Output whileRunning(signals.get());
-    return reporting(whileRunning, [&] { return runOnLine(device, options, signals.get(), whileRunning); });
+    const FileDescriptor signals = catchSignals();
+    Output whileRunning(signals.number());
+    return reporting(whileRunning,
+                     [&] { return runOnLine(device, options, signals.number(), whileRunning); });
 }
 
 }  // namespace
 
 int main(int argc, char** argv) {
-    occupyStandardDescriptors();
-    dx7::useExactTimers();
+    occupyStandardDescriptors(LostOutput::Vanishes);
+    useExactTimers();
     Output output(-1);
     return reporting(output, [&] {
         const CommandLine commandLine = parseCommandLine(argc, argv);

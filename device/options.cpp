@@ -3,9 +3,9 @@
 #include <CLI/CLI.hpp>
 #include <iostream>
 
-#include "device/exit_codes.h"
+#include "common/exit_codes.h"
+#include "common/printable.h"
 #include "device/line/usage_error.h"
-#include "device/printable.h"
 #include "device/station/notation.h"
 
 namespace dx7sim {
@@ -164,15 +164,16 @@ CommandLine parseCommandLine(int argc, const char* const* argv) {
     } catch (const CLI::ParseError& error) {
         if (error.get_exit_code() == 0) {
             app.exit(error);
-            return {std::nullopt, EXIT_DONE};
+            return {std::nullopt, dx7common::EXIT_DONE};
         }
-        std::cerr << "dx7-device: " << printable(error.what()) << " (--help shows what can be asked)\n";
-        return {std::nullopt, EXIT_WRONG_USAGE};
+        std::cerr << "dx7-device: " << dx7common::printable(error.what())
+                  << " (--help shows what can be asked)\n";
+        return {std::nullopt, dx7common::EXIT_USAGE};
     } catch (const UsageError& error) {
         std::cerr << "dx7-device: " << error.what() << '\n';
-        return {std::nullopt, EXIT_WRONG_USAGE};
+        return {std::nullopt, dx7common::EXIT_USAGE};
     }
-    return {options, EXIT_DONE};
+    return {options, dx7common::EXIT_DONE};
 }
 
 }  // namespace dx7sim

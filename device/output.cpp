@@ -8,12 +8,13 @@
 #include <algorithm>
 #include <cerrno>
 
-#include "device/printable.h"
+#include "common/printable.h"
 
 namespace dx7sim {
 
 namespace {
 
+using dx7common::printable;
 using std::chrono::milliseconds;
 
 enum : int { INTERRUPTION_US = 100000 };

@@ -6,8 +6,8 @@
 #include <optional>
 #include <vector>
 
-#include "device/line/crc16.h"
 #include "device/line/device_time.h"
+#include "device/line/frame.h"
 
 namespace dx7sim {
 

@@ -8,15 +8,15 @@
 #include <string>
 #include <vector>
 
-#include "device/line/crc16.h"
-#include "device/printable.h"
+#include "common/printable.h"
+#include "device/line/frame.h"
 
 namespace dx7sim {
 
 /// The line cannot be used any more; the text says why. It is made printable.
 class LineError : public std::runtime_error {
 public:
-    explicit LineError(const std::string& text) : std::runtime_error(printable(text)) {}
+    explicit LineError(const std::string& text) : std::runtime_error(dx7common::printable(text)) {}
 };
 
 /// What a line reports in one go.

@@ -8,13 +8,18 @@
 
 #include <cstring>
 
-#include "device/line/descriptor.h"
+#include "common/file_descriptor.h"
+#include "common/system_reason.h"
+#include "device/line/descriptor_io.h"
 #include "device/line/line.h"
 #include "device/line/usage_error.h"
 
 namespace dx7sim {
 
 namespace {
+
+using dx7common::FileDescriptor;
+using dx7common::systemReason;
 
 /// Where the link points to; empty when `path` is no symbolic link.
 std::string linkTarget(const std::string& path) {
@@ -38,9 +43,9 @@ public:
     explicit PtyLine(const std::string& link);
     ~PtyLine() override;
 
-    std::vector<int> descriptors() const override { return {m_device.get(), m_watch.get()}; }
+    std::vector<int> descriptors() const override { return {m_device.number(), m_watch.number()}; }
     LineInput receive() override;
-    void send(const Bytes& bytes) override { writeAvailable(m_device.get(), bytes); }
+    void send(const Bytes& bytes) override { writeAvailable(m_device.number(), bytes); }
     std::string name() const override { return m_link; }
 
 private:
@@ -51,10 +56,10 @@ private:
 
     std::string m_link;
     std::string m_path;
-    Descriptor m_device;
+    FileDescriptor m_device;
     // Kept open so that the pseudo-terminal survives its clients: reading on would fail while there is none.
-    Descriptor m_client;
-    Descriptor m_watch;
+    FileDescriptor m_client;
+    FileDescriptor m_watch;
 };
 
 PtyLine::PtyLine(const std::string& link) : m_link(link) {
@@ -78,10 +83,10 @@ void PtyLine::openPair() {
     ::cfsetspeed(&raw, B9600);
     raw.c_cflag |= CREAD | CLOCAL;
     if (::openpty(&device, &client, path, &raw, nullptr) != 0) {
-        throw UsageError("cannot open a pseudo-terminal: " + errnoText());
+        throw UsageError("cannot open a pseudo-terminal: " + systemReason(errno));
     }
-    m_device = Descriptor(device);
-    m_client = Descriptor(client);
+    m_device = FileDescriptor(device);
+    m_client = FileDescriptor(client);
     m_path = path;
     ::fcntl(device, F_SETFL, O_NONBLOCK);
     ::fcntl(device, F_SETFD, FD_CLOEXEC);
@@ -98,7 +103,7 @@ void PtyLine::makeLink() {
     const std::string made = m_link + "." + std::to_string(::getpid());
     ::unlink(made.c_str());
     if (::symlink(m_path.c_str(), made.c_str()) != 0 || ::rename(made.c_str(), m_link.c_str()) != 0) {
-        const std::string reason = errnoText();
+        const std::string reason = systemReason(errno);
         ::unlink(made.c_str());
         throw UsageError("cannot make the link \"" + m_link + "\": " + reason);
     }
@@ -107,17 +112,17 @@ void PtyLine::makeLink() {
 /// Without the watch (the system may have run out of them) the line works too; only what a client left unread
 /// is then found by the next one.
 void PtyLine::watchClients() {
-    m_watch = Descriptor(::inotify_init1(IN_NONBLOCK | IN_CLOEXEC));
+    m_watch = FileDescriptor(::inotify_init1(IN_NONBLOCK | IN_CLOEXEC));
     if (m_watch.isOpen()) {
-        ::inotify_add_watch(m_watch.get(), m_path.c_str(), IN_OPEN | IN_CLOSE);
+        ::inotify_add_watch(m_watch.number(), m_path.c_str(), IN_OPEN | IN_CLOSE);
     }
 }
 
 LineInput PtyLine::receive() {
     LineInput input;
     noteClients(input);
-    if (readAvailable(m_device.get(), input.bytes) == ReadEnd::Failed) {
-        throw LineError("the pseudo-terminal " + m_path + " failed: " + errnoText());
+    if (readAvailable(m_device.number(), input.bytes) == ReadEnd::Failed) {
+        throw LineError("the pseudo-terminal " + m_path + " failed: " + systemReason(errno));
     }
     if (input.clientGone && !input.bytes.empty()) {
         // The next client may have come and asked in between.
@@ -130,7 +135,7 @@ LineInput PtyLine::receive() {
 /// alone. What is read belongs to the client that came last.
 void PtyLine::noteClients(LineInput& input) {
     Bytes events;
-    if (!m_watch.isOpen() || readAvailable(m_watch.get(), events) == ReadEnd::Failed) {
+    if (!m_watch.isOpen() || readAvailable(m_watch.number(), events) == ReadEnd::Failed) {
         return;
     }
     inotify_event event{};
@@ -138,8 +143,8 @@ void PtyLine::noteClients(LineInput& input) {
         std::memcpy(&event, events.data() + at, sizeof event);
         if ((event.mask & IN_CLOSE) != 0) {
             input.clientGone = true;
-            ::tcflush(m_client.get(), TCIFLUSH);
-            ::ioctl(m_client.get(), TIOCNXCL);
+            ::tcflush(m_client.number(), TCIFLUSH);
+            ::ioctl(m_client.number(), TIOCNXCL);
         } else if (input.clientGone) {
             input.clientGone = false;
             input.newClient = true;

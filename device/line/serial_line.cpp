@@ -3,14 +3,19 @@
 
 #include <map>
 
+#include "common/file_descriptor.h"
 #include "common/port_lock.h"
-#include "device/line/descriptor.h"
+#include "common/system_reason.h"
+#include "device/line/descriptor_io.h"
 #include "device/line/line.h"
 #include "device/line/usage_error.h"
 
 namespace dx7sim {
 
 namespace {
+
+using dx7common::FileDescriptor;
+using dx7common::systemReason;
 
 const std::map<int, speed_t> SPEEDS = {{1200, B1200},   {2400, B2400},     {4800, B4800},
                                        {9600, B9600},   {19200, B19200},   {38400, B38400},
@@ -32,17 +37,17 @@ class SerialLine : public Line {
 public:
     SerialLine(const std::string& path, const SerialSettings& settings);
     /// Closing would wait up to 30 s for a reply that is still going out on a slow line.
-    ~SerialLine() override { ::tcflush(m_port.get(), TCOFLUSH); }
+    ~SerialLine() override { ::tcflush(m_port.number(), TCOFLUSH); }
 
-    std::vector<int> descriptors() const override { return {m_port.get()}; }
+    std::vector<int> descriptors() const override { return {m_port.number()}; }
     LineInput receive() override;
-    void send(const Bytes& bytes) override { writeAvailable(m_port.get(), bytes); }
+    void send(const Bytes& bytes) override { writeAvailable(m_port.number(), bytes); }
     std::string name() const override { return m_path; }
 
 private:
     std::string m_path;
-    dx7::PortLock m_lock;
-    Descriptor m_port;
+    dx7common::PortLock m_lock;
+    FileDescriptor m_port;
 };
 
 SerialLine::SerialLine(const std::string& path, const SerialSettings& settings) : m_path(path) {
@@ -51,15 +56,15 @@ SerialLine::SerialLine(const std::string& path, const SerialSettings& settings) 
     if (!m_lock.take(path, &why)) {
         throw UsageError("cannot open the serial port \"" + path + "\": " + why);
     }
-    m_port = Descriptor(::open(path.c_str(), O_RDWR | O_NOCTTY | O_NONBLOCK | O_CLOEXEC));
+    m_port = FileDescriptor(::open(path.c_str(), O_RDWR | O_NOCTTY | O_NONBLOCK | O_CLOEXEC));
     if (!m_port.isOpen()) {
-        throw UsageError("cannot open the serial port \"" + path + "\": " + errnoText());
+        throw UsageError("cannot open the serial port \"" + path + "\": " + systemReason(errno));
     }
     termios line{};
-    if (::tcgetattr(m_port.get(), &line) != 0) {
-        throw UsageError("\"" + path + "\" is no serial port: " + errnoText());
+    if (::tcgetattr(m_port.number(), &line) != 0) {
+        throw UsageError("\"" + path + "\" is no serial port: " + systemReason(errno));
     }
-    if (!m_lock.confirm(m_port.get(), &why)) {
+    if (!m_lock.confirm(m_port.number(), &why)) {
         throw UsageError("cannot open the serial port \"" + path + "\": " + why);
     }
     ::cfmakeraw(&line);
@@ -71,15 +76,15 @@ SerialLine::SerialLine(const std::string& path, const SerialSettings& settings) 
     line.c_cflag |= settings.stopBits == 2 ? CSTOPB : 0U;
     line.c_cflag |= settings.parity == 'N' ? 0U : PARENB;
     line.c_cflag |= settings.parity == 'O' ? PARODD : 0U;
-    if (::tcsetattr(m_port.get(), TCSANOW, &line) != 0) {
-        throw UsageError("the serial port \"" + path + "\" refuses its settings: " + errnoText());
+    if (::tcsetattr(m_port.number(), TCSANOW, &line) != 0) {
+        throw UsageError("the serial port \"" + path + "\" refuses its settings: " + systemReason(errno));
     }
-    ::tcflush(m_port.get(), TCIOFLUSH);
+    ::tcflush(m_port.number(), TCIOFLUSH);
 }
 
 LineInput SerialLine::receive() {
     LineInput input;
-    if (readAvailable(m_port.get(), input.bytes) != ReadEnd::NothingMore) {
+    if (readAvailable(m_port.number(), input.bytes) != ReadEnd::NothingMore) {
         throw LineError("the serial port " + m_path + " is gone");
     }
     return input;

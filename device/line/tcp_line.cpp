@@ -3,13 +3,18 @@
 #include <netinet/tcp.h>
 #include <sys/socket.h>
 
-#include "device/line/descriptor.h"
+#include "common/file_descriptor.h"
+#include "common/system_reason.h"
+#include "device/line/descriptor_io.h"
 #include "device/line/line.h"
 #include "device/line/usage_error.h"
 
 namespace dx7sim {
 
 namespace {
+
+using dx7common::FileDescriptor;
+using dx7common::systemReason;
 
 class TcpLine : public Line {
 public:
@@ -25,8 +30,8 @@ private:
 
     std::string m_address;
     int m_port;
-    Descriptor m_listener;
-    Descriptor m_client;
+    FileDescriptor m_listener;
+    FileDescriptor m_client;
 };
 
 TcpLine::TcpLine(const std::string& address, int port) : m_address(address), m_port(port) {
@@ -37,31 +42,31 @@ TcpLine::TcpLine(const std::string& address, int port) : m_address(address), m_p
     if (::inet_pton(AF_INET, address.c_str(), &place.sin_addr) != 1) {
         throw UsageError("\"" + address + "\" is no address to listen on: write it in numbers, as 127.0.0.1");
     }
-    m_listener = Descriptor(::socket(AF_INET, SOCK_STREAM | SOCK_NONBLOCK | SOCK_CLOEXEC, 0));
+    m_listener = FileDescriptor(::socket(AF_INET, SOCK_STREAM | SOCK_NONBLOCK | SOCK_CLOEXEC, 0));
     const int on = 1;
-    ::setsockopt(m_listener.get(), SOL_SOCKET, SO_REUSEADDR, &on, sizeof on);
+    ::setsockopt(m_listener.number(), SOL_SOCKET, SO_REUSEADDR, &on, sizeof on);
     socklen_t size = sizeof place;
     auto* const generic = reinterpret_cast<sockaddr*>(&place);
     enum : int { WAITING_CLIENTS = 4 };
-    if (!m_listener.isOpen() || ::bind(m_listener.get(), generic, size) != 0 ||
-        ::listen(m_listener.get(), WAITING_CLIENTS) != 0 ||
-        ::getsockname(m_listener.get(), generic, &size) != 0) {
-        throw UsageError("cannot listen on " + what + ": " + errnoText());
+    if (!m_listener.isOpen() || ::bind(m_listener.number(), generic, size) != 0 ||
+        ::listen(m_listener.number(), WAITING_CLIENTS) != 0 ||
+        ::getsockname(m_listener.number(), generic, &size) != 0) {
+        throw UsageError("cannot listen on " + what + ": " + systemReason(errno));
     }
     m_port = ntohs(place.sin_port);
 }
 
 std::vector<int> TcpLine::descriptors() const {
-    std::vector<int> waitedFor{m_listener.get()};
+    std::vector<int> waitedFor{m_listener.number()};
     if (m_client.isOpen()) {
-        waitedFor.push_back(m_client.get());
+        waitedFor.push_back(m_client.number());
     }
     return waitedFor;
 }
 
 LineInput TcpLine::receive() {
     LineInput input;
-    if (m_client.isOpen() && readAvailable(m_client.get(), input.bytes) != ReadEnd::NothingMore) {
+    if (m_client.isOpen() && readAvailable(m_client.number(), input.bytes) != ReadEnd::NothingMore) {
         m_client.close();
         input.clientGone = true;
     }
@@ -70,13 +75,13 @@ LineInput TcpLine::receive() {
 }
 
 void TcpLine::acceptClient(LineInput& input) {
-    Descriptor client(::accept4(m_listener.get(), nullptr, nullptr, SOCK_NONBLOCK | SOCK_CLOEXEC));
+    FileDescriptor client(::accept4(m_listener.number(), nullptr, nullptr, SOCK_NONBLOCK | SOCK_CLOEXEC));
     if (!client.isOpen()) {
         return;
     }
     const int on = 1;
-    ::setsockopt(client.get(), IPPROTO_TCP, TCP_NODELAY, &on, sizeof on);
-    ::setsockopt(client.get(), SOL_SOCKET, SO_KEEPALIVE, &on, sizeof on);
+    ::setsockopt(client.number(), IPPROTO_TCP, TCP_NODELAY, &on, sizeof on);
+    ::setsockopt(client.number(), SOL_SOCKET, SO_KEEPALIVE, &on, sizeof on);
     input.clientGone = true;
     m_client.close();
     m_client = std::move(client);
@@ -84,7 +89,7 @@ void TcpLine::acceptClient(LineInput& input) {
 
 void TcpLine::send(const Bytes& bytes) {
     if (m_client.isOpen()) {
-        writeAvailable(m_client.get(), bytes);
+        writeAvailable(m_client.number(), bytes);
     }
 }
 

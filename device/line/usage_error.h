@@ -4,7 +4,7 @@
 
 #include <stdexcept>
 
-#include "device/printable.h"
+#include "common/printable.h"
 
 namespace dx7sim {
 
@@ -12,7 +12,7 @@ namespace dx7sim {
 /// It quotes what arguments, files and commands hold, so it is made printable.
 class UsageError : public std::runtime_error {
 public:
-    explicit UsageError(const std::string& text) : std::runtime_error(printable(text)) {}
+    explicit UsageError(const std::string& text) : std::runtime_error(dx7common::printable(text)) {}
 };
 
 }  // namespace dx7sim

@@ -16,8 +16,8 @@
 
 #include <memory>
 
-#include "device/line/crc16.h"
 #include "device/line/device_time.h"
+#include "device/line/frame.h"
 #include "device/station/model.h"
 
 namespace dx7sim {

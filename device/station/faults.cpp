@@ -2,12 +2,16 @@
 
 #include <charconv>
 
+#include "common/modbus_limits.h"
 #include "device/line/usage_error.h"
 #include "device/station/notation.h"
 
 namespace dx7sim {
 
 namespace {
+
+using dx7common::HIGHEST_STATION;
+using dx7common::LOWEST_STATION;
 
 /// How a fault is written: its name and what follows it.
 struct Form {

@@ -9,8 +9,8 @@
 #include <set>
 #include <string>
 
-#include "device/line/crc16.h"
 #include "device/line/device_time.h"
+#include "device/line/frame.h"
 
 namespace dx7sim {
 

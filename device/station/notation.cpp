@@ -3,11 +3,15 @@
 #include <algorithm>
 #include <charconv>
 
+#include "common/modbus_limits.h"
 #include "device/line/usage_error.h"
 
 namespace dx7sim {
 
 namespace {
+
+using dx7common::HIGHEST_STATION;
+using dx7common::LOWEST_STATION;
 
 /// The whole of `text` as a number, or none.
 std::optional<long long> number(const std::string& text, int base) {

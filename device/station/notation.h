@@ -11,8 +11,6 @@
 
 namespace dx7sim {
 
-enum : int { LOWEST_STATION = 1, HIGHEST_STATION = 247 };
-
 /// An item, of one station or (none) of every station that is simulated.
 struct Target {
     Item item{};

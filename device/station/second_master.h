@@ -3,8 +3,8 @@
 #ifndef DX7_DEVICE_SECOND_MASTER_H
 #define DX7_DEVICE_SECOND_MASTER_H
 
-#include "device/line/crc16.h"
 #include "device/line/device_time.h"
+#include "device/line/frame.h"
 #include "device/station/model.h"
 
 namespace dx7sim {

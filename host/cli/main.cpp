@@ -7,11 +7,11 @@
 #include <cstdio>
 #include <sstream>
 
+#include "common/standard_descriptors.h"
 #include "common/timer_slack.h"
 #include "host/cli/options.h"
 #include "host/cli/output.h"
 #include "host/error.h"
-#include "host/line/standard_descriptors.h"
 
 namespace {
 
@@ -156,10 +156,10 @@ int runChecked(int argc, char** argv) {
 }  // namespace
 
 int main(int argc, char** argv) {
-    if (!dx7::occupyStandardDescriptors()) {
+    if (!dx7common::occupyStandardDescriptors(dx7common::LostOutput::Fails)) {
         return EXIT_FAILED;
     }
-    dx7::useExactTimers();
+    dx7common::useExactTimers();
     try {
         // What Qt has to say about a file or port stands in the command's own line, too.
         std::signal(SIGXFSZ, SIG_IGN);  // A file that may not grow any more fails as one on a full disk.

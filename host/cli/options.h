@@ -11,11 +11,14 @@
 #include <string>
 #include <vector>
 
+#include "common/exit_codes.h"
 #include "host/files/line_file.h"
 
 namespace dx7::cli {
 
-enum ExitCode { EXIT_DONE = 0, EXIT_FAILED = 1, EXIT_USAGE = 2 };
+using dx7common::EXIT_DONE;
+using dx7common::EXIT_FAILED;
+using dx7common::EXIT_USAGE;
 
 /// What the command line said about the driver and the line; what it left open the driver's defaults fill.
 struct CommonOptions {

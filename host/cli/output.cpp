@@ -3,10 +3,10 @@
 #include <cerrno>
 #include <cstdio>
 
+#include "common/printable.h"
 #include "host/error.h"
 #include "host/files/wall_clock.h"
 #include "host/line/clock.h"
-#include "host/line/system_reason.h"
 
 namespace dx7::cli {
 
@@ -16,11 +16,6 @@ void printLine(const char* line) {
     if (std::fprintf(stdout, "%s\n", line) < 0 || std::fflush(stdout) != 0) {
         throw LineError(QStringLiteral("standard output cannot be written: %1").arg(systemReason(errno)));
     }
-}
-
-// Ends a line, or turns the order of what follows on the screen.
-bool isLayout(int code) {
-    return (code >= 0x2028 && code <= 0x202E) || (code >= 0x2066 && code <= 0x2069);
 }
 
 }  // namespace
@@ -49,18 +44,7 @@ bool tell(const Json& object) {
 }
 
 void complain(const QString& line) {
-    QString shown;
-    for (const QChar character : line) {
-        const int code = character.unicode();
-        if (character.category() == QChar::Other_Control) {
-            shown += QStringLiteral("\\x%1").arg(code, 2, 16, QLatin1Char('0'));
-        } else if (isLayout(code)) {
-            shown += QStringLiteral("\\u%1").arg(code, 4, 16, QLatin1Char('0'));
-        } else {
-            shown += character;
-        }
-    }
-    std::fprintf(stderr, "dx7: %s\n", shown.toUtf8().constData());
+    std::fprintf(stderr, "dx7: %s\n", dx7common::printable(utf8(line)).c_str());
 }
 
 QString clockTime() {

@@ -1,40 +1,15 @@
 #include "host/exchange/rtu_frame.h"
 
-#include <array>
+#include "common/crc16.h"
 
 namespace dx7 {
-
-namespace {
-
-// What eight steps of the CRC (polynomial 0xA001, lowest bit first) make of each byte.
-constexpr std::array<quint16, 256> crcTable() {
-    std::array<quint16, 256> table{};
-    for (int byte = 0; byte < 256; ++byte) {
-        int crc = byte;
-        for (int bit = 0; bit < 8; ++bit) {
-            crc = (crc & 1) != 0 ? (crc >> 1) ^ 0xA001 : crc >> 1;
-        }
-        table[static_cast<std::size_t>(byte)] = static_cast<quint16>(crc);
-    }
-    return table;
-}
-
-constexpr std::array<quint16, 256> CRC_TABLE = crcTable();
-
-}  // namespace
 
 bool isWriteFunction(int function) {
     return function == 5 || function == 6 || function == 15 || function == 16;
 }
 
 quint16 crc16(const QByteArray& bytes, int start, int length) {
-    quint16 crc = 0xFFFF;
-    const char* const data = bytes.constData();
-    for (int i = start; i < start + length; ++i) {
-        const std::size_t row = (crc ^ static_cast<quint8>(data[i])) & 0xFF;
-        crc = static_cast<quint16>((crc >> 8) ^ CRC_TABLE[row]);
-    }
-    return crc;
+    return dx7common::crc16(bytes.constData() + start, static_cast<std::size_t>(length));
 }
 
 void appendCrc(QByteArray& frame) {

@@ -7,15 +7,16 @@
 #include <QByteArray>
 #include <QString>
 
+#include "common/modbus_limits.h"
+
 namespace dx7 {
 
-enum : int {
-    EXCEPTION_BIT = 0x80,
-    EXCEPTION_FRAME_BYTES = 5,
-    DIAGNOSTIC_FRAME_BYTES = 8,
-    SHORTEST_FRAME_BYTES = 4,
-    LONGEST_FRAME_BYTES = 256
-};
+using dx7common::EXCEPTION_BIT;
+using dx7common::EXCEPTION_FRAME_BYTES;
+using dx7common::LONGEST_FRAME_BYTES;
+using dx7common::SHORTEST_FRAME_BYTES;
+
+enum : int { DIAGNOSTIC_FRAME_BYTES = 8 };
 
 /// The two function codes that say nothing of any item.
 enum : int { READ_EXCEPTION_STATUS = 7, DIAGNOSTICS = 8 };

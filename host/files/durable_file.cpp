@@ -5,7 +5,8 @@
 
 #include <cerrno>
 #include <climits>
-#include <utility>
+
+#include "common/file_descriptor.h"
 
 namespace dx7 {
 
@@ -14,32 +15,6 @@ namespace {
 enum { MOST_LINKS = 40 };
 
 }  // namespace
-
-FileDescriptor::FileDescriptor(const QByteArray& path, int flags, mode_t mode) {
-    open(path, flags, mode);
-}
-
-bool FileDescriptor::open(const QByteArray& path, int flags, mode_t mode) {
-    close();
-    do {
-        number_ = ::open(path.constData(), flags | O_CLOEXEC, mode);
-    } while (number_ < 0 && errno == EINTR);
-    return isOpen();
-}
-
-FileDescriptor::~FileDescriptor() {
-    close();
-}
-
-int FileDescriptor::release() {
-    return std::exchange(number_, -1);
-}
-
-bool FileDescriptor::close() {
-    const int number = release();
-    // Linux closes it although a signal came.
-    return number < 0 || ::close(number) == 0 || errno == EINTR;
-}
 
 bool writeBytes(int descriptor, const char* bytes, size_t count) {
     while (count > 0) {
@@ -66,7 +41,7 @@ bool syncFile(int descriptor) {
 }
 
 bool syncFolderOf(const QByteArray& path) {
-    FileDescriptor folder(folderOf(path), O_RDONLY | O_DIRECTORY);
+    dx7common::FileDescriptor folder(folderOf(path), O_RDONLY | O_DIRECTORY);
     if (folder.isOpen()) {
         return syncFile(folder.number()) || errno == EINVAL || errno == ENOSYS || errno == EOPNOTSUPP;
     }
@@ -74,7 +49,7 @@ bool syncFolderOf(const QByteArray& path) {
         return false;
     }
     // A folder that may be written and not read: all of its file system then.
-    const FileDescriptor file(path, O_RDONLY | O_NONBLOCK);
+    const dx7common::FileDescriptor file(path, O_RDONLY | O_NONBLOCK);
     return file.isOpen() && ::syncfs(file.number()) == 0;
 }
 

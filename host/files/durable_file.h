@@ -10,28 +10,6 @@
 
 namespace dx7 {
 
-/// A descriptor that is closed with its owner. Not open: -1.
-class FileDescriptor {
-public:
-    FileDescriptor() = default;
-    /// As open(2), close-on-exec; a signal does not end it. `errno` says why it is not open.
-    FileDescriptor(const QByteArray& path, int flags, mode_t mode = 0);
-    ~FileDescriptor();
-
-    /// As the constructor, in place of what was open. False when it is not open then.
-    bool open(const QByteArray& path, int flags, mode_t mode = 0);
-    bool isOpen() const { return number_ >= 0; }
-    int number() const { return number_; }
-    /// The owner closes it from now on.
-    int release();
-    /// False with `errno` when closing failed: bytes may be lost. It is not open any more in any case.
-    bool close();
-
-private:
-    Q_DISABLE_COPY(FileDescriptor)
-    int number_ = -1;
-};
-
 /// Each is false with `errno` when it failed.
 
 /// All bytes, however many pieces the system takes them in.

@@ -2,6 +2,7 @@
 
 #include <QSet>
 
+#include "common/modbus_limits.h"
 #include "host/error.h"
 #include "host/files/toml_file.h"
 
@@ -9,7 +10,7 @@ namespace dx7 {
 
 namespace {
 
-enum { HIGHEST_TAG_STATION = 247, HIGHEST_TAG_COUNT = 1000, MOST_POINTS = 100000 };
+enum { HIGHEST_TAG_COUNT = 1000, MOST_POINTS = 100000 };
 
 const toml::table& tableAt(const QString& path, const toml::node& node, const char* what) {
     if (!node.is_table()) {
@@ -151,7 +152,8 @@ LineTag lineTag(const QString& path, const toml::table& table, const ItemNotatio
     Point point;
     const QString typeName = neededText(path, table, "type");
     blame(path, table, "type", prefix, [&] { point.type = notation.type(typeName); });
-    point.station = wholeNumber(path, table, "station", 1, HIGHEST_TAG_STATION, 1);
+    point.station =
+        wholeNumber(path, table, "station", dx7common::LOWEST_STATION, dx7common::HIGHEST_STATION, 1);
     const bool counted = table.contains("count");
     const int count = wholeNumber(path, table, "count", 1, HIGHEST_TAG_COUNT, 1);
     point.format = tagFormat(path, table, prefix);

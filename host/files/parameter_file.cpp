@@ -1,5 +1,6 @@
 #include "host/files/parameter_file.h"
 
+#include "common/modbus_limits.h"
 #include "host/error.h"
 #include "host/files/parameter_seal.h"
 #include "host/files/toml_file.h"
@@ -10,7 +11,8 @@ namespace dx7 {
 
 namespace {
 
-enum { HIGHEST_FILE_STATION = 247 };
+using dx7common::HIGHEST_STATION;
+using dx7common::LOWEST_STATION;
 
 void readType(const QString& path, const ItemNotation& notation, const RegisterType& type,
               const toml::table& table, QMap<int, int>* values) {
@@ -41,8 +43,12 @@ ParameterSet readParameters(const QString& path, const QByteArray& text, const I
         const QString name = tomlText(key.str());
         if (name == QLatin1String("station")) {
             const qint64 station = *tomlInteger(path, table, "station");
-            if (station < 1 || station > HIGHEST_FILE_STATION) {
-                refuseToml(path, node.source(), QStringLiteral("station %1 is not 1 to 247").arg(station));
+            if (station < LOWEST_STATION || station > HIGHEST_STATION) {
+                refuseToml(path, node.source(),
+                           QStringLiteral("station %1 is not %2 to %3")
+                               .arg(station)
+                               .arg(int(LOWEST_STATION))
+                               .arg(int(HIGHEST_STATION)));
             }
             set.station = static_cast<int>(station);
             continue;

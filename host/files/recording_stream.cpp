@@ -12,7 +12,7 @@
 #include <utility>
 
 #include "host/error.h"
-#include "host/line/system_reason.h"
+#include "host/files/durable_file.h"
 
 namespace dx7 {
 

@@ -9,7 +9,7 @@
 #include <cstdio>
 #include <functional>
 
-#include "host/files/durable_file.h"
+#include "common/file_descriptor.h"
 
 namespace dx7 {
 
@@ -49,7 +49,7 @@ private:
 
     QByteArray path_;
     std::function<bool()> stop_;
-    FileDescriptor file_;
+    dx7common::FileDescriptor file_;
     bool regular_ = false;
     std::FILE* stream_ = nullptr;
     qint64 written_ = 0;

@@ -10,9 +10,9 @@
 #include <cstdio>
 #include <memory>
 
+#include "common/file_descriptor.h"
 #include "host/error.h"
 #include "host/files/durable_file.h"
-#include "host/line/system_reason.h"
 
 namespace dx7 {
 
@@ -50,18 +50,19 @@ public:
 
     const QByteArray& path() const { return path_; }
     bool exists() const { return !path_.isEmpty(); }
-    FileDescriptor& descriptor() { return *descriptor_; }
+    dx7common::FileDescriptor& descriptor() { return *descriptor_; }
 
 private:
     Q_DISABLE_COPY(SideFile)
     QByteArray path_;
-    std::unique_ptr<FileDescriptor> descriptor_;
+    std::unique_ptr<dx7common::FileDescriptor> descriptor_;
 };
 
 bool SideFile::create(const QByteArray& beside, mode_t mode) {
     for (int i = 0; i < NAME_TRIES; ++i) {
         const QByteArray name = sideName(beside);
-        descriptor_ = std::make_unique<FileDescriptor>(name, O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW, mode);
+        descriptor_ =
+            std::make_unique<dx7common::FileDescriptor>(name, O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW, mode);
         if (descriptor_->isOpen()) {
             path_ = name;
             return true;

@@ -4,6 +4,7 @@
 #include <set>
 #include <tuple>
 
+#include "common/modbus_limits.h"
 #include "host/error.h"
 #include "host/items/address_text.h"
 #include "host/number_text.h"
@@ -12,7 +13,6 @@ namespace dx7 {
 
 namespace {
 
-const int LAST_STATION = 247;
 const int MOST_VALUES = 1000;
 
 // Result codes of intf_checkAddrValidity.
@@ -189,7 +189,7 @@ ItemNotation::Parts ItemNotation::split(const QString& text, int defaultStation)
     parts.format = formatFromOptions(options);
     const QString station = cutFrom(&head, QLatin1Char('@'));
     if (!station.isNull()) {
-        parts.station = numberInRange(station, "station", 0, LAST_STATION);
+        parts.station = numberInRange(station, "station", 0, dx7common::HIGHEST_STATION);
     }
     const int colon = head.indexOf(QLatin1Char(':'));
     if (colon < 0) {

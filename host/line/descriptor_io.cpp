@@ -5,7 +5,7 @@
 
 #include <cerrno>
 
-#include "host/line/system_reason.h"
+#include "host/error.h"
 
 namespace dx7 {
 

@@ -10,7 +10,6 @@
 #include <cstdint>
 
 #include "host/error.h"
-#include "host/line/system_reason.h"
 
 namespace dx7 {
 

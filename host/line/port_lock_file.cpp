@@ -11,7 +11,7 @@
 #include <cerrno>
 #include <climits>
 
-#include "host/files/durable_file.h"
+#include "common/file_descriptor.h"
 
 namespace dx7 {
 
@@ -32,7 +32,7 @@ qint64 processIn(const QString& lockFile) {
 }
 
 // A program that lives has its file locked itself. One of another container has a process number of there.
-bool isLocked(const FileDescriptor& file) {
+bool isLocked(const dx7common::FileDescriptor& file) {
     return ::flock(file.number(), LOCK_EX | LOCK_NB) != 0 && errno == EWOULDBLOCK;
 }
 
@@ -63,7 +63,7 @@ QString portLockFile(const QString& port) {
 
 bool removeStaleLock(const QString& lockFile) {
     const QByteArray path = QFile::encodeName(lockFile);
-    const FileDescriptor file(path, O_RDONLY | O_NOFOLLOW | O_NONBLOCK);
+    const dx7common::FileDescriptor file(path, O_RDONLY | O_NOFOLLOW | O_NONBLOCK);
     const qint64 process = processIn(lockFile);
     if (!file.isOpen() || process == 0 || isRunning(process) || isLocked(file)) {
         return false;
@@ -81,7 +81,7 @@ QString lockFileText(const QString& lockFile) {
         return QStringLiteral("the lock file %1 names no process: remove it if no program has the port open")
             .arg(lockFile);
     }
-    const FileDescriptor file(QFile::encodeName(lockFile), O_RDONLY | O_NONBLOCK);
+    const dx7common::FileDescriptor file(QFile::encodeName(lockFile), O_RDONLY | O_NONBLOCK);
     if (isRunning(process) || (file.isOpen() && isLocked(file))) {
         return QStringLiteral("it is in use by %1 (process %2), as the lock file %3 says")
             .arg(nameOf(process))

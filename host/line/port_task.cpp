@@ -3,8 +3,8 @@
 #include <chrono>
 #include <utility>
 
+#include "host/error.h"
 #include "host/line/helper_thread.h"
-#include "host/line/system_reason.h"
 
 namespace dx7 {
 

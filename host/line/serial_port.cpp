@@ -11,10 +11,10 @@
 #include <chrono>
 #include <thread>
 
+#include "common/file_descriptor.h"
 #include "common/port_lock.h"
-#include "host/files/durable_file.h"
+#include "host/error.h"
 #include "host/line/port_lock_file.h"
-#include "host/line/system_reason.h"
 #include "host/line/terminal_settings.h"
 
 namespace dx7 {
@@ -57,9 +57,9 @@ private:
 
     LineSettings settings_;
     QString path_;
-    PortLock lock_;  ///< First, for it is given back last.
+    dx7common::PortLock lock_;  ///< First, for it is given back last.
     std::unique_ptr<QLockFile> lockFile_;
-    FileDescriptor port_;
+    dx7common::FileDescriptor port_;
     TerminalState before_;  ///< Null before it was changed.
 };
 

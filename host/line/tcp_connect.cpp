@@ -8,9 +8,10 @@
 #include <QByteArray>
 #include <cerrno>
 #include <memory>
+#include <utility>
 
+#include "common/system_reason.h"
 #include "host/line/helper_thread.h"
-#include "host/line/system_reason.h"
 
 namespace dx7 {
 
@@ -19,7 +20,7 @@ namespace {
 const int CONNECT_TIMEOUT_MS = 3000;
 
 QByteArray errorText(int error) {
-    return systemReasonBytes(error);
+    return QByteArray::fromStdString(dx7common::systemReason(error));
 }
 
 // 0, or why the connection that was begun did not come about.
@@ -35,12 +36,14 @@ int awaitConnection(int descriptor) {
 }
 
 Connected connectTo(const addrinfo& place) {
-    Socket socket(::socket(place.ai_family, place.ai_socktype | SOCK_NONBLOCK | SOCK_CLOEXEC, 0));
+    dx7common::FileDescriptor socket(
+        ::socket(place.ai_family, place.ai_socktype | SOCK_NONBLOCK | SOCK_CLOEXEC, 0));
     int error = 0;
-    if (!socket.isOpen() || ::connect(socket.descriptor(), place.ai_addr, place.ai_addrlen) != 0) {
-        error = errno == EINPROGRESS ? awaitConnection(socket.descriptor()) : errno;
+    if (!socket.isOpen() || ::connect(socket.number(), place.ai_addr, place.ai_addrlen) != 0) {
+        error = errno == EINPROGRESS ? awaitConnection(socket.number()) : errno;
     }
-    return error == 0 ? Connected{std::move(socket), QByteArray()} : Connected{Socket(), errorText(error)};
+    return error == 0 ? Connected{std::move(socket), QByteArray()}
+                      : Connected{dx7common::FileDescriptor(), errorText(error)};
 }
 
 Connected connectTo(const QByteArray& host, const QByteArray& port) {
@@ -49,7 +52,7 @@ Connected connectTo(const QByteArray& host, const QByteArray& port) {
     addrinfo* found = nullptr;
     const int error = ::getaddrinfo(host.constData(), port.constData(), &wanted, &found);
     if (error != 0) {
-        return Connected{Socket(),
+        return Connected{dx7common::FileDescriptor(),
                          error == EAI_SYSTEM ? errorText(errno) : QByteArray(::gai_strerror(error))};
     }
     const std::unique_ptr<addrinfo, void (*)(addrinfo*)> places(found, ::freeaddrinfo);
@@ -63,12 +66,6 @@ Connected connectTo(const QByteArray& host, const QByteArray& port) {
 
 }  // namespace
 
-void Socket::close() {
-    if (isOpen()) {
-        ::close(std::exchange(descriptor_, -1));
-    }
-}
-
 std::future<Connected> beginConnecting(const QString& host, int port) {
     const auto promise = std::make_shared<std::promise<Connected>>();
     std::future<Connected> attempt = promise->get_future();
@@ -76,7 +73,7 @@ std::future<Connected> beginConnecting(const QString& host, int port) {
         promise->set_value(connectTo(name, service));
     });
     if (error != 0) {
-        promise->set_value(Connected{Socket(), errorText(error)});
+        promise->set_value(Connected{dx7common::FileDescriptor(), errorText(error)});
     }
     return attempt;
 }

@@ -6,33 +6,14 @@
 #include <QByteArray>
 #include <QString>
 #include <future>
-#include <utility>
+
+#include "common/file_descriptor.h"
 
 namespace dx7 {
 
-/// Owns the descriptor of a socket.
-class Socket {
-public:
-    Socket() = default;
-    explicit Socket(int descriptor) : descriptor_(descriptor) {}
-    Socket(Socket&& other) noexcept : descriptor_(std::exchange(other.descriptor_, -1)) {}
-    Socket& operator=(Socket&& other) noexcept {
-        std::swap(descriptor_, other.descriptor_);
-        return *this;
-    }
-    ~Socket() { close(); }
-
-    void close();
-    bool isOpen() const { return descriptor_ >= 0; }
-    int descriptor() const { return descriptor_; }
-
-private:
-    int descriptor_ = -1;
-};
-
 /// How an attempt to connect ended.
 struct Connected {
-    Socket socket;  ///< Does not block; not open when the attempt failed.
+    dx7common::FileDescriptor socket;  ///< Does not block; not open when the attempt failed.
     /// Why it failed, in the locale's encoding: the thread may outlive what Qt needs to convert it, when the
     /// program ends.
     QByteArray failure;

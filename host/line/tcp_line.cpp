@@ -47,9 +47,9 @@ bool TcpLine::finish() {
     socket_ = std::move(connected.socket);
     failure_ = QString::fromLocal8Bit(connected.failure);
     if (isOpen()) {
-        setUp(socket_.descriptor());
+        setUp(socket_.number());
         if (expected_ != 1) {
-            setLowWaterMark(socket_.descriptor(), expected_);
+            setLowWaterMark(socket_.number(), expected_);
         }
     }
     return isOpen();

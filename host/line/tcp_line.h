@@ -16,7 +16,7 @@ public:
     void close() override;
     /// The socket's low-water mark. Its end and its loss wake all the same.
     void expect(int count) override;
-    int descriptor() const override { return socket_.descriptor(); }
+    int descriptor() const override { return socket_.number(); }
 
 protected:
     void awaitOpening(int ms) override;
@@ -27,7 +27,7 @@ private:
 
     LineSettings settings_;
     std::future<Connected> attempt_;  ///< Valid while an attempt is under way.
-    Socket socket_;
+    dx7common::FileDescriptor socket_;
     int expected_ = 1;
 };
 

@@ -3,7 +3,7 @@
 #ifndef DX7_TESTS_DEVICE_FRAMES_H
 #define DX7_TESTS_DEVICE_FRAMES_H
 
-#include "device/line/crc16.h"
+#include "device/line/frame.h"
 
 /// `frame` followed by its CRC.
 inline dx7sim::Bytes withCrc(dx7sim::Bytes frame) {

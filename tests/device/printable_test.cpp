@@ -1,11 +1,11 @@
 // Text that a terminal takes for text alone.
-#include "device/printable.h"
+#include "common/printable.h"
 
 #include <gtest/gtest.h>
 
 namespace {
 
-using namespace dx7sim;
+using namespace dx7common;
 
 struct Row {
     const char* name;

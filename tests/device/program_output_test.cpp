@@ -13,7 +13,7 @@
 #include <fstream>
 #include <thread>
 
-#include "device/printable.h"
+#include "common/printable.h"
 #include "device_process.h"
 
 namespace {
@@ -161,7 +161,7 @@ TEST(ValuesFile, ThatNeverComesIsLeft) {
 void expectPrintable(const std::string& text) {
     std::string without = text;
     without.erase(std::remove(without.begin(), without.end(), '\n'), without.end());
-    EXPECT_EQ(without, dx7sim::printable(without));
+    EXPECT_EQ(without, dx7common::printable(without));
     EXPECT_NE(without, "");
 }
 

@@ -12,6 +12,7 @@
 #include "line_ends.h"
 
 using namespace dx7;
+using namespace dx7common;
 
 namespace {
 

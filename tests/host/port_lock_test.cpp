@@ -16,7 +16,7 @@
 
 #include <QTemporaryDir>
 
-using namespace dx7;
+using namespace dx7common;
 
 namespace {
 

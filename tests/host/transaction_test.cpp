@@ -5,7 +5,7 @@
 
 #include <cerrno>
 
-#include "host/line/system_reason.h"
+#include "host/error.h"
 #include "scripted_line.h"
 
 using namespace dx7;

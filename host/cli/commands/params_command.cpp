@@ -1,5 +1,6 @@
 #include <algorithm>
 
+#include "common/modbus_limits.h"
 #include "host/cli/commands/parameter_exchange.h"
 #include "host/cli/output.h"
 #include "host/cli/output_files.h"
@@ -12,7 +13,10 @@ namespace dx7::cli {
 
 namespace {
 
-enum { HIGHEST_STATION = 247, MOST_NAMES = 10 };
+using dx7common::HIGHEST_STATION;
+using dx7common::LOWEST_STATION;
+
+enum { MOST_NAMES = 10 };
 
 struct ParamsOptions : CommonOptions {
     std::string groups = "0-15";
@@ -24,8 +28,11 @@ struct ParamsOptions : CommonOptions {
 
 int stationOf(const ParamsOptions& options, int fallback) {
     const qint64 station = options.station.value_or(fallback);
-    if (station < 1 || station > HIGHEST_STATION) {
-        throw UsageError(QStringLiteral("--station is %1, it must be 1 to 247").arg(station));
+    if (station < LOWEST_STATION || station > HIGHEST_STATION) {
+        throw UsageError(QStringLiteral("--station is %1, it must be %2 to %3")
+                             .arg(station)
+                             .arg(int(LOWEST_STATION))
+                             .arg(int(HIGHEST_STATION)));
     }
     return static_cast<int>(station);
 }

@@ -1,3 +1,4 @@
+#include "common/modbus_limits.h"
 #include "host/cli/connection.h"
 #include "host/cli/output.h"
 #include "host/cli/screen/progress.h"
@@ -101,7 +102,8 @@ int runScan(const ScanOptions& options) {
     LineSettings defaults;
     defaults.timeoutMs = 200;
     const LineSettings settings = lineSettings(options, loaded.parameter(), true, defaults);
-    const QVector<int> stations = numbersFromText(text(options.stations), "--stations", 1, 247);
+    const QVector<int> stations = numbersFromText(text(options.stations), "--stations",
+                                                  dx7common::LOWEST_STATION, dx7common::HIGHEST_STATION);
     Connection connection(loaded, settings, options);
     Progress progress(stations.size(), connection.clock());
     Course course;

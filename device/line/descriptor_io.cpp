@@ -1,18 +1,10 @@
-#include "device/line/descriptor.h"
+#include "device/line/descriptor_io.h"
 
 #include <unistd.h>
 
 #include <cerrno>
-#include <system_error>
 
 namespace dx7sim {
-
-void Descriptor::close() {
-    if (m_fd >= 0) {
-        ::close(m_fd);
-        m_fd = -1;
-    }
-}
 
 ReadEnd readAvailable(int fd, Bytes& bytes) {
     // Bounded, so that a client that never stops sending cannot keep the loop from its other duties.
@@ -41,10 +33,6 @@ void writeAvailable(int fd, const Bytes& bytes) {
         }
         sent += count > 0 ? static_cast<std::size_t>(count) : 0;
     }
-}
-
-std::string errnoText() {
-    return std::generic_category().message(errno);
 }
 
 }  // namespace dx7sim

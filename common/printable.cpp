@@ -1,9 +1,9 @@
-#include "device/printable.h"
+#include "common/printable.h"
 
 #include <algorithm>
 #include <cstddef>
 
-namespace dx7sim {
+namespace dx7common {
 
 namespace {
 
@@ -78,4 +78,4 @@ std::string printable(const std::string& text) {
     return shown;
 }
 
-}  // namespace dx7sim
+}  // namespace dx7common

@@ -1,8 +1,8 @@
 /// \file
-/// The CRC of Modbus over Serial Line, needed where a frame is recognised or damaged on purpose. Requests are
-/// judged and replies are built by libmodbus with its own.
-#ifndef DX7_DEVICE_CRC16_H
-#define DX7_DEVICE_CRC16_H
+/// The bytes of a frame, and its CRC where a frame is recognised or damaged on purpose. Requests are judged
+/// and replies are built by libmodbus with its own.
+#ifndef DX7_DEVICE_FRAME_H
+#define DX7_DEVICE_FRAME_H
 
 #include <cstddef>
 #include <cstdint>
@@ -11,10 +11,6 @@
 namespace dx7sim {
 
 using Bytes = std::vector<std::uint8_t>;
-
-/// CRC-16 (start 0xFFFF, polynomial 0xA001 reflected) over the first `size` of `bytes`, which has at least
-/// that many.
-std::uint16_t crc16(const Bytes& bytes, std::size_t size);
 
 /// Whether the first `size` bytes (at least 4) end in the CRC of what precedes it, low byte first.
 bool endsInGoodCrc(const Bytes& bytes, std::size_t size);

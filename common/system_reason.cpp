@@ -1,11 +1,11 @@
-#include "host/line/system_reason.h"
+#include "common/system_reason.h"
 
 #include <cerrno>
 #include <cstring>
 
-namespace dx7 {
+namespace dx7common {
 
-const char* systemReasonBytes(int error) {
+std::string systemReason(int error) {
     switch (error) {
         case 0:
             return "the system gave no reason";
@@ -16,8 +16,4 @@ const char* systemReasonBytes(int error) {
     }
 }
 
-QString systemReason(int error) {
-    return QString::fromLocal8Bit(systemReasonBytes(error));
-}
-
-}  // namespace dx7
+}  // namespace dx7common

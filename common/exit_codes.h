@@ -1,0 +1,16 @@
+/// \file
+/// How the programs dx7 and dx7-device end.
+#ifndef DX7_COMMON_EXIT_CODES_H
+#define DX7_COMMON_EXIT_CODES_H
+
+namespace dx7common {
+
+enum ExitCode : int {
+    EXIT_DONE = 0,    ///< What was asked for is done; dx7-device was ended by quit or a signal.
+    EXIT_FAILED = 1,  ///< The device or the line failed.
+    EXIT_USAGE = 2    ///< Nothing was begun: a wrong argument, file or line.
+};
+
+}  // namespace dx7common
+
+#endif
