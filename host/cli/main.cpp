@@ -9,6 +9,7 @@
 
 #include "common/standard_descriptors.h"
 #include "common/timer_slack.h"
+#include "host/cli/commands/commands.h"
 #include "host/cli/options.h"
 #include "host/cli/output.h"
 #include "host/error.h"

@@ -1,5 +1,5 @@
 /// \file
-/// The options that commands share, and the table of commands.
+/// The options that commands share.
 #ifndef DX7_CLI_OPTIONS_H
 #define DX7_CLI_OPTIONS_H
 
@@ -73,19 +73,6 @@ LineSettings lineSettings(const CommonOptions& options, const QString& driverPar
 
 QString text(const std::string& argument);
 QStringList texts(const std::vector<std::string>& arguments);
-
-// One function per command, each in its own file; each adds its subcommand, which sets `run` when it is
-// chosen.
-void addCheckCommand(CLI::App& app, Run& run);
-void addCopiesCommand(CLI::App& app, Run& run);
-void addMonitorCommand(CLI::App& app, Run& run);
-void addParamsCommand(CLI::App& app, Run& run);
-void addPlanCommand(CLI::App& app, Run& run);
-void addReadCommand(CLI::App& app, Run& run);
-void addReplayCommand(CLI::App& app, Run& run);
-void addScanCommand(CLI::App& app, Run& run);
-void addTypesCommand(CLI::App& app, Run& run);
-void addWriteCommand(CLI::App& app, Run& run);
 
 }  // namespace dx7::cli
 

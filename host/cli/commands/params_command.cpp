@@ -1,6 +1,7 @@
 #include <algorithm>
 
 #include "common/modbus_limits.h"
+#include "host/cli/commands/commands.h"
 #include "host/cli/commands/parameter_exchange.h"
 #include "host/cli/output.h"
 #include "host/cli/output_files.h"

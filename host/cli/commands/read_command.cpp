@@ -1,3 +1,4 @@
+#include "host/cli/commands/commands.h"
 #include "host/cli/connection.h"
 #include "host/cli/output.h"
 #include "host/error.h"

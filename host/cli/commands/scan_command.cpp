@@ -1,4 +1,5 @@
 #include "common/modbus_limits.h"
+#include "host/cli/commands/commands.h"
 #include "host/cli/connection.h"
 #include "host/cli/output.h"
 #include "host/cli/screen/progress.h"

@@ -1,5 +1,6 @@
 #include <algorithm>
 
+#include "host/cli/commands/commands.h"
 #include "host/cli/connection.h"
 #include "host/cli/output.h"
 #include "host/error.h"
