@@ -120,14 +120,18 @@ class Project(unittest.TestCase):
         self.assertEqual((1, "", "common/a.h:1: includes host/error.h: common includes no other folder beside itself\n"),
                          (run.returncode, run.stdout, run.stderr))
 
+    def test_nothing_to_read_is_wrong_usage(self):
+        run = subprocess.run([sys.executable, "-B", script, project / "docs"], capture_output=True, text=True)
+        self.assertEqual(2, run.returncode)
+        self.assertIn("there are no sources in", run.stderr)
+
     def test_no_arrow_of_the_plan_is_unused(self):
         used = set()
-        for top in {room.partition("/")[0] for room in lint.PLAN}:
-            for path in (path for path in (project / top).rglob("*") if path.suffix in (".h", ".cpp")):
-                room = lint.room_of(path.relative_to(project).as_posix())
-                for quoted, _ in lint.INCLUDE.findall(path.read_text()):
-                    target = "driver" if quoted in lint.INSTALLED else lint.room_of(quoted)
-                    used.add((room, target))
+        for path in lint.sources(project):
+            room = lint.room_of(path.relative_to(project).as_posix())
+            for quoted, _ in lint.INCLUDE.findall(path.read_text()):
+                target = "driver" if quoted in lint.INSTALLED else lint.room_of(quoted)
+                used.add((room, target))
         unused = [f"{room} -> {target}" for room in lint.PLAN for target in lint.PLAN[room]
                   if (room, target) not in used]
         self.assertEqual([], unused)
