@@ -3,9 +3,10 @@
 #ifndef DX7_BENCH_DEVICE_PROCESS_H
 #define DX7_BENCH_DEVICE_PROCESS_H
 
-#include <sys/types.h>
-
 #include <string>
+
+#include "tests/kit/device_process.h"
+#include "tests/kit/temporary_directory.h"
 
 namespace dx7bench {
 
@@ -15,25 +16,18 @@ public:
     enum class Carrier { Terminal, Tcp };
     /// `baud` is the pace of its line, 0 for none. Throws std::runtime_error when it does not start.
     explicit DeviceProcess(int baud, Carrier carrier = Carrier::Terminal);
-    ~DeviceProcess();
-    DeviceProcess(const DeviceProcess&) = delete;
-    DeviceProcess& operator=(const DeviceProcess&) = delete;
 
     /// What clients open: the path of a pseudo-terminal, or a port on this machine (0 without one).
     const std::string& line() const { return line_; }
-    int tcpPort() const { return tcpPort_; }
+    int tcpPort() const { return process_.tcpPort(); }
 
     /// Processor time it has taken so far; may be asked by any process.
-    double processorSeconds() const;
+    double processorSeconds() const { return process_.processorSeconds(); }
 
 private:
-    void runProgram(int baud, Carrier carrier, int output);
-    void awaitReady(int output);
-
-    std::string folder_;
+    kit::TemporaryDirectory folder_;
     std::string line_;
-    int tcpPort_ = 0;
-    pid_t process_ = -1;
+    kit::DeviceProcess process_;
 };
 
 }  // namespace dx7bench

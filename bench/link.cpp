@@ -1,23 +1,13 @@
 #include "link.h"
 
+#include "common/crc16.h"
+
 namespace dx7bench {
 
 namespace {
 
 const std::size_t HOST_FLAG_BYTES = 65536;
 const std::size_t RECIPE_BYTES = 131072;
-
-/// CRC-16 of Modbus, bit by bit: replies are made before the clock runs.
-unsigned crcOf(const QByteArray& bytes) {
-    unsigned crc = 0xFFFF;
-    for (const char byte : bytes) {
-        crc ^= static_cast<unsigned char>(byte);
-        for (int bit = 0; bit < 8; ++bit) {
-            crc = (crc & 1) != 0 ? crc >> 1 ^ 0xA001 : crc >> 1;
-        }
-    }
-    return crc;
-}
 
 }  // namespace
 
@@ -35,7 +25,7 @@ QByteArray readReply(int station, int functionCode, const QByteArray& data) {
     reply += static_cast<char>(functionCode);
     reply += static_cast<char>(data.size());
     reply += data;
-    const unsigned crc = crcOf(reply);
+    const unsigned crc = dx7common::crc16(reply.constData(), static_cast<std::size_t>(reply.size()));
     reply += static_cast<char>(crc & 0xFF);
     reply += static_cast<char>(crc >> 8);
     return reply;

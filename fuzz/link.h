@@ -11,6 +11,7 @@
 #include <cstdlib>
 #include <vector>
 
+#include "common/crc16.h"
 #include "korvalent_dx7.h"
 
 // What must hold whatever the input is. Ends the run, so that the fuzzer keeps the input.
@@ -24,28 +25,16 @@
 
 namespace dx7fuzz {
 
-/// CRC-16 of Modbus, bit by bit.
-inline unsigned plainCrc(const unsigned char* bytes, int length) {
-    unsigned crc = 0xFFFF;
-    for (int i = 0; i < length; ++i) {
-        crc ^= bytes[i];
-        for (int bit = 0; bit < 8; ++bit) {
-            crc = (crc & 1U) != 0 ? crc >> 1 ^ 0xA001U : crc >> 1;
-        }
-    }
-    return crc;
-}
-
 inline bool hasRightCrc(const unsigned char* bytes, int length) {
     if (length < 3) {
         return false;
     }
-    const unsigned crc = plainCrc(bytes, length - 2);
+    const unsigned crc = dx7common::crc16(bytes, static_cast<std::size_t>(length - 2));
     return bytes[length - 2] == (crc & 0xFF) && bytes[length - 1] == crc >> 8;
 }
 
 inline QByteArray withCrc(QByteArray bytes) {
-    const unsigned crc = plainCrc(reinterpret_cast<const unsigned char*>(bytes.constData()), bytes.size());
+    const unsigned crc = dx7common::crc16(bytes.constData(), static_cast<std::size_t>(bytes.size()));
     return bytes.append(static_cast<char>(crc & 0xFF)).append(static_cast<char>(crc >> 8));
 }
 

@@ -4,11 +4,12 @@
 #include <gtest/gtest.h>
 
 #include "device/line/usage_error.h"
-#include "frames.h"
+#include "tests/kit/crc.h"
 
 namespace {
 
 using namespace dx7sim;
+using kit::withCrc;
 
 constexpr Time AT_START{};
 constexpr Time LATE_BY = std::chrono::milliseconds(300);

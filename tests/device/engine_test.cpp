@@ -5,11 +5,12 @@
 
 #include <random>
 
-#include "frames.h"
+#include "tests/kit/crc.h"
 
 namespace {
 
 using namespace dx7sim;
+using kit::withCrc;
 
 constexpr Time AT_START{};
 

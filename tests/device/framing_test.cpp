@@ -3,11 +3,12 @@
 
 #include <gtest/gtest.h>
 
-#include "frames.h"
+#include "tests/kit/crc.h"
 
 namespace {
 
 using namespace dx7sim;
+using kit::withCrc;
 using std::chrono::milliseconds;
 
 const Bytes READ = {0x01, 0x03, 0xF3, 0x25, 0x00, 0x01, 0xA6, 0x85};

@@ -3,7 +3,11 @@
 
 #include <fstream>
 
-#include "device_process.h"
+#include "tests/kit/device_process.h"
+#include "tests/kit/modbus_client.h"
+#include "tests/kit/temporary_directory.h"
+
+using namespace kit;
 
 namespace {
 

@@ -10,8 +10,13 @@
 #include <set>
 #include <string>
 
-#include "device_process.h"
-#include "frames.h"
+#include "device/line/frame.h"
+#include "tests/kit/crc.h"
+#include "tests/kit/device_process.h"
+#include "tests/kit/modbus_client.h"
+#include "tests/kit/temporary_directory.h"
+
+using namespace kit;
 
 namespace {
 

@@ -11,7 +11,11 @@
 #include <fstream>
 #include <thread>
 
-#include "device_process.h"
+#include "tests/kit/device_process.h"
+#include "tests/kit/modbus_client.h"
+#include "tests/kit/temporary_directory.h"
+
+using namespace kit;
 
 namespace {
 

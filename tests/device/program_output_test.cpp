@@ -14,7 +14,11 @@
 #include <thread>
 
 #include "common/printable.h"
-#include "device_process.h"
+#include "tests/kit/device_process.h"
+#include "tests/kit/modbus_client.h"
+#include "tests/kit/temporary_directory.h"
+
+using namespace kit;
 
 namespace {
 

@@ -4,7 +4,11 @@
 #include <chrono>
 #include <thread>
 
-#include "device_process.h"
+#include "tests/kit/device_process.h"
+#include "tests/kit/modbus_client.h"
+#include "tests/kit/temporary_directory.h"
+
+using namespace kit;
 
 namespace {
 

@@ -5,11 +5,12 @@
 #include <gtest/gtest.h>
 
 #include "device/station/engine.h"
-#include "frames.h"
+#include "tests/kit/crc.h"
 
 namespace {
 
 using namespace dx7sim;
+using kit::withCrc;
 
 constexpr Time NOW = std::chrono::seconds(3);
 

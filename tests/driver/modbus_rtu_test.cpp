@@ -8,18 +8,13 @@
 #include <vector>
 
 #include "support.h"
+#include "tests/kit/crc.h"
 
 namespace {
 
-// The checksum bit by bit, as the Modbus serial line guide describes it; the driver works by table.
+// The driver works by table.
 quint16 bitwiseCrc(const std::vector<unsigned char>& bytes) {
-    unsigned crc = 0xFFFF;
-    for (unsigned char byte : bytes) {
-        crc ^= byte;
-        for (int bit = 0; bit < 8; ++bit)
-            crc = (crc & 1u) != 0 ? (crc >> 1) ^ 0xA001u : crc >> 1;
-    }
-    return static_cast<quint16>(crc);
+    return kit::crcOf(bytes);
 }
 
 quint16 tableCrc(const std::vector<unsigned char>& bytes) {

@@ -2,6 +2,8 @@
 
 #include <cstring>
 
+#include "tests/kit/crc.h"
+
 void PrintTo(const QString& text, std::ostream* out) {
     *out << '"' << text.toUtf8().constData() << '"';
 }
@@ -131,18 +133,11 @@ QByteArray hex(const char* digits) {
 }
 
 quint16 plainCrc(const QByteArray& bytes) {
-    unsigned crc = 0xFFFF;
-    for (char byte : bytes) {
-        crc ^= static_cast<unsigned char>(byte);
-        for (int bit = 0; bit < 8; ++bit)
-            crc = (crc & 1U) ? (crc >> 1) ^ 0xA001U : crc >> 1;
-    }
-    return static_cast<quint16>(crc);
+    return kit::crcOf(bytes);
 }
 
 QByteArray withCrc(const QByteArray& bytes) {
-    const quint16 crc = plainCrc(bytes);
-    return bytes + static_cast<char>(crc & 0xFF) + static_cast<char>(crc >> 8);
+    return kit::withCrc(bytes);
 }
 
 QByteArray bitReply(int station, int functionCode, const QByteArray& packed) {

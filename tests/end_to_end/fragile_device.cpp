@@ -9,6 +9,8 @@
 #include <algorithm>
 #include <stdexcept>
 
+#include "tests/kit/crc.h"
+
 namespace {
 
 using Frame = FragileDevice::Frame;
@@ -17,18 +19,7 @@ enum { REQUEST_BYTES = 8, STATUS_REQUEST_BYTES = 4, HELD_AT_FIRST = 7, EXCEPTION
 /// Parameters are read from 0xF000 on and written from 0xE000 on.
 enum { READ_PAGE = 0x1000 };
 
-Frame withCrc(Frame frame) {
-    unsigned crc = 0xFFFF;
-    for (const std::uint8_t byte : frame) {
-        crc ^= byte;
-        for (int bit = 0; bit < 8; ++bit) {
-            crc = (crc & 1U) != 0 ? (crc >> 1) ^ 0xA001U : crc >> 1;
-        }
-    }
-    frame.push_back(static_cast<std::uint8_t>(crc & 0xFFU));
-    frame.push_back(static_cast<std::uint8_t>(crc >> 8));
-    return frame;
-}
+using kit::withCrc;
 
 int word(const Frame& frame, std::size_t index) {
     return frame[index] * 256 + frame[index + 1];

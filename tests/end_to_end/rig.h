@@ -12,7 +12,11 @@
 #include <string>
 #include <vector>
 
-#include "device_process.h"
+#include "tests/kit/device_process.h"
+#include "tests/kit/modbus_client.h"
+#include "tests/kit/temporary_directory.h"
+
+using namespace kit;
 
 using Words = std::vector<std::string>;
 using Json = nlohmann::json;

@@ -10,6 +10,8 @@
 #include <stdexcept>
 #include <vector>
 
+#include "tests/kit/crc.h"
+
 namespace {
 
 enum {
@@ -23,18 +25,7 @@ enum {
 };
 using Frame = std::vector<std::uint8_t>;
 
-Frame withCrc(Frame frame) {
-    unsigned crc = 0xFFFF;
-    for (const std::uint8_t byte : frame) {
-        crc ^= byte;
-        for (int bit = 0; bit < 8; ++bit) {
-            crc = (crc & 1U) != 0 ? (crc >> 1) ^ 0xA001U : crc >> 1;
-        }
-    }
-    frame.push_back(static_cast<std::uint8_t>(crc & 0xFFU));
-    frame.push_back(static_cast<std::uint8_t>(crc >> 8));
-    return frame;
-}
+using kit::withCrc;
 
 bool touches(const Frame& request, int missing) {
     if (request[1] == STATUS || request[1] == DIAGNOSTICS) {

@@ -4,8 +4,8 @@
 #include <chrono>
 #include <regex>
 
-#include "full_listener.h"
 #include "terminal.h"
+#include "tests/host/full_listener.h"
 
 namespace {
 

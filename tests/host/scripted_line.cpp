@@ -1,6 +1,7 @@
 #include "scripted_line.h"
 
 #include "host/exchange/rtu_frame.h"
+#include "tests/kit/crc.h"
 
 using namespace dx7;
 
@@ -79,12 +80,7 @@ void ScriptedLine::close() {
 }
 
 QByteArray framed(const QByteArray& bytes) {
-    const quint16 crc = crc16(bytes, 0, bytes.size());
-    return bytes + static_cast<char>(crc & 0xFF) + static_cast<char>(crc >> 8);
-}
-
-QByteArray hex(const char* text) {
-    return QByteArray::fromHex(text);
+    return kit::withCrc(bytes);
 }
 
 bool isQuery(const QByteArray& request) {

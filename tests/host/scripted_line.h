@@ -6,17 +6,12 @@
 #include <functional>
 #include <map>
 
-#include "host/line/clock.h"
 #include "host/line/line.h"
+#include "tests/kit/hex.h"
+#include "tests/kit/virtual_clock.h"
 
-class VirtualClock : public dx7::Clock {
-public:
-    qint64 nowUs() override { return nowUs_; }
-    void sleepUntilUs(qint64 timeUs) override { nowUs_ = timeUs > nowUs_ ? timeUs : nowUs_; }
-
-private:
-    qint64 nowUs_ = 1000000;
-};
+using kit::hex;
+using kit::VirtualClock;
 
 class ScriptedLine : public dx7::Line {
 public:
@@ -68,8 +63,6 @@ private:
 
 // The bytes with their CRC after them.
 QByteArray framed(const QByteArray& bytes);
-// Bytes from "01 03 02".
-QByteArray hex(const char* text);
 // Whether the request is a status query by which replies are proven.
 bool isQuery(const QByteArray& request);
 // The requests without the status queries.

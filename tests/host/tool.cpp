@@ -37,25 +37,24 @@ void ToolTest::TearDown() {
 }
 
 void ToolTest::startDevice(const QStringList& options) {
-    device.setProcessChannelMode(QProcess::MergedChannels);
-    device.start(QStringLiteral(DX7_DEVICE), QStringList{QStringLiteral("--pty"), port()} + options);
-    ASSERT_TRUE(device.waitForReadyRead(TIMEOUT_MS)) << "dx7-device did not start";
-    ASSERT_TRUE(QString::fromUtf8(device.readAll()).contains(QStringLiteral("ready")));
+    std::vector<std::string> words;
+    for (const QString& option : options) {
+        words.push_back(option.toStdString());
+    }
+    device =
+        std::make_unique<kit::DeviceProcess>(std::vector<std::string>{"--pty", folder.file("line")}, words);
+    ASSERT_EQ(device->ready().rfind("ready", 0), 0U) << "dx7-device did not start";
 }
 
 void ToolTest::stopDevice() {
-    if (device.state() != QProcess::NotRunning) {
-        device.terminate();
-        if (!device.waitForFinished(TIMEOUT_MS)) {
-            device.kill();
-            device.waitForFinished();
-        }
+    if (device) {
+        device->stop();
+        device.reset();
     }
 }
 
 void ToolTest::command(const char* line) {
-    device.write(QByteArray(line) + '\n');
-    ASSERT_TRUE(device.waitForBytesWritten(TIMEOUT_MS));
+    device->type(std::string(line) + "\n");
 }
 
 ToolRun ToolTest::tool(const char* words) const {

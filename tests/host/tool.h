@@ -6,7 +6,10 @@
 
 #include <QProcess>
 #include <QStringList>
-#include <QTemporaryDir>
+#include <memory>
+
+#include "tests/kit/device_process.h"
+#include "tests/kit/temporary_directory.h"
 
 // What a run of dx7 left behind.
 struct ToolRun {
@@ -29,13 +32,13 @@ protected:
     void startDevice(const QStringList& options = {});
     void stopDevice();
     void command(const char* line);
-    QString port() const { return folder.filePath(QStringLiteral("line")); }
-    QString path(const char* name) const { return folder.filePath(QString::fromLatin1(name)); }
+    QString port() const { return path("line"); }
+    QString path(const char* name) const { return QString::fromStdString(folder.file(name)); }
     // dx7 with a line to the device.
     ToolRun tool(const char* words) const;
 
-    QTemporaryDir folder;
-    QProcess device;
+    kit::TemporaryDirectory folder;
+    std::unique_ptr<kit::DeviceProcess> device;
 };
 
 #endif

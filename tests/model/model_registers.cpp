@@ -2,6 +2,7 @@
 #include <QtCore/QString>
 
 #include "model.h"
+#include "tests/kit/crc.h"
 
 namespace model {
 
@@ -93,14 +94,9 @@ Text decimal(long long number) {
 }
 
 int crcOf(const std::vector<Byte>& bytes, std::size_t length) {
-    unsigned crc = 0xFFFF;
-    for (std::size_t i = 0; i < length; ++i) {
-        crc ^= i < bytes.size() ? bytes[i] : 0U;
-        for (int bit = 0; bit < 8; ++bit) {
-            crc = (crc & 1U) != 0 ? (crc >> 1) ^ 0xA001U : crc >> 1;
-        }
-    }
-    return static_cast<int>(crc);
+    std::vector<Byte> covered(bytes);
+    covered.resize(length);
+    return kit::crcOf(covered);
 }
 
 Byte replyByte(const std::vector<Byte>& reply, long long index) {

@@ -42,7 +42,7 @@ SoakDevice::SoakDevice(const SoakSettings& settings, int line)
     m_process = std::make_unique<DeviceProcess>(
         tcp ? Words{"--tcp", "0"} : Words{"--pty", m_directory.file("line")}, options);
     if (tcp) {
-        m_port = static_cast<int>(numberBehind(m_process->ready(), "127.0.0.1:"));
+        m_port = m_process->tcpPort();
     }
 }
 

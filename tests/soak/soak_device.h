@@ -3,11 +3,15 @@
 #define DX7_TESTS_SOAK_SOAK_DEVICE_H
 
 #include <map>
+#include <memory>
 #include <string>
 #include <vector>
 
-#include "device_process.h"
 #include "fault_mix.h"
+#include "tests/kit/device_process.h"
+#include "tests/kit/temporary_directory.h"
+
+using namespace kit;
 
 using Words = std::vector<std::string>;
 

@@ -18,6 +18,7 @@
 
 #include "library_file.h"
 #include "loaded_library.h"
+#include "tests/kit/crc.h"
 
 #if defined(__SANITIZE_ADDRESS__)
 // Loading two copies of one library is the very subject here, not a mistake of the linker.
@@ -146,15 +147,8 @@ KEY_ADDRESS item(int station, const char* regType, int address, int length) {
     return key;
 }
 
-QByteArray withSum(QByteArray bytes) {
-    unsigned crc = 0xFFFF;
-    for (char byte : bytes) {
-        crc ^= static_cast<unsigned char>(byte);
-        for (int bit = 0; bit < 8; ++bit)
-            crc = (crc & 1u) != 0 ? (crc >> 1) ^ 0xA001u : crc >> 1;
-    }
-    bytes.append(static_cast<char>(crc & 0xFF)).append(static_cast<char>(crc >> 8));
-    return bytes;
+QByteArray withSum(const QByteArray& bytes) {
+    return kit::withCrc(bytes);
 }
 
 class Surface : public testing::Test {

@@ -7,13 +7,13 @@
 
 #include "host/exchange/exchange.h"
 #include "host/exchange/rtu_frame.h"
+#include "tests/kit/crc.h"
+#include "tests/kit/hex.h"
 
 namespace truth {
 
 inline QByteArray frameOf(const QByteArray& hex) {
-    QByteArray frame = QByteArray::fromHex(hex);
-    dx7::appendCrc(frame);
-    return frame;
+    return kit::withCrc(kit::hex(hex));
 }
 
 /// The request to read one register, and its reply.
@@ -22,8 +22,7 @@ inline QByteArray readOf(int station, int address) {
     for (const int byte : {station, 3, address >> 8, address & 0xFF, 0, 1}) {
         frame.append(static_cast<char>(byte));
     }
-    dx7::appendCrc(frame);
-    return frame;
+    return kit::withCrc(frame);
 }
 
 inline QByteArray valueOf(int station, int value) {
@@ -31,8 +30,7 @@ inline QByteArray valueOf(int station, int value) {
     for (const int byte : {station, 3, 2, value >> 8, value & 0xFF}) {
         frame.append(static_cast<char>(byte));
     }
-    dx7::appendCrc(frame);
-    return frame;
+    return kit::withCrc(frame);
 }
 
 /// The answer of a station to a query.
@@ -42,8 +40,7 @@ inline QByteArray answerTo(const QByteArray& query) {
     }
     QByteArray frame = query.left(2);
     frame.append('\x11');
-    dx7::appendCrc(frame);
-    return frame;
+    return kit::withCrc(frame);
 }
 
 inline dx7::LineSettings tcpSettings() {

@@ -1,0 +1,34 @@
+/// \file
+/// The program dx7-device, run as a user runs it.
+#ifndef DX7_TESTS_KIT_DEVICE_PROCESS_H
+#define DX7_TESTS_KIT_DEVICE_PROCESS_H
+
+#include <functional>
+#include <string>
+#include <vector>
+
+#include "tests/kit/process.h"
+
+namespace kit {
+
+/// dx7-device that has said that it is ready.
+class DeviceProcess : public Process {
+public:
+    /// `line` is "--pty", "PATH" or the like.
+    DeviceProcess(const std::vector<std::string>& line, const std::vector<std::string>& options,
+                  const std::function<void()>& first = {});
+
+    const std::string& ready() const { return m_ready; }
+    /// The port of "--tcp", "0"; 0 on another line.
+    int tcpPort() const;
+
+    /// Ends it as Ctrl-C does.
+    Finished stop();
+
+private:
+    std::string m_ready;
+};
+
+}  // namespace kit
+
+#endif

@@ -1,0 +1,22 @@
+#include "tests/kit/temporary_directory.h"
+
+#include <cstdlib>
+#include <filesystem>
+#include <stdexcept>
+
+namespace kit {
+
+TemporaryDirectory::TemporaryDirectory() {
+    std::string pattern = (std::filesystem::temp_directory_path() / "dx7-device-test-XXXXXX").string();
+    if (::mkdtemp(pattern.data()) == nullptr) {
+        throw std::runtime_error("no temporary directory");
+    }
+    m_path = pattern;
+}
+
+TemporaryDirectory::~TemporaryDirectory() {
+    std::error_code ignored;
+    std::filesystem::remove_all(m_path, ignored);
+}
+
+}  // namespace kit

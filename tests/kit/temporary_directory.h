@@ -1,0 +1,26 @@
+/// \file
+/// A place for the files of a test.
+#ifndef DX7_TESTS_KIT_TEMPORARY_DIRECTORY_H
+#define DX7_TESTS_KIT_TEMPORARY_DIRECTORY_H
+
+#include <string>
+
+namespace kit {
+
+/// A directory of its own, removed with everything in it at the end.
+class TemporaryDirectory {
+public:
+    TemporaryDirectory();
+    ~TemporaryDirectory();
+    TemporaryDirectory(const TemporaryDirectory&) = delete;
+    TemporaryDirectory& operator=(const TemporaryDirectory&) = delete;
+
+    std::string file(const std::string& name) const { return m_path + "/" + name; }
+
+private:
+    std::string m_path;
+};
+
+}  // namespace kit
+
+#endif
