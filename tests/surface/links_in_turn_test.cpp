@@ -15,6 +15,7 @@
 #include <vector>
 
 #include "loaded_library.h"
+#include "tests/kit/crc.h"
 
 namespace {
 
@@ -24,16 +25,6 @@ const int HOST_FLAGS = 60117;
 
 const char* const TYPES[] = {"CW_bit", "SW_bit", "DO", "RO", "SDO", "DI",  "AI",  "FIN",
                              "F",      "D",      "DE", "CW", "SW",  "MOD", "FAS", "XX"};
-
-quint16 crcOf(const QByteArray& bytes) {
-    quint16 crc = 0xFFFF;
-    for (const char byte : bytes) {
-        crc = static_cast<quint16>(crc ^ static_cast<unsigned char>(byte));
-        for (int bit = 0; bit < 8; ++bit)
-            crc = static_cast<quint16>((crc & 1) != 0 ? (crc >> 1) ^ 0xA001 : crc >> 1);
-    }
-    return crc;
-}
 
 /// A host with one link: what it does follows from its seed alone, and what it sees is its record.
 class Link {
@@ -156,8 +147,7 @@ private:
         if (pick(5) != 0 && frame.expectLen > 2) {
             for (int i = 0; i < frame.expectLen - 2; ++i)
                 reply.append(static_cast<char>(pick(4)));
-            const quint16 crc = crcOf(reply);
-            reply.append(static_cast<char>(crc & 0xFF)).append(static_cast<char>(crc >> 8));
+            reply = kit::withCrc(reply);
         }
         QString info;
         note("reply", library.dealRcvFrame(reply, info));
