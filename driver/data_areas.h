@@ -18,8 +18,7 @@ const int MONITOR_DOUBLE_SECOND = 4;
 ///
 /// For driver.dataAreas a hint says where the area was seen last. The list itself is the only truth: a hint
 /// counts only if the area there has the key, and without one the list is walked from its start. So an area
-/// that was seen before takes constant time, a new one time in proportion to the list (10 us for 10,000
-/// areas).
+/// that was seen before takes constant time, a new one time in proportion to the list.
 int getIndexOfDataArea(int station, const QString& regType, int address, QList<_DATA_>& areas);
 
 /// The area of driver.dataAreas with this key, created if absent. The reference does not survive the next

@@ -2,6 +2,7 @@
 
 #include <QtCore/QString>
 #include <algorithm>
+#include <numeric>
 #include <vector>
 
 #include "addressing.h"
@@ -9,6 +10,8 @@
 #include "register_map.h"
 
 namespace {
+
+typedef std::vector<int> Positions;
 
 struct WeightedEntry {
     unsigned weight;
@@ -19,24 +22,27 @@ bool isLighter(const WeightedEntry& a, const WeightedEntry& b) {
     return a.weight < b.weight;
 }
 
-/// Sorts by ascending weight; entries of equal weight keep their order. Records are over a kilobyte long, so
-/// their positions are sorted.
-void sortByWeight(QList<KEY_ADDRESS>& list) {
-    std::vector<WeightedEntry> order;
-    order.reserve(static_cast<std::size_t>(list.size()));
+/// The positions of `list` by ascending weight of their entries; entries of equal weight keep their order.
+Positions orderByWeight(const QList<KEY_ADDRESS>& list) {
+    std::vector<WeightedEntry> entries;
     for (int i = 0; i < list.size(); ++i) {
         const KEY_ADDRESS& key = list.at(i);
         const int weight = getRegAddressWeight(key.station, key.regType, key.address, 0);
         const WeightedEntry entry = {static_cast<unsigned>(weight), i};
-        order.push_back(entry);
+        entries.push_back(entry);
     }
-    std::stable_sort(order.begin(), order.end(), isLighter);
-    QList<KEY_ADDRESS> sorted;
-    sorted.reserve(list.size());
-    for (std::size_t i = 0; i < order.size(); ++i) {
-        sorted.append(list.at(order[i].position));
+    std::stable_sort(entries.begin(), entries.end(), isLighter);
+    Positions order;
+    for (std::size_t i = 0; i < entries.size(); ++i) {
+        order.push_back(entries[i].position);
     }
-    list = sorted;
+    return order;
+}
+
+Positions hostsOrder(const QList<KEY_ADDRESS>& list) {
+    Positions order(static_cast<std::size_t>(list.size()));
+    std::iota(order.begin(), order.end(), 0);
+    return order;
 }
 
 /// Items from the start of `block` to the end of `next`, in 32 bits that wrap.
@@ -59,15 +65,16 @@ bool join(KEY_ADDRESS& block, const KEY_ADDRESS& next) {
     return true;
 }
 
-/// Joins neighbours of `list`, which must not be empty, in its order. Returns the index of each block's first
-/// entry.
-QList<int> joinNeighbours(QList<KEY_ADDRESS>& list) {
+/// Makes `list` the blocks that its entries give in `order`, neighbours joined. Returns where in `order` each
+/// block begins.
+QList<int> joinNeighbours(QList<KEY_ADDRESS>& list, const Positions& order) {
     QList<KEY_ADDRESS> blocks;
     QList<int> starts;
-    for (int i = 0; i < list.size(); ++i) {
-        if (blocks.isEmpty() || !join(blocks.last(), list.at(i))) {
-            blocks.append(list.at(i));
-            starts.append(i);
+    for (std::size_t i = 0; i < order.size(); ++i) {
+        const KEY_ADDRESS& next = list.at(order[i]);
+        if (blocks.isEmpty() || !join(blocks.last(), next)) {
+            blocks.append(next);
+            starts.append(static_cast<int>(i));
         }
     }
     list = blocks;
@@ -96,12 +103,11 @@ int the_Merge(const KEY_ADDRESS& block, const KEY_ADDRESS& next) {
 void addrMerge(QList<KEY_ADDRESS>& list, int mode) {
     Q_ASSERT(!list.isEmpty());
     if (mode == MERGE_RECIPE_BLOCKS) {
-        driver.recipeBlockStart += joinNeighbours(list);
+        driver.recipeBlockStart += joinNeighbours(list, hostsOrder(list));
         return;
     }
-    sortByWeight(list);
-    joinNeighbours(list);
-    joinNeighbours(list);
+    joinNeighbours(list, orderByWeight(list));
+    joinNeighbours(list, hostsOrder(list));
 }
 
 int intf_addrMerge(QList<KEY_ADDRESS>& list) {
