@@ -62,7 +62,7 @@ TEST_F(PortLockTest, IsHeldByOneAtATime) {
     EXPECT_TRUE(taken(first, pty.path));
     EXPECT_FALSE(second.take(pty.path, &why));
     EXPECT_NE(why.find(" (process " + std::to_string(getpid()) + ")"), std::string::npos) << why;
-    EXPECT_EQ(why.find("it is in use by host_tests"), 0U) << why;
+    EXPECT_EQ(why.find("it is in use by common_tests"), 0U) << why;
     EXPECT_FALSE(taken(second, pty.path)) << "asking does not change anything";
     EXPECT_TRUE(taken(first, pty.path)) << "taking it again is no conflict";
     first.release();
