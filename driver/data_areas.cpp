@@ -50,15 +50,6 @@ public:
         return findAnywhere(station, regType, address);
     }
 
-    void noteAll() {
-        positions_.clear();
-        // From the end, so that the first of two areas with one key is the one that is found.
-        for (int i = driver.dataAreas.size() - 1; i >= 0; --i) {
-            const _DATA_& area = driver.dataAreas.at(i);
-            positions_.insert(keyOf(area.station, area.regType, area.address), i);
-        }
-    }
-
 private:
     int findAnywhere(int station, const QString& regType, int address) {
         QList<_DATA_>& areas = driver.dataAreas;
@@ -114,10 +105,6 @@ int getIndexOfDataArea(int station, const QString& regType, int address, QList<_
 _DATA_& dataArea(int station, const QString& regType, int address) {
     const int position = areaHint.find(station, regType, address);
     return driver.dataAreas[position];
-}
-
-void noteDataAreas() {
-    areaHint.noteAll();
 }
 
 void clearMonitorFlags() {

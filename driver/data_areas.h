@@ -25,9 +25,6 @@ int getIndexOfDataArea(int station, const QString& regType, int address, QList<_
 /// call into the store or the host's callback; the key must not be changed.
 _DATA_& dataArea(int station, const QString& regType, int address);
 
-/// Forgets all hints and notes where every area of driver.dataAreas is now.
-void noteDataAreas();
-
 /// Zeroes the monitor flags of every area.
 void clearMonitorFlags();
 

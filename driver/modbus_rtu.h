@@ -5,7 +5,6 @@
 #define KORVALENT_DX7_MODBUS_RTU_H
 
 #include <QtCore/QByteArray>
-#include <QtCore/QtGlobal>
 
 #include "records.h"
 

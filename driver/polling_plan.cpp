@@ -1,6 +1,5 @@
 #include "polling_plan.h"
 
-#include <QtCore/QString>
 #include <algorithm>
 #include <numeric>
 #include <vector>
@@ -111,7 +110,6 @@ void addrMerge(QList<KEY_ADDRESS>& list, int mode) {
 }
 
 int intf_addrMerge(QList<KEY_ADDRESS>& list) {
-    noteDataAreas();
     clearMonitorFlags();
     for (int i = 0; i < list.size(); ++i) {
         const KEY_ADDRESS& key = list.at(i);

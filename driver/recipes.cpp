@@ -1,8 +1,6 @@
 #include "recipes.h"
 
-#include <QtCore/QString>
 #include <QtCore/QVector>
-#include <QtCore/QtGlobal>
 #include <algorithm>
 #include <cstring>
 

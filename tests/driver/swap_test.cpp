@@ -3,7 +3,6 @@
 #include <QtCore/QMutex>
 #include <QtCore/QString>
 #include <QtCore/QStringList>
-#include <QtCore/QtGlobal>
 
 #include "support.h"
 
