@@ -36,22 +36,6 @@ public:
     AreaHint() : last_(0) {}
 
     int find(int station, const QString& regType, int address) {
-        const QList<_DATA_>& areas = driver.dataAreas;
-        // An item is looked up several times in a row, and blocks follow the order in which their areas were
-        // made.
-        if (areas.size() > WALKED_AREAS && last_ < areas.size() - 1) {
-            if (hasKey(areas.at(last_), station, regType, address)) {
-                return last_;
-            }
-            if (hasKey(areas.at(last_ + 1), station, regType, address)) {
-                return ++last_;
-            }
-        }
-        return findAnywhere(station, regType, address);
-    }
-
-private:
-    int findAnywhere(int station, const QString& regType, int address) {
         QList<_DATA_>& areas = driver.dataAreas;
         if (areas.size() <= WALKED_AREAS) {
             return indexByWalk(station, regType, address, areas);
@@ -67,6 +51,22 @@ private:
         return last_;
     }
 
+    /// The same, quicker where an item is looked up again, or the one whose area was made next: blocks follow
+    /// the order in which their areas were made.
+    int findNear(int station, const QString& regType, int address) {
+        const QList<_DATA_>& areas = driver.dataAreas;
+        if (areas.size() > WALKED_AREAS && last_ < areas.size() - 1) {
+            if (hasKey(areas.at(last_), station, regType, address)) {
+                return last_;
+            }
+            if (hasKey(areas.at(last_ + 1), station, regType, address)) {
+                return ++last_;
+            }
+        }
+        return find(station, regType, address);
+    }
+
+private:
     /// Different for different areas of known types and usual stations; where it is not, hints overwrite each
     /// other and the list is walked.
     static quint64 keyOf(int station, const QString& regType, int address) {
@@ -103,7 +103,7 @@ int getIndexOfDataArea(int station, const QString& regType, int address, QList<_
 }
 
 _DATA_& dataArea(int station, const QString& regType, int address) {
-    const int position = areaHint.find(station, regType, address);
+    const int position = areaHint.findNear(station, regType, address);
     return driver.dataAreas[position];
 }
 

@@ -115,6 +115,10 @@ public:
           hostParam2(0),
           recipeMemory(0),
           hostMutex(0),
+          // Address weights count by this list. It has FW, and lacks SW and FAS: hosts rely on the order that
+          // results.
+          regNames(QString::fromLatin1("CW_bit,SW_bit,DO,RO,SDO,DI,AI,FIN,F,D,DE,CW,FW,MOD")
+                       .split(QLatin1Char(','))),
           opKind(OP_NONE),
           burstCount(0),
           reservedA(0),
@@ -124,12 +128,7 @@ public:
           commFailed(0),
           reservedB(0),
           reservedC(0),
-          recipeIndex(0) {
-        // Address weights count by this list. It has FW, and lacks SW and FAS: hosts rely on the order that
-        // results.
-        const QString names = QString::fromLatin1("CW_bit,SW_bit,DO,RO,SDO,DI,AI,FIN,F,D,DE,CW,FW,MOD");
-        regNames = names.split(QLatin1Char(','));
-    }
+          recipeIndex(0) {}
 
     /// Exchanges every field with `other`. That carries a whole link out of the driver and another in, so
     /// that one loaded driver serves many links in turn; never inside a report.
