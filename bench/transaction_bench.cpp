@@ -50,8 +50,8 @@ extern "C" __attribute__((noinline)) int measured_transactions(int transactions,
     FRAME_PRO frame;
     QString info;
     for (int i = 0; i < transactions; ++i) {
-        if (intf_getSendFrame(&frame) == 1 &&
-            intf_dealRcvFrame(replies[i / BLOCKS % replyCount], info) == 1) {
+        if (intf_getSendFrame(&frame) == DX7_SEND_FRAME &&
+            intf_dealRcvFrame(replies[i / BLOCKS % replyCount], info) == DX7_REPLY_GOOD) {
             ++good;
         }
     }
@@ -76,7 +76,7 @@ int main(int argc, char** argv) {
         QString info;
         for (int i = 0; i < WARM_UP; ++i) {
             intf_getSendFrame(&frame);
-            good += intf_dealRcvFrame(replies[i / BLOCKS % replyCount], info);
+            good += intf_dealRcvFrame(replies[i / BLOCKS % replyCount], info) == DX7_REPLY_GOOD ? 1 : 0;
         }
         checksum = 0;
         startHeapMeter();

@@ -21,9 +21,9 @@ void checkCopies(const QString& regType, int start, int copies, int step) {
     QVector<QString> texts;
     QVector<int> addresses;
     const int result = intf_multiCopy(regType, start, copies, step, &texts, &addresses);
-    DX7_REQUIRE(result >= 0 && result <= 2);
+    DX7_REQUIRE(result == DX7_COPY_UNKNOWN_TYPE || result == DX7_COPY_IN_RANGE || result == DX7_COPY_CLAMPED);
     DX7_REQUIRE(texts.size() == addresses.size());
-    DX7_REQUIRE(texts.size() == (result == 0 ? 0 : copies));
+    DX7_REQUIRE(texts.size() == (result == DX7_COPY_UNKNOWN_TYPE ? 0 : copies));
 }
 
 }  // namespace
@@ -39,10 +39,12 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
 
     int address = 0;
     const int first = intf_checkAddrValidity(regType, text, &address, count, mode);
-    DX7_REQUIRE(first >= 0 && first <= 4);
+    DX7_REQUIRE(first >= DX7_ADDRESS_VALID && first <= DX7_ADDRESS_MALFORMED);
     int second_address = 0;
     const int second = intf_checkAddr(regType, text, &second_address, mode, count, mode);
-    DX7_REQUIRE((second >= 0 && second <= 2) || second == 4 || second == 6 || second == 16);
+    DX7_REQUIRE((second >= DX7_ADDRESS_VALID && second <= DX7_ADDRESS_OUT_OF_RANGE) ||
+                second == DX7_ADDRESS_MALFORMED || second == DX7_ADDRESS_READ_ONLY ||
+                second == DX7_ADDRESS_TOO_LONG);
     int parsed = 0;
     const int success = a2i_dddd_h_h_dd(text, &parsed);
     DX7_REQUIRE(success == 1 || success == -1);

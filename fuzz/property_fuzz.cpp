@@ -28,14 +28,14 @@ void converse() {
     intf_addConditionRead(once, 3);
     for (int i = 0; i < 12; ++i) {
         FRAME_PRO frame;
-        if (intf_getSendFrame(&frame) == 0) {
+        if (intf_getSendFrame(&frame) == DX7_SEND_NOTHING) {
             continue;
         }
         checkFrame(frame);
         QByteArray reply;
         QString info;
         const int result = intf_dealRcvFrame(reply, info);
-        DX7_REQUIRE(result == (driver.frameList.isEmpty() ? 2 : 8));
+        DX7_REQUIRE(result == (driver.frameList.isEmpty() ? DX7_REPLY_GIVEN_UP : DX7_REPLY_SEND_AGAIN));
     }
 }
 

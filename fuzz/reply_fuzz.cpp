@@ -65,7 +65,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     }
 
     FRAME_PRO frame;
-    DX7_REQUIRE(1 == intf_getSendFrame(&frame));
+    DX7_REQUIRE(intf_getSendFrame(&frame) == DX7_SEND_FRAME);
     checkFrame(frame);
     QByteArray reply = shaped(QByteArray(reinterpret_cast<const char*>(data) + 2, static_cast<int>(size - 2)),
                               data[1] % 3, frame.expectLen);
@@ -74,12 +74,12 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     const std::vector<unsigned char> before = shownValues(request);
     QString info;
     const int result = intf_dealRcvFrame(reply, info);
-    DX7_REQUIRE(result == (good ? 1 : 8));
+    DX7_REQUIRE(result == (good ? DX7_REPLY_GOOD : DX7_REPLY_SEND_AGAIN));
     DX7_REQUIRE(!info.isEmpty());
     DX7_REQUIRE(driver.frameList.size() == (good ? 0 : 1));
     if (!good) {
         DX7_REQUIRE(before == shownValues(request));
-        DX7_REQUIRE(2 == intf_dealRcvFrame(reply, info));
+        DX7_REQUIRE(intf_dealRcvFrame(reply, info) == DX7_REPLY_GIVEN_UP);
         DX7_REQUIRE(driver.frameList.isEmpty() && driver.commFailed == 1);
     }
     return 0;

@@ -131,7 +131,7 @@ private:
 
     void exchange() {
         FRAME_PRO frame;
-        if (intf_getSendFrame(&frame) == 0) {
+        if (intf_getSendFrame(&frame) == DX7_SEND_NOTHING) {
             return;
         }
         checkFrame(frame);
@@ -142,7 +142,8 @@ private:
         QByteArray reply = replyTo(frame);
         QString info;
         const int result = intf_dealRcvFrame(reply, info);
-        DX7_REQUIRE(result == 1 || result == 2 || result == 8);
+        DX7_REQUIRE(result == DX7_REPLY_GOOD || result == DX7_REPLY_GIVEN_UP ||
+                    result == DX7_REPLY_SEND_AGAIN);
     }
 
     QByteArray replyTo(const FRAME_PRO& frame) {

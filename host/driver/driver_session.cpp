@@ -51,7 +51,8 @@ void DriverSession::dispatch(int, int station, QString&, int) {
 bool DriverSession::nextRequest(FRAME_PRO* frame) {
     const Caller call(this);
     // After a burst of requests without a polling plan the driver says once that there is nothing.
-    return functions_.getSendFrame(frame) == 1 || functions_.getSendFrame(frame) == 1;
+    return functions_.getSendFrame(frame) == DX7_SEND_FRAME ||
+           functions_.getSendFrame(frame) == DX7_SEND_FRAME;
 }
 
 int DriverSession::takeReply(QByteArray& reply, QString& info) {

@@ -39,7 +39,7 @@ public:
 
     /// The driver's next request. False when it has none.
     bool nextRequest(FRAME_PRO* frame);
-    /// Hands the reply to the request that is out to the driver; empty = none came. Returns a DriverResult.
+    /// Hands the reply to the request that is out to the driver; empty = none came. Returns a Dx7ReplyResult.
     int takeReply(QByteArray& reply, QString& info);
     /// Whether the driver reported a change of a device item during the last takeReply().
     bool reported() const { return reported_; }

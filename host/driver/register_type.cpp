@@ -11,7 +11,7 @@ enum { COLUMN_COUNT = 5 };
 // The driver's own text of a limit ("F.#.55") as address, and as the text that is printed for it.
 void setLimit(const DriverFunctions& functions, const RegisterType& type, const QString& text, int* address,
               QString* shown) {
-    if (functions.checkAddrValidity(type.name, text, address, 1, type.bit ? 0 : 1) == 0) {
+    if (functions.checkAddrValidity(type.name, text, address, 1, type.bit ? 0 : 1) == DX7_ADDRESS_VALID) {
         *shown = type.addressText(*address);
     }
 }
@@ -45,7 +45,7 @@ QVector<RegisterType> registerTypes(const DriverFunctions& functions) {
         functions.getRegListByType(kind, names);
         for (const QString& name : names) {
             QList<QString> texts;
-            if (functions.getRegDiscription(name, texts) != 1 || texts.size() < COLUMN_COUNT) {
+            if (functions.getRegDiscription(name, texts) != DX7_TYPE_KNOWN || texts.size() < COLUMN_COUNT) {
                 continue;
             }
             RegisterType type;

@@ -164,7 +164,7 @@ void CommLoop::judge(const ExchangeEnd& end, qint64 nowUs) {
     reply_.resize(0);
     reply_.append(transaction.reply);
     transaction.driverResult = session_.takeReply(reply_, transaction.info);
-    outstanding_ = transaction.driverResult == SEND_AGAIN;
+    outstanding_ = transaction.driverResult == DX7_REPLY_SEND_AGAIN;
     transaction.unsettled = unsettled_ && !transaction.good();
     unsettled_ = transaction.unsettled && outstanding_;
     out_ = out_ && outstanding_;

@@ -11,7 +11,7 @@ qint64 Counters::exceptionCount() const {
 }
 
 void Counters::count(const Transaction& transaction) {
-    failed += transaction.driverResult == OPERATION_FAILED ? 1 : 0;
+    failed += transaction.driverResult == DX7_REPLY_GIVEN_UP ? 1 : 0;
     if (transaction.outcome == Outcome::Skipped || transaction.outcome == Outcome::EchoOnly) {
         return;
     }

@@ -22,9 +22,6 @@ enum class Outcome {
     CutShort,   ///< The host ended the operation before its end; `info` says why.
 };
 
-/// Result codes of intf_dealRcvFrame.
-enum DriverResult { NO_FRAME = 0, REPLY_GOOD = 1, OPERATION_FAILED = 2, SEND_AGAIN = 8 };
-
 /// One request, sent once, and its end.
 struct Transaction {
     FRAME_PRO frame;  ///< The request as the driver described it.
@@ -53,15 +50,15 @@ struct Transaction {
     bool sent = false;
     /// Of a write: an attempt was sent, and nothing that came shows whether the station carried it out.
     bool unsettled = false;
-    int driverResult = NO_FRAME;
-    QString info;       ///< The driver's text about the frame.
-    qint64 sentUs = 0;  ///< When the request was handed to the line.
-    qint64 endUs = 0;   ///< When the wait for the reply ended.
+    int driverResult = DX7_REPLY_UNEXPECTED;  ///< A Dx7ReplyResult.
+    QString info;                             ///< The driver's text about the frame.
+    qint64 sentUs = 0;                        ///< When the request was handed to the line.
+    qint64 endUs = 0;                         ///< When the wait for the reply ended.
     qint64 busyUs = 0;  ///< How long the line was taken by the request, the wait and the reply.
 
     /// The operation is over, one way or the other.
-    bool finished() const { return driverResult != SEND_AGAIN; }
-    bool good() const { return driverResult == REPLY_GOOD && !doubtful; }
+    bool finished() const { return driverResult != DX7_REPLY_SEND_AGAIN; }
+    bool good() const { return driverResult == DX7_REPLY_GOOD && !doubtful; }
     /// The station gave a sign of life.
     bool answered() const { return outcome == Outcome::Good || outcome == Outcome::Exception; }
 };

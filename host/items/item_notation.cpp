@@ -13,10 +13,7 @@ namespace dx7 {
 
 namespace {
 
-const int MOST_VALUES = 1000;
-
-// Result codes of intf_checkAddrValidity.
-enum { ADDRESS_VALID = 0, ADDRESS_OUT_OF_RANGE = 2, ADDRESS_MALFORMED = 4 };
+constexpr int MOST_VALUES = 1000;
 
 // Removes everything from the last `mark` on and returns what stood behind it; a null text when there is no
 // mark.
@@ -127,14 +124,14 @@ int ItemNotation::address(const RegisterType& type, const QString& addressText, 
     const int result =
         functions_.checkAddrValidity(type.name, addressText, &address, count * width, type.bit ? 0 : 1);
     switch (result) {
-        case ADDRESS_VALID:
+        case DX7_ADDRESS_VALID:
             if (type.addressText(address) != addressText) {
                 refuseAddress(type, addressText);
             }
             return address;
-        case ADDRESS_OUT_OF_RANGE:
+        case DX7_ADDRESS_OUT_OF_RANGE:
             refuseRange(type, addressText, count, width);
-        case ADDRESS_MALFORMED:
+        case DX7_ADDRESS_MALFORMED:
             refuseAddress(type, addressText);
         default:
             throw UsageError(QStringLiteral("the driver refused address %1 of %2 (result %3)")
@@ -173,7 +170,8 @@ QString ItemNotation::driversReading(const QString& text) const {
     for (const RegisterType& type : types_) {
         int address = 0;
         if (colon >= 0 && type.name == text.left(colon) &&
-            functions_.checkAddrValidity(type.name, typed, &address, 1, type.bit ? 0 : 1) == ADDRESS_VALID &&
+            functions_.checkAddrValidity(type.name, typed, &address, 1, type.bit ? 0 : 1) ==
+                DX7_ADDRESS_VALID &&
             type.addressText(address) != typed) {
             return itemText(type, type.addressText(address));
         }

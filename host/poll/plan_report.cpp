@@ -38,7 +38,7 @@ QVector<PlannedBlock> explainPlan(DriverSession& session, const ItemNotation& no
     bool cycleOver = false;
     while (!cycleOver) {
         FRAME_PRO frame;
-        if (session.functions().getSendFrame(&frame) != 1) {
+        if (session.functions().getSendFrame(&frame) != DX7_SEND_FRAME) {
             break;
         }
         PlannedBlock block;
@@ -52,8 +52,8 @@ QVector<PlannedBlock> explainPlan(DriverSession& session, const ItemNotation& no
         }
         blocks += block;
         // No reply, until the driver gives up, moves the plan on.
-        int result = SEND_AGAIN;
-        while (result == SEND_AGAIN) {
+        int result = DX7_REPLY_SEND_AGAIN;
+        while (result == DX7_REPLY_SEND_AGAIN) {
             QByteArray nothing;
             QString info;
             result = session.functions().dealRcvFrame(nothing, info);

@@ -299,7 +299,7 @@ void PollEngine::onTransaction(const Transaction& transaction) {
     }
     if (transaction.good() && transaction.frame.opKind != TAG_WRITE) {
         takeValues(transaction, range);
-    } else if (transaction.driverResult == OPERATION_FAILED && transaction.frame.opKind != TAG_WRITE) {
+    } else if (transaction.driverResult == DX7_REPLY_GIVEN_UP && transaction.frame.opKind != TAG_WRITE) {
         reportPoints(table_.fail(range, outcomeText(transaction), transaction.outcome == Outcome::Exception),
                      events_.value);
     }

@@ -96,8 +96,8 @@ TEST_F(CommLoopTest, SilenceIsATimeoutAndTheDriverRepeats) {
     EXPECT_EQ(rig.seen[0].outcome, Outcome::Timeout);
     EXPECT_FALSE(rig.seen[0].repeated);
     EXPECT_TRUE(rig.seen[1].repeated);
-    EXPECT_EQ(rig.seen[0].driverResult, SEND_AGAIN);
-    EXPECT_EQ(rig.seen[2].driverResult, OPERATION_FAILED);
+    EXPECT_EQ(rig.seen[0].driverResult, DX7_REPLY_SEND_AGAIN);
+    EXPECT_EQ(rig.seen[2].driverResult, DX7_REPLY_GIVEN_UP);
     EXPECT_EQ(withoutQueries(rig.line.requests).size(), 3);
     ASSERT_EQ(rig.line.requests.size(), 6) << "a query after each";
     EXPECT_TRUE(isQuery(rig.line.requests[1]));
@@ -116,7 +116,7 @@ TEST_F(CommLoopTest, AStationThatIsSilentAltogetherIsAskedOnce) {
     EXPECT_EQ(rig.seen[0].outcome, Outcome::Timeout);
     EXPECT_EQ(rig.seen[1].outcome, Outcome::Skipped);
     EXPECT_EQ(rig.seen[2].outcome, Outcome::Skipped);
-    EXPECT_EQ(rig.seen[2].driverResult, OPERATION_FAILED);
+    EXPECT_EQ(rig.seen[2].driverResult, DX7_REPLY_GIVEN_UP);
     EXPECT_EQ(rig.loop.skipped(), 2);
     EXPECT_EQ(withoutQueries(rig.line.requests).size(), 1);
     EXPECT_EQ(rig.line.requests.size(), 2);
@@ -142,7 +142,7 @@ TEST_F(CommLoopTest, ARefusalEndsTheWaitAndReachesTheDriverAsNothing) {
     EXPECT_EQ(refused.outcome, Outcome::Exception);
     EXPECT_EQ(refused.exceptionCode, 2);
     EXPECT_EQ(refused.endUs - refused.sentUs, 8000);
-    EXPECT_EQ(refused.driverResult, SEND_AGAIN);
+    EXPECT_EQ(refused.driverResult, DX7_REPLY_SEND_AGAIN);
     EXPECT_EQ(refused.info, QStringLiteral("1#F193(1)(0)"));
     EXPECT_EQ(outcomeText(refused), QStringLiteral("exception 2 (illegal data address)"));
     EXPECT_TRUE(refused.reply.isEmpty());
@@ -193,7 +193,7 @@ TEST_F(CommLoopTest, AReplyThatComesAfterTheEndAnswersNothing) {
     for (int i = 0; i < 3; ++i) {
         rig.step();
     }
-    ASSERT_EQ(rig.seen.last().driverResult, OPERATION_FAILED);
+    ASSERT_EQ(rig.seen.last().driverResult, DX7_REPLY_GIVEN_UP);
     rig.runFor(5000000);
     EXPECT_EQ(notesOf(ExchangeNote::Late), 1);
     answersQueries = true;
@@ -219,7 +219,7 @@ TEST_F(CommLoopTest, ABroadcastWaitsForTheTurnaroundAndNothingElse) {
     rig.session.addWrite(ItemRange{0, QStringLiteral("RO"), 1, 1}, hex("01"));
     rig.step();
     ASSERT_EQ(rig.seen.size(), 1);
-    EXPECT_EQ(rig.seen.first().driverResult, REPLY_GOOD);
+    EXPECT_EQ(rig.seen.first().driverResult, DX7_REPLY_GOOD);
     EXPECT_EQ(rig.seen.first().endUs - rig.seen.first().sentUs, lineTimeUs(rig.settings, 8) + 100000);
     EXPECT_EQ(rig.line.requests.size(), 1);
 }

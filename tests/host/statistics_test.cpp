@@ -11,7 +11,7 @@ Transaction transaction(int station, Outcome outcome, qint64 responseUs = 1000) 
     t.frame.station = station;
     t.frame.expectLen = 7;
     t.outcome = outcome;
-    t.driverResult = outcome == Outcome::Good ? REPLY_GOOD : SEND_AGAIN;
+    t.driverResult = outcome == Outcome::Good ? DX7_REPLY_GOOD : DX7_REPLY_SEND_AGAIN;
     t.sentUs = 5000;
     t.endUs = 5000 + responseUs;
     t.busyUs = responseUs;
@@ -27,7 +27,7 @@ TEST(Statistics, CountsEveryKindOfEndPerStationAndInAll) {
     Transaction refused = transaction(2, Outcome::Exception);
     refused.exceptionCode = 2;
     refused.repeated = true;
-    refused.driverResult = OPERATION_FAILED;
+    refused.driverResult = DX7_REPLY_GIVEN_UP;
     statistics.count(refused);
 
     EXPECT_EQ(statistics.all().requests, 5);
@@ -77,13 +77,13 @@ TEST(Statistics, CountsWhatElseWasMetForTheStationItIsFrom) {
 TEST(Statistics, WhatWasNotSentIsNoRequest) {
     Statistics statistics(0);
     Transaction skipped = transaction(1, Outcome::Skipped);
-    skipped.driverResult = OPERATION_FAILED;
+    skipped.driverResult = DX7_REPLY_GIVEN_UP;
     statistics.count(skipped);
     EXPECT_EQ(statistics.all().requests, 0);
     EXPECT_EQ(statistics.all().bad(), 0);
     EXPECT_EQ(statistics.all().failed, 1);
     Transaction refused = transaction(1, Outcome::EchoOnly);
-    refused.driverResult = OPERATION_FAILED;
+    refused.driverResult = DX7_REPLY_GIVEN_UP;
     statistics.count(refused);
     EXPECT_EQ(statistics.all().requests, 0);
     EXPECT_EQ(statistics.all().timeouts, 0);

@@ -115,7 +115,7 @@ TEST(OutcomeText, OfWhatWasNotSent) {
 TEST(OutcomeText, OfADoubtfulReplyIsNotItsOutcome) {
     Transaction transaction;
     transaction.doubtful = true;
-    transaction.driverResult = REPLY_GOOD;
+    transaction.driverResult = DX7_REPLY_GOOD;
     for (const Outcome outcome : {Outcome::Good, Outcome::Exception}) {
         transaction.outcome = outcome;
         EXPECT_EQ(outcomeText(transaction), QStringLiteral("the reply may be the answer to another request"));

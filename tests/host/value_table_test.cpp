@@ -48,7 +48,7 @@ protected:
         QByteArray reply =
             device.answer(QByteArray(reinterpret_cast<const char*>(frame.sendBuf), frame.sendLen));
         QString info;
-        EXPECT_EQ(session.takeReply(reply, info), REPLY_GOOD);
+        EXPECT_EQ(session.takeReply(reply, info), DX7_REPLY_GOOD);
     }
 
     const ItemRange word{1, QStringLiteral("F"), 0, 1};

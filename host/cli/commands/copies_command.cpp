@@ -7,7 +7,7 @@ namespace dx7::cli {
 
 namespace {
 
-enum { HIGHEST_COPIES = 1000, LONGEST_STEP = 1000, COPY_CLAMPED = 2 };
+enum { HIGHEST_COPIES = 1000, LONGEST_STEP = 1000 };
 
 struct CopiesOptions : CommonOptions {
     std::string item;
@@ -58,7 +58,7 @@ int runCopies(const CopiesOptions& options) {
     for (int i = 0; i < addresses.size(); ++i) {
         printCopy(first.type, i + 1, addresses.at(i), options.json);
     }
-    if (result == COPY_CLAMPED) {
+    if (result == DX7_COPY_CLAMPED) {
         const QString held = QStringLiteral("copies beyond %1 were held at it").arg(first.type.highest);
         if (options.json) {
             print(Json{{"event", "held"}, {"held_at", utf8(first.type.highest)}});
