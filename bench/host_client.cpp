@@ -21,7 +21,9 @@ const int STATUS_BYTES = 4;
 dx7::LineSettings settingsOf(const LineSetup& setup) {
     dx7::LineSettings settings;
     settings.baud = setup.baud > 0 ? setup.baud : UNPACED_BAUD;
-    settings.gapMs = setup.baud > 0 ? -1 : 0;
+    if (setup.baud <= 0) {
+        settings.gapMs = 0;
+    }
     if (setup.tcpPort > 0) {
         settings.carrier = dx7::Carrier::Tcp;
         settings.tcpHost = QStringLiteral("127.0.0.1");

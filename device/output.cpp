@@ -79,7 +79,7 @@ void Output::write(int descriptor, const std::string& text) {
             sent += static_cast<std::size_t>(count);
             lastTaken = Clock::now();
         } else if (count < 0 && errno != EINTR && errno != EAGAIN) {
-            // Nobody is there any more, or the disk is full: this text is lost, the next one may not be.
+            // The reader has gone, or the disk is full: this text is lost, the next one may not be.
             return;
         }
     }

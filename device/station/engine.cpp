@@ -15,6 +15,8 @@ namespace dx7sim {
 
 namespace {
 
+using dx7common::FileDescriptor;
+
 enum : int { SHORTEST_REQUEST = 4, EXCEPTION_LENGTH = 5, EXCEPTION_FLAG = 0x80 };
 
 bool isSupported(int functionCode) {
@@ -59,23 +61,15 @@ Engine::Engine() {
     if (::socketpair(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0, ends) != 0) {
         throw std::system_error(errno, std::generic_category(), "cannot create a socket pair");
     }
-    m_outside = ends[0];
-    m_inside = ends[1];
-    ::fcntl(m_outside, F_SETFL, O_NONBLOCK);
+    m_outside = FileDescriptor(ends[0]);
+    m_inside = FileDescriptor(ends[1]);
+    ::fcntl(m_outside.number(), F_SETFL, O_NONBLOCK);
     // The device name is never opened: the context gets its descriptor from outside.
     m_context.reset(modbus_new_rtu("/dev/null", 9600, 'N', 8, 1));
-    if (!m_context || modbus_set_socket(m_context.get(), m_inside) != 0) {
-        const std::string reason = modbus_strerror(errno);
-        ::close(m_outside);
-        ::close(m_inside);
-        throw std::runtime_error("libmodbus gives no context: " + reason);
+    if (!m_context || modbus_set_socket(m_context.get(), m_inside.number()) != 0) {
+        throw std::runtime_error("libmodbus gives no context: " + std::string(modbus_strerror(errno)));
     }
     setShortTimes(m_context.get());
-}
-
-Engine::~Engine() {
-    ::close(m_outside);
-    ::close(m_inside);
 }
 
 Answer Engine::answer(const Bytes& request, Model& model, Time now) {
@@ -95,7 +89,7 @@ Answer Engine::answer(const Bytes& request, Model& model, Time now) {
     if (length != static_cast<int>(request.size())) {
         // Too short, too long for its function code, or a wrong CRC: what is left over must not lead the next
         // request.
-        while (::recv(m_inside, received.data(), received.size(), MSG_DONTWAIT) > 0) {
+        while (::recv(m_inside.number(), received.data(), received.size(), MSG_DONTWAIT) > 0) {
         }
         return {};
     }
@@ -142,7 +136,7 @@ Bytes Engine::exceptionReply(const Bytes& request, int code) {
 void Engine::putIn(const Bytes& request) {
     std::size_t sent = 0;
     while (sent < request.size()) {
-        const ssize_t count = ::write(m_outside, request.data() + sent, request.size() - sent);
+        const ssize_t count = ::write(m_outside.number(), request.data() + sent, request.size() - sent);
         if (count < 0 && errno != EINTR) {
             throw std::system_error(errno, std::generic_category(), "cannot hand a request to the engine");
         }
@@ -152,7 +146,7 @@ void Engine::putIn(const Bytes& request) {
 
 Bytes Engine::takeOut() {
     Bytes reply(MODBUS_MAX_ADU_LENGTH);
-    const ssize_t count = ::read(m_outside, reply.data(), reply.size());
+    const ssize_t count = ::read(m_outside.number(), reply.data(), reply.size());
     reply.resize(count > 0 ? static_cast<std::size_t>(count) : 0);
     return reply;
 }

@@ -16,6 +16,7 @@
 
 #include <memory>
 
+#include "common/file_descriptor.h"
 #include "device/line/device_time.h"
 #include "device/line/frame.h"
 #include "device/station/model.h"
@@ -24,9 +25,10 @@ namespace dx7sim {
 
 /// What became of a request.
 struct Answer {
-    bool accepted =
-        false;    ///< The engine took it for a request; otherwise it was damaged and nothing was done.
-    Bytes reply;  ///< With CRC; empty for broadcasts and damaged requests.
+    /// The engine took it for a request; otherwise it was damaged and nothing was done.
+    bool accepted = false;
+    /// With CRC; empty for broadcasts and damaged requests.
+    Bytes reply;
 
     /// The exception code of the reply, 0 when it is none.
     int exceptionCode() const;
@@ -36,9 +38,6 @@ class Engine {
 public:
     /// Throws std::runtime_error when the system gives no socket pair or libmodbus no context.
     Engine();
-    ~Engine();
-    Engine(const Engine&) = delete;
-    Engine& operator=(const Engine&) = delete;
 
     /// Carries out `request` (a whole frame of at least 4 bytes with CRC) as the station it is addressed to,
     /// or as any station for a broadcast. Function codes 1 to 7, 15 and 16 are the device's; others are
@@ -60,8 +59,8 @@ private:
     void putIn(const Bytes& request);
     Bytes takeOut();
 
-    int m_outside = -1;
-    int m_inside = -1;
+    dx7common::FileDescriptor m_outside;
+    dx7common::FileDescriptor m_inside;
     std::unique_ptr<modbus_t, ContextDeleter> m_context;
 };
 

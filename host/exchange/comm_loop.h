@@ -44,8 +44,8 @@ public:
     /// Fetches the driver's next request and begins it. False when the driver has nothing to send. Only while
     /// ready().
     bool begin(qint64 nowUs);
-    /// When advance() or begin() has something to do; -1 = not before something comes.
-    qint64 nextDueUs() const { return exchange_.idle() ? exchange_.clearUs() : exchange_.nextDueUs(); }
+    /// When advance() or begin() has something to do.
+    DueUs nextDueUs() const { return exchange_.idle() ? exchange_.clearUs() : exchange_.nextDueUs(); }
 
     Exchange& exchange() { return exchange_; }
     const Exchange& exchange() const { return exchange_; }

@@ -75,14 +75,16 @@ qint64 Exchange::clearUs() const {
     return std::max(std::min(lastActivityUs_ + gapUs, latestUs), copies_.pauseEndUs(sequence_));
 }
 
-// When bytes that nothing awaits are the end of what they begin; -1 without any.
-qint64 Exchange::flushUs() const {
-    const bool flush = !stream_.isEmpty() && !awaiting();
-    return flush ? lastActivityUs_ + std::max(PIECE_GAP_US, silentIntervalUs(settings_)) : -1;
+// When bytes that nothing awaits are the end of what they begin; empty without any.
+DueUs Exchange::flushUs() const {
+    if (stream_.isEmpty() || awaiting()) {
+        return {};
+    }
+    return lastActivityUs_ + std::max(PIECE_GAP_US, silentIntervalUs(settings_));
 }
 
-qint64 Exchange::nextDueUs() const {
-    qint64 dueUs = -1;
+DueUs Exchange::nextDueUs() const {
+    DueUs dueUs;
     if (phase_ == Phase::Waiting) {
         dueUs = clearUs();
     } else if (phase_ != Phase::Idle) {
@@ -92,13 +94,12 @@ qint64 Exchange::nextDueUs() const {
                })) {
         dueUs = silentUs();
     }
-    const qint64 restUs = flushUs();
-    return dueUs < 0 || (restUs >= 0 && restUs < dueUs) ? restUs : dueUs;
+    return sooner(dueUs, flushUs());
 }
 
 void Exchange::advance(qint64 nowUs) {
     stations_.forget(nowUs, phase_ != Phase::Idle ? present_ : 0, phase_ == Phase::Query ? queried_ : 0);
-    if (flushUs() >= 0 && nowUs >= flushUs()) {
+    if (const DueUs restUs = flushUs(); restUs && nowUs >= *restUs) {
         takePieces(true, nowUs);
     }
     if (phase_ == Phase::Idle && nowUs >= silentUs()) {
@@ -441,7 +442,7 @@ void Exchange::loseData(int number) {
 
 // Queries of another master, or their answers, came of late.
 bool Exchange::strangerNear(qint64 nowUs) const {
-    return strangerUs_ >= 0 && nowUs - strangerUs_ < FORGET_US;
+    return strangerUs_ && nowUs - *strangerUs_ < FORGET_US;
 }
 
 // When the line has been silent for a time-out.

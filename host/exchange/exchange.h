@@ -107,8 +107,8 @@ public:
     void outputTaken() { output_.resize(0); }
     /// The line took no byte of output(): it was lost before. To be called before outputTaken() and reset().
     void notSent();
-    /// When advance() has something to do; -1 while it has nothing.
-    qint64 nextDueUs() const;
+    /// When advance() has something to do.
+    DueUs nextDueUs() const;
     /// How many bytes must come before feed() can tell anything new; 1 or more.
     int missing() const { return stream_.missing(); }
     /// Bytes have come that are not a whole frame yet.
@@ -153,7 +153,7 @@ public:
     /// Whether a query is due now. Only while idle().
     bool proofDue(qint64 nowUs) const { return schedule_.station(conditions(), nowUs) > 0; }
     /// When one that is not due now will be, at the latest; -1 = not without something new.
-    qint64 proofUs(qint64 nowUs) const { return schedule_.dueUs(conditions(), nowUs); }
+    DueUs proofUs(qint64 nowUs) const { return schedule_.dueUs(conditions(), nowUs); }
     /// Something came in between since the last proof: what comes now is doubtful up to the next.
     bool disturbed() const { return window_.disturbed(); }
     /// Sends it.
@@ -196,7 +196,7 @@ private:
     };
     qint64 boundUs() const;
     qint64 waitUs(const StationRecord& station) const;
-    qint64 flushUs() const;
+    DueUs flushUs() const;
 
     void sendAt(Next next, qint64 nowUs);
     void sendWhenClear(qint64 nowUs);
@@ -266,7 +266,8 @@ private:
 
     quint64 sequence_ = 0;  ///< Of the frame sent last.
     std::vector<ExchangeNote> notes_;
-    qint64 strangerUs_ = -1;  ///< When a query of another master, or its answer, came last.
+    /// When a query of another master, or its answer, came last.
+    std::optional<qint64> strangerUs_;
     quint16 counter_ = 0;
 
     FrameTap* tap_ = nullptr;

@@ -72,20 +72,21 @@ int ProofSchedule::station(const QueryConditions& line, qint64 nowUs) const {
     return !window_.empty() && proofDue(nowUs) ? nextInTurn(line, nowUs) : 0;
 }
 
-qint64 ProofSchedule::dueUs(const QueryConditions& line, qint64 nowUs) const {
-    qint64 dueUs = -1;
-    const auto consider = [&](qint64 timeUs) {
-        if (timeUs > nowUs) {
-            dueUs = dueUs < 0 ? timeUs : std::min(dueUs, timeUs);
+DueUs ProofSchedule::dueUs(const QueryConditions& line, qint64 nowUs) const {
+    DueUs dueUs;
+    const auto consider = [&](DueUs timeUs) {
+        if (timeUs && *timeUs > nowUs) {
+            dueUs = sooner(dueUs, timeUs);
         }
     };
     const qint64 intervalUs = queryUs_ + PROOF_INTERVAL_US;
     for (const ProofWindow::Held& held : window_.held()) {
-        const qint64 mayUs = stations_.at(held.station).askUs(line);
-        if (mayUs >= 0) {
-            consider(std::max(intervalUs, mayUs));
+        const DueUs mayUs = stations_.at(held.station).askUs(line);
+        if (!mayUs) {
+            continue;
         }
-        if (mayUs >= 0 && mayUs <= intervalUs) {
+        consider(std::max(intervalUs, *mayUs));
+        if (*mayUs <= intervalUs) {
             // None is sooner, however many are held.
             break;
         }

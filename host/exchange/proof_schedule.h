@@ -28,8 +28,8 @@ public:
 
     /// The station that is to be queried now; 0 = none.
     int station(const QueryConditions& line, qint64 nowUs) const;
-    /// When one that is not to be queried now will be, at the latest; -1 = not without something new.
-    qint64 dueUs(const QueryConditions& line, qint64 nowUs) const;
+    /// When one that is not to be queried now will be, at the latest.
+    DueUs dueUs(const QueryConditions& line, qint64 nowUs) const;
     /// The station that was queried last.
     int turn() const { return turn_; }
     /// When it was queried.

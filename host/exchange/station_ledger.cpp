@@ -229,9 +229,9 @@ qint64 StationRecord::alikeUntilUs(const QueryConditions& line) const {
     return status != end ? status->endUs + FORGET_US : 0;
 }
 
-qint64 StationRecord::askUs(const QueryConditions& line) const {
+DueUs StationRecord::askUs(const QueryConditions& line) const {
     if (isDeaf()) {
-        return -1;
+        return {};
     }
     return std::max(unpassed() > 0 ? queryUs + ASK_AGAIN_US : 0, alikeUntilUs(line));
 }

@@ -8,6 +8,8 @@
 #include <array>
 #include <vector>
 
+#include "host/line/clock.h"
+
 namespace dx7 {
 
 /// A query that is not answered may be sent again after this time.
@@ -154,9 +156,12 @@ struct StationRecord {
     /// Until when the answer that is owed would pass for that to the next query, which is like it; 0 = it
     /// would not.
     qint64 alikeUntilUs(const QueryConditions& line) const;
-    /// When a query may go to it; -1 = never.
-    qint64 askUs(const QueryConditions& line) const;
-    bool mayAsk(const QueryConditions& line, qint64 nowUs) const { return !isDeaf() && nowUs >= askUs(line); }
+    /// When a query may go to it; empty = never.
+    DueUs askUs(const QueryConditions& line) const;
+    bool mayAsk(const QueryConditions& line, qint64 nowUs) const {
+        const DueUs mayUs = askUs(line);
+        return mayUs && nowUs >= *mayUs;
+    }
 };
 
 /// All stations of a line.

@@ -222,7 +222,8 @@ void LineFile::apply(LineSettings& settings) const {
     const auto gap = tomlNumber(path, line, "gap");
     const auto parity = tomlText(path, line, "parity");
     const auto echo = tomlText(path, line, "echo");
-    blame(path, line, "gap", QString(), [&] { settings.gapMs = gap ? gapFromUser(*gap) : settings.gapMs; });
+    blame(path, line, "gap", QString(),
+          [&] { settings.gapMs = gap ? std::optional<double>(gapFromUser(*gap)) : settings.gapMs; });
     blame(path, line, "parity", QString(),
           [&] { settings.parity = parity ? parityFromText(*parity) : settings.parity; });
     blame(path, line, "echo", QString(), [&] { settings.echo = echo ? echoFromText(*echo) : settings.echo; });

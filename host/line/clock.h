@@ -4,8 +4,18 @@
 #define DX7_HOST_CLOCK_H
 
 #include <QtGlobal>
+#include <algorithm>
+#include <optional>
 
 namespace dx7 {
+
+/// When something is due, in microseconds on a Clock; empty where nothing is, until something new comes.
+using DueUs = std::optional<qint64>;
+
+/// The one that comes first.
+inline DueUs sooner(DueUs one, DueUs other) {
+    return one && other ? std::min(one, other) : one ? one : other;
+}
 
 /// A monotonic clock in microseconds. Its zero is arbitrary.
 class Clock {

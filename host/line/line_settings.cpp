@@ -12,8 +12,8 @@ namespace {
 // Fields of the driver's parameter text, counted from 0.
 enum { FIELD_BAUD = 1, FIELD_DATA_BITS, FIELD_PARITY, FIELD_STOP_BITS, FIELD_PORT = 8 };
 
-const int FASTEST_PACED_BAUD = 19200;
-const int FAST_GAP_US = 1750;
+constexpr int FASTEST_PACED_BAUD = 19200;
+constexpr int FAST_GAP_US = 1750;
 
 void takeNumber(const QStringList& fields, int index, int lowest, int highest, int* setting) {
     bool ok = false;
@@ -30,7 +30,7 @@ struct NumberSetting {
     int highest;
 };
 
-const NumberSetting NUMBER_SETTINGS[] = {
+constexpr NumberSetting NUMBER_SETTINGS[] = {
     // Modbus transfers at most 125 registers in one request.
     {&LineSettings::block, "the block size (--block)", 1, 125},
     {&LineSettings::retries, "the number of attempts (--retries)", 0, 99},
@@ -139,9 +139,8 @@ void checkSettings(const LineSettings& settings) {
     for (const NumberSetting& number : NUMBER_SETTINGS) {
         checkRange(number, settings.*number.setting);
     }
-    // A negative one stands for 3.5 characters.
-    if (!(settings.gapMs < 0)) {
-        gapFromUser(settings.gapMs);
+    if (settings.gapMs) {
+        gapFromUser(*settings.gapMs);
     }
 }
 
@@ -157,8 +156,8 @@ qint64 lineTimeUs(const LineSettings& settings, int bytes) {
 }
 
 qint64 silentIntervalUs(const LineSettings& settings) {
-    if (settings.gapMs >= 0) {
-        return static_cast<qint64>(settings.gapMs * 1000);
+    if (settings.gapMs) {
+        return static_cast<qint64>(*settings.gapMs * 1000);
     }
     if (settings.carrier == Carrier::Tcp) {
         return 0;

@@ -5,6 +5,7 @@
 
 #include <QByteArray>
 #include <QString>
+#include <optional>
 
 namespace dx7 {
 
@@ -17,19 +18,26 @@ enum class EchoMode { Auto, On, Off };
 /// applyDriverDefaults() puts the driver's in their place.
 struct LineSettings {
     Carrier carrier = Carrier::None;
-    QString serialPort;  ///< Path or name of the port.
+    /// Path or name of the port.
+    QString serialPort;
     int baud = 9600;
     int dataBits = 8;
     Parity parity = Parity::None;
     int stopBits = 1;
-    bool rs485 = false;  ///< Ask the kernel to switch the transmitter (TIOCSRS485).
+    /// Ask the kernel to switch the transmitter (TIOCSRS485).
+    bool rs485 = false;
     QString tcpHost;
     int tcpPort = 8888;
-    int timeoutMs = 500;     ///< From the end of a request until its reply must have begun to fill.
-    int retries = 3;         ///< How often a request is sent before it has failed; 0 counts as 1.
-    int block = 64;          ///< Most items that one request reads or writes.
-    double gapMs = -1;       ///< Silence before a request; negative = 3.5 characters.
-    int turnaroundMs = 100;  ///< Pause after a broadcast.
+    /// From the end of a request until its reply must have begun to fill.
+    int timeoutMs = 500;
+    /// How often a request is sent before it has failed; 0 counts as 1.
+    int retries = 3;
+    /// Most items that one request reads or writes.
+    int block = 64;
+    /// Silence before a request; where none is given, silentIntervalUs() follows the baud rate.
+    std::optional<double> gapMs;
+    /// Pause after a broadcast.
+    int turnaroundMs = 100;
     EchoMode echo = EchoMode::Auto;
 };
 
@@ -63,7 +71,8 @@ int bitsPerCharacter(const LineSettings& settings);
 /// Time that `bytes` take on the wire; 0 over TCP, where no baud rate is known.
 qint64 lineTimeUs(const LineSettings& settings, int bytes);
 
-/// Silence that must lie before a request: 3.5 characters, fixed at 1.75 ms above 19200 baud; none over TCP.
+/// Silence that must lie before a request: the one of the settings, else 3.5 characters, fixed at 1.75 ms
+/// above 19200 baud; none over TCP.
 qint64 silentIntervalUs(const LineSettings& settings);
 
 /// The property text for intf_initProperty.

@@ -4,7 +4,7 @@ namespace dx7 {
 
 namespace {
 
-const qint64 SEND_PATIENCE_US = 5000000;
+constexpr qint64 SEND_PATIENCE_US = 5000000;
 
 }  // namespace
 
@@ -15,7 +15,7 @@ bool SendQueue::send(int descriptor, Channel channel, const QByteArray& bytes, Q
         rest_ += bytes;
         return hand(descriptor, channel, failure);
     }
-    stuckSinceUs_ = -1;
+    stuckSinceUs_.reset();
     const int taken = handBytes(descriptor, channel, bytes.constData(), bytes.size(), failure);
     took_ = taken > 0;
     if (taken >= 0 && taken < bytes.size()) {
@@ -33,10 +33,10 @@ bool SendQueue::flush(int descriptor, Channel channel, qint64 nowUs, QString* fa
     if (!hand(descriptor, channel, failure)) {
         return false;
     }
-    if (next_ != before || stuckSinceUs_ < 0) {
+    if (next_ != before || !stuckSinceUs_) {
         stuckSinceUs_ = nowUs;
     }
-    if (sending() && nowUs - stuckSinceUs_ >= SEND_PATIENCE_US) {
+    if (sending() && nowUs - *stuckSinceUs_ >= SEND_PATIENCE_US) {
         *failure = QStringLiteral("it takes no bytes");
         drop();
         return false;

@@ -5,6 +5,7 @@
 
 #include <QByteArray>
 #include <QString>
+#include <optional>
 
 #include "host/line/descriptor_io.h"
 
@@ -36,7 +37,8 @@ private:
     int next_ = 0;       ///< The first byte of the rest that was not taken.
     int lastBegin_ = 0;  ///< Where the bytes of the last send() begin in the rest.
     bool took_ = false;
-    qint64 stuckSinceUs_ = -1;  ///< -1 before the first flush() in vain.
+    /// Empty before the first flush() in vain.
+    std::optional<qint64> stuckSinceUs_;
 };
 
 }  // namespace dx7

@@ -7,8 +7,8 @@ namespace dx7 {
 namespace {
 
 // How often an attempt to open, or a line that takes no bytes, is looked at.
-const qint64 LOOK_US = 20000;
-enum { RECEIVED_BYTES = 4096 };
+constexpr qint64 LOOK_US = 20000;
+constexpr int RECEIVED_BYTES = 4096;
 
 }  // namespace
 
@@ -24,12 +24,12 @@ LineRunner::~LineRunner() {
 
 void LineRunner::turn(qint64 untilUs) {
     prepare();
-    poller_.wait(dueUs_ < 0 ? untilUs : std::min(dueUs_, untilUs));
+    poller_.wait(std::min(dueUs_.value_or(untilUs), untilUs));
     take();
 }
 
 void LineRunner::prepare() {
-    dueUs_ = -1;
+    dueUs_.reset();
     if (!ensureLine()) {
         const qint64 lookUs = poller_.nowUs() + LOOK_US;
         dueUs_ = opening_ ? lookUs : std::max(backoff_.nextUs(), poller_.nowUs());
@@ -44,8 +44,7 @@ void LineRunner::prepare() {
     watch();
     dueUs_ = engine_.nextDueUs(poller_.nowUs());
     if (line_.sending()) {
-        const qint64 lookUs = poller_.nowUs() + LOOK_US;
-        dueUs_ = dueUs_ < 0 ? lookUs : std::min(dueUs_, lookUs);
+        dueUs_ = sooner(dueUs_, poller_.nowUs() + LOOK_US);
     }
 }
 
@@ -88,7 +87,7 @@ void LineRunner::take() {
     if (line_.sending()) {
         open = line_.flush(nowUs);
     }
-    if (open && (poller_.ready(line_) || (dueUs_ >= 0 && nowUs >= dueUs_))) {
+    if (open && (poller_.ready(line_) || (dueUs_ && nowUs >= *dueUs_))) {
         received_.resize(0);
         open = line_.receive(&received_);
         if (!received_.isEmpty()) {

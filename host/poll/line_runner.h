@@ -21,11 +21,12 @@ public:
     /// One turn: does what is due, sends, waits, until `untilUs` at most, for what is next, and takes what
     /// has come. Returns sooner when a signal comes.
     void turn(qint64 untilUs);
-    /// The same without the wait, for whoever waits for several lines: prepare() before it, take() after it.
+    /// The same without the wait, for a program that waits for several lines: prepare() before it, take()
+    /// after it.
     void prepare();
     void take();
-    /// When the next turn is due; -1 = not before something comes.
-    qint64 nextDueUs() const { return dueUs_; }
+    /// When the next turn is due.
+    DueUs nextDueUs() const { return dueUs_; }
 
     bool lineOpen() const { return !lost_; }
     qint64 nowUs() { return poller_.nowUs(); }
@@ -43,7 +44,7 @@ private:
     QByteArray received_;
     bool lost_ = false;
     bool opening_ = false;  ///< An attempt to open the lost line is under way.
-    qint64 dueUs_ = -1;
+    DueUs dueUs_;
     qint64 proved_ = 0;  ///< Good replies when the line was last known to work.
 };
 

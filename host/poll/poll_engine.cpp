@@ -205,19 +205,14 @@ void PollEngine::endQuery(qint64 nowUs) {
     }
 }
 
-qint64 PollEngine::nextDueUs(qint64 nowUs) const {
+DueUs PollEngine::nextDueUs(qint64 nowUs) const {
     const Exchange& exchange = loop_.exchange();
     if (!exchange.idle()) {
         return exchange.nextDueUs();
     }
-    qint64 dueUs = exchange.nextDueUs();
+    DueUs dueUs = exchange.nextDueUs();
     // Nothing begins before the line is clear.
-    const auto consider = [&](qint64 timeUs) {
-        if (timeUs >= 0) {
-            const qint64 beginUs = std::max(timeUs, exchange.clearUs());
-            dueUs = dueUs < 0 ? beginUs : std::min(dueUs, beginUs);
-        }
-    };
+    const auto consider = [&](qint64 timeUs) { dueUs = sooner(dueUs, std::max(timeUs, exchange.clearUs())); };
     const bool work = !queue_.empty() || active_ || queries_.queued() || queries_.waiting() ||
                       (!concluding_ && (replanNeeded_ || plan_.blockCount() > 0)) ||
                       exchange.proofDue(nowUs) ||
@@ -225,12 +220,11 @@ qint64 PollEngine::nextDueUs(qint64 nowUs) const {
     if (work) {
         consider(stalledUntilUs_);
     }
-    if (exchange.proofUs(nowUs) >= 0) {
-        consider(loop_.betweenOperations() ? exchange.proofUs(nowUs)
-                                           : std::max(exchange.proofUs(nowUs), stalledUntilUs_));
+    if (const DueUs proofUs = exchange.proofUs(nowUs)) {
+        consider(loop_.betweenOperations() ? *proofUs : std::max(*proofUs, stalledUntilUs_));
     }
-    if (!concluding_ && health_.nextProbeUs() >= 0) {
-        consider(std::max({health_.nextProbeUs(), exchange.clearUs(), stalledUntilUs_}));
+    if (const DueUs probeUs = health_.nextProbeUs(); probeUs && !concluding_) {
+        consider(std::max(*probeUs, stalledUntilUs_));
     }
     return dueUs;
 }
@@ -238,7 +232,7 @@ qint64 PollEngine::nextDueUs(qint64 nowUs) const {
 void PollEngine::replan() {
     plan_.rebuild(health_.dead());
     replanNeeded_ = false;
-    cycleStartUs_ = -1;
+    cycleStartUs_.reset();
     countOthers();
 }
 
@@ -287,7 +281,7 @@ void PollEngine::onTransaction(const Transaction& transaction) {
     statistics_.count(transaction);
     const ItemRange range = rangeOf(transaction.frame);
     const bool cyclic = transaction.frame.opKind == TAG_CYCLIC;
-    if (cyclic && cycleStartUs_ < 0) {
+    if (cyclic && !cycleStartUs_) {
         cycleStartUs_ = transaction.sentUs;
     }
     if (transaction.finished()) {
@@ -324,8 +318,8 @@ void PollEngine::onCyclicRead(const Transaction& transaction, const ItemRange& r
 }
 
 void PollEngine::onCycleEnd(qint64 nowUs) {
-    if (cycleStartUs_ >= 0) {
-        statistics_.countCycle(nowUs - cycleStartUs_);
+    if (cycleStartUs_) {
+        statistics_.countCycle(nowUs - *cycleStartUs_);
     }
     cycleStartUs_ = nowUs;
     loop_.exchange().cycleEnded();
@@ -432,7 +426,7 @@ void PollEngine::reportPoints(const Points& points, const std::function<void(int
 }
 
 void PollEngine::lineLost(qint64) {
-    cycleStartUs_ = -1;
+    cycleStartUs_.reset();
     queries_.lineLost(loop_.exchange().awaiting());
     std::vector<HeldOperation> held;
     held.swap(heldOperations_);

@@ -74,8 +74,8 @@ public:
     void received(const char* bytes, int count, qint64 nowUs);
     /// Does everything that can be done at `nowUs`. What is to be sent is the loop's exchange's output().
     void advance(qint64 nowUs);
-    /// When advance() has something to do; -1 = not before something comes or is queued.
-    qint64 nextDueUs(qint64 nowUs) const;
+    /// When advance() has something to do, unless something comes or is queued before.
+    DueUs nextDueUs(qint64 nowUs) const;
     void lineLost(qint64 nowUs);
     void lineBack(qint64 nowUs);
 
@@ -131,7 +131,8 @@ private:
     bool concluding_ = false;
     int skipped_ = 0;            ///< Operations in a row that were not sent, for the station owes a reply.
     qint64 stalledUntilUs_ = 0;  ///< All stations owe replies: nothing is begun before that.
-    qint64 cycleStartUs_ = -1;
+    /// Empty while no cycle of the plan is under way.
+    std::optional<qint64> cycleStartUs_;
     HeldReads heldReads_;
     std::vector<HeldOperation> heldOperations_;
     std::vector<int> changed_;  ///< Kept for its memory.

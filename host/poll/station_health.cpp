@@ -5,9 +5,9 @@
 namespace dx7 {
 
 namespace {
-const int CYCLES_UNTIL_DEAD = 2;
-const qint64 PAUSE_STEP_US = 500000;
-const qint64 LONGEST_PAUSE_US = 10000000;
+constexpr int CYCLES_UNTIL_DEAD = 2;
+constexpr qint64 PAUSE_STEP_US = 500000;
+constexpr qint64 LONGEST_PAUSE_US = 10000000;
 }  // namespace
 
 void StationHealth::add(int station) {
@@ -58,11 +58,11 @@ QVector<int> StationHealth::probesDue(qint64 nowUs) const {
     return stations;
 }
 
-qint64 StationHealth::nextProbeUs() const {
-    qint64 next = -1;
+DueUs StationHealth::nextProbeUs() const {
+    DueUs next;
     for (const State& state : states_) {
         if (state.dead) {
-            next = next < 0 ? state.probeUs : std::min(next, state.probeUs);
+            next = sooner(next, state.probeUs);
         }
     }
     return next;

@@ -6,6 +6,8 @@
 #include <QMap>
 #include <QVector>
 
+#include "host/line/clock.h"
+
 namespace dx7 {
 
 /// A station whose blocks all failed in two cycles in a row is dead. A dead station is probed 0.5 s later,
@@ -25,8 +27,8 @@ public:
 
     /// Dead stations whose probe is due; probed() must follow for each before it is due again.
     QVector<int> probesDue(qint64 nowUs) const;
-    /// When the next probe is due; -1 when no station is dead.
-    qint64 nextProbeUs() const;
+    /// When the next probe is due; empty when no station is dead.
+    DueUs nextProbeUs() const;
     /// The line is back: each dead station is probed at once, then at the pauses of one that has just died.
     void lineBack(qint64 nowUs);
     /// A probe that is due cannot be sent before `untilUs`.

@@ -94,7 +94,7 @@ TEST_F(FilesTest, ALineFileSetsTheLineAndItsTags) {
     EXPECT_EQ(settings.baud, 19200);
     EXPECT_EQ(settings.parity, Parity::Even);
     EXPECT_EQ(settings.block, 20);
-    EXPECT_DOUBLE_EQ(settings.gapMs, 5);
+    EXPECT_EQ(settings.gapMs, 5);
     const QVector<Point> points = tagsFromFile(file, notation());
     ASSERT_EQ(points.size(), 3);
     EXPECT_EQ(points[0].name, QStringLiteral("speed"));

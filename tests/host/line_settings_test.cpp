@@ -42,7 +42,7 @@ TEST(LineSettings, SilentIntervalIsThreeAndAHalfCharacters) {
     given.gapMs = 12.5;
     EXPECT_EQ(silentIntervalUs(given), 12500);
     given.carrier = Carrier::Tcp;
-    given.gapMs = -1;
+    given.gapMs.reset();
     EXPECT_EQ(silentIntervalUs(given), 0);
 }
 
@@ -92,6 +92,7 @@ TEST(LineSettings, RefusesWhatCannotWork) {
         {"baud 0", [](LineSettings& s) { s.baud = 0; }},
         {"data bits 5", [](LineSettings& s) { s.dataBits = 5; }},
         {"stop bits 3", [](LineSettings& s) { s.stopBits = 3; }},
+        {"gap -1 ms", [](LineSettings& s) { s.gapMs = -1; }},
         {"gap 20 s", [](LineSettings& s) { s.gapMs = 20000; }},
         {"gap nan", [](LineSettings& s) { s.gapMs = std::nan(""); }},
     };

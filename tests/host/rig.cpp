@@ -51,8 +51,8 @@ void LoopRig::turn(qint64 untilUs) {
         return;
     }
     line.expect(exchange.missing());
-    const qint64 dueUs = loop.ready(clock.nowUs()) ? exchange.nextDueUs() : loop.nextDueUs();
-    poller.wait(dueUs < 0 ? untilUs : std::min(dueUs, untilUs));
+    const DueUs dueUs = loop.ready(clock.nowUs()) ? exchange.nextDueUs() : loop.nextDueUs();
+    poller.wait(std::min(dueUs.value_or(untilUs), untilUs));
     QByteArray bytes;
     if (!line.receive(&bytes)) {
         loop.lineLost();

@@ -75,7 +75,7 @@ TEST(StationHealth, IsBackWithItsFirstAnswer) {
     StationHealth health = deadHealth(0);
     EXPECT_TRUE(health.probed(1, true, SECOND));
     EXPECT_FALSE(health.isDead(1));
-    EXPECT_EQ(health.nextProbeUs(), -1);
+    EXPECT_FALSE(health.nextProbeUs());
     health.polled(1, false);
     EXPECT_TRUE(health.cycleEnd(SECOND).isEmpty()) << "it needs two failed cycles again";
 }

@@ -75,9 +75,9 @@ public:
     /// Lets time pass.
     void pass(int ms) {
         const qint64 endUs = nowUs + qint64(ms) * 1000;
-        for (qint64 dueUs = exchange.nextDueUs(); dueUs >= 0 && dueUs <= endUs;
+        for (dx7::DueUs dueUs = exchange.nextDueUs(); dueUs && *dueUs <= endUs;
              dueUs = exchange.nextDueUs()) {
-            nowUs = std::max(nowUs, dueUs);
+            nowUs = std::max(nowUs, *dueUs);
             exchange.advance(nowUs);
             take();
             if (dueUs == exchange.nextDueUs()) {
@@ -129,7 +129,7 @@ public:
 private:
     void clear() {
         for (int i = 0; i < 100 && !(exchange.idle() && nowUs >= exchange.clearUs()); ++i) {
-            const qint64 dueUs = exchange.idle() ? exchange.clearUs() : exchange.nextDueUs();
+            const qint64 dueUs = exchange.idle() ? exchange.clearUs() : exchange.nextDueUs().value_or(nowUs);
             pass(static_cast<int>(std::max<qint64>(dueUs - nowUs, 0) / 1000) + 1);
         }
     }

@@ -97,7 +97,7 @@ private:
     }
 
     void turn(qint64 untilUs) {
-        qint64 nextUs = exchange_.nextDueUs() < 0 ? untilUs : std::min(exchange_.nextDueUs(), untilUs);
+        const qint64 nextUs = std::min(exchange_.nextDueUs().value_or(untilUs), untilUs);
         if (!coming_.empty() && coming_.top().atUs <= nextUs) {
             const Coming next = coming_.top();
             coming_.pop();

@@ -46,6 +46,10 @@ QString timeText(qint64 us) {
     return QStringLiteral("%1").arg(static_cast<double>(us) / 1e6, 11, 'f', 6);
 }
 
+QString dueText(dx7::DueUs us) {
+    return us ? timeText(*us) : QStringLiteral("none");
+}
+
 class Run {
 public:
     Run(const Scenario& scenario, bool traced);
@@ -141,9 +145,9 @@ bool Run::turn(qint64 untilUs) {
         ++sends_;
         exchange.outputTaken();
     }
-    const qint64 dueUs = engine_.nextDueUs(nowUs_);
+    const dx7::DueUs dueUs = engine_.nextDueUs(nowUs_);
     const qint64 lineUs = line_.nextUs();
-    qint64 nextUs = dueUs < 0 ? untilUs : std::min(dueUs, untilUs);
+    qint64 nextUs = std::min(dueUs.value_or(untilUs), untilUs);
     nextUs = lineUs < 0 ? nextUs : std::min(lineUs, nextUs);
     turnsAtOnce_ = nextUs > nowUs_ ? 0 : turnsAtOnce_ + 1;
     if (turnsAtOnce_ > MOST_TURNS_AT_ONCE) {
@@ -151,8 +155,8 @@ bool Run::turn(qint64 untilUs) {
              QStringLiteral(
                  "the engine has something to do all the time and does nothing: due %1, of the exchange "
                  "%2, clear %3, proof %4, probe %5, idle %6, line %7")
-                 .arg(timeText(dueUs), timeText(exchange.nextDueUs()), timeText(exchange.clearUs()),
-                      timeText(exchange.proofUs(nowUs_)), timeText(engine_.health().nextProbeUs()))
+                 .arg(dueText(dueUs), dueText(exchange.nextDueUs()), timeText(exchange.clearUs()),
+                      dueText(exchange.proofUs(nowUs_)), dueText(engine_.health().nextProbeUs()))
                  .arg(exchange.idle())
                  .arg(timeText(lineUs)),
              QByteArray(), 0);
