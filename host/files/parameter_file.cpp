@@ -14,22 +14,21 @@ namespace {
 using dx7common::HIGHEST_STATION;
 using dx7common::LOWEST_STATION;
 
-void readType(const QString& path, const ItemNotation& notation, const RegisterType& type,
-              const toml::table& table, QMap<int, int>* values) {
+void readType(const TomlTable& table, const ItemNotation& notation, const RegisterType& type,
+              QMap<int, int>* values) {
     for (const auto& [key, node] : table) {
         const auto number = node.value_exact<int64_t>();
         if (!number || *number < 0 || *number > type.highestValue()) {
-            refuseToml(path, node.source(),
-                       QStringLiteral("the value of %1 is not a whole number from 0 to %2")
-                           .arg(tomlText(key.str()))
-                           .arg(type.highestValue()));
+            table.refuse(node.source(), QStringLiteral("the value of %1 is not a whole number from 0 to %2")
+                                            .arg(tomlText(key.str()))
+                                            .arg(type.highestValue()));
         }
         int address = 0;
         try {
             address = notation.address(type, tomlText(key.str()), 1);
             ItemNotation::checkWritable(type, 1, address, 1);
         } catch (const UsageError& error) {
-            refuseToml(path, key.source(), error.text());
+            table.refuse(key.source(), error.text());
         }
         values->insert(address, static_cast<int>(*number));
     }
@@ -37,40 +36,41 @@ void readType(const QString& path, const ItemNotation& notation, const RegisterT
 
 // Everything but the last line. Throws UsageError.
 ParameterSet readParameters(const QString& path, const QByteArray& text, const ItemNotation& notation) {
-    const toml::table table = parseToml(path, text);
+    const toml::table file = parseToml(path, text);
+    const TomlTable table(path, file);
     ParameterSet set;
     for (const auto& [key, node] : table) {
         const QString name = tomlText(key.str());
         if (name == QLatin1String("station")) {
-            const qint64 station = *tomlInteger(path, table, "station");
+            const qint64 station = *table.integer("station");
             if (station < LOWEST_STATION || station > HIGHEST_STATION) {
-                refuseToml(path, node.source(),
-                           QStringLiteral("station %1 is not %2 to %3")
-                               .arg(station)
-                               .arg(int(LOWEST_STATION))
-                               .arg(int(HIGHEST_STATION)));
+                table.refuse(node.source(), QStringLiteral("station %1 is not %2 to %3")
+                                                .arg(station)
+                                                .arg(int(LOWEST_STATION))
+                                                .arg(int(HIGHEST_STATION)));
             }
             set.station = static_cast<int>(station);
             continue;
         }
         if (!node.is_table()) {
-            refuseToml(path, key.source(),
-                       QStringLiteral("key \"%1\" is unknown, here are station and a table per register type")
-                           .arg(name));
+            table.refuse(
+                key.source(),
+                QStringLiteral("key \"%1\" is unknown, here are station and a table per register type")
+                    .arg(name));
         }
         RegisterType type;
         try {
             type = notation.type(name);
         } catch (const UsageError& error) {
-            refuseToml(path, key.source(), error.text());
+            table.refuse(key.source(), error.text());
         }
         if (!type.writable) {
-            refuseToml(path, key.source(), QStringLiteral("%1 is read-only").arg(name));
+            table.refuse(key.source(), QStringLiteral("%1 is read-only").arg(name));
         }
-        readType(path, notation, type, *node.as_table(), &set.values[name]);
+        readType(TomlTable(path, *node.as_table()), notation, type, &set.values[name]);
     }
     if (set.count() == 0) {
-        refuseToml(path, table.source(), QStringLiteral("the file holds no parameters"));
+        table.refuse(QStringLiteral("the file holds no parameters"));
     }
     return set;
 }
@@ -120,11 +120,11 @@ void saveParameters(const QString& path, const ItemNotation& notation, const Par
     for (auto type = set.values.begin(); type != set.values.end(); ++type) {
         const RegisterType description = notation.type(type.key());
         text += QStringLiteral("\n[%1]\n").arg(type.key());
-        int group = -1;
+        std::optional<int> group;
         for (auto value = type->begin(); value != type->end(); ++value) {
             if (description.grouped() && value.key() / GROUP_ITEMS != group) {
                 group = value.key() / GROUP_ITEMS;
-                text += QStringLiteral("# group %1\n").arg(QString::number(group, 16).toUpper());
+                text += QStringLiteral("# group %1\n").arg(QString::number(*group, 16).toUpper());
             }
             text +=
                 QStringLiteral("\"%1\" = %2\n").arg(description.addressText(value.key())).arg(value.value());

@@ -6,25 +6,14 @@
 
 #include "common/file_content.h"
 #include "common/toml_limits.h"
-#include "host/error.h"
 
 namespace dx7 {
 
 namespace {
 
-template <typename Value>
-std::optional<Value> typedValue(const QString& path, const toml::table& table, const char* key,
-                                const char* kind) {
-    const toml::node* node = table.get(key);
-    if (node == nullptr) {
-        return std::nullopt;
-    }
-    std::optional<Value> value = node->value_exact<Value>();
-    if (!value) {
-        refuseToml(path, node->source(),
-                   QStringLiteral("%1 is not %2").arg(QLatin1String(key), QLatin1String(kind)));
-    }
-    return value;
+[[noreturn]] void refuseToml(const QString& path, const toml::source_region& where, const QString& why) {
+    throw UsageError(
+        QStringLiteral("%1:%2:%3: %4").arg(path).arg(where.begin.line).arg(where.begin.column).arg(why));
 }
 
 }  // namespace
@@ -59,17 +48,17 @@ toml::table parseToml(const QString& path, const QByteArray& text) {
     }
 }
 
-toml::table readToml(const QString& path) {
-    return parseToml(path, readTomlText(path));
+void TomlTable::refuse(const toml::source_region& where, const QString& why) const {
+    refuseToml(path_, where, why);
 }
 
-void refuseToml(const QString& path, const toml::source_region& where, const QString& what) {
-    throw UsageError(
-        QStringLiteral("%1:%2:%3: %4").arg(path).arg(where.begin.line).arg(where.begin.column).arg(what));
+void TomlTable::refuse(const char* key, const QString& why) const {
+    const toml::node* found = node(key);
+    refuse(found != nullptr ? found->source() : table_.source(), why);
 }
 
-void checkTomlKeys(const QString& path, const toml::table& table, std::initializer_list<const char*> known) {
-    for (const auto& [key, node] : table) {
+void TomlTable::checkKeys(std::initializer_list<const char*> known) const {
+    for (const auto& [key, node] : table_) {
         const std::string_view name = key.str();
         if (std::none_of(known.begin(), known.end(),
                          [&](const char* candidate) { return name == candidate; })) {
@@ -77,33 +66,52 @@ void checkTomlKeys(const QString& path, const toml::table& table, std::initializ
             for (const char* candidate : known) {
                 names += QLatin1String(candidate);
             }
-            refuseToml(path, key.source(),
-                       QStringLiteral("key \"%1\" is unknown, here are %2")
-                           .arg(tomlText(name), names.join(QStringLiteral(", "))));
+            refuse(key.source(), QStringLiteral("key \"%1\" is unknown, here are %2")
+                                     .arg(tomlText(name), names.join(QStringLiteral(", "))));
         }
     }
 }
 
-std::optional<QString> tomlText(const QString& path, const toml::table& table, const char* key) {
-    const auto value = typedValue<std::string>(path, table, key, "a text");
-    return value ? std::optional<QString>(tomlText(*value)) : std::nullopt;
-}
-
-std::optional<qint64> tomlInteger(const QString& path, const toml::table& table, const char* key) {
-    const auto value = typedValue<int64_t>(path, table, key, "a whole number");
-    return value ? std::optional<qint64>(*value) : std::nullopt;
-}
-
-std::optional<double> tomlNumber(const QString& path, const toml::table& table, const char* key) {
-    const toml::node* node = table.get(key);
-    if (node != nullptr && node->is_integer()) {
-        return static_cast<double>(*node->value_exact<int64_t>());
+TomlTable TomlTable::table(const toml::node& node, const char* what) const {
+    if (!node.is_table()) {
+        refuse(node.source(), QStringLiteral("%1 is not a table").arg(QLatin1String(what)));
     }
-    return typedValue<double>(path, table, key, "a number");
+    return {path_, *node.as_table()};
 }
 
-std::optional<bool> tomlFlag(const QString& path, const toml::table& table, const char* key) {
-    return typedValue<bool>(path, table, key, "true or false");
+template <typename Value>
+std::optional<Value> TomlTable::value(const char* key, const char* kind) const {
+    const toml::node* found = node(key);
+    if (found == nullptr) {
+        return std::nullopt;
+    }
+    std::optional<Value> value = found->value_exact<Value>();
+    if (!value) {
+        refuse(key, QStringLiteral("%1 is not %2").arg(QLatin1String(key), QLatin1String(kind)));
+    }
+    return value;
+}
+
+std::optional<QString> TomlTable::text(const char* key) const {
+    const auto found = value<std::string>(key, "a text");
+    return found ? std::optional<QString>(tomlText(*found)) : std::nullopt;
+}
+
+std::optional<qint64> TomlTable::integer(const char* key) const {
+    const auto found = value<int64_t>(key, "a whole number");
+    return found ? std::optional<qint64>(*found) : std::nullopt;
+}
+
+std::optional<double> TomlTable::number(const char* key) const {
+    const toml::node* found = node(key);
+    if (found != nullptr && found->is_integer()) {
+        return static_cast<double>(*found->value_exact<int64_t>());
+    }
+    return value<double>(key, "a number");
+}
+
+std::optional<bool> TomlTable::flag(const char* key) const {
+    return value<bool>(key, "true or false");
 }
 
 }  // namespace dx7

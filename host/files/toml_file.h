@@ -6,6 +6,10 @@
 #include <toml++/toml.h>
 #include <QString>
 #include <initializer_list>
+#include <optional>
+#include <utility>
+
+#include "host/error.h"
 
 namespace dx7 {
 
@@ -16,22 +20,57 @@ QByteArray readTomlText(const QString& path);
 /// is called.
 toml::table parseToml(const QString& path, const QByteArray& text);
 
-/// Both in one.
-toml::table readToml(const QString& path);
-
-/// A UsageError for something at `node`: "FILE:LINE:COLUMN: what".
-[[noreturn]] void refuseToml(const QString& path, const toml::source_region& where, const QString& what);
-
-/// Refuses every key of `table` that is not among `known`.
-void checkTomlKeys(const QString& path, const toml::table& table, std::initializer_list<const char*> known);
-
-/// The value of `key`, refused when it is of another type; empty when the key is not there.
-std::optional<QString> tomlText(const QString& path, const toml::table& table, const char* key);
-std::optional<qint64> tomlInteger(const QString& path, const toml::table& table, const char* key);
-std::optional<double> tomlNumber(const QString& path, const toml::table& table, const char* key);
-std::optional<bool> tomlFlag(const QString& path, const toml::table& table, const char* key);
-
 QString tomlText(std::string_view text);
+
+/// A table of a file. Whatever it refuses is a UsageError: "FILE:LINE:COLUMN: why".
+class TomlTable {
+public:
+    /// `table` is borrowed, `path` is what its file is called.
+    TomlTable(QString path, const toml::table& table) : path_(std::move(path)), table_(table) {}
+
+    auto begin() const { return table_.begin(); }
+    auto end() const { return table_.end(); }
+    bool has(const char* key) const { return table_.contains(key); }
+    /// Null when the key is not there.
+    const toml::node* node(const char* key) const { return table_.get(key); }
+
+    /// The value of `key`, refused when it is of another type; empty when the key is not there.
+    std::optional<QString> text(const char* key) const;
+    std::optional<qint64> integer(const char* key) const;
+    std::optional<double> number(const char* key) const;
+    std::optional<bool> flag(const char* key) const;
+    /// `node`, a part of this table, as a table; refused when it is none. `what` is what it is called.
+    TomlTable table(const toml::node& node, const char* what) const;
+
+    /// Refuses every key that is not among `known`.
+    void checkKeys(std::initializer_list<const char*> known) const;
+    /// Refuses the value of `key`, or the table itself when it has no such key.
+    [[noreturn]] void refuse(const char* key, const QString& why) const;
+    [[noreturn]] void refuse(const QString& why) const { refuse(table_.source(), why); }
+    [[noreturn]] void refuse(const toml::source_region& where, const QString& why) const;
+    /// What `action` refuses with a UsageError was caused by `key`: refuses that, with `prefix` before why.
+    template <typename Action>
+    void blame(const char* key, const QString& prefix, const Action& action) const;
+
+private:
+    template <typename Value>
+    std::optional<Value> value(const char* key, const char* kind) const;
+
+    QString path_;
+    const toml::table& table_;
+};
+
+template <typename Action>
+void TomlTable::blame(const char* key, const QString& prefix, const Action& action) const {
+    QString fault;
+    try {
+        action();
+        return;
+    } catch (const UsageError& error) {
+        fault = error.text();
+    }
+    refuse(key, prefix + fault);
+}
 
 }  // namespace dx7
 
