@@ -93,9 +93,8 @@ public:
 
 private:
     dx7::LineRunner openedLine() {
-        QString why;
-        if (!line_->open(&why)) {
-            throw std::runtime_error("the line does not open: " + why.toStdString());
+        if (!line_->open()) {
+            throw std::runtime_error("the line does not open: " + line_->failure().toStdString());
         }
         return {engine_, *line_, poller_};
     }

@@ -86,9 +86,8 @@ public:
     }
 
     std::vector<Delay> run(int writes) {
-        QString why;
-        if (!line_->open(&why)) {
-            throw std::runtime_error("the line does not open: " + why.toStdString());
+        if (!line_->open()) {
+            throw std::runtime_error("the line does not open: " + line_->failure().toStdString());
         }
         dx7::LineRunner runner(engine_, *line_, poller_);
         while (polls_ < WARM_UP) {

@@ -1,6 +1,13 @@
 /// \file
-/// How the host library reports what went wrong: by exceptions that carry a sentence for the user, with the
-/// reason of a failed system call in it.
+/// How the host library reports what went wrong.
+///
+/// What the caller asked for wrongly, and what cannot go on, is an exception derived from Error, with a
+/// sentence for the user and the reason of a failed system call in it. What happens on a line every day is a
+/// result: a line that does not open or is lost (false; Line::failure() says why), a request without a good
+/// reply (Outcome), a value in doubt (Quality). Code that exceptions must not pass, such as a helper thread
+/// or what a C library calls, keeps its failure for the code that may throw.
+///
+/// Programs turn exceptions into exit codes; the library knows none.
 #ifndef DX7_HOST_ERROR_H
 #define DX7_HOST_ERROR_H
 
@@ -17,6 +24,7 @@ class Error : public std::exception {
 public:
     explicit Error(const QString& text) : text_(text), bytes_(text.toUtf8()) {}
     const QString& text() const { return text_; }
+    /// The same in UTF-8.
     const char* what() const noexcept override { return bytes_.constData(); }
 
 private:
@@ -24,13 +32,14 @@ private:
     QByteArray bytes_;
 };
 
-/// The user asked for something that cannot be: nothing was sent.
+/// The caller asked for something that cannot be: a text, file or setting is wrong, or is not there. Nothing
+/// was begun.
 class UsageError : public Error {
 public:
     using Error::Error;
 };
 
-/// The device or the line failed.
+/// What was begun cannot go on: a line, a file, or something else of the system failed.
 class LineError : public Error {
 public:
     using Error::Error;

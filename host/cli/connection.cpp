@@ -97,9 +97,9 @@ Connection::Connection(const Driver& loaded, const LineSettings& settings, const
     }
     watchStopSignals();
     line_->setStopRequest(stopRequested);
-    QString why;
-    if (!line_->open(&why)) {
-        throw UsageError(QStringLiteral("%1 could not be opened: %2").arg(describeLine(settings), why));
+    if (!line_->open()) {
+        throw UsageError(
+            QStringLiteral("%1 could not be opened: %2").arg(describeLine(settings), line_->failure()));
     }
     loop_.exchange().setCounter(static_cast<quint16>(wallTimeUs()));
     if (!options.recordPath.empty()) {

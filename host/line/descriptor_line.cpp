@@ -6,11 +6,11 @@ namespace dx7 {
 
 namespace {
 
-const int STOP_LOOK_MS = 20;
+constexpr int STOP_LOOK_MS = 20;
 
 }  // namespace
 
-bool DescriptorLine::open(QString* why) {
+bool DescriptorLine::open() {
     close();
     Opening opening = reopen();
     while (opening == Opening::UnderWay && !stopRequested()) {
@@ -24,7 +24,6 @@ bool DescriptorLine::open(QString* why) {
         close();
         failure_ = QStringLiteral("the program was stopped before that was done");
     }
-    *why = failure_;
     return false;
 }
 

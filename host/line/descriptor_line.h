@@ -12,7 +12,7 @@ namespace dx7 {
 /// fraction of the processor time. Who inherits opens and closes it.
 class DescriptorLine : public Line {
 public:
-    bool open(QString* why) override;
+    bool open() override;
     bool isOpen() const override { return descriptor() >= 0; }
     bool tookBytes() const override { return queue_.tookBytes(); }
     bool receive(QByteArray* bytes) override;

@@ -7,8 +7,7 @@
 namespace dx7 {
 
 Line::Opening Line::reopen() {
-    QString why;
-    return open(&why) ? Opening::Open : Opening::Failed;
+    return open() ? Opening::Open : Opening::Failed;
 }
 
 bool Line::flush(qint64) {

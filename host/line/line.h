@@ -20,8 +20,8 @@ public:
 
     virtual ~Line() = default;
 
-    /// Opens or reopens and waits until that is done. On failure returns false and says why in `*why`.
-    virtual bool open(QString* why) = 0;
+    /// Opens or reopens and waits until that is done. False when it failed; failure() says why.
+    virtual bool open() = 0;
     /// The same for a caller who has other things to do: begins an attempt, or looks what has become of the
     /// one under way. Does not wait. While an earlier close() goes on, it is under way, too. failure() says
     /// why it failed. A line that needs no time to open uses open().

@@ -34,8 +34,7 @@ public:
             opened.port = std::make_unique<FakePort>(both[0], gate);
             return opened;
         });
-        QString why;
-        EXPECT_TRUE(line->open(&why));
+        EXPECT_TRUE(line->open());
         return line;
     }
     ~TerminalEnd() {

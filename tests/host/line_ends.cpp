@@ -70,8 +70,7 @@ std::unique_ptr<TcpLine> TcpEnd::connect() {
 }
 
 void TcpEnd::reopen(Line& line) {
-    QString why;
-    EXPECT_TRUE(line.open(&why)) << why.toStdString();
+    EXPECT_TRUE(line.open()) << line.failure().toStdString();
     end.become(::accept4(listener_.number(), nullptr, nullptr, SOCK_CLOEXEC | SOCK_NONBLOCK));
 }
 

@@ -50,9 +50,8 @@ TEST(PacedLine, WakesAtMostFourTimesForAReply) {
     SystemClock clock;
     SerialLine line(terminal.settings());
     SerialLine second(other.settings());
-    QString why;
-    ASSERT_TRUE(line.open(&why)) << why.toStdString();
-    ASSERT_TRUE(second.open(&why)) << why.toStdString();
+    ASSERT_TRUE(line.open()) << line.failure().toStdString();
+    ASSERT_TRUE(second.open()) << second.failure().toStdString();
     EpollPoller poller;
     poller.add(line);
     for (const bool alone : {true, false}) {
@@ -105,8 +104,7 @@ TEST(PacedLine, APortWhoseProgramIsJustEndingIsWaitedFor) {
         clock.sleepUntilUs(clock.nowUs() + 60000);
         former.release();
     });
-    QString why;
-    EXPECT_TRUE(line.open(&why)) << why.toStdString();
+    EXPECT_TRUE(line.open()) << line.failure().toStdString();
     ending.join();
 }
 

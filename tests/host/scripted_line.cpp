@@ -5,13 +5,10 @@
 
 using namespace dx7;
 
-bool ScriptedLine::open(QString* why) {
+bool ScriptedLine::open() {
     ++openAttempts;
     clock_.sleepUntilUs(clock_.nowUs() + openTakesUs);
-    if (!finishOpening()) {
-        *why = QStringLiteral("refused by the script");
-    }
-    return open_;
+    return finishOpening();
 }
 
 Line::Opening ScriptedLine::reopen() {

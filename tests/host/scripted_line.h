@@ -20,7 +20,7 @@ public:
 
     explicit ScriptedLine(VirtualClock& clock) : clock_(clock) {}
 
-    bool open(QString* why) override;
+    bool open() override;
     Opening reopen() override;
     // What was on its way is lost.
     void close() override;

@@ -38,8 +38,9 @@ protected:
     ~SerialLineTest() override { EXPECT_TRUE(awaitPortTasks(10000)); }
 
     bool opens(Line& line) {
-        why.clear();
-        return line.open(&why);
+        const bool opened = line.open();
+        why = line.failure();
+        return opened;
     }
     // Takes what arrives until it is so much.
     static QByteArray received(Line& line, int count) {

@@ -46,7 +46,6 @@ protected:
     }
 
     SystemClock clock;
-    QString why;
 };
 
 TEST_F(TcpLineTest, ARunnerOfALostLineGoesOnWhileConnectingTakesItsTime) {
@@ -103,17 +102,18 @@ TEST_F(TcpLineTest, SaysWhyItDidNotOpen) {
         const FullListener listener;
         freePort = listener.port();
         const std::unique_ptr<Line> line = lineTo(listener.port());
-        EXPECT_FALSE(line->open(&why));
-        EXPECT_EQ(why, QStringLiteral("Connection timed out"));
+        EXPECT_FALSE(line->open());
+        EXPECT_EQ(line->failure(), QStringLiteral("Connection timed out"));
     }
     const std::unique_ptr<Line> line = lineTo(freePort);
-    EXPECT_FALSE(line->open(&why));
-    EXPECT_EQ(why, QStringLiteral("Connection refused"));
+    EXPECT_FALSE(line->open());
+    EXPECT_EQ(line->failure(), QStringLiteral("Connection refused"));
     EXPECT_EQ(reopened(*line), Line::Opening::Failed);
     EXPECT_EQ(line->failure(), QStringLiteral("Connection refused"));
-    // A label of a name has 63 characters at most: nobody needs to be asked.
-    EXPECT_FALSE(lineTo(QString(64, QLatin1Char('a')), freePort)->open(&why));
-    EXPECT_EQ(why, QStringLiteral("Name or service not known"));
+    // A label of a name has 63 characters at most: no name server needs to be asked.
+    const std::unique_ptr<Line> unnamed = lineTo(QString(64, QLatin1Char('a')), freePort);
+    EXPECT_FALSE(unnamed->open());
+    EXPECT_EQ(unnamed->failure(), QStringLiteral("Name or service not known"));
 }
 
 }  // namespace
