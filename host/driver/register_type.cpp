@@ -6,8 +6,6 @@ namespace dx7 {
 
 namespace {
 
-enum { COLUMN_COUNT = 5 };
-
 // The driver's own text of a limit ("F.#.55") as address, and as the text that is printed for it.
 void setLimit(const DriverFunctions& functions, const RegisterType& type, const QString& text, int* address,
               QString* shown) {
@@ -45,7 +43,8 @@ QVector<RegisterType> registerTypes(const DriverFunctions& functions) {
         functions.getRegListByType(kind, names);
         for (const QString& name : names) {
             QList<QString> texts;
-            if (functions.getRegDiscription(name, texts) != DX7_TYPE_KNOWN || texts.size() < COLUMN_COUNT) {
+            if (functions.getRegDiscription(name, texts) != DX7_TYPE_KNOWN ||
+                texts.size() < REG_COLUMN_COUNT) {
                 continue;
             }
             RegisterType type;

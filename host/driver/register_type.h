@@ -13,8 +13,10 @@ namespace dx7 {
 /// One register type, from intf_getRegListByType and intf_getRegDiscription.
 struct RegisterType {
     QString name;
-    QString format;  ///< Form of its addresses: "ddd", "dd" or "h.h.dd".
-    QString lowest;  ///< The addresses of the driver's table, as addressText() gives them.
+    /// Form of its addresses: "ddd", "dd" or "h.h.dd".
+    QString format;
+    /// The addresses of the driver's table, as addressText() gives them.
+    QString lowest;
     QString highest;
     int lowestAddress = 0;
     int highestAddress = -1;
@@ -26,8 +28,11 @@ struct RegisterType {
     /// Register numbers are packed decimal, so that they run on only within positions 0-9, 10-19, ... of a
     /// group.
     bool packedDecimal() const { return grouped() || format == QLatin1String("dd"); }
-    /// The status byte: a byte per item, although it counts among the word types.
+    /// The status byte: a byte per item, although it counts among the word types. The driver's tables do not
+    /// tell that, so this one type is known by its name.
     bool status() const { return name == QLatin1String("FAS"); }
+    /// A request writes one item: a bit, or the only item that the type has.
+    bool writtenSingly() const { return bit || lowestAddress == highestAddress; }
     /// Bytes per item in the driver's buffers.
     int itemBytes() const { return bit || status() ? 1 : 2; }
     /// Highest raw value of an item.

@@ -26,12 +26,11 @@ QVector<Operation> readOperations(const RegisterType& type, int station, int add
 
 QVector<Operation> writeOperations(const WriteRequest& request, int block) {
     const RegisterType& type = request.first.type;
-    const bool single = type.bit || type.name == QLatin1String("CW");
     QVector<Operation> operations;
     int next = 0;
     for (const ItemRange& whole :
          requestRanges(type, request.first.station, request.first.address, request.items.size(), block)) {
-        const int step = single ? 1 : whole.count;
+        const int step = type.writtenSingly() ? 1 : whole.count;
         for (int offset = 0; offset < whole.count; offset += step) {
             Operation operation{Operation::Write, whole, type, QByteArray(), {}};
             operation.range.address += offset;
