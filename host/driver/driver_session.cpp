@@ -5,8 +5,8 @@ namespace dx7 {
 namespace {
 
 // The driver looks at bytes up to 60116 of this memory; the panel's block is 64 KiB.
-const size_t HOST_FLAG_BYTES = 65536;
-const size_t RECIPE_BYTES = 131072;
+constexpr size_t HOST_FLAG_BYTES = 65536;
+constexpr size_t RECIPE_BYTES = 131072;
 
 KEY_ADDRESS keyAddress(const ItemRange& range) {
     KEY_ADDRESS key;
@@ -17,52 +17,30 @@ KEY_ADDRESS keyAddress(const ItemRange& range) {
     return key;
 }
 
-// The session that is calling the driver on this thread; null while none is.
-thread_local DriverSession* caller = nullptr;
-
-class Caller {
-public:
-    explicit Caller(DriverSession* session) : before_(caller) { caller = session; }
-    ~Caller() { caller = before_; }
-
-private:
-    Q_DISABLE_COPY(Caller)
-    DriverSession* before_;
-};
+// The driver requires a function for its reports.
+void ignoreReport(int, int, QString&, int) {}
 
 }  // namespace
 
 DriverSession::DriverSession(const DriverFunctions& functions, const QByteArray& properties)
     : functions_(functions), hostFlags_(HOST_FLAG_BYTES), recipeMemory_(RECIPE_BYTES) {
-    const Caller call(this);
     int out = 0;
     functions_.initProperty(hostFlags_.data(), 0, recipeMemory_.data(), &out, properties.constData(),
                             &mutex_);
-    functions_.setAddrValueChangeCallBack(&DriverSession::dispatch);
-}
-
-void DriverSession::dispatch(int, int station, QString&, int) {
-    // Station -1 marks reports that are not about a device item: recipe words and the end of a one-off read.
-    if (caller != nullptr && station >= 0) {
-        caller->reported_ = true;
-    }
+    functions_.setAddrValueChangeCallBack(&ignoreReport);
 }
 
 bool DriverSession::nextRequest(FRAME_PRO* frame) {
-    const Caller call(this);
     // After a burst of requests without a polling plan the driver says once that there is nothing.
     return functions_.getSendFrame(frame) == DX7_SEND_FRAME ||
            functions_.getSendFrame(frame) == DX7_SEND_FRAME;
 }
 
 int DriverSession::takeReply(QByteArray& reply, QString& info) {
-    const Caller call(this);
-    reported_ = false;
     return functions_.dealRcvFrame(reply, info);
 }
 
 QVector<ItemRange> DriverSession::merge(const QVector<ItemRange>& entries) {
-    const Caller call(this);
     QList<KEY_ADDRESS> list;
     for (const ItemRange& entry : entries) {
         list.append(keyAddress(entry));
@@ -76,14 +54,12 @@ QVector<ItemRange> DriverSession::merge(const QVector<ItemRange>& entries) {
 }
 
 void DriverSession::addRead(const ItemRange& range, bool bits) {
-    const Caller call(this);
     KEY_ADDRESS key = keyAddress(range);
     key.bitOffset = bits ? -1 : 0;
     functions_.addConditionRead(key, TAG_READ);
 }
 
 void DriverSession::addWrite(const ItemRange& range, const QByteArray& data) {
-    const Caller call(this);
     QByteArray copy = data;
     functions_.setData(range.station, range.regType, range.address, range.count,
                        reinterpret_cast<unsigned char*>(copy.data()), TAG_WRITE);

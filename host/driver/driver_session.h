@@ -24,12 +24,9 @@ struct ItemRange {
     int count = 0;
 };
 
-/// Makes every call of the driver on behalf of one line. The driver's callback carries no user pointer, and
-/// the link ids that it carries are not always those of the line (the end of a one-off read reports -1):
-/// while a session is calling, it is the one that the calling thread's reports belong to. Values are read
-/// back after good replies, not taken from reports: bits are reported by whole bytes, and written values
-/// before they are read. The driver is one object, so one session at a time uses it, and all calls belong on
-/// one thread.
+/// Makes every call of the driver on behalf of one line. Values are read back after good replies, not taken
+/// from the driver's reports: bits are reported by whole bytes, and written values before they are read. The
+/// driver is one object, so one session at a time uses it, and all calls belong on one thread.
 class DriverSession {
 public:
     /// Starts the link with the property text of the line. `functions` must outlive the session.
@@ -41,8 +38,6 @@ public:
     bool nextRequest(FRAME_PRO* frame);
     /// Hands the reply to the request that is out to the driver; empty = none came. Returns a Dx7ReplyResult.
     int takeReply(QByteArray& reply, QString& info);
-    /// Whether the driver reported a change of a device item during the last takeReply().
-    bool reported() const { return reported_; }
 
     /// Replaces the polling plan and returns its blocks. The driver must be between operations.
     QVector<ItemRange> merge(const QVector<ItemRange>& entries);
@@ -57,14 +52,11 @@ public:
 
 private:
     Q_DISABLE_COPY(DriverSession)
-    static void dispatch(int linkId, int station, QString& regType, int address);
-
     const DriverFunctions& functions_;
     std::vector<unsigned char> hostFlags_;
     std::vector<unsigned char> recipeMemory_;
     std::vector<unsigned char> values_;
     QMutex mutex_;
-    bool reported_ = false;
 };
 
 }  // namespace dx7

@@ -146,7 +146,6 @@ void CommLoop::judge(const ExchangeEnd& end, qint64 nowUs) {
     const bool came = transaction.answered() || !transaction.reply.isEmpty();
     heard_ = heard_ || (came && end.kind != ExchangeEnd::Broadcast);
     out_ = out_ || end.sent;
-    skipped_ = end.sent ? 0 : skipped_ + 1;
     unsettled_ = unsettled_ || (end.sent && transaction.frame.opKind == TAG_WRITE);
     if (transaction.outcome == Outcome::Exception && refusesForCertain(transaction.exceptionCode)) {
         unsettled_ = unsettledBefore_;

@@ -57,8 +57,6 @@ public:
     bool writeUnsettled() const { return unsettled_; }
     /// Bytes of a request are on the line, or may be, whose operation has not ended.
     bool requestOut() const { return out_; }
-    /// Requests in a row that ended without anything being sent.
-    int skipped() const { return skipped_; }
 
 private:
     void drain(qint64 nowUs);
@@ -82,7 +80,6 @@ private:
     int otherFrames_ = 0;           ///< Likewise.
     QByteArray mismatch_;           ///< Likewise the last.
     QByteArray damaged_;            ///< Likewise the last reply that came damaged.
-    int skipped_ = 0;
 };
 
 }  // namespace dx7

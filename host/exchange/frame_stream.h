@@ -43,8 +43,6 @@ public:
 
     const QByteArray& buffer() const { return buffer_; }
     bool isEmpty() const { return buffer_.isEmpty(); }
-    /// Whether the buffer begins with the station and function code of the awaited reply, or its refusal.
-    bool replyBegan() const { return headAwaited(0); }
     /// How many more bytes must come, at least, before next() can tell anything; 1 or more.
     int missing() const;
 

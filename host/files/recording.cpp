@@ -94,16 +94,4 @@ bool RecordingReader::next(RecordedFrame* frame) {
     return false;
 }
 
-QVector<RecordedFrame> readRecording(const QString& path) {
-    RecordingReader reader(path);
-    QVector<RecordedFrame> frames;
-    for (RecordedFrame frame; reader.next(&frame);) {
-        frames += frame;
-    }
-    if (!reader.breaksOff().isEmpty()) {
-        throw UsageError(QStringLiteral("the recording %1 is damaged: %2").arg(path, reader.breaksOff()));
-    }
-    return frames;
-}
-
 }  // namespace dx7

@@ -44,9 +44,6 @@ private:
     QString breaksOff_;
 };
 
-/// All frames of a short recording, in order. Throws UsageError also where it breaks off.
-QVector<RecordedFrame> readRecording(const QString& path);
-
 /// What a frame says, such as "read holding registers 0xF319, 2 items"; "wrong CRC" where that is so.
 QString describeFrame(const RecordedFrame& frame);
 

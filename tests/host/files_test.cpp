@@ -181,7 +181,12 @@ TEST_F(FilesTest, ARecordingHoldsWhatPassed) {
         recorder.requestSent(framed(hex("01 07")));
         recorder.frameReceived(framed(hex("01 87 04")));
     }
-    const QVector<RecordedFrame> frames = readRecording(path("r.pcap"));
+    QVector<RecordedFrame> frames;
+    RecordingReader reader(path("r.pcap"));
+    for (RecordedFrame frame; reader.next(&frame);) {
+        frames += frame;
+    }
+    EXPECT_EQ(reader.breaksOff(), QString());
     ASSERT_EQ(frames.size(), 4);
     EXPECT_TRUE(frames[0].request);
     EXPECT_EQ(frames[0].bytes, request);
@@ -209,8 +214,8 @@ TEST_F(FilesTest, StatusQueriesAreDescribed) {
 }
 
 TEST_F(FilesTest, WhatIsNoRecordingIsRefused) {
-    EXPECT_THROW(readRecording(path("missing.pcap")), UsageError);
-    EXPECT_THROW(readRecording(fileWith("this is no capture file at all")), UsageError);
+    EXPECT_THROW(RecordingReader(path("missing.pcap")), UsageError);
+    EXPECT_THROW(RecordingReader(fileWith("this is no capture file at all")), UsageError);
     EXPECT_THROW(Recorder(path("no/such/folder.pcap")), UsageError);
 }
 

@@ -113,13 +113,12 @@ TEST_F(ValueTableTest, ADoubtfulValueIsToldAsSuchAndIsNoChange) {
 }
 
 // The driver compares bits by whole reply bytes: it reports bits that did not change, and may miss some that
-// did.
+// did. Its reports are not looked at.
 TEST_F(ValueTableTest, BitsChangeWhenTheyDifferWhateverTheDriverReports) {
     watch("SDO:1,8");
     device.coils[0x1060] = 1;
     EXPECT_EQ(readFromDevice(coils, true).size(), 8);
     EXPECT_TRUE(readFromDevice(coils, true).isEmpty());
-    EXPECT_TRUE(session.reported()) << "the driver did report unchanged bits";
     // The reply's first byte is 0 + 1 in the bit's stored form: no report, yet a change of bit 1.
     for (int i = 0; i < 8; ++i) {
         device.coils[0x1060 + i] = i == 5 ? 1 : 0;
