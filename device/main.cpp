@@ -126,7 +126,7 @@ int main(int argc, char** argv) {
     useExactTimers();
     Output output(-1);
     return reporting(output, [&] {
-        const CommandLine commandLine = parseCommandLine(argc, argv);
-        return commandLine.options ? runDevice(*commandLine.options) : commandLine.exitCode;
+        const ChosenOptions chosen = parseCommandLine(argc, argv);
+        return chosen.options ? runDevice(*chosen.options) : chosen.exitCode;
     });
 }

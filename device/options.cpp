@@ -1,8 +1,8 @@
 #include "device/options.h"
 
-#include <CLI/CLI.hpp>
 #include <iostream>
 
+#include "common/command_line.h"
 #include "common/exit_codes.h"
 #include "common/printable.h"
 #include "device/line/usage_error.h"
@@ -11,6 +11,8 @@
 namespace dx7sim {
 
 namespace {
+
+using dx7common::CommandLine;
 
 const char* const EXAMPLES =
     "Examples:\n"
@@ -30,35 +32,32 @@ const char* const EXAMPLES =
     "opened.\n";
 
 /// The conversion alone would take -1 for the largest number.
-const CLI::Validator wholeNumber(
-    [](std::string& text) {
-        // 19 digits always fit.
-        const bool digits =
-            !text.empty() && text.size() <= 19 && text.find_first_not_of("0123456789") == std::string::npos;
-        return digits ? std::string() : "\"" + text + "\" is no whole number of at most 19 digits";
-    },
-    "");
+std::string wholeNumber(const std::string& text) {
+    // 19 digits always fit.
+    const bool digits =
+        !text.empty() && text.size() <= 19 && text.find_first_not_of("0123456789") == std::string::npos;
+    return digits ? std::string() : "\"" + text + "\" is no whole number of at most 19 digits";
+}
 
 /// What the conversion alone would take for octal or hexadecimal, or with a sign or blanks, is refused.
-CLI::Validator plainNumber(int lowest, int highest) {
-    return CLI::Validator(
-        [lowest, highest](std::string& text) {
-            const bool digits = !text.empty() && text.size() <= 9 &&
-                                text.find_first_not_of("0123456789") == std::string::npos &&
-                                (text.size() == 1 || text[0] != '0');
-            const bool fits = digits && std::stoi(text) >= lowest && std::stoi(text) <= highest;
-            return fits ? std::string()
-                        : "\"" + text + "\" is not a plain number from " + std::to_string(lowest) + " to " +
-                              std::to_string(highest);
-        },
-        "");
+dx7common::ValueCheck plainNumber(int lowest, int highest) {
+    return [lowest, highest](const std::string& text) {
+        const bool digits = !text.empty() && text.size() <= 9 &&
+                            text.find_first_not_of("0123456789") == std::string::npos &&
+                            (text.size() == 1 || text[0] != '0');
+        const bool fits = digits && std::stoi(text) >= lowest && std::stoi(text) <= highest;
+        return fits ? std::string()
+                    : "\"" + text + "\" is not a plain number from " + std::to_string(lowest) + " to " +
+                          std::to_string(highest);
+    };
 }
 
 /// An empty text is a variable of a script that was never set.
-const CLI::Validator notEmpty(
-    [](std::string& text) { return text.empty() ? std::string("is an empty text") : std::string(); }, "");
+std::string notEmpty(const std::string& text) {
+    return text.empty() ? std::string("is an empty text") : std::string();
+}
 
-/// What needs more than CLI11 to be checked.
+/// What takes more than a conversion.
 struct RawTexts {
     std::string station;
     std::string stations;
@@ -68,67 +67,67 @@ struct RawTexts {
     int copyMs = 0;
 };
 
-void addLineOptions(CLI::App& app, Options& options, RawTexts& raw) {
-    auto* const line = app.add_option_group("Line", "Where the device is found; exactly one of these");
-    line->add_option("--pty", options.pty, "Make a pseudo-terminal and PATH a symbolic link to it")
-        ->type_name("PATH")
-        ->check(notEmpty);
-    line->add_option("--tcp", options.tcpPort, "RTU frames over TCP on this port, 0 for any free one")
-        ->type_name("PORT")
-        ->check(plainNumber(0, 65535));
-    line->add_option("--serial", options.serial, "Use a serial port")->type_name("DEVICE")->check(notEmpty);
-    line->require_option(1);
-    app.add_option("--bind", options.bindAddress, "Listen on this address with --tcp")
-        ->type_name("ADDRESS")
-        ->capture_default_str();
-    app.add_option(
-           "--baud", options.baud,
-           "Speed of the serial port (default 9600); with --pty and --tcp: pace bytes as a line of this "
-           "speed would (default: no pacing)")
-        ->type_name("N")
-        ->check(plainNumber(300, 4000000));
-    app.add_option("--parity", raw.parity, "Parity: none, even or odd")
-        ->type_name("NAME")
-        ->check(CLI::IsMember({"none", "even", "odd"}))
-        ->capture_default_str();
-    app.add_option("--stop-bits", options.serialSettings.stopBits, "Stop bits: 1 or 2")
-        ->type_name("N")
-        ->check(plainNumber(1, 2))
-        ->capture_default_str();
+void addLineOptions(CommandLine& program, Options& options, RawTexts& raw) {
+    auto& line = program.addAlternatives("Line", "Where the device is found; exactly one of these");
+    line.add("--pty", &options.pty, "Make a pseudo-terminal and PATH a symbolic link to it")
+        .named("PATH")
+        .check(notEmpty);
+    line.add("--tcp", &options.tcpPort, "RTU frames over TCP on this port, 0 for any free one")
+        .named("PORT")
+        .check(plainNumber(0, 65535));
+    line.add("--serial", &options.serial, "Use a serial port").named("DEVICE").check(notEmpty);
+    program.add("--bind", &options.bindAddress, "Listen on this address with --tcp")
+        .named("ADDRESS")
+        .showDefault();
+    program
+        .add("--baud", &options.baud,
+             "Speed of the serial port (default 9600); with --pty and --tcp: pace bytes as a line of this "
+             "speed would (default: no pacing)")
+        .named("N")
+        .check(plainNumber(300, 4000000));
+    program.add("--parity", &raw.parity, "Parity: none, even or odd")
+        .named("NAME")
+        .oneOf({"none", "even", "odd"})
+        .showDefault();
+    program.add("--stop-bits", &options.serialSettings.stopBits, "Stop bits: 1 or 2")
+        .named("N")
+        .check(plainNumber(1, 2))
+        .showDefault();
 }
 
-void addDeviceOptions(CLI::App& app, Options& options, RawTexts& raw) {
-    auto* const station =
-        app.add_option("--station", raw.station, "The station simulated, 1 to 247 (default 1)");
-    station->type_name("N")->check(notEmpty);
-    app.add_option("--stations", raw.stations, "Several stations, as 1,2,9")
-        ->type_name("LIST")
-        ->check(notEmpty)
-        ->excludes(station);
-    app.add_option("--values", options.valuesFile, "Values to start from, a TOML file")
-        ->type_name("FILE")
-        ->check(notEmpty);
-    app.add_flag("--move-all", options.moveAll,
-                 "Every value moves in steps of 0.25 s and tells its item and its time");
-    app.add_option(
-           "--fault", raw.faults,
-           "Faults to make, as drop=0.01,echo; a SHARE is one from 0 to 1 of the requests: " + faultForms())
-        ->type_name("LIST")
-        ->allow_extra_args(false);
-    app.add_option("--seed", options.seed, "The faults of this seed are the same every time")
-        ->type_name("N")
-        ->check(wholeNumber)
-        ->capture_default_str();
-    app.add_option("--late-by", raw.lateMs, "How late a late reply is")
-        ->type_name("MS")
-        ->check(plainNumber(1, 60000))
-        ->capture_default_str();
-    app.add_option("--copy-after", raw.copyMs,
-                   "How long after a reply its copy comes, with the fault duplicate")
-        ->type_name("MS")
-        ->check(plainNumber(0, 60000))
-        ->capture_default_str();
-    app.add_flag("--trace", options.trace, "Show every request and reply on standard error");
+void addDeviceOptions(CommandLine& program, Options& options, RawTexts& raw) {
+    const auto& station =
+        program.add("--station", &raw.station, "The station simulated, 1 to 247 (default 1)")
+            .named("N")
+            .check(notEmpty);
+    program.add("--stations", &raw.stations, "Several stations, as 1,2,9")
+        .named("LIST")
+        .check(notEmpty)
+        .excludes(station);
+    program.add("--values", &options.valuesFile, "Values to start from, a TOML file")
+        .named("FILE")
+        .check(notEmpty);
+    program.add("--move-all", &options.moveAll,
+                "Every value moves in steps of 0.25 s and tells its item and its time");
+    program
+        .add("--fault", &raw.faults,
+             "Faults to make, as drop=0.01,echo; a SHARE is one from 0 to 1 of the requests: " + faultForms())
+        .named("LIST")
+        .takeOneEach();
+    program.add("--seed", &options.seed, "The faults of this seed are the same every time")
+        .named("N")
+        .check(wholeNumber)
+        .showDefault();
+    program.add("--late-by", &raw.lateMs, "How late a late reply is")
+        .named("MS")
+        .check(plainNumber(1, 60000))
+        .showDefault();
+    program
+        .add("--copy-after", &raw.copyMs, "How long after a reply its copy comes, with the fault duplicate")
+        .named("MS")
+        .check(plainNumber(0, 60000))
+        .showDefault();
+    program.add("--trace", &options.trace, "Show every request and reply on standard error");
 }
 
 /// Throws UsageError.
@@ -150,22 +149,21 @@ void settle(Options& options, const RawTexts& raw) {
 
 }  // namespace
 
-CommandLine parseCommandLine(int argc, const char* const* argv) {
-    CLI::App app("A simulated field device that answers Modbus RTU requests.", "dx7-device");
-    app.set_version_flag("--version", "dx7-device " DX7_VERSION);
-    app.footer(EXAMPLES);
+ChosenOptions parseCommandLine(int argc, const char* const* argv) {
+    CommandLine program("dx7-device", "A simulated field device that answers Modbus RTU requests.");
+    program.version("dx7-device " DX7_VERSION);
+    program.footer(EXAMPLES);
     Options options;
     RawTexts raw;
-    addLineOptions(app, options, raw);
-    addDeviceOptions(app, options, raw);
+    addLineOptions(program, options, raw);
+    addDeviceOptions(program, options, raw);
     try {
-        app.parse(argc, argv);
-        settle(options, raw);
-    } catch (const CLI::ParseError& error) {
-        if (error.get_exit_code() == 0) {
-            app.exit(error);
+        if (const auto asked = program.read(argc, argv).asked) {
+            std::cout << *asked << std::flush;
             return {std::nullopt, dx7common::EXIT_DONE};
         }
+        settle(options, raw);
+    } catch (const dx7common::CommandLineError& error) {
         std::cerr << "dx7-device: " << dx7common::printable(error.what())
                   << " (--help shows what can be asked)\n";
         return {std::nullopt, dx7common::EXIT_USAGE};

@@ -33,13 +33,13 @@ struct Options {
 
 /// What the command line led to: options to run with, or a text already printed and the exit code to end
 /// with.
-struct CommandLine {
+struct ChosenOptions {
     std::optional<Options> options;
     int exitCode = 0;
 };
 
 /// Reads the command line. `--help` and `--version` print to standard output, errors to standard error.
-CommandLine parseCommandLine(int argc, const char* const* argv);
+ChosenOptions parseCommandLine(int argc, const char* const* argv);
 
 }  // namespace dx7sim
 

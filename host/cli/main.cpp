@@ -5,7 +5,6 @@
 #include <clocale>
 #include <csignal>
 #include <cstdio>
-#include <sstream>
 
 #include "common/standard_descriptors.h"
 #include "common/timer_slack.h"
@@ -23,12 +22,12 @@ QString firstLine(const std::string& message) {
     return text(message).section(QLatin1Char('\n'), 0, 0);
 }
 
-void checkCommandName(const CLI::App& app, const QString& path, const QStringList& words);
+void checkCommandName(const CommandLine& line, const QString& path, const QStringList& words);
 
 // An option in place of a command: only those of the program itself can stand there.
-void checkLeadingOption(const CLI::App& app, const QString& path, const QStringList& words) {
+void checkLeadingOption(const CommandLine& line, const QString& path, const QStringList& words) {
     const QString option = words.first().section(QLatin1Char('='), 0, 0);
-    if (app.get_option_no_throw(option.toStdString()) == nullptr) {
+    if (!line.hasOption(option.toStdString())) {
         throw dx7::UsageError(QStringLiteral("option \"%1\" cannot stand here; the options of a command "
                                              "stand behind it (%2 --help shows more)")
                                   .arg(option, path));
@@ -38,15 +37,15 @@ void checkLeadingOption(const CLI::App& app, const QString& path, const QStringL
     }
     // The help of the command behind it, if there is one.
     if (words.size() > 1) {
-        checkCommandName(app, path, words.mid(1));
+        checkCommandName(line, path, words.mid(1));
     }
 }
 
 // The parser would only complain that a command is missing. `path` names the commands that the words follow.
-void checkCommandName(const CLI::App& app, const QString& path, const QStringList& words) {
+void checkCommandName(const CommandLine& line, const QString& path, const QStringList& words) {
     QStringList names;
-    for (const CLI::App* command : app.get_subcommands({})) {
-        names += text(command->get_name());
+    for (const CommandLine& command : line.commands()) {
+        names += text(command.name());
     }
     if (names.isEmpty()) {
         return;
@@ -57,14 +56,14 @@ void checkCommandName(const CLI::App& app, const QString& path, const QStringLis
                                   .arg(names.join(QStringLiteral(", ")), path));
     }
     if (name.startsWith(QLatin1Char('-'))) {
-        checkLeadingOption(app, path, words);
+        checkLeadingOption(line, path, words);
         return;
     }
     if (!names.contains(name)) {
         throw dx7::UsageError(QStringLiteral("command \"%1\" is unknown, use one of %2")
                                   .arg(name, names.join(QStringLiteral(", "))));
     }
-    checkCommandName(*app.get_subcommand(name.toStdString()), path + QLatin1Char(' ') + name, words.mid(1));
+    checkCommandName(*line.command(name.toStdString()), path + QLatin1Char(' ') + name, words.mid(1));
 }
 
 QStringList wordsAfterProgram(int argc, char** argv) {
@@ -91,25 +90,19 @@ QStringList wordsAfterProgram(int argc, char** argv) {
     return words;
 }
 
-// What --help and --version ask for.
-int printHelp(const CLI::App& app, const CLI::ParseError& asked) {
-    std::ostringstream shown;
-    std::ostringstream complaints;
-    const int code = app.exit(asked, shown, complaints);
-    QString lines = text(shown.str());
+void printHelp(const std::string& help) {
+    QString lines = text(help);
     while (lines.endsWith(QLatin1Char('\n'))) {
         lines.chop(1);
     }
     print(lines);
-    return code;
 }
 
 int parseAndRun(int argc, char** argv) {
-    CLI::App app("Reads, writes and watches a device over Modbus RTU through the korvalent_dx7 driver.",
-                 "dx7");
-    app.set_version_flag("--version", std::string("dx7 ") + DX7_VERSION);
-    app.require_subcommand(1);
-    app.footer(
+    CommandLine program(
+        "dx7", "Reads, writes and watches a device over Modbus RTU through the korvalent_dx7 driver.");
+    program.version("dx7 " DX7_VERSION);
+    program.footer(
         "Items are written TYPE:ADDRESS[,COUNT][@STATION][/FORMAT...], for example AI:0,4  F:3.0.25@2  DO:1\n"
         "Examples:\n"
         "  dx7 scan --serial /dev/ttyUSB0\n"
@@ -118,28 +111,28 @@ int parseAndRun(int argc, char** argv) {
         "  dx7 monitor --tcp 192.168.0.10:8888 DI:1,6 AI:0,4\n"
         "Exit codes: 0 done, 1 the device or the line failed, 2 wrong usage.\n"
         "dx7 COMMAND --help shows the options of a command, with examples.");
-    Run run;
-    addMonitorCommand(app, run);
-    addReadCommand(app, run);
-    addWriteCommand(app, run);
-    addTypesCommand(app, run);
-    addCheckCommand(app, run);
-    addCopiesCommand(app, run);
-    addParamsCommand(app, run);
-    addPlanCommand(app, run);
-    addReplayCommand(app, run);
-    addScanCommand(app, run);
-    checkCommandName(app, QStringLiteral("dx7"), wordsAfterProgram(argc, argv));
+    addMonitorCommand(program);
+    addReadCommand(program);
+    addWriteCommand(program);
+    addTypesCommand(program);
+    addCheckCommand(program);
+    addCopiesCommand(program);
+    addParamsCommand(program);
+    addPlanCommand(program);
+    addReplayCommand(program);
+    addScanCommand(program);
+    checkCommandName(program, QStringLiteral("dx7"), wordsAfterProgram(argc, argv));
     try {
-        app.parse(argc, argv);
-    } catch (const CLI::ParseError& error) {
-        if (error.get_exit_code() == 0) {
-            return printHelp(app, error);
+        const CommandLine::Reading reading = program.read(argc, argv);
+        if (reading.asked) {
+            printHelp(*reading.asked);
+            return EXIT_DONE;
         }
+        return reading.command->run();
+    } catch (const dx7common::CommandLineError& error) {
         complain(firstLine(error.what()));
         return EXIT_USAGE;
     }
-    return run();
 }
 
 int runChecked(int argc, char** argv) {

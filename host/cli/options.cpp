@@ -12,27 +12,29 @@ namespace dx7::cli {
 namespace {
 
 // The parser's own conversion takes more: octal after 0, hexadecimal fractions, the point of the locale.
-template <typename Taken>
-CLI::Validator numberValidator(const char* what, Taken taken) {
-    return CLI::Validator(
-        [what, taken](std::string& given) {
-            return taken(text(given)) ? std::string() : '"' + given + "\" is not " + what;
-        },
-        "");
+std::string refusal(bool taken, const std::string& given, const char* what) {
+    return taken ? std::string() : '"' + given + "\" is not " + what;
 }
 
 }  // namespace
 
-const CLI::Validator notEmpty(
-    [](std::string& given) { return given.empty() ? std::string("the text is empty") : std::string(); }, "");
-const CLI::Validator wholeNumber = numberValidator("a whole number", [](const QString& given) {
-    return plainNumber(given.startsWith(QLatin1Char('-')) ? given.mid(1) : given).has_value();
-});
-const CLI::Validator anyNumber = numberValidator("a number", [](const QString& given) {
+std::string notEmpty(const std::string& given) {
+    return given.empty() ? std::string("the text is empty") : std::string();
+}
+
+std::string wholeNumber(const std::string& given) {
+    const QString number = text(given);
+    const QString digits = number.startsWith(QLatin1Char('-')) ? number.mid(1) : number;
+    return refusal(plainNumber(digits).has_value(), given, "a whole number");
+}
+
+std::string anyNumber(const std::string& given) {
     static const QRegularExpression needless(QStringLiteral("^(\\+|-?0[0-9])"));
-    return !needless.match(given).hasMatch() &&
-           std::isfinite(decimalFraction(given).value_or(std::numeric_limits<double>::infinity()));
-});
+    const QString number = text(given);
+    return refusal(!needless.match(number).hasMatch() && std::isfinite(decimalFraction(number).value_or(
+                                                             std::numeric_limits<double>::infinity())),
+                   given, "a number");
+}
 
 const LineFile* CommonOptions::lineFile() const {
     if (!filePath.empty() && !lineFile_) {
@@ -41,53 +43,53 @@ const LineFile* CommonOptions::lineFile() const {
     return lineFile_.get();
 }
 
-void addDriverOption(CLI::App& command, CommonOptions& options) {
+void addDriverOption(CommandLine& command, CommonOptions& options) {
     command
-        .add_option("--driver", options.driverPath,
-                    "The driver library (default: $DX7_DRIVER, else beside dx7, else the loader's path)")
-        ->type_name("FILE");
+        .add("--driver", &options.driverPath,
+             "The driver library (default: $DX7_DRIVER, else beside dx7, else the loader's path)")
+        .named("FILE");
 }
 
-void addJsonOption(CLI::App& command, CommonOptions& options) {
-    command.add_flag("--json", options.json, "One JSON object per line");
+void addJsonOption(CommandLine& command, CommonOptions& options) {
+    command.add("--json", &options.json, "One JSON object per line");
 }
 
-void addLineOptions(CLI::App& command, CommonOptions& options) {
-    const auto add = [&](const char* name, auto& value, const char* type, const char* help) {
-        return command.add_option(name, value, help)->type_name(type)->group("Line");
+void addLineOptions(CommandLine& command, CommonOptions& options) {
+    const auto add = [&command](const char* names, dx7common::ValueTarget target, const char* value,
+                                const char* help) -> dx7common::CommandOption& {
+        return command.add(names, target, help).named(value).in("Line");
     };
-    add("-c,--config", options.filePath, "FILE", "A TOML file with the line and its tags")->check(notEmpty);
-    auto* serial = add("--serial", options.serialPort, "PORT", "Serial port or pseudo-terminal");
-    serial->check(notEmpty);
-    add("--tcp", options.tcpAddress, "HOST[:PORT]", "RTU frames over TCP")->excludes(serial)->check(notEmpty);
-    add("--baud", options.baud, "N", "Baud rate (default: the driver's)")->check(wholeNumber);
-    add("--parity", options.parity, "NAME", "none, even or odd (default: the driver's)");
-    add("--data-bits", options.dataBits, "N", "7 or 8 (default: the driver's)")->check(wholeNumber);
-    add("--stop-bits", options.stopBits, "N", "1 or 2 (default: the driver's)")->check(wholeNumber);
-    command.add_flag("--rs485", options.rs485, "Set the kernel's RS-485 mode on the port")->group("Line");
-    add("--timeout", options.timeoutMs, "MS", "Time for a reply to begin (default 500)")->check(wholeNumber);
+    add("-c,--config", &options.filePath, "FILE", "A TOML file with the line and its tags").check(notEmpty);
+    const auto& serial =
+        add("--serial", &options.serialPort, "PORT", "Serial port or pseudo-terminal").check(notEmpty);
+    add("--tcp", &options.tcpAddress, "HOST[:PORT]", "RTU frames over TCP").excludes(serial).check(notEmpty);
+    add("--baud", &options.baud, "N", "Baud rate (default: the driver's)").check(wholeNumber);
+    add("--parity", &options.parity, "NAME", "none, even or odd (default: the driver's)");
+    add("--data-bits", &options.dataBits, "N", "7 or 8 (default: the driver's)").check(wholeNumber);
+    add("--stop-bits", &options.stopBits, "N", "1 or 2 (default: the driver's)").check(wholeNumber);
+    command.add("--rs485", &options.rs485, "Set the kernel's RS-485 mode on the port").in("Line");
+    add("--timeout", &options.timeoutMs, "MS", "Time for a reply to begin (default 500)").check(wholeNumber);
     // Of earlier versions; replies are proven instead.
-    add("--late", options.lateMs, "MS", "Accepted and ignored")->check(wholeNumber)->group("");
-    add("--retries", options.retries, "N",
+    add("--late", &options.lateMs, "MS", "Accepted and ignored").check(wholeNumber).hide();
+    add("--retries", &options.retries, "N",
         "How often a request is sent at most; retries x timeout bounds an operation (default 3)")
-        ->check(wholeNumber);
-    add("--echo", options.echo, "auto|on|off",
+        .check(wholeNumber);
+    add("--echo", &options.echo, "auto|on|off",
         "Whether the adapter sends back what is sent (default auto: find out)");
-    add("--block", options.block, "N", "Most items in one request, 1 to 125 (default 64)")
-        ->check(wholeNumber);
-    add("--gap", options.gapMs, "MS", "Silence before a request (default 3.5 characters; 0 over TCP)")
-        ->check(anyNumber);
+    add("--block", &options.block, "N", "Most items in one request, 1 to 125 (default 64)")
+        .check(wholeNumber);
+    add("--gap", &options.gapMs, "MS", "Silence before a request (default 3.5 characters; 0 over TCP)")
+        .check(anyNumber);
 }
 
-void addRecordOption(CLI::App& command, CommonOptions& options) {
-    command
-        .add_option("--record", options.recordPath, "Record every request and reply into this file (pcap)")
-        ->type_name("FILE")
-        ->check(notEmpty)
-        ->group("Line");
+void addRecordOption(CommandLine& command, CommonOptions& options) {
+    command.add("--record", &options.recordPath, "Record every request and reply into this file (pcap)")
+        .named("FILE")
+        .check(notEmpty)
+        .in("Line");
 }
 
-void addDeviceOptions(CLI::App& command, CommonOptions& options) {
+void addDeviceOptions(CommandLine& command, CommonOptions& options) {
     addDriverOption(command, options);
     addJsonOption(command, options);
     addLineOptions(command, options);

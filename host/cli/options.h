@@ -3,19 +3,19 @@
 #ifndef DX7_CLI_OPTIONS_H
 #define DX7_CLI_OPTIONS_H
 
-#include <CLI/CLI.hpp>
 #include <QStringList>
-#include <functional>
 #include <memory>
 #include <optional>
 #include <string>
 #include <vector>
 
+#include "common/command_line.h"
 #include "common/exit_codes.h"
 #include "host/files/line_file.h"
 
 namespace dx7::cli {
 
+using dx7common::CommandLine;
 using dx7common::EXIT_DONE;
 using dx7common::EXIT_FAILED;
 using dx7common::EXIT_USAGE;
@@ -48,23 +48,20 @@ private:
     mutable std::shared_ptr<const LineFile> lineFile_;
 };
 
-/// The command that was chosen.
-using Run = std::function<int()>;
-
 /// Refuses an empty text: a variable of a script that was never set.
-extern const CLI::Validator notEmpty;
+std::string notEmpty(const std::string& given);
 /// Refuse a text that is not a plainNumber(), with or without a minus sign, or not a finite
 /// decimalFraction(), before the parser converts it by rules of its own.
-extern const CLI::Validator wholeNumber;
-extern const CLI::Validator anyNumber;
+std::string wholeNumber(const std::string& given);
+std::string anyNumber(const std::string& given);
 
-void addDriverOption(CLI::App& command, CommonOptions& options);
+void addDriverOption(CommandLine& command, CommonOptions& options);
 /// How the line is reached and treated; enough for a command that sends nothing.
-void addLineOptions(CLI::App& command, CommonOptions& options);
-void addRecordOption(CLI::App& command, CommonOptions& options);
-void addJsonOption(CLI::App& command, CommonOptions& options);
+void addLineOptions(CommandLine& command, CommonOptions& options);
+void addRecordOption(CommandLine& command, CommonOptions& options);
+void addJsonOption(CommandLine& command, CommonOptions& options);
 /// All of these, for a command that exchanges values with the device.
-void addDeviceOptions(CLI::App& command, CommonOptions& options);
+void addDeviceOptions(CommandLine& command, CommonOptions& options);
 
 /// The settings that the options, else the file of -c, else the driver's defaults, else `defaults` make,
 /// checked. Throws UsageError. A line is demanded when `needLine`.

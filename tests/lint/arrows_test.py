@@ -101,6 +101,20 @@ class Names(Sources):
         self.assert_clean("common/a.h", "#include <string>")
 
 
+class ConfinedHeaders(Sources):
+    def test_one_source_alone_includes_the_parser(self):
+        self.assert_clean("common/command_line.cpp", "#include <CLI/CLI.hpp>")
+        for name in ("common/command_line.h", "common/a.cpp", "host/cli/options.h", "device/options.cpp",
+                     "tests/soak/main.cpp", "bench/a.cpp", "fuzz/a.cpp"):
+            self.assert_found(name, "#include <CLI/App.hpp>", "CLI/App.hpp: common/command_line.cpp alone includes it")
+        self.assert_found("host/cli/options.h", '#include "CLI/CLI.hpp"',
+                          "CLI/CLI.hpp: common/command_line.cpp alone includes it")
+
+    def test_the_tests_include_what_else_they_like(self):
+        self.assert_clean("tests/soak/a.cpp", '#include "a.h"')
+        self.assert_clean("tests/soak/a.cpp", "#include <gtest/gtest.h>")
+
+
 class Project(unittest.TestCase):
     def test_every_arrow_of_the_plan_runs_down(self):
         order = list(lint.PLAN)

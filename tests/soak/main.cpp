@@ -1,13 +1,13 @@
 // A line that misbehaves: dx7 against dx7-device with every kind of fault, for as long as asked, on several
 // lines at the same time, each with its own mix. Every value shown is proven right, or late but right before;
 // every write is looked up in the device.
-#include <CLI/CLI.hpp>
 #include <chrono>
 #include <cmath>
 #include <cstdio>
 #include <mutex>
 #include <thread>
 
+#include "common/command_line.h"
 #include "monitor_watch.h"
 #include "soak_device.h"
 #include "soak_result.h"
@@ -181,16 +181,22 @@ int run(const SoakSettings& settings) {
 
 int main(int argc, char** argv) {
     SoakSettings settings;
-    CLI::App app("dx7 against dx7-device on lines with every kind of fault.", "dx7_soak");
-    app.add_option("--seconds", settings.seconds, "How long the faults last; what is under way then ends")
-        ->check(CLI::Range(5, 1000000));
-    app.add_option("--lines", settings.lines, "Lines at the same time; 12 have every mix of faults")
-        ->check(CLI::Range(1, 100));
-    app.add_option("--seed", settings.seed, "Other faults and writes for another seed");
-    app.add_option("--share", settings.share, "Share of the replies that suffer each fault")
-        ->check(CLI::Range(0.0, 0.1));
-    app.add_option("--late-by", settings.latestMs, "How late the latest replies are, in ms")
-        ->check(CLI::Range(3, 3000));
-    CLI11_PARSE(app, argc, argv);
+    dx7common::CommandLine program("dx7_soak", "dx7 against dx7-device on lines with every kind of fault.");
+    program.add("--seconds", &settings.seconds, "How long the faults last; what is under way then ends")
+        .within(5, 1000000);
+    program.add("--lines", &settings.lines, "Lines at the same time; 12 have every mix of faults")
+        .within(1, 100);
+    program.add("--seed", &settings.seed, "Other faults and writes for another seed");
+    program.add("--share", &settings.share, "Share of the replies that suffer each fault").within(0.0, 0.1);
+    program.add("--late-by", &settings.latestMs, "How late the latest replies are, in ms").within(3, 3000);
+    try {
+        if (const auto asked = program.read(argc, argv).asked) {
+            std::printf("%s", asked->c_str());
+            return 0;
+        }
+    } catch (const dx7common::CommandLineError& error) {
+        std::fprintf(stderr, "%s\nRun with --help for more information.\n", error.what());
+        return error.kind();
+    }
     return run(settings);
 }

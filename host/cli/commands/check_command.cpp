@@ -56,23 +56,21 @@ int runCheck(const CheckOptions& options) {
 
 }  // namespace
 
-void addCheckCommand(CLI::App& app, Run& run) {
+void addCheckCommand(CommandLine& program) {
     auto options = std::make_shared<CheckOptions>();
-    CLI::App* command =
-        app.add_subcommand("check", "Checks addresses, and says what the driver makes of others");
-    command->add_option("items", options->items, "TYPE:ADDRESS[,COUNT][@STATION]")
-        ->required()
-        ->type_name("ITEM");
-    addDriverOption(*command, *options);
-    addJsonOption(*command, *options);
-    command->footer(
+    CommandLine& command =
+        program.addCommand("check", "Checks addresses, and says what the driver makes of others");
+    command.add("items", &options->items, "TYPE:ADDRESS[,COUNT][@STATION]").demand().named("ITEM");
+    addDriverOption(command, *options);
+    addJsonOption(command, *options);
+    command.footer(
         "Examples:\n"
         "  dx7 check F:3.0.25\n"
         "  dx7 check DO:1,2 AI:0,4 F:F.0.55\n"
         "Exit code 2 when one of them is not valid. A panel's host may take more: what the driver alone "
         "takes,\n"
         "such as F:F.#.55, is named.");
-    command->callback([options, &run] { run = [options] { return runCheck(*options); }; });
+    command.action([options] { return runCheck(*options); });
 }
 
 }  // namespace dx7::cli

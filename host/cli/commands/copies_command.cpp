@@ -71,29 +71,26 @@ int runCopies(const CopiesOptions& options) {
 
 }  // namespace
 
-void addCopiesCommand(CLI::App& app, Run& run) {
+void addCopiesCommand(CommandLine& program) {
     auto options = std::make_shared<CopiesOptions>();
-    CLI::App* command =
-        app.add_subcommand("copies", "Shows the addresses that the driver gives copies of an object");
-    command->add_option("item", options->item, "TYPE:ADDRESS of the first one")
-        ->required()
-        ->type_name("ITEM");
-    command->add_option("copies", options->copies, "How many, the first one included, at most 1000")
-        ->required()
-        ->check(wholeNumber)
-        ->type_name("N");
+    CommandLine& command =
+        program.addCommand("copies", "Shows the addresses that the driver gives copies of an object");
+    command.add("item", &options->item, "TYPE:ADDRESS of the first one").demand().named("ITEM");
+    command.add("copies", &options->copies, "How many, the first one included, at most 1000")
+        .demand()
+        .check(wholeNumber)
+        .named("N");
     command
-        ->add_option("--step", options->step,
-                     "Items from one to the next; -2 is one value of two words (default 1)")
-        ->check(wholeNumber)
-        ->type_name("N");
-    addDriverOption(*command, *options);
-    addJsonOption(*command, *options);
-    command->footer(
+        .add("--step", &options->step, "Items from one to the next; -2 is one value of two words (default 1)")
+        .check(wholeNumber)
+        .named("N");
+    addDriverOption(command, *options);
+    addJsonOption(command, *options);
+    command.footer(
         "Examples:\n"
         "  dx7 copies F:3.0.25 4\n"
         "  dx7 copies CW_bit:0 8 --step 2");
-    command->callback([options, &run] { run = [options] { return runCopies(*options); }; });
+    command.action([options] { return runCopies(*options); });
 }
 
 }  // namespace dx7::cli

@@ -179,25 +179,22 @@ int runMonitor(const MonitorOptions& options) {
 
 }  // namespace
 
-void addMonitorCommand(CLI::App& app, Run& run) {
+void addMonitorCommand(CommandLine& program) {
     auto options = std::make_shared<MonitorOptions>();
-    CLI::App* command = app.add_subcommand("monitor", "Polls items and shows every change, until Ctrl-C");
-    command
-        ->add_option("items", options->items, "TYPE:ADDRESS[,COUNT][@STATION][/FORMAT...], or names of tags")
-        ->type_name("ITEM");
-    command->add_option("--seconds", options->seconds, "Stop after so many seconds")
-        ->check(anyNumber)
-        ->type_name("N");
-    command->add_option("--count", options->count, "Stop after so many lines of values")
-        ->check(wholeNumber)
-        ->type_name("N");
-    command->add_flag("--lines", options->lines,
-                      "A line per change on a terminal, too, instead of the live table");
-    command->add_flag("--fresh", options->fresh,
-                      "Print values at once, too, before they are proven to be no other request's");
-    command->add_flag("--stats", options->stats, "Print the statistics of the line at the end");
-    addDeviceOptions(*command, *options);
-    command->footer(
+    CommandLine& command = program.addCommand("monitor", "Polls items and shows every change, until Ctrl-C");
+    command.add("items", &options->items, "TYPE:ADDRESS[,COUNT][@STATION][/FORMAT...], or names of tags")
+        .named("ITEM");
+    command.add("--seconds", &options->seconds, "Stop after so many seconds").check(anyNumber).named("N");
+    command.add("--count", &options->count, "Stop after so many lines of values")
+        .check(wholeNumber)
+        .named("N");
+    command.add("--lines", &options->lines,
+                "A line per change on a terminal, too, instead of the live table");
+    command.add("--fresh", &options->fresh,
+                "Print values at once, too, before they are proven to be no other request's");
+    command.add("--stats", &options->stats, "Print the statistics of the line at the end");
+    addDeviceOptions(command, *options);
+    command.footer(
         "Examples:\n"
         "  dx7 monitor --serial /dev/ttyUSB0 DI:1,6 AI:0,4 SW:0/binary\n"
         "  dx7 monitor --serial /dev/ttyUSB0 --seconds 60 F:3.0.25@1 F:3.0.25@2\n"
@@ -205,7 +202,7 @@ void addMonitorCommand(CLI::App& app, Run& run) {
         "  dx7 monitor -c line.toml --stats\n"
         "On a terminal a live table is shown: arrow keys select, w writes, s shows statistics, q quits.\n"
         "Exit code 1 when no reply was good at all.");
-    command->callback([options, &run] { run = [options] { return runMonitor(*options); }; });
+    command.action([options] { return runMonitor(*options); });
 }
 
 }  // namespace dx7::cli

@@ -333,49 +333,44 @@ int runLoad(const ParamsOptions& options) {
     return connection.finish(run.tellSummary(set.count()) ? EXIT_DONE : EXIT_FAILED);
 }
 
-void addAction(CLI::App& params, Run& run, const char* name, const char* what, const char* footer,
+void addAction(CommandLine& params, const char* name, const char* what, const char* footer,
                int (*action)(const ParamsOptions&)) {
     auto options = std::make_shared<ParamsOptions>();
-    CLI::App* command = params.add_subcommand(name, what);
-    command->add_option("file", options->file, "The TOML file")
-        ->required()
-        ->type_name("FILE")
-        ->check(notEmpty);
+    CommandLine& command = params.addCommand(name, what);
+    command.add("file", &options->file, "The TOML file").demand().named("FILE").check(notEmpty);
     command
-        ->add_option("--station", options->station,
-                     action == runSave ? "The station (default 1)" : "The station (default: the file's)")
-        ->check(wholeNumber)
-        ->type_name("N");
+        .add("--station", &options->station,
+             action == runSave ? "The station (default 1)" : "The station (default: the file's)")
+        .check(wholeNumber)
+        .named("N");
     if (action == runSave) {
-        command->add_option("--groups", options->groups, "Groups to save, such as 0-3 (default 0-15)")
-            ->type_name("LIST");
+        command.add("--groups", &options->groups, "Groups to save, such as 0-3 (default 0-15)").named("LIST");
     } else {
-        command->add_flag("--accept-altered", options->acceptAltered,
-                          "Take a file that was cut or edited since it was saved as it is");
+        command.add("--accept-altered", &options->acceptAltered,
+                    "Take a file that was cut or edited since it was saved as it is");
     }
-    addDriverOption(*command, *options);
-    addJsonOption(*command, *options);
-    command->footer(footer);
-    addLineOptions(*command, *options);
-    addRecordOption(*command, *options);
-    command->callback([options, action, &run] { run = [options, action] { return action(*options); }; });
+    addDriverOption(command, *options);
+    addJsonOption(command, *options);
+    command.footer(footer);
+    addLineOptions(command, *options);
+    addRecordOption(command, *options);
+    command.action([options, action] { return action(*options); });
 }
 
 }  // namespace
 
-void addParamsCommand(CLI::App& app, Run& run) {
-    CLI::App* command =
-        app.add_subcommand("params", "Saves, compares and loads the writable parameters of a station");
-    command->require_subcommand(1);
+void addParamsCommand(CommandLine& program) {
+    CommandLine& command =
+        program.addCommand("params", "Saves, compares and loads the writable parameters of a station");
     addAction(
-        *command, run, "save", "Reads the parameters into a file",
+        command, "save", "Reads the parameters into a file",
         "Examples:\n"
         "  dx7 params save pump.toml --serial /dev/ttyUSB0 --groups 0-3\n"
         "  dx7 params save pump2.toml --tcp 192.168.0.10 --station 2\n"
         "The file is replaced when everything has been read and is on the disk, and else left as it was.",
         runSave);
     addAction(
-        *command, run, "diff", "Shows what differs between file and device",
+        command, "diff", "Shows what differs between file and device",
         "Examples:\n"
         "  dx7 params diff pump.toml --serial /dev/ttyUSB0\n"
         "  dx7 params diff pump.toml --serial /dev/ttyUSB0 --station 2 --json\n"
@@ -383,14 +378,14 @@ void addParamsCommand(CLI::App& app, Run& run) {
         "Exit code 0 whether values differ or not, 1 when one could not be read.",
         runDiff);
     addAction(
-        *command, run, "load", "Writes what differs back and verifies each value",
+        command, "load", "Writes what differs back and verifies each value",
         "Examples:\n"
         "  dx7 params load pump.toml --serial /dev/ttyUSB0\n"
         "  dx7 params load pump.toml --serial /dev/ttyUSB0 --station 2\n"
         "A file that was cut or edited since it was saved is refused unless --accept-altered is given.\n"
         "After Ctrl-C a second run writes what is left. Exit code 1 when a value did not take.",
         runLoad);
-    command->footer(
+    command.footer(
         "Examples:\n"
         "  dx7 params save pump.toml --serial /dev/ttyUSB0 --groups 0-3\n"
         "  dx7 params diff pump.toml --serial /dev/ttyUSB0\n"

@@ -85,20 +85,19 @@ int runPlan(const PlanOptions& options) {
 
 }  // namespace
 
-void addPlanCommand(CLI::App& app, Run& run) {
+void addPlanCommand(CommandLine& program) {
     auto options = std::make_shared<PlanOptions>();
-    CLI::App* command = app.add_subcommand("plan", "Shows the requests that the driver would poll with");
-    command->add_option("items", options->items, "TYPE:ADDRESS[,COUNT][@STATION], or names of tags")
-        ->type_name("ITEM");
-    addDriverOption(*command, *options);
-    addJsonOption(*command, *options);
-    addLineOptions(*command, *options);
-    command->footer(
+    CommandLine& command = program.addCommand("plan", "Shows the requests that the driver would poll with");
+    command.add("items", &options->items, "TYPE:ADDRESS[,COUNT][@STATION], or names of tags").named("ITEM");
+    addDriverOption(command, *options);
+    addJsonOption(command, *options);
+    addLineOptions(command, *options);
+    command.footer(
         "No line is opened; --baud and the like only count.\n"
         "Examples:\n"
         "  dx7 plan F:0.0.00,20 AI:0,4 DI:1,6\n"
         "  dx7 plan --baud 19200 --parity even --block 8 F:0.0.00,20@1 F:0.0.00,20@2");
-    command->callback([options, &run] { run = [options] { return runPlan(*options); }; });
+    command.action([options] { return runPlan(*options); });
 }
 
 }  // namespace dx7::cli

@@ -62,19 +62,18 @@ int runRead(const ReadOptions& options) {
 
 }  // namespace
 
-void addReadCommand(CLI::App& app, Run& run) {
+void addReadCommand(CommandLine& program) {
     auto options = std::make_shared<ReadOptions>();
-    CLI::App* command = app.add_subcommand("read", "Reads items once");
-    command
-        ->add_option("items", options->items, "TYPE:ADDRESS[,COUNT][@STATION][/FORMAT...], or names of tags")
-        ->type_name("ITEM");
-    addDeviceOptions(*command, *options);
-    command->footer(
+    CommandLine& command = program.addCommand("read", "Reads items once");
+    command.add("items", &options->items, "TYPE:ADDRESS[,COUNT][@STATION][/FORMAT...], or names of tags")
+        .named("ITEM");
+    addDeviceOptions(command, *options);
+    command.footer(
         "Examples:\n"
         "  dx7 read --serial /dev/ttyUSB0 AI:0,4 F:3.0.25\n"
         "  dx7 read --tcp 192.168.0.10 SW:0/binary AI:0/signed/scale=0.1/unit=Hz\n"
         "  dx7 read --serial /dev/ttyUSB0 DO:1,2@7 --json");
-    command->callback([options, &run] { run = [options] { return runRead(*options); }; });
+    command.action([options] { return runRead(*options); });
 }
 
 }  // namespace dx7::cli

@@ -49,20 +49,20 @@ int runReplay(const CommonOptions& options) {
 
 }  // namespace
 
-void addReplayCommand(CLI::App& app, Run& run) {
+void addReplayCommand(CommandLine& program) {
     auto options = std::make_shared<CommonOptions>();
-    CLI::App* command = app.add_subcommand("replay", "Prints a recording made with --record");
-    command->add_option("file", options->file, "The recording; - is standard input")
-        ->required()
-        ->type_name("FILE")
-        ->check(notEmpty);
-    addJsonOption(*command, *options);
-    command->footer(
+    CommandLine& command = program.addCommand("replay", "Prints a recording made with --record");
+    command.add("file", &options->file, "The recording; - is standard input")
+        .demand()
+        .named("FILE")
+        .check(notEmpty);
+    addJsonOption(command, *options);
+    command.footer(
         "Examples:\n"
         "  dx7 replay line.pcap\n"
         "  tshark -r line.pcap -o mbrtu.tcp.port:502      (the same in Wireshark's words)\n"
         "A recording that breaks off is printed as far as it goes; the exit code is 1 then.");
-    command->callback([options, &run] { run = [options] { return runReplay(*options); }; });
+    command.action([options] { return runReplay(*options); });
 }
 
 }  // namespace dx7::cli

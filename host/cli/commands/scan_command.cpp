@@ -138,13 +138,12 @@ int runScan(const ScanOptions& options) {
 
 }  // namespace
 
-void addScanCommand(CLI::App& app, Run& run) {
+void addScanCommand(CommandLine& program) {
     auto options = std::make_shared<ScanOptions>();
-    CLI::App* command = app.add_subcommand("scan", "Finds out which stations answer the status query");
-    command->add_option("--stations", options->stations, "Such as 1-247 (the default) or 1-10,20")
-        ->type_name("LIST");
-    addDeviceOptions(*command, *options);
-    command->footer(
+    CommandLine& command = program.addCommand("scan", "Finds out which stations answer the status query");
+    command.add("--stations", &options->stations, "Such as 1-247 (the default) or 1-10,20").named("LIST");
+    addDeviceOptions(command, *options);
+    command.footer(
         "Each station gets one query and 200 ms, unless --timeout or the file of -c says otherwise. A "
         "refusal\n"
         "is an answer, too, and so is a late answer while others are asked.\n"
@@ -152,7 +151,7 @@ void addScanCommand(CLI::App& app, Run& run) {
         "  dx7 scan --serial /dev/ttyUSB0\n"
         "  dx7 scan --serial /dev/ttyUSB0 --stations 1-32 --timeout 100\n"
         "Exit code 1 when no station answered.");
-    command->callback([options, &run] { run = [options] { return runScan(*options); }; });
+    command.action([options] { return runScan(*options); });
 }
 
 }  // namespace dx7::cli

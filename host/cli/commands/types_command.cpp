@@ -36,16 +36,16 @@ int runTypes(const CommonOptions& options) {
 
 }  // namespace
 
-void addTypesCommand(CLI::App& app, Run& run) {
+void addTypesCommand(CommandLine& program) {
     auto options = std::make_shared<CommonOptions>();
-    CLI::App* command = app.add_subcommand("types", "Lists the register types that the driver knows");
-    addDriverOption(*command, *options);
-    addJsonOption(*command, *options);
-    command->footer(
+    CommandLine& command = program.addCommand("types", "Lists the register types that the driver knows");
+    addDriverOption(command, *options);
+    addJsonOption(command, *options);
+    command.footer(
         "Examples:\n"
         "  dx7 types\n"
         "  dx7 types --json | jq -r 'select(.writable).type'");
-    command->callback([options, &run] { run = [options] { return runTypes(*options); }; });
+    command.action([options] { return runTypes(*options); });
 }
 
 }  // namespace dx7::cli

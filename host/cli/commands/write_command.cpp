@@ -338,25 +338,25 @@ int runWrite(const WriteOptions& options) {
 
 }  // namespace
 
-void addWriteCommand(CLI::App& app, Run& run) {
+void addWriteCommand(CommandLine& program) {
     auto options = std::make_shared<WriteOptions>();
-    CLI::App* command = app.add_subcommand("write", "Writes items, in the order given");
+    CommandLine& command = program.addCommand("write", "Writes items, in the order given");
     command
-        ->add_option("items", options->items,
-                     "TYPE:ADDRESS[,COUNT][@STATION][/FORMAT...]=VALUE[,VALUE...], or TAG=VALUE[,VALUE...]; "
-                     "as many values as the count, 1 without")
-        ->required()
-        ->type_name("ITEM=VALUE");
-    command->add_flag("--verify", options->verify,
-                      "Read back each value before the next one is written, and compare");
-    addDeviceOptions(*command, *options);
-    command->footer(
+        .add("items", &options->items,
+             "TYPE:ADDRESS[,COUNT][@STATION][/FORMAT...]=VALUE[,VALUE...], or TAG=VALUE[,VALUE...]; "
+             "as many values as the count, 1 without")
+        .demand()
+        .named("ITEM=VALUE");
+    command.add("--verify", &options->verify,
+                "Read back each value before the next one is written, and compare");
+    addDeviceOptions(command, *options);
+    command.footer(
         "Examples:\n"
         "  dx7 write --serial /dev/ttyUSB0 DO:1=on CW:0=0x047F\n"
         "  dx7 write --serial /dev/ttyUSB0 F:0.0.10,2@2=10,258 --verify\n"
         "  dx7 write --tcp 192.168.0.10 F:3.0.24/s32=-100000\n"
         "Station 0 writes bits to all stations at once.");
-    command->callback([options, &run] { run = [options] { return runWrite(*options); }; });
+    command.action([options] { return runWrite(*options); });
 }
 
 }  // namespace dx7::cli

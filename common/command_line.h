@@ -1,0 +1,143 @@
+/// \file
+/// The command line of a program: what it takes, as data that can be walked, and the reading of it.
+#ifndef DX7_COMMON_COMMAND_LINE_H
+#define DX7_COMMON_COMMAND_LINE_H
+
+#include <cstdint>
+#include <deque>
+#include <functional>
+#include <list>
+#include <optional>
+#include <stdexcept>
+#include <string>
+#include <utility>
+#include <variant>
+#include <vector>
+
+namespace dx7common {
+
+/// Where a value goes, and so what is taken: a bool is a flag, a vector takes any number of values, and an
+/// optional tells whether one was given.
+using ValueTarget = std::variant<bool*, std::string*, std::optional<std::string>*, std::vector<std::string>*,
+                                 int*, std::optional<int>*, unsigned*, std::uint64_t*, long long*,
+                                 std::optional<long long>*, double*, std::optional<double>*>;
+
+/// What is wrong with the text given as a value; empty when nothing is.
+using ValueCheck = std::function<std::string(const std::string& given)>;
+
+struct WholeRange {
+    int lowest;
+    int highest;
+};
+struct NumberRange {
+    double lowest;
+    double highest;
+};
+
+/// An option, or one of the remaining arguments.
+struct CommandOption {
+    std::string names;  ///< "-c,--config"; a name without a dash is a remaining argument.
+    ValueTarget target;
+    std::string help;
+    std::string valueName;            ///< Of the value in the help, as "FILE"; the kind of value when empty.
+    std::string section = "Options";  ///< Of the help; not in the help when empty.
+    std::vector<ValueCheck> checks;
+    std::vector<std::string> choices;
+    std::variant<std::monostate, WholeRange, NumberRange> range;
+    std::vector<const CommandOption*> excluded;
+    bool required = false;
+    bool defaultShown = false;  ///< What the target holds beforehand is in the help.
+    bool oneValueEach = false;  ///< A vector takes several values by naming the option several times only.
+
+    CommandOption& named(std::string value) { return valueName = std::move(value), *this; }
+    CommandOption& in(std::string title) { return section = std::move(title), *this; }
+    CommandOption& hide() { return section.clear(), *this; }
+    CommandOption& check(ValueCheck taken) { return checks.push_back(std::move(taken)), *this; }
+    CommandOption& oneOf(std::vector<std::string> words) { return choices = std::move(words), *this; }
+    CommandOption& within(int lowest, int highest) { return range = WholeRange{lowest, highest}, *this; }
+    CommandOption& within(double lowest, double highest) {
+        return range = NumberRange{lowest, highest}, *this;
+    }
+    CommandOption& excludes(const CommandOption& other) { return excluded.push_back(&other), *this; }
+    CommandOption& demand() { return required = true, *this; }
+    CommandOption& showDefault() { return defaultShown = true, *this; }
+    CommandOption& takeOneEach() { return oneValueEach = true, *this; }
+};
+
+/// Options in the order of the help. What add() returns stays where it is.
+class CommandOptions {
+public:
+    CommandOption& add(std::string names, ValueTarget target, std::string help);
+    const std::deque<CommandOption>& options() const { return options_; }
+
+private:
+    std::deque<CommandOption> options_;
+};
+
+/// Options of which exactly one must be given; a section of the help.
+struct Alternatives : CommandOptions {
+    std::string title;
+    std::string about;
+};
+
+/// The command line cannot be read; the text says why.
+class CommandLineError : public std::runtime_error {
+public:
+    CommandLineError(const std::string& text, int kind) : std::runtime_error(text), kind_(kind) {}
+    /// A number from 100 on that tells kinds of errors apart.
+    int kind() const { return kind_; }
+
+private:
+    int kind_;
+};
+
+/// A program or one of its commands. It has -h and --help by itself.
+class CommandLine : public CommandOptions {
+public:
+    /// What a command line led to.
+    struct Reading {
+        std::optional<std::string> asked;  ///< The help or version, when the user asked for it instead.
+        const CommandLine* command;        ///< The one chosen; the program itself when it has no commands.
+    };
+
+    CommandLine(std::string name, std::string about) : name_(std::move(name)), about_(std::move(about)) {}
+    CommandLine(const CommandLine&) = delete;
+    CommandLine& operator=(const CommandLine&) = delete;
+
+    /// What --version shows; without it there is no such option.
+    void version(std::string text) { version_ = std::move(text); }
+    /// What the help ends with: examples, exit codes.
+    void footer(std::string text) { footer_ = std::move(text); }
+    void action(std::function<int()> whenChosen) { action_ = std::move(whenChosen); }
+    Alternatives& addAlternatives(std::string title, std::string about);
+    /// Where there are commands, one must be given.
+    CommandLine& addCommand(std::string name, std::string about);
+
+    const std::string& name() const { return name_; }
+    const std::string& about() const { return about_; }
+    const std::string& version() const { return version_; }
+    const std::string& footer() const { return footer_; }
+    const std::list<Alternatives>& alternatives() const { return alternatives_; }
+    const std::list<CommandLine>& commands() const { return commands_; }
+    /// Null when there is none of this name.
+    const CommandLine* command(const std::string& name) const;
+    /// Whether one of its own options, --help and --version among them, has this name, with its dashes.
+    bool hasOption(const std::string& name) const;
+
+    /// Puts what is given into the targets of the program and of the command chosen. Throws CommandLineError.
+    Reading read(int argc, const char* const* argv) const;
+    int run() const { return action_(); }
+
+private:
+    std::string name_;
+    std::string about_;
+    std::string version_;
+    std::string footer_;
+    std::function<int()> action_;
+    std::list<Alternatives> alternatives_;
+    std::list<CommandLine> commands_;
+};
+
+}  // namespace dx7common
+
+#endif
