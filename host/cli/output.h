@@ -4,16 +4,14 @@
 #define DX7_CLI_OUTPUT_H
 
 #include <QString>
-#include <nlohmann/json.hpp>
 #include <optional>
 
+#include "host/cli/json.h"
 #include "host/exchange/statistics.h"
 #include "host/items/item_notation.h"
 #include "host/poll/value_table.h"
 
 namespace dx7::cli {
-
-using Json = nlohmann::ordered_json;
 
 /// A line on standard output, flushed, so that a pipe sees it at once. Throws LineError when it cannot be
 /// written.

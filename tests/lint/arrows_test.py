@@ -110,6 +110,14 @@ class ConfinedHeaders(Sources):
         self.assert_found("host/cli/options.h", '#include "CLI/CLI.hpp"',
                           "CLI/CLI.hpp: common/command_line.cpp alone includes it")
 
+    def test_one_source_of_the_programs_includes_the_json_library(self):
+        self.assert_clean("host/cli/json.cpp", "#include <nlohmann/json.hpp>")
+        for name in ("host/cli/json.h", "host/cli/output.h", "device/a.cpp", "fuzz/a.cpp"):
+            self.assert_found(name, "#include <nlohmann/json.hpp>",
+                              "nlohmann/json.hpp: host/cli/json.cpp alone includes it")
+        for name in ("tests/soak/a.cpp", "bench/a.h"):
+            self.assert_clean(name, "#include <nlohmann/json.hpp>")
+
     def test_the_tests_include_what_else_they_like(self):
         self.assert_clean("tests/soak/a.cpp", '#include "a.h"')
         self.assert_clean("tests/soak/a.cpp", "#include <gtest/gtest.h>")
