@@ -26,14 +26,6 @@ if(DX7_TOP_LEVEL)
   endif()
 endif()
 
-# Compiling several sources at a time halves the time of a whole build; the scripts set it. Only the targets whose
-# sources spend most of it on the same large headers are compiled so.
-function(dx7_together target)
-  if(DX7_UNITY_BUILD)
-    set_target_properties(${target} PROPERTIES UNITY_BUILD ON UNITY_BUILD_BATCH_SIZE 7)
-  endif()
-endfunction()
-
 # The language standard is exact: the driver must not drift beyond C++11.
 function(dx7_target target standard)
   set_target_properties(${target} PROPERTIES

@@ -36,7 +36,6 @@ option(DX7_WARNINGS_AS_ERRORS "Stop at any warning" ${developer})
 option(DX7_SANITIZE "Build with AddressSanitizer and UndefinedBehaviorSanitizer" OFF)
 option(DX7_SANITIZE_THREAD "Build with ThreadSanitizer" OFF)
 option(DX7_COVERAGE "Count executed lines and branches (gcov)" OFF)
-option(DX7_UNITY_BUILD "Compile several sources of the largest targets as one" OFF)
 
 # Packages; scripts/package sets them.
 option(DX7_HARDENING "Compile and link with stack protector, FORTIFY, PIE, RELRO and BIND_NOW" OFF)

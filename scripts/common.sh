@@ -102,11 +102,10 @@ install_missing() {
 # Objects of one source folder serve another with the same sources, such as a fresh clone.
 export CCACHE_BASEDIR=${CCACHE_BASEDIR-$project}
 
-# configure PRESET FOLDER [CMAKE-OPTION...]: silent unless it fails. The analysers want each source by itself.
+# configure PRESET FOLDER [CMAKE-OPTION...]: silent unless it fails.
 configure() {
     local preset=$1 folder=$2 log
     shift 2
-    [ "$preset" = clang ] || set -- -DDX7_UNITY_BUILD=ON "$@"
     log=$(mktemp)
     if ! (cd "$project" && cmake --preset "$preset" -B "$folder" -DCMAKE_CXX_COMPILER_LAUNCHER=ccache "$@") >"$log" 2>&1; then
         cat "$log" >&2
