@@ -187,10 +187,10 @@ OpenedPort openOnce(const LineSettings& settings, bool names) {
 }  // namespace
 
 OpenedPort openSerialPort(const LineSettings& settings) {
-    using Steady = std::chrono::steady_clock;
-    const Steady::time_point end = Steady::now() + IN_USE_PATIENCE;
+    using SteadyClock = std::chrono::steady_clock;
+    const SteadyClock::time_point end = SteadyClock::now() + IN_USE_PATIENCE;
     for (;;) {
-        const bool last = Steady::now() >= end;
+        const bool last = SteadyClock::now() >= end;
         OpenedPort result = openOnce(settings, last);
         if (last || !result.inUse) {
             return result;
