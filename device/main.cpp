@@ -28,7 +28,7 @@ void ignore(int signalNumber) {
     ::sigaction(signalNumber, &action, nullptr);
 }
 
-/// A descriptor on which the signals that end the device arrive.
+// A descriptor on which the signals that end the device arrive.
 FileDescriptor catchSignals() {
     sigset_t ending;
     ::sigemptyset(&ending);
@@ -55,7 +55,7 @@ std::unique_ptr<Line> openLine(const Options& options) {
     return options.pty.empty() ? openSerial(options.serial, options.serialSettings) : openPty(options.pty);
 }
 
-/// A serial port takes its own time.
+// A serial port takes its own time.
 LineTiming timingOf(const Options& options) {
     const bool paced = options.baud && options.serial.empty();
     return paced ? LineTiming::ofBaud(*options.baud, options.serialSettings.bitsPerChar()) : LineTiming();
@@ -69,7 +69,7 @@ std::string readyText(const Line& line, const std::vector<int>& stations) {
     return text + "\n";
 }
 
-/// Gives the device the values to start from.
+// Gives the device the values to start from.
 void setInitialValues(Device& device, const Options& options) {
     if (!options.valuesFile.empty()) {
         for (const InitialValue& initial : readValuesFile(options.valuesFile, options.stations)) {
@@ -93,7 +93,7 @@ int runOnLine(Device& device, const Options& options, int signals, Output& outpu
     return exitCode;
 }
 
-/// Runs `action` and says what it throws. Returns the exit code.
+// Runs `action` and says what it throws. Returns the exit code.
 template <typename Action>
 int reporting(Output& output, Action action) {
     try {

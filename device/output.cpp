@@ -17,10 +17,11 @@ namespace {
 using dx7common::printable;
 using std::chrono::milliseconds;
 
-enum : int { INTERRUPTION_US = 100000 };
-enum : std::size_t { MOST_AT_ONCE = 4096 };  // A pipe that is ready takes as much.
+constexpr int INTERRUPTION_US = 100000;
+// A pipe that is ready takes as much.
+constexpr std::size_t MOST_AT_ONCE = 4096;
 
-/// How long an output may take nothing when the device is to end, and how long it may take in all.
+// How long an output may take nothing when the device is to end, and how long it may take in all.
 constexpr milliseconds PATIENCE(400);
 constexpr milliseconds PATIENCE_IN_ALL(3000);
 
@@ -68,7 +69,7 @@ void Output::complain(const std::string& what) {
 
 void Output::write(int descriptor, const std::string& text) {
     auto lastTaken = Clock::now();
-    for (std::size_t sent = 0; sent < text.size() && m_givenUp.count(descriptor) == 0;) {
+    for (std::size_t sent = 0; sent < text.size() && givenUp_.count(descriptor) == 0;) {
         if (!waitUntilWritable(descriptor, lastTaken)) {
             continue;
         }
@@ -85,26 +86,26 @@ void Output::write(int descriptor, const std::string& text) {
     }
 }
 
-/// Gives the descriptor up when the device is to end and it takes nothing.
+// Gives the descriptor up when the device is to end and it takes nothing.
 bool Output::waitUntilWritable(int descriptor, Clock::time_point lastTaken) {
     int timeout = -1;
-    if (m_ending) {
+    if (ending_) {
         const auto until =
-            std::min(std::max(lastTaken, m_endingSince) + PATIENCE, m_endingSince + PATIENCE_IN_ALL);
+            std::min(std::max(lastTaken, endingSince_) + PATIENCE, endingSince_ + PATIENCE_IN_ALL);
         const auto left = std::chrono::duration_cast<milliseconds>(until - Clock::now());
         if (left <= milliseconds(0)) {
-            m_givenUp.insert(descriptor);
+            givenUp_.insert(descriptor);
             return false;
         }
         timeout = static_cast<int>(left.count());
     }
-    pollfd waitedFor[] = {{descriptor, POLLOUT, 0}, {m_ending ? -1 : m_signals, POLLIN, 0}};
+    pollfd waitedFor[] = {{descriptor, POLLOUT, 0}, {ending_ ? -1 : signals_, POLLIN, 0}};
     if (::poll(waitedFor, 2, timeout) <= 0) {
         return false;
     }
     if (waitedFor[1].revents != 0) {
-        m_ending = true;
-        m_endingSince = Clock::now();
+        ending_ = true;
+        endingSince_ = Clock::now();
     }
     return waitedFor[0].revents != 0;
 }

@@ -26,7 +26,7 @@ public:
 class Output {
 public:
     /// `signals` is readable when the device is to end; -1 when the signals end it by themselves.
-    explicit Output(int signals) : m_signals(signals) {}
+    explicit Output(int signals) : signals_(signals) {}
 
     /// Lines on standard output, each ended; made printable.
     void print(const std::string& lines);
@@ -41,10 +41,10 @@ private:
     void write(int descriptor, const std::string& text);
     bool waitUntilWritable(int descriptor, Clock::time_point lastTaken);
 
-    int m_signals;
-    bool m_ending = false;
-    Clock::time_point m_endingSince;
-    std::set<int> m_givenUp;
+    int signals_;
+    bool ending_ = false;
+    Clock::time_point endingSince_;
+    std::set<int> givenUp_;
 };
 
 }  // namespace dx7sim

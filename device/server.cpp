@@ -14,37 +14,36 @@ namespace dx7sim {
 
 namespace {
 
-/// Silence that ends a damaged request. A line's own 3.5 characters would be too short for programs that
-/// share a processor, and for adapters that hand bytes over in batches.
+// Silence that ends a damaged request. A line's own 3.5 characters would be too short for programs that
+// share a processor, and for adapters that hand bytes over in batches.
 constexpr Time SHORTEST_SILENCE = std::chrono::milliseconds(20);
 
 }  // namespace
 
 Server::Server(Device& device, Line& line, const LineTiming& timing, int signals, Output& output,
                bool traceFrames)
-    : m_device(device),
-      m_line(line),
-      m_timing(timing),
-      m_signals(signals),
-      m_output(output),
-      m_trace(traceFrames),
-      m_start(std::chrono::steady_clock::now()),
-      m_framing(timing.charTime, std::max(SHORTEST_SILENCE, timing.turnaround)),
-      m_pacing(timing.charTime) {}
+    : device_(device),
+      line_(line),
+      timing_(timing),
+      signals_(signals),
+      output_(output),
+      trace_(traceFrames),
+      start_(std::chrono::steady_clock::now()),
+      framing_(timing.charTime, std::max(SHORTEST_SILENCE, timing.turnaround)),
+      pacing_(timing.charTime) {}
 
 std::string Server::summary() const {
-    return summaryText(m_device.statistics(), m_framing.droppedBytes());
+    return summaryText(device_.statistics(), framing_.droppedBytes());
 }
 
 Time Server::now() const {
-    return std::chrono::steady_clock::now() - m_start;
+    return std::chrono::steady_clock::now() - start_;
 }
 
 void Server::run() {
-    while (!m_ending) {
-        std::vector<pollfd> waitedFor{{m_signals, POLLIN, 0},
-                                      {m_commandsOpen ? STDIN_FILENO : -1, POLLIN, 0}};
-        for (const int descriptor : m_line.descriptors()) {
+    while (!ending_) {
+        std::vector<pollfd> waitedFor{{signals_, POLLIN, 0}, {commandsOpen_ ? STDIN_FILENO : -1, POLLIN, 0}};
+        for (const int descriptor : line_.descriptors()) {
             waitedFor.push_back({descriptor, POLLIN, 0});
         }
         wait(waitedFor);
@@ -56,7 +55,7 @@ void Server::run() {
         if (lineReady) {
             receive();
         }
-        if (const auto frame = m_framing.silence(now())) {
+        if (const auto frame = framing_.silence(now())) {
             carryOut(*frame, false);
         }
         sendDue();
@@ -68,8 +67,8 @@ void Server::run() {
 
 void Server::wait(std::vector<pollfd>& waitedFor) const {
     const Time current = now();
-    std::optional<Time> until = m_framing.deadline();
-    if (const auto due = m_pacing.nextDue(current)) {
+    std::optional<Time> until = framing_.deadline();
+    if (const auto due = pacing_.nextDue(current)) {
         until = until ? std::min(*until, *due) : *due;
     }
     timespec timeout{};
@@ -85,17 +84,17 @@ void Server::wait(std::vector<pollfd>& waitedFor) const {
 }
 
 void Server::receive() {
-    const LineInput input = m_line.receive();
+    const LineInput input = line_.receive();
     const Time arrived = now();
     if (input.newClient) {
         forgetClient();
     }
     if (!input.bytes.empty()) {
-        if (m_device.echoesEveryByte()) {
+        if (device_.echoesEveryByte()) {
             trace("echo   ", input.bytes);
-            m_pacing.echo(input.bytes, arrived);
+            pacing_.echo(input.bytes, arrived);
         }
-        for (const ReceivedFrame& frame : m_framing.take(input.bytes, arrived)) {
+        for (const ReceivedFrame& frame : framing_.take(input.bytes, arrived)) {
             carryOut(frame, input.clientGone);
         }
     }
@@ -107,48 +106,48 @@ void Server::receive() {
 void Server::carryOut(const ReceivedFrame& frame, bool clientGone) {
     // What is due makes room first: a line that takes no time loses nothing. The next client must not get it.
     if (clientGone) {
-        m_pacing.clear();
+        pacing_.clear();
     } else {
         sendDue();
     }
-    if (m_pacing.isFull()) {
+    if (pacing_.isFull()) {
         trace("lost   ", frame.bytes);
-        m_device.countOverrun();
+        device_.countOverrun();
         return;
     }
     trace("request", frame.bytes);
-    for (const Outgoing& outgoing : m_device.handle(frame.bytes, now())) {
+    for (const Outgoing& outgoing : device_.handle(frame.bytes, now())) {
         queue(outgoing, frame.complete);
     }
 }
 
 void Server::queue(const Outgoing& outgoing, Time requestComplete) {
     // The line's silence passes while the device works.
-    const Time silence = m_timing.turnaroundAfter(m_device.delay());
+    const Time silence = timing_.turnaroundAfter(device_.delay());
     trace(outgoing.way == Way::Echo ? "echo   " : "reply  ", outgoing.bytes);
     switch (outgoing.way) {
         case Way::Echo:
-            m_pacing.echoWhole(outgoing.bytes, requestComplete);
+            pacing_.echoWhole(outgoing.bytes, requestComplete);
             break;
         case Way::Copy:
-            m_pacing.copy(outgoing.bytes, outgoing.pause);
+            pacing_.copy(outgoing.bytes, outgoing.pause);
             break;
         case Way::InTurn:
-            m_pacing.queue(outgoing.bytes, requestComplete + silence, outgoing.pause);
+            pacing_.queue(outgoing.bytes, requestComplete + silence, outgoing.pause);
             break;
     }
 }
 
 void Server::sendDue() {
-    const Bytes due = m_pacing.due(now());
+    const Bytes due = pacing_.due(now());
     if (!due.empty()) {
-        m_line.send(due);
+        line_.send(due);
     }
 }
 
 void Server::forgetClient() {
-    m_framing.reset();
-    m_pacing.clear();
+    framing_.reset();
+    pacing_.clear();
 }
 
 void Server::readCommands() {
@@ -160,13 +159,13 @@ void Server::readCommands() {
         count = ::read(STDIN_FILENO, chunk, sizeof chunk);
     }
     if (count > 0) {
-        m_typed.append(chunk, static_cast<std::size_t>(count));
+        typed_.append(chunk, static_cast<std::size_t>(count));
         runCommands();
     } else if (count == 0 || (errno != EINTR && errno != EAGAIN)) {
         // The end of the commands is not the end of the device: it runs on in the background.
-        m_commandsOpen = false;
-        if (!m_typed.empty()) {
-            m_typed += '\n';
+        commandsOpen_ = false;
+        if (!typed_.empty()) {
+            typed_ += '\n';
             runCommands();
         }
     }
@@ -174,29 +173,28 @@ void Server::readCommands() {
 
 void Server::runCommands() {
     enum : std::size_t { LONGEST_LINE = 4096 };
-    for (std::size_t end = m_typed.find('\n'); end != std::string::npos && !m_ending;
-         end = m_typed.find('\n')) {
-        const std::string line = m_typed.substr(0, end);
-        m_typed.erase(0, end + 1);
-        if (std::exchange(m_dropsTyped, false)) {
+    for (std::size_t end = typed_.find('\n'); end != std::string::npos && !ending_; end = typed_.find('\n')) {
+        const std::string line = typed_.substr(0, end);
+        typed_.erase(0, end + 1);
+        if (std::exchange(dropsTyped_, false)) {
             continue;
         }
-        const CommandResult result = runCommand(line, m_device, now(), m_framing.droppedBytes());
-        m_output.print(result.answer);
-        m_ending = result.quit;
+        const CommandResult result = runCommand(line, device_, now(), framing_.droppedBytes());
+        output_.print(result.answer);
+        ending_ = result.quit;
     }
-    if (m_typed.size() > LONGEST_LINE && !m_ending) {
-        if (!m_dropsTyped) {
-            m_output.print("error: a command of more than " + std::to_string(LONGEST_LINE) +
-                           " characters was dropped\n");
+    if (typed_.size() > LONGEST_LINE && !ending_) {
+        if (!dropsTyped_) {
+            output_.print("error: a command of more than " + std::to_string(LONGEST_LINE) +
+                          " characters was dropped\n");
         }
-        m_typed.clear();
-        m_dropsTyped = true;
+        typed_.clear();
+        dropsTyped_ = true;
     }
 }
 
 void Server::trace(const char* direction, const Bytes& bytes) {
-    if (!m_trace) {
+    if (!trace_) {
         return;
     }
     std::ostringstream text;
@@ -205,7 +203,7 @@ void Server::trace(const char* direction, const Bytes& bytes) {
     for (const std::uint8_t byte : bytes) {
         text << ' ' << std::setw(2) << static_cast<unsigned>(byte);
     }
-    m_output.trace(text.str());
+    output_.trace(text.str());
 }
 
 }  // namespace dx7sim

@@ -42,19 +42,19 @@ private:
     void forgetClient();
     void trace(const char* direction, const Bytes& bytes);
 
-    Device& m_device;
-    Line& m_line;
-    LineTiming m_timing;
-    int m_signals;
-    Output& m_output;
-    bool m_trace;
-    std::chrono::steady_clock::time_point m_start;
-    Framing m_framing;
-    Pacing m_pacing;
-    std::string m_typed;
-    bool m_dropsTyped = false;  ///< Up to the end of the line.
-    bool m_commandsOpen = true;
-    bool m_ending = false;
+    Device& device_;
+    Line& line_;
+    LineTiming timing_;
+    int signals_;
+    Output& output_;
+    bool trace_;
+    std::chrono::steady_clock::time_point start_;
+    Framing framing_;
+    Pacing pacing_;
+    std::string typed_;
+    bool dropsTyped_ = false;  ///< Up to the end of the line.
+    bool commandsOpen_ = true;
+    bool ending_ = false;
 };
 
 }  // namespace dx7sim

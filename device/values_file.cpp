@@ -14,7 +14,7 @@ namespace {
 class ValuesReader {
 public:
     ValuesReader(const std::string& name, const std::vector<int>& stations)
-        : m_name(name), m_stations(stations) {}
+        : name_(name), stations_(stations) {}
 
     std::vector<InitialValue> read(const toml::table& document) const;
 
@@ -22,12 +22,12 @@ private:
     [[noreturn]] void fail(const toml::source_region& place, const std::string& what) const;
     InitialValue readValue(const toml::key& key, const toml::node& node) const;
 
-    const std::string& m_name;
-    const std::vector<int>& m_stations;
+    const std::string& name_;
+    const std::vector<int>& stations_;
 };
 
 void ValuesReader::fail(const toml::source_region& place, const std::string& what) const {
-    throw UsageError(m_name + ":" + std::to_string(place.begin.line) + ":" +
+    throw UsageError(name_ + ":" + std::to_string(place.begin.line) + ":" +
                      std::to_string(place.begin.column) + ": " + what);
 }
 
@@ -56,7 +56,7 @@ InitialValue ValuesReader::readValue(const toml::key& key, const toml::node& nod
         fail(key.source(), error.what());
     }
     const auto station = result.target.station;
-    if (station && std::find(m_stations.begin(), m_stations.end(), *station) == m_stations.end()) {
+    if (station && std::find(stations_.begin(), stations_.end(), *station) == stations_.end()) {
         fail(key.source(), "station " + std::to_string(*station) + " is not simulated");
     }
     const RegisterType type = result.target.item.type;
@@ -72,7 +72,7 @@ InitialValue ValuesReader::readValue(const toml::key& key, const toml::node& nod
         }
     } catch (const UsageError& error) {
         const std::string what = error.what();
-        if (what.rfind(m_name + ":", 0) == 0) {
+        if (what.rfind(name_ + ":", 0) == 0) {
             throw;
         }
         fail(node.source(), what);

@@ -15,7 +15,7 @@ enum : std::size_t {
     MOST_UNDER_WAY = 1024
 };
 
-/// Length of the request that `bytes` begin with; none when it is not known (yet).
+// Length of the request that `bytes` begin with; none when it is not known (yet).
 std::optional<std::size_t> requestLength(const Bytes& bytes) {
     if (bytes.size() < 2) {
         return std::nullopt;
@@ -43,62 +43,62 @@ std::optional<std::size_t> requestLength(const Bytes& bytes) {
 
 }  // namespace
 
-Framing::Framing(Time charTime, Time silence) : m_charTime(charTime), m_silence(silence) {}
+Framing::Framing(Time charTime, Time silence) : charTime_(charTime), silence_(silence) {}
 
 std::vector<ReceivedFrame> Framing::take(const Bytes& bytes, Time now) {
-    if (m_pending.empty()) {
-        m_first = now;
+    if (pending_.empty()) {
+        first_ = now;
     }
-    m_last = now;
-    m_pending.insert(m_pending.end(), bytes.begin(), bytes.end());
+    last_ = now;
+    pending_.insert(pending_.end(), bytes.begin(), bytes.end());
 
     std::vector<ReceivedFrame> frames;
-    for (auto length = requestLength(m_pending); length && m_pending.size() >= *length;
-         length = requestLength(m_pending)) {
-        if (!endsInGoodCrc(m_pending, *length)) {
+    for (auto length = requestLength(pending_); length && pending_.size() >= *length;
+         length = requestLength(pending_)) {
+        if (!endsInGoodCrc(pending_, *length)) {
             break;
         }
         frames.push_back(cut(*length));
     }
-    if (m_pending.size() > LONGEST_FRAME) {
+    if (pending_.size() > LONGEST_FRAME) {
         drop();
     }
     return frames;
 }
 
 std::optional<Time> Framing::deadline() const {
-    return m_pending.empty() ? std::nullopt : std::optional<Time>(m_last + m_silence);
+    return pending_.empty() ? std::nullopt : std::optional<Time>(last_ + silence_);
 }
 
 std::optional<ReceivedFrame> Framing::silence(Time now) {
-    if (m_pending.empty() || now < m_last + m_silence) {
+    if (pending_.empty() || now < last_ + silence_) {
         return std::nullopt;
     }
-    if (m_pending.size() >= SHORTEST_FRAME && endsInGoodCrc(m_pending, m_pending.size())) {
-        return cut(m_pending.size());
+    if (pending_.size() >= SHORTEST_FRAME && endsInGoodCrc(pending_, pending_.size())) {
+        return cut(pending_.size());
     }
     drop();
     return std::nullopt;
 }
 
 void Framing::reset() {
-    m_pending.clear();
+    pending_.clear();
 }
 
 ReceivedFrame Framing::cut(std::size_t length) {
-    const auto end = m_pending.begin() + static_cast<std::ptrdiff_t>(length);
-    ReceivedFrame frame{Bytes(m_pending.begin(), end), Time()};
-    const Time carried = m_first + m_charTime * static_cast<Time::rep>(length);
-    const Time latest = m_last + m_charTime * static_cast<Time::rep>(MOST_UNDER_WAY);
-    frame.complete = std::max(m_last, std::min(carried, latest));
-    m_pending.erase(m_pending.begin(), end);
-    m_first = frame.complete;
+    const auto end = pending_.begin() + static_cast<std::ptrdiff_t>(length);
+    ReceivedFrame frame{Bytes(pending_.begin(), end), Time()};
+    const Time carried = first_ + charTime_ * static_cast<Time::rep>(length);
+    const Time latest = last_ + charTime_ * static_cast<Time::rep>(MOST_UNDER_WAY);
+    frame.complete = std::max(last_, std::min(carried, latest));
+    pending_.erase(pending_.begin(), end);
+    first_ = frame.complete;
     return frame;
 }
 
 void Framing::drop() {
-    m_droppedBytes += m_pending.size();
-    m_pending.clear();
+    droppedBytes_ += pending_.size();
+    pending_.clear();
 }
 
 }  // namespace dx7sim

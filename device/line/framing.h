@@ -45,18 +45,18 @@ public:
     /// Forgets what is pending, for a new client.
     void reset();
 
-    std::size_t droppedBytes() const { return m_droppedBytes; }
+    std::size_t droppedBytes() const { return droppedBytes_; }
 
 private:
     ReceivedFrame cut(std::size_t length);
     void drop();
 
-    Time m_charTime;
-    Time m_silence;
-    Bytes m_pending;
-    Time m_first{};
-    Time m_last{};
-    std::size_t m_droppedBytes = 0;
+    Time charTime_;
+    Time silence_;
+    Bytes pending_;
+    Time first_{};
+    Time last_{};
+    std::size_t droppedBytes_ = 0;
 };
 
 }  // namespace dx7sim

@@ -19,48 +19,48 @@ LineTiming LineTiming::ofBaud(int baud, int bitsPerChar) {
 }
 
 void Pacing::queue(const Bytes& frame, Time earliest, Time pause) {
-    const Time start = std::max(std::max(earliest, m_lineFree) + pause, m_busyUntil);
-    m_frames.push_back({frame, start, 0});
-    m_waitingBytes += frame.size();
-    m_lineFree = through(m_frames.back(), frame.size());
+    const Time start = std::max(std::max(earliest, lineFree_) + pause, busyUntil_);
+    frames_.push_back({frame, start, 0});
+    waitingBytes_ += frame.size();
+    lineFree_ = through(frames_.back(), frame.size());
 }
 
 void Pacing::echo(const Bytes& bytes, Time begun) {
-    const Time start = std::max(begun, m_echoFree);
-    if (start <= begun + m_charTime * static_cast<Time::rep>(MOST_BYTES)) {
-        m_echoFree = start + m_charTime * static_cast<Time::rep>(bytes.size());
+    const Time start = std::max(begun, echoFree_);
+    if (start <= begun + charTime_ * static_cast<Time::rep>(MOST_BYTES)) {
+        echoFree_ = start + charTime_ * static_cast<Time::rep>(bytes.size());
         putAside({bytes, start, 0});
     }
 }
 
 void Pacing::echoWhole(const Bytes& frame, Time complete) {
-    echo(frame, complete - m_charTime * static_cast<Time::rep>(frame.size()));
+    echo(frame, complete - charTime_ * static_cast<Time::rep>(frame.size()));
 }
 
 void Pacing::copy(const Bytes& frame, Time pause) {
-    putAside({frame, m_lineFree + pause, 0});
+    putAside({frame, lineFree_ + pause, 0});
 }
 
 void Pacing::putAside(Frame frame) {
     enum : std::size_t { MOST_ASIDE = 1048576 };
-    if (m_asideBytes + frame.bytes.size() > MOST_ASIDE) {
+    if (asideBytes_ + frame.bytes.size() > MOST_ASIDE) {
         return;
     }
-    m_asideBytes += frame.bytes.size();
+    asideBytes_ += frame.bytes.size();
     // The first one may be on the line already.
-    const bool begun = !m_aside.empty() && m_aside.front().sent > 0;
-    frame.start = std::max(frame.start, m_busyUntil);
-    const auto place = std::upper_bound(m_aside.begin() + (begun ? 1 : 0), m_aside.end(), frame.start,
+    const bool begun = !aside_.empty() && aside_.front().sent > 0;
+    frame.start = std::max(frame.start, busyUntil_);
+    const auto place = std::upper_bound(aside_.begin() + (begun ? 1 : 0), aside_.end(), frame.start,
                                         [](Time start, const Frame& other) { return start < other.start; });
-    m_aside.insert(place, std::move(frame));
+    aside_.insert(place, std::move(frame));
 }
 
 bool Pacing::asideIsNext() const {
-    if (m_aside.empty() || m_frames.empty()) {
-        return m_frames.empty();
+    if (aside_.empty() || frames_.empty()) {
+        return frames_.empty();
     }
-    const Frame& aside = m_aside.front();
-    const Frame& reply = m_frames.front();
+    const Frame& aside = aside_.front();
+    const Frame& reply = frames_.front();
     return reply.sent == 0 && (aside.sent > 0 || aside.start <= reply.start);
 }
 
@@ -68,8 +68,8 @@ Bytes Pacing::due(Time now) {
     Bytes bytes;
     while (!isEmpty()) {
         const bool aside = asideIsNext();
-        std::deque<Frame>& frames = aside ? m_aside : m_frames;
-        std::size_t& waiting = aside ? m_asideBytes : m_waitingBytes;
+        std::deque<Frame>& frames = aside ? aside_ : frames_;
+        std::size_t& waiting = aside ? asideBytes_ : waitingBytes_;
         Frame& frame = frames.front();
         while (frame.sent < frame.bytes.size() && through(frame, frame.sent + 1) <= now) {
             bytes.push_back(frame.bytes[frame.sent++]);
@@ -78,24 +78,24 @@ Bytes Pacing::due(Time now) {
         if (frame.sent < frame.bytes.size()) {
             break;
         }
-        m_busyUntil = through(frame, frame.bytes.size());
+        busyUntil_ = through(frame, frame.bytes.size());
         frames.pop_front();
-        moveBehind(m_busyUntil);
+        moveBehind(busyUntil_);
     }
     return bytes;
 }
 
-/// What would start before the line is free at `end` starts then. Replies keep their distances.
+// What would start before the line is free at `end` starts then. Replies keep their distances.
 void Pacing::moveBehind(Time end) {
-    for (auto frame = m_aside.begin(); frame != m_aside.end() && frame->start < end; ++frame) {
+    for (auto frame = aside_.begin(); frame != aside_.end() && frame->start < end; ++frame) {
         frame->start = end;
     }
-    if (!m_frames.empty() && m_frames.front().start < end) {
-        const Time shift = end - m_frames.front().start;
-        for (Frame& frame : m_frames) {
+    if (!frames_.empty() && frames_.front().start < end) {
+        const Time shift = end - frames_.front().start;
+        for (Frame& frame : frames_) {
             frame.start += shift;
         }
-        m_lineFree += shift;
+        lineFree_ += shift;
     }
 }
 
@@ -110,21 +110,21 @@ std::optional<Time> Pacing::nextDue(Time now) const {
 }
 
 bool Pacing::isFull() const {
-    return m_frames.size() >= MOST_FRAMES || m_waitingBytes >= MOST_BYTES;
+    return frames_.size() >= MOST_FRAMES || waitingBytes_ >= MOST_BYTES;
 }
 
 void Pacing::clear() {
-    m_frames.clear();
-    m_aside.clear();
-    m_waitingBytes = 0;
-    m_asideBytes = 0;
-    m_lineFree = Time();
-    m_echoFree = Time();
-    m_busyUntil = Time();
+    frames_.clear();
+    aside_.clear();
+    waitingBytes_ = 0;
+    asideBytes_ = 0;
+    lineFree_ = Time();
+    echoFree_ = Time();
+    busyUntil_ = Time();
 }
 
 Time Pacing::through(const Frame& frame, std::size_t byteCount) const {
-    return frame.start + m_charTime * static_cast<Time::rep>(byteCount);
+    return frame.start + charTime_ * static_cast<Time::rep>(byteCount);
 }
 
 }  // namespace dx7sim

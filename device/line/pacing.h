@@ -31,7 +31,7 @@ struct LineTiming {
 /// another frame is on the line follows it, and an echo goes before a reply that is due at the same time.
 class Pacing {
 public:
-    explicit Pacing(Time charTime) : m_charTime(charTime) {}
+    explicit Pacing(Time charTime) : charTime_(charTime) {}
 
     /// Queues `frame` to start `pause` after `earliest` or, when something is queued already, `pause` behind
     /// that.
@@ -73,18 +73,18 @@ private:
     void putAside(Frame frame);
     /// The frame that is on the line or the next one to be; there is one.
     bool asideIsNext() const;
-    const Frame& next() const { return asideIsNext() ? m_aside.front() : m_frames.front(); }
-    bool isEmpty() const { return m_frames.empty() && m_aside.empty(); }
+    const Frame& next() const { return asideIsNext() ? aside_.front() : frames_.front(); }
+    bool isEmpty() const { return frames_.empty() && aside_.empty(); }
     void moveBehind(Time end);
 
-    Time m_charTime;
-    std::deque<Frame> m_frames;  ///< Replies, in the order of their starts.
-    std::deque<Frame> m_aside;   ///< Echoes and copies, in the order of their starts.
-    std::size_t m_waitingBytes = 0;
-    std::size_t m_asideBytes = 0;
-    Time m_lineFree{};   ///< When the last queued reply is through.
-    Time m_echoFree{};   ///< When the last queued echo is.
-    Time m_busyUntil{};  ///< When the last frame that went out was.
+    Time charTime_;
+    std::deque<Frame> frames_;  ///< Replies, in the order of their starts.
+    std::deque<Frame> aside_;   ///< Echoes and copies, in the order of their starts.
+    std::size_t waitingBytes_ = 0;
+    std::size_t asideBytes_ = 0;
+    Time lineFree_{};   ///< When the last queued reply is through.
+    Time echoFree_{};   ///< When the last queued echo is.
+    Time busyUntil_{};  ///< When the last frame that went out was.
 };
 
 }  // namespace dx7sim

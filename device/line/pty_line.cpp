@@ -21,7 +21,7 @@ namespace {
 using dx7common::FileDescriptor;
 using dx7common::systemReason;
 
-/// Where the link points to; empty when `path` is no symbolic link.
+// Where the link points to; empty when `path` is no symbolic link.
 std::string linkTarget(const std::string& path) {
     char target[4096];
     const ssize_t length = ::readlink(path.c_str(), target, sizeof target);
@@ -33,7 +33,7 @@ bool exists(const std::string& path) {
     return ::lstat(path.c_str(), &status) == 0;
 }
 
-/// Whether `path` may be replaced: a link to a pseudo-terminal, as a device that was killed leaves behind.
+// Whether `path` may be replaced: a link to a pseudo-terminal, as a device that was killed leaves behind.
 bool isPtyLink(const std::string& path) {
     return linkTarget(path).rfind("/dev/pts/", 0) == 0;
 }
@@ -43,10 +43,10 @@ public:
     explicit PtyLine(const std::string& link);
     ~PtyLine() override;
 
-    std::vector<int> descriptors() const override { return {m_device.number(), m_watch.number()}; }
+    std::vector<int> descriptors() const override { return {device_.number(), watch_.number()}; }
     LineInput receive() override;
-    void send(const Bytes& bytes) override { writeAvailable(m_device.number(), bytes); }
-    std::string name() const override { return m_link; }
+    void send(const Bytes& bytes) override { writeAvailable(device_.number(), bytes); }
+    std::string name() const override { return link_; }
 
 private:
     void openPair();
@@ -54,23 +54,23 @@ private:
     void watchClients();
     void noteClients(LineInput& input);
 
-    std::string m_link;
-    std::string m_path;
-    FileDescriptor m_device;
+    std::string link_;
+    std::string path_;
+    FileDescriptor device_;
     // Kept open so that the pseudo-terminal survives its clients: reading on would fail while there is none.
-    FileDescriptor m_client;
-    FileDescriptor m_watch;
+    FileDescriptor client_;
+    FileDescriptor watch_;
 };
 
-PtyLine::PtyLine(const std::string& link) : m_link(link) {
+PtyLine::PtyLine(const std::string& link) : link_(link) {
     openPair();
     watchClients();
     makeLink();
 }
 
 PtyLine::~PtyLine() {
-    if (linkTarget(m_link) == m_path) {
-        ::unlink(m_link.c_str());
+    if (linkTarget(link_) == path_) {
+        ::unlink(link_.c_str());
     }
 }
 
@@ -85,44 +85,44 @@ void PtyLine::openPair() {
     if (::openpty(&device, &client, path, &raw, nullptr) != 0) {
         throw UsageError("cannot open a pseudo-terminal: " + systemReason(errno));
     }
-    m_device = FileDescriptor(device);
-    m_client = FileDescriptor(client);
-    m_path = path;
+    device_ = FileDescriptor(device);
+    client_ = FileDescriptor(client);
+    path_ = path;
     ::fcntl(device, F_SETFL, O_NONBLOCK);
     ::fcntl(device, F_SETFD, FD_CLOEXEC);
     ::fcntl(client, F_SETFD, FD_CLOEXEC);
 }
 
 void PtyLine::makeLink() {
-    if (exists(m_link) && !isPtyLink(m_link)) {
-        throw UsageError("\"" + m_link +
+    if (exists(link_) && !isPtyLink(link_)) {
+        throw UsageError("\"" + link_ +
                          "\" exists and is no link to a pseudo-terminal: choose another path or" +
                          " remove it");
     }
     // Made aside and moved, so that a client never finds the path missing or half made.
-    const std::string made = m_link + "." + std::to_string(::getpid());
+    const std::string made = link_ + "." + std::to_string(::getpid());
     ::unlink(made.c_str());
-    if (::symlink(m_path.c_str(), made.c_str()) != 0 || ::rename(made.c_str(), m_link.c_str()) != 0) {
+    if (::symlink(path_.c_str(), made.c_str()) != 0 || ::rename(made.c_str(), link_.c_str()) != 0) {
         const std::string reason = systemReason(errno);
         ::unlink(made.c_str());
-        throw UsageError("cannot make the link \"" + m_link + "\": " + reason);
+        throw UsageError("cannot make the link \"" + link_ + "\": " + reason);
     }
 }
 
-/// Without the watch (the system may have run out of them) the line works too; only what a client left unread
-/// is then found by the next one.
+// Without the watch (the system may have run out of them) the line works too; only what a client left unread
+// is then found by the next one.
 void PtyLine::watchClients() {
-    m_watch = FileDescriptor(::inotify_init1(IN_NONBLOCK | IN_CLOEXEC));
-    if (m_watch.isOpen()) {
-        ::inotify_add_watch(m_watch.number(), m_path.c_str(), IN_OPEN | IN_CLOSE);
+    watch_ = FileDescriptor(::inotify_init1(IN_NONBLOCK | IN_CLOEXEC));
+    if (watch_.isOpen()) {
+        ::inotify_add_watch(watch_.number(), path_.c_str(), IN_OPEN | IN_CLOSE);
     }
 }
 
 LineInput PtyLine::receive() {
     LineInput input;
     noteClients(input);
-    if (readAvailable(m_device.number(), input.bytes) == ReadEnd::Failed) {
-        throw LineError("the pseudo-terminal " + m_path + " failed: " + systemReason(errno));
+    if (readAvailable(device_.number(), input.bytes) == ReadEnd::Failed) {
+        throw LineError("the pseudo-terminal " + path_ + " failed: " + systemReason(errno));
     }
     if (input.clientGone && !input.bytes.empty()) {
         // The next client may have come and asked in between.
@@ -131,11 +131,11 @@ LineInput PtyLine::receive() {
     return input;
 }
 
-/// A client that leaves takes the line's state with it: its unread replies and its claim to use the line
-/// alone. What is read belongs to the client that came last.
+// A client that leaves takes the line's state with it: its unread replies and its claim to use the line
+// alone. What is read belongs to the client that came last.
 void PtyLine::noteClients(LineInput& input) {
     Bytes events;
-    if (!m_watch.isOpen() || readAvailable(m_watch.number(), events) == ReadEnd::Failed) {
+    if (!watch_.isOpen() || readAvailable(watch_.number(), events) == ReadEnd::Failed) {
         return;
     }
     inotify_event event{};
@@ -143,8 +143,8 @@ void PtyLine::noteClients(LineInput& input) {
         std::memcpy(&event, events.data() + at, sizeof event);
         if ((event.mask & IN_CLOSE) != 0) {
             input.clientGone = true;
-            ::tcflush(m_client.number(), TCIFLUSH);
-            ::ioctl(m_client.number(), TIOCNXCL);
+            ::tcflush(client_.number(), TCIFLUSH);
+            ::ioctl(client_.number(), TIOCNXCL);
         } else if (input.clientGone) {
             input.clientGone = false;
             input.newClient = true;

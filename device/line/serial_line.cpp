@@ -36,35 +36,35 @@ speed_t speedOf(int baud) {
 class SerialLine : public Line {
 public:
     SerialLine(const std::string& path, const SerialSettings& settings);
-    /// Closing would wait up to 30 s for a reply that is still going out on a slow line.
-    ~SerialLine() override { ::tcflush(m_port.number(), TCOFLUSH); }
+    // Closing would wait up to 30 s for a reply that is still going out on a slow line.
+    ~SerialLine() override { ::tcflush(port_.number(), TCOFLUSH); }
 
-    std::vector<int> descriptors() const override { return {m_port.number()}; }
+    std::vector<int> descriptors() const override { return {port_.number()}; }
     LineInput receive() override;
-    void send(const Bytes& bytes) override { writeAvailable(m_port.number(), bytes); }
-    std::string name() const override { return m_path; }
+    void send(const Bytes& bytes) override { writeAvailable(port_.number(), bytes); }
+    std::string name() const override { return path_; }
 
 private:
-    std::string m_path;
-    dx7common::PortLock m_lock;
-    FileDescriptor m_port;
+    std::string path_;
+    dx7common::PortLock lock_;
+    FileDescriptor port_;
 };
 
-SerialLine::SerialLine(const std::string& path, const SerialSettings& settings) : m_path(path) {
+SerialLine::SerialLine(const std::string& path, const SerialSettings& settings) : path_(path) {
     const speed_t speed = speedOf(settings.baud);
     std::string why;
-    if (!m_lock.take(path, &why)) {
+    if (!lock_.take(path, &why)) {
         throw UsageError("cannot open the serial port \"" + path + "\": " + why);
     }
-    m_port = FileDescriptor(::open(path.c_str(), O_RDWR | O_NOCTTY | O_NONBLOCK | O_CLOEXEC));
-    if (!m_port.isOpen()) {
+    port_ = FileDescriptor(::open(path.c_str(), O_RDWR | O_NOCTTY | O_NONBLOCK | O_CLOEXEC));
+    if (!port_.isOpen()) {
         throw UsageError("cannot open the serial port \"" + path + "\": " + systemReason(errno));
     }
     termios line{};
-    if (::tcgetattr(m_port.number(), &line) != 0) {
+    if (::tcgetattr(port_.number(), &line) != 0) {
         throw UsageError("\"" + path + "\" is no serial port: " + systemReason(errno));
     }
-    if (!m_lock.confirm(m_port.number(), &why)) {
+    if (!lock_.confirm(port_.number(), &why)) {
         throw UsageError("cannot open the serial port \"" + path + "\": " + why);
     }
     ::cfmakeraw(&line);
@@ -76,16 +76,16 @@ SerialLine::SerialLine(const std::string& path, const SerialSettings& settings) 
     line.c_cflag |= settings.stopBits == 2 ? CSTOPB : 0U;
     line.c_cflag |= settings.parity == 'N' ? 0U : PARENB;
     line.c_cflag |= settings.parity == 'O' ? PARODD : 0U;
-    if (::tcsetattr(m_port.number(), TCSANOW, &line) != 0) {
+    if (::tcsetattr(port_.number(), TCSANOW, &line) != 0) {
         throw UsageError("the serial port \"" + path + "\" refuses its settings: " + systemReason(errno));
     }
-    ::tcflush(m_port.number(), TCIOFLUSH);
+    ::tcflush(port_.number(), TCIOFLUSH);
 }
 
 LineInput SerialLine::receive() {
     LineInput input;
-    if (readAvailable(m_port.number(), input.bytes) != ReadEnd::NothingMore) {
-        throw LineError("the serial port " + m_path + " is gone");
+    if (readAvailable(port_.number(), input.bytes) != ReadEnd::NothingMore) {
+        throw LineError("the serial port " + path_ + " is gone");
     }
     return input;
 }

@@ -23,18 +23,18 @@ public:
     std::vector<int> descriptors() const override;
     LineInput receive() override;
     void send(const Bytes& bytes) override;
-    std::string name() const override { return "tcp " + m_address + ":" + std::to_string(m_port); }
+    std::string name() const override { return "tcp " + address_ + ":" + std::to_string(port_); }
 
 private:
     void acceptClient(LineInput& input);
 
-    std::string m_address;
-    int m_port;
-    FileDescriptor m_listener;
-    FileDescriptor m_client;
+    std::string address_;
+    int port_;
+    FileDescriptor listener_;
+    FileDescriptor client_;
 };
 
-TcpLine::TcpLine(const std::string& address, int port) : m_address(address), m_port(port) {
+TcpLine::TcpLine(const std::string& address, int port) : address_(address), port_(port) {
     const std::string what = address + ":" + std::to_string(port);
     sockaddr_in place{};
     place.sin_family = AF_INET;
@@ -42,32 +42,32 @@ TcpLine::TcpLine(const std::string& address, int port) : m_address(address), m_p
     if (::inet_pton(AF_INET, address.c_str(), &place.sin_addr) != 1) {
         throw UsageError("\"" + address + "\" is no address to listen on: write it in numbers, as 127.0.0.1");
     }
-    m_listener = FileDescriptor(::socket(AF_INET, SOCK_STREAM | SOCK_NONBLOCK | SOCK_CLOEXEC, 0));
+    listener_ = FileDescriptor(::socket(AF_INET, SOCK_STREAM | SOCK_NONBLOCK | SOCK_CLOEXEC, 0));
     const int on = 1;
-    ::setsockopt(m_listener.number(), SOL_SOCKET, SO_REUSEADDR, &on, sizeof on);
+    ::setsockopt(listener_.number(), SOL_SOCKET, SO_REUSEADDR, &on, sizeof on);
     socklen_t size = sizeof place;
     auto* const generic = reinterpret_cast<sockaddr*>(&place);
     enum : int { WAITING_CLIENTS = 4 };
-    if (!m_listener.isOpen() || ::bind(m_listener.number(), generic, size) != 0 ||
-        ::listen(m_listener.number(), WAITING_CLIENTS) != 0 ||
-        ::getsockname(m_listener.number(), generic, &size) != 0) {
+    if (!listener_.isOpen() || ::bind(listener_.number(), generic, size) != 0 ||
+        ::listen(listener_.number(), WAITING_CLIENTS) != 0 ||
+        ::getsockname(listener_.number(), generic, &size) != 0) {
         throw UsageError("cannot listen on " + what + ": " + systemReason(errno));
     }
-    m_port = ntohs(place.sin_port);
+    port_ = ntohs(place.sin_port);
 }
 
 std::vector<int> TcpLine::descriptors() const {
-    std::vector<int> waitedFor{m_listener.number()};
-    if (m_client.isOpen()) {
-        waitedFor.push_back(m_client.number());
+    std::vector<int> waitedFor{listener_.number()};
+    if (client_.isOpen()) {
+        waitedFor.push_back(client_.number());
     }
     return waitedFor;
 }
 
 LineInput TcpLine::receive() {
     LineInput input;
-    if (m_client.isOpen() && readAvailable(m_client.number(), input.bytes) != ReadEnd::NothingMore) {
-        m_client.close();
+    if (client_.isOpen() && readAvailable(client_.number(), input.bytes) != ReadEnd::NothingMore) {
+        client_.close();
         input.clientGone = true;
     }
     acceptClient(input);
@@ -75,7 +75,7 @@ LineInput TcpLine::receive() {
 }
 
 void TcpLine::acceptClient(LineInput& input) {
-    FileDescriptor client(::accept4(m_listener.number(), nullptr, nullptr, SOCK_NONBLOCK | SOCK_CLOEXEC));
+    FileDescriptor client(::accept4(listener_.number(), nullptr, nullptr, SOCK_NONBLOCK | SOCK_CLOEXEC));
     if (!client.isOpen()) {
         return;
     }
@@ -83,13 +83,13 @@ void TcpLine::acceptClient(LineInput& input) {
     ::setsockopt(client.number(), IPPROTO_TCP, TCP_NODELAY, &on, sizeof on);
     ::setsockopt(client.number(), SOL_SOCKET, SO_KEEPALIVE, &on, sizeof on);
     input.clientGone = true;
-    m_client.close();
-    m_client = std::move(client);
+    client_.close();
+    client_ = std::move(client);
 }
 
 void TcpLine::send(const Bytes& bytes) {
-    if (m_client.isOpen()) {
-        writeAvailable(m_client.number(), bytes);
+    if (client_.isOpen()) {
+        writeAvailable(client_.number(), bytes);
     }
 }
 

@@ -10,10 +10,10 @@ namespace dx7sim {
 
 namespace {
 
-/// Between a reply that was not asked for and the right one: silence enough to tell two frames apart.
+// Between a reply that was not asked for and the right one: silence enough to tell two frames apart.
 constexpr Time AFTER_FOREIGN = std::chrono::milliseconds(5);
 
-/// Of the replies to another master, one in so many follows the right one.
+// Of the replies to another master, one in so many follows the right one.
 enum : std::uint64_t { ONE_AFTER_IN = 4 };
 
 std::vector<Outgoing> inOrder(const Bytes& reply, const Bytes& other, std::uint64_t detail) {
@@ -26,10 +26,10 @@ std::vector<Outgoing> inOrder(const Bytes& reply, const Bytes& other, std::uint6
 
 Device::Device(const std::vector<int>& stations, const FaultPlan& plan, std::uint64_t seed, Time lateBy,
                Movement movement, Time copyAfter)
-    : m_faults(plan, seed), m_lateBy(lateBy), m_copyAfter(copyAfter) {
+    : faults_(plan, seed), lateBy_(lateBy), copyAfter_(copyAfter) {
     for (const int number : stations) {
-        m_stations[number].model = Model(movement, number);
-        m_statistics.stations[number];
+        stations_[number].model = Model(movement, number);
+        statistics_.stations[number];
     }
     for (const int number : plan.silent) {
         setSilent(number, true);
@@ -44,7 +44,7 @@ std::vector<Outgoing> Device::handle(const Bytes& frame, Time now) {
 }
 
 std::vector<Outgoing> Device::echo(const Bytes& frame) {
-    if (!m_faults.nextEcho()) {
+    if (!faults_.nextEcho()) {
         return {};
     }
     count(Fault::Echo);
@@ -55,16 +55,16 @@ std::vector<Outgoing> Device::replies(const Bytes& frame, Time now) {
     const int number = frame[0];
     const int functionCode = frame[1];
     if (number == MODBUS_BROADCAST_ADDRESS) {
-        ++m_statistics.broadcasts[functionCode];
+        ++statistics_.broadcasts[functionCode];
         broadcast(frame, now);
         return {};
     }
-    const auto station = m_stations.find(number);
-    if (station == m_stations.end()) {
-        ++m_statistics.otherStations;
+    const auto station = stations_.find(number);
+    if (station == stations_.end()) {
+        ++statistics_.otherStations;
         return {};
     }
-    StationStatistics& counts = m_statistics.stations[number];
+    StationStatistics& counts = statistics_.stations[number];
     ++counts.requests[functionCode];
     if (station->second.silent) {
         ++counts.unanswered;
@@ -74,26 +74,26 @@ std::vector<Outgoing> Device::replies(const Bytes& frame, Time now) {
 }
 
 void Device::broadcast(const Bytes& frame, Time now) {
-    for (auto& entry : m_stations) {
+    for (auto& entry : stations_) {
         if (!entry.second.silent) {
-            m_engine.answer(frame, entry.second.model, now);
+            engine_.answer(frame, entry.second.model, now);
         }
     }
 }
 
 std::vector<Outgoing> Device::answer(const Bytes& frame, Model& model, StationStatistics& counts, Time now) {
-    const FaultDecision decision = m_faults.next();
+    const FaultDecision decision = faults_.next();
     count(decision.fault);
     Answer answer = decision.fault == Fault::Exception
-                        ? Answer{true, m_engine.exceptionReply(frame, faultExceptionCode(decision.detail))}
+                        ? Answer{true, engine_.exceptionReply(frame, faultExceptionCode(decision.detail))}
                         : carryOut(frame, model, counts, now);
     if (!answer.accepted) {
         return {};
     }
     const Bytes own = answer.reply;
-    if (m_faults.plan().answerBefore) {
+    if (faults_.plan().answerBefore) {
         count(Fault::AnswerBefore);
-        std::swap(answer.reply, m_replyBefore);
+        std::swap(answer.reply, replyBefore_);
     }
     if (answer.reply.empty()) {
         return {};
@@ -110,11 +110,11 @@ std::vector<Outgoing> Device::answer(const Bytes& frame, Model& model, StationSt
     return sent;
 }
 
-/// Counts what is refused or answered with an exception.
+// Counts what is refused or answered with an exception.
 Answer Device::carryOut(const Bytes& frame, Model& model, StationStatistics& counts, Time now) {
-    Answer answer = m_engine.answer(frame, model, now);
+    Answer answer = engine_.answer(frame, model, now);
     if (!answer.accepted) {
-        ++m_statistics.refused;
+        ++statistics_.refused;
     } else if (const int code = answer.exceptionCode()) {
         ++counts.exceptions[code];
     }
@@ -123,7 +123,7 @@ Answer Device::carryOut(const Bytes& frame, Model& model, StationStatistics& cou
 
 void Device::count(Fault fault) {
     if (fault != Fault::None) {
-        ++m_statistics.faults[static_cast<std::size_t>(fault)];
+        ++statistics_.faults[static_cast<std::size_t>(fault)];
     }
 }
 
@@ -138,7 +138,7 @@ std::vector<Outgoing> Device::damaged(const Bytes& reply, const FaultDecision& d
         case Fault::Foreign:
             return {{foreign(reply, decision.detail), {}}, {reply, AFTER_FOREIGN}};
         case Fault::Late:
-            return {{reply, m_lateBy}};
+            return {{reply, lateBy_}};
         case Fault::Duplicate:
             return doubled(reply);
         default:
@@ -148,14 +148,14 @@ std::vector<Outgoing> Device::damaged(const Bytes& reply, const FaultDecision& d
 }
 
 std::vector<Outgoing> Device::doubled(const Bytes& reply) const {
-    return {{reply, {}}, {reply, m_copyAfter, m_copyAfter > Time() ? Way::Copy : Way::InTurn}};
+    return {{reply, {}}, {reply, copyAfter_, copyAfter_ > Time() ? Way::Copy : Way::InTurn}};
 }
 
 void Device::set(const Target& target, std::uint16_t value, Time now) {
     if (target.station) {
         requireStation(*target.station);
     }
-    for (auto& [number, station] : m_stations) {
+    for (auto& [number, station] : stations_) {
         if (!target.station || *target.station == number) {
             station.model.set(target.item, value, now);
         }
@@ -167,7 +167,7 @@ std::map<int, std::uint16_t> Device::values(const Target& target, Time now) cons
         requireStation(*target.station);
     }
     std::map<int, std::uint16_t> found;
-    for (const auto& [number, station] : m_stations) {
+    for (const auto& [number, station] : stations_) {
         if (!target.station || *target.station == number) {
             found[number] = station.model.value(target.item, now);
         }
@@ -177,16 +177,16 @@ std::map<int, std::uint16_t> Device::values(const Target& target, Time now) cons
 
 void Device::setSilent(int station, bool silent) {
     requireStation(station);
-    m_stations[station].silent = silent;
+    stations_[station].silent = silent;
 }
 
 void Device::setFaults(const FaultPlan& plan) {
     for (const int number : plan.silent) {
         requireStation(number);
     }
-    m_faults.change(plan);
+    faults_.change(plan);
     if (!plan.answerBefore) {
-        m_replyBefore.clear();
+        replyBefore_.clear();
     }
     for (const int number : plan.silent) {
         setSilent(number, true);
@@ -195,14 +195,14 @@ void Device::setFaults(const FaultPlan& plan) {
 
 std::vector<int> Device::stations() const {
     std::vector<int> numbers;
-    for (const auto& entry : m_stations) {
+    for (const auto& entry : stations_) {
         numbers.push_back(entry.first);
     }
     return numbers;
 }
 
 void Device::requireStation(int station) const {
-    if (m_stations.count(station) == 0) {
+    if (stations_.count(station) == 0) {
         std::string known;
         for (const int number : stations()) {
             known += (known.empty() ? "" : ", ") + std::to_string(number);

@@ -40,13 +40,13 @@ public:
     std::vector<Outgoing> handle(const Bytes& frame, Time now);
 
     /// Counts a request that came while too many replies waited; nothing else becomes of it.
-    void countOverrun() { ++m_statistics.overruns; }
+    void countOverrun() { ++statistics_.overruns; }
 
     /// Whether every byte that arrives is to be sent back at once, of a request or not.
-    bool echoesEveryByte() const { return m_faults.plan().shareOf(Fault::Echo) >= 1; }
+    bool echoesEveryByte() const { return faults_.plan().shareOf(Fault::Echo) >= 1; }
 
     /// How long a request is worked at. It is the pause of the first reply to a request, too.
-    Time delay() const { return m_faults.plan().delay; }
+    Time delay() const { return faults_.plan().delay; }
 
     // The rest is the user's side. Each throws UsageError when the station is not simulated.
 
@@ -59,7 +59,7 @@ public:
     void setFaults(const FaultPlan& plan);
 
     std::vector<int> stations() const;
-    const Statistics& statistics() const { return m_statistics; }
+    const Statistics& statistics() const { return statistics_; }
 
 private:
     struct Station {
@@ -77,13 +77,13 @@ private:
     void count(Fault fault);
     void requireStation(int station) const;
 
-    std::map<int, Station> m_stations;
-    Engine m_engine;
-    FaultInjector m_faults;
-    Time m_lateBy;
-    Time m_copyAfter;
-    Bytes m_replyBefore;  ///< To the request before; kept while replies are one request late.
-    Statistics m_statistics;
+    std::map<int, Station> stations_;
+    Engine engine_;
+    FaultInjector faults_;
+    Time lateBy_;
+    Time copyAfter_;
+    Bytes replyBefore_;  ///< To the request before; kept while replies are one request late.
+    Statistics statistics_;
 };
 
 }  // namespace dx7sim

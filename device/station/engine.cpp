@@ -17,7 +17,9 @@ namespace {
 
 using dx7common::FileDescriptor;
 
-enum : int { SHORTEST_REQUEST = 4, EXCEPTION_LENGTH = 5, EXCEPTION_FLAG = 0x80 };
+constexpr std::size_t SHORTEST_REQUEST = 4;
+constexpr std::size_t EXCEPTION_LENGTH = 5;
+constexpr int EXCEPTION_FLAG = 0x80;
 
 bool isSupported(int functionCode) {
     return (functionCode >= MODBUS_FC_READ_COILS && functionCode <= MODBUS_FC_READ_EXCEPTION_STATUS) ||
@@ -25,8 +27,8 @@ bool isSupported(int functionCode) {
            functionCode == MODBUS_FC_WRITE_MULTIPLE_REGISTERS;
 }
 
-/// Whether a write of several coils or registers announces more or fewer bytes than its quantity takes.
-/// libmodbus looks at this for registers only.
+// Whether a write of several coils or registers announces more or fewer bytes than its quantity takes.
+// libmodbus looks at this for registers only.
 bool hasWrongByteCount(const Bytes& request) {
     const unsigned quantity = static_cast<unsigned>(request[4] << 8 | request[5]);
     switch (request[1]) {
@@ -39,9 +41,9 @@ bool hasWrongByteCount(const Bytes& request) {
     }
 }
 
-/// The whole request is at hand whenever the engine is asked, so it never has to wait: these times only bound
-/// how long it looks for bytes that a damaged request lacks. It also sleeps the response time before some
-/// exceptions.
+// The whole request is at hand whenever the engine is asked, so it never has to wait: these times only bound
+// how long it looks for bytes that a damaged request lacks. It also sleeps the response time before some
+// exceptions.
 void setShortTimes(modbus_t* context) {
     enum : std::uint32_t { LOOK_US = 1000, NO_SLEEP_US = 1 };
     modbus_set_indication_timeout(context, 0, LOOK_US);
@@ -61,15 +63,15 @@ Engine::Engine() {
     if (::socketpair(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0, ends) != 0) {
         throw std::system_error(errno, std::generic_category(), "cannot create a socket pair");
     }
-    m_outside = FileDescriptor(ends[0]);
-    m_inside = FileDescriptor(ends[1]);
-    ::fcntl(m_outside.number(), F_SETFL, O_NONBLOCK);
+    outside_ = FileDescriptor(ends[0]);
+    inside_ = FileDescriptor(ends[1]);
+    ::fcntl(outside_.number(), F_SETFL, O_NONBLOCK);
     // The device name is never opened: the context gets its descriptor from outside.
-    m_context.reset(modbus_new_rtu("/dev/null", 9600, 'N', 8, 1));
-    if (!m_context || modbus_set_socket(m_context.get(), m_inside.number()) != 0) {
+    context_.reset(modbus_new_rtu("/dev/null", 9600, 'N', 8, 1));
+    if (!context_ || modbus_set_socket(context_.get(), inside_.number()) != 0) {
         throw std::runtime_error("libmodbus gives no context: " + std::string(modbus_strerror(errno)));
     }
-    setShortTimes(m_context.get());
+    setShortTimes(context_.get());
 }
 
 Answer Engine::answer(const Bytes& request, Model& model, Time now) {
@@ -82,14 +84,14 @@ Answer Engine::answer(const Bytes& request, Model& model, Time now) {
         const bool whole = endsInGoodCrc(request, request.size());
         return {whole, whole ? refusal(request, MODBUS_EXCEPTION_ILLEGAL_FUNCTION) : Bytes()};
     }
-    modbus_set_slave(m_context.get(), station == MODBUS_BROADCAST_ADDRESS ? 1 : station);
+    modbus_set_slave(context_.get(), station == MODBUS_BROADCAST_ADDRESS ? 1 : station);
     putIn(request);
     Bytes received(MODBUS_MAX_ADU_LENGTH);
-    const int length = modbus_receive(m_context.get(), received.data());
+    const int length = modbus_receive(context_.get(), received.data());
     if (length != static_cast<int>(request.size())) {
         // Too short, too long for its function code, or a wrong CRC: what is left over must not lead the next
         // request.
-        while (::recv(m_inside.number(), received.data(), received.size(), MSG_DONTWAIT) > 0) {
+        while (::recv(inside_.number(), received.data(), received.size(), MSG_DONTWAIT) > 0) {
         }
         return {};
     }
@@ -104,7 +106,7 @@ Answer Engine::answer(const Bytes& request, Model& model, Time now) {
 
 Answer Engine::replyFromMap(const Bytes& request, int requestLength, Model& model, Time now) {
     Window window(request, model, now);
-    modbus_reply(m_context.get(), request.data(), requestLength, window.mapping());
+    modbus_reply(context_.get(), request.data(), requestLength, window.mapping());
     Answer answer{true, takeOut()};
     if (answer.exceptionCode() == 0) {
         window.storeWritten(model, now);
@@ -119,7 +121,7 @@ Answer Engine::replyWithStatus(const Bytes& request, const Model& model, Time no
     // libmodbus leaves the content of this reply to the application; it still frames it.
     const std::uint8_t status = static_cast<std::uint8_t>(model.value({RegisterType::FAS, 0}, now));
     const std::uint8_t raw[] = {request[0], request[1], status};
-    modbus_send_raw_request(m_context.get(), raw, sizeof raw);
+    modbus_send_raw_request(context_.get(), raw, sizeof raw);
     return {true, takeOut()};
 }
 
@@ -128,15 +130,15 @@ Bytes Engine::refusal(const Bytes& request, int code) {
 }
 
 Bytes Engine::exceptionReply(const Bytes& request, int code) {
-    modbus_set_slave(m_context.get(), request[0]);
-    modbus_reply_exception(m_context.get(), request.data(), static_cast<unsigned>(code));
+    modbus_set_slave(context_.get(), request[0]);
+    modbus_reply_exception(context_.get(), request.data(), static_cast<unsigned>(code));
     return takeOut();
 }
 
 void Engine::putIn(const Bytes& request) {
     std::size_t sent = 0;
     while (sent < request.size()) {
-        const ssize_t count = ::write(m_outside.number(), request.data() + sent, request.size() - sent);
+        const ssize_t count = ::write(outside_.number(), request.data() + sent, request.size() - sent);
         if (count < 0 && errno != EINTR) {
             throw std::system_error(errno, std::generic_category(), "cannot hand a request to the engine");
         }
@@ -146,7 +148,7 @@ void Engine::putIn(const Bytes& request) {
 
 Bytes Engine::takeOut() {
     Bytes reply(MODBUS_MAX_ADU_LENGTH);
-    const ssize_t count = ::read(m_outside.number(), reply.data(), reply.size());
+    const ssize_t count = ::read(outside_.number(), reply.data(), reply.size());
     reply.resize(count > 0 ? static_cast<std::size_t>(count) : 0);
     return reply;
 }

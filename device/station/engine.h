@@ -59,9 +59,9 @@ private:
     void putIn(const Bytes& request);
     Bytes takeOut();
 
-    dx7common::FileDescriptor m_outside;
-    dx7common::FileDescriptor m_inside;
-    std::unique_ptr<modbus_t, ContextDeleter> m_context;
+    dx7common::FileDescriptor outside_;
+    dx7common::FileDescriptor inside_;
+    std::unique_ptr<modbus_t, ContextDeleter> context_;
 };
 
 }  // namespace dx7sim

@@ -13,13 +13,13 @@ namespace {
 using dx7common::HIGHEST_STATION;
 using dx7common::LOWEST_STATION;
 
-/// How a fault is written: its name and what follows it.
+// How a fault is written: its name and what follows it.
 struct Form {
     const char* name;
     const char* value;
 };
 
-/// In the order of Fault; what is no Fault of its own comes last.
+// In the order of Fault; what is no Fault of its own comes last.
 constexpr std::array<Form, FAULT_KINDS + 1> FORMS = {{{"drop", "=SHARE"},
                                                       {"exception", "=SHARE"},
                                                       {"truncate", "=SHARE"},
@@ -96,7 +96,7 @@ void parseFault(const std::string& text, FaultPlan& plan) {
     }
 }
 
-/// Uniform in 0..1, without 1. The library's own distributions may differ between implementations.
+// Uniform in 0..1, without 1. The library's own distributions may differ between implementations.
 double uniform(std::mt19937_64& random) {
     return static_cast<double>(random() >> 11) * (1.0 / 9007199254740992.0);
 }
@@ -125,23 +125,23 @@ void parseFaults(const std::string& text, FaultPlan& plan) {
 }
 
 FaultInjector::FaultInjector(const FaultPlan& plan, std::uint64_t seed)
-    : m_plan(plan), m_random(seed), m_newRandom(~seed), m_echoRandom(seed ^ 0x9E3779B97F4A7C15U) {}
+    : plan_(plan), random_(seed), newRandom_(~seed), echoRandom_(seed ^ 0x9E3779B97F4A7C15U) {}
 
 FaultDecision FaultInjector::next() {
     FaultDecision decision;
     // Every decision draws equally often, so that changing one share leaves the other faults where they were.
     for (std::size_t kind = 0; kind < REPLY_FAULTS; ++kind) {
-        const bool hit = uniform(kind < OLD_FAULTS ? m_random : m_newRandom) < m_plan.share[kind];
+        const bool hit = uniform(kind < OLD_FAULTS ? random_ : newRandom_) < plan_.share[kind];
         if (hit && decision.fault == Fault::None) {
             decision.fault = static_cast<Fault>(kind);
         }
     }
-    decision.detail = m_random();
+    decision.detail = random_();
     return decision;
 }
 
 bool FaultInjector::nextEcho() {
-    return uniform(m_echoRandom) < m_plan.shareOf(Fault::Echo);
+    return uniform(echoRandom_) < plan_.shareOf(Fault::Echo);
 }
 
 int faultExceptionCode(std::uint64_t detail) {

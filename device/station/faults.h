@@ -77,15 +77,15 @@ public:
     /// Whether the next request, to be answered or not, is echoed.
     bool nextEcho();
     /// The decisions from here on follow `plan`, as if it had been the plan from the start.
-    void change(const FaultPlan& plan) { m_plan = plan; }
-    const FaultPlan& plan() const { return m_plan; }
+    void change(const FaultPlan& plan) { plan_ = plan; }
+    const FaultPlan& plan() const { return plan_; }
 
 private:
-    FaultPlan m_plan;
-    std::mt19937_64 m_random;
+    FaultPlan plan_;
+    std::mt19937_64 random_;
     // Of their own, so that the older decisions stay what they were.
-    std::mt19937_64 m_newRandom;
-    std::mt19937_64 m_echoRandom;
+    std::mt19937_64 newRandom_;
+    std::mt19937_64 echoRandom_;
 };
 
 /// The exception code to answer with.

@@ -15,7 +15,7 @@ enum : unsigned {
 
 constexpr Time MOTION_STEP = std::chrono::milliseconds(250);
 
-/// Whole `unit`s since the start.
+// Whole `unit`s since the start.
 template <typename Unit>
 std::uint64_t whole(Time now) {
     return static_cast<std::uint64_t>(std::chrono::duration_cast<Unit>(now).count());
@@ -39,7 +39,7 @@ unsigned statusWord(unsigned controlWord, Time now) {
     return SW_READY | (controlWord & SW_CONTROL_ECHO) << 1 | SW_REMOTE | heartbeat;
 }
 
-/// The word that a bit of CW_bit or SW_bit belongs to.
+// The word that a bit of CW_bit or SW_bit belongs to.
 Item wordOfBit(RegisterType bitType) {
     return {bitType == RegisterType::CW_bit ? RegisterType::CW : RegisterType::SW, 0};
 }
@@ -48,7 +48,7 @@ bool isBitOfWord(RegisterType type) {
     return type == RegisterType::CW_bit || type == RegisterType::SW_bit;
 }
 
-/// The one item of a register that has two names.
+// The one item of a register that has two names.
 Item canonical(const Item& item) {
     return item.type == RegisterType::FIN ? Item{RegisterType::AI, 3} : item;
 }
@@ -60,16 +60,16 @@ std::uint16_t Model::value(const Item& item, Time now) const {
         return static_cast<std::uint16_t>(value(wordOfBit(item.type), now) >> item.address & 1);
     }
     const Item one = canonical(item);
-    const auto held = m_held.find({one.type, one.address});
-    if (held != m_held.end()) {
+    const auto held = held_.find({one.type, one.address});
+    if (held != held_.end()) {
         return held->second;
     }
-    return m_movement == Movement::All ? movingValue(one, now) : naturalValue(one, now);
+    return movement_ == Movement::All ? movingValue(one, now) : naturalValue(one, now);
 }
 
 std::uint16_t Model::movingValue(const Item& item, Time now) const {
     const unsigned steps = static_cast<unsigned>(now / MOTION_STEP);
-    const unsigned station = static_cast<unsigned>(m_station);
+    const unsigned station = static_cast<unsigned>(station_);
     const unsigned number = readPlace(item).value_or(0);
     const unsigned byte = (steps + 37 * station) % 256;
     unsigned result = 256 * ((number % 256 + 89 * (number / 256) + 61 * station) % 256) + steps % 256;
@@ -125,7 +125,7 @@ void Model::set(const Item& item, std::uint16_t newValue, Time now) {
         return;
     }
     const Item one = canonical(item);
-    m_held[{one.type, one.address}] = newValue;
+    held_[{one.type, one.address}] = newValue;
 }
 
 }  // namespace dx7sim

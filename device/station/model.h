@@ -39,7 +39,7 @@ enum class Movement {
 class Model {
 public:
     explicit Model(Movement movement = Movement::Natural, int station = 1)
-        : m_movement(movement), m_station(station) {}
+        : movement_(movement), station_(station) {}
 
     /// The value of an existing item at `now`; 0 or 1 for bits, 0..255 for FAS.
     std::uint16_t value(const Item& item, Time now) const;
@@ -55,9 +55,9 @@ private:
     std::uint16_t naturalValue(const Item& item, Time now) const;
     std::uint16_t movingValue(const Item& item, Time now) const;
 
-    Movement m_movement;
-    int m_station;
-    std::map<Key, std::uint16_t> m_held;
+    Movement movement_;
+    int station_;
+    std::map<Key, std::uint16_t> held_;
 };
 
 }  // namespace dx7sim

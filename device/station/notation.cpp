@@ -13,7 +13,7 @@ namespace {
 using dx7common::HIGHEST_STATION;
 using dx7common::LOWEST_STATION;
 
-/// The whole of `text` as a number, or none.
+// The whole of `text` as a number, or none.
 std::optional<long long> number(const std::string& text, int base) {
     long long value = 0;
     const char* end = text.data() + text.size();
@@ -21,7 +21,7 @@ std::optional<long long> number(const std::string& text, int base) {
     return result.ec == std::errc() && result.ptr == end ? std::optional<long long>(value) : std::nullopt;
 }
 
-/// Decimal, or hexadecimal after 0x.
+// Decimal, or hexadecimal after 0x.
 std::optional<long long> anyNumber(const std::string& text) {
     const bool hexadecimal = text.size() > 2 && text[0] == '0' && (text[1] == 'x' || text[1] == 'X');
     return hexadecimal ? number(text.substr(2), 16) : number(text, 10);

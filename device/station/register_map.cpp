@@ -40,7 +40,7 @@ int groupedPlace(int firstHighByte, int address) {
     return ((firstHighByte + address / GROUP_ITEMS) << 8) | packedDecimal(address % GROUP_ITEMS);
 }
 
-/// The number an existing item is read at.
+// The number an existing item is read at.
 int numberOf(const Item& item) {
     switch (item.type) {
         case RegisterType::CW_bit:
@@ -130,23 +130,23 @@ RegisterMap::RegisterMap() {
         for (int address = info.lowest; address <= info.highest; ++address) {
             const Item item{info.type, address};
             if (const auto place = readPlace(item)) {
-                m_reads.emplace(std::make_pair(info.table, static_cast<int>(*place)), item);
+                reads_.emplace(std::make_pair(info.table, static_cast<int>(*place)), item);
             }
             if (const auto place = writePlace(item)) {
-                m_writes.emplace(std::make_pair(info.table, static_cast<int>(*place)), item);
+                writes_.emplace(std::make_pair(info.table, static_cast<int>(*place)), item);
             }
         }
     }
 }
 
 std::optional<Item> RegisterMap::readAt(Table table, std::uint16_t number) const {
-    const auto found = m_reads.find({table, number});
-    return found == m_reads.end() ? std::nullopt : std::optional<Item>(found->second);
+    const auto found = reads_.find({table, number});
+    return found == reads_.end() ? std::nullopt : std::optional<Item>(found->second);
 }
 
 std::optional<Item> RegisterMap::writtenAt(Table table, std::uint16_t number) const {
-    const auto found = m_writes.find({table, number});
-    return found == m_writes.end() ? std::nullopt : std::optional<Item>(found->second);
+    const auto found = writes_.find({table, number});
+    return found == writes_.end() ? std::nullopt : std::optional<Item>(found->second);
 }
 
 std::optional<Span> RegisterMap::readableSpan(Table table, std::uint16_t number) const {
@@ -156,11 +156,11 @@ std::optional<Span> RegisterMap::readableSpan(Table table, std::uint16_t number)
     if (table == Table::DiscreteInputs && number >= INPUTS_START && number < INPUTS_END) {
         return Span{INPUTS_START, INPUTS_END - INPUTS_START};
     }
-    return spanAround(m_reads, table, number);
+    return spanAround(reads_, table, number);
 }
 
 std::optional<Span> RegisterMap::writableSpan(Table table, std::uint16_t number) const {
-    return spanAround(m_writes, table, number);
+    return spanAround(writes_, table, number);
 }
 
 std::optional<Span> RegisterMap::spanAround(const Places& places, Table table, int number) {

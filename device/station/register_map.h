@@ -90,8 +90,8 @@ private:
     RegisterMap();
     static std::optional<Span> spanAround(const Places& places, Table table, int number);
 
-    Places m_reads;
-    Places m_writes;
+    Places reads_;
+    Places writes_;
 };
 
 }  // namespace dx7sim

@@ -15,7 +15,7 @@ namespace {
 enum : std::size_t { HEAD = 2, READ_HEAD = 3, CRC = 2 };
 enum : std::uint8_t { EXCEPTION_BIT = 0x80, COIL_ON = 0xFF };
 
-/// What a request asks for, without where.
+// What a request asks for, without where.
 struct Asked {
     Table table;
     bool isWrite;
@@ -52,7 +52,7 @@ bool isOfBits(const Asked& asked) {
     return asked.table == Table::Coils || asked.table == Table::DiscreteInputs;
 }
 
-/// Overwrites the values in `reply` to a read by those from `start` on.
+// Overwrites the values in `reply` to a read by those from `start` on.
 void putValues(const Asked& asked, std::uint16_t start, const Model& model, Time now, Bytes& reply) {
     std::fill(reply.begin() + READ_HEAD, reply.end() - CRC, std::uint8_t(0));
     for (std::size_t i = 0; i < asked.quantity; ++i) {
@@ -67,7 +67,7 @@ void putValues(const Asked& asked, std::uint16_t start, const Model& model, Time
     }
 }
 
-/// Overwrites the number in `reply` to a write and, where one value is confirmed, that.
+// Overwrites the number in `reply` to a write and, where one value is confirmed, that.
 void putPlace(const Asked& asked, std::uint16_t start, const Model& model, Time now, Bytes& reply) {
     reply[HEAD] = static_cast<std::uint8_t>(start >> 8);
     reply[HEAD + 1] = static_cast<std::uint8_t>(start);
@@ -79,8 +79,8 @@ void putPlace(const Asked& asked, std::uint16_t start, const Model& model, Time 
     }
 }
 
-/// `reply` as if asked for at the place of an item of `type`, the first from `choice` on whose content
-/// differs; none when there is none.
+// `reply` as if asked for at the place of an item of `type`, the first from `choice` on whose content
+// differs; none when there is none.
 std::optional<Bytes> elsewhere(const Asked& asked, RegisterType type, const Bytes& reply, const Model& model,
                                Time now, std::uint64_t choice) {
     const TypeInfo& info = typeInfo(type);
@@ -100,7 +100,7 @@ std::optional<Bytes> elsewhere(const Asked& asked, RegisterType type, const Byte
     return std::nullopt;
 }
 
-/// The types of the asked table, first the one that is asked for itself.
+// The types of the asked table, first the one that is asked for itself.
 std::vector<RegisterType> typesToTry(const Asked& asked, std::uint16_t start) {
     const RegisterMap& map = RegisterMap::instance();
     std::vector<RegisterType> types;
@@ -117,7 +117,7 @@ std::vector<RegisterType> typesToTry(const Asked& asked, std::uint16_t start) {
     return types;
 }
 
-/// `reply` to a read with its first bit, status bit or word changed by 1.
+// `reply` to a read with its first bit, status bit or word changed by 1.
 Bytes invented(Bytes reply) {
     const bool isOfWords =
         reply[1] == MODBUS_FC_READ_HOLDING_REGISTERS || reply[1] == MODBUS_FC_READ_INPUT_REGISTERS;

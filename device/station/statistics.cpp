@@ -14,7 +14,7 @@ std::size_t total(const std::map<int, std::size_t>& counts) {
     return sum;
 }
 
-/// " (FC 1: 5, FC 3: 2)", nothing for no counts.
+// " (FC 1: 5, FC 3: 2)", nothing for no counts.
 std::string parts(const std::map<int, std::size_t>& counts, const std::string& label) {
     std::string text;
     for (const auto& entry : counts) {

@@ -30,63 +30,63 @@ Table requestTable(int functionCode) {
 }
 
 Window::Window(const Bytes& request, const Model& model, Time now)
-    : m_isWrite(request[1] > MODBUS_FC_READ_INPUT_REGISTERS), m_table(requestTable(request[1])) {
+    : isWrite_(request[1] > MODBUS_FC_READ_INPUT_REGISTERS), table_(requestTable(request[1])) {
     const RegisterMap& map = RegisterMap::instance();
     const std::uint16_t start = static_cast<std::uint16_t>(request[2] << 8 | request[3]);
-    const auto span = m_isWrite ? map.writableSpan(m_table, start) : map.readableSpan(m_table, start);
+    const auto span = isWrite_ ? map.writableSpan(table_, start) : map.readableSpan(table_, start);
     if (span) {
-        m_span = *span;
+        span_ = *span;
         fill(model, now);
-        m_firstWritten = static_cast<std::size_t>(start - m_span.start);
-        m_writtenCount = m_isWrite ? writtenCount(request) : 0;
+        firstWritten_ = static_cast<std::size_t>(start - span_.start);
+        writtenCount_ = isWrite_ ? writtenCount(request) : 0;
     }
     attach();
 }
 
 void Window::fill(const Model& model, Time now) {
     const RegisterMap& map = RegisterMap::instance();
-    for (int offset = 0; offset < m_span.count; ++offset) {
-        const std::uint16_t number = static_cast<std::uint16_t>(m_span.start + offset);
-        m_items.push_back(m_isWrite ? map.writtenAt(m_table, number) : map.readAt(m_table, number));
-        m_words.push_back(m_items.back() ? model.value(*m_items.back(), now) : std::uint16_t(0));
+    for (int offset = 0; offset < span_.count; ++offset) {
+        const std::uint16_t number = static_cast<std::uint16_t>(span_.start + offset);
+        items_.push_back(isWrite_ ? map.writtenAt(table_, number) : map.readAt(table_, number));
+        words_.push_back(items_.back() ? model.value(*items_.back(), now) : std::uint16_t(0));
     }
-    m_bits.assign(m_words.begin(), m_words.end());
+    bits_.assign(words_.begin(), words_.end());
 }
 
 void Window::attach() {
-    switch (m_table) {
+    switch (table_) {
         case Table::Coils:
-            m_mapping.start_bits = m_span.start;
-            m_mapping.nb_bits = m_span.count;
-            m_mapping.tab_bits = m_bits.data();
+            mapping_.start_bits = span_.start;
+            mapping_.nb_bits = span_.count;
+            mapping_.tab_bits = bits_.data();
             break;
         case Table::DiscreteInputs:
-            m_mapping.start_input_bits = m_span.start;
-            m_mapping.nb_input_bits = m_span.count;
-            m_mapping.tab_input_bits = m_bits.data();
+            mapping_.start_input_bits = span_.start;
+            mapping_.nb_input_bits = span_.count;
+            mapping_.tab_input_bits = bits_.data();
             break;
         case Table::InputRegisters:
-            m_mapping.start_input_registers = m_span.start;
-            m_mapping.nb_input_registers = m_span.count;
-            m_mapping.tab_input_registers = m_words.data();
+            mapping_.start_input_registers = span_.start;
+            mapping_.nb_input_registers = span_.count;
+            mapping_.tab_input_registers = words_.data();
             break;
         case Table::HoldingRegisters:
         case Table::None:
-            m_mapping.start_registers = m_span.start;
-            m_mapping.nb_registers = m_span.count;
-            m_mapping.tab_registers = m_words.data();
+            mapping_.start_registers = span_.start;
+            mapping_.nb_registers = span_.count;
+            mapping_.tab_registers = words_.data();
             break;
     }
 }
 
 std::uint16_t Window::current(std::size_t offset) const {
-    return m_table == Table::Coils ? m_bits[offset] : m_words[offset];
+    return table_ == Table::Coils ? bits_[offset] : words_[offset];
 }
 
 void Window::storeWritten(Model& model, Time now) const {
-    const std::size_t end = std::min(m_firstWritten + m_writtenCount, m_items.size());
-    for (std::size_t offset = m_firstWritten; offset < end; ++offset) {
-        model.set(*m_items[offset], current(offset), now);
+    const std::size_t end = std::min(firstWritten_ + writtenCount_, items_.size());
+    for (std::size_t offset = firstWritten_; offset < end; ++offset) {
+        model.set(*items_[offset], current(offset), now);
     }
 }
 

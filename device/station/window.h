@@ -25,7 +25,7 @@ public:
     Window(const Bytes& request, const Model& model, Time now);
 
     /// Valid as long as the window.
-    modbus_mapping_t* mapping() { return &m_mapping; }
+    modbus_mapping_t* mapping() { return &mapping_; }
 
     /// Carries over to `model` what a write that was not refused wrote, also where it changed nothing: a
     /// value that was written holds.
@@ -36,15 +36,15 @@ private:
     void attach();
     std::uint16_t current(std::size_t offset) const;
 
-    bool m_isWrite;
-    Table m_table;
-    Span m_span{0, 0};
-    std::size_t m_firstWritten = 0;  ///< Offset of what a write writes.
-    std::size_t m_writtenCount = 0;
-    std::vector<std::optional<Item>> m_items;
-    std::vector<std::uint16_t> m_words;
-    std::vector<std::uint8_t> m_bits;
-    modbus_mapping_t m_mapping{};
+    bool isWrite_;
+    Table table_;
+    Span span_{0, 0};
+    std::size_t firstWritten_ = 0;  ///< Offset of what a write writes.
+    std::size_t writtenCount_ = 0;
+    std::vector<std::optional<Item>> items_;
+    std::vector<std::uint16_t> words_;
+    std::vector<std::uint8_t> bits_;
+    modbus_mapping_t mapping_{};
 };
 
 }  // namespace dx7sim

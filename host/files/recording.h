@@ -11,11 +11,15 @@
 namespace dx7 {
 
 /// What stands in the tags before each frame.
-enum { LINK_TYPE_EXPORTED_PDU = 252 };
-enum { TAG_HEAD_BYTES = 4 };
-enum { TAG_END = 0, TAG_DISSECTOR = 12, TAG_SOURCE_PORT = 25, TAG_DESTINATION_PORT = 26 };
-enum { DEVICE_PORT = 502, MASTER_PORT = 50000 };
-const char DISSECTOR[] = "mbrtu";
+constexpr int LINK_TYPE_EXPORTED_PDU = 252;
+constexpr int TAG_HEAD_BYTES = 4;
+constexpr int TAG_END = 0;
+constexpr int TAG_DISSECTOR = 12;
+constexpr int TAG_SOURCE_PORT = 25;
+constexpr int TAG_DESTINATION_PORT = 26;
+constexpr int DEVICE_PORT = 502;
+constexpr int MASTER_PORT = 50000;
+constexpr char DISSECTOR[] = "mbrtu";
 
 /// One frame of a recording.
 struct RecordedFrame {

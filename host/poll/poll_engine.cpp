@@ -7,7 +7,7 @@ namespace dx7 {
 namespace {
 
 // What is waited for when all stations owe replies.
-const qint64 STALL_US = 100000;
+constexpr qint64 STALL_US = 100000;
 
 ItemRange rangeOf(const FRAME_PRO& frame) {
     // A status query reads one item, whatever its count.

@@ -120,7 +120,7 @@ TEST_F(PollPlanTest, EveryItemIsCoveredByABlockOfItsOwnStation) {
                                           ? QStringLiteral("0.0.") + plain.rightJustified(2, QLatin1Char('0'))
                                           : plain;
                 if (driverFunctions().checkAddrValidity(type.name, typed, &address, count,
-                                                        type.bit ? 0 : 1) == 0) {
+                                                        type.bit ? 0 : 1) == DX7_ADDRESS_VALID) {
                     items += QStringLiteral("%1:%2,%3@%4").arg(type.name, typed).arg(count).arg(station);
                 }
             }
