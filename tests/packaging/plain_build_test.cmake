@@ -50,10 +50,11 @@ endif()
 
 # All that is missing is named at once, with the command that installs it.
 without_packages(no_libraries CLI11 Curses nlohmann_json tomlplusplus PkgConfig)
-configure("${SOURCE_DIR}" ${no_libraries})
+configure("${SOURCE_DIR}" ${no_libraries}
+  -DCMAKE_IGNORE_PATH=/usr/include)
 foreach(text
-    "CLI11, tomlplusplus, Curses, nlohmann_json, PkgConfig, libpcap, libmodbus."
-    "apt-get install libcli11-dev libtomlplusplus-dev libncurses-dev nlohmann-json3-dev pkg-config libpcap-dev libmodbus-dev"
+    "CLI11, tomlplusplus, Curses, nlohmann_json, libpcap, PkgConfig, libmodbus."
+    "apt-get install libcli11-dev libtomlplusplus-dev libncurses-dev nlohmann-json3-dev libpcap-dev pkg-config libmodbus-dev"
     "-DDX7_BUILD_HOST=OFF -DDX7_BUILD_DEVICE=OFF")
   string(FIND "${output}" "${text}" at)
   if(result EQUAL 0 OR at LESS 0)
