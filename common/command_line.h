@@ -97,7 +97,8 @@ public:
     /// What a command line led to.
     struct Reading {
         std::optional<std::string> asked;  ///< The help or version, when the user asked for it instead.
-        const CommandLine* command;        ///< The one chosen; the program itself when it has no commands.
+        const CommandLine* command =
+            nullptr;  ///< The one chosen; the program itself when it has no commands.
     };
 
     CommandLine(std::string name, std::string about) : name_(std::move(name)), about_(std::move(about)) {}
