@@ -36,7 +36,7 @@ std::string wholeNumber(const std::string& text) {
     // 19 digits always fit.
     const bool digits =
         !text.empty() && text.size() <= 19 && text.find_first_not_of("0123456789") == std::string::npos;
-    return digits ? std::string() : "\"" + text + "\" is no whole number of at most 19 digits";
+    return digits ? std::string() : "\"" + text + "\" is not a whole number with at most 19 digits";
 }
 
 /// What the conversion alone would take for octal or hexadecimal, or with a sign or blanks, is refused.

@@ -21,7 +21,7 @@ namespace {
 using dx7common::FileDescriptor;
 using dx7common::systemReason;
 
-// Where the link points to; empty when `path` is no symbolic link.
+// Where the link points to; empty when `path` is not a symbolic link.
 std::string linkTarget(const std::string& path) {
     char target[4096];
     const ssize_t length = ::readlink(path.c_str(), target, sizeof target);

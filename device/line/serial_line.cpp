@@ -62,7 +62,7 @@ SerialLine::SerialLine(const std::string& path, const SerialSettings& settings) 
     }
     termios line{};
     if (::tcgetattr(port_.number(), &line) != 0) {
-        throw UsageError("\"" + path + "\" is no serial port: " + systemReason(errno));
+        throw UsageError("\"" + path + "\" is not a serial port: " + systemReason(errno));
     }
     if (!lock_.confirm(port_.number(), &why)) {
         throw UsageError("cannot open the serial port \"" + path + "\": " + why);

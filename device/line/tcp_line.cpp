@@ -40,7 +40,8 @@ TcpLine::TcpLine(const std::string& address, int port) : address_(address), port
     place.sin_family = AF_INET;
     place.sin_port = htons(static_cast<std::uint16_t>(port));
     if (::inet_pton(AF_INET, address.c_str(), &place.sin_addr) != 1) {
-        throw UsageError("\"" + address + "\" is no address to listen on: write it in numbers, as 127.0.0.1");
+        throw UsageError("\"" + address +
+                         "\" is not an address to listen on: write it in numbers, as 127.0.0.1");
     }
     listener_ = FileDescriptor(::socket(AF_INET, SOCK_STREAM | SOCK_NONBLOCK | SOCK_CLOEXEC, 0));
     const int on = 1;

@@ -122,7 +122,7 @@ TEST_F(PtyLineTest, RefusesASeedThatIsNoWholeNumber) {
     for (const char* seed : {"-1", "1.5", "x", "", "99999999999999999999"}) {
         const Finished end = runDevice({"--pty", link, "--seed", seed});
         EXPECT_EQ(end.exitCode, 2) << seed;
-        EXPECT_NE(end.errors.find("no whole number"), std::string::npos) << end.errors;
+        EXPECT_NE(end.errors.find("not a whole number"), std::string::npos) << end.errors;
     }
 }
 
@@ -285,9 +285,9 @@ const UsageRow USAGES[] = {
     {"silent_stranger", {"--tcp", "0", "--fault", "silent=3"}, "station 3 is not simulated: simulated are 1"},
     {"no_values", {"--tcp", "0", "--values", "no/such.toml"}, "cannot read the values file \"no/such.toml\""},
     {"port", {"--tcp", "65536"}, "--tcp"},
-    {"address", {"--tcp", "0", "--bind", "localhost"}, "\"localhost\" is no address to listen on"},
+    {"address", {"--tcp", "0", "--bind", "localhost"}, "\"localhost\" is not an address to listen on"},
     {"no_serial_port", {"--serial", "/no/such/port"}, "cannot open the serial port \"/no/such/port\""},
-    {"no_terminal", {"--serial", "/dev/null"}, "\"/dev/null\" is no serial port"},
+    {"no_terminal", {"--serial", "/dev/null"}, "\"/dev/null\" is not a serial port"},
     {"serial_speed", {"--serial", "/dev/null", "--baud", "12345"}, "a serial port cannot run at 12345 baud"},
     {"no_directory",
      {"--pty", "/no/such/directory/line"},

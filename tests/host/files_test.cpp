@@ -215,7 +215,7 @@ TEST_F(FilesTest, StatusQueriesAreDescribed) {
 
 TEST_F(FilesTest, WhatIsNoRecordingIsRefused) {
     EXPECT_THROW(RecordingReader(path("missing.pcap")), UsageError);
-    EXPECT_THROW(RecordingReader(fileWith("this is no capture file at all")), UsageError);
+    EXPECT_THROW(RecordingReader(fileWith("this is not a capture file")), UsageError);
     EXPECT_THROW(Recorder(path("no/such/folder.pcap")), UsageError);
 }
 
