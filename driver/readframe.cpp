@@ -52,7 +52,7 @@ void readframe_oneword(const VARIABLE& var) {
 void readframe_word(const VARIABLE& var) {
     const int row = registerRow(var.regType);
     const RegisterAccess& own = typeInRow(row).read;
-    const bool isComposed = own.numbering != BY_OFFSET && own.function != FC_STATUS_QUERY;
+    const bool isComposed = own.numbering != BY_OFFSET && own.numbering != NOWHERE;
     const RegisterAccess& access = isComposed ? own : typeInRow(ROW_UNKNOWN).read;
     appendRegisterReadFrame(var, access.function, registerNumber(row, access, var.address));
 }

@@ -1,21 +1,21 @@
 /// \file
 /// Read requests. Every builder encodes one request and appends it to driver.frameList; none rejects input:
-/// values beyond 16 bits are truncated on the wire.
+/// what does not fit its field is truncated on the wire.
 #ifndef KORVALENT_DX7_READFRAME_H
 #define KORVALENT_DX7_READFRAME_H
 
 #include "korvalent_dx7.h"
 
-/// Builds the read request of any register type; an unknown type reads registers from 0x0000.
+/// Builds the read request of any register type, as its row in the register map says.
 void getReadFrame(const VARIABLE& var);
 
-/// Function codes 1 and 2: CW_bit, SW_bit, DO, RO, SDO, DI.
+/// Bits: function code 2 for types that have it in their row, else 1, at the type's offset.
 void readframe_bit(const VARIABLE& var);
-/// Function codes 3 and 4 at the type's table offset: CW, SW, FIN.
+/// Words numbered by the type's offset: function code 4 for types that have it in their row, else 3.
 void readframe_oneword(const VARIABLE& var);
-/// Function codes 3 and 4 at a composed register number: F, D, DE, AI, MOD and unknown types.
+/// Words numbered otherwise, as their row says; any other type reads from 0x0000 with function code 3.
 void readframe_word(const VARIABLE& var);
-/// Function code 7, the status query: FAS. Address and count do not reach the wire.
+/// Function code 7, the status query. Type, address and count do not reach the wire.
 void QueryStatusFrame(const VARIABLE& var);
 
 #endif

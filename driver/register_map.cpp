@@ -3,28 +3,27 @@
 namespace {
 
 // In the order of REG_LIST, with the columns of the register map in docs/wire-format.md; the numbers of
-// BY_OFFSET are in REG_OFFSETADDR. F and D accept the first item of the group after their last one: hosts
-// rely on this margin. The device takes a new value of F 0x1000 registers below the place where it shows the
-// value. A name that is in no row reads registers from 0x0000.
+// BY_OFFSET are in REG_OFFSETADDR. The device takes a new value of F 0x1000 registers below the place where
+// it shows the value. A name that is in no row reads registers from 0x0000.
 // clang-format off
 const RegisterType REGISTER_TYPES[] = {
     //            kind          from limit  text          grouped refuses  read                   write
     /* CW_bit */ {KIND_BIT,     0,   16,    PLAIN_TEXT,   false,  false,   {1, BY_OFFSET, 0},     {5, BY_OFFSET, 0}},
-    /* SW_bit */ {KIND_BIT,     0,   16,    PLAIN_TEXT,   false,  true,    {2, BY_OFFSET, 0},     {0, FIXED, 0}},
+    /* SW_bit */ {KIND_BIT,     0,   16,    PLAIN_TEXT,   false,  true,    {2, BY_OFFSET, 0},     {0, NOWHERE, 0}},
     /* DO     */ {KIND_BIT,     1,   3,     PLAIN_TEXT,   false,  false,   {1, BY_OFFSET, 0},     {5, BY_OFFSET, 0}},
     /* RO     */ {KIND_BIT,     1,   2,     PLAIN_TEXT,   false,  false,   {1, BY_OFFSET, 0},     {5, BY_OFFSET, 0}},
     /* SDO    */ {KIND_BIT,     1,   9,     PLAIN_TEXT,   false,  false,   {1, BY_OFFSET, 0},     {5, BY_OFFSET, 0}},
-    /* DI     */ {KIND_BIT,     1,   7,     PLAIN_TEXT,   false,  true,    {2, BY_OFFSET, 0},     {0, FIXED, 0}},
-    /* AI     */ {KIND_WORD,    0,   4,     PLAIN_TEXT,   false,  true,    {4, BY_PAGE, 0x12},    {0, FIXED, 0}},
-    /* FIN    */ {KIND_WORD,    0,   1,     PLAIN_TEXT,   false,  false,   {4, BY_OFFSET, 0},     {0, FIXED, 0}},
+    /* DI     */ {KIND_BIT,     1,   7,     PLAIN_TEXT,   false,  true,    {2, BY_OFFSET, 0},     {0, NOWHERE, 0}},
+    /* AI     */ {KIND_WORD,    0,   4,     PLAIN_TEXT,   false,  true,    {4, BY_PAGE, 0x12},    {0, NOWHERE, 0}},
+    /* FIN    */ {KIND_WORD,    0,   1,     PLAIN_TEXT,   false,  false,   {4, BY_OFFSET, 0},     {0, NOWHERE, 0}},
     /* F      */ {KIND_WORD,    0,   897,   GROUPED_TEXT, true,   false,   {3, BY_GROUP, 0xF0},   {16, BY_GROUP, 0xE0}},
-    /* D      */ {KIND_WORD,    0,   113,   GROUPED_TEXT, true,   true,    {3, BY_GROUP, 0xD0},   {0, FIXED, 0}},
-    /* DE     */ {KIND_WORD,    0,   56,    PLAIN_TEXT,   true,   true,    {3, BY_INDEX, 0xDE},   {0, FIXED, 0}},
-    /* CW     */ {KIND_WORD,    0,   1,     PLAIN_TEXT,   false,  false,   {3, BY_OFFSET, 0},     {6, FIXED, CONTROL_WORD_REGISTER >> 8}},
-    /* SW     */ {KIND_WORD,    0,   1,     PLAIN_TEXT,   false,  true,    {3, BY_OFFSET, 0},     {0, FIXED, 0}},
+    /* D      */ {KIND_WORD,    0,   113,   GROUPED_TEXT, true,   true,    {3, BY_GROUP, 0xD0},   {0, NOWHERE, 0}},
+    /* DE     */ {KIND_WORD,    0,   56,    PLAIN_TEXT,   true,   true,    {3, BY_INDEX, 0xDE},   {0, NOWHERE, 0}},
+    /* CW     */ {KIND_WORD,    0,   1,     PLAIN_TEXT,   false,  false,   {3, BY_OFFSET, 0},     {6, FIXED, 0x13}},
+    /* SW     */ {KIND_WORD,    0,   1,     PLAIN_TEXT,   false,  true,    {3, BY_OFFSET, 0},     {0, NOWHERE, 0}},
     /* MOD    */ {KIND_WORD,    1,   3,     PLAIN_TEXT,   false,  false,   {3, BY_PAGE, 0x13},    {16, BY_PAGE, 0x13}},
-    /* FAS    */ {KIND_STATUS,  0,   1,     PLAIN_TEXT,   false,  false,   {7, FIXED, 0},         {0, FIXED, 0}},
-    /* other  */ {KIND_UNKNOWN, 0,   0,     PLAIN_TEXT,   false,  false,   {3, FIXED, 0},         {0, FIXED, 0}},
+    /* FAS    */ {KIND_STATUS,  0,   1,     PLAIN_TEXT,   false,  false,   {7, NOWHERE, 0},         {0, NOWHERE, 0}},
+    /* other  */ {KIND_UNKNOWN, 0,   0,     PLAIN_TEXT,   false,  false,   {3, FIXED, 0},         {0, NOWHERE, 0}},
 };
 // clang-format on
 

@@ -7,6 +7,7 @@
 
 namespace {
 
+const int CONTROL_WORD_REGISTER = 0x1300;
 const int COIL_ON = 0xFF;
 const int COIL_OFF = 0x00;
 
@@ -33,7 +34,7 @@ void appendSingleWrite(const VARIABLE& var, int startRegister) {
 void appendMultiWrite(const VARIABLE& var, int startRegister) {
     const int count = std::max(var.count, 0);
     if (count > (DX7_DATA_BYTES - MULTI_WRITE_OVERHEAD) / 2) {
-        return;  // does not fit the send buffer
+        return;
     }
     FRAME_PRO frame;
     FrameWriter writer(frame, var, FC_WRITE_REGISTERS);
