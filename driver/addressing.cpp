@@ -5,13 +5,13 @@
 
 namespace {
 
-enum {
-    LONGEST_GROUPED_TEXT = 6,
-    LONGEST_PLAIN_TEXT = 3,
-    ACCESS_WRITE = 1,
-    ACCESS_READ_WRITE = 2,
-    BIT_DATA = -1
-};
+const int LONGEST_GROUPED_TEXT = 6;
+const int LONGEST_PLAIN_TEXT = 3;
+
+// Access modes and the data type of intf_checkAddr.
+const int ACCESS_WRITE = 1;
+const int ACCESS_READ_WRITE = 2;
+const int BIT_DATA = -1;
 
 bool isHexDigit(QChar character) {
     const ushort code = character.unicode();

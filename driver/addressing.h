@@ -30,8 +30,8 @@ inline int addressAfter(int address, int offset) {
     return static_cast<int>(static_cast<unsigned>(address) + static_cast<unsigned>(offset));
 }
 
-/// Address of the area that stands for the eight bits around bit `address`: rounded toward zero to a multiple
-/// of 8.
+/// Address of the area of the eight bits that bit `address` is one of: rounded toward zero to a multiple of
+/// 8.
 inline int bitGroupBase(int address) {
     return address - address % 8;
 }

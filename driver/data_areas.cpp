@@ -30,37 +30,40 @@ int indexByWalk(int station, const QString& regType, int address, QList<_DATA_>&
 }
 
 /// Where areas of driver.dataAreas were seen last. Never more than a hint, so it needs no care when the list
-/// is edited, cleared or exchanged for another link's.
+/// is edited or exchanged for another link's. Keys stay until a link starts anew.
 class AreaHint {
 public:
-    AreaHint() : last_(0) {}
+    AreaHint() : lastFound_(0) {}
 
     int find(int station, const QString& regType, int address) {
         QList<_DATA_>& areas = driver.dataAreas;
+        if (areas.isEmpty()) {
+            positions_.clear();
+        }
         if (areas.size() <= WALKED_AREAS) {
             return indexByWalk(station, regType, address, areas);
         }
         const quint64 key = keyOf(station, regType, address);
         const int hint = positions_.value(key, 0);
         if (hint < areas.size() && hasKey(areas.at(hint), station, regType, address)) {
-            last_ = hint;
+            lastFound_ = hint;
         } else {
-            last_ = indexByWalk(station, regType, address, areas);
-            positions_.insert(key, last_);
+            lastFound_ = indexByWalk(station, regType, address, areas);
+            positions_.insert(key, lastFound_);
         }
-        return last_;
+        return lastFound_;
     }
 
     /// The same, quicker where an item is looked up again, or the one whose area was made next: blocks follow
     /// the order in which their areas were made.
     int findNear(int station, const QString& regType, int address) {
         const QList<_DATA_>& areas = driver.dataAreas;
-        if (areas.size() > WALKED_AREAS && last_ < areas.size() - 1) {
-            if (hasKey(areas.at(last_), station, regType, address)) {
-                return last_;
+        if (areas.size() > WALKED_AREAS && lastFound_ < areas.size() - 1) {
+            if (hasKey(areas.at(lastFound_), station, regType, address)) {
+                return lastFound_;
             }
-            if (hasKey(areas.at(last_ + 1), station, regType, address)) {
-                return ++last_;
+            if (hasKey(areas.at(lastFound_ + 1), station, regType, address)) {
+                return ++lastFound_;
             }
         }
         return find(station, regType, address);
@@ -75,7 +78,7 @@ private:
     }
 
     QHash<quint64, int> positions_;
-    int last_;
+    int lastFound_;
 };
 
 AreaHint areaHint;
@@ -159,8 +162,8 @@ void _wordDataChange(const int* oldValue, const int* newValue, int station, cons
     }
     const int mask = area.bitMonitorMask;
     int flags = area.wordMonitorFlags;
-    // After a report the flags are looked up anew, since the host may have planned anew inside it. Where no
-    // report can follow they are not: the lookup would bring back an area that the host has dropped.
+    // After a report the flags are looked up anew, since the report may have changed them. Where no report
+    // can follow they are not: the lookup would bring back an area that the report has dropped.
     if (noBitScan == 0 && mask != 0) {
         const QString bitType = regType + QLatin1String("_bit");
         for (int bit = 0; bit < 16; ++bit) {
@@ -173,11 +176,16 @@ void _wordDataChange(const int* oldValue, const int* newValue, int station, cons
     }
     if ((flags & MONITOR_WORD) != 0) {
         reportValueChange(driver.linkId, station, regType, address);
-        flags = address >= 0 ? wordFlags(station, regType, address) : 0;
+        if (address >= 0) {
+            flags = wordFlags(station, regType, address);
+        }
     }
+    // A double word begins at address 0 or above, so its second word is at 1 or above.
     if (address >= 0 && (flags & MONITOR_DOUBLE_FIRST) != 0) {
         reportValueChange(driver.linkId, station, regType + QLatin1String("_double"), address);
-        flags = address >= 1 ? wordFlags(station, regType, address) : 0;
+        if (address >= 1) {
+            flags = wordFlags(station, regType, address);
+        }
     }
     if (address >= 1 && (flags & MONITOR_DOUBLE_SECOND) != 0) {
         reportValueChange(driver.linkId, station, regType + QLatin1String("_double"), address - 1);

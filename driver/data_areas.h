@@ -14,15 +14,17 @@ const int MONITOR_WORD = 1;
 const int MONITOR_DOUBLE_FIRST = 2;
 const int MONITOR_DOUBLE_SECOND = 4;
 
-/// Index in `areas` of the first area with this key; a zero area is appended when there is none.
+/// Index in `areas` of the first area with this key; a zero area is appended when there is none. One
+/// exception: where a host leaves two areas with one key in driver.dataAreas, and that list is long, either
+/// may be found.
 ///
-/// For driver.dataAreas a hint says where the area was seen last. The list itself is the only truth: a hint
-/// counts only if the area there has the key, and without one the list is walked from its start. So an area
-/// that was seen before takes constant time, a new one time in proportion to the list.
+/// For driver.dataAreas a hint says where an area was seen last. A hint counts only if the area there has the
+/// key; otherwise the list is walked from its start, which takes time in proportion to its length. So a new
+/// area takes a walk, and so do areas that a host has moved, or exchanged for another link's, once each.
 int getIndexOfDataArea(int station, const QString& regType, int address, QList<_DATA_>& areas);
 
-/// The area of driver.dataAreas with this key, created if absent. The reference does not survive the next
-/// call into the store or the host's callback; the key must not be changed.
+/// The area of driver.dataAreas with this key, created if absent. Use the reference only until the next call
+/// into the store or of the host's callback, and leave the key alone.
 _DATA_& dataArea(int station, const QString& regType, int address);
 
 /// Zeroes the monitor flags of every area.

@@ -6,6 +6,23 @@
 
 korvalent_dx7 driver;
 
+namespace {
+
+/// Takes the five settings from the property text; fewer than five fields leave all of them as they are.
+void readProperties(const char* properties) {
+    const QList<QString> fields = QString::fromLatin1(properties).split(QLatin1Char('#'));
+    if (fields.size() < 5) {
+        return;
+    }
+    driver.linkId = fields.at(0).toInt();
+    driver.propField1 = fields.at(1).toInt();
+    driver.propField2 = fields.at(2).toInt();
+    driver.retryCount = fields.at(3).toInt();
+    driver.maxBlockWords = fields.at(4).toInt();
+}
+
+}  // namespace
+
 void intf_getProtocolType(int* protocolType) {
     *protocolType = 0;
 }
@@ -49,23 +66,6 @@ int intf_getRegDiscription(const QString& regType, QList<QString>& texts) {
     }
     return DX7_TYPE_KNOWN;
 }
-
-namespace {
-
-/// Takes the five settings from the property text; fewer than five fields leave all of them as they are.
-void readProperties(const char* properties) {
-    const QList<QString> fields = QString::fromLatin1(properties).split(QLatin1Char('#'));
-    if (fields.size() <= 4) {
-        return;
-    }
-    driver.linkId = fields.at(0).toInt();
-    driver.propField1 = fields.at(1).toInt();
-    driver.propField2 = fields.at(2).toInt();
-    driver.retryCount = fields.at(3).toInt();
-    driver.maxBlockWords = fields.at(4).toInt();
-}
-
-}  // namespace
 
 int intf_initProperty(unsigned char* hostFlags, quintptr hostParam2, unsigned char* recipeMemory, int* out,
                       const char* properties, QMutex* mutex) {

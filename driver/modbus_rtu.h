@@ -30,7 +30,7 @@ const int MULTI_WRITE_OVERHEAD = 9;
 /// CRC-16 of Modbus (reflected 0x8005, start 0xFFFF) over `length` bytes. Continues `crc` when one is given.
 quint16 crc16(const unsigned char* bytes, int length, quint16 crc = 0xFFFF);
 
-/// CRC-16 continued over `length` zero bytes.
+/// CRC-16 continued over `length` zero bytes, for replies whose length wraps at 16 bits (check_rcv_data).
 quint16 crc16OfZeros(int length, quint16 crc);
 
 /// Assembles one request in a FRAME_PRO.

@@ -12,7 +12,7 @@
 
 namespace {
 
-// One count serves both: how many writes and condition reads may be served before polling has a turn.
+// driver.burstCount counts writes and condition reads together; each is chosen only below its own limit.
 const int WRITE_BURST = 5;
 const int CONDITION_READ_BURST = 3;
 

@@ -1,5 +1,6 @@
 #include "polling_plan.h"
 
+#include <QtCore/QString>
 #include <algorithm>
 #include <vector>
 

@@ -6,10 +6,10 @@
 #include <QtCore/QList>
 
 #include "korvalent_dx7.h"
-#include "request_lists.h"
+#include "request_lists.h"  // IWYU pragma: export
 
-/// Merge modes; every value but MERGE_RECIPE_BLOCKS plans the polling.
-enum { MERGE_POLLING_PLAN = 1, MERGE_RECIPE_BLOCKS = 2 };
+/// Every other value plans the polling, too.
+enum MergeMode { MERGE_POLLING_PLAN = 1, MERGE_RECIPE_BLOCKS = 2 };
 
 /// Merges `list`, which must not be empty, in place into blocks of at most driver.maxBlockWords items.
 ///

@@ -79,7 +79,7 @@ void storeStatus(const Expected& expected, const Reply& reply) {
 }
 
 void storeReply(const Expected& expected, const Reply& reply) {
-    // The bounds count from before the reports, the variables from after them.
+    // Which variables the block has is settled before the reports; the variables are read after them.
     const bool isRecipe = driver.opKind == OP_RECIPE_READ;
     const RecipeBounds bounds = isRecipe ? recipeBounds() : RecipeBounds();
     switch (registerType(expected.regType).kind) {

@@ -7,8 +7,8 @@
 #include <QtCore/QString>
 
 #include "korvalent_dx7.h"
-#include "operations.h"
-#include "recipes.h"
+#include "operations.h"  // IWYU pragma: export
+#include "recipes.h"     // IWYU pragma: export
 
 /// Judgement of a reply by length and CRC alone; station and function code are not looked at. Hosts rely on
 /// this.

@@ -8,7 +8,7 @@
 
 #include "korvalent_dx7.h"
 
-/// Entry of a request list that is overwritten once the list holds more entries than this.
+/// Index of the last entry of a full request list; the newest request overwrites it.
 const int REQUEST_LIST_LAST = 512;
 
 /// The request for `count` items of `key`'s station and type from `address` on.

@@ -58,8 +58,8 @@ void storeWord(int station, const QString& regType, int address, const unsigned 
     const unsigned char written[2] = {bytes[0], bytes[1]};
     const _DATA_& seen = dataArea(station, regType, address);
     const int shown = wordOf(seen.writePending == 1 ? seen.writtenValue : seen.value);
-    const int wanted = wordOf(written);
-    _wordDataChange(&shown, &wanted, station, regType, address, 0);
+    const int next = wordOf(written);
+    _wordDataChange(&shown, &next, station, regType, address, 0);
 
     _DATA_& area = dataArea(station, regType, address);
     std::memcpy(area.writtenValue, written, sizeof written);
@@ -139,7 +139,8 @@ void _write_FailOrSuc(int station, const QString& regType, int address, int coun
 }
 
 int intf_setData(int station, const QString& regType, int address, int count, unsigned char* data, int tag) {
-    const QString type(canonicalName(regType));  // a copy: the host's text may change inside a report
+    // A copy: the host's text may change inside a report.
+    const QString type(canonicalName(regType));
     if (driver.propField1 == 0) {
         switch (registerType(type).kind) {
             case KIND_BIT:

@@ -57,13 +57,14 @@ const int RECIPE_READ_REQUEST = 60116;
 /// Results of intf_getRegListByType and intf_getRegDiscription.
 enum Dx7TypeResult { DX7_TYPE_UNKNOWN = 0, DX7_TYPE_KNOWN = 1 };
 
-/// Results of intf_checkAddrValidity and intf_checkAddr. The first never gives DX7_ADDRESS_READ_ONLY and
+/// Results of intf_checkAddrValidity and intf_checkAddr. The first never gives DX7_ADDRESS_READ_ONLY or
 /// DX7_ADDRESS_TOO_LONG, the second never DX7_ADDRESS_UNKNOWN_TYPE.
 enum Dx7AddressResult {
     DX7_ADDRESS_VALID = 0,
     /// A bit type for a word variable, or the reverse.
     DX7_ADDRESS_KIND_MISMATCH = 1,
-    /// Start below the minimum, start + count beyond the limit, or an index above 55.
+    /// Start below the minimum, start + count beyond the limit, or, in a grouped text, an index
+    /// above 55.
     DX7_ADDRESS_OUT_OF_RANGE = 2,
     DX7_ADDRESS_UNKNOWN_TYPE = 3,
     DX7_ADDRESS_MALFORMED = 4,
@@ -96,12 +97,13 @@ enum Dx7ReplyResult {
 /// The one result of intf_initProperty, intf_addConditionRead, intf_getData and intf_setData.
 const int DX7_DONE = 1;
 
-/// All state of the driver, which is the one object `driver`. Every field is zero or empty until
-/// intf_initProperty sets it.
+/// All state of the driver, which is the one object `driver`; beside it the library keeps only a hint of
+/// where areas are, which it checks before use. Every field is zero or empty until intf_initProperty sets it.
 ///
-/// Hosts and tests may look at its fields at any time and edit them between calls, not inside reports. A host
-/// may make objects of its own to keep the fields of other links (swap()); the driver works on `driver`
-/// alone.
+/// Hosts and tests may look at its fields at any time, and edit or exchange them and plan anew between calls,
+/// not inside reports. Where a report does so all the same, the driver goes on with the fields as it finds
+/// them afterwards. A host may make objects of its own to keep the fields of other links (swap()); the driver
+/// works on `driver` alone.
 class korvalent_dx7 {
 public:
     korvalent_dx7()
@@ -131,7 +133,7 @@ public:
           recipeIndex(0) {}
 
     /// Exchanges every field with `other`. That carries a whole link out of the driver and another in, so
-    /// that one loaded driver serves many links in turn; never inside a report.
+    /// that one loaded driver serves many links in turn.
     void swap(korvalent_dx7& other) {
         std::swap(valueChangeCallback, other.valueChangeCallback);
         std::swap(linkId, other.linkId);

@@ -36,15 +36,8 @@ struct VARIABLE {
     unsigned char data[DX7_DATA_BYTES];
 
     VARIABLE() : opKind(0), station(0), address(0), count(0) { std::memset(data, 0, sizeof data); }
-    VARIABLE(const VARIABLE& other)
-        : opKind(other.opKind),
-          station(other.station),
-          regType(other.regType),
-          address(other.address),
-          count(other.count) {
-        std::memcpy(data, other.data, sizeof data);
-    }
-    // Written out, because compilers copy the members of an array one by one otherwise.
+    VARIABLE(const VARIABLE& other) = default;
+    // Written out, because g++ 12 copies the bytes of an array one by one in an operator of its own.
     VARIABLE& operator=(const VARIABLE& other) {
         if (this != &other) {
             opKind = other.opKind;
@@ -95,11 +88,11 @@ struct _DATA_ {
     unsigned char writePending;
     /// Per-bit pending mask of a bit-group area; nothing in the driver sets it.
     int pendingBits;
-    /// Bit 0: the word is monitored. Bits 1 and 2: first and second word of a monitored double word; nothing
-    /// in the driver sets them.
+    /// Bit 0: the word is monitored. Bits 1 and 2: first and second word of a monitored double word; hosts
+    /// alone set them, the driver reports by them.
     int wordMonitorFlags;
     /// Bit-group area (address a multiple of 8): bit n = item address + n is monitored. Word area: bit n =
-    /// bit n of the word is monitored; nothing in the driver sets it there.
+    /// bit n of the word is monitored; hosts alone set it there, the driver reports by it.
     int bitMonitorMask;
     /// Key, part 1.
     int station;
@@ -165,21 +158,8 @@ struct FRAME_PRO {
         std::memset(sendBuf, 0, sizeof sendBuf);
         std::memset(varData, 0, sizeof varData);
     }
-    FRAME_PRO(const FRAME_PRO& other)
-        : sendLen(other.sendLen),
-          expectLen(other.expectLen),
-          dataOffset(other.dataOffset),
-          dataCount(other.dataCount),
-          frameReserved(other.frameReserved),
-          opKind(other.opKind),
-          station(other.station),
-          regType(other.regType),
-          address(other.address),
-          count(other.count) {
-        std::memcpy(sendBuf, other.sendBuf, sizeof sendBuf);
-        std::memcpy(varData, other.varData, sizeof varData);
-    }
-    // Written out, because compilers copy the members of an array one by one otherwise.
+    FRAME_PRO(const FRAME_PRO& other) = default;
+    // Written out, because g++ 12 copies the bytes of an array one by one in an operator of its own.
     FRAME_PRO& operator=(const FRAME_PRO& other) {
         if (this != &other) {
             std::memcpy(sendBuf, other.sendBuf, sizeof sendBuf);

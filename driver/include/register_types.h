@@ -81,11 +81,11 @@ static const int REG_OFFSETADDR[REG_TYPE_COUNT] = {0x1000, 0x1100, 0x101F, 0x103
                                                    0x111F, 0x1200, 0x1203, 0x00F0, 0x00D0,
                                                    0x00DE, 0x1300, 0x1309, 0x1300, 0x0000};
 
-/// High byte of the register number when reading group g of F.
+/// High byte of the register number when reading group g of F. For hosts: the driver counts on from group 0.
 static const int REG_F_OFFSETADDR[16] = {0xF0, 0xF1, 0xF2, 0xF3, 0xF4, 0xF5, 0xF6, 0xF7,
                                          0xF8, 0xF9, 0xFA, 0xFB, 0xFC, 0xFD, 0xFE, 0xFF};
 
-/// High byte of the register number when reading group g of D.
+/// High byte of the register number when reading group g of D. For hosts, too.
 static const int REG_D_OFFSETADDR[2] = {0xD0, 0xD1};
 
 #endif
