@@ -10,6 +10,7 @@ namespace {
 // Lists up to this size are always walked, so that in them the first of two areas with one key is found,
 // whatever hosts edit.
 const int WALKED_AREAS = 48;
+const int ANY_NUMBER = 0x7FFFFFFF;
 
 bool hasKey(const _DATA_& area, int station, const QString& regType, int address) {
     return area.address == address && area.station == station && sameName(area.regType, regType);
@@ -29,19 +30,34 @@ int indexByWalk(int station, const QString& regType, int address, QList<_DATA_>&
     return areas.size() - 1;
 }
 
+bool hasRepeatedKey(QList<_DATA_>& areas) {
+    for (int i = 0; i < areas.size(); ++i) {
+        const _DATA_& area = areas.at(i);
+        if (indexByWalk(area.station, area.regType, area.address, areas) != i) {
+            return true;
+        }
+    }
+    return false;
+}
+
 /// Where areas of driver.dataAreas were seen last. Never more than a hint, so it needs no care when the list
 /// is edited or exchanged for another link's. Keys stay until a link starts anew.
 class AreaHint {
 public:
-    AreaHint() : lastFound_(0) {}
+    AreaHint() : lastFound_(0), walked_(WALKED_AREAS) {}
 
     int find(int station, const QString& regType, int address) {
         QList<_DATA_>& areas = driver.dataAreas;
         if (areas.isEmpty()) {
             positions_.clear();
+            walked_ = WALKED_AREAS;
         }
-        if (areas.size() <= WALKED_AREAS) {
-            return indexByWalk(station, regType, address, areas);
+        if (areas.size() <= walked_) {
+            const int position = indexByWalk(station, regType, address, areas);
+            if (areas.size() > walked_ && hasRepeatedKey(areas)) {
+                walked_ = ANY_NUMBER;
+            }
+            return position;
         }
         const quint64 key = keyOf(station, regType, address);
         const int hint = positions_.value(key, 0);
@@ -58,7 +74,7 @@ public:
     /// the order in which their areas were made.
     int findNear(int station, const QString& regType, int address) {
         const QList<_DATA_>& areas = driver.dataAreas;
-        if (areas.size() > WALKED_AREAS && lastFound_ < areas.size() - 1) {
+        if (areas.size() > walked_ && lastFound_ < areas.size() - 1) {
             if (hasKey(areas.at(lastFound_), station, regType, address)) {
                 return lastFound_;
             }
@@ -79,6 +95,8 @@ private:
 
     QHash<quint64, int> positions_;
     int lastFound_;
+    /// Longest list that is walked; any, once a list has grown long with a key in it twice.
+    int walked_;
 };
 
 AreaHint areaHint;

@@ -50,6 +50,21 @@ TEST_F(DataAreas, ALookupCreatesAnAreaOfZeros) {
     }
 }
 
+TEST_F(DataAreas, OfTwoAreasWithOneKeyTheFirstIsFoundHoweverLongTheListGrows) {
+    for (int address = 0; address < 20; ++address)
+        lookUp(1, "CW", address);
+    driver.dataAreas[12].address = 3;
+    for (int address = 20; address < 100; ++address)
+        lookUp(1, "CW", address);
+    EXPECT_EQ(&dataArea(1, "CW", 11), &driver.dataAreas[11]);
+    EXPECT_EQ(&dataArea(1, "CW", 3), &driver.dataAreas[3]);
+    EXPECT_EQ(lookUp(1, "CW", 3), 3);
+
+    driver.dataAreas.clear();
+    for (int address = 0; address < 100; ++address)
+        EXPECT_EQ(lookUp(1, "CW", address), address);
+}
+
 TEST_F(DataAreas, EachPartOfTheKeyCounts) {
     EXPECT_EQ(lookUp(1, "CW", 5), 0);
     EXPECT_EQ(lookUp(2, "CW", 5), 1);
