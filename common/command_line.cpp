@@ -23,7 +23,7 @@ bool isAmong(const std::string& names, const std::string& name) {
     return false;
 }
 
-/// The parser made of a definition.
+// The parser made of a definition.
 class Parser {
 public:
     explicit Parser(const CommandLine& program) : program_(program), app_(program.about(), program.name()) {

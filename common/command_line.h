@@ -36,18 +36,23 @@ struct NumberRange {
 
 /// An option, or one of the remaining arguments.
 struct CommandOption {
-    std::string names;  ///< "-c,--config"; a name without a dash is a remaining argument.
+    /// "-c,--config"; a name without a dash is a remaining argument.
+    std::string names;
     ValueTarget target;
     std::string help;
-    std::string valueName;            ///< Of the value in the help, as "FILE"; the kind of value when empty.
-    std::string section = "Options";  ///< Of the help; not in the help when empty.
+    /// Of the value in the help, as "FILE"; the kind of value when empty.
+    std::string valueName;
+    /// Of the help; not in the help when empty.
+    std::string section = "Options";
     std::vector<ValueCheck> checks;
     std::vector<std::string> choices;
     std::variant<std::monostate, WholeRange, NumberRange> range;
     std::vector<const CommandOption*> excluded;
     bool required = false;
-    bool defaultShown = false;  ///< What the target holds beforehand is in the help.
-    bool oneValueEach = false;  ///< A vector takes several values by naming the option several times only.
+    /// What the target holds beforehand is in the help.
+    bool defaultShown = false;
+    /// A vector takes several values by naming the option several times only.
+    bool oneValueEach = false;
 
     CommandOption& named(std::string value) { return valueName = std::move(value), *this; }
     CommandOption& in(std::string title) { return section = std::move(title), *this; }
@@ -96,9 +101,10 @@ class CommandLine : public CommandOptions {
 public:
     /// What a command line led to.
     struct Reading {
-        std::optional<std::string> asked;  ///< The help or version, when the user asked for it instead.
-        const CommandLine* command =
-            nullptr;  ///< The one chosen; the program itself when it has no commands.
+        /// The help or version, when the user asked for it instead.
+        std::optional<std::string> asked;
+        /// The one chosen; the program itself when it has no commands.
+        const CommandLine* command = nullptr;
     };
 
     CommandLine(std::string name, std::string about) : name_(std::move(name)), about_(std::move(about)) {}

@@ -6,9 +6,12 @@
 namespace dx7common {
 
 enum ExitCode : int {
-    EXIT_DONE = 0,    ///< What was asked for is done; dx7-device was ended by quit or a signal.
-    EXIT_FAILED = 1,  ///< The device or the line failed.
-    EXIT_USAGE = 2    ///< Nothing was begun: a wrong argument, file or line.
+    /// What was asked for is done; dx7-device was ended by quit or a signal.
+    EXIT_DONE = 0,
+    /// The device or the line failed.
+    EXIT_FAILED = 1,
+    /// Nothing was begun: a wrong argument, file or line.
+    EXIT_USAGE = 2
 };
 
 }  // namespace dx7common

@@ -11,7 +11,8 @@ namespace dx7common {
 /// What reading a file gave: all its bytes, or the reason why they are not there.
 struct FileContent {
     std::string bytes;
-    std::string fault;  ///< Empty when the file was read to its end; `bytes` is empty otherwise.
+    /// Empty when the file was read to its end; `bytes` is empty otherwise.
+    std::string fault;
 };
 
 /// Reads a file of at most `limit` bytes to its end. A pipe or device is read, too; a folder is refused, a

@@ -16,7 +16,7 @@ namespace dx7common {
 
 namespace {
 
-/// Ends of pseudo-terminals for programs: each mount of devpts counts its own.
+// Ends of pseudo-terminals for programs: each mount of devpts counts its own.
 enum : unsigned { FIRST_PTS_MAJOR = 136, LAST_PTS_MAJOR = 143 };
 
 std::string lockName(const struct stat& status) {
@@ -32,7 +32,7 @@ struct Address {
     sockaddr_un place{};
     socklen_t size;
 
-    /// In the abstract namespace: the path begins with a zero byte.
+    // In the abstract namespace: the path begins with a zero byte.
     explicit Address(const std::string& name)
         : size(static_cast<socklen_t>(offsetof(sockaddr_un, sun_path) + 1 + name.size())) {
         place.sun_family = AF_UNIX;
@@ -45,7 +45,7 @@ int newSocket() {
     return ::socket(AF_UNIX, SOCK_STREAM | SOCK_NONBLOCK | SOCK_CLOEXEC, 0);
 }
 
-/// The name of a program; empty when it cannot be known.
+// The name of a program; empty when it cannot be known.
 std::string programName(pid_t process) {
     std::ifstream file("/proc/" + std::to_string(process) + "/comm");
     std::string name;
@@ -53,7 +53,7 @@ std::string programName(pid_t process) {
     return name;
 }
 
-/// "dx7 (process 1234)" or what can be known of it.
+// "dx7 (process 1234)" or what can be known of it.
 std::string holderText(const Address& address) {
     ucred holder{};
     socklen_t size = sizeof holder;

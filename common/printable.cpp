@@ -9,7 +9,8 @@ namespace {
 
 struct Character {
     unsigned code = 0;
-    std::size_t length = 0;  ///< In bytes; 0 when the bytes are not UTF-8.
+    // In bytes; 0 when the bytes are not UTF-8.
+    std::size_t length = 0;
 };
 
 std::size_t lengthAfter(unsigned lead) {
@@ -22,7 +23,7 @@ std::size_t lengthAfter(unsigned lead) {
     return lead < 0xE0 ? 2 : lead < 0xF0 ? 3 : 4;
 }
 
-/// The character that begins at `at`.
+// The character that begins at `at`.
 Character characterAt(const std::string& text, std::size_t at) {
     const unsigned lead = static_cast<unsigned char>(text[at]);
     const std::size_t length = lengthAfter(lead);
@@ -46,7 +47,7 @@ bool isControl(unsigned code) {
     return code < 0x20 || (code >= 0x7F && code < 0xA0);
 }
 
-/// Ends a line, or turns the order of what follows on the screen.
+// Ends a line, or turns the order of what follows on the screen.
 bool isLayout(unsigned code) {
     return (code >= 0x2028 && code <= 0x202E) || (code >= 0x2066 && code <= 0x2069);
 }

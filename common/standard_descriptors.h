@@ -7,7 +7,8 @@ namespace dx7common {
 
 /// What becomes of output to a descriptor that was closed.
 enum class LostOutput {
-    Fails,  ///< Every write fails, so that output that goes nowhere is noticed.
+    /// Every write fails, so that output that goes nowhere is noticed.
+    Fails,
     Vanishes
 };
 

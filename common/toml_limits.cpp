@@ -17,9 +17,12 @@ public:
 private:
     // What a bracket or brace opened; the first one is the file itself.
     struct Level {
-        bool keys = true;      // A dot here belongs to a key.
-        bool value = false;    // Behind the key's "=".
-        std::size_t dots = 0;  // Of the key, or of the last element.
+        // A dot here belongs to a key.
+        bool keys = true;
+        // After the key's "=".
+        bool value = false;
+        // Of the key, or of the last element.
+        std::size_t dots = 0;
     };
 
     bool at(std::string_view what) const { return text_.substr(at_, what.size()) == what; }
@@ -42,7 +45,8 @@ private:
     std::size_t lineBegin_ = 0;
     std::array<Level, TOML_MAX_LEVELS + 2> levels_{};
     std::size_t depth_ = 0;
-    std::size_t dots_ = 0;  // Of all levels.
+    // Of all levels.
+    std::size_t dots_ = 0;
     std::size_t dottedKeys_ = 0;
 };
 
@@ -55,8 +59,8 @@ void Scanner::skipComment() {
 // To the last quote of the string, or to the last character of its line where it does not end.
 void Scanner::skipString() {
     const char quote = now();
-    const char long_quote[] = {quote, quote, quote};
-    if (at(std::string_view(long_quote, sizeof long_quote))) {
+    const char threeQuotes[] = {quote, quote, quote};
+    if (at(std::string_view(threeQuotes, sizeof threeQuotes))) {
         skipLongString(quote);
         return;
     }

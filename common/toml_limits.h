@@ -14,7 +14,8 @@ namespace dx7common {
 /// A file with thousands of tags has some hundred thousand bytes, two levels and no dotted key at all.
 enum : std::size_t {
     TOML_MAX_BYTES = 4194304,
-    TOML_MAX_LEVELS = 32,  ///< Brackets, braces and the dots of keys, one within the other.
+    /// Brackets, braces and the dots of keys, one within the other.
+    TOML_MAX_LEVELS = 32,
     TOML_MAX_DOTTED_KEYS = 1000
 };
 

@@ -155,8 +155,9 @@ int main(int argc, char** argv) {
     }
     dx7common::useExactTimers();
     try {
-        // What Qt has to say about a file or port stands in the command's own line, too.
-        std::signal(SIGXFSZ, SIG_IGN);  // A file that may not grow any more fails as one on a full disk.
+        // A file that may not grow any more fails as one on a full disk.
+        std::signal(SIGXFSZ, SIG_IGN);
+        // Silence Qt's messages; our own error line includes them.
         qInstallMessageHandler([](QtMsgType, const QMessageLogContext&, const QString&) {});
         QCoreApplication application(argc, argv);
         // It has taken over the user's locale, in which 1.5 may not be a number; characters stay the user's.

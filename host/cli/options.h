@@ -31,14 +31,16 @@ struct CommonOptions {
     std::optional<qint64> dataBits;
     std::optional<qint64> stopBits;
     std::optional<qint64> timeoutMs;
-    std::optional<qint64> lateMs;  ///< Without effect; accepted from earlier versions.
+    /// Without effect; accepted from earlier versions.
+    std::optional<qint64> lateMs;
     std::optional<std::string> echo;
     std::optional<qint64> retries;
     std::optional<qint64> block;
     std::optional<double> gapMs;
     bool rs485 = false;
     std::string recordPath;
-    std::string file;  ///< FILE of a command that takes one.
+    /// FILE of a command that takes one.
+    std::string file;
     bool json = false;
 
     /// The file of -c, read when it is first asked for; null when there is none. Throws UsageError.

@@ -13,7 +13,8 @@ namespace dx7 {
 /// A name of the file and what it stands for.
 struct LineTag {
     QString name;
-    QVector<Point> points;  ///< One; of a tag with a count so many, "name[0]", "name[1]" and so on.
+    /// One; of a tag with a count so many, "name[0]", "name[1]" and so on.
+    QVector<Point> points;
 };
 
 /// A file that is read once, so that it may be a pipe.

@@ -17,8 +17,10 @@ QByteArray sealedParameters(const QByteArray& text, int count);
 
 /// What a look at the last line found.
 struct Seal {
-    int count = 0;  ///< How many values the file had when it was saved.
-    QString fault;  ///< Why the text is not as it was saved; empty when it is.
+    /// How many values the file had when it was saved.
+    int count = 0;
+    /// Why the text is not as it was saved; empty when it is.
+    QString fault;
 };
 
 Seal sealOf(const QByteArray& text);

@@ -38,7 +38,8 @@ private:
 
     struct File;
     std::unique_ptr<File> file_;
-    bool failed_ = false;  ///< That was said.
+    /// Writing failed once, and the error was told.
+    bool failed_ = false;
 };
 
 }  // namespace dx7

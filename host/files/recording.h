@@ -23,9 +23,11 @@ constexpr char DISSECTOR[] = "mbrtu";
 
 /// One frame of a recording.
 struct RecordedFrame {
-    qint64 timeUs = 0;  ///< Since 1970, UTC; seconds of 32 bits are taken without a sign, up to 2106.
+    /// In us since 1970, UTC; seconds of 32 bits are taken without a sign, up to 2106.
+    qint64 timeUs = 0;
     bool request = false;
-    QByteArray bytes;  ///< Station to CRC.
+    /// Station to CRC.
+    QByteArray bytes;
 };
 
 /// Holds one frame in memory, however long the recording is.

@@ -9,7 +9,7 @@ namespace {
 
 enum : qint64 { SECOND_US = 1000000 };
 
-/// A time taken apart: `time_t` stays within this file, whose size of it may differ from others'.
+// A time taken apart: `time_t` stays within this file, whose size of it may differ from others'.
 struct Parts {
     std::tm date{};
     int ms = 0;

@@ -89,7 +89,7 @@ QVector<Point> withoutRepetitions(const QVector<Point>& points) {
     return unique;
 }
 
-/// An item text taken apart, its count not yet turned into points.
+// An item text taken apart, its count not yet turned into points.
 struct ItemNotation::Parts {
     RegisterType type;
     QString addressText;

@@ -17,7 +17,8 @@ namespace dx7 {
 
 /// One value that is shown: one item, or two for a 32-bit value.
 struct Point {
-    QString name;  ///< The user's name for it; its notation when it has none.
+    /// The user's name for it; its notation when it has none.
+    QString name;
     RegisterType type;
     int station = 1;
     int address = 0;
@@ -33,9 +34,12 @@ QVector<Point> withoutRepetitions(const QVector<Point>& points);
 
 /// A write of consecutive values.
 struct WriteRequest {
-    Point first;         ///< The first item written, with the format of the values.
-    QVector<int> items;  ///< Raw values, one per item.
-    QString name;        ///< What the user calls them: a tag's name, else their notation, with the count.
+    /// The first item written, with the format of the values.
+    Point first;
+    /// Raw values, one per item.
+    QVector<int> items;
+    /// What the user calls them: a tag's name, else their notation, with the count.
+    QString name;
 
     int values() const { return items.size() / first.items(); }
 };

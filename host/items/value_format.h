@@ -18,10 +18,14 @@ struct ValueFormat {
     /// Nothing was said of the word: it is shown unsigned, and may be typed signed, too. With a presentation,
     /// scale or unit values to write keep to the range that is shown.
     bool bare = true;
-    bool named = false;         ///< A presentation was asked for.
-    bool wide = false;          ///< 32 bits in two consecutive words.
-    bool lowWordFirst = false;  ///< Of a wide value.
-    double scale = 1;           ///< The shown number is the raw number times this.
+    /// A presentation was asked for.
+    bool named = false;
+    /// 32 bits in two consecutive words.
+    bool wide = false;
+    /// Of a wide value.
+    bool lowWordFirst = false;
+    /// The shown number is the raw number times this.
+    double scale = 1;
     QString unit;
     bool scaleGiven = false;
     bool unitGiven = false;

@@ -38,9 +38,12 @@ private:
     enum { MOST_EVENTS = 32 };
 
     struct Watch {
-        int descriptor = -1;  ///< Under which it is in the kernel's set; -1 when it is not.
-        unsigned events = 0;  ///< What the kernel looks for; 0 when it was told once and looks no more.
-        qint64 ignoreUs = 0;  ///< 0 when it is not ignored.
+        /// Under which it is in the kernel's set; -1 when it is not.
+        int descriptor = -1;
+        /// What the kernel looks for; 0 when it was told once and looks no more.
+        unsigned events = 0;
+        /// 0 when it is not ignored.
+        qint64 ignoreUs = 0;
         bool ready = false;
     };
     using Watches = std::unordered_map<const Line*, Watch>;

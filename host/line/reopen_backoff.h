@@ -25,7 +25,8 @@ public:
 private:
     static constexpr qint64 FIRST_PAUSE_US = 250000;
     static constexpr qint64 LONGEST_PAUSE_US = 5000000;
-    qint64 pauseUs_ = 0;  ///< The pause before the next attempt; 0 while the line has proved itself.
+    /// The pause before the next attempt; 0 while the line has proved itself.
+    qint64 pauseUs_ = 0;
     qint64 nextUs_ = 0;
 };
 

@@ -33,9 +33,12 @@ public:
 private:
     bool hand(int descriptor, Channel channel, QString* failure);
 
-    QByteArray rest_;    ///< Copied: the bytes that send() was given need not last.
-    int next_ = 0;       ///< The first byte of the rest that was not taken.
-    int lastBegin_ = 0;  ///< Where the bytes of the last send() begin in the rest.
+    /// Copied: the bytes that send() was given need not last.
+    QByteArray rest_;
+    /// The first byte of the rest that was not taken.
+    int next_ = 0;
+    /// Where the bytes of the last send() begin in the rest.
+    int lastBegin_ = 0;
     bool took_ = false;
     /// Empty before the first flush() in vain.
     std::optional<qint64> stuckSinceUs_;

@@ -34,7 +34,8 @@ private:
     PortOpener opener_;
     qint64 characterUs_;
     std::unique_ptr<OpenPort> port_;
-    std::shared_ptr<PortTask> task_;  ///< The one under way, or the last closing. Null otherwise.
+    /// The one under way, or the last closing. Null otherwise.
+    std::shared_ptr<PortTask> task_;
 };
 
 }  // namespace dx7

@@ -44,7 +44,7 @@ public:
     ~SerialPort() override;
 
     int descriptor() const override { return port_.number(); }
-    /// False: `failure` says why, and whether another program has the port; which one, if `names` it.
+    // False: `failure` says why, and whether another program has the port; which one, if `names` it.
     bool open(OpenedPort* failure, bool names);
 
 private:
@@ -57,10 +57,12 @@ private:
 
     LineSettings settings_;
     QString path_;
-    dx7common::PortLock lock_;  ///< First, for it is given back last.
+    // First, for it is given back last.
+    dx7common::PortLock lock_;
     std::unique_ptr<QLockFile> lockFile_;
     dx7common::FileDescriptor port_;
-    TerminalState before_;  ///< Null before it was changed.
+    // Null before it was changed.
+    TerminalState before_;
 };
 
 bool SerialPort::open(OpenedPort* failure, bool names) {

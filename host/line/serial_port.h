@@ -21,9 +21,12 @@ public:
 
 /// How an attempt to open a port ended.
 struct OpenedPort {
-    std::unique_ptr<OpenPort> port;  ///< Null when it failed.
-    QString failure;                 ///< Why.
-    bool inUse = false;              ///< Another program had it.
+    /// Null when it failed.
+    std::unique_ptr<OpenPort> port;
+    /// Why it failed.
+    QString failure;
+    /// Another program had it.
+    bool inUse = false;
 };
 
 using PortOpener = std::function<OpenedPort(const LineSettings&)>;

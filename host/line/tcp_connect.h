@@ -13,7 +13,8 @@ namespace dx7 {
 
 /// How an attempt to connect ended.
 struct Connected {
-    dx7common::FileDescriptor socket;  ///< Does not block; not open when the attempt failed.
+    /// Does not block; not open when the attempt failed.
+    dx7common::FileDescriptor socket;
     /// Why it failed, in the locale's encoding: the thread may outlive what Qt needs to convert it, when the
     /// program ends.
     QByteArray failure;

@@ -26,7 +26,8 @@ private:
     bool finish();
 
     LineSettings settings_;
-    std::future<Connected> attempt_;  ///< Valid while an attempt is under way.
+    /// Valid while an attempt is under way.
+    std::future<Connected> attempt_;
     dx7common::FileDescriptor socket_;
     int expected_ = 1;
 };

@@ -24,18 +24,21 @@ public:
 
 private:
     struct Held {
-        quint64 ticket = 0;  ///< 0: it is settled.
+        /// 0: it is settled.
+        quint64 ticket = 0;
         ItemRange range;
         ItemRange skip;
         bool skips = false;
-        std::size_t firstItem = 0;  ///< Index in items_.
+        /// Index in items_.
+        std::size_t firstItem = 0;
         qint64 readUs = 0;
     };
     ReadItems itemsOf(const Held& held) const;
     void forgetSettled();
 
     std::vector<Held> held_;
-    std::size_t first_ = 0;  ///< Of held_: those before it are settled.
+    /// Of held_: those before it are settled.
+    std::size_t first_ = 0;
     std::vector<quint16> items_;
 };
 

@@ -20,7 +20,8 @@ struct Operation {
     Kind kind = Read;
     ItemRange range;
     RegisterType type;
-    QByteArray data;  ///< Of a write: a byte per bit, two bytes per word, low byte first.
+    /// Of a write: a byte per bit, two bytes per word, low byte first.
+    QByteArray data;
     /// Called with its last transaction when it has ended and, where anything was answered, that is settled.
     /// May queue further operations.
     Done done;

@@ -14,11 +14,13 @@ namespace dx7 {
 /// One block of the plan.
 struct PlannedBlock {
     ItemRange range;
-    QByteArray request;  ///< As the driver built it.
+    /// As the driver built it.
+    QByteArray request;
     int replyBytes = 0;
-    qint64 lineUs =
-        0;          ///< Silent interval, request and reply at the baud rate; without the device's own time.
-    QString apart;  ///< Why it is not one block with the one before; empty for the first.
+    /// Silent interval, request and reply at the baud rate; without the device's own time.
+    qint64 lineUs = 0;
+    /// Why it is not one block with the one before; empty for the first.
+    QString apart;
 };
 
 /// Every block of a plan over `points`, in the order of polling. Uses the session, which must not be in use.

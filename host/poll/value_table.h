@@ -12,11 +12,16 @@
 namespace dx7 {
 
 enum class Quality {
-    Bad,       ///< Never read, refused, or without a line; the fault says which.
-    Fresh,     ///< Read, and not yet proven to be no other request's.
-    Good,      ///< Proven.
-    Doubtful,  ///< Read, but the reply may be the answer to another request.
-    Stale      ///< Was good, and could not be read again when it was due; the fault says why.
+    /// Never read, refused, or without a line; the fault says which.
+    Bad,
+    /// Read, and not yet proven to be no other request's.
+    Fresh,
+    /// Proven.
+    Good,
+    /// Read, but the reply may be the answer to another request.
+    Doubtful,
+    /// Was good, and could not be read again when it was due; the fault says why.
+    Stale
 };
 
 /// "bad", "fresh", "good", "doubtful" or "stale".
@@ -25,18 +30,25 @@ QString qualityText(Quality quality);
 /// What is known of one point.
 struct PointState {
     Quality quality = Quality::Bad;
-    bool known = false;  ///< There is a value.
-    quint32 raw = 0;     ///< The value.
-    qint64 readUs = 0;   ///< When it was read.
-    qint64 changes = 0;  ///< How often a good value differed from the good one before it.
-    QString fault;       ///< Of Bad and Stale; empty otherwise.
+    /// There is a value.
+    bool known = false;
+    /// The value.
+    quint32 raw = 0;
+    /// When it was read.
+    qint64 readUs = 0;
+    /// How often a good value differed from the good one before it.
+    qint64 changes = 0;
+    /// Of Bad and Stale; empty otherwise.
+    QString fault;
 };
 
 /// Items of one reply, with the time at which they were read.
 struct ReadItems {
     ItemRange range;
-    const ItemRange* skip = nullptr;  ///< The driver shows its items as pending instead; null = none.
-    const quint16* items = nullptr;   ///< One for each item of the range; borrowed for the call.
+    /// The driver shows its items as pending instead; null = none.
+    const ItemRange* skip = nullptr;
+    /// One for each item of the range; borrowed for the call.
+    const quint16* items = nullptr;
     qint64 readUs = 0;
     quint64 ticket = 0;
 };
@@ -72,13 +84,19 @@ private:
     struct Entry {
         PointState state;
         PointState told;
-        PointState settled;   ///< What told is to become; kept for its memory.
-        bool proven = false;  ///< There was a good value.
+        /// What told is to become; kept for its memory.
+        PointState settled;
+        /// There was a good value.
+        bool proven = false;
         quint32 provenRaw = 0;
-        bool failed = false;     ///< The last read failed.
-        quint64 ticket = 0;      ///< Of the latest read.
-        QVector<int> items;      ///< Raw items as they came; -1 for one not read yet.
-        QVector<int> goodItems;  ///< Likewise the settled ones.
+        /// The last read failed.
+        bool failed = false;
+        /// Of the latest read.
+        quint64 ticket = 0;
+        /// Raw items as they came; -1 for one not read yet.
+        QVector<int> items;
+        /// Likewise the settled ones.
+        QVector<int> goodItems;
 
         /// The point is this one item, which is known and told as good with this value: the usual case, for
         /// which nothing need be worked out again.
@@ -90,7 +108,8 @@ private:
     /// A raw item of a point, in the order of station, type and address.
     struct Place {
         int station = 0;
-        int type = 0;  ///< Index in typeNames_.
+        /// Index in typeNames_.
+        int type = 0;
         int address = 0;
         int point = 0;
         int item = 0;

@@ -31,10 +31,11 @@ bool refused(const QString& fault) {
     return fault.startsWith(QLatin1String("exception"));
 }
 
-/// Points that are read at once, in one request each run.
+// Points that are read at once, in one request each run.
 struct Batch {
     QVector<QVector<Point>> runs;
-    std::vector<std::unique_ptr<OneShotRead>> reads;  ///< One for each run.
+    // One for each run.
+    std::vector<std::unique_ptr<OneShotRead>> reads;
 
     const OneShotRead& read(int index) const { return *reads[static_cast<std::size_t>(index)]; }
     void add(Connection& connection, const QVector<Point>& run) {
@@ -100,7 +101,7 @@ int failedRun(const Batch& batch) {
     return failed;
 }
 
-/// Reads points by batches, and tells each of them in order.
+// Reads points by batches, and tells each of them in order.
 class ParameterReader {
 public:
     ParameterReader(Connection& connection, const QVector<Point>& points, const QString& what,

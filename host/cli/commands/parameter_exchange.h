@@ -25,16 +25,22 @@ QVector<Point> pointsOf(const ItemNotation& notation, const ParameterSet& set);
 struct Difference {
     Point point;
     int inFile = 0;
-    int onDevice = -1;  ///< -1 when it was not read.
-    QString fault;      ///< Why not.
+    /// -1 when it was not read.
+    int onDevice = -1;
+    /// Why it was not read.
+    QString fault;
 };
 
 /// A file compared with a station.
 struct Comparison {
-    QVector<Difference> differences;  ///< What the station refuses is one, too.
-    QVector<Difference> unread;       ///< Not compared, because it was broken off.
-    int right = 0;                    ///< As in the file.
-    QString broken;                   ///< Why it was broken off; empty when it was not.
+    /// What the station refuses is one, too.
+    QVector<Difference> differences;
+    /// Not compared, because it was broken off.
+    QVector<Difference> unread;
+    /// How many are as in the file.
+    int right = 0;
+    /// Why it was broken off; empty when it was not.
+    QString broken;
 };
 
 Comparison compare(Connection& connection, const ItemNotation& notation, const ParameterSet& set);
@@ -44,9 +50,12 @@ enum class Written { Verified, Not, Unknown };
 
 struct WriteEnd {
     Written state = Written::Not;
-    QString fault;              ///< Empty when it is verified.
-    bool acknowledged = false;  ///< The station took or refused the write.
-    bool readBack = false;      ///< The station gave a value, or refused to.
+    /// Empty when it is verified.
+    QString fault;
+    /// The station took or refused the write.
+    bool acknowledged = false;
+    /// The station gave a value, or refused to.
+    bool readBack = false;
 };
 
 /// Writes the file's value and reads it back, which counts: a value that is there is verified even if the
@@ -61,8 +70,10 @@ public:
     QString failure(const Connection& connection, int station) const;
 
 private:
-    int unanswered_ = 0;      ///< Parameters in a row that are not verified for want of a valid answer.
-    int unacknowledged_ = 0;  ///< Writes in a row, verified or not.
+    /// Parameters in a row that are not verified for want of a valid answer.
+    int unanswered_ = 0;
+    /// Writes in a row, verified or not.
+    int unacknowledged_ = 0;
 };
 
 }  // namespace dx7::cli

@@ -185,7 +185,7 @@ int runDiff(const ParamsOptions& options) {
     return connection.finish(refused || !told || !compared.broken.isEmpty() ? EXIT_FAILED : EXIT_DONE);
 }
 
-/// The writing of what differs, and what there is to say about it.
+// The writing of what differs, and what there is to say about it.
 class LoadRun {
 public:
     LoadRun(const ParamsOptions& options, Connection& connection, const Comparison& compared)
@@ -193,9 +193,9 @@ public:
 
     void writeDifferences();
     void giveUp(const QString& why) { broken_ = why; }
-    /// One object for each parameter that was not tried.
+    // One object for each parameter that was not tried.
     void tellRest();
-    /// False when not everything is done and said.
+    // False when not everything is done and said.
     bool tellSummary(int parameters);
 
 private:
@@ -211,7 +211,8 @@ private:
     int written_ = 0;
     AnswerWatch watch_;
     QStringList unknown_;
-    QString broken_;  ///< Why it was broken off; empty when it was not.
+    // Why it was broken off; empty when it was not.
+    QString broken_;
     bool told_ = true;
 };
 

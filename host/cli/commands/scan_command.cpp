@@ -43,8 +43,10 @@ bool failed(const Connection& connection) {
 
 // What became of a scan.
 struct Course {
-    int ended = 0;        ///< Stations whose operation came to its end.
-    bool waited = false;  ///< The one after them was asked, and the scan ended before its answer.
+    // Stations whose operation came to its end.
+    int ended = 0;
+    // The one after them was asked, and the scan ended before its answer.
+    bool waited = false;
     int found = 0;
 
     int asked() const { return ended + (waited ? 1 : 0); }

@@ -18,29 +18,36 @@ struct WriteOptions : CommonOptions {
 
 enum class Fate { Written, NotWritten, Unknown };
 
-/// What has become of one item of a write.
+// What has become of one item of a write.
 struct ItemFate {
     Fate fate = Fate::NotWritten;
-    QString fault;                ///< Empty when it was written.
-    qint64 endUs = wallTimeUs();  ///< When that was so.
-    bool doubtful = false;        ///< An acknowledgement came that may be another's.
+    // Empty when it was written.
+    QString fault;
+    // When it ended.
+    qint64 endUs = wallTimeUs();
+    // An acknowledgement came that may be another's.
+    bool doubtful = false;
 };
 
-/// What reading a written value back has shown.
+// What reading a written value back has shown.
 struct ReadBack {
     bool verified = false;
-    bool tookNot = false;  ///< It reads another value than was written.
-    QString fault;         ///< Empty when it is verified, or was not read.
+    // It reads another value than was written.
+    bool tookNot = false;
+    // Empty when it is verified, or was not read.
+    QString fault;
 };
 
-/// A write, the points that show its values, and how it went.
+// A write, the points that show its values, and how it went.
 struct WriteJob {
     WriteRequest request;
     QVector<Point> points;
-    QVector<ItemFate> items;      ///< One for each item of the request.
-    QVector<ReadBack> readsBack;  ///< One for each point.
+    // One for each item of the request.
+    QVector<ItemFate> items;
+    // One for each point.
+    QVector<ReadBack> readsBack;
 
-    /// The first thing that reading back has to say; empty without one.
+    // The first thing that reading back has to say; empty without one.
     QString verifyFault() const;
     bool tookNot() const;
 };
@@ -187,7 +194,7 @@ void carryOut(Connection& connection, const WriteOptions& options, WriteJob& job
     }
 }
 
-/// Values in a row that share what has become of them.
+// Values in a row that share what has become of them.
 struct Part {
     int first = 0;
     int count = 0;

@@ -55,12 +55,15 @@ private:
     int selected_ = 0;
     int first_ = 0;
     bool quit_ = false;
-    bool ending_ = false;  ///< The table ends: writes that end now are unfinished.
+    /// The table ends: writes that end now are unfinished.
+    bool ending_ = false;
     bool showStatistics_ = false;
     bool typing_ = false;
     QString typed_;
-    QString message_;      ///< Until the next key, or until the line is lost or back.
-    int noticesRead_ = 0;  ///< Of the connection's notices.
+    /// Until the next key, or until the line is lost or back.
+    QString message_;
+    /// Of the connection's notices.
+    int noticesRead_ = 0;
     bool lineOpen_ = true;
     int pendingWrites_ = 0;
     QStringList unfinished_;

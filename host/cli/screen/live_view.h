@@ -41,7 +41,8 @@ private:
     void shrink(Column column, int lowest, int width);
     int total() const;
 
-    std::array<int, COLUMN_COUNT> widths_ = {};  ///< 0 for a column that is left out.
+    /// 0 for a column that is left out.
+    std::array<int, COLUMN_COUNT> widths_ = {};
 };
 
 /// A line of the table, and why its value is not good where a window `width` columns wide has room for it.

@@ -8,9 +8,12 @@
 namespace dx7::cli {
 
 enum class TerminalKind {
-    Unknown,  ///< The environment's TERM names none that the computer knows.
-    Lines,    ///< Shows nothing but one line after the other.
-    Screen    ///< Shows text anywhere.
+    /// The environment's TERM names none that the computer knows.
+    Unknown,
+    /// Shows nothing but one line after the other.
+    Lines,
+    /// Shows text anywhere.
+    Screen
 };
 
 /// The kind of terminal that standard output is, by the environment's TERM.
