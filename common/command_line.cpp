@@ -10,8 +10,8 @@ namespace dx7common {
 
 namespace {
 
-const char* const HELP_NAMES = "-h,--help";
-const char* const VERSION_NAME = "--version";
+constexpr const char* HELP_NAMES = "-h,--help";
+constexpr const char* VERSION_NAME = "--version";
 
 bool isAmong(const std::string& names, const std::string& name) {
     std::istringstream all(names);

@@ -12,7 +12,7 @@ namespace dx7common {
 
 namespace {
 
-enum : std::size_t { CHUNK_BYTES = 65536 };
+constexpr std::size_t CHUNK_BYTES = 65536;
 
 FileContent faulty(const std::string& fault) {
     return {std::string(), fault};

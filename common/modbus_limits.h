@@ -7,13 +7,19 @@
 namespace dx7common {
 
 /// Stations that answer; 0 speaks to all of them.
-enum : int { LOWEST_STATION = 1, HIGHEST_STATION = 247 };
+constexpr int LOWEST_STATION = 1;
+constexpr int HIGHEST_STATION = 247;
 
 /// Frames from the station's byte to the CRC.
-enum : int { SHORTEST_FRAME_BYTES = 4, LONGEST_FRAME_BYTES = 256, EXCEPTION_FRAME_BYTES = 5 };
+constexpr int SHORTEST_FRAME_BYTES = 4;
+constexpr int LONGEST_FRAME_BYTES = 256;
+constexpr int EXCEPTION_FRAME_BYTES = 5;
+
+/// The most registers that one request reads.
+constexpr int MOST_REGISTERS = 125;
 
 /// Of the function code: the station refuses the request.
-enum : int { EXCEPTION_BIT = 0x80 };
+constexpr int EXCEPTION_BIT = 0x80;
 
 }  // namespace dx7common
 

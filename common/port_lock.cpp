@@ -17,7 +17,8 @@ namespace dx7common {
 namespace {
 
 // Ends of pseudo-terminals for programs: each mount of devpts counts its own.
-enum : unsigned { FIRST_PTS_MAJOR = 136, LAST_PTS_MAJOR = 143 };
+constexpr unsigned FIRST_PTS_MAJOR = 136;
+constexpr unsigned LAST_PTS_MAJOR = 143;
 
 std::string lockName(const struct stat& status) {
     const unsigned number = major(status.st_rdev);
@@ -79,7 +80,7 @@ bool PortLock::take(const std::string& path, std::string* why) {
     isDevice_ = true;
     number_ = status.st_rdev;
     const Address address(lockName(status));
-    enum : int { ASKING_PROGRAMS = 64 };
+    constexpr int ASKING_PROGRAMS = 64;
     socket_ = newSocket();
     // Where nothing can be locked, as without sockets, the port is used all the same.
     if (socket_ < 0 || ::bind(socket_, address.generic(), address.size) == 0) {

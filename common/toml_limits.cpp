@@ -77,7 +77,8 @@ void Scanner::skipString() {
 
 // One or two quotes of its content may come before the three that end it.
 void Scanner::skipLongString(char quote) {
-    enum : std::size_t { QUOTES = 3, MOST_QUOTES = 5 };
+    constexpr std::size_t QUOTES = 3;
+    constexpr std::size_t MOST_QUOTES = 5;
     std::size_t quotes = 0;
     for (at_ += QUOTES; at_ < text_.size(); ++at_) {
         if (now() == quote) {

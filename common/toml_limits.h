@@ -12,12 +12,10 @@
 namespace dx7common {
 
 /// A file with thousands of tags has some hundred thousand bytes, two levels and no dotted key at all.
-enum : std::size_t {
-    TOML_MAX_BYTES = 4194304,
-    /// Brackets, braces and the dots of keys, one within the other.
-    TOML_MAX_LEVELS = 32,
-    TOML_MAX_DOTTED_KEYS = 1000
-};
+constexpr std::size_t TOML_MAX_BYTES = 4194304;
+/// Brackets, braces and the dots of keys, one within the other.
+constexpr std::size_t TOML_MAX_LEVELS = 32;
+constexpr std::size_t TOML_MAX_DOTTED_KEYS = 1000;
 
 /// What goes beyond the bounds, and where: line and column count from 1, the column in bytes.
 struct TomlExcess {

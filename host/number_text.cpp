@@ -10,7 +10,8 @@ namespace dx7 {
 
 namespace {
 
-enum { MOST_DIGITS = 18, LONGEST_FOLDED = 64 };
+constexpr int MOST_DIGITS = 18;
+constexpr int LONGEST_FOLDED = 64;
 
 bool isDigit(QChar character) {
     return character >= QLatin1Char('0') && character <= QLatin1Char('9');

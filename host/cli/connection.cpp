@@ -10,7 +10,7 @@ namespace dx7::cli {
 
 namespace {
 
-const qint64 LONGEST_TURN_US = 50000;
+constexpr qint64 LONGEST_TURN_US = 50000;
 
 // The driver reads the first item of the group after the last one; the table has none there.
 void warnOfItemsBeyond(const QVector<Point>& points) {

@@ -13,7 +13,7 @@ namespace dx7::cli {
 namespace {
 
 // A terminal may take nothing, whatever is done.
-const int FAREWELL_PATIENCE_MS = 100;
+constexpr int FAREWELL_PATIENCE_MS = 100;
 
 volatile std::sig_atomic_t stopMark = 0;
 

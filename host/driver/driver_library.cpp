@@ -13,7 +13,7 @@ namespace dx7 {
 
 namespace {
 
-const char LIBRARY_FILE[] = "libkorvalent_dx7.so";
+constexpr char LIBRARY_FILE[] = "libkorvalent_dx7.so";
 
 }  // namespace
 

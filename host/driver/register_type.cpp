@@ -32,7 +32,7 @@ int RegisterType::runLength(int address, int count) const {
         return count;
     }
     const int index = address % GROUP_ITEMS;
-    const int end = std::min((index / SUBGROUP_ITEMS + 1) * SUBGROUP_ITEMS, int(GROUP_ITEMS));
+    const int end = std::min((index / SUBGROUP_ITEMS + 1) * SUBGROUP_ITEMS, GROUP_ITEMS);
     return std::min(count, end - index);
 }
 

@@ -12,7 +12,7 @@ namespace dx7 {
 
 namespace {
 
-enum { MOST_LINKS = 40 };
+constexpr int MOST_LINKS = 40;
 
 }  // namespace
 

@@ -7,7 +7,9 @@ namespace dx7 {
 
 namespace {
 
-enum { HEAD_BYTES = 3, CRC_BYTES = 2, DIAGNOSTIC_BYTES = 8 };
+constexpr int HEAD_BYTES = 3;
+constexpr int CRC_BYTES = 2;
+constexpr int DIAGNOSTIC_BYTES = 8;
 
 QString registerText(int number) {
     return QStringLiteral("0x%1")

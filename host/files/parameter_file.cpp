@@ -46,8 +46,8 @@ ParameterSet readParameters(const QString& path, const QByteArray& text, const I
             if (station < LOWEST_STATION || station > HIGHEST_STATION) {
                 table.refuse(node.source(), QStringLiteral("station %1 is not %2 to %3")
                                                 .arg(station)
-                                                .arg(int(LOWEST_STATION))
-                                                .arg(int(HIGHEST_STATION)));
+                                                .arg(LOWEST_STATION)
+                                                .arg(HIGHEST_STATION));
             }
             set.station = static_cast<int>(station);
             continue;

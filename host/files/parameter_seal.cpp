@@ -7,7 +7,8 @@ namespace dx7 {
 
 namespace {
 
-enum { FORMAT = 2, DIGITS = 64 };
+constexpr int FORMAT = 2;
+constexpr int DIGITS = 64;
 
 QByteArray checksum(const QByteArray& bytes) {
     return QCryptographicHash::hash(bytes, QCryptographicHash::Sha256).toHex();
@@ -35,7 +36,7 @@ Seal sealOf(const QByteArray& text) {
     static const QRegularExpression form(
         QStringLiteral("\\A# end of dx7 parameters, format ([0-9]{1,9}): ([0-9]{1,9}) values, sha256 "
                        "([0-9a-f]{%1})\\n\\z")
-            .arg(int(DIGITS)));
+            .arg(DIGITS));
     Seal seal;
     const auto found = form.match(QString::fromLatin1(lastLine(text)));
     if (!found.hasMatch()) {
@@ -52,9 +53,8 @@ Seal sealOf(const QByteArray& text) {
                          .arg(seal.count)
                          .arg(valueLines(text));
     } else if (found.captured(1).toInt() != FORMAT) {
-        seal.fault = QStringLiteral("it is of format %1, this dx7 knows format %2")
-                         .arg(found.captured(1))
-                         .arg(int(FORMAT));
+        seal.fault =
+            QStringLiteral("it is of format %1, this dx7 knows format %2").arg(found.captured(1)).arg(FORMAT);
     }
     return seal;
 }

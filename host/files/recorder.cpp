@@ -13,7 +13,8 @@ namespace dx7 {
 
 namespace {
 
-enum { SNAP_LENGTH = 65535, DISSECTOR_FIELD_BYTES = 8 };
+constexpr int SNAP_LENGTH = 65535;
+constexpr int DISSECTOR_FIELD_BYTES = 8;
 
 void addWord(QByteArray* bytes, int value) {
     *bytes += static_cast<char>(value >> 8);

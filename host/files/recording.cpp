@@ -70,7 +70,7 @@ RecordingReader::RecordingReader(const QString& path) : file_(std::make_unique<F
         throw UsageError(QStringLiteral("%1 is no recording of a line: its link type is %2, not %3")
                              .arg(path)
                              .arg(linkType)
-                             .arg(int(LINK_TYPE_EXPORTED_PDU)));
+                             .arg(LINK_TYPE_EXPORTED_PDU));
     }
 }
 

@@ -18,9 +18,9 @@ namespace dx7 {
 
 namespace {
 
-enum { RECORDING_MODE = 0666 };
+constexpr mode_t RECORDING_MODE = 0666;
 // So often the end of a wait is asked for, and so long a reader has to go on when it is.
-enum { WAIT_MS = 100 };
+constexpr int WAIT_MS = 100;
 
 // A pipe whose reader is gone says so by an error, and does not end the program.
 class WithoutPipeSignal {

@@ -7,7 +7,7 @@ namespace dx7 {
 
 namespace {
 
-enum : qint64 { SECOND_US = 1000000 };
+constexpr qint64 SECOND_US = 1000000;
 
 // A time taken apart: `time_t` stays within this file, whose size of it may differ from others'.
 struct Parts {

@@ -18,7 +18,10 @@ namespace dx7 {
 
 namespace {
 
-enum { NAME_TRIES = 100, MODE_BITS = 0777, NEW_FILE_MODE = 0666, OWNER_ONLY = 0600 };
+constexpr int NAME_TRIES = 100;
+constexpr mode_t MODE_BITS = 0777;
+constexpr mode_t NEW_FILE_MODE = 0666;
+constexpr mode_t OWNER_ONLY = 0600;
 
 // Where a path leads, and what is there.
 struct Target {

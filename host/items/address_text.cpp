@@ -10,7 +10,7 @@ namespace dx7 {
 
 namespace {
 
-enum { LONGEST_TYPED = 24 };
+constexpr int LONGEST_TYPED = 24;
 
 // How many letters must be put in, left out or replaced to make the one text of the other.
 int editDistance(const QString& from, const QString& to) {

@@ -20,7 +20,7 @@ struct NamedFormat {
     bool wide;
 };
 
-const NamedFormat NAMED_FORMATS[] = {
+constexpr NamedFormat NAMED_FORMATS[] = {
     {"unsigned", Presentation::Unsigned, false}, {"u16", Presentation::Unsigned, false},
     {"signed", Presentation::Signed, false},     {"s16", Presentation::Signed, false},
     {"hex", Presentation::Hex, false},           {"binary", Presentation::Binary, false},

@@ -16,7 +16,7 @@ namespace dx7 {
 namespace {
 
 // More would not fit the system's types everywhere; who waits longer is woken for nothing.
-const qint64 LONGEST_WAIT_US = qint64(1000000) * 86400;
+constexpr qint64 LONGEST_WAIT_US = qint64(1000000) * 86400;
 
 // As the kernel declares it on all systems.
 struct KernelTime {

@@ -35,7 +35,7 @@ public:
 private:
     Q_DISABLE_COPY(EpollPoller)
 
-    enum { MOST_EVENTS = 32 };
+    static constexpr int MOST_EVENTS = 32;
 
     struct Watch {
         /// Under which it is in the kernel's set; -1 when it is not.

@@ -2,6 +2,7 @@
 
 #include <QStringList>
 
+#include "common/modbus_limits.h"
 #include "host/error.h"
 #include "host/number_text.h"
 
@@ -31,8 +32,7 @@ struct NumberSetting {
 };
 
 constexpr NumberSetting NUMBER_SETTINGS[] = {
-    // Modbus transfers at most 125 registers in one request.
-    {&LineSettings::block, "the block size (--block)", 1, 125},
+    {&LineSettings::block, "the block size (--block)", 1, dx7common::MOST_REGISTERS},
     {&LineSettings::retries, "the number of attempts (--retries)", 0, 99},
     {&LineSettings::timeoutMs, "the timeout in ms (--timeout)", 1, 600000},
     {&LineSettings::baud, "the baud rate (--baud)", 50, 4000000},

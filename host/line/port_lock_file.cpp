@@ -18,10 +18,10 @@ namespace dx7 {
 namespace {
 
 // In the order of QSerialPort.
-const char* const LOCK_FOLDERS[] = {"/var/lock", "/etc/locks", "/var/spool/locks",  "/var/spool/uucp",
-                                    "/tmp",      "/var/tmp",   "/var/lock/lockdev", "/run/lock"};
+constexpr const char* LOCK_FOLDERS[] = {"/var/lock", "/etc/locks", "/var/spool/locks",  "/var/spool/uucp",
+                                        "/tmp",      "/var/tmp",   "/var/lock/lockdev", "/run/lock"};
 
-enum { MOST_LOCK_BYTES = 1024 };
+constexpr int MOST_LOCK_BYTES = 1024;
 
 // The process that the first line names; 0 when it names none.
 qint64 processIn(const QString& lockFile) {

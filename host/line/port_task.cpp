@@ -10,7 +10,7 @@ namespace dx7 {
 
 namespace {
 
-const int END_OF_PROGRAM_MS = 1000;
+constexpr int END_OF_PROGRAM_MS = 1000;
 
 // How many threads are at work. They may outlive everything else, so it is never destroyed.
 struct PortThreads {

@@ -23,9 +23,9 @@ namespace {
 
 using std::chrono::milliseconds;
 
-const milliseconds IN_USE_PATIENCE(200);
-const milliseconds IN_USE_LOOK(10);
-const milliseconds UNSENT_LOOK(20);
+constexpr milliseconds IN_USE_PATIENCE(200);
+constexpr milliseconds IN_USE_LOOK(10);
+constexpr milliseconds UNSENT_LOOK(20);
 
 // What the port is called in /dev. A bare name is one of /dev, or else of the present folder. The lock file,
 // which other programs know, carries the path as its name: neither a link nor a relative path will do for it.

@@ -17,7 +17,7 @@ namespace dx7 {
 
 namespace {
 
-const int CONNECT_TIMEOUT_MS = 3000;
+constexpr int CONNECT_TIMEOUT_MS = 3000;
 
 QByteArray errorText(int error) {
     return QByteArray::fromStdString(dx7common::systemReason(error));

@@ -8,7 +8,7 @@ namespace dx7 {
 
 namespace {
 
-const unsigned ACKNOWLEDGE_TIMEOUT_MS = 5000;
+constexpr unsigned ACKNOWLEDGE_TIMEOUT_MS = 5000;
 
 void setUp(int socket) {
     // A request is not to wait for a fuller packet.

@@ -19,7 +19,7 @@ struct NamedSpeed {
 };
 
 // Drivers of old boards know no others.
-const NamedSpeed NAMED_SPEEDS[] = {
+constexpr NamedSpeed NAMED_SPEEDS[] = {
     {50, B50},           {75, B75},           {110, B110},         {134, B134},         {150, B150},
     {200, B200},         {300, B300},         {600, B600},         {1200, B1200},       {1800, B1800},
     {2400, B2400},       {4800, B4800},       {9600, B9600},       {19200, B19200},     {38400, B38400},
@@ -58,9 +58,9 @@ termios2 lineState(const termios2& before, const LineSettings& settings) {
 // A divisor that was set for what is called 38400 baud would hold for us, too.
 void clearCustomDivisor(int port) {
     serial_struct serial{};
-    constexpr auto kDivisor = static_cast<int>(ASYNC_SPD_MASK);
-    if (::ioctl(port, TIOCGSERIAL, &serial) == 0 && (serial.flags & kDivisor) != 0) {
-        serial.flags &= ~kDivisor;
+    constexpr auto CUSTOM_DIVISOR = static_cast<int>(ASYNC_SPD_MASK);
+    if (::ioctl(port, TIOCGSERIAL, &serial) == 0 && (serial.flags & CUSTOM_DIVISOR) != 0) {
+        serial.flags &= ~CUSTOM_DIVISOR;
         serial.custom_divisor = 0;
         ::ioctl(port, TIOCSSERIAL, &serial);
     }

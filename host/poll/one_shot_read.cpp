@@ -6,7 +6,7 @@ namespace dx7 {
 
 namespace {
 
-const int ATTEMPTS = 3;
+constexpr int ATTEMPTS = 3;
 
 bool follows(const ItemRange& range, const ItemRange& entry) {
     return range.station == entry.station && range.regType == entry.regType &&

@@ -17,11 +17,11 @@ QString apartReason(const ItemRange& before, const ItemRange& after, const Regis
         return QStringLiteral("gap of %1").arg(gap);
     }
     if (type.packedDecimal() && before.address / GROUP_ITEMS != after.address / GROUP_ITEMS) {
-        return QStringLiteral("group of %1").arg(int(GROUP_ITEMS));
+        return QStringLiteral("group of %1").arg(GROUP_ITEMS);
     }
     const auto subGroup = [](const ItemRange& range) { return range.address % GROUP_ITEMS / SUBGROUP_ITEMS; };
     if (type.packedDecimal() && subGroup(before) != subGroup(after)) {
-        return QStringLiteral("sub-group of %1").arg(int(SUBGROUP_ITEMS));
+        return QStringLiteral("sub-group of %1").arg(SUBGROUP_ITEMS);
     }
     if (after.address + after.count - before.address > blockLimit) {
         return QStringLiteral("block limit of %1").arg(blockLimit);

@@ -7,7 +7,7 @@ namespace dx7 {
 
 namespace {
 
-enum { BIT_GROUP = 8 };
+constexpr int BIT_GROUP = 8;
 
 // The driver keeps a pending bit in the area of the first bit of its group of eight.
 bool shownAsPending(const ItemRange& write, const RegisterType& type, int station, int address) {

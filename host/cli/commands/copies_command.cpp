@@ -7,7 +7,8 @@ namespace dx7::cli {
 
 namespace {
 
-enum { HIGHEST_COPIES = 1000, LONGEST_STEP = 1000 };
+constexpr int HIGHEST_COPIES = 1000;
+constexpr int LONGEST_STEP = 1000;
 
 struct CopiesOptions : CommonOptions {
     std::string item;
@@ -39,13 +40,13 @@ int runCopies(const CopiesOptions& options) {
     if (options.copies < 1 || options.copies > HIGHEST_COPIES) {
         throw UsageError(QStringLiteral("the number of copies is %1, it must be 1 to %2")
                              .arg(options.copies)
-                             .arg(int(HIGHEST_COPIES)));
+                             .arg(HIGHEST_COPIES));
     }
     if (options.step < -LONGEST_STEP || options.step > LONGEST_STEP) {
         throw UsageError(QStringLiteral("--step is %1, it must be %2 to %3")
                              .arg(options.step)
                              .arg(-LONGEST_STEP)
-                             .arg(int(LONGEST_STEP)));
+                             .arg(LONGEST_STEP));
     }
     const Driver loaded(options);
     const QVector<Point> points = loaded.notation.points(text(options.item));

@@ -11,9 +11,12 @@ namespace dx7::cli {
 
 namespace {
 
-enum { RUN_ITEMS = 10, RUNS_AT_ONCE = 8 };
+constexpr int RUN_ITEMS = 10;
+constexpr int RUNS_AT_ONCE = 8;
 // Operations without any sign of life: a write and its reading back.
-enum { MOST_SILENT_OPERATIONS = 2, MOST_UNANSWERED = 2, MOST_UNACKNOWLEDGED = 20 };
+constexpr int MOST_SILENT_OPERATIONS = 2;
+constexpr int MOST_UNANSWERED = 2;
+constexpr int MOST_UNACKNOWLEDGED = 20;
 
 // How many points from `at` on can be read at once.
 int runLength(const QVector<Point>& points, int at) {

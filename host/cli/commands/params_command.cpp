@@ -17,7 +17,7 @@ namespace {
 using dx7common::HIGHEST_STATION;
 using dx7common::LOWEST_STATION;
 
-enum { MOST_NAMES = 10 };
+constexpr int MOST_NAMES = 10;
 
 struct ParamsOptions : CommonOptions {
     std::string groups = "0-15";
@@ -32,8 +32,8 @@ int stationOf(const ParamsOptions& options, int fallback) {
     if (station < LOWEST_STATION || station > HIGHEST_STATION) {
         throw UsageError(QStringLiteral("--station is %1, it must be %2 to %3")
                              .arg(station)
-                             .arg(int(LOWEST_STATION))
-                             .arg(int(HIGHEST_STATION)));
+                             .arg(LOWEST_STATION)
+                             .arg(HIGHEST_STATION));
     }
     return static_cast<int>(station);
 }

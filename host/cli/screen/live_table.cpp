@@ -18,16 +18,14 @@ namespace dx7::cli {
 
 namespace {
 
-const qint64 DRAW_INTERVAL_US = 200000;
-enum {
-    KEY_ESCAPE = 27,
-    KEY_RETURN = '\r',
-    KEY_RUBOUT = 127,
-    KEY_CTRL_H = 8,
-    TITLE_LINES = 1,
-    HEAD_LINES = 2,
-    MESSAGE_LINES = 3
-};
+constexpr qint64 DRAW_INTERVAL_US = 200000;
+constexpr int KEY_ESCAPE = 27;
+constexpr int KEY_RETURN = '\r';
+constexpr int KEY_RUBOUT = 127;
+constexpr int KEY_CTRL_H = 8;
+constexpr int TITLE_LINES = 1;
+constexpr int HEAD_LINES = 2;
+constexpr int MESSAGE_LINES = 3;
 
 void putLine(int row, int width, const QString& text, bool reverse) {
     if (reverse) {

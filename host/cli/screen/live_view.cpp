@@ -9,7 +9,11 @@ namespace dx7::cli {
 
 namespace {
 
-enum { GAP = 2, NAME_WIDTH = 12, ADDRESS_WIDTH = 13, CUT_WIDTH = 4, VALUE_WIDTH = 20 };
+constexpr int GAP = 2;
+constexpr int NAME_WIDTH = 12;
+constexpr int ADDRESS_WIDTH = 13;
+constexpr int CUT_WIDTH = 4;
+constexpr int VALUE_WIDTH = 20;
 
 const Cells& titles() {
     static const Cells texts = {QStringLiteral("NAME"),  QStringLiteral("ADDRESS"),
@@ -42,7 +46,7 @@ TableLayout::TableLayout(const QVector<Cells>& rows, int width) : widths_{4, 7, 
         }
     }
     const int widestValue = widths_[COLUMN_VALUE];
-    widths_[COLUMN_VALUE] = std::max(widestValue, int(VALUE_WIDTH));
+    widths_[COLUMN_VALUE] = std::max(widestValue, VALUE_WIDTH);
     const std::pair<Column, int> steps[] = {{COLUMN_NAME, NAME_WIDTH},
                                             {COLUMN_ADDRESS, ADDRESS_WIDTH},
                                             {COLUMN_VALUE, widestValue},
@@ -99,7 +103,7 @@ QString TableLayout::line(const Cells& cells) const {
 
 QString withFault(const QString& line, const QString& fault, int width) {
     const bool room = columnsOf(line) + GAP + columnsOf(fault) <= width;
-    return fault.isEmpty() || !room ? line : line + QString(int(GAP), QLatin1Char(' ')) + fault;
+    return fault.isEmpty() || !room ? line : line + QString(GAP, QLatin1Char(' ')) + fault;
 }
 
 QString heading(const QString& line, const QString& counts, int width) {

@@ -7,7 +7,7 @@
 namespace dx7::cli {
 
 namespace {
-const int BAR_WIDTH = 30;
+constexpr int BAR_WIDTH = 30;
 }
 
 Progress::Progress(int total, Clock& clock)

@@ -19,7 +19,8 @@ public:
     QString keysText() const;
 
     /// Width of the label and of each column behind it.
-    enum { LABEL_WIDTH = 26, COLUMN_WIDTH = 11 };
+    static constexpr int LABEL_WIDTH = 26;
+    static constexpr int COLUMN_WIDTH = 11;
 
 private:
     int top_ = 0;

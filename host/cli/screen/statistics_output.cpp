@@ -9,7 +9,8 @@ namespace dx7::cli {
 
 namespace {
 
-enum { LABEL_WIDTH = ScrolledText::LABEL_WIDTH, COLUMN_WIDTH = ScrolledText::COLUMN_WIDTH - 1 };
+constexpr int LABEL_WIDTH = ScrolledText::LABEL_WIDTH;
+constexpr int COLUMN_WIDTH = ScrolledText::COLUMN_WIDTH - 1;
 
 // A duration in ms out of a histogram; where nothing was measured there is none.
 QString durationText(const LatencyHistogram& histogram, qint64 us) {
