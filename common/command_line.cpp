@@ -35,7 +35,7 @@ public:
             app_.parse(argc, argv);
         } catch (const CLI::ParseError& error) {
             if (error.get_exit_code() != 0) {
-                throw CommandLineError(error.what(), error.get_exit_code());
+                throw CommandLineError(error.what());
             }
             std::ostringstream asked;
             app_.exit(error, asked, asked);

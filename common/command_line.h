@@ -88,12 +88,7 @@ struct Alternatives : CommandOptions {
 /// The command line cannot be read; the text says why.
 class CommandLineError : public std::runtime_error {
 public:
-    CommandLineError(const std::string& text, int kind) : std::runtime_error(text), kind_(kind) {}
-    /// A number from 100 on that tells kinds of errors apart.
-    int kind() const { return kind_; }
-
-private:
-    int kind_;
+    using std::runtime_error::runtime_error;
 };
 
 /// A program or one of its commands. It has -h and --help by itself.

@@ -29,12 +29,12 @@ public:
     bool open(const char* path, int flags, mode_t mode = 0);
     bool isOpen() const { return number_ >= 0; }
     int number() const { return number_; }
-    /// The caller closes it from now on.
-    int release() { return std::exchange(number_, -1); }
     /// False with `errno` when closing failed: bytes may be lost. It is not open any more in any case.
     bool close();
 
 private:
+    int release() { return std::exchange(number_, -1); }
+
     int number_ = -1;
 };
 

@@ -43,10 +43,10 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     const dx7fuzz::InputFile file(data, size);
     takeOrRefuse([&file] {
         dx7::LineSettings settings;
-        dx7::applyLineFile(settings, file.path());
+        dx7::LineFile(file.path()).apply(settings);
         dx7::checkSettings(settings);
     });
-    takeOrRefuse([&file] { dx7::tagsFromFile(file.path(), notation()); });
+    takeOrRefuse([&file] { dx7::LineFile(file.path()).tags(notation()); });
     takeOrRefuse([&file] { dx7::loadParameters(file.path(), notation(), dx7::Altered::Refuse); });
     takeOrRefuse([&file] { dx7::loadParameters(file.path(), notation(), dx7::Altered::Accept); });
     try {

@@ -176,7 +176,6 @@ bool Connection::runOperations() {
             }
             step();
             if (!runner_->lineOpen() && !stopRequested()) {
-                lineLost_ = true;
                 breakOff(QStringLiteral("the line was lost"),
                          QStringLiteral("%1 was lost: %2").arg(describeLine(settings_), line_->failure()));
             }

@@ -60,18 +60,14 @@ public:
     void keepNotices() { printNotices_ = false; }
     Clock& clock() { return clock_; }
     const LineSettings& settings() const { return settings_; }
-    DriverSession& session() { return session_; }
 
     /// Runs until all queued operations have ended. False when they were broken off: a signal stopped the
     /// program, the line was lost or what passes could not be recorded. Then the operations that had not
-    /// ended are abandoned with breakPhrase() as reason, and so are all that are run later: nothing more is
-    /// sent.
+    /// ended are abandoned with a phrase of it as reason ("the line was lost"), and so are all that are run
+    /// later: nothing more is sent.
     bool runOperations();
     /// Why operations were broken off, as a sentence; empty as long as they were not.
     const QString& breakReason() const { return breakReason_; }
-    /// The same as part of one: "the line was lost".
-    const QString& breakPhrase() const { return breakPhrase_; }
-    bool lineLost() const { return lineLost_; }
     bool lineOpen() const { return runner_->lineOpen(); }
     /// Something was sent whose answer has not come.
     bool requestOut() const {
@@ -113,7 +109,6 @@ private:
     bool printNotices_ = true;
     QString breakReason_;
     QString breakPhrase_;
-    bool lineLost_ = false;
     int silentOperations_ = 0;
     Abandon abandonAfter_ = Abandon::Never;
     QSet<int> silentStations_;

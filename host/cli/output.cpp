@@ -5,7 +5,6 @@
 
 #include "common/printable.h"
 #include "host/error.h"
-#include "host/files/wall_clock.h"
 #include "host/line/clock.h"
 
 namespace dx7::cli {
@@ -16,6 +15,12 @@ void printLine(const char* line) {
     if (std::fprintf(stdout, "%s\n", line) < 0 || std::fflush(stdout) != 0) {
         throw LineError(QStringLiteral("standard output cannot be written: %1").arg(systemReason(errno)));
     }
+}
+
+// The value as a number, scaled when the format is.
+Json valueJson(const ValueFormat& format, quint32 raw) {
+    const double number = valueNumber(format, raw);
+    return format.scaled() ? Json(number) : Json(static_cast<qint64>(number));
 }
 
 }  // namespace
@@ -47,15 +52,7 @@ void complain(const QString& line) {
     std::fprintf(stderr, "dx7: %s\n", dx7common::printable(utf8(line)).c_str());
 }
 
-QString clockTime() {
-    return timeOfDay(wallTimeUs());
-}
-
-std::string isoTime() {
-    return isoTimeOf(wallTimeUs());
-}
-
-std::string isoTimeOf(qint64 wallUs) {
+std::string isoTime(qint64 wallUs) {
     return utf8(isoLocalTime(wallUs));
 }
 
@@ -64,17 +61,8 @@ qint64 wallTimeOf(const PointState& state) {
     return state.known ? wallTimeUs() - (SystemClock().nowUs() - state.readUs) : wallTimeUs();
 }
 
-std::string isoTimeOf(const PointState& state) {
-    return isoTimeOf(wallTimeOf(state));
-}
-
 std::string utf8(const QString& text) {
     return text.toStdString();
-}
-
-Json valueJson(const ValueFormat& format, quint32 raw) {
-    const double number = valueNumber(format, raw);
-    return format.scaled() ? Json(number) : Json(static_cast<qint64>(number));
 }
 
 Json eventJson(const char* event) {
@@ -115,7 +103,7 @@ void addQuality(Quality quality, const QString& fault, Json* json) {
 
 Json pointJson(const Point& point, const PointState& state) {
     const std::optional<quint32> raw = state.known ? std::optional<quint32>(state.raw) : std::nullopt;
-    Json json = itemJson("value", isoTimeOf(state), point, raw);
+    Json json = itemJson("value", isoTime(wallTimeOf(state)), point, raw);
     addQuality(state.quality, state.fault, &json);
     return json;
 }

@@ -8,6 +8,7 @@
 
 #include "host/cli/json.h"
 #include "host/exchange/statistics.h"
+#include "host/files/wall_clock.h"
 #include "host/items/item_notation.h"
 #include "host/poll/value_table.h"
 
@@ -25,20 +26,13 @@ bool tell(const Json& object);
 /// order of characters on the screen, is shown as its code.
 void complain(const QString& line);
 
-/// Local time of day with milliseconds, and date and time as ISO 8601.
-QString clockTime();
-std::string isoTime();
-/// The same of a time in microseconds since 1970.
-std::string isoTimeOf(qint64 wallUs);
-/// The time of what the state says: of the reading, or of its failure.
-std::string isoTimeOf(const PointState& state);
-/// The same in microseconds since 1970, UTC.
+/// Date and time as ISO 8601, in local time, of a time in microseconds since 1970, UTC.
+std::string isoTime(qint64 wallUs = wallTimeUs());
+/// The time of what the state says, in microseconds since 1970, UTC: of the reading, or of its failure.
 qint64 wallTimeOf(const PointState& state);
 
 std::string utf8(const QString& text);
 
-/// The value as a number, scaled when the format is.
-Json valueJson(const ValueFormat& format, quint32 raw);
 /// The beginning of every object: "event", the word for its kind. Objects of one kind have the same keys.
 Json eventJson(const char* event);
 /// The last object of a command that ends with one; "command" says which, and so its other keys.

@@ -20,7 +20,6 @@ public:
     ~DriverLibrary();
 
     const DriverFunctions& functions() const { return functions_; }
-    QString fileName() const { return library_.fileName(); }
     /// The path of the file that the loader took; empty when it does not say.
     QString loadedFile() const;
 

@@ -65,12 +65,6 @@ void DriverSession::addWrite(const ItemRange& range, const QByteArray& data) {
                        reinterpret_cast<unsigned char*>(copy.data()), TAG_WRITE);
 }
 
-int DriverSession::value(int station, const QString& regType, int address, int itemBytes) {
-    unsigned char bytes[2] = {0, 0};
-    functions_.getData(station, regType, address, 1, bytes);
-    return itemBytes == 1 ? bytes[0] : bytes[0] + 256 * bytes[1];
-}
-
 void DriverSession::values(const ItemRange& range, int itemBytes, std::vector<quint16>* items) {
     values_.assign(static_cast<std::size_t>(range.count) * 2, 0);
     functions_.getData(range.station, range.regType, range.address, range.count, values_.data());

@@ -45,9 +45,8 @@ public:
     void addRead(const ItemRange& range, bool bits);
     /// Queues a write tagged TAG_WRITE: a byte per bit, two bytes per word, low byte first.
     void addWrite(const ItemRange& range, const QByteArray& data);
-    /// The current raw value of one item of `itemBytes` bytes.
-    int value(int station, const QString& regType, int address, int itemBytes);
-    /// The same of each item of `range`, appended to `*items`.
+    /// Appends the current raw value of each item of `range` to `*items`: unsigned, of `itemBytes` (1 or 2)
+    /// bytes.
     void values(const ItemRange& range, int itemBytes, std::vector<quint16>* items);
 
 private:

@@ -229,16 +229,4 @@ QVector<LineTag> LineFile::tags(const ItemNotation& notation) const {
     return tags;
 }
 
-QVector<Point> tagsFromFile(const QString& path, const ItemNotation& notation) {
-    QVector<Point> points;
-    for (const LineTag& tag : LineFile(path).tags(notation)) {
-        points += tag.points;
-    }
-    return points;
-}
-
-void applyLineFile(LineSettings& settings, const QString& path) {
-    LineFile(path).apply(settings);
-}
-
 }  // namespace dx7

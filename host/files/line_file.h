@@ -40,11 +40,6 @@ private:
     std::unique_ptr<Content> content_;
 };
 
-/// The same for a file that is needed once.
-void applyLineFile(LineSettings& settings, const QString& path);
-/// All points of a file's tags, in order.
-QVector<Point> tagsFromFile(const QString& path, const ItemNotation& notation);
-
 }  // namespace dx7
 
 #endif

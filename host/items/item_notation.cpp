@@ -179,9 +179,8 @@ QString ItemNotation::driversReading(const QString& text) const {
     return {};
 }
 
-ItemNotation::Parts ItemNotation::split(const QString& text, int defaultStation) const {
+ItemNotation::Parts ItemNotation::split(const QString& text) const {
     Parts parts;
-    parts.station = defaultStation;
     QStringList options = text.split(QLatin1Char('/'));
     QString head = options.takeFirst();
     parts.format = formatFromOptions(options);
@@ -208,8 +207,8 @@ ItemNotation::Parts ItemNotation::split(const QString& text, int defaultStation)
     return parts;
 }
 
-QVector<Point> ItemNotation::points(const QString& text, int defaultStation) const {
-    const Parts parts = split(text, defaultStation);
+QVector<Point> ItemNotation::points(const QString& text) const {
+    const Parts parts = split(text);
     if (parts.station == 0) {
         throw UsageError(
             QStringLiteral("\"%1\": station 0 is the broadcast address, no station answers a read")
@@ -230,15 +229,15 @@ QVector<Point> ItemNotation::points(const QString& text, int defaultStation) con
     return points;
 }
 
-QVector<Point> ItemNotation::points(const QStringList& texts, int defaultStation) const {
+QVector<Point> ItemNotation::points(const QStringList& texts) const {
     QVector<Point> all;
     for (const QString& text : texts) {
-        all += points(text, defaultStation);
+        all += points(text);
     }
     return withoutRepetitions(all);
 }
 
-WriteRequest ItemNotation::write(const QString& text, int defaultStation) const {
+WriteRequest ItemNotation::write(const QString& text) const {
     QString head = text;
     const QString values = cutFrom(&head, QLatin1Char('='));
     if (values.isNull()) {
@@ -246,7 +245,7 @@ WriteRequest ItemNotation::write(const QString& text, int defaultStation) const 
             QStringLiteral("\"%1\" has no value, write TYPE:ADDRESS[,COUNT][@STATION]=VALUE[,VALUE...]")
                 .arg(text));
     }
-    const Parts parts = split(head, defaultStation);
+    const Parts parts = split(head);
     WriteRequest request;
     request.first.type = parts.type;
     request.first.station = parts.station;

@@ -53,11 +53,11 @@ public:
     const QVector<RegisterType>& types() const { return types_; }
     RegisterType type(const QString& name) const;
 
-    /// The points of one item text, COUNT of them; station `defaultStation` when the text names none.
-    QVector<Point> points(const QString& text, int defaultStation = 1) const;
+    /// The points of one item text, COUNT of them; station 1 when the text names none.
+    QVector<Point> points(const QString& text) const;
     /// The points of several texts, in order, without repetitions.
-    QVector<Point> points(const QStringList& texts, int defaultStation = 1) const;
-    WriteRequest write(const QString& text, int defaultStation = 1) const;
+    QVector<Point> points(const QStringList& texts) const;
+    WriteRequest write(const QString& text) const;
     /// The write of `values` (VALUE[,VALUE...], one for each) to the points of a tag: consecutive ones of one
     /// format.
     static WriteRequest writeTag(const QString& tag, const QVector<Point>& points, const QString& values);
@@ -77,7 +77,7 @@ public:
 
 private:
     struct Parts;
-    Parts split(const QString& text, int defaultStation) const;
+    Parts split(const QString& text) const;
     [[noreturn]] void refuseRange(const RegisterType& type, const QString& addressText, int count,
                                   int width) const;
 

@@ -50,6 +50,18 @@ void checkRange(const NumberSetting& number, qint64 value) {
     }
 }
 
+// "none", "even" or "odd".
+QString parityText(Parity parity) {
+    switch (parity) {
+        case Parity::Even:
+            return QStringLiteral("even");
+        case Parity::Odd:
+            return QStringLiteral("odd");
+        default:
+            return QStringLiteral("none");
+    }
+}
+
 }  // namespace
 
 void applyDriverDefaults(LineSettings& settings, const QString& driverParameter) {
@@ -74,17 +86,6 @@ Parity parityFromText(const QString& text) {
         }
     }
     throw UsageError(QStringLiteral("parity \"%1\" is unknown, use none, even or odd").arg(text));
-}
-
-QString parityText(Parity parity) {
-    switch (parity) {
-        case Parity::Even:
-            return QStringLiteral("even");
-        case Parity::Odd:
-            return QStringLiteral("odd");
-        default:
-            return QStringLiteral("none");
-    }
 }
 
 EchoMode echoFromText(const QString& text) {

@@ -47,7 +47,6 @@ void applyDriverDefaults(LineSettings& settings, const QString& driverParameter)
 
 /// "none", "even" or "odd" (or their first letters), any case. Throws UsageError for anything else.
 Parity parityFromText(const QString& text);
-QString parityText(Parity parity);
 
 /// "auto", "on" or "off", any case. Throws UsageError for anything else.
 EchoMode echoFromText(const QString& text);

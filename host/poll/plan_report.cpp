@@ -1,9 +1,10 @@
 #include "host/poll/plan_report.h"
 
-#include "host/exchange/transaction.h"
-
 namespace dx7 {
 
+namespace {
+
+// Why the driver keeps two blocks that follow each other apart.
 QString apartReason(const ItemRange& before, const ItemRange& after, const RegisterType& type,
                     int blockLimit) {
     if (before.station != after.station) {
@@ -28,6 +29,8 @@ QString apartReason(const ItemRange& before, const ItemRange& after, const Regis
     }
     return QStringLiteral("order of the entries");
 }
+
+}  // namespace
 
 QVector<PlannedBlock> explainPlan(DriverSession& session, const ItemNotation& notation,
                                   const QVector<Point>& points, const LineSettings& settings) {

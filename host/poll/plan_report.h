@@ -27,10 +27,6 @@ struct PlannedBlock {
 QVector<PlannedBlock> explainPlan(DriverSession& session, const ItemNotation& notation,
                                   const QVector<Point>& points, const LineSettings& settings);
 
-/// Why the driver keeps two blocks that follow each other apart.
-QString apartReason(const ItemRange& before, const ItemRange& after, const RegisterType& type,
-                    int blockLimit);
-
 }  // namespace dx7
 
 #endif

@@ -51,17 +51,6 @@ TEST(FileDescriptor, GoesToTheNewOwner) {
     EXPECT_TRUE(isOpen(number));
 }
 
-TEST(FileDescriptor, IsTheCallersOnceReleased) {
-    int number = -1;
-    {
-        FileDescriptor owner("/dev/null", O_RDONLY);
-        number = owner.release();
-        EXPECT_FALSE(owner.isOpen());
-    }
-    EXPECT_TRUE(isOpen(number));
-    EXPECT_EQ(::close(number), 0);
-}
-
 TEST(FileDescriptor, ClosesWhatWasOpenBefore) {
     FileDescriptor owner("/dev/null", O_RDONLY);
     const int number = owner.number();

@@ -25,7 +25,13 @@ protected:
         };
     }
 
-    int value() { return rig.session.value(1, QStringLiteral("F"), 193, 2); }
+    // The driver's raw value of one item of station 1.
+    int valueOf(const char* type, int address, int itemBytes) {
+        std::vector<quint16> items;
+        rig.session.values({1, QString::fromLatin1(type), address, 1}, itemBytes, &items);
+        return items.front();
+    }
+    int value() { return valueOf("F", 193, 2); }
     int notesOf(ExchangeNote::Kind kind) const {
         return static_cast<int>(
             std::count_if(rig.notes.begin(), rig.notes.end(),
@@ -154,7 +160,7 @@ TEST_F(CommLoopTest, ARefusalOfAStatusQueryIsNotStoredAsStatus) {
         line.arrive(framed(hex("01 87 04")), 8000);
     };
     rig.step();
-    EXPECT_EQ(rig.session.value(1, QStringLiteral("FAS"), 0, 1), 0);
+    EXPECT_EQ(valueOf("FAS", 0, 1), 0);
     EXPECT_EQ(rig.seen.first().exceptionCode, 4);
 }
 
@@ -199,7 +205,7 @@ TEST_F(CommLoopTest, AReplyThatComesAfterTheEndAnswersNothing) {
     answerData = [&](ScriptedLine& line) { line.arrive(framed(hex("01 03 02 00 07")), 5000); };
     rig.step();
     EXPECT_EQ(rig.line.requests.last(), framed(hex("01 03 F4 25 00 01")));
-    EXPECT_EQ(rig.session.value(1, QStringLiteral("F"), 249, 2), 7);
+    EXPECT_EQ(valueOf("F", 249, 2), 7);
     EXPECT_EQ(value(), 0) << "given up is given up";
 }
 

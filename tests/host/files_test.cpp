@@ -88,14 +88,17 @@ TEST_F(FilesTest, ALineFileSetsTheLineAndItsTags) {
         "0.1\n"
         "unit = \"Hz\"\n[[tag]]\nname = \"ramp\"\ntype = \"F\"\naddress = \"3.0.25\"\ncount = 2\n");
     LineSettings settings;
-    applyLineFile(settings, file);
+    LineFile(file).apply(settings);
     EXPECT_EQ(settings.carrier, Carrier::Tcp);
     EXPECT_EQ(settings.tcpPort, 502);
     EXPECT_EQ(settings.baud, 19200);
     EXPECT_EQ(settings.parity, Parity::Even);
     EXPECT_EQ(settings.block, 20);
     EXPECT_EQ(settings.gapMs, 5);
-    const QVector<Point> points = tagsFromFile(file, notation());
+    QVector<Point> points;
+    for (const LineTag& tag : LineFile(file).tags(notation())) {
+        points += tag.points;
+    }
     ASSERT_EQ(points.size(), 3);
     EXPECT_EQ(points[0].name, QStringLiteral("speed"));
     EXPECT_EQ(points[0].notation(), QStringLiteral("AI:0@3"));
@@ -107,11 +110,11 @@ TEST_F(FilesTest, ALineFileSetsTheLineAndItsTags) {
 // Files of earlier versions have a key that has no effect any more.
 TEST_F(FilesTest, ALineFileMayHoldTheWindowForLateReplies) {
     LineSettings settings;
-    applyLineFile(settings, fileWith("[line]\ntcp = \"a\"\nlate = 700\ntimeout = 80\n"));
+    LineFile(fileWith("[line]\ntcp = \"a\"\nlate = 700\ntimeout = 80\n")).apply(settings);
     EXPECT_EQ(settings.timeoutMs, 80);
     const auto load = [](const QString& file) {
         LineSettings taken;
-        applyLineFile(taken, file);
+        LineFile(file).apply(taken);
     };
     EXPECT_EQ(placeOf("[line]\nlate = \"long\"\n", load), "2:8");
 }
@@ -119,7 +122,7 @@ TEST_F(FilesTest, ALineFileMayHoldTheWindowForLateReplies) {
 TEST_F(FilesTest, ALineFileSaysWhetherTheAdapterEchoes) {
     const auto echoOf = [this](const char* content) {
         LineSettings settings;
-        applyLineFile(settings, fileWith(content));
+        LineFile(fileWith(content)).apply(settings);
         return settings.echo;
     };
     EXPECT_EQ(echoOf("[line]\necho = \"on\"\n"), EchoMode::On);
@@ -128,7 +131,7 @@ TEST_F(FilesTest, ALineFileSaysWhetherTheAdapterEchoes) {
     EXPECT_EQ(echoOf("[line]\nbaud = 9600\n"), EchoMode::Auto);
     const auto load = [](const QString& file) {
         LineSettings taken;
-        applyLineFile(taken, file);
+        LineFile(file).apply(taken);
     };
     EXPECT_EQ(placeOf("[line]\necho = \"yes\"\n", load), "2:8");
     EXPECT_EQ(placeOf("[line]\necho = true\n", load), "2:8");
@@ -149,8 +152,8 @@ TEST_F(FilesTest, ATagWithACountIsNamedAsAWholeAndByItsParts) {
 TEST_F(FilesTest, FaultsOfLineFilesAreNamedByPlace) {
     const auto load = [](const QString& file) {
         LineSettings settings;
-        applyLineFile(settings, file);
-        tagsFromFile(file, notation());
+        LineFile(file).apply(settings);
+        LineFile(file).tags(notation());
     };
     EXPECT_EQ(placeOf("[line]\nbuad = 9600\n", load), "2:1");
     EXPECT_EQ(placeOf("[line]\nbaud = \"fast\"\n", load), "2:8");

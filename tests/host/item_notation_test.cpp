@@ -59,9 +59,9 @@ TEST(ItemNotation, CountStationAndFormat) {
     EXPECT_EQ(notations("F:0.0.10,2/u32"), (QStringList{latin("F:0.0.10@1"), latin("F:0.0.12@1")}));
 }
 
-TEST(ItemNotation, TheDefaultStationAppliesWhereNoneIsNamed) {
-    EXPECT_EQ(notation().points(latin("AI:0"), 5).first().station, 5);
-    EXPECT_EQ(notation().points(latin("AI:0@6"), 5).first().station, 6);
+TEST(ItemNotation, StationOneIsMeantWhereNoneIsNamed) {
+    EXPECT_EQ(notation().points(latin("AI:0")).first().station, 1);
+    EXPECT_EQ(notation().points(latin("AI:0@6")).first().station, 6);
 }
 
 TEST(ItemNotation, RepetitionsAreShownOnce) {

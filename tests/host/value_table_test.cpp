@@ -132,10 +132,9 @@ TEST_F(ValueTableTest, APendingBitDoesNotShowAsTheFirstOfItsGroup) {
     readFromDevice(bits, true);
     const ItemRange write{1, QStringLiteral("CW_bit"), 3, 1};
     session.addWrite(write, hex("01"));
-    EXPECT_EQ(session.value(1, QStringLiteral("CW_bit"), 0, 1), 1)
-        << "the driver shows the pending bit there";
     std::vector<quint16> items;
     session.values(bits, 1, &items);
+    EXPECT_EQ(items.front(), 1) << "the driver shows the pending bit there";
     const ReadItems read{bits, &write, items.data(), 2, ++ticket};
     EXPECT_TRUE(arrived(read).isEmpty());
     EXPECT_TRUE(settled(read, true).isEmpty());

@@ -8,6 +8,7 @@
 #include <thread>
 
 #include "common/command_line.h"
+#include "common/exit_codes.h"
 #include "monitor_watch.h"
 #include "soak_device.h"
 #include "soak_result.h"
@@ -196,7 +197,7 @@ int main(int argc, char** argv) {
         }
     } catch (const dx7common::CommandLineError& error) {
         std::fprintf(stderr, "%s\nRun with --help for more information.\n", error.what());
-        return error.kind();
+        return dx7common::EXIT_USAGE;
     }
     return run(settings);
 }

@@ -94,7 +94,10 @@ private:
             return;
         }
         const char* text = alive ? "answers again" : "does not answer; it is left out and probed";
-        print(QStringLiteral("%1  station %2 %3").arg(clockTime()).arg(station).arg(QLatin1String(text)));
+        print(QStringLiteral("%1  station %2 %3")
+                  .arg(timeOfDay(wallTimeUs()))
+                  .arg(station)
+                  .arg(QLatin1String(text)));
     }
 
     void printLine(bool open) const {
@@ -103,7 +106,7 @@ private:
             return;
         }
         print(QStringLiteral("%1  %2 %3")
-                  .arg(clockTime(), describeLine(connection_.settings()),
+                  .arg(timeOfDay(wallTimeUs()), describeLine(connection_.settings()),
                        QLatin1String(open ? "is back" : "was lost; trying to reopen it")));
     }
 

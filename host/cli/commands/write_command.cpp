@@ -225,7 +225,7 @@ Json writtenJson(const WriteJob& job, int index) {
     const ReadBack& back = job.readsBack.at(index);
     const ItemFate known = fateOf(job, index);
     const Fate fate = back.tookNot ? Fate::NotWritten : known.fate;
-    Json json = itemJson("written", isoTimeOf(known.endUs), job.points.at(index), writtenRaw(job, index));
+    Json json = itemJson("written", isoTime(known.endUs), job.points.at(index), writtenRaw(job, index));
     json["written"] = fate == Fate::Unknown ? Json(nullptr) : Json(fate == Fate::Written);
     json["verified"] = back.verified;
     addQuality(qualityOf(fate), back.fault.isEmpty() ? known.fault : back.fault, &json);

@@ -86,6 +86,22 @@ Json countersJson(const Counters& c) {
                   {"max", durationJson(c.response, c.response.maxUs())}}}};
 }
 
+Json statisticsJson(const Statistics& statistics, qint64 nowUs) {
+    Json stations = Json::object();
+    for (auto it = statistics.stations().begin(); it != statistics.stations().end(); ++it) {
+        stations[std::to_string(it.key())] = countersJson(it.value());
+    }
+    const LatencyHistogram& cycles = statistics.cycles();
+    return Json{{"event", "statistics"},
+                {"all", countersJson(statistics.all())},
+                {"stations", stations},
+                {"cycles",
+                 {{"count", cycles.count()},
+                  {"median_ms", durationJson(cycles, cycles.percentileUs(50))},
+                  {"max_ms", durationJson(cycles, cycles.maxUs())}}},
+                {"line_busy", statistics.busyShare(nowUs)}};
+}
+
 }  // namespace
 
 QStringList statisticsLines(const Statistics& statistics, qint64 nowUs) {
@@ -130,22 +146,6 @@ QStringList statisticsLines(const Statistics& statistics, qint64 nowUs) {
                  .arg(durationText(cycles, cycles.percentileUs(50)), durationText(cycles, cycles.maxUs()));
     lines += QStringLiteral("line busy: %1 % of the time").arg(statistics.busyShare(nowUs) * 100, 0, 'f', 1);
     return lines;
-}
-
-Json statisticsJson(const Statistics& statistics, qint64 nowUs) {
-    Json stations = Json::object();
-    for (auto it = statistics.stations().begin(); it != statistics.stations().end(); ++it) {
-        stations[std::to_string(it.key())] = countersJson(it.value());
-    }
-    const LatencyHistogram& cycles = statistics.cycles();
-    return Json{{"event", "statistics"},
-                {"all", countersJson(statistics.all())},
-                {"stations", stations},
-                {"cycles",
-                 {{"count", cycles.count()},
-                  {"median_ms", durationJson(cycles, cycles.percentileUs(50))},
-                  {"max_ms", durationJson(cycles, cycles.maxUs())}}},
-                {"line_busy", statistics.busyShare(nowUs)}};
 }
 
 void printStatistics(const Statistics& statistics, qint64 nowUs, bool json) {

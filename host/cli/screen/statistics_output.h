@@ -11,7 +11,6 @@ namespace dx7::cli {
 
 /// A table with a column per station and one for all, and what concerns the line as a whole.
 QStringList statisticsLines(const Statistics& statistics, qint64 nowUs);
-Json statisticsJson(const Statistics& statistics, qint64 nowUs);
 void printStatistics(const Statistics& statistics, qint64 nowUs, bool json);
 
 }  // namespace dx7::cli
