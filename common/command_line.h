@@ -123,7 +123,8 @@ public:
     const std::list<CommandLine>& commands() const { return commands_; }
     /// Null when there is none of this name.
     const CommandLine* command(const std::string& name) const;
-    /// Whether one of its own options, --help and --version among them, has this name, with its dashes.
+    /// Whether one of its own options outside of alternatives(), --help and --version among them, has this
+    /// name, with its dashes.
     bool hasOption(const std::string& name) const;
 
     /// Puts what is given into the targets of the program and of the command chosen. Throws CommandLineError.

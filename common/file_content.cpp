@@ -6,7 +6,8 @@
 
 #include <algorithm>
 #include <cerrno>
-#include <system_error>
+
+#include "common/system_reason.h"
 
 namespace dx7common {
 
@@ -19,7 +20,7 @@ FileContent faulty(const std::string& fault) {
 }
 
 FileContent faulty(int error) {
-    return faulty(std::generic_category().message(error));
+    return faulty(systemReason(error));
 }
 
 std::string tooLarge(std::size_t limit) {

@@ -1,6 +1,5 @@
 /// \file
-/// One master per serial port, whatever name it is opened by. dx7 and dx7-device take the same lock, so this
-/// file knows nothing of either.
+/// One master per serial port, whatever name it is opened by: dx7 and dx7-device take the same lock.
 #ifndef DX7_COMMON_PORT_LOCK_H
 #define DX7_COMMON_PORT_LOCK_H
 

@@ -1,6 +1,5 @@
 /// \file
-/// How exactly a program's sleeps end. dx7 and dx7-device both ask for it, so this file knows nothing of
-/// either.
+/// How exactly a program's sleeps end.
 #ifndef DX7_COMMON_TIMER_SLACK_H
 #define DX7_COMMON_TIMER_SLACK_H
 

@@ -36,11 +36,12 @@ QChar lookAlike(QChar letter) {
     }
 }
 
-// The first place from `at` on that does not hold a digit; the place after a sign at `at`, if there is one.
+// The first place from `at` on that does not hold a digit.
 int afterDigits(const QString& text, int at) {
     return static_cast<int>(std::find_if_not(text.begin() + at, text.end(), isDigit) - text.begin());
 }
 
+// The place after a sign at `at`; `at` itself when there is none.
 int afterSign(const QString& text, int at) {
     const bool sign =
         at < text.size() && (text.at(at) == QLatin1Char('+') || text.at(at) == QLatin1Char('-'));

@@ -16,8 +16,8 @@ constexpr qint64 LONGEST_TURN_US = 50000;
 void warnOfItemsBeyond(const QVector<Point>& points) {
     for (const Point& point : points) {
         if (point.type.beyondTable(point.address, point.items())) {
-            complain(QStringLiteral("warning: %1 is beyond the end of %2, which has %3 to %4")
-                         .arg(point.notation(), point.type.name, point.type.lowest, point.type.highest));
+            printError(QStringLiteral("warning: %1 is beyond the end of %2, which has %3 to %4")
+                           .arg(point.notation(), point.type.name, point.type.lowest, point.type.highest));
         }
     }
 }
@@ -116,7 +116,7 @@ void Connection::setEvents(EngineEvents events) {
     hear();
 }
 
-// The connection listens first, then who uses it.
+// The connection is told first, then the command.
 void Connection::hear() {
     EngineEvents events = events_;
     events.transaction = [this](const Transaction& transaction) {
@@ -137,7 +137,7 @@ void Connection::hear() {
 void Connection::take(const ExchangeNote& note) {
     const QString notice = notices_.take(note);
     if (!notice.isEmpty() && printNotices_) {
-        complain(notice);
+        printError(notice);
     }
 }
 
@@ -145,7 +145,7 @@ Connection::~Connection() {
     try {
         finish(EXIT_FAILED);
     } catch (const LineError& error) {
-        complain(error.text());
+        printError(error.text());
     }
 }
 

@@ -34,7 +34,7 @@ struct Driver {
     ItemNotation notation;
 
 private:
-    /// What each name in the file of -c stands for: a tag's, and those of its points.
+    /// The points that each name in the file of -c means: a tag's name, and those of its points.
     static QHash<QString, QVector<Point>> names(const QVector<LineTag>& tags);
     QVector<LineTag> tags(const CommonOptions& options) const;
 };
@@ -42,8 +42,8 @@ private:
 /// An opened line with everything that runs on it.
 class Connection {
 public:
-    /// Opens the line, and the recording when one is wanted. Throws UsageError when that fails, or when the
-    /// recording would overwrite what the command reads, before anything is sent.
+    /// Opens the line, and the recording when the options name one. Throws UsageError when that fails, or
+    /// when the recording would overwrite what the command reads, before anything is sent.
     Connection(const Driver& loaded, const LineSettings& settings, const CommonOptions& options);
     /// A recording that could not be completed is said where finish() was not called.
     ~Connection();
@@ -53,7 +53,7 @@ public:
     int finish(int exitCode);
 
     PollEngine& engine() { return *engine_; }
-    /// In place of the engine's own: the connection has ears of its own.
+    /// Sets what the command is told; the connection listens, too. Replaces what was set before.
     void setEvents(EngineEvents events);
     const LineNotices& notices() const { return notices_; }
     /// Notices are not printed as they come.

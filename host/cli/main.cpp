@@ -24,24 +24,24 @@ QString firstLine(const std::string& message) {
 
 void checkCommandName(const CommandLine& line, const QString& path, const QStringList& words);
 
-// An option in place of a command: only those of the program itself can stand there.
+// An option in place of a command: only those of the program itself are valid there.
 void checkLeadingOption(const CommandLine& line, const QString& path, const QStringList& words) {
     const QString option = words.first().section(QLatin1Char('='), 0, 0);
     if (!line.hasOption(option.toStdString())) {
-        throw dx7::UsageError(QStringLiteral("option \"%1\" cannot stand here; the options of a command "
-                                             "stand behind it (%2 --help shows more)")
+        throw dx7::UsageError(QStringLiteral("option \"%1\" is not valid here; a command's options follow it "
+                                             "(%2 --help shows more)")
                                   .arg(option, path));
     }
     if (option == QLatin1String("--version") && words.size() > 1) {
-        throw dx7::UsageError(QStringLiteral("--version stands alone, not with \"%1\"").arg(words.at(1)));
+        throw dx7::UsageError(QStringLiteral("--version is given alone, not with \"%1\"").arg(words.at(1)));
     }
-    // The help of the command behind it, if there is one.
+    // The help of the command that follows, if there is one.
     if (words.size() > 1) {
         checkCommandName(line, path, words.mid(1));
     }
 }
 
-// The parser would only complain that a command is missing. `path` names the commands that the words follow.
+// The parser would only say that a command is missing. `path` names the commands that the words follow.
 void checkCommandName(const CommandLine& line, const QString& path, const QStringList& words) {
     QStringList names;
     for (const CommandLine& command : line.commands()) {
@@ -130,7 +130,7 @@ int parseAndRun(int argc, char** argv) {
         }
         return reading.command->run();
     } catch (const dx7common::CommandLineError& error) {
-        complain(firstLine(error.what()));
+        printError(firstLine(error.what()));
         return EXIT_USAGE;
     }
 }
@@ -139,10 +139,10 @@ int runChecked(int argc, char** argv) {
     try {
         return parseAndRun(argc, argv);
     } catch (const dx7::LineError& error) {
-        complain(error.text());
+        printError(error.text());
         return EXIT_FAILED;
     } catch (const dx7::Error& error) {
-        complain(error.text());
+        printError(error.text());
         return EXIT_USAGE;
     }
 }

@@ -38,8 +38,8 @@ bool tell(const QString& line) {
         print(line);
         return true;
     } catch (const LineError& error) {
-        complain(error.text());
-        complain(line);
+        printError(error.text());
+        printError(line);
         return false;
     }
 }
@@ -48,7 +48,7 @@ bool tell(const Json& object) {
     return tell(QString::fromStdString(object.dump()));
 }
 
-void complain(const QString& line) {
+void printError(const QString& line) {
     std::fprintf(stderr, "dx7: %s\n", dx7common::printable(utf8(line)).c_str());
 }
 

@@ -1,5 +1,6 @@
 /// \file
-/// What the commands print. Results go to standard output, complaints to standard error as "dx7: ...".
+/// What the commands print. Results go to standard output, errors and warnings to standard error as "dx7:
+/// ...".
 #ifndef DX7_CLI_OUTPUT_H
 #define DX7_CLI_OUTPUT_H
 
@@ -24,7 +25,7 @@ bool tell(const QString& line);
 bool tell(const Json& object);
 /// "dx7: ..." on standard error, always one line: a control character in it, and what turns the
 /// order of characters on the screen, is shown as its code.
-void complain(const QString& line);
+void printError(const QString& line);
 
 /// Date and time as ISO 8601, in local time, of a time in microseconds since 1970, UTC.
 std::string isoTime(qint64 wallUs = wallTimeUs());

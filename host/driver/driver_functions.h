@@ -7,7 +7,8 @@
 
 namespace dx7 {
 
-/// The 18 exported functions, under their names without the prefix. Their contracts stand in korvalent_dx7.h.
+/// The 18 exported functions, under their names without the prefix. korvalent_dx7.h has their
+/// contracts.
 struct DriverFunctions {
     decltype(&::intf_getProtocolType) getProtocolType = nullptr;
     decltype(&::intf_getDriverParameter) getDriverParameter = nullptr;

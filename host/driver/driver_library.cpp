@@ -98,8 +98,9 @@ template <typename Function>
 void DriverLibrary::resolve(const char* name, Function* function) {
     *function = reinterpret_cast<Function>(library_.resolve(name));
     if (*function == nullptr) {
-        throw UsageError(QStringLiteral("the library %1 is no driver for this host: it lacks the function %2")
-                             .arg(library_.fileName(), QLatin1String(name)));
+        throw UsageError(
+            QStringLiteral("the library %1 is not a driver for this host: it lacks the function %2")
+                .arg(library_.fileName(), QLatin1String(name)));
     }
 }
 

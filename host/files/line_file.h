@@ -10,7 +10,7 @@
 
 namespace dx7 {
 
-/// A name of the file and what it stands for.
+/// A name of the file and the points that it means.
 struct LineTag {
     QString name;
     /// One; of a tag with a count so many, "name[0]", "name[1]" and so on.
@@ -25,11 +25,11 @@ public:
     ~LineFile();
 
     /// Takes the table [line] of the file over into `settings`: serial or tcp, baud, parity, data_bits,
-    /// stop_bits, rs485, timeout, retries, block, gap. Throws UsageError with line and column for every fault
-    /// of the file.
+    /// stop_bits, rs485, echo, timeout, retries, block, gap; `late` is accepted for old files and has no
+    /// effect. Throws UsageError with line and column for every fault of the file.
     void apply(LineSettings& settings) const;
 
-    /// The file's [[tag]] tables, with at most 100000 points: name, type, address, and when wanted station,
+    /// The file's [[tag]] tables, with at most 100000 points: name, type, address, and if given station,
     /// count, format, scale and unit. Throws UsageError with line and column, also for a name that is taken,
     /// by a point as well.
     QVector<LineTag> tags(const ItemNotation& notation) const;

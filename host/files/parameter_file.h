@@ -31,7 +31,7 @@ void saveParameters(const QString& path, const ItemNotation& notation, const Par
 /// What to do with a file that is not as it was saved: cut, edited, or of a dx7 that wrote no last line.
 enum class Altered { Refuse, Accept };
 
-/// Throws UsageError with line and column for what is no such file, an unknown key, or an address or value
+/// Throws UsageError with line and column for what is not such a file, an unknown key, or an address or value
 /// that the driver's tables do not allow; and for a file that was altered, unless that is accepted.
 ParameterSet loadParameters(const QString& path, const ItemNotation& notation,
                             Altered altered = Altered::Refuse);

@@ -1,8 +1,8 @@
 /// \file
 /// Recording a line into a capture file, for Wireshark and for `dx7 replay`.
 ///
-/// Link type 252 (exported PDU): before each whole frame stand big-endian tags that name the dissector
-/// (mbrtu) and two ports by which a request and a reply are told apart; the device's side is port 502.
+/// Link type 252 (exported PDU): big-endian tags before each whole frame name the dissector (mbrtu) and two
+/// ports by which a request and a reply are told apart; the device's side is port 502.
 #ifndef DX7_HOST_RECORDER_H
 #define DX7_HOST_RECORDER_H
 

@@ -67,7 +67,7 @@ RecordingReader::RecordingReader(const QString& path) : file_(std::make_unique<F
     }
     const int linkType = pcap_datalink(file_->handle);
     if (linkType != LINK_TYPE_EXPORTED_PDU) {
-        throw UsageError(QStringLiteral("%1 is no recording of a line: its link type is %2, not %3")
+        throw UsageError(QStringLiteral("%1 is not a recording of a line: its link type is %2, not %3")
                              .arg(path)
                              .arg(linkType)
                              .arg(LINK_TYPE_EXPORTED_PDU));

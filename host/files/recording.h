@@ -10,7 +10,7 @@
 
 namespace dx7 {
 
-/// What stands in the tags before each frame.
+/// The link type of a recording, and the tags before each frame.
 constexpr int LINK_TYPE_EXPORTED_PDU = 252;
 constexpr int TAG_HEAD_BYTES = 4;
 constexpr int TAG_END = 0;
@@ -33,7 +33,8 @@ struct RecordedFrame {
 /// Holds one frame in memory, however long the recording is.
 class RecordingReader {
 public:
-    /// Opens `path`; "-" is standard input. Throws UsageError when it cannot be read or is no such recording.
+    /// Opens `path`; "-" is standard input. Throws UsageError when it cannot be read or is not such a
+    /// recording.
     explicit RecordingReader(const QString& path);
     ~RecordingReader();
 

@@ -158,7 +158,7 @@ bool createBeside(const Target& target, SideFile* file) {
     return file->create(target.path, target.exists ? OWNER_ONLY : NEW_FILE_MODE);
 }
 
-// A file system that does not know owners or modes, or an owner who may not be set, is no failure.
+// A file system that does not know owners or modes, or an owner who may not be set, is not a failure.
 bool isNotAllowed(int error) {
     return error == EPERM || error == EINVAL || error == ENOSYS || error == EOPNOTSUPP;
 }
@@ -195,7 +195,7 @@ bool fill(const Target& target, SideFile* file, const QByteArray& content) {
 }
 
 // The old file keeps a second name until the new one is safe. False with errno when the disk fails; a file
-// system without hard links, or one that does not allow this one, is no failure.
+// system without hard links, or one that does not allow this one, is not a failure.
 bool keepOld(const Target& target, SideFile* old) {
     return !target.exists || old->linkTo(target.path) || errno == EPERM || errno == EACCES ||
            errno == EMLINK || errno == ENOSYS || errno == EOPNOTSUPP || errno == EXDEV;

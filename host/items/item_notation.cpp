@@ -15,7 +15,7 @@ namespace {
 
 constexpr int MOST_VALUES = 1000;
 
-// Removes everything from the last `mark` on and returns what stood behind it; a null text when there is no
+// Removes everything from the last `mark` on and returns what came after it; a null text when there is no
 // mark.
 QString cutFrom(QString* text, QChar mark) {
     const int at = text->lastIndexOf(mark);
@@ -191,7 +191,8 @@ ItemNotation::Parts ItemNotation::split(const QString& text) const {
     const int colon = head.indexOf(QLatin1Char(':'));
     if (colon < 0) {
         throw UsageError(
-            QStringLiteral("\"%1\" is no item, write TYPE:ADDRESS[,COUNT][@STATION], for example AI:0,4@1")
+            QStringLiteral(
+                "\"%1\" is not an item; write TYPE:ADDRESS[,COUNT][@STATION], for example AI:0,4@1")
                 .arg(text));
     }
     parts.type = type(head.left(colon));

@@ -48,7 +48,7 @@ qint64 signedNumber(const ValueFormat& format, quint32 raw) {
 }
 
 // What the raw number is in the scaled unit. A binary fraction holds 15 decimal digits for certain; those
-// behind them come from the scale, which is seldom exact, and are left out.
+// after them come from the scale, which is seldom exact, and are left out.
 QString scaledText(const ValueFormat& format, qint64 number) {
     // The sum makes a zero of a minus zero.
     return QString::number(static_cast<double>(number) * format.scale + 0.0, 'g', 15);
@@ -78,7 +78,7 @@ QString limitText(const ValueFormat& format, const RegisterType& type, qint64 li
     return pattern ? valueText(format, type, static_cast<quint32>(limit)) : QString::number(limit);
 }
 
-// The unit as it stands behind a number.
+// The unit as it follows a number.
 QString unitText(const ValueFormat& format) {
     return format.unit.isEmpty() ? QString() : QLatin1Char(' ') + format.unit;
 }
@@ -93,7 +93,7 @@ QString unitText(const ValueFormat& format) {
     if (format.scale < 0) {
         std::swap(limits.lowest, limits.highest);
     }
-    // Who chose the format knows what it takes.
+    // A user who chose the format knows what it takes.
     const bool negative = text.startsWith(QLatin1Char('-')) != (format.scale < 0);
     const bool hint = negative && !format.bare && !format.named;
     refuse(
@@ -147,7 +147,7 @@ qint64 scaledNumber(const ValueFormat& format, const RegisterType& type, const Q
         std::swap(lower, upper);
     }
     refuse(type, text,
-           QStringLiteral("is no multiple of its scale %1, the nearest are %2 and %3%4")
+           QStringLiteral("is not a multiple of its scale %1, the nearest are %2 and %3%4")
                .arg(QString::number(format.scale, 'g', 15), lower, upper, unitText(format)));
 }
 

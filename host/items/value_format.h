@@ -41,7 +41,7 @@ bool operator==(const ValueFormat& a, const ValueFormat& b);
 /// Whether the text holds what moves a terminal's cursor, or worse, instead of being shown.
 bool hasControlCharacter(const QString& text);
 
-/// Applies one option as it stands in an item text behind a "/": unsigned, signed, hex, binary, u16, s16,
+/// Applies one option as it follows a "/" in an item text: unsigned, signed, hex, binary, u16, s16,
 /// u32, s32, hex32, low-first, scale=NUMBER, unit=TEXT. Throws UsageError for any other, and for one that
 /// says again what was said.
 void applyFormatOption(ValueFormat& format, const QString& option);

@@ -1,5 +1,6 @@
 /// \file
-/// Time as an argument: everything in the host that waits or measures does so on a Clock.
+/// Time as an argument: what polls, and the rules about time, take it from a Clock or are given it. Ports and
+/// connections that open or close on helper threads, and the waits of EpollPoller, use the system's own.
 #ifndef DX7_HOST_CLOCK_H
 #define DX7_HOST_CLOCK_H
 

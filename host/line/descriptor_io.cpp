@@ -13,7 +13,7 @@ namespace {
 
 constexpr int MOST_ARRIVED_BYTES = 4096;
 
-// Of a line: its end at the other side is no fault of a disk.
+// EIO at a line means that its other end is gone, not that a disk is broken.
 QString reasonOf(int error) {
     return error == EIO ? QStringLiteral("Input/output error (it was unplugged, or closed at the other end)")
                         : systemReason(error);

@@ -10,8 +10,8 @@ namespace dx7 {
 
 enum class Channel { Port, Socket };
 
-/// Appends to `*bytes` what has arrived, without waiting: one system call, 4096 bytes at most. Nothing is no
-/// failure. A port must be set up so that a read which finds nothing fails with EAGAIN (VMIN is 1). False
+/// Appends to `*bytes` what has arrived, without waiting: one system call, 4096 bytes at most. True when
+/// nothing has. A port must be set up so that a read which finds nothing fails with EAGAIN (VMIN is 1). False
 /// when the descriptor can no longer be read; `*failure` says why.
 bool takeArrived(int descriptor, QByteArray* bytes, QString* failure);
 

@@ -9,7 +9,7 @@
 namespace dx7 {
 
 /// Bytes go through the descriptor itself: without an event loop that is exact to the microsecond and costs a
-/// fraction of the processor time. Who inherits opens and closes it.
+/// fraction of the processor time. A derived class opens and closes it.
 class DescriptorLine : public Line {
 public:
     bool open() override;

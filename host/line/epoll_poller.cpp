@@ -15,7 +15,7 @@ namespace dx7 {
 
 namespace {
 
-// More would not fit the system's types everywhere; who waits longer is woken for nothing.
+// More would not fit the system's types everywhere; a longer wait ends early, which wait() allows.
 constexpr qint64 LONGEST_WAIT_US = qint64(1000000) * 86400;
 
 // As the kernel declares it on all systems.

@@ -33,7 +33,8 @@ public:
     virtual bool isOpen() const = 0;
 
     /// Takes what has arrived, without waiting, appended to `*bytes`: one read system call, at most 4096
-    /// bytes. False when the line is lost; it is closed then. Nothing is no failure.
+    /// bytes. False when the line is lost; it is closed then. True when nothing
+    /// has arrived.
     virtual bool receive(QByteArray* bytes) = 0;
     /// Hands `bytes` to the line without waiting: writes what it takes now and keeps the rest, which flush()
     /// goes on with. False when the line is lost; it is closed then.

@@ -73,7 +73,7 @@ void applyDriverDefaults(LineSettings& settings, const QString& driverParameter)
     try {
         settings.parity = parityFromText(fields.value(FIELD_PARITY));
     } catch (const UsageError&) {
-        // A parity that nobody knows is no default.
+        // An unknown parity leaves the default.
     }
 }
 

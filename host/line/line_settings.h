@@ -41,7 +41,7 @@ struct LineSettings {
     EchoMode echo = EchoMode::Auto;
 };
 
-/// Takes baud rate, data bits, parity, stop bits, address and port from the driver's 25 comma-separated
+/// Takes baud rate, data bits, parity, stop bits and TCP port from the driver's 25 comma-separated
 /// parameters. Fields that are missing or make no sense leave the setting alone.
 void applyDriverDefaults(LineSettings& settings, const QString& driverParameter);
 

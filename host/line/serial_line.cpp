@@ -27,7 +27,7 @@ Line::Opening SerialLine::reopen() {
     return finish() ? Opening::Open : Opening::Failed;
 }
 
-// Takes over what has become of the attempt.
+// Collects the result of the attempt.
 bool SerialLine::finish() {
     OpenedPort opened = task_->take();
     task_.reset();

@@ -176,7 +176,7 @@ SerialPort::~SerialPort() {
     lock_.release();
 }
 
-// Who has the port can be asked so often only, so not at every try.
+// The program that has the port answers a limited number of questions for its name, so not every try asks.
 OpenedPort openOnce(const LineSettings& settings, bool names) {
     auto port = std::make_unique<SerialPort>(settings);
     OpenedPort result;

@@ -23,7 +23,7 @@ QByteArray errorText(int error) {
     return QByteArray::fromStdString(dx7common::systemReason(error));
 }
 
-// 0, or why the connection that was begun did not come about.
+// 0, or the error number of the failed connection.
 int awaitConnection(int descriptor) {
     pollfd one{descriptor, POLLOUT, 0};
     const int ready = ::poll(&one, 1, CONNECT_TIMEOUT_MS);

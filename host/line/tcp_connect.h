@@ -21,8 +21,8 @@ struct Connected {
 };
 
 /// Begins to connect to a host, given by name or address, on a thread of its own. An attempt ends 3 s after
-/// the name was found (each of its addresses has that time). Who drops the future waits for nothing; a
-/// connection that comes about after that is closed.
+/// the name was found (each of its addresses has that time). Dropping the future does not block; a
+/// connection made afterwards is closed.
 std::future<Connected> beginConnecting(const QString& host, int port);
 
 }  // namespace dx7

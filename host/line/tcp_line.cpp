@@ -41,7 +41,7 @@ void TcpLine::begin() {
     attempt_ = beginConnecting(settings_.tcpHost, settings_.tcpPort);
 }
 
-// Takes over what has become of the attempt.
+// Collects the result of the attempt.
 bool TcpLine::finish() {
     Connected connected = attempt_.get();
     socket_ = std::move(connected.socket);

@@ -345,11 +345,11 @@ INSTANTIATE_TEST_SUITE_P(
                     Wrong{{"copies", "F:0.0.00", "few"}, "", "copies: \"few\" is not a whole number"},
                     Wrong{{"copies", "F:0.0.00", "4294967297"}, "", "4294967297, it must be 1 to 1000"},
                     Wrong{{"copies", "F:0.0.00", "2", "--step", "2147483647"}, "", "--step"},
-                    Wrong{{"--version", "extra"}, "", "--version stands alone, not with \"extra\""},
-                    Wrong{{"--version", "read"}, "", "--version stands alone"},
+                    Wrong{{"--version", "extra"}, "", "--version is given alone, not with \"extra\""},
+                    Wrong{{"--version", "read"}, "", "--version is given alone"},
                     Wrong{{"--help", "extra"}, "", "command \"extra\" is unknown"},
-                    Wrong{{"--json", "types"}, "", "\"--json\" cannot stand here"},
-                    Wrong{{"params", "--groups=3", "save", "%"}, "", "\"--groups\" cannot stand here"},
+                    Wrong{{"--json", "types"}, "", "\"--json\" is not valid here"},
+                    Wrong{{"params", "--groups=3", "save", "%"}, "", "\"--groups\" is not valid here"},
                     Wrong{{"replay", ""}, "", "file"},
                     Wrong{{"copies", "F:0.0.00", "0"}, "", "copies is 0"}));
 

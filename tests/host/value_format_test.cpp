@@ -237,11 +237,12 @@ INSTANTIATE_TEST_SUITE_P(
     Scales, RefusedValue,
     testing::Values(
         ComplaintCase{"scale=3", "10",
-                      "value 10 for F is no multiple of its scale 3, the nearest are 9 and 12"},
-        ComplaintCase{"scale=0.001/unit=s", "0.0004",
-                      "value 0.0004 for F is no multiple of its scale 0.001, the nearest are 0 and 0.001 s"},
+                      "value 10 for F is not a multiple of its scale 3, the nearest are 9 and 12"},
+        ComplaintCase{
+            "scale=0.001/unit=s", "0.0004",
+            "value 0.0004 for F is not a multiple of its scale 0.001, the nearest are 0 and 0.001 s"},
         ComplaintCase{"scale=-0.5", "-2.6",
-                      "value -2.6 for F is no multiple of its scale -0.5, the nearest are -3 and -2.5"},
+                      "value -2.6 for F is not a multiple of its scale -0.5, the nearest are -3 and -2.5"},
         ComplaintCase{"signed/scale=0.1/unit=Hz", "3276.75",
                       "value 3276.75 for F is out of range, it must be -3276.8 to 3276.7 Hz"}));
 

@@ -46,9 +46,9 @@ int runCheck(const CheckOptions& options) {
         } catch (const UsageError& error) {
             valid = false;
             const QString reading = loaded.notation.driversReading(text(item));
-            complain(reading.isEmpty()
-                         ? error.text()
-                         : error.text() + QStringLiteral("; the driver alone takes it as %1").arg(reading));
+            printError(reading.isEmpty()
+                           ? error.text()
+                           : error.text() + QStringLiteral("; the driver alone takes it as %1").arg(reading));
         }
     }
     return valid ? EXIT_DONE : EXIT_USAGE;

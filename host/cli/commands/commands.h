@@ -1,5 +1,5 @@
 /// \file
-/// The table of commands.
+/// The commands, one function each.
 #ifndef DX7_CLI_COMMANDS_H
 #define DX7_CLI_COMMANDS_H
 
@@ -7,7 +7,7 @@
 
 namespace dx7::cli {
 
-// One function per command, each in its own file; each adds its command to the program.
+/// Each is in its own file and adds its command to the program.
 void addCheckCommand(CommandLine& program);
 void addCopiesCommand(CommandLine& program);
 void addMonitorCommand(CommandLine& program);

@@ -149,7 +149,7 @@ int runMonitor(const MonitorOptions& options) {
         QString why;
         table = LiveTable::open(connection, &why);
         if (!table) {
-            complain(QStringLiteral("%1, so changes are printed line by line").arg(why));
+            printError(QStringLiteral("%1, so changes are printed line by line").arg(why));
         }
     }
     if (!table) {
@@ -167,7 +167,7 @@ int runMonitor(const MonitorOptions& options) {
     }
     table.reset();
     for (const QString& write : unfinished) {
-        complain(write);
+        printError(write);
     }
     if (!fault.isEmpty()) {
         throw LineError(fault);

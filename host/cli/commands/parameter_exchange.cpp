@@ -13,9 +13,11 @@ namespace {
 
 constexpr int RUN_ITEMS = 10;
 constexpr int RUNS_AT_ONCE = 8;
-// Operations without any sign of life: a write and its reading back.
+// Operations in a row without any sign of life: a write and its reading back.
 constexpr int MOST_SILENT_OPERATIONS = 2;
+// Parameters in a row that are not verified for lack of a valid answer.
 constexpr int MOST_UNANSWERED = 2;
+// Writes in a row that are not acknowledged.
 constexpr int MOST_UNACKNOWLEDGED = 20;
 
 // How many points from `at` on can be read at once.

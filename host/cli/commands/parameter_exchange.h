@@ -70,7 +70,7 @@ public:
     QString failure(const Connection& connection, int station) const;
 
 private:
-    /// Parameters in a row that are not verified for want of a valid answer.
+    /// Parameters in a row that are not verified for lack of a valid answer.
     int unanswered_ = 0;
     /// Writes in a row, verified or not.
     int unacknowledged_ = 0;

@@ -58,11 +58,11 @@ int endUnsaved(const ParamsOptions& options, const ParameterSet& set, int points
     if (options.json) {
         tell(savedJson(options, set, refused, broken));
     }
-    complain(QStringLiteral("%1; %2 of %3 were read, %4 was left as it was; run it again")
-                 .arg(broken)
-                 .arg(set.count())
-                 .arg(counted(points - refused, "parameter"))
-                 .arg(text(options.file)));
+    printError(QStringLiteral("%1; %2 of %3 were read, %4 was left as it was; run it again")
+                   .arg(broken)
+                   .arg(set.count())
+                   .arg(counted(points - refused, "parameter"))
+                   .arg(text(options.file)));
     return EXIT_FAILED;
 }
 
@@ -137,7 +137,7 @@ bool printDifferences(const ParamsOptions& options, const Comparison& compared) 
         }
         return true;
     } catch (const LineError& error) {
-        complain(error.text());
+        printError(error.text());
         return false;
     }
 }
@@ -160,7 +160,7 @@ bool tellDiffSummary(const ParamsOptions& options, const Comparison& compared, i
                         .arg(counted(parameters, "parameter")));
     }
     if (!compared.broken.isEmpty()) {
-        complain(
+        printError(
             QStringLiteral("%1; %2 of %3 were compared, %4 of them differ; the same command compares them "
                            "all again")
                 .arg(compared.broken)
@@ -243,7 +243,7 @@ void LoadRun::take(const Difference& difference, const WriteEnd& end) {
     }
     if (end.state != Written::Verified) {
         tellItem(difference, end.state, end.fault);
-        complain(
+        printError(
             QStringLiteral("%1 = %2: %3").arg(difference.point.name).arg(difference.inFile).arg(end.fault));
     }
 }
@@ -311,8 +311,9 @@ bool LoadRun::tellSummary(int parameters) {
         told_ = tell(summaryText(parameters)) && told_;
     }
     if (!broken_.isEmpty()) {
-        complain(QStringLiteral("%1%2; run it again to go on: it compares first and writes only what differs")
-                     .arg(broken_, compared_.broken.isEmpty() ? QString() : comparedText(parameters)));
+        printError(
+            QStringLiteral("%1%2; run it again to go on: it compares first and writes only what differs")
+                .arg(broken_, compared_.broken.isEmpty() ? QString() : comparedText(parameters)));
     }
     return left == 0 && told_;
 }

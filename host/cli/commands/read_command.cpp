@@ -46,16 +46,16 @@ int runRead(const ReadOptions& options) {
         if (options.json || state.known) {
             printPoint(options, points.at(i), state);
         }
-        complain(QStringLiteral("%1 %2: %3")
-                     .arg(points.at(i).name,
-                          QLatin1String(state.known ? "is not certain" : "could not be read"),
-                          read.fault(i)));
+        printError(QStringLiteral("%1 %2: %3")
+                       .arg(points.at(i).name,
+                            QLatin1String(state.known ? "is not certain" : "could not be read"),
+                            read.fault(i)));
     }
     if (!connection.breakReason().isEmpty()) {
-        complain(QStringLiteral("%1; %2 of %3 read; the same command reads them all again")
-                     .arg(connection.breakReason())
-                     .arg(done)
-                     .arg(counted(points.size(), "item")));
+        printError(QStringLiteral("%1; %2 of %3 read; the same command reads them all again")
+                       .arg(connection.breakReason())
+                       .arg(done)
+                       .arg(counted(points.size(), "item")));
     }
     return connection.finish(good ? EXIT_DONE : EXIT_FAILED);
 }

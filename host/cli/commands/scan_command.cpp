@@ -86,7 +86,7 @@ bool tellSum(const Connection& connection, const QVector<int>& stations, const C
                         .arg(QLatin1String(stopped ? " (stopped)" : "")));
     }
     if (failed(connection)) {
-        complain(connection.breakReason() + QStringLiteral("; ") + notAskedText(stations, course));
+        printError(connection.breakReason() + QStringLiteral("; ") + notAskedText(stations, course));
     }
     return told;
 }

@@ -277,7 +277,7 @@ bool report(const WriteOptions& options, const WriteJob& job) {
     if (!fault.isEmpty()) {
         const bool open =
             fault.startsWith(QLatin1String("not sent")) || fault.startsWith(QLatin1String("unknown"));
-        complain(what + QLatin1String(open ? ": " : " failed: ") + fault);
+        printError(what + QLatin1String(open ? ": " : " failed: ") + fault);
     }
     return told && fault.isEmpty();
 }
@@ -298,7 +298,7 @@ QString breakText(const Connection& connection, const QVector<WriteJob>& jobs) {
 }
 
 // What broke the writes off, and how to go on.
-void complainOfBreak(const QString& reason, const QVector<WriteJob>& jobs) {
+void printBreak(const QString& reason, const QVector<WriteJob>& jobs) {
     const auto done = std::count_if(jobs.begin(), jobs.end(), [](const WriteJob& job) {
         return allWritten(job) && job.verifyFault().isEmpty();
     });
@@ -312,10 +312,10 @@ void complainOfBreak(const QString& reason, const QVector<WriteJob>& jobs) {
     const char* const readBack = unverified ? "read back what is unknown or was not verified, then "
                                  : unknown  ? "read back what is unknown, then "
                                             : "";
-    complain(QStringLiteral("%1; %2 of %3 done; %4write what is missing")
-                 .arg(reason)
-                 .arg(done)
-                 .arg(counted(jobs.size(), "write"), QLatin1String(readBack)));
+    printError(QStringLiteral("%1; %2 of %3 done; %4write what is missing")
+                   .arg(reason)
+                   .arg(done)
+                   .arg(counted(jobs.size(), "write"), QLatin1String(readBack)));
 }
 
 int runWrite(const WriteOptions& options) {
@@ -338,7 +338,7 @@ int runWrite(const WriteOptions& options) {
     }
     const QString reason = breakText(connection, jobs);
     if (!reason.isEmpty()) {
-        complainOfBreak(reason, jobs);
+        printBreak(reason, jobs);
     }
     return connection.finish(good ? EXIT_DONE : EXIT_FAILED);
 }

@@ -77,7 +77,7 @@ LiveTable::LiveTable(Connection& connection, std::unique_ptr<TerminalGuard> guar
     events.line = [this](bool open) {
         lineOpen_ = open;
         drawNow_ = true;
-        // What was said of the line before is no longer so.
+        // The message about the line is out of date.
         message_.clear();
         if (!open && pendingWrites_ > 0) {
             message_ = QStringLiteral("the line was lost: what was being written is sent when it is back");
@@ -237,7 +237,7 @@ void LiveTable::writeEnded(const QString& name, const QString& value, const Tran
     }
 }
 
-// A message stands in place of the keys' help, in as many lines as it needs.
+// A message takes the place of the keys' help, in as many lines as it needs.
 QStringList LiveTable::statusLines(int width) const {
     if (typing_) {
         return {typingLine(connection_.engine().table().points().at(selected_).name, typed_, width)};

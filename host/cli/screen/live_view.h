@@ -29,7 +29,7 @@ Cells cellsOf(const ValueTable& table, int index, qint64 nowUs);
 
 /// Columns as wide as the rows need, or as a window `width` columns wide can hold. Where that is too little
 /// the name is cut first, then the address; then changes and age are left out, and more in a window that has
-/// no room for a line. A value stands there whole or as "…": a part of a number is another number.
+/// no room for a line. A value is shown whole or as "…": a part of a number is another number.
 class TableLayout {
 public:
     TableLayout(const QVector<Cells>& rows, int width);
@@ -48,8 +48,8 @@ private:
 /// A line of the table, and why its value is not good where a window `width` columns wide has room for it.
 QString withFault(const QString& line, const QString& fault, int width);
 
-/// What stands above the table, at most `width` columns: the line is cut before what is counted, which
-/// stands there whole or not at all.
+/// The line above the table, at most `width` columns: `line` is cut before `counts`, which is
+/// shown whole or not at all.
 QString heading(const QString& line, const QString& counts, int width);
 /// The value being typed for an item, in at most `width` columns: the help goes first, then the name is cut,
 /// and of a value that is longer still the end is shown.

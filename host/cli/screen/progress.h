@@ -15,7 +15,7 @@ public:
     Progress(int total, Clock& clock);
     ~Progress();
 
-    /// `done` steps are over; `what` is shown behind the bar.
+    /// `done` steps are over; `what` is shown after the bar.
     void show(int done, const QString& what);
     /// Removes the bar, so that a line can be printed.
     void clear();

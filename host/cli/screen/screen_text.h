@@ -9,9 +9,9 @@ namespace dx7::cli {
 
 /// Columns that the text takes in the locale's terminal.
 int columnsOf(const QString& text);
-/// The text; its beginning with "…" behind it when it takes more than `width` columns.
+/// The text; its beginning and "…" when it takes more than `width` columns.
 QString elided(const QString& text, int width);
-/// The text with spaces behind (or before) it up to `width` columns.
+/// The text with spaces after (or before) it up to `width` columns.
 QString padded(const QString& text, int width, bool right = false);
 /// The text in lines of at most `width` columns, cut at spaces where there are any; at most `height` lines,
 /// of which the last one is elided.

@@ -18,7 +18,7 @@ public:
     /// Which keys show more of what was last shown; empty when all of it fits.
     QString keysText() const;
 
-    /// Width of the label and of each column behind it.
+    /// Width of the label and of each column after it.
     static constexpr int LABEL_WIDTH = 26;
     static constexpr int COLUMN_WIDTH = 11;
 
