@@ -58,7 +58,7 @@ std::string isoTime(qint64 wallUs) {
 
 qint64 wallTimeOf(const PointState& state) {
     // The state's own time is not one of day.
-    return state.known ? wallTimeUs() - (SystemClock().nowUs() - state.readUs) : wallTimeUs();
+    return state.raw ? wallTimeUs() - (SystemClock().nowUs() - state.readUs) : wallTimeUs();
 }
 
 std::string utf8(const QString& text) {
@@ -102,8 +102,7 @@ void addQuality(Quality quality, const QString& fault, Json* json) {
 }
 
 Json pointJson(const Point& point, const PointState& state) {
-    const std::optional<quint32> raw = state.known ? std::optional<quint32>(state.raw) : std::nullopt;
-    Json json = itemJson("value", isoTime(wallTimeOf(state)), point, raw);
+    Json json = itemJson("value", isoTime(wallTimeOf(state)), point, state.raw);
     addQuality(state.quality, state.fault, &json);
     return json;
 }

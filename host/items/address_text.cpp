@@ -3,6 +3,7 @@
 #include <QRegularExpression>
 #include <QVector>
 #include <algorithm>
+#include <optional>
 
 #include "host/number_text.h"
 
@@ -66,16 +67,16 @@ QString nearestPlainAddress(const RegisterType& type, const QString& typed) {
                   : nearestText(addressTexts(type), foldedDigits(typed));
 }
 
-// A group as it was meant: one hexadecimal digit, or a decimal number up to that of the letter F; -1 for
+// A group as it was meant: one hexadecimal digit, or a decimal number up to that of the letter F; empty for
 // neither.
-int groupMeant(const QString& digits) {
+std::optional<int> groupMeant(const QString& digits) {
     const int hexadecimal = digits.toInt(nullptr, 16);
     if (hexadecimal < 16) {
         return hexadecimal;
     }
     bool decimal = false;
     const int group = digits.toInt(&decimal);
-    return decimal && group < 16 ? group : -1;
+    return decimal && group < 16 ? std::optional<int>(group) : std::nullopt;
 }
 
 // group.sub.index in digits that need not be those of the form, or group.index; null for any other text.
@@ -87,13 +88,13 @@ QString groupedMeaning(const RegisterType& type, const QString& text) {
         return type.addressText(std::clamp(text.toInt(), type.lowestAddress, type.highestAddress));
     }
     const QRegularExpressionMatch match = form.match(text);
-    const int group = match.hasMatch() ? groupMeant(match.captured(1)) : -1;
-    if (group < 0) {
+    const std::optional<int> group = match.hasMatch() ? groupMeant(match.captured(1)) : std::nullopt;
+    if (!group) {
         return {};
     }
     const int highestGroup = type.highestAddress / GROUP_ITEMS;
     const int index = std::min(match.captured(2).toInt(), GROUP_ITEMS - 1);
-    return type.addressText(std::min(group, highestGroup) * GROUP_ITEMS + index);
+    return type.addressText(std::min(*group, highestGroup) * GROUP_ITEMS + index);
 }
 
 QString nearestGroupedAddress(const RegisterType& type, const QString& typed) {

@@ -1,6 +1,7 @@
 #include "host/items/item_notation.h"
 
 #include <cmath>
+#include <optional>
 #include <set>
 #include <tuple>
 
@@ -15,16 +16,15 @@ namespace {
 
 constexpr int MOST_VALUES = 1000;
 
-// Removes everything from the last `mark` on and returns what came after it; a null text when there is no
-// mark.
-QString cutFrom(QString* text, QChar mark) {
+// Removes everything from the last `mark` on and returns what came after it; empty when there is no mark.
+std::optional<QString> cutFrom(QString* text, QChar mark) {
     const int at = text->lastIndexOf(mark);
     if (at < 0) {
-        return QString();
+        return std::nullopt;
     }
     const QString tail = text->mid(at + 1);
     text->truncate(at);
-    return tail.isNull() ? QStringLiteral("") : tail;
+    return tail;
 }
 
 QString itemText(const RegisterType& type, const QString& addressText) {
@@ -184,9 +184,9 @@ ItemNotation::Parts ItemNotation::split(const QString& text) const {
     QStringList options = text.split(QLatin1Char('/'));
     QString head = options.takeFirst();
     parts.format = formatFromOptions(options);
-    const QString station = cutFrom(&head, QLatin1Char('@'));
-    if (!station.isNull()) {
-        parts.station = numberInRange(station, "station", 0, dx7common::HIGHEST_STATION);
+    const std::optional<QString> station = cutFrom(&head, QLatin1Char('@'));
+    if (station) {
+        parts.station = numberInRange(*station, "station", 0, dx7common::HIGHEST_STATION);
     }
     const int colon = head.indexOf(QLatin1Char(':'));
     if (colon < 0) {
@@ -200,9 +200,9 @@ ItemNotation::Parts ItemNotation::split(const QString& text) const {
     if (parts.addressText.count(QLatin1Char(',')) > 1) {
         refuseAddress(parts.type, parts.addressText);
     }
-    const QString count = cutFrom(&parts.addressText, QLatin1Char(','));
-    if (!count.isNull()) {
-        parts.count = numberInRange(count, "count", 1, MOST_VALUES);
+    const std::optional<QString> count = cutFrom(&parts.addressText, QLatin1Char(','));
+    if (count) {
+        parts.count = numberInRange(*count, "count", 1, MOST_VALUES);
         parts.counted = true;
     }
     return parts;
@@ -240,12 +240,13 @@ QVector<Point> ItemNotation::points(const QStringList& texts) const {
 
 WriteRequest ItemNotation::write(const QString& text) const {
     QString head = text;
-    const QString values = cutFrom(&head, QLatin1Char('='));
-    if (values.isNull()) {
+    const std::optional<QString> typed = cutFrom(&head, QLatin1Char('='));
+    if (!typed) {
         throw UsageError(
             QStringLiteral("\"%1\" has no value, write TYPE:ADDRESS[,COUNT][@STATION]=VALUE[,VALUE...]")
                 .arg(text));
     }
+    const QString& values = *typed;
     const Parts parts = split(head);
     WriteRequest request;
     request.first.type = parts.type;

@@ -263,13 +263,17 @@ QString formatText(const ValueFormat& format) {
     return options.join(QLatin1Char('/'));
 }
 
-quint32 rawFromItems(const ValueFormat& format, const QVector<int>& items) {
-    const auto first = static_cast<quint32>(items.value(0));
+quint32 rawFromItems(const ValueFormat& format, quint16 first, quint16 second) {
     if (!format.wide) {
         return first;
     }
-    const auto second = static_cast<quint32>(items.value(1));
-    return format.lowWordFirst ? (second << 16 | first) : (first << 16 | second);
+    const quint32 high = format.lowWordFirst ? second : first;
+    const quint32 low = format.lowWordFirst ? first : second;
+    return high << 16 | low;
+}
+
+quint32 rawFromItems(const ValueFormat& format, const QVector<int>& items) {
+    return rawFromItems(format, static_cast<quint16>(items.value(0)), static_cast<quint16>(items.value(1)));
 }
 
 QString valueText(const ValueFormat& format, const RegisterType& type, quint32 raw) {

@@ -52,7 +52,9 @@ ValueFormat formatFromOptions(const QStringList& options);
 /// The options that make the format, as formatFromOptions() takes them, joined by "/"; empty for a bare one.
 QString formatText(const ValueFormat& format);
 
-/// The raw number of a value from its items (one or two, in address order).
+/// The raw number of a value from its items, in address order; `second` counts for a wide value only.
+quint32 rawFromItems(const ValueFormat& format, quint16 first, quint16 second);
+/// The same of a list of one or two.
 quint32 rawFromItems(const ValueFormat& format, const QVector<int>& items);
 
 /// The number as shown, without unit.

@@ -5,8 +5,8 @@
 namespace dx7 {
 
 ReadItems HeldReads::itemsOf(const Held& held) const {
-    return ReadItems{held.range, held.skips ? &held.skip : nullptr, items_.data() + held.firstItem,
-                     held.readUs, held.ticket};
+    return ReadItems{held.range, held.skip ? &*held.skip : nullptr, items_.data() + held.firstItem,
+                     held.readUs, held.ticket.value_or(0)};
 }
 
 ReadItems HeldReads::hold(DriverSession& session, const ItemRange& range, int itemBytes,
@@ -14,7 +14,6 @@ ReadItems HeldReads::hold(DriverSession& session, const ItemRange& range, int it
     Held held;
     held.ticket = ticket;
     held.range = range;
-    held.skips = writing != nullptr;
     if (writing != nullptr) {
         held.skip = *writing;
     }
@@ -38,11 +37,11 @@ void HeldReads::settle(quint64 ticket, bool good, ValueTable& table, std::vector
     for (std::size_t i = first_; i < held_.size(); ++i) {
         if (held_[i].ticket == ticket) {
             table.settle(itemsOf(held_[i]), good, changed);
-            held_[i].ticket = 0;
+            held_[i].ticket.reset();
             break;
         }
     }
-    while (first_ < held_.size() && held_[first_].ticket == 0) {
+    while (first_ < held_.size() && !held_[first_].ticket) {
         ++first_;
     }
     // No sooner, so that each is moved once at most.

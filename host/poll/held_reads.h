@@ -3,6 +3,7 @@
 #ifndef DX7_HOST_HELD_READS_H
 #define DX7_HOST_HELD_READS_H
 
+#include <optional>
 #include <vector>
 
 #include "host/poll/value_table.h"
@@ -24,11 +25,11 @@ public:
 
 private:
     struct Held {
-        /// 0: it is settled.
-        quint64 ticket = 0;
+        /// Empty when it is settled.
+        std::optional<quint64> ticket;
         ItemRange range;
-        ItemRange skip;
-        bool skips = false;
+        /// The write under way when it was read, if there was one.
+        std::optional<ItemRange> skip;
         /// Index in items_.
         std::size_t firstItem = 0;
         qint64 readUs = 0;

@@ -4,7 +4,6 @@
 #ifndef DX7_HOST_POLL_PLAN_H
 #define DX7_HOST_POLL_PLAN_H
 
-#include <QSet>
 #include <QVector>
 
 #include "host/driver/driver_session.h"

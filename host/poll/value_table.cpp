@@ -22,8 +22,16 @@ bool shownAsPending(const ItemRange& write, const RegisterType& type, int statio
     return address >= write.address && address < write.address + write.count;
 }
 
+// The value that the items make; empty while one of them is not known.
+std::optional<quint32> rawOf(const ValueFormat& format, const std::vector<std::optional<quint16>>& items) {
+    if (std::find(items.begin(), items.end(), std::nullopt) != items.end()) {
+        return std::nullopt;
+    }
+    return rawFromItems(format, *items.front(), *items.back());
+}
+
 bool sameShown(const PointState& a, const PointState& b) {
-    return a.quality == b.quality && a.known == b.known && a.raw == b.raw && a.fault == b.fault;
+    return a.quality == b.quality && a.raw == b.raw && a.fault == b.fault;
 }
 
 }  // namespace
@@ -57,7 +65,7 @@ void ValueTable::setPoints(const QVector<Point>& points) {
         const Point& point = points.at(i);
         Entry fresh;
         fresh.state.fault = fresh.told.fault = QStringLiteral("never read");
-        fresh.items = fresh.goodItems = QVector<int>(point.items(), -1);
+        fresh.items = fresh.goodItems = Items(static_cast<std::size_t>(point.items()));
         entries_.push_back(fresh);
         if (typeIndex(point.type.name) < 0) {
             typeNames_.push_back(point.type.name);
@@ -98,7 +106,7 @@ void ValueTable::takeItems(const ReadItems& read, std::vector<int>* changed, con
         if (read.skip != nullptr && shownAsPending(*read.skip, point.type, place.station, place.address)) {
             continue;
         }
-        const int value = read.items[place.address - read.range.address];
+        const quint16 value = read.items[place.address - read.range.address];
         if (take(entry(place.point), point, place.item, value) &&
             (changed->empty() || changed->back() != place.point)) {
             changed->push_back(place.point);
@@ -107,27 +115,29 @@ void ValueTable::takeItems(const ReadItems& read, std::vector<int>* changed, con
 }
 
 void ValueTable::arrive(const ReadItems& read, std::vector<int>* changed) {
-    takeItems(read, changed, [&](Entry& known, const Point& point, int item, int value) {
+    takeItems(read, changed, [&](Entry& known, const Point& point, int item, quint16 value) {
         return arriveItem(known, point, item, value, read);
     });
 }
 
-bool ValueTable::arriveItem(Entry& known, const Point& point, int item, int value, const ReadItems& read) {
-    known.items[item] = value;
+bool ValueTable::arriveItem(Entry& known, const Point& point, int item, quint16 value,
+                            const ReadItems& read) {
+    known.items[static_cast<std::size_t>(item)] = value;
     known.ticket = read.ticket;
     known.failed = false;
-    if (known.provenAs(value) || known.items.contains(-1)) {
+    if (known.provenAs(value)) {
         return false;
     }
-    const quint32 raw = rawFromItems(point.format, known.items);
+    const std::optional<quint32> raw = rawOf(point.format, known.items);
+    if (!raw) {
+        return false;
+    }
     PointState& state = known.state;
     // What was read again as it was proven stays good, as of the proven reading.
-    if (state.quality == Quality::Good && known.provenRaw == raw) {
+    if (state.quality == Quality::Good && known.proven == raw) {
         return false;
     }
-    const bool news =
-        !state.known || state.raw != raw || state.quality == Quality::Bad || state.quality == Quality::Stale;
-    state.known = true;
+    const bool news = state.raw != raw || state.quality == Quality::Bad || state.quality == Quality::Stale;
     state.raw = raw;
     state.readUs = read.readUs;
     state.quality = Quality::Fresh;
@@ -142,27 +152,26 @@ bool ValueTable::tell(Entry& known, const PointState& state) {
 }
 
 // What its item number `item`, settled, makes of a point; false while it has no whole value.
-bool ValueTable::hasValue(Entry& known, const Point& point, int item, int value, bool good) {
-    known.goodItems[item] = good ? value : -1;
+bool ValueTable::hasValue(Entry& known, const Point& point, int item, quint16 value, bool good) {
+    const auto at = static_cast<std::size_t>(item);
+    known.goodItems[at] = good ? std::optional<quint16>(value) : std::nullopt;
     PointState& state = known.settled;
     // A value that may be another's is shown as such, where there is a whole one.
-    if ((good ? known.goodItems : known.items).contains(-1)) {
+    std::optional<quint32> raw = rawOf(point.format, good ? known.goodItems : known.items);
+    if (!raw) {
         return false;
     }
-    if (good) {
-        state.raw = rawFromItems(point.format, known.goodItems);
-    } else {
-        QVector<int> items = known.items;
-        items[item] = value;
-        state.raw = rawFromItems(point.format, items);
+    if (!good) {
+        Items items = known.items;
+        items[at] = value;
+        raw = rawOf(point.format, items);
     }
+    state.raw = raw;
     state.quality = !good ? Quality::Doubtful : known.failed ? Quality::Stale : Quality::Good;
     if (good) {
-        state.changes += known.proven && state.raw != known.provenRaw ? 1 : 0;
-        known.proven = true;
-        known.provenRaw = state.raw;
+        state.changes += known.proven && raw != known.proven ? 1 : 0;
+        known.proven = raw;
     }
-    state.known = true;
     if (!known.failed) {
         state.fault.clear();
     }
@@ -170,12 +179,12 @@ bool ValueTable::hasValue(Entry& known, const Point& point, int item, int value,
 }
 
 void ValueTable::settle(const ReadItems& read, bool good, std::vector<int>* changed) {
-    takeItems(read, changed, [&](Entry& known, const Point& point, int item, int value) {
+    takeItems(read, changed, [&](Entry& known, const Point& point, int item, quint16 value) {
         return settleItem(known, point, item, value, good, read);
     });
 }
 
-bool ValueTable::settleItem(Entry& known, const Point& point, int item, int value, bool good,
+bool ValueTable::settleItem(Entry& known, const Point& point, int item, quint16 value, bool good,
                             const ReadItems& read) {
     if (good && !known.failed && known.provenAs(value)) {
         known.state.readUs = known.told.readUs = read.readUs;
@@ -213,12 +222,7 @@ QVector<int> ValueTable::failPoints(const QVector<int>& points, const QString& f
         PointState state = failed.told;
         state.quality = failed.proven ? known : Quality::Bad;
         state.fault = fault;
-        if (failed.proven) {
-            state.raw = failed.provenRaw;
-            state.known = true;
-        } else {
-            state.known = false;
-        }
+        state.raw = failed.proven;
         failed.failed = true;
         if (tell(failed, state)) {
             changed += point;

@@ -4,6 +4,7 @@
 #define DX7_HOST_VALUE_TABLE_H
 
 #include <QVector>
+#include <optional>
 #include <vector>
 
 #include "host/driver/driver_session.h"
@@ -30,11 +31,9 @@ QString qualityText(Quality quality);
 /// What is known of one point.
 struct PointState {
     Quality quality = Quality::Bad;
-    /// There is a value.
-    bool known = false;
-    /// The value.
-    quint32 raw = 0;
-    /// When it was read.
+    /// The value, as rawFromItems() makes it; empty while none is known.
+    std::optional<quint32> raw;
+    /// When it was read, on the Clock; of no meaning without a value.
     qint64 readUs = 0;
     /// How often a good value differed from the good one before it.
     qint64 changes = 0;
@@ -81,27 +80,28 @@ public:
     void lineBack();
 
 private:
+    using Items = std::vector<std::optional<quint16>>;
+
     struct Entry {
         PointState state;
         PointState told;
         /// What told is to become; kept for its memory.
         PointState settled;
-        /// There was a good value.
-        bool proven = false;
-        quint32 provenRaw = 0;
+        /// The last good value; empty when there was none.
+        std::optional<quint32> proven;
         /// The last read failed.
         bool failed = false;
         /// Of the latest read.
         quint64 ticket = 0;
-        /// Raw items as they came; -1 for one not read yet.
-        QVector<int> items;
+        /// Raw items as they came; empty for one not read yet.
+        Items items;
         /// Likewise the settled ones.
-        QVector<int> goodItems;
+        Items goodItems;
 
         /// The point is this one item, which is known and told as good with this value: the usual case, for
         /// which nothing need be worked out again.
-        bool provenAs(int value) const {
-            return goodItems.size() == 1 && goodItems.at(0) == value && state.quality == Quality::Good &&
+        bool provenAs(quint16 value) const {
+            return goodItems.size() == 1 && goodItems.front() == value && state.quality == Quality::Good &&
                    told.quality == Quality::Good && state.raw == told.raw && state.changes == told.changes;
         }
     };
@@ -125,11 +125,11 @@ private:
     Places placesIn(const ItemRange& range) const;
     template <typename Take>
     void takeItems(const ReadItems& read, std::vector<int>* changed, const Take& take);
-    static bool arriveItem(Entry& known, const Point& point, int item, int value, const ReadItems& read);
+    static bool arriveItem(Entry& known, const Point& point, int item, quint16 value, const ReadItems& read);
     int typeIndex(const QString& name) const;
     static bool tell(Entry& known, const PointState& state);
-    static bool hasValue(Entry& known, const Point& point, int item, int value, bool good);
-    static bool settleItem(Entry& known, const Point& point, int item, int value, bool good,
+    static bool hasValue(Entry& known, const Point& point, int item, quint16 value, bool good);
+    static bool settleItem(Entry& known, const Point& point, int item, quint16 value, bool good,
                            const ReadItems& read);
     QVector<int> failPoints(const QVector<int>& points, const QString& fault, Quality known);
     QVector<int> pointsIn(const ItemRange& range) const;

@@ -127,7 +127,7 @@ TEST(Wrapped, AMessageKeepsItsEnd) {
 TEST(LiveView, AgesGrowCoarser) {
     PointState state;
     EXPECT_EQ(ageText(state, 5000000), latin("-"));
-    state.known = true;
+    state.raw = 0;
     EXPECT_EQ(ageText(state, 300000), latin("0.3 s"));
     EXPECT_EQ(ageText(state, 12000000), latin("12 s"));
     EXPECT_EQ(ageText(state, 300000000), latin("5 min"));

@@ -83,7 +83,7 @@ TEST_F(ValueTableTest, WhatIsNotProvenIsKnownButNotTold) {
     EXPECT_EQ(table.state(0).quality, Quality::Fresh);
     EXPECT_EQ(table.state(0).raw, 5u);
     EXPECT_EQ(table.told(0).quality, Quality::Bad);
-    EXPECT_FALSE(table.told(0).known);
+    EXPECT_FALSE(table.told(0).raw);
     EXPECT_EQ(arrived(two), QVector<int>{0});
     EXPECT_EQ(settled(one, true), QVector<int>{0});
     EXPECT_EQ(table.told(0).raw, 5u);
@@ -147,7 +147,7 @@ TEST_F(ValueTableTest, AWideValueNeedsBothWords) {
     device.registers[0xF000] = 1;
     device.registers[0xF001] = 2;
     EXPECT_TRUE(readFromDevice(word, false).isEmpty());
-    EXPECT_FALSE(table.told(0).known);
+    EXPECT_FALSE(table.told(0).raw);
     EXPECT_EQ(readFromDevice({1, QStringLiteral("F"), 1, 1}, false), QVector<int>{0});
     EXPECT_EQ(table.told(0).raw, 0x10002u);
 }
@@ -181,7 +181,7 @@ TEST_F(ValueTableTest, AFailedReadForgetsWhatWasNotProven) {
     settled(read, false);
     EXPECT_EQ(table.fail(word, QStringLiteral("no reply"), false), QVector<int>{0});
     EXPECT_EQ(table.told(0).quality, Quality::Bad);
-    EXPECT_FALSE(table.told(0).known);
+    EXPECT_FALSE(table.told(0).raw);
 }
 
 TEST_F(ValueTableTest, AStationThatFailsTakesItsPointsAlone) {

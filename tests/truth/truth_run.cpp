@@ -295,7 +295,7 @@ void Run::onValue(int index) {
     const dx7::PointState& told = engine_.table().told(index);
     if (traced_) {
         trace(nowUs_, QStringLiteral("~ %1 shown as 0x%2 %3, read at %4")
-                          .arg(points_.at(index).name, QString::number(told.raw, 16),
+                          .arg(points_.at(index).name, QString::number(told.raw.value_or(0), 16),
                                dx7::qualityText(told.quality), timeText(told.readUs)));
     }
     if (told.quality == dx7::Quality::Doubtful) {
@@ -316,8 +316,9 @@ void Run::judge(const dx7::Point& point, const dx7::PointState& told) {
                range.regType == point.type.name && range.address <= point.address &&
                point.address < range.address + std::max(range.count, 1);
     });
-    const QString name = QStringLiteral("%1 shown as 0x%2, read at %3")
-                             .arg(point.name, QString::number(told.raw, 16), timeText(told.readUs));
+    const QString name =
+        QStringLiteral("%1 shown as 0x%2, read at %3")
+            .arg(point.name, QString::number(told.raw.value_or(0), 16), timeText(told.readUs));
     if (reading == readings_.rend() || reading->sentUs < 0) {
         fail(Outcome::FalseValue, name + QStringLiteral(": no such request was sent"), QByteArray(), 0);
         return;
@@ -329,7 +330,7 @@ void Run::judge(const dx7::Point& point, const dx7::PointState& told) {
     const int mask = function <= 2 ? 1 : function == dx7::READ_EXCEPTION_STATUS ? 0xFF : 0xFFFF;
     const std::uint64_t last = line_.record().readingAt(reading->copyUs);
     for (std::uint64_t at = reading->readings + 1; at <= last; ++at) {
-        if ((valueOf(point.station, function, item, at) & mask) == static_cast<int>(told.raw)) {
+        if (told.raw == static_cast<quint32>(valueOf(point.station, function, item, at) & mask)) {
             return;
         }
     }

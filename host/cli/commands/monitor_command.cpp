@@ -80,8 +80,7 @@ private:
             print(pointJson(point, state));
             return;
         }
-        QString value =
-            state.known ? valueWithUnit(point.format, point.type, state.raw) : QStringLiteral("-");
+        QString value = state.raw ? valueWithUnit(point.format, point.type, *state.raw) : QStringLiteral("-");
         if (state.quality != Quality::Good) {
             value += QStringLiteral(" (%1)").arg(qualityText(state.quality));
         }

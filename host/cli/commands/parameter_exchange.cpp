@@ -183,7 +183,7 @@ QString ParameterReader::carryOut(const Batch& batch) {
         const OneShotRead& read = batch.read(i);
         if (read.allGood()) {
             for (int k = 0; k < run.size(); ++k) {
-                each_(run.at(k), static_cast<int>(read.table().state(k).raw), QString());
+                each_(run.at(k), static_cast<int>(*read.table().state(k).raw), QString());
             }
             told_ += run.size();
         } else if (!refused(read)) {
@@ -259,8 +259,9 @@ WriteEnd writeEnd(const Transaction& write, const PointState& state, const QStri
     WriteEnd end;
     end.acknowledged = write.answered();
     end.readBack = state.quality == Quality::Good || refused(readFault);
-    const int reads = static_cast<int>(state.raw);
-    if (state.quality == Quality::Good && reads == inFile) {
+    // A good state has a value.
+    const quint32 reads = state.raw.value_or(0);
+    if (state.quality == Quality::Good && reads == static_cast<quint32>(inFile)) {
         end.state = Written::Verified;
     } else if (state.quality == Quality::Good) {
         end.fault = write.good() ? QStringLiteral("did not take, it reads %1").arg(reads)

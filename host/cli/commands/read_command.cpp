@@ -19,7 +19,7 @@ void printPoint(const ReadOptions& options, const Point& point, const PointState
         const QString mark = state.quality == Quality::Good
                                  ? QString()
                                  : QStringLiteral(" (%1)").arg(qualityText(state.quality));
-        print(QStringLiteral("%1 = %2").arg(point.name, valueWithUnit(point.format, point.type, state.raw)) +
+        print(QStringLiteral("%1 = %2").arg(point.name, valueWithUnit(point.format, point.type, *state.raw)) +
               mark);
     }
 }
@@ -43,12 +43,12 @@ int runRead(const ReadOptions& options) {
         }
         good = false;
         state.fault = read.fault(i);
-        if (options.json || state.known) {
+        if (options.json || state.raw) {
             printPoint(options, points.at(i), state);
         }
         printError(QStringLiteral("%1 %2: %3")
                        .arg(points.at(i).name,
-                            QLatin1String(state.known ? "is not certain" : "could not be read"),
+                            QLatin1String(state.raw ? "is not certain" : "could not be read"),
                             read.fault(i)));
     }
     if (!connection.breakReason().isEmpty()) {

@@ -170,7 +170,7 @@ void verify(Connection& connection, WriteJob& job) {
         back.verified = state.quality == Quality::Good && !back.tookNot;
         if (back.tookNot) {
             back.fault = QStringLiteral("written, but %1 reads %2 instead of %3")
-                             .arg(point.name, valueText(point.format, point.type, state.raw),
+                             .arg(point.name, valueText(point.format, point.type, *state.raw),
                                   valueText(point.format, point.type, writtenRaw(job, i)));
         } else if (!back.verified) {
             back.fault = QStringLiteral("written, but reading back failed: %1").arg(read.fault(i));

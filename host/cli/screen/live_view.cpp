@@ -33,7 +33,7 @@ Cells cellsOf(const ValueTable& table, int index, qint64 nowUs) {
     const PointState& state = table.state(index);
     return {point.name,
             point.notation(),
-            state.known ? valueWithUnit(point.format, point.type, state.raw) : QStringLiteral("-"),
+            state.raw ? valueWithUnit(point.format, point.type, *state.raw) : QStringLiteral("-"),
             qualityText(state.quality),
             ageText(state, nowUs),
             QString::number(state.changes)};
@@ -141,7 +141,7 @@ QString disturbanceText(const Counters& counters) {
 }
 
 QString ageText(const PointState& state, qint64 nowUs) {
-    if (!state.known) {
+    if (!state.raw) {
         return QStringLiteral("-");
     }
     const qint64 seconds = (nowUs - state.readUs) / 1000000;
