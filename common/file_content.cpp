@@ -7,6 +7,7 @@
 #include <algorithm>
 #include <cerrno>
 
+#include "common/file_descriptor.h"
 #include "common/system_reason.h"
 
 namespace dx7common {
@@ -65,16 +66,8 @@ FileContent readOpened(int descriptor, std::size_t limit) {
 }  // namespace
 
 FileContent readFileContent(const std::string& path, std::size_t limit) {
-    int descriptor = -1;
-    do {
-        descriptor = ::open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NOCTTY);
-    } while (descriptor < 0 && errno == EINTR);
-    if (descriptor < 0) {
-        return faulty(errno);
-    }
-    FileContent content = readOpened(descriptor, limit);
-    ::close(descriptor);
-    return content;
+    const FileDescriptor file(path.c_str(), O_RDONLY | O_NOCTTY);
+    return file.isOpen() ? readOpened(file.number(), limit) : faulty(errno);
 }
 
 }  // namespace dx7common

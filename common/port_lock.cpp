@@ -5,12 +5,12 @@
 #include <sys/stat.h>
 #include <sys/sysmacros.h>
 #include <sys/un.h>
-#include <unistd.h>
 
 #include <cerrno>
 #include <cstddef>
 #include <cstring>
-#include <fstream>
+
+#include "common/process_name.h"
 
 namespace dx7common {
 
@@ -42,30 +42,22 @@ struct Address {
     const sockaddr* generic() const { return reinterpret_cast<const sockaddr*>(&place); }
 };
 
-int newSocket() {
-    return ::socket(AF_UNIX, SOCK_STREAM | SOCK_NONBLOCK | SOCK_CLOEXEC, 0);
-}
-
-// The name of a program; empty when it cannot be known.
-std::string programName(pid_t process) {
-    std::ifstream file("/proc/" + std::to_string(process) + "/comm");
-    std::string name;
-    std::getline(file, name);
-    return name;
+FileDescriptor newSocket() {
+    return FileDescriptor(::socket(AF_UNIX, SOCK_STREAM | SOCK_NONBLOCK | SOCK_CLOEXEC, 0));
 }
 
 // "dx7 (process 1234)" or what can be known of it.
 std::string holderText(const Address& address) {
     ucred holder{};
     socklen_t size = sizeof holder;
-    const int asking = newSocket();
-    const bool known = ::connect(asking, address.generic(), address.size) == 0 &&
-                       ::getsockopt(asking, SOL_SOCKET, SO_PEERCRED, &holder, &size) == 0 && holder.pid > 0;
-    ::close(asking);
+    const FileDescriptor asking = newSocket();
+    const bool known = ::connect(asking.number(), address.generic(), address.size) == 0 &&
+                       ::getsockopt(asking.number(), SOL_SOCKET, SO_PEERCRED, &holder, &size) == 0 &&
+                       holder.pid > 0;
     if (!known) {
         return "another dx7 or dx7-device";
     }
-    const std::string name = programName(holder.pid);
+    const std::string name = processName(holder.pid);
     return (name.empty() ? "another program" : name) + " (process " + std::to_string(holder.pid) + ")";
 }
 
@@ -83,8 +75,8 @@ bool PortLock::take(const std::string& path, std::string* why) {
     constexpr int ASKING_PROGRAMS = 64;
     socket_ = newSocket();
     // Where nothing can be locked, as without sockets, the port is used all the same.
-    if (socket_ < 0 || ::bind(socket_, address.generic(), address.size) == 0) {
-        ::listen(socket_, ASKING_PROGRAMS);
+    if (!socket_.isOpen() || ::bind(socket_.number(), address.generic(), address.size) == 0) {
+        ::listen(socket_.number(), ASKING_PROGRAMS);
         return true;
     }
     if (errno != EADDRINUSE) {
@@ -111,10 +103,7 @@ bool PortLock::confirm(int port, std::string* why) const {
 }
 
 void PortLock::release() {
-    if (socket_ >= 0) {
-        ::close(socket_);
-        socket_ = -1;
-    }
+    socket_.close();
     isDevice_ = false;
 }
 

@@ -7,6 +7,8 @@
 
 #include <string>
 
+#include "common/file_descriptor.h"
+
 namespace dx7common {
 
 /// A lock that goes by the number of the device (major and minor), which links, second nodes and bind mounts
@@ -33,7 +35,7 @@ public:
     void release();
 
 private:
-    int socket_ = -1;
+    FileDescriptor socket_;
     bool isDevice_ = false;
     dev_t number_ = 0;
 };

@@ -143,17 +143,16 @@ void Connection::take(const ExchangeNote& note) {
 
 Connection::~Connection() {
     try {
-        finish(EXIT_FAILED);
+        closeRecording();
     } catch (const LineError& error) {
         printError(error.text());
     }
 }
 
-int Connection::finish(int exitCode) {
+void Connection::closeRecording() {
     if (recorder_) {
         recorder_->close();
     }
-    return exitCode;
 }
 
 void Connection::step() {

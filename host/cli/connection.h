@@ -45,12 +45,12 @@ public:
     /// Opens the line, and the recording when the options name one. Throws UsageError when that fails, or
     /// when the recording would overwrite what the command reads, before anything is sent.
     Connection(const Driver& loaded, const LineSettings& settings, const CommonOptions& options);
-    /// A recording that could not be completed is said where finish() was not called.
+    /// Closes the recording, and prints why that failed, where closeRecording() was not called.
     ~Connection();
 
-    /// What a command ends with, when nothing will be sent any more: `exitCode`. Throws LineError when the
-    /// disk may not have all of the recording.
-    int finish(int exitCode);
+    /// Ends the recording, if there is one; nothing may be sent after that. Throws LineError when the disk
+    /// may not have all of it.
+    void closeRecording();
 
     PollEngine& engine() { return *engine_; }
     /// Sets what the command is told; the connection listens, too. Replaces what was set before.

@@ -1,7 +1,8 @@
+#include "host/files/frame_text.h"
+
 #include <QStringList>
 
 #include "host/exchange/rtu_frame.h"
-#include "host/files/recording.h"
 
 namespace dx7 {
 

@@ -2,8 +2,6 @@
 
 #include <pcap/pcap.h>
 
-#include <QFile>
-
 #include "host/error.h"
 #include "host/files/recording.h"
 #include "host/files/recording_stream.h"

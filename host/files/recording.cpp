@@ -5,22 +5,19 @@
 #include <QFile>
 
 #include "host/error.h"
+#include "host/exchange/rtu_frame.h"
 
 namespace dx7 {
 
 namespace {
-
-int wordOf(const QByteArray& bytes, int index) {
-    return static_cast<quint8>(bytes.at(index)) * 256 + static_cast<quint8>(bytes.at(index + 1));
-}
 
 // Takes a packet's tags apart. False when it carries no frame of this dissector.
 bool parsePacket(const QByteArray& bytes, RecordedFrame* frame) {
     bool ours = false;
     int at = 0;
     while (at + TAG_HEAD_BYTES <= bytes.size()) {
-        const int tag = wordOf(bytes, at);
-        const int length = wordOf(bytes, at + 2);
+        const int tag = wordAt(bytes, at);
+        const int length = wordAt(bytes, at + 2);
         at += TAG_HEAD_BYTES;
         if (at + length > bytes.size()) {
             return false;
@@ -32,7 +29,7 @@ bool parsePacket(const QByteArray& bytes, RecordedFrame* frame) {
         const QByteArray value = bytes.mid(at, length);
         ours = ours || (tag == TAG_DISSECTOR && QByteArray(value.constData()) == DISSECTOR);
         if (tag == TAG_DESTINATION_PORT && length == 4) {
-            frame->request = wordOf(value, 2) == DEVICE_PORT;
+            frame->request = wordAt(value, 2) == DEVICE_PORT;
         }
         at += length;
     }

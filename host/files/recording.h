@@ -51,9 +51,6 @@ private:
     QString breaksOff_;
 };
 
-/// What a frame says, such as "read holding registers 0xF319, 2 items"; "wrong CRC" where that is so.
-QString describeFrame(const RecordedFrame& frame);
-
 }  // namespace dx7
 
 #endif

@@ -53,17 +53,10 @@ EpollPoller::EpollPoller(Calls calls)
     epoll_event event{};
     event.events = EPOLLIN;
     event.data.ptr = nullptr;
-    if (epoll_ < 0 || wake_ < 0 || ::epoll_ctl(epoll_, EPOLL_CTL_ADD, wake_, &event) != 0) {
-        const int error = errno;
-        ::close(epoll_);
-        ::close(wake_);
-        throw LineError(QStringLiteral("the system cannot wait for a line: ") + systemReason(error));
+    if (!epoll_.isOpen() || !wake_.isOpen() ||
+        ::epoll_ctl(epoll_.number(), EPOLL_CTL_ADD, wake_.number(), &event) != 0) {
+        throw LineError(QStringLiteral("the system cannot wait for a line: ") + systemReason(errno));
     }
-}
-
-EpollPoller::~EpollPoller() {
-    ::close(epoll_);
-    ::close(wake_);
 }
 
 void EpollPoller::add(Line& line) {
@@ -180,8 +173,8 @@ void EpollPoller::watch(Watches::value_type& entry, unsigned events) {
     const int descriptor = entry.first->descriptor();
     const int first = watch.descriptor < 0 ? EPOLL_CTL_ADD : EPOLL_CTL_MOD;
     const int second = watch.descriptor < 0 ? EPOLL_CTL_MOD : EPOLL_CTL_ADD;
-    if (::epoll_ctl(epoll_, first, descriptor, &event) != 0) {
-        ::epoll_ctl(epoll_, second, descriptor, &event);
+    if (::epoll_ctl(epoll_.number(), first, descriptor, &event) != 0) {
+        ::epoll_ctl(epoll_.number(), second, descriptor, &event);
     }
     watch.descriptor = descriptor;
     watch.events = events;
@@ -190,14 +183,14 @@ void EpollPoller::watch(Watches::value_type& entry, unsigned events) {
 // The descriptor may have been closed meanwhile; then the kernel has forgotten it already.
 void EpollPoller::forget(Watch& watch) {
     if (watch.descriptor >= 0) {
-        ::epoll_ctl(epoll_, EPOLL_CTL_DEL, watch.descriptor, nullptr);
+        ::epoll_ctl(epoll_.number(), EPOLL_CTL_DEL, watch.descriptor, nullptr);
     }
     watch.descriptor = -1;
     watch.events = 0;
 }
 
 void EpollPoller::sleepFor(qint64 us) {
-    if (awaitReadable(wake_, us) > 0) {
+    if (awaitReadable(wake_.number(), us) > 0) {
         takeWake();
     }
 }
@@ -205,14 +198,16 @@ void EpollPoller::sleepFor(qint64 us) {
 // How many events there are after the time at most; 0 or less after a signal, too.
 int EpollPoller::events(qint64 us) {
     if (calls_ == Calls::Newest) {
-        const int count = waitExactly(epoll_, events_.data(), MOST_EVENTS, us);
+        const int count = waitExactly(epoll_.number(), events_.data(), MOST_EVENTS, us);
         // What keeps programs from calls that it does not know may say EPERM.
         if (count >= 0 || (errno != ENOSYS && errno != EPERM)) {
             return count;
         }
         calls_ = Calls::Everywhere;
     }
-    return awaitReadable(epoll_, us) > 0 ? ::epoll_wait(epoll_, events_.data(), MOST_EVENTS, 0) : 0;
+    return awaitReadable(epoll_.number(), us) > 0
+               ? ::epoll_wait(epoll_.number(), events_.data(), MOST_EVENTS, 0)
+               : 0;
 }
 
 void EpollPoller::note(const epoll_event& event) {
@@ -229,13 +224,13 @@ void EpollPoller::note(const epoll_event& event) {
 
 void EpollPoller::takeWake() {
     std::uint64_t count = 0;
-    static_cast<void>(::read(wake_, &count, sizeof count) == 0);
+    static_cast<void>(::read(wake_.number(), &count, sizeof count) == 0);
 }
 
 void EpollPoller::wake() {
     const int error = errno;
     const std::uint64_t one = 1;
-    static_cast<void>(::write(wake_, &one, sizeof one) == 0);
+    static_cast<void>(::write(wake_.number(), &one, sizeof one) == 0);
     errno = error;
 }
 

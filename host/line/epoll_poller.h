@@ -8,6 +8,7 @@
 #include <array>
 #include <unordered_map>
 
+#include "common/file_descriptor.h"
 #include "host/line/clock.h"
 #include "host/line/poller.h"
 
@@ -22,7 +23,6 @@ public:
 
     /// Throws LineError when the system has no descriptors left.
     explicit EpollPoller(Calls calls = Calls::Newest);
-    ~EpollPoller() override;
 
     qint64 nowUs() override { return clock_.nowUs(); }
     void add(Line& line) override;
@@ -60,8 +60,8 @@ private:
 
     SystemClock clock_;
     Calls calls_;
-    int epoll_;
-    int wake_;
+    dx7common::FileDescriptor epoll_;
+    dx7common::FileDescriptor wake_;
     Watches watches_;
     std::array<epoll_event, MOST_EVENTS> events_{};
 };

@@ -10,8 +10,11 @@
 #include <QFileInfo>
 #include <cerrno>
 #include <climits>
+#include <optional>
+#include <string>
 
 #include "common/file_descriptor.h"
+#include "common/process_name.h"
 
 namespace dx7 {
 
@@ -23,12 +26,15 @@ constexpr const char* LOCK_FOLDERS[] = {"/var/lock", "/etc/locks", "/var/spool/l
 
 constexpr int MOST_LOCK_BYTES = 1024;
 
-// The process that the first line names; 0 when it names none.
-qint64 processIn(const QString& lockFile) {
+// The process that the first line names; empty when it names none.
+std::optional<pid_t> processIn(const QString& lockFile) {
     QFile file(lockFile);
     const QByteArray line = file.open(QIODevice::ReadOnly) ? file.readLine(MOST_LOCK_BYTES) : QByteArray();
     const qint64 process = line.trimmed().toLongLong();
-    return process > 0 && process <= INT_MAX ? process : 0;
+    if (process <= 0 || process > INT_MAX) {
+        return std::nullopt;
+    }
+    return static_cast<pid_t>(process);
 }
 
 // A program that lives has its file locked itself. One of another container has a process number of there.
@@ -36,14 +42,13 @@ bool isLocked(const dx7common::FileDescriptor& file) {
     return ::flock(file.number(), LOCK_EX | LOCK_NB) != 0 && errno == EWOULDBLOCK;
 }
 
-bool isRunning(qint64 process) {
-    return ::kill(static_cast<pid_t>(process), 0) == 0 || errno != ESRCH;
+bool isRunning(pid_t process) {
+    return ::kill(process, 0) == 0 || errno != ESRCH;
 }
 
-QString nameOf(qint64 process) {
-    QFile file(QStringLiteral("/proc/%1/comm").arg(process));
-    const QByteArray name = file.open(QIODevice::ReadOnly) ? file.readAll().trimmed() : QByteArray();
-    return name.isEmpty() ? QStringLiteral("a program") : QString::fromLocal8Bit(name);
+QString nameOf(pid_t process) {
+    const std::string name = dx7common::processName(process);
+    return name.empty() ? QStringLiteral("a program") : QString::fromLocal8Bit(name.c_str());
 }
 
 }  // namespace
@@ -64,8 +69,8 @@ QString portLockFile(const QString& port) {
 bool removeStaleLock(const QString& lockFile) {
     const QByteArray path = QFile::encodeName(lockFile);
     const dx7common::FileDescriptor file(path, O_RDONLY | O_NOFOLLOW | O_NONBLOCK);
-    const qint64 process = processIn(lockFile);
-    if (!file.isOpen() || process == 0 || isRunning(process) || isLocked(file)) {
+    const std::optional<pid_t> process = processIn(lockFile);
+    if (!file.isOpen() || !process || isRunning(*process) || isLocked(file)) {
         return false;
     }
     // Meanwhile another program may have made its own.
@@ -76,23 +81,23 @@ bool removeStaleLock(const QString& lockFile) {
 }
 
 QString lockFileText(const QString& lockFile) {
-    const qint64 process = processIn(lockFile);
-    if (process == 0) {
+    const std::optional<pid_t> process = processIn(lockFile);
+    if (!process) {
         return QStringLiteral("the lock file %1 names no process: remove it if no program has the port open")
             .arg(lockFile);
     }
     const dx7common::FileDescriptor file(QFile::encodeName(lockFile), O_RDONLY | O_NONBLOCK);
-    if (isRunning(process) || (file.isOpen() && isLocked(file))) {
+    if (isRunning(*process) || (file.isOpen() && isLocked(file))) {
         return QStringLiteral("it is in use by %1 (process %2), as the lock file %3 says")
-            .arg(nameOf(process))
-            .arg(process)
+            .arg(nameOf(*process))
+            .arg(*process)
             .arg(lockFile);
     }
     return QStringLiteral(
                "the lock file %1 of a program that has ended (process %2) is left and cannot be removed: "
                "remove it as root or as its owner")
         .arg(lockFile)
-        .arg(process);
+        .arg(*process);
 }
 
 }  // namespace dx7

@@ -8,6 +8,7 @@
 #include <QTemporaryDir>
 
 #include "host/error.h"
+#include "host/files/frame_text.h"
 #include "host/files/line_file.h"
 #include "host/files/parameter_file.h"
 #include "host/files/recorder.h"

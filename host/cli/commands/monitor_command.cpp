@@ -176,7 +176,8 @@ int runMonitor(const MonitorOptions& options) {
         printStatistics(connection.engine().statistics(), connection.clock().nowUs(), options.json);
     }
     const bool good = connection.engine().statistics().all().good > 0 && unfinished.isEmpty();
-    return connection.finish(good ? EXIT_DONE : EXIT_FAILED);
+    connection.closeRecording();
+    return good ? EXIT_DONE : EXIT_FAILED;
 }
 
 }  // namespace

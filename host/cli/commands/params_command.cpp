@@ -93,17 +93,15 @@ int runSave(const ParamsOptions& options) {
                             .arg(text(options.file)));
     }
     saveParameters(text(options.file), loaded.notation, set);
-    if (options.json) {
-        const bool told = tell(savedJson(options, set, refused, QString()));
-        return connection.finish(told ? EXIT_DONE : EXIT_FAILED);
-    }
     const QString others =
         refused > 0 ? QStringLiteral("; the station does not have %1 others").arg(refused) : QString();
-    const bool told = tell(QStringLiteral("%1 of station %2 saved in %3%4")
-                               .arg(counted(set.count(), "parameter"))
-                               .arg(set.station)
-                               .arg(text(options.file), others));
-    return connection.finish(told ? EXIT_DONE : EXIT_FAILED);
+    const bool told = options.json ? tell(savedJson(options, set, refused, QString()))
+                                   : tell(QStringLiteral("%1 of station %2 saved in %3%4")
+                                              .arg(counted(set.count(), "parameter"))
+                                              .arg(set.station)
+                                              .arg(text(options.file), others));
+    connection.closeRecording();
+    return told ? EXIT_DONE : EXIT_FAILED;
 }
 
 void printDifference(const Difference& difference, bool json) {
@@ -182,7 +180,8 @@ int runDiff(const ParamsOptions& options) {
     const bool told = tellDiffSummary(options, compared, set.count()) && printed;
     const bool refused = std::any_of(compared.differences.begin(), compared.differences.end(),
                                      [](const Difference& difference) { return difference.onDevice < 0; });
-    return connection.finish(refused || !told || !compared.broken.isEmpty() ? EXIT_FAILED : EXIT_DONE);
+    connection.closeRecording();
+    return refused || !told || !compared.broken.isEmpty() ? EXIT_FAILED : EXIT_DONE;
 }
 
 // The writing of what differs, and what there is to say about it.
@@ -332,7 +331,9 @@ int runLoad(const ParamsOptions& options) {
         run.giveUp(compared.broken);
     }
     run.tellRest();
-    return connection.finish(run.tellSummary(set.count()) ? EXIT_DONE : EXIT_FAILED);
+    const bool told = run.tellSummary(set.count());
+    connection.closeRecording();
+    return told ? EXIT_DONE : EXIT_FAILED;
 }
 
 void addAction(CommandLine& params, const char* name, const char* what, const char* footer,

@@ -57,7 +57,8 @@ int runRead(const ReadOptions& options) {
                        .arg(done)
                        .arg(counted(points.size(), "item")));
     }
-    return connection.finish(good ? EXIT_DONE : EXIT_FAILED);
+    connection.closeRecording();
+    return good ? EXIT_DONE : EXIT_FAILED;
 }
 
 }  // namespace

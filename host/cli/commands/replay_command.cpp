@@ -3,7 +3,7 @@
 #include "host/cli/output.h"
 #include "host/error.h"
 #include "host/exchange/rtu_frame.h"
-#include "host/files/recording.h"
+#include "host/files/frame_text.h"
 #include "host/files/wall_clock.h"
 
 namespace dx7::cli {

@@ -135,7 +135,9 @@ int runScan(const ScanOptions& options) {
     }
     progress.clear();
     const bool told = tellSum(connection, stations, course, options.json);
-    return connection.finish(course.found > 0 && told && !failed(connection) ? EXIT_DONE : EXIT_FAILED);
+    const bool good = course.found > 0 && told && !failed(connection);
+    connection.closeRecording();
+    return good ? EXIT_DONE : EXIT_FAILED;
 }
 
 }  // namespace

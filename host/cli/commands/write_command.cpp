@@ -340,7 +340,8 @@ int runWrite(const WriteOptions& options) {
     if (!reason.isEmpty()) {
         printBreak(reason, jobs);
     }
-    return connection.finish(good ? EXIT_DONE : EXIT_FAILED);
+    connection.closeRecording();
+    return good ? EXIT_DONE : EXIT_FAILED;
 }
 
 }  // namespace
