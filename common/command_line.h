@@ -16,8 +16,8 @@
 
 namespace dx7common {
 
-/// Where a value goes, and so what is taken: a bool is a flag, a vector takes any number of values, and an
-/// optional tells whether one was given.
+/// Where a value goes, and so what is taken; borrowed until CommandLine::read() has returned. A bool is a
+/// flag, a vector takes any number of values, and an optional tells whether one was given.
 using ValueTarget = std::variant<bool*, std::string*, std::optional<std::string>*, std::vector<std::string>*,
                                  int*, std::optional<int>*, unsigned*, std::uint64_t*, long long*,
                                  std::optional<long long>*, double*, std::optional<double>*>;
@@ -25,6 +25,7 @@ using ValueTarget = std::variant<bool*, std::string*, std::optional<std::string>
 /// What is wrong with the text given as a value; empty when nothing is.
 using ValueCheck = std::function<std::string(const std::string& given)>;
 
+/// Bounds that are allowed themselves.
 struct WholeRange {
     int lowest;
     int highest;
@@ -34,7 +35,8 @@ struct NumberRange {
     double highest;
 };
 
-/// An option, or one of the remaining arguments.
+/// An option, or one of the remaining arguments. The functions set one property each, and return the option
+/// so that calls can follow each other.
 struct CommandOption {
     /// "-c,--config"; a name without a dash is a remaining argument.
     std::string names;
@@ -54,18 +56,28 @@ struct CommandOption {
     /// A vector takes several values by naming the option several times only.
     bool oneValueEach = false;
 
+    /// The name of the value in the help.
     CommandOption& named(std::string value) { return valueName = std::move(value), *this; }
+    /// The title of the section of the help.
     CommandOption& in(std::string title) { return section = std::move(title), *this; }
+    /// Keeps the option out of the help.
     CommandOption& hide() { return section.clear(), *this; }
+    /// Adds a check, which sees the text before it is converted.
     CommandOption& check(ValueCheck taken) { return checks.push_back(std::move(taken)), *this; }
+    /// Takes these words alone.
     CommandOption& oneOf(std::vector<std::string> words) { return choices = std::move(words), *this; }
+    /// Takes numbers from `lowest` to `highest` alone.
     CommandOption& within(int lowest, int highest) { return range = WholeRange{lowest, highest}, *this; }
     CommandOption& within(double lowest, double highest) {
         return range = NumberRange{lowest, highest}, *this;
     }
+    /// Refuses both together. `other` must have been added before.
     CommandOption& excludes(const CommandOption& other) { return excluded.push_back(&other), *this; }
+    /// Must be given.
     CommandOption& demand() { return required = true, *this; }
+    /// Shows what the target holds beforehand in the help.
     CommandOption& showDefault() { return defaultShown = true, *this; }
+    /// Takes one value each time that the option is named; for a vector.
     CommandOption& takeOneEach() { return oneValueEach = true, *this; }
 };
 
@@ -91,7 +103,8 @@ public:
     using std::runtime_error::runtime_error;
 };
 
-/// A program or one of its commands. It has -h and --help by itself.
+/// A program or one of its commands. It has -h and --help by itself. It owns its options and commands. One
+/// thread at a time.
 class CommandLine : public CommandOptions {
 public:
     /// What a command line led to.
@@ -110,6 +123,7 @@ public:
     void version(std::string text) { version_ = std::move(text); }
     /// What the help ends with: examples, exit codes.
     void footer(std::string text) { footer_ = std::move(text); }
+    /// What run() calls.
     void action(std::function<int()> whenChosen) { action_ = std::move(whenChosen); }
     Alternatives& addAlternatives(std::string title, std::string about);
     /// Where there are commands, one must be given.
@@ -129,6 +143,7 @@ public:
 
     /// Puts what is given into the targets of the program and of the command chosen. Throws CommandLineError.
     Reading read(int argc, const char* const* argv) const;
+    /// The exit code that action() gives. Throws std::bad_function_call when none was set.
     int run() const { return action_(); }
 
 private:

@@ -5,6 +5,7 @@
 
 namespace dx7common {
 
+/// What dx7 and dx7-device end with.
 enum ExitCode : int {
     /// What was asked for is done; dx7-device was ended by quit or a signal.
     EXIT_DONE = 0,

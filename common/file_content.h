@@ -17,7 +17,7 @@ struct FileContent {
 
 /// Reads a file of at most `limit` bytes to its end. A pipe or device is read, too; a folder is refused, a
 /// larger file as well, without being read when its size says so. An error in the middle is a fault, not the
-/// end of the file.
+/// end of the file. Waits as long as the reading takes.
 FileContent readFileContent(const std::string& path, std::size_t limit);
 
 }  // namespace dx7common

@@ -9,7 +9,8 @@
 
 namespace dx7common {
 
-/// A descriptor that is closed with its owner. Not open: -1.
+/// A descriptor that is closed with its owner. Not open: -1. One thread at a time; another
+/// thread may take it over.
 class FileDescriptor {
 public:
     FileDescriptor() = default;

@@ -1,6 +1,6 @@
 /// \file
 /// Numbers that the Modbus specifications fix (Modbus over Serial Line V1.02, Modbus application protocol
-/// V1.1b3).
+/// V1.1b3). Constants alone: numbers of stations, bytes of frames.
 #ifndef DX7_COMMON_MODBUS_LIMITS_H
 #define DX7_COMMON_MODBUS_LIMITS_H
 

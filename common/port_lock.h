@@ -14,7 +14,8 @@ namespace dx7common {
 /// A lock that goes by the number of the device (major and minor), which links, second nodes and bind mounts
 /// share. It is a socket in the abstract namespace: it needs no folder and no rights, holds between users,
 /// and ends with its program, however that ends. Programs in another network namespace do not see it; they
-/// are kept off by flock() on the port itself, as long as they use the same node.
+/// are kept off by flock() on the port itself, as long as they use the same node. No call waits. One thread
+/// at a time.
 class PortLock {
 public:
     PortLock() = default;
@@ -27,8 +28,8 @@ public:
     /// `*why` says which, unless `why` is null. A holder can be asked 64 times who it is.
     bool take(const std::string& path, std::string* why);
 
-    /// Makes sure that the opened `port` is the one that was locked, and locks it itself, too. False when it
-    /// is not or another program has locked it; `*why` says so.
+    /// Makes sure that the opened `port`, which is borrowed, is the one that was locked, and locks it itself,
+    /// too. False when it is not or another program has locked it; `*why` says so.
     bool confirm(int port, std::string* why) const;
 
     /// Gives the lock back; also at the end of the object.

@@ -1,5 +1,6 @@
 /// \file
-/// Numbers as users type them: in ASCII digits, with a point, whatever the locale; never with blanks.
+/// Numbers as users type them: in ASCII digits, with a point, whatever the locale; never with blanks. Nothing
+/// is kept between calls.
 #ifndef DX7_HOST_NUMBER_TEXT_H
 #define DX7_HOST_NUMBER_TEXT_H
 

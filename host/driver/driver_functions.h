@@ -8,7 +8,7 @@
 namespace dx7 {
 
 /// The 18 exported functions, under their names without the prefix. korvalent_dx7.h has their
-/// contracts.
+/// contracts. The library that they belong to must stay loaded. The driver takes one call at a time.
 struct DriverFunctions {
     decltype(&::intf_getProtocolType) getProtocolType = nullptr;
     decltype(&::intf_getDriverParameter) getDriverParameter = nullptr;

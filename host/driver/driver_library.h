@@ -10,7 +10,9 @@
 
 namespace dx7 {
 
-/// The loaded library. It stays loaded as long as this object lives.
+/// Owns the loaded library, and unloads it at its end: functions(), and the DriverSession and ItemNotation
+/// that borrow them, must not be used after that. Two objects of one file share one driver and its state. One
+/// thread at a time.
 class DriverLibrary {
 public:
     /// Loads the first of these that is there: `path` when it is not empty, else the environment variable

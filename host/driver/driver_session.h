@@ -26,7 +26,9 @@ struct ItemRange {
 
 /// Makes every call of the driver on behalf of one line. Values are read back after good replies, not taken
 /// from the driver's reports: bits are reported by whole bytes, and written values before they are read. The
-/// driver is one object, so one session at a time uses it, and all calls belong on one thread.
+/// driver is one object, so one session at a time uses it, and all calls belong on one thread. A new session
+/// drops the requests and values of the one before; the driver borrows memory of the session until then, so
+/// requests and replies need a session that lives. It throws nothing.
 class DriverSession {
 public:
     /// Starts the link with the property text of the line. `functions` must outlive the session.

@@ -10,7 +10,8 @@
 
 namespace dx7 {
 
-/// One register type, from intf_getRegListByType and intf_getRegDiscription.
+/// One register type, from intf_getRegListByType and intf_getRegDiscription. A plain value, which needs the
+/// driver no more.
 struct RegisterType {
     QString name;
     /// Form of its addresses: "ddd", "dd" or "h.h.dd".
@@ -18,6 +19,7 @@ struct RegisterType {
     /// The addresses of the driver's table, as addressText() gives them.
     QString lowest;
     QString highest;
+    /// The same as numbers; -1 as highest where the driver tells none.
     int lowestAddress = 0;
     int highestAddress = -1;
     bool bit = false;
@@ -47,7 +49,8 @@ struct RegisterType {
     int runLength(int address, int count) const;
 };
 
-/// All register types, bit types first, in the driver's order.
+/// All register types, bit types first, in the driver's order. Calls the driver, so on the thread of its
+/// session.
 QVector<RegisterType> registerTypes(const DriverFunctions& functions);
 
 }  // namespace dx7

@@ -1,5 +1,6 @@
 /// \file
 /// Files that are known to be on the disk: every step is looked at, and repeated when a signal broke it off.
+/// Descriptors are borrowed; each call waits for the disk.
 #ifndef DX7_HOST_DURABLE_FILE_H
 #define DX7_HOST_DURABLE_FILE_H
 

@@ -1,5 +1,5 @@
 /// \file
-/// Whether two names mean the same file.
+/// Whether two names mean the same file at the moment of the call. Nothing is kept open.
 #ifndef DX7_HOST_FILE_IDENTITY_H
 #define DX7_HOST_FILE_IDENTITY_H
 

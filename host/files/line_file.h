@@ -17,7 +17,7 @@ struct LineTag {
     QVector<Point> points;
 };
 
-/// A file that is read once, so that it may be a pipe.
+/// A file that is read once, so that it may be a pipe. Borrows nothing after a call. One thread at a time.
 class LineFile {
 public:
     /// Throws UsageError for what cannot be read or is not valid TOML.
@@ -26,7 +26,8 @@ public:
 
     /// Takes the table [line] of the file over into `settings`: serial or tcp, baud, parity, data_bits,
     /// stop_bits, rs485, echo, timeout, retries, block, gap; `late` is accepted for old files and has no
-    /// effect. Throws UsageError with line and column for every fault of the file.
+    /// effect. Throws UsageError with line and column for the first fault of the
+    /// file; what was taken before that stays in `settings`.
     void apply(LineSettings& settings) const;
 
     /// The file's [[tag]] tables, with at most 100000 points: name, type, address, and if given station,

@@ -1,5 +1,6 @@
 /// \file
-/// A station's parameters as a readable TOML file.
+/// A station's parameters as a readable TOML file. Nothing is kept between calls. What takes an ItemNotation
+/// belongs on its thread.
 #ifndef DX7_HOST_PARAMETER_FILE_H
 #define DX7_HOST_PARAMETER_FILE_H
 

@@ -4,6 +4,7 @@
 ///     # end of dx7 parameters, format 2: 896 values, sha256 HEX
 ///
 /// The checksum is that of every byte before its own first digit. For TOML the line is a comment.
+/// Nothing is kept between calls.
 #ifndef DX7_HOST_PARAMETER_SEAL_H
 #define DX7_HOST_PARAMETER_SEAL_H
 
@@ -23,6 +24,7 @@ struct Seal {
     QString fault;
 };
 
+/// Looks at the last line of the text; a text without one has a fault, too.
 Seal sealOf(const QByteArray& text);
 
 }  // namespace dx7

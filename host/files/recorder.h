@@ -15,7 +15,7 @@
 namespace dx7 {
 
 /// Writes every frame at the time it passes. The file is readable up to the last frame at any time, and known
-/// to be complete on the disk when close() has returned.
+/// to be complete on the disk when close() has returned. One thread at a time.
 class Recorder : public FrameTap {
 public:
     /// Creates or overwrites `path`; a pipe or device gets the recording as it goes. Throws UsageError when
@@ -28,7 +28,8 @@ public:
     /// frame only, it is not said again.
     void close();
 
-    /// Both throw LineError when the file cannot be written any more, as on a full disk.
+    /// A frame that passed `agoUs` microseconds ago. Both throw LineError when the file cannot be written any
+    /// more, as on a full disk.
     void requestSent(const QByteArray& frame, qint64 agoUs = 0) override;
     void frameReceived(const QByteArray& frame, qint64 agoUs = 0) override;
 

@@ -30,7 +30,7 @@ struct RecordedFrame {
     QByteArray bytes;
 };
 
-/// Holds one frame in memory, however long the recording is.
+/// Owns the open file and holds one frame in memory, however long the recording is. One thread at a time.
 class RecordingReader {
 public:
     /// Opens `path`; "-" is standard input. Throws UsageError when it cannot be read or is not such a
@@ -38,7 +38,8 @@ public:
     explicit RecordingReader(const QString& path);
     ~RecordingReader();
 
-    /// The next frame; other packets are passed over. False at the end, or where the recording breaks off.
+    /// The next frame; other packets are passed over. False at the end, or where the recording breaks off;
+    /// `*frame` is of no meaning then.
     bool next(RecordedFrame* frame);
 
     /// Why the recording breaks off; empty at its proper end.

@@ -14,7 +14,7 @@
 namespace dx7 {
 
 /// A file, or a pipe or device that takes the recording as it goes. What was flushed last is whole: where
-/// more cannot be written, a regular file is cut back to it.
+/// more cannot be written, a regular file is cut back to it. One thread at a time.
 class RecordingStream {
 public:
     /// Creates or empties the file; waits for the reader of a pipe. Waits end when `stop`, which is asked

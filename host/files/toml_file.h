@@ -1,5 +1,5 @@
 /// \file
-/// TOML files whose every fault is named with line and column.
+/// TOML files whose every fault is named with line and column. One thread at a time for one table.
 #ifndef DX7_HOST_TOML_FILE_H
 #define DX7_HOST_TOML_FILE_H
 
@@ -20,12 +20,14 @@ QByteArray readTomlText(const QString& path);
 /// is called.
 toml::table parseToml(const QString& path, const QByteArray& text);
 
+/// A text of the parser, which is UTF-8.
 QString tomlText(std::string_view text);
 
 /// A table of a file. Whatever it refuses is a UsageError: "FILE:LINE:COLUMN: why".
 class TomlTable {
 public:
-    /// `table` is borrowed, `path` is what its file is called.
+    /// `table` is borrowed and must outlive this one and the nodes that it gives; `path` is what its file is
+    /// called.
     TomlTable(QString path, const toml::table& table) : path_(std::move(path)), table_(table) {}
 
     auto begin() const { return table_.begin(); }

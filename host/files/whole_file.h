@@ -1,5 +1,6 @@
 /// \file
-/// Files that are replaced as a whole or not at all.
+/// Files that are replaced as a whole or not at all. Each call waits for the disk; nothing is kept between
+/// calls.
 #ifndef DX7_HOST_WHOLE_FILE_H
 #define DX7_HOST_WHOLE_FILE_H
 

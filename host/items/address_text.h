@@ -1,5 +1,6 @@
 /// \file
-/// The address that was meant by a text which is not a valid one.
+/// The address that was meant by a text which is not a valid one. Nothing is kept between calls. One thread
+/// at a time.
 #ifndef DX7_HOST_ADDRESS_TEXT_H
 #define DX7_HOST_ADDRESS_TEXT_H
 

@@ -45,9 +45,10 @@ struct WriteRequest {
 };
 
 /// Takes item texts apart with the driver's own tables and address checks. All functions throw UsageError
-/// with a sentence that names the text and the fault.
+/// with a sentence that names the text and the fault. It calls the driver, so on the thread of its session.
 class ItemNotation {
 public:
+    /// `functions` is borrowed and must outlive the object.
     explicit ItemNotation(const DriverFunctions& functions);
 
     const QVector<RegisterType>& types() const { return types_; }

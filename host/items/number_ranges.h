@@ -1,5 +1,5 @@
 /// \file
-/// Lists of numbers as people write them.
+/// Lists of numbers as people write them. Nothing is kept between calls.
 #ifndef DX7_HOST_NUMBER_RANGES_H
 #define DX7_HOST_NUMBER_RANGES_H
 

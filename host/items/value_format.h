@@ -1,5 +1,6 @@
 /// \file
-/// How raw items become values that people read and type.
+/// How raw items become values that people read and type. Nothing is kept between calls. One thread at a
+/// time.
 #ifndef DX7_HOST_VALUE_FORMAT_H
 #define DX7_HOST_VALUE_FORMAT_H
 
@@ -10,6 +11,7 @@
 
 namespace dx7 {
 
+/// How a word is shown.
 enum class Presentation { Unsigned, Signed, Hex, Binary };
 
 /// Format of one value: presentation, width, word order, scale and unit.

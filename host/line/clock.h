@@ -18,7 +18,7 @@ inline DueUs sooner(DueUs one, DueUs other) {
     return one && other ? std::min(one, other) : one ? one : other;
 }
 
-/// A monotonic clock in microseconds. Its zero is arbitrary.
+/// A monotonic clock in microseconds. Its zero is arbitrary. One thread at a time.
 class Clock {
 public:
     virtual ~Clock() = default;
@@ -27,7 +27,7 @@ public:
     virtual void sleepUntilUs(qint64 timeUs) = 0;
 };
 
-/// The machine's monotonic clock.
+/// The machine's monotonic clock. Any thread may use it.
 class SystemClock : public Clock {
 public:
     qint64 nowUs() override;

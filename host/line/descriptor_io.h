@@ -1,5 +1,6 @@
 /// \file
-/// Bytes in and out of a non-blocking descriptor of a serial port or socket, without an event loop.
+/// Bytes in and out of a non-blocking descriptor of a serial port or socket, without an event loop. The
+/// descriptor is borrowed; nothing is kept between calls.
 #ifndef DX7_HOST_DESCRIPTOR_IO_H
 #define DX7_HOST_DESCRIPTOR_IO_H
 

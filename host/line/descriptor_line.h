@@ -9,7 +9,8 @@
 namespace dx7 {
 
 /// Bytes go through the descriptor itself: without an event loop that is exact to the microsecond and costs a
-/// fraction of the processor time. A derived class opens and closes it.
+/// fraction of the processor time. A derived class owns, opens and closes it. Used
+/// from one thread, as every Line.
 class DescriptorLine : public Line {
 public:
     bool open() override;

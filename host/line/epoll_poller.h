@@ -14,6 +14,8 @@
 
 namespace dx7 {
 
+/// Lines are borrowed as Poller says. One thread, but for wake().
+///
 /// A wait costs one system call as long as what it waits for stays the same, and no memory. Several terminals
 /// cost one more for each that has been ready.
 class EpollPoller : public Poller {

@@ -9,32 +9,36 @@
 
 namespace dx7 {
 
+/// What carries the bytes; None while no line is given.
 enum class Carrier { None, Serial, Tcp };
 enum class Parity { None, Even, Odd };
 /// Whether the adapter sends back what is sent: found out, or known.
 enum class EchoMode { Auto, On, Off };
 
 /// How the device is reached and how the loop treats it. The line's own values are defaults until
-/// applyDriverDefaults() puts the driver's in their place.
+/// applyDriverDefaults() puts the driver's in their place. Plain values; the functions here keep nothing.
 struct LineSettings {
     Carrier carrier = Carrier::None;
     /// Path or name of the port.
     QString serialPort;
+    /// Bits per second, 50 to 4000000.
     int baud = 9600;
+    /// 7 or 8.
     int dataBits = 8;
     Parity parity = Parity::None;
+    /// 1 or 2.
     int stopBits = 1;
     /// Ask the kernel to switch the transmitter (TIOCSRS485).
     bool rs485 = false;
     QString tcpHost;
     int tcpPort = 8888;
-    /// From the end of a request until its reply must have begun to fill.
+    /// From the end of a request until its reply must have begun to fill; 1 to 600000.
     int timeoutMs = 500;
     /// How often a request is sent before it has failed; 0 counts as 1.
     int retries = 3;
-    /// Most items that one request reads or writes.
+    /// Most items that one request reads or writes, 1 to 125; eight times as many bits in a read.
     int block = 64;
-    /// Silence before a request; where none is given, silentIntervalUs() follows the baud rate.
+    /// Silence before a request, 0 to 10000; where none is given, silentIntervalUs() follows the baud rate.
     std::optional<double> gapMs;
     /// Pause after a broadcast.
     int turnaroundMs = 100;

@@ -7,7 +7,8 @@
 
 namespace dx7 {
 
-/// Waits for lines and time. One thread.
+/// Waits for lines and time, in microseconds. Borrows the lines from add() to remove(). One thread, but for
+/// wake().
 class Poller {
 public:
     virtual ~Poller() = default;

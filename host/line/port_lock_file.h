@@ -1,5 +1,6 @@
 /// \file
-/// The lock file LCK..NAME by which programs tell each other that a serial port is in use.
+/// The lock file LCK..NAME by which programs tell each other that a serial port is in use. Paths are
+/// whole ones; nothing is kept between calls.
 #ifndef DX7_HOST_PORT_LOCK_FILE_H
 #define DX7_HOST_PORT_LOCK_FILE_H
 

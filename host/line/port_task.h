@@ -12,7 +12,8 @@
 
 namespace dx7 {
 
-/// One opening or closing, on a helper thread that nothing has to wait for.
+/// One opening or closing, on a helper thread that nothing has to wait for. It owns the port until take() or
+/// drop() gives it away. Any thread may call it.
 class PortTask {
 public:
     /// Begins to open a port. When no thread can be started, the task has failed already.

@@ -1,5 +1,5 @@
 /// \file
-/// When a lost line is opened again. Pure: time is passed in.
+/// When a lost line is opened again. Pure: time is passed in, in microseconds.
 #ifndef DX7_HOST_REOPEN_BACKOFF_H
 #define DX7_HOST_REOPEN_BACKOFF_H
 

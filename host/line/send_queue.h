@@ -11,8 +11,8 @@
 
 namespace dx7 {
 
-/// Hands bytes to a non-blocking descriptor without waiting and keeps what it does not take. Pure but for the
-/// descriptor: time is passed in.
+/// Hands bytes to a non-blocking descriptor, which is borrowed for each call, without waiting and keeps what
+/// it does not take. Pure but for the descriptor: time is passed in, in microseconds. One thread at a time.
 class SendQueue {
 public:
     /// Hands over what the descriptor takes now. What an earlier send() left goes first. False when the

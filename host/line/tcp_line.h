@@ -8,6 +8,8 @@
 
 namespace dx7 {
 
+/// A helper thread looks up the name and connects, which may take 3 s for each address of the host. close()
+/// drops an attempt; a connection that it still makes is closed. Used from one thread, as every Line.
 class TcpLine : public DescriptorLine {
 public:
     explicit TcpLine(const LineSettings& settings) : DescriptorLine(Channel::Socket), settings_(settings) {}

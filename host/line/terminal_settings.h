@@ -1,5 +1,5 @@
 /// \file
-/// Baud rate and format of a serial port.
+/// Baud rate and format of a serial port. Its descriptor is borrowed; nothing is kept between calls.
 #ifndef DX7_HOST_TERMINAL_SETTINGS_H
 #define DX7_HOST_TERMINAL_SETTINGS_H
 

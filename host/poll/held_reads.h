@@ -11,13 +11,14 @@
 namespace dx7 {
 
 /// The host keeps its own copy: the driver may have stored a value that is not proven, or a newer one.
+/// Session and table are borrowed for each call. One thread at a time.
 class HeldReads {
 public:
     /// Takes the items of `range`, `itemBytes` each, from the driver. `writing` (or null) is the range of the
     /// write under way. What the result points to is borrowed up to the next call.
     ReadItems hold(DriverSession& session, const ItemRange& range, int itemBytes, const ItemRange* writing,
                    qint64 readUs, quint64 ticket);
-    /// The items of the read that was held last.
+    /// The items of the read that was held last; to be called before settle().
     QVector<int> lastItems() const;
     /// Hands the read with this ticket, if there is one, to the table and lets go of it. Appends the points
     /// whose told() changed.

@@ -12,9 +12,10 @@ namespace dx7 {
 
 /// Queues the reads of a set of points with an engine and collects what they bring. What turns out doubtful
 /// is read again, three times in all. The engine must run until its operations have ended, or drop them,
-/// while this object lives.
+/// while this object lives. Points are known by their index in queue(). On the thread of the engine.
 class OneShotRead {
 public:
+    /// `engine` is borrowed.
     explicit OneShotRead(PollEngine& engine) : engine_(engine) {}
 
     /// Queues the reads, neighbouring points in one request where possible.

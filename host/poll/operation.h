@@ -1,5 +1,6 @@
 /// \file
-/// One-off reads and writes, split into what one request can carry.
+/// One-off reads and writes, split into what one request can carry. Plain values; nothing is kept between
+/// calls.
 #ifndef DX7_HOST_OPERATION_H
 #define DX7_HOST_OPERATION_H
 

@@ -23,7 +23,8 @@ struct PlannedBlock {
     QString apart;
 };
 
-/// Every block of a plan over `points`, in the order of polling. Uses the session, which must not be in use.
+/// Every block of a plan over `points`, in the order of polling. Uses the session, which must not be in use
+/// and keeps the plan afterwards; on its thread. All arguments are borrowed for the call.
 QVector<PlannedBlock> explainPlan(DriverSession& session, const ItemNotation& notation,
                                   const QVector<Point>& points, const LineSettings& settings);
 

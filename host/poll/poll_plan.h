@@ -22,9 +22,10 @@ bool coversAll(const QVector<ItemRange>& blocks, const QVector<ItemRange>& entri
 /// The polling plan of a line. The driver joins neighbouring addresses of one type even when they belong to
 /// different stations, and reads the joined block from the first of them. Where that would happen the plan
 /// falls into parts of one station each, which take turns: every part is handed to the driver for one cycle
-/// of its own blocks.
+/// of its own blocks. It calls the driver, so on the thread of the session.
 class PollPlan {
 public:
+    /// `session` is borrowed and must outlive the plan; the next merge() of it drops what the plan gave it.
     explicit PollPlan(DriverSession& session) : session_(session) {}
 
     void setEntries(const QVector<ItemRange>& entries) { entries_ = entries; }

@@ -1,5 +1,5 @@
 /// \file
-/// Which stations are worth polling. Pure: time is passed in.
+/// Which stations are worth polling. Pure: time is passed in, in microseconds.
 #ifndef DX7_HOST_STATION_HEALTH_H
 #define DX7_HOST_STATION_HEALTH_H
 
@@ -12,9 +12,10 @@ namespace dx7 {
 
 /// A station whose blocks all failed in two cycles in a row is dead. A dead station is probed 0.5 s later,
 /// then after a pause that is 0.5 s longer each time up to 10 s, and is alive again with its first answer.
-/// Any answer counts, a refusal included.
+/// Any answer counts, a refusal included. Borrows nothing. One thread at a time.
 class StationHealth {
 public:
+    /// The station is alive from now on, whatever was known of it.
     void add(int station);
 
     /// A block of the station was polled in the cycle that runs.

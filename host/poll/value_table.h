@@ -12,6 +12,7 @@
 
 namespace dx7 {
 
+/// How far a value can be trusted.
 enum class Quality {
     /// Never read, refused, or without a line; the fault says which.
     Bad,
@@ -54,8 +55,12 @@ struct ReadItems {
 
 /// Takes values over as they come (fresh) and again when they are settled (good or doubtful). state() is what
 /// is known now; told() is what programs that must not show an unproven value get.
+///
+/// It owns copies of the points; what arrive() and settle() are given is borrowed for the call. A point is
+/// known by its index in setPoints(), 0 to size() - 1, which is not checked. One thread at a time.
 class ValueTable {
 public:
+    /// Watches these points, all never read, in place of those before.
     void setPoints(const QVector<Point>& points);
 
     const QVector<Point>& points() const { return points_; }
