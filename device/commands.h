@@ -13,10 +13,14 @@ enum class CommandKind { Nothing, Set, Get, Silence, Revive, Fault, Clock, Summa
 
 struct Command {
     CommandKind kind = CommandKind::Nothing;
-    Target target{{RegisterType::CW, 0}, {}};  ///< Of Set and Get.
-    std::uint16_t value = 0;                   ///< Of Set.
-    int station = 0;                           ///< Of Silence and Revive.
-    FaultPlan faults;                          ///< Of Fault.
+    /// Of Set and Get.
+    Target target{{RegisterType::CW, 0}, {}};
+    /// Of Set.
+    std::uint16_t value = 0;
+    /// Of Silence and Revive.
+    int station = 0;
+    /// Of Fault.
+    FaultPlan faults;
 };
 
 /// Reads one line. An empty line is Nothing. Throws UsageError for what is no command.
@@ -24,7 +28,8 @@ Command parseCommand(const std::string& line);
 
 /// What a command answers and whether the device is to end.
 struct CommandResult {
-    std::string answer;  ///< Lines, each ended; may be empty.
+    /// Lines, each ended; may be empty.
+    std::string answer;
     bool quit = false;
 };
 

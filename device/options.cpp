@@ -31,7 +31,7 @@ const char* const EXAMPLES =
     "Exit codes: 0 ended by quit or a signal, 1 the line failed, 2 wrong usage or a line that cannot be "
     "opened.\n";
 
-/// The conversion alone would take -1 for the largest number.
+// The conversion alone would take -1 for the largest number.
 std::string wholeNumber(const std::string& text) {
     // 19 digits always fit.
     const bool digits =
@@ -39,7 +39,7 @@ std::string wholeNumber(const std::string& text) {
     return digits ? std::string() : "\"" + text + "\" is not a whole number with at most 19 digits";
 }
 
-/// What the conversion alone would take for octal or hexadecimal, or with a sign or blanks, is refused.
+// What the conversion alone would take for octal or hexadecimal, or with a sign or blanks, is refused.
 dx7common::ValueCheck plainNumber(int lowest, int highest) {
     return [lowest, highest](const std::string& text) {
         const bool digits = !text.empty() && text.size() <= 9 &&
@@ -52,12 +52,12 @@ dx7common::ValueCheck plainNumber(int lowest, int highest) {
     };
 }
 
-/// An empty text is a variable of a script that was never set.
+// An empty text is a variable of a script that was never set.
 std::string notEmpty(const std::string& text) {
     return text.empty() ? std::string("is an empty text") : std::string();
 }
 
-/// What takes more than a conversion.
+// What takes more than a conversion.
 struct RawTexts {
     std::string station;
     std::string stations;
@@ -130,7 +130,7 @@ void addDeviceOptions(CommandLine& program, Options& options, RawTexts& raw) {
     program.add("--trace", &options.trace, "Show every request and reply on standard error");
 }
 
-/// Throws UsageError.
+// Throws UsageError.
 void settle(Options& options, const RawTexts& raw) {
     if (!raw.station.empty()) {
         options.stations = {parseStation(raw.station)};

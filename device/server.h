@@ -52,7 +52,8 @@ private:
     Framing framing_;
     Pacing pacing_;
     std::string typed_;
-    bool dropsTyped_ = false;  ///< Up to the end of the line.
+    /// Up to the end of the line.
+    bool dropsTyped_ = false;
     bool commandsOpen_ = true;
     bool ending_ = false;
 };

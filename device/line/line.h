@@ -21,10 +21,12 @@ public:
 
 /// What a line reports in one go.
 struct LineInput {
-    bool newClient = false;  ///< The bytes are from a client that was not there before.
-    Bytes bytes;             ///< May be empty.
-    bool clientGone =
-        false;  ///< After these bytes the client has left: what was meant for it is to be dropped.
+    /// The bytes are from a client that was not there before.
+    bool newClient = false;
+    /// May be empty.
+    Bytes bytes;
+    /// After these bytes the client has left: what was meant for it is to be dropped.
+    bool clientGone = false;
 };
 
 class Line {
@@ -47,8 +49,10 @@ public:
 
 struct SerialSettings {
     int baud = 9600;
-    char parity = 'N';  ///< 'N', 'E' or 'O'
-    int stopBits = 1;   ///< 1 or 2
+    /// 'N', 'E' or 'O'
+    char parity = 'N';
+    /// 1 or 2
+    int stopBits = 1;
 
     int bitsPerChar() const { return 9 + (parity == 'N' ? 0 : 1) + stopBits; }
 };

@@ -13,9 +13,10 @@ namespace dx7sim {
 
 /// The time behaviour of a serial line.
 struct LineTiming {
-    Time charTime{};  ///< Of one character; 0 when bytes take no time.
-    Time
-        turnaround{};  ///< Silence between a request and its reply: 3.5 characters, 1.75 ms above 19200 baud.
+    /// Of one character; 0 when bytes take no time.
+    Time charTime{};
+    /// Silence between a request and its reply: 3.5 characters, 1.75 ms above 19200 baud.
+    Time turnaround{};
 
     /// `bitsPerChar` is 10 (one start, eight data, one stop bit) or 11 with parity or a second stop bit.
     static LineTiming ofBaud(int baud, int bitsPerChar);
@@ -78,13 +79,18 @@ private:
     void moveBehind(Time end);
 
     Time charTime_;
-    std::deque<Frame> frames_;  ///< Replies, in the order of their starts.
-    std::deque<Frame> aside_;   ///< Echoes and copies, in the order of their starts.
+    /// Replies, in the order of their starts.
+    std::deque<Frame> frames_;
+    /// Echoes and copies, in the order of their starts.
+    std::deque<Frame> aside_;
     std::size_t waitingBytes_ = 0;
     std::size_t asideBytes_ = 0;
-    Time lineFree_{};   ///< When the last queued reply is through.
-    Time echoFree_{};   ///< When the last queued echo is.
-    Time busyUntil_{};  ///< When the last frame that went out was.
+    /// When the last queued reply is through.
+    Time lineFree_{};
+    /// When the last queued echo is.
+    Time echoFree_{};
+    /// When the last frame that went out was.
+    Time busyUntil_{};
 };
 
 }  // namespace dx7sim

@@ -71,7 +71,8 @@ SerialLine::SerialLine(const std::string& path, const SerialSettings& settings) 
     ::cfsetspeed(&line, speed);
     line.c_cflag &= ~static_cast<tcflag_t>(CSTOPB | PARENB | PARODD | CRTSCTS);
     line.c_cflag |= CREAD | CLOCAL;
-    line.c_cc[VMIN] = 1;  // So that a read of 0 bytes means that the port is gone.
+    // So that a read of 0 bytes means that the port is gone.
+    line.c_cc[VMIN] = 1;
     line.c_cc[VTIME] = 0;
     line.c_cflag |= settings.stopBits == 2 ? CSTOPB : 0U;
     line.c_cflag |= settings.parity == 'N' ? 0U : PARENB;

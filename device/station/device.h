@@ -15,9 +15,12 @@ namespace dx7sim {
 
 /// How a frame takes its place among the others.
 enum class Way {
-    InTurn,  ///< After the line's turnaround and the reply before it.
-    Copy,    ///< Counted from the end of the reply before it, whatever is sent in between.
-    Echo     ///< While the request arrives.
+    /// After the line's turnaround and the reply before it.
+    InTurn,
+    /// Counted from the end of the reply before it, whatever is sent in between.
+    Copy,
+    /// While the request arrives.
+    Echo
 };
 
 /// A frame to send, `pause` later than its way says.
@@ -82,7 +85,8 @@ private:
     FaultInjector faults_;
     Time lateBy_;
     Time copyAfter_;
-    Bytes replyBefore_;  ///< To the request before; kept while replies are one request late.
+    /// To the request before; kept while replies are one request late.
+    Bytes replyBefore_;
     Statistics statistics_;
 };
 

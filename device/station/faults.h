@@ -17,26 +17,40 @@ namespace dx7sim {
 /// What can be done to the reply to a request, in the order in which it is decided. One request suffers one
 /// of those before Echo at most; the others are ways of the whole line and combine with everything.
 enum class Fault {
-    Drop,       ///< No reply is sent.
-    Exception,  ///< The request is not carried out; an exception 4 (failure) or 6 (busy) answers it.
-    Truncate,   ///< The end of the reply is missing.
-    Corrupt,    ///< One bit of the reply is wrong.
-    Foreign,  ///< A reply of another station or function code, as long as the right one and with a good CRC,
-              ///< precedes it.
-    Late,     ///< The reply is sent late.
-    Duplicate,     ///< The reply is sent twice.
-    SecondMaster,  ///< The station's reply to a request of another master precedes or follows the right one.
-    Echo,          ///< What arrives is sent back, as by an adapter that hears itself.
-    Delay,         ///< Replies take their time, one after the other.
-    AnswerBefore,  ///< A request gets the reply to the request before it.
+    /// No reply is sent.
+    Drop,
+    /// The request is not carried out; an exception 4 (failure) or 6 (busy) answers it.
+    Exception,
+    /// The end of the reply is missing.
+    Truncate,
+    /// One bit of the reply is wrong.
+    Corrupt,
+    /// A reply of another station or function code, as long as the right one and with a good CRC, precedes
+    /// it.
+    Foreign,
+    /// The reply is sent late.
+    Late,
+    /// The reply is sent twice.
+    Duplicate,
+    /// The station's reply to a request of another master precedes or follows the right one.
+    SecondMaster,
+    /// What arrives is sent back, as by an adapter that hears itself.
+    Echo,
+    /// Replies take their time, one after the other.
+    Delay,
+    /// A request gets the reply to the request before it.
+    AnswerBefore,
     None
 };
 
 enum : std::size_t {
     FAULT_KINDS = static_cast<std::size_t>(Fault::None),
-    REPLY_FAULTS = static_cast<std::size_t>(Fault::Echo),    ///< The first ones: one a request at most.
-    FAULT_SHARES = static_cast<std::size_t>(Fault::Delay),   ///< The first ones: those with a share.
-    OLD_FAULTS = static_cast<std::size_t>(Fault::Duplicate)  ///< The first ones: see FaultInjector.
+    /// The first ones: one a request at most.
+    REPLY_FAULTS = static_cast<std::size_t>(Fault::Echo),
+    /// The first ones: those with a share.
+    FAULT_SHARES = static_cast<std::size_t>(Fault::Delay),
+    /// The first ones: see FaultInjector.
+    OLD_FAULTS = static_cast<std::size_t>(Fault::Duplicate)
 };
 
 /// The word of a fault in `--fault` and in the summary.
@@ -49,9 +63,12 @@ std::string faultForms();
 struct FaultPlan {
     /// 0..1, of the requests to be answered; of Echo, of all requests. Echo with 1 echoes every byte.
     std::array<double, FAULT_SHARES> share{};
-    std::set<int> silent;       ///< Stations that do not answer at all.
-    Time delay{};               ///< How long a request is worked at; 0 for no delay.
-    bool answerBefore = false;  ///< The reply to the request before is sent.
+    /// Stations that do not answer at all.
+    std::set<int> silent;
+    /// How long a request is worked at; 0 for no delay.
+    Time delay{};
+    /// The reply to the request before is sent.
+    bool answerBefore = false;
 
     double shareOf(Fault fault) const { return share[static_cast<std::size_t>(fault)]; }
 };

@@ -32,8 +32,10 @@
 namespace dx7sim {
 
 enum class Movement {
-    Natural,  ///< As a device would behave.
-    All       ///< Every value is a function of time, station and number.
+    /// As a device would behave.
+    Natural,
+    /// Every value is a function of time, station and number.
+    All
 };
 
 class Model {

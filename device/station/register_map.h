@@ -31,11 +31,15 @@ enum : int { REGISTER_TYPES = 15, GROUP_ITEMS = 56 };
 struct TypeInfo {
     RegisterType type;
     const char* name;
-    int lowest;   ///< Lowest address.
-    int highest;  ///< Highest address; grouped types count 56 x group + index.
+    /// Lowest address.
+    int lowest;
+    /// Highest address; grouped types count 56 x group + index.
+    int highest;
     Table table;
-    bool writable;  ///< Over the line.
-    bool grouped;   ///< Addresses are written group.sub.index.
+    /// Over the line.
+    bool writable;
+    /// Addresses are written group.sub.index.
+    bool grouped;
 };
 
 /// Information on `type`.

@@ -13,17 +13,24 @@
 namespace dx7sim {
 
 struct StationStatistics {
-    std::map<int, std::size_t> requests;    ///< By function code; those left unanswered included.
-    std::map<int, std::size_t> exceptions;  ///< Replies by exception code; those made as faults not included.
-    std::size_t unanswered = 0;             ///< Requests that came while the station was silent.
+    /// By function code; those left unanswered included.
+    std::map<int, std::size_t> requests;
+    /// Replies by exception code; those made as faults not included.
+    std::map<int, std::size_t> exceptions;
+    /// Requests that came while the station was silent.
+    std::size_t unanswered = 0;
 };
 
 struct Statistics {
     std::map<int, StationStatistics> stations;
-    std::map<int, std::size_t> broadcasts;  ///< By function code.
-    std::size_t otherStations = 0;          ///< Requests to stations that are not simulated.
-    std::size_t refused = 0;                ///< Whole frames that the engine did not take for requests.
-    std::size_t overruns = 0;               ///< Requests lost because too many replies waited.
+    /// By function code.
+    std::map<int, std::size_t> broadcasts;
+    /// Requests to stations that are not simulated.
+    std::size_t otherStations = 0;
+    /// Whole frames that the engine did not take for requests.
+    std::size_t refused = 0;
+    /// Requests lost because too many replies waited.
+    std::size_t overruns = 0;
     std::array<std::size_t, FAULT_KINDS> faults{};
 };
 

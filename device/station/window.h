@@ -39,7 +39,8 @@ private:
     bool isWrite_;
     Table table_;
     Span span_{0, 0};
-    std::size_t firstWritten_ = 0;  ///< Offset of what a write writes.
+    /// Offset of what a write writes.
+    std::size_t firstWritten_ = 0;
     std::size_t writtenCount_ = 0;
     std::vector<std::optional<Item>> items_;
     std::vector<std::uint16_t> words_;

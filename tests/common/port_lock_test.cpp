@@ -20,7 +20,7 @@ using namespace dx7common;
 
 namespace {
 
-/// A pseudo-terminal.
+// A pseudo-terminal.
 struct Pty {
     int master = -1;
     int slave = -1;

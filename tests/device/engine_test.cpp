@@ -16,7 +16,8 @@ constexpr Time AT_START{};
 
 struct ReplyRow {
     const char* name;
-    Bytes request;  // Without CRC, as is the reply.
+    // Without CRC, as is the reply.
+    Bytes request;
     Bytes reply;
 };
 

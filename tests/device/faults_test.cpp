@@ -110,7 +110,7 @@ TEST(Faults, StayWhereTheyWereWhenAnotherShareChanges) {
     }
 }
 
-/// What a plan of the first six faults alone decides: six draws and one for the detail.
+// What a plan of the first six faults alone decides: six draws and one for the detail.
 std::vector<std::pair<Fault, std::uint64_t>> decisionsOfSix(const FaultPlan& plan, std::uint64_t seed,
                                                             int count) {
     std::mt19937_64 random(seed);

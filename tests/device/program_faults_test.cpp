@@ -13,7 +13,7 @@ namespace {
 
 class ProgramFaultsTest : public testing::Test {
 protected:
-    /// The replies to a row of requests, each as the client found it on the line.
+    // The replies to a row of requests, each as the client found it on the line.
     std::vector<std::vector<unsigned>> conversation(const std::string& faults, const std::string& seed) {
         DeviceProcess device({"--pty", link}, {"--fault", faults, "--seed", seed});
         Client client(link);

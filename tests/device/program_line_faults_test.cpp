@@ -79,7 +79,7 @@ protected:
                   static_cast<ssize_t>(bytes.size()));
     }
 
-    /// The next `count` bytes, fewer when they do not come within `milliseconds`.
+    // The next `count` bytes, fewer when they do not come within `milliseconds`.
     Bytes take(std::size_t count, int milliseconds = REPLY_TIMEOUT_MS) const {
         Bytes bytes;
         const auto until = Clock::now() + std::chrono::milliseconds(milliseconds);
@@ -102,7 +102,7 @@ protected:
 
     bool isSilent() const { return take(1, SILENCE_MS).empty(); }
 
-    /// How many faults of a kind the device says that it made.
+    // How many faults of a kind the device says that it made.
     long made(const std::string& fault) {
         device->type("summary\n");
         std::string line = device->readLine();

@@ -24,7 +24,7 @@ namespace {
 
 using Clock = std::chrono::steady_clock;
 
-/// Long enough for a device to fill what it writes to, and for one that has been told to end to do so.
+// Long enough for a device to fill what it writes to, and for one that has been told to end to do so.
 constexpr auto A_WHILE = std::chrono::milliseconds(300);
 constexpr auto SOON = std::chrono::seconds(5);
 
@@ -46,7 +46,7 @@ void waitFor(const std::string& path) {
     }
 }
 
-/// Sends what the socket takes within 20 s.
+// Sends what the socket takes within 20 s.
 void sendAll(int socket, const std::string& bytes) {
     const timeval patience{20, 0};
     setsockopt(socket, SOL_SOCKET, SO_SNDTIMEO, &patience, sizeof patience);
@@ -102,7 +102,7 @@ TEST_P(BlockedOutput, OfAClientThatDoesNotReadIsLeft) {
     close(client);
 }
 
-/// A device whose output is a terminal.
+// A device whose output is a terminal.
 class BlockedTerminal : public BlockedOutput {
 protected:
     void SetUp() override {
@@ -161,7 +161,7 @@ TEST(ValuesFile, ThatNeverComesIsLeft) {
     expectEndsSoon(device, SIGTERM, -1);
 }
 
-/// Nothing but text, and line ends.
+// Nothing but text, and line ends.
 void expectPrintable(const std::string& text) {
     std::string without = text;
     without.erase(std::remove(without.begin(), without.end(), '\n'), without.end());
@@ -258,7 +258,7 @@ protected:
         device = std::make_unique<DeviceProcess>(std::vector<std::string>{"--tcp", "0"}, options);
         port = portOf(device->ready().substr(0, device->ready().find(',')));
     }
-    /// Whether the device has seen so many status queries, or lost them.
+    // Whether the device has seen so many status queries, or lost them.
     bool hasSeen(long queries) {
         for (const auto until = Clock::now() + std::chrono::seconds(30); Clock::now() < until;) {
             const std::string answered = summaryLine("station 1: ");
@@ -271,7 +271,7 @@ protected:
         }
         return false;
     }
-    /// The line of the summary that begins so; empty when there is none.
+    // The line of the summary that begins so; empty when there is none.
     std::string summaryLine(const std::string& beginning) {
         device->type("summary\n");
         std::string found;

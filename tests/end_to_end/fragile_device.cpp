@@ -16,7 +16,7 @@ namespace {
 using Frame = FragileDevice::Frame;
 
 enum { REQUEST_BYTES = 8, STATUS_REQUEST_BYTES = 4, HELD_AT_FIRST = 7, EXCEPTION_BIT = 0x80 };
-/// Parameters are read from 0xF000 on and written from 0xE000 on.
+// Parameters are read from 0xF000 on and written from 0xE000 on.
 enum { READ_PAGE = 0x1000 };
 
 using kit::withCrc;
@@ -25,7 +25,7 @@ int word(const Frame& frame, std::size_t index) {
     return frame[index] * 256 + frame[index + 1];
 }
 
-/// 0 while that cannot be told.
+// 0 while that cannot be told.
 std::size_t wholeLength(const Frame& bytes) {
     if (bytes.size() >= STATUS_REQUEST_BYTES && bytes[1] == STATUS) {
         return STATUS_REQUEST_BYTES;
@@ -57,59 +57,59 @@ bool says(const std::string& text, const std::string& part) {
     return text.find(part) != std::string::npos;
 }
 
-FragileDevice::FragileDevice(Script script) : m_script(std::move(script)) {
+FragileDevice::FragileDevice(Script script) : script_(std::move(script)) {
     int stop[2];
-    m_listener = ::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
+    listener_ = ::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
     sockaddr_in place{};
     place.sin_family = AF_INET;
     place.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-    if (::bind(m_listener, reinterpret_cast<sockaddr*>(&place), sizeof place) != 0 ||
-        ::listen(m_listener, 4) != 0 || ::pipe2(stop, O_CLOEXEC) != 0) {
+    if (::bind(listener_, reinterpret_cast<sockaddr*>(&place), sizeof place) != 0 ||
+        ::listen(listener_, 4) != 0 || ::pipe2(stop, O_CLOEXEC) != 0) {
         throw std::runtime_error("cannot listen");
     }
-    m_stopRead = stop[0];
-    m_stopWrite = stop[1];
-    m_thread = std::thread([this] { run(); });
+    stopRead_ = stop[0];
+    stopWrite_ = stop[1];
+    thread_ = std::thread([this] { run(); });
 }
 
 FragileDevice::~FragileDevice() {
-    ::close(m_stopWrite);
-    m_thread.join();
-    ::close(m_stopRead);
-    ::close(m_listener);
+    ::close(stopWrite_);
+    thread_.join();
+    ::close(stopRead_);
+    ::close(listener_);
 }
 
 std::string FragileDevice::address() const {
     sockaddr_in place{};
     socklen_t length = sizeof place;
-    ::getsockname(m_listener, reinterpret_cast<sockaddr*>(&place), &length);
+    ::getsockname(listener_, reinterpret_cast<sockaddr*>(&place), &length);
     return "127.0.0.1:" + std::to_string(ntohs(place.sin_port));
 }
 
 int FragileDevice::requests(int function) const {
-    const std::lock_guard<std::mutex> lock(m_mutex);
-    const auto found = m_requests.find(function);
-    return found == m_requests.end() ? 0 : found->second;
+    const std::lock_guard<std::mutex> lock(mutex_);
+    const auto found = requests_.find(function);
+    return found == requests_.end() ? 0 : found->second;
 }
 
 int FragileDevice::value(int number) const {
-    const std::lock_guard<std::mutex> lock(m_mutex);
-    const auto found = m_values.find(number);
-    return found == m_values.end() ? int(HELD_AT_FIRST) : found->second;
+    const std::lock_guard<std::mutex> lock(mutex_);
+    const auto found = values_.find(number);
+    return found == values_.end() ? int(HELD_AT_FIRST) : found->second;
 }
 
 std::string FragileDevice::strangeBytes() const {
-    const std::lock_guard<std::mutex> lock(m_mutex);
-    return m_strange;
+    const std::lock_guard<std::mutex> lock(mutex_);
+    return strange_;
 }
 
 void FragileDevice::run() {
     for (;;) {
-        pollfd both[] = {{m_listener, POLLIN, 0}, {m_stopRead, POLLIN, 0}};
+        pollfd both[] = {{listener_, POLLIN, 0}, {stopRead_, POLLIN, 0}};
         if (::poll(both, 2, -1) <= 0 || both[1].revents != 0) {
             return;
         }
-        const int client = ::accept4(m_listener, nullptr, nullptr, SOCK_CLOEXEC);
+        const int client = ::accept4(listener_, nullptr, nullptr, SOCK_CLOEXEC);
         if (client >= 0) {
             serve(client);
             ::close(client);
@@ -120,7 +120,7 @@ void FragileDevice::run() {
 void FragileDevice::serve(int client) {
     Frame bytes;
     for (;;) {
-        pollfd both[] = {{client, POLLIN, 0}, {m_stopRead, POLLIN, 0}};
+        pollfd both[] = {{client, POLLIN, 0}, {stopRead_, POLLIN, 0}};
         std::uint8_t chunk[512];
         if (::poll(both, 2, -1) <= 0 || both[1].revents != 0) {
             break;
@@ -142,18 +142,18 @@ void FragileDevice::serve(int client) {
             }
         }
     }
-    const std::lock_guard<std::mutex> lock(m_mutex);
-    m_strange.append(bytes.begin(), bytes.end());
+    const std::lock_guard<std::mutex> lock(mutex_);
+    strange_.append(bytes.begin(), bytes.end());
 }
 
 // False when the connection is to end.
 bool FragileDevice::react(int client, const Frame& request) {
     int number = 0;
     {
-        const std::lock_guard<std::mutex> lock(m_mutex);
-        number = ++m_requests[request[1]];
+        const std::lock_guard<std::mutex> lock(mutex_);
+        number = ++requests_[request[1]];
     }
-    const Reaction reaction = m_script(request, number);
+    const Reaction reaction = script_(request, number);
     Frame reply = carryOut(request, reaction.carryOut && reaction.exception == 0);
     if (reaction.exception != 0) {
         reply = withCrc({request[0], static_cast<std::uint8_t>(request[1] | EXCEPTION_BIT),
@@ -188,14 +188,14 @@ Frame FragileDevice::carryOut(const Frame& request, bool change) {
     if (request[1] == DIAGNOSTICS) {
         return request;
     }
-    const std::lock_guard<std::mutex> lock(m_mutex);
+    const std::lock_guard<std::mutex> lock(mutex_);
     const int start = word(request, 2);
     if (request[1] == READ) {
         const int count = word(request, 4);
         Frame reply{request[0], request[1], static_cast<std::uint8_t>(2 * count)};
         for (int i = 0; i < count; ++i) {
-            const auto held = m_values.find(start + i);
-            const int value = held == m_values.end() ? int(HELD_AT_FIRST) : held->second;
+            const auto held = values_.find(start + i);
+            const int value = held == values_.end() ? int(HELD_AT_FIRST) : held->second;
             reply.insert(reply.end(),
                          {static_cast<std::uint8_t>(value >> 8), static_cast<std::uint8_t>(value & 0xFF)});
         }
@@ -204,7 +204,7 @@ Frame FragileDevice::carryOut(const Frame& request, bool change) {
     const bool run = request[1] == WRITE_RUN;
     const int count = run ? word(request, 4) : 1;
     for (int i = 0; change && i < count; ++i) {
-        m_values[start + READ_PAGE + i] =
+        values_[start + READ_PAGE + i] =
             run ? word(request, 7 + 2 * static_cast<std::size_t>(i)) : word(request, 4);
     }
     return withCrc(Frame(request.begin(), request.begin() + 6));

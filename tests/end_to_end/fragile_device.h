@@ -22,13 +22,20 @@ bool says(const std::string& text, const std::string& part);
 struct Reaction {
     bool carryOut = true;
     bool answer = true;
-    int exception = 0;     ///< Answers in place of the reply when it is not 0; nothing is carried out then.
-    bool close = false;    ///< The connection ends after that.
-    bool reset = false;    ///< And without a farewell: the other end is told that bytes were lost.
-    std::string noise;     ///< Sent in place of the answer when it is not empty.
-    int keptBytes = 0;     ///< The reply is cut after so many when it is not 0.
-    bool altered = false;  ///< The last byte of the reply's content is another one, with a good CRC.
-    bool endless = false;  ///< The noise is sent over and over until the connection ends.
+    /// Answers in place of the reply when it is not 0; nothing is carried out then.
+    int exception = 0;
+    /// The connection ends after that.
+    bool close = false;
+    /// And without a farewell: the other end is told that bytes were lost.
+    bool reset = false;
+    /// Sent in place of the answer when it is not empty.
+    std::string noise;
+    /// The reply is cut after so many when it is not 0.
+    int keptBytes = 0;
+    /// The last byte of the reply's content is another one, with a good CRC.
+    bool altered = false;
+    /// The noise is sent over and over until the connection ends.
+    bool endless = false;
 };
 
 class FragileDevice {
@@ -58,15 +65,15 @@ private:
     bool react(int client, const Frame& request);
     Frame carryOut(const Frame& request, bool change);
 
-    Script m_script;
-    int m_listener = -1;
-    int m_stopRead = -1;
-    int m_stopWrite = -1;
-    mutable std::mutex m_mutex;
-    std::map<int, int> m_values;
-    std::map<int, int> m_requests;
-    std::string m_strange;
-    std::thread m_thread;
+    Script script_;
+    int listener_ = -1;
+    int stopRead_ = -1;
+    int stopWrite_ = -1;
+    mutable std::mutex mutex_;
+    std::map<int, int> values_;
+    std::map<int, int> requests_;
+    std::string strange_;
+    std::thread thread_;
 };
 
 #endif

@@ -16,7 +16,7 @@ enum class Precision { Micro, Nano };
 /// A capture file, put together as the format's description says.
 class Capture {
 public:
-    explicit Capture(Order order = Order::Little, Precision precision = Precision::Micro) : m_order(order) {
+    explicit Capture(Order order = Order::Little, Precision precision = Precision::Micro) : order_(order) {
         add32(precision == Precision::Nano ? 0xA1B23C4D : 0xA1B2C3D4);
         add16(2);
         add16(4);
@@ -39,25 +39,25 @@ public:
         add32(fraction);
         add32(static_cast<std::uint32_t>(packet.size()));
         add32(static_cast<std::uint32_t>(packet.size()));
-        m_bytes += packet;
+        bytes_ += packet;
     }
 
-    const std::string& bytes() const { return m_bytes; }
+    const std::string& bytes() const { return bytes_; }
     /// What was added since the last call.
-    std::string take() { return std::exchange(m_bytes, std::string()); }
+    std::string take() { return std::exchange(bytes_, std::string()); }
 
 private:
     void add16(std::uint32_t value) { addBytes(value, 2); }
     void add32(std::uint32_t value) { addBytes(value, 4); }
     void addBytes(std::uint32_t value, unsigned count) {
         for (unsigned i = 0; i < count; ++i) {
-            const unsigned shift = 8 * (m_order == Order::Little ? i : count - 1 - i);
-            m_bytes += static_cast<char>(value >> shift & 0xFFU);
+            const unsigned shift = 8 * (order_ == Order::Little ? i : count - 1 - i);
+            bytes_ += static_cast<char>(value >> shift & 0xFFU);
         }
     }
 
-    Order m_order;
-    std::string m_bytes;
+    Order order_;
+    std::string bytes_;
 };
 
 class ReplayOf : public testing::Test {

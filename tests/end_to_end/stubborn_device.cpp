@@ -56,7 +56,7 @@ Frame answer(const Frame& request, int missing) {
     return withCrc(Frame(request.begin(), request.begin() + 6));
 }
 
-/// 0 while that cannot be told.
+// 0 while that cannot be told.
 std::size_t wholeLength(const Frame& request) {
     if (request.size() >= STATUS_REQUEST_BYTES && request[1] == STATUS) {
         return STATUS_REQUEST_BYTES;
@@ -68,7 +68,7 @@ std::size_t wholeLength(const Frame& request) {
     return run ? std::size_t(9) + request[6] : std::size_t(REQUEST_BYTES);
 }
 
-/// False when it is time to stop.
+// False when it is time to stop.
 bool waitFor(int fd, int stop) {
     pollfd both[] = {{fd, POLLIN, 0}, {stop, POLLIN, 0}};
     return ::poll(both, 2, -1) > 0 && both[1].revents == 0;
@@ -96,40 +96,40 @@ void serve(int client, int stop, int missing) {
 
 }  // namespace
 
-StubbornDevice::StubbornDevice(int missing) : m_missing(missing) {
+StubbornDevice::StubbornDevice(int missing) : missing_(missing) {
     int stop[2];
-    m_listener = ::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
+    listener_ = ::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
     sockaddr_in place{};
     place.sin_family = AF_INET;
     place.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-    if (::bind(m_listener, reinterpret_cast<sockaddr*>(&place), sizeof place) != 0 ||
-        ::listen(m_listener, 4) != 0 || ::pipe2(stop, O_CLOEXEC) != 0) {
+    if (::bind(listener_, reinterpret_cast<sockaddr*>(&place), sizeof place) != 0 ||
+        ::listen(listener_, 4) != 0 || ::pipe2(stop, O_CLOEXEC) != 0) {
         throw std::runtime_error("cannot listen");
     }
-    m_stopRead = stop[0];
-    m_stopWrite = stop[1];
-    m_thread = std::thread([this] { run(); });
+    stopRead_ = stop[0];
+    stopWrite_ = stop[1];
+    thread_ = std::thread([this] { run(); });
 }
 
 StubbornDevice::~StubbornDevice() {
-    ::close(m_stopWrite);
-    m_thread.join();
-    ::close(m_stopRead);
-    ::close(m_listener);
+    ::close(stopWrite_);
+    thread_.join();
+    ::close(stopRead_);
+    ::close(listener_);
 }
 
 std::string StubbornDevice::address() const {
     sockaddr_in place{};
     socklen_t length = sizeof place;
-    ::getsockname(m_listener, reinterpret_cast<sockaddr*>(&place), &length);
+    ::getsockname(listener_, reinterpret_cast<sockaddr*>(&place), &length);
     return "127.0.0.1:" + std::to_string(ntohs(place.sin_port));
 }
 
 void StubbornDevice::run() const {
-    while (waitFor(m_listener, m_stopRead)) {
-        const int client = ::accept4(m_listener, nullptr, nullptr, SOCK_CLOEXEC);
+    while (waitFor(listener_, stopRead_)) {
+        const int client = ::accept4(listener_, nullptr, nullptr, SOCK_CLOEXEC);
         if (client >= 0) {
-            serve(client, m_stopRead, m_missing);
+            serve(client, stopRead_, missing_);
             ::close(client);
         }
     }

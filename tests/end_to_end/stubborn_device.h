@@ -21,11 +21,11 @@ public:
 private:
     void run() const;
 
-    int m_missing;
-    int m_listener = -1;
-    int m_stopRead = -1;
-    int m_stopWrite = -1;
-    std::thread m_thread;
+    int missing_;
+    int listener_ = -1;
+    int stopRead_ = -1;
+    int stopWrite_ = -1;
+    std::thread thread_;
 };
 
 #endif

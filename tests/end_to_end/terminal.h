@@ -1,5 +1,5 @@
 /// \file
-/// A terminal that tmux keeps: a test types keys and looks at what stands there.
+/// A terminal that tmux keeps: a test types keys and looks at what it shows.
 #ifndef DX7_TESTS_END_TO_END_TERMINAL_H
 #define DX7_TESTS_END_TO_END_TERMINAL_H
 
@@ -13,7 +13,7 @@
 /// A terminal of its own, with a program in it.
 class Terminal {
 public:
-    Terminal(const std::string& socket, const Words& command, int columns, int rows) : m_socket(socket) {
+    Terminal(const std::string& socket, const Words& command, int columns, int rows) : socket_(socket) {
         Words words = {"-f", "/dev/null",          "new-session", "-d",    "-x", std::to_string(columns),
                        "-y", std::to_string(rows), "-s",          "screen"};
         // The shell keeps the screen after the program's end and shows its exit code.
@@ -51,7 +51,7 @@ public:
             tmux({"display-message", "-p", "-t", "screen", "#{" + variable + "}"}).output;
         return line.substr(0, line.find('\n'));
     }
-    /// Whether something that matches comes to stand on the screen.
+    /// Whether something that matches comes to show on the screen.
     bool shows(const std::string& pattern) const {
         const std::regex regex(pattern);
         return eventually([&] { return std::regex_search(screen(), regex); });
@@ -59,12 +59,12 @@ public:
 
 private:
     Finished tmux(const Words& words) const {
-        Words all{DX7_TMUX, "-S", m_socket};
+        Words all{DX7_TMUX, "-S", socket_};
         all.insert(all.end(), words.begin(), words.end());
         return runToEnd(all);
     }
 
-    std::string m_socket;
+    std::string socket_;
 };
 
 #endif

@@ -20,13 +20,13 @@ std::vector<std::string> deviceCommand(const std::vector<std::string>& line,
 DeviceProcess::DeviceProcess(const std::vector<std::string>& line, const std::vector<std::string>& options,
                              const std::function<void()>& first)
     : Process(deviceCommand(line, options), true, first) {
-    m_ready = readLine();
+    ready_ = readLine();
 }
 
 int DeviceProcess::tcpPort() const {
     // "ready on tcp 127.0.0.1:36969, stations 1"
     const std::string beginning = "ready on tcp ";
-    return m_ready.rfind(beginning, 0) == 0 ? std::atoi(m_ready.c_str() + m_ready.find(':') + 1) : 0;
+    return ready_.rfind(beginning, 0) == 0 ? std::atoi(ready_.c_str() + ready_.find(':') + 1) : 0;
 }
 
 Finished DeviceProcess::stop() {

@@ -18,7 +18,7 @@ public:
     DeviceProcess(const std::vector<std::string>& line, const std::vector<std::string>& options,
                   const std::function<void()>& first = {});
 
-    const std::string& ready() const { return m_ready; }
+    const std::string& ready() const { return ready_; }
     /// The port of "--tcp", "0"; 0 on another line.
     int tcpPort() const;
 
@@ -26,7 +26,7 @@ public:
     Finished stop();
 
 private:
-    std::string m_ready;
+    std::string ready_;
 };
 
 }  // namespace kit

@@ -25,52 +25,52 @@ int connectTo(int port) {
 }
 
 Client::Client(const std::string& path, int station)
-    : m_context(modbus_new_rtu(path.c_str(), 9600, 'N', 8, 1)) {
-    modbus_set_slave(m_context, station);
-    if (modbus_connect(m_context) != 0) {
+    : context_(modbus_new_rtu(path.c_str(), 9600, 'N', 8, 1)) {
+    modbus_set_slave(context_, station);
+    if (modbus_connect(context_) != 0) {
         throw std::runtime_error("cannot open " + path + ": " + modbus_strerror(errno));
     }
     setTimeout(REPLY_TIMEOUT_MS);
 }
 
-Client::Client(int socket, int station) : m_context(modbus_new_rtu("/dev/null", 9600, 'N', 8, 1)) {
-    modbus_set_slave(m_context, station);
-    modbus_set_socket(m_context, socket);
+Client::Client(int socket, int station) : context_(modbus_new_rtu("/dev/null", 9600, 'N', 8, 1)) {
+    modbus_set_slave(context_, station);
+    modbus_set_socket(context_, socket);
     setTimeout(REPLY_TIMEOUT_MS);
 }
 
 Client::~Client() {
-    modbus_close(m_context);
-    modbus_free(m_context);
+    modbus_close(context_);
+    modbus_free(context_);
 }
 
 void Client::setTimeout(int milliseconds) {
-    m_timeout = milliseconds;
-    modbus_set_response_timeout(m_context, static_cast<std::uint32_t>(milliseconds / 1000),
+    timeout_ = milliseconds;
+    modbus_set_response_timeout(context_, static_cast<std::uint32_t>(milliseconds / 1000),
                                 static_cast<std::uint32_t>(milliseconds % 1000 * 1000));
 }
 
 int Client::holding(int number) const {
     std::uint16_t value = 0;
-    return modbus_read_registers(m_context, number, 1, &value) == 1 ? value : -errno;
+    return modbus_read_registers(context_, number, 1, &value) == 1 ? value : -errno;
 }
 
 int Client::input(int number) const {
     std::uint16_t value = 0;
-    return modbus_read_input_registers(m_context, number, 1, &value) == 1 ? value : -errno;
+    return modbus_read_input_registers(context_, number, 1, &value) == 1 ? value : -errno;
 }
 
 std::vector<unsigned> Client::raw(const std::vector<unsigned>& request) const {
     const std::vector<std::uint8_t> bytes(request.begin(), request.end());
-    modbus_send_raw_request(m_context, bytes.data(), static_cast<int>(bytes.size()));
+    modbus_send_raw_request(context_, bytes.data(), static_cast<int>(bytes.size()));
     return receive();
 }
 
 std::vector<unsigned> Client::receive() const {
     std::uint8_t reply[MODBUS_MAX_ADU_LENGTH];
-    const int fd = modbus_get_socket(m_context);
+    const int fd = modbus_get_socket(context_);
     std::vector<unsigned> received;
-    auto until = Clock::now() + std::chrono::milliseconds(m_timeout);
+    auto until = Clock::now() + std::chrono::milliseconds(timeout_);
     // A reply is over when nothing has come for a while; its length is what the test wants to know.
     while (readable(fd, until)) {
         const ssize_t count = ::read(fd, reply, sizeof reply);

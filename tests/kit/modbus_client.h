@@ -27,7 +27,7 @@ public:
     Client(const Client&) = delete;
     Client& operator=(const Client&) = delete;
 
-    operator modbus_t*() const { return m_context; }
+    operator modbus_t*() const { return context_; }
     /// REPLY_TIMEOUT_MS at first.
     void setTimeout(int milliseconds);
 
@@ -40,8 +40,8 @@ public:
     std::vector<unsigned> receive() const;
 
 private:
-    int m_timeout = 0;
-    modbus_t* m_context;
+    int timeout_ = 0;
+    modbus_t* context_;
 };
 
 }  // namespace kit

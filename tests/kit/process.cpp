@@ -50,8 +50,8 @@ Process::Process(const std::vector<std::string>& command, bool standardInput,
     const Pipe input;
     const Pipe output;
     const Pipe errors;
-    m_pid = ::fork();
-    if (m_pid == 0) {
+    pid_ = ::fork();
+    if (pid_ == 0) {
         if (standardInput) {
             ::dup2(input.readEnd, STDIN_FILENO);
         } else {
@@ -67,66 +67,66 @@ Process::Process(const std::vector<std::string>& command, bool standardInput,
     ::close(input.readEnd);
     ::close(output.writeEnd);
     ::close(errors.writeEnd);
-    m_input = input.writeEnd;
-    m_output = output.readEnd;
-    m_errors = errors.readEnd;
+    input_ = input.writeEnd;
+    output_ = output.readEnd;
+    errors_ = errors.readEnd;
 }
 
 Process::~Process() {
-    if (m_pid > 0) {
-        ::kill(m_pid, SIGKILL);
-        ::waitpid(m_pid, nullptr, 0);
+    if (pid_ > 0) {
+        ::kill(pid_, SIGKILL);
+        ::waitpid(pid_, nullptr, 0);
     }
     closeInput();
-    ::close(m_output);
-    ::close(m_errors);
+    ::close(output_);
+    ::close(errors_);
 }
 
 std::string Process::readLine(int patienceMs) {
     const auto until = Clock::now() + std::chrono::milliseconds(patienceMs);
-    std::size_t end = m_buffer.find('\n');
-    while (end == std::string::npos && readable(m_output, until)) {
+    std::size_t end = buffer_.find('\n');
+    while (end == std::string::npos && readable(output_, until)) {
         char chunk[4096];
-        const ssize_t count = ::read(m_output, chunk, sizeof chunk);
+        const ssize_t count = ::read(output_, chunk, sizeof chunk);
         if (count <= 0) {
             break;
         }
-        m_buffer.append(chunk, static_cast<std::size_t>(count));
-        end = m_buffer.find('\n');
+        buffer_.append(chunk, static_cast<std::size_t>(count));
+        end = buffer_.find('\n');
     }
-    const std::string line = m_buffer.substr(0, end == std::string::npos ? 0 : end);
-    m_buffer.erase(0, end == std::string::npos ? 0 : end + 1);
+    const std::string line = buffer_.substr(0, end == std::string::npos ? 0 : end);
+    buffer_.erase(0, end == std::string::npos ? 0 : end + 1);
     return line;
 }
 
 void Process::type(const std::string& text) const {
-    if (::write(m_input, text.data(), text.size()) != static_cast<ssize_t>(text.size())) {
+    if (::write(input_, text.data(), text.size()) != static_cast<ssize_t>(text.size())) {
         throw std::runtime_error("the program takes no input");
     }
 }
 
 void Process::closeInput() {
-    if (m_input >= 0) {
-        ::close(m_input);
-        m_input = -1;
+    if (input_ >= 0) {
+        ::close(input_);
+        input_ = -1;
     }
 }
 
 void Process::signal(int number) const {
-    ::kill(m_pid, number);
+    ::kill(pid_, number);
 }
 
 double Process::processorSeconds() const {
     clockid_t clock = 0;
     timespec time{};
-    if (::clock_getcpuclockid(m_pid, &clock) != 0 || ::clock_gettime(clock, &time) != 0) {
+    if (::clock_getcpuclockid(pid_, &clock) != 0 || ::clock_gettime(clock, &time) != 0) {
         throw std::runtime_error("the program has ended");
     }
     return static_cast<double>(time.tv_sec) + 1e-9 * static_cast<double>(time.tv_nsec);
 }
 
 long Process::residentKb() const {
-    std::ifstream file("/proc/" + std::to_string(m_pid) + "/statm");
+    std::ifstream file("/proc/" + std::to_string(pid_) + "/statm");
     long total = 0;
     long resident = 0;
     file >> total >> resident;
@@ -138,18 +138,18 @@ Finished Process::finish(int patienceMs) {
     const auto until = Clock::now() + std::chrono::milliseconds(patienceMs);
     int status = 0;
     pid_t ended = 0;
-    while ((ended = ::waitpid(m_pid, &status, WNOHANG)) == 0 && Clock::now() < until) {
+    while ((ended = ::waitpid(pid_, &status, WNOHANG)) == 0 && Clock::now() < until) {
         std::this_thread::sleep_for(std::chrono::milliseconds(5));
     }
     if (ended == 0) {
-        ::kill(m_pid, SIGKILL);
-        ::waitpid(m_pid, nullptr, 0);
+        ::kill(pid_, SIGKILL);
+        ::waitpid(pid_, nullptr, 0);
     } else if (WIFEXITED(status)) {
         result.exitCode = WEXITSTATUS(status);
     }
-    m_pid = -1;
-    result.output = m_buffer + readAll(m_output);
-    result.errors = readAll(m_errors);
+    pid_ = -1;
+    result.output = buffer_ + readAll(output_);
+    result.errors = readAll(errors_);
     return result;
 }
 

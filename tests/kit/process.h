@@ -16,7 +16,8 @@ enum : int { PATIENCE_MS = 10000 };
 
 /// What a finished program left.
 struct Finished {
-    int exitCode = -1;  ///< -1 when a signal ended it or it had to be killed.
+    /// -1 when a signal ended it or it had to be killed.
+    int exitCode = -1;
     std::string output;
     std::string errors;
 };
@@ -37,7 +38,7 @@ public:
     void type(const std::string& text) const;
     void closeInput();
     void signal(int number) const;
-    pid_t id() const { return m_pid; }
+    pid_t id() const { return pid_; }
     /// User and system time it has taken so far.
     double processorSeconds() const;
     /// Its resident memory.
@@ -48,11 +49,11 @@ public:
 private:
     std::string readAll(int fd);
 
-    pid_t m_pid = -1;
-    int m_input = -1;
-    int m_output = -1;
-    int m_errors = -1;
-    std::string m_buffer;
+    pid_t pid_ = -1;
+    int input_ = -1;
+    int output_ = -1;
+    int errors_ = -1;
+    std::string buffer_;
 };
 
 /// Runs a program to its end, with nothing on its standard input.

@@ -11,12 +11,12 @@ TemporaryDirectory::TemporaryDirectory() {
     if (::mkdtemp(pattern.data()) == nullptr) {
         throw std::runtime_error("no temporary directory");
     }
-    m_path = pattern;
+    path_ = pattern;
 }
 
 TemporaryDirectory::~TemporaryDirectory() {
     std::error_code ignored;
-    std::filesystem::remove_all(m_path, ignored);
+    std::filesystem::remove_all(path_, ignored);
 }
 
 }  // namespace kit

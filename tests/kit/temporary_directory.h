@@ -15,10 +15,10 @@ public:
     TemporaryDirectory(const TemporaryDirectory&) = delete;
     TemporaryDirectory& operator=(const TemporaryDirectory&) = delete;
 
-    std::string file(const std::string& name) const { return m_path + "/" + name; }
+    std::string file(const std::string& name) const { return path_ + "/" + name; }
 
 private:
-    std::string m_path;
+    std::string path_;
 };
 
 }  // namespace kit

@@ -52,18 +52,18 @@ Words monitorWords() {
 }  // namespace
 
 MonitorWatch::MonitorWatch(SoakDevice& device, SoakResult& result)
-    : m_device(device), m_result(result), m_offset(device.wallClockOffset()) {
-    m_monitor = std::make_unique<Process>(device.dx7(monitorWords()));
+    : device_(device), result_(result), offset_(device.wallClockOffset()) {
+    monitor_ = std::make_unique<Process>(device.dx7(monitorWords()));
 }
 
 // A line, or none for a while.
 bool MonitorWatch::readLine() {
-    const std::string line = m_monitor->readLine(LOOK_MS);
+    const std::string line = monitor_->readLine(LOOK_MS);
     if (!line.empty()) {
-        m_heardSeconds = wallClock();
+        heardSeconds_ = wallClock();
         take(Json::parse(line));
-    } else if (wallClock() - m_heardSeconds > SILENCE_MS_AT_MOST / 1000.0 || m_monitor->residentKb() == 0) {
-        m_result.fail("dx7 monitor has fallen silent on line \"" + m_device.mix().name + "\"");
+    } else if (wallClock() - heardSeconds_ > SILENCE_MS_AT_MOST / 1000.0 || monitor_->residentKb() == 0) {
+        result_.fail("dx7 monitor has fallen silent on line \"" + device_.mix().name + "\"");
         return false;
     }
     return true;
@@ -71,22 +71,22 @@ bool MonitorWatch::readLine() {
 
 void MonitorWatch::take(const Json& line) {
     if (line.contains("time")) {
-        m_lineSeconds = secondsOf(line.at("time")) - m_offset;
+        lineSeconds_ = secondsOf(line.at("time")) - offset_;
     }
     if (line.contains("item")) {
         const std::string notation = line.at("item");
-        const auto known = m_shown.find(notation);
-        Shown& shown = known != m_shown.end() ? known->second : m_shown[notation];
-        if (known == m_shown.end()) {
+        const auto known = shown_.find(notation);
+        Shown& shown = known != shown_.end() ? known->second : shown_[notation];
+        if (known == shown_.end()) {
             shown.item = movingItem(notation);
         }
-        takeValue(shown, line, m_lineSeconds);
+        takeValue(shown, line, lineSeconds_);
     } else if (line.at("event") == "line") {
-        m_result.fail("dx7 lost its line: " + line.dump());
+        result_.fail("dx7 lost its line: " + line.dump());
     } else if (line.at("event") == "statistics") {
         for (const auto& [name, count] : line.at("all").items()) {
             if (count.is_number_integer()) {
-                m_result.statistics[name] = count;
+                result_.statistics[name] = count;
             }
         }
     }
@@ -97,13 +97,13 @@ void MonitorWatch::takeValue(Shown& shown, const Json& line, double deviceSecond
     shown.good = shown.quality == "good";
     const int value = line.at("value").is_null() ? -1 : line.at("value").get<int>();
     if (!shown.good) {
-        ++m_result.valuesBad;
+        ++result_.valuesBad;
         // What is doubtful is new, and told apart from what is good: it may be anything, and stays when no
         // reply follows.
         const bool doubtful = shown.quality == "doubtful";
         const bool had = stepsSince(shown.item, value, stepAt(deviceSeconds + CLOCK_ERROR), ALL_STEPS) >= 0;
         if (!doubtful && value != shown.value && value != shown.doubtful && !had) {
-            m_result.fail("shown as bad with a value that was not shown before: " + line.dump());
+            result_.fail("shown as bad with a value that was not shown before: " + line.dump());
         }
         shown.doubtful = doubtful ? value : shown.doubtful;
         return;
@@ -112,30 +112,30 @@ void MonitorWatch::takeValue(Shown& shown, const Json& line, double deviceSecond
 }
 
 void MonitorWatch::takeGood(Shown& shown, int value, const Json& line, double deviceSeconds) {
-    const double oldest = m_device.mix().oldestSeconds;
+    const double oldest = device_.mix().oldestSeconds;
     const long step = stepAt(deviceSeconds + CLOCK_ERROR);
     const int back = stepsSince(shown.item, value, step, static_cast<int>(std::ceil(oldest / STEP_SECONDS)));
     const std::string place = " at " + std::to_string(deviceSeconds) + " s of the device (step " +
-                              std::to_string(step) + ") on line \"" + m_device.mix().name +
+                              std::to_string(step) + ") on line \"" + device_.mix().name +
                               "\": " + line.dump();
     if (back < 0) {
-        m_result.fail("wrong value" + place);
+        result_.fail("wrong value" + place);
         return;
     }
     // A word tells its step.
     if (!shown.item.bit && step - back < shown.step) {
-        m_result.fail("older than step " + std::to_string(shown.step) + ", which was shown before" + place);
+        result_.fail("older than step " + std::to_string(shown.step) + ", which was shown before" + place);
     }
     const bool right = back == 0 || stepAt(deviceSeconds - CLOCK_ERROR) == step - back;
-    ++(right ? m_result.valuesRight : m_result.valuesStale);
-    m_result.oldestSteps = right ? m_result.oldestSteps : std::max(m_result.oldestSteps, back);
+    ++(right ? result_.valuesRight : result_.valuesStale);
+    result_.oldestSteps = right ? result_.oldestSteps : std::max(result_.oldestSteps, back);
     shown.value = value;
     shown.step = std::max(shown.step, step - back);
 }
 
 void MonitorWatch::sampleMemory(bool warm) {
-    m_result.dx7.sample(m_monitor->residentKb(), warm);
-    m_result.device.sample(m_device.residentKb(), warm);
+    result_.dx7.sample(monitor_->residentKb(), warm);
+    result_.device.sample(device_.residentKb(), warm);
 }
 
 void MonitorWatch::forSeconds(double seconds) {
@@ -148,7 +148,7 @@ void MonitorWatch::forSeconds(double seconds) {
         }
     }
     std::vector<MovingItem> items;
-    for (const auto& [notation, shown] : m_shown) {
+    for (const auto& [notation, shown] : shown_) {
         items.push_back(shown.item);
     }
     requireDistinct(items);
@@ -160,46 +160,46 @@ double MonitorWatch::secondsUntilShown(long step) {
         return !entry.second.good || (!entry.second.item.bit && entry.second.step < step);
     };
     const double begin = static_cast<double>(step) * STEP_SECONDS;
-    const auto passed = [&] { return wallClock() - m_offset - begin; };
-    while (std::any_of(m_shown.begin(), m_shown.end(), behind) && passed() < PATIENCE_SECONDS && readLine()) {
+    const auto passed = [&] { return wallClock() - offset_ - begin; };
+    while (std::any_of(shown_.begin(), shown_.end(), behind) && passed() < PATIENCE_SECONDS && readLine()) {
     }
     return passed();
 }
 
 void MonitorWatch::recover() {
-    m_device.tell("fault " + m_device.mix().lasting);
-    const double ended = m_device.seconds();
+    device_.tell("fault " + device_.mix().lasting);
+    const double ended = device_.seconds();
     const long step = stepAt(ended) + 1;
     double seconds = secondsUntilShown(step);
-    m_result.recoverySeconds = seconds;
-    for (const auto& [notation, shown] : m_shown) {
+    result_.recoverySeconds = seconds;
+    for (const auto& [notation, shown] : shown_) {
         if (!shown.good || (!shown.item.bit && shown.step < step)) {
-            m_result.notRecovered +=
-                (m_result.notRecovered.empty() ? "" : ", ") + notation + " " + shown.quality;
+            result_.notRecovered +=
+                (result_.notRecovered.empty() ? "" : ", ") + notation + " " + shown.quality;
         }
     }
-    const long bad = m_result.valuesBad;
+    const long bad = result_.valuesBad;
     // Steps that begin after the recovery, so that a slow one does not make them look slow.
     for (int i = 0; i < STEADY_STEPS && seconds < PATIENCE_SECONDS; ++i) {
-        seconds = secondsUntilShown(stepAt(wallClock() - m_offset) + 1);
-        m_result.steadySeconds = std::max(m_result.steadySeconds, seconds);
+        seconds = secondsUntilShown(stepAt(wallClock() - offset_) + 1);
+        result_.steadySeconds = std::max(result_.steadySeconds, seconds);
     }
-    m_result.badAgain[m_device.overTcp() ? "over TCP" : "on pseudo-terminals"] = m_result.valuesBad - bad;
+    result_.badAgain[device_.overTcp() ? "over TCP" : "on pseudo-terminals"] = result_.valuesBad - bad;
 }
 
 void MonitorWatch::finish() {
-    m_monitor->signal(SIGINT);
+    monitor_->signal(SIGINT);
     // What is proven at the end is more than a pipe holds.
-    for (std::string line = m_monitor->readLine(SILENCE_MS_AT_MOST); !line.empty();
-         line = m_monitor->readLine(SILENCE_MS_AT_MOST)) {
+    for (std::string line = monitor_->readLine(SILENCE_MS_AT_MOST); !line.empty();
+         line = monitor_->readLine(SILENCE_MS_AT_MOST)) {
         take(Json::parse(line));
     }
-    const Finished end = m_monitor->finish(SILENCE_MS_AT_MOST);
+    const Finished end = monitor_->finish(SILENCE_MS_AT_MOST);
     std::istringstream lines(end.output);
     for (std::string line; std::getline(lines, line);) {
         take(Json::parse(line));
     }
     if (end.exitCode != 0) {
-        m_result.fail("dx7 monitor ended with " + std::to_string(end.exitCode) + ": " + end.errors);
+        result_.fail("dx7 monitor ended with " + std::to_string(end.exitCode) + ": " + end.errors);
     }
 }

@@ -1,4 +1,5 @@
-// Reads along with `dx7 monitor --json` and proves every value it shows.
+/// \file
+/// Reads along with `dx7 monitor --json` and proves every value it shows.
 #ifndef DX7_TESTS_SOAK_MONITOR_WATCH_H
 #define DX7_TESTS_SOAK_MONITOR_WATCH_H
 
@@ -16,20 +17,22 @@ class MonitorWatch {
 public:
     MonitorWatch(SoakDevice& device, SoakResult& result);
 
-    // Watches for so long.
+    /// Watches for so long.
     void forSeconds(double seconds);
-    // Ends the faults and measures how long it takes until everything is shown new and good, and how long
-    // that takes in each of the steps after it.
+    /// Ends the faults and measures how long it takes until everything is shown new and good, and how long
+    /// that takes in each of the steps after it.
     void recover();
-    // Ends the monitor and takes its statistics over.
+    /// Ends the monitor and takes its statistics over.
     void finish();
 
 private:
     struct Shown {
         MovingItem item;
         int value = -1;
-        int doubtful = -1;  ///< The last value that was shown as doubtful.
-        long step = -1;     // The newest step that was shown, of a good value.
+        /// The last value that was shown as doubtful.
+        int doubtful = -1;
+        /// The newest step that was shown, of a good value.
+        long step = -1;
         bool good = false;
         std::string quality;
     };
@@ -39,17 +42,19 @@ private:
     void take(const nlohmann::json& line);
     void takeValue(Shown& shown, const nlohmann::json& line, double deviceSeconds);
     void sampleMemory(bool warm);
-    // Seconds from the step's begin until the last item showed it or a later one; at
-    // least PATIENCE_SECONDS when one does not.
+    /// Seconds from the step's begin until the last item showed it or a later one; at
+    /// least PATIENCE_SECONDS when one does not.
     double secondsUntilShown(long step);
 
-    SoakDevice& m_device;
-    SoakResult& m_result;
-    double m_offset;  // Wall clock minus device clock.
-    std::map<std::string, Shown> m_shown;
-    std::unique_ptr<Process> m_monitor;
-    double m_lineSeconds = 0;  // The device's time at the last line.
-    double m_heardSeconds = wallClock();
+    SoakDevice& device_;
+    SoakResult& result_;
+    /// Wall clock minus device clock.
+    double offset_;
+    std::map<std::string, Shown> shown_;
+    std::unique_ptr<Process> monitor_;
+    /// The device's time at the last line.
+    double lineSeconds_ = 0;
+    double heardSeconds_ = wallClock();
 };
 
 #endif

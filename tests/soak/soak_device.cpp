@@ -25,24 +25,24 @@ long numberBehind(const std::string& text, const std::string& label) {
 }
 
 SoakDevice::SoakDevice(const SoakSettings& settings, int line)
-    : m_mix(mixOfLine(line, settings.share, settings.latestMs)) {
+    : mix_(mixOfLine(line, settings.share, settings.latestMs)) {
     const bool tcp = line % 2 == 0;
     // No station follows another, so that the reply of a wrong station is never one that was asked.
     Words options{"--stations",
                   "1,3,5",
                   "--move-all",
                   "--fault",
-                  m_mix.faults,
+                  mix_.faults,
                   "--seed",
                   std::to_string(settings.seed + static_cast<unsigned>(line))};
-    if (m_mix.lateByMs > 0) {
-        options.insert(options.end(), {"--late-by", std::to_string(m_mix.lateByMs)});
+    if (mix_.lateByMs > 0) {
+        options.insert(options.end(), {"--late-by", std::to_string(mix_.lateByMs)});
     }
-    options.insert(options.end(), {"--copy-after", std::to_string(m_mix.copyAfterMs)});
-    m_process = std::make_unique<DeviceProcess>(
-        tcp ? Words{"--tcp", "0"} : Words{"--pty", m_directory.file("line")}, options);
+    options.insert(options.end(), {"--copy-after", std::to_string(mix_.copyAfterMs)});
+    process_ = std::make_unique<DeviceProcess>(
+        tcp ? Words{"--tcp", "0"} : Words{"--pty", directory_.file("line")}, options);
     if (tcp) {
-        m_port = m_process->tcpPort();
+        port_ = process_->tcpPort();
     }
 }
 
@@ -50,16 +50,16 @@ Words SoakDevice::dx7(const Words& words) const {
     Words all{DX7_PROGRAM};
     all.insert(all.end(), words.begin(), words.end());
     const Words place = overTcp()
-                            ? Words{"--tcp", "127.0.0.1:" + std::to_string(m_port)}
-                            : Words{"--serial", m_directory.file("line"), "--baud", "115200", "--gap", "0"};
+                            ? Words{"--tcp", "127.0.0.1:" + std::to_string(port_)}
+                            : Words{"--serial", directory_.file("line"), "--baud", "115200", "--gap", "0"};
     all.insert(all.end(), place.begin(), place.end());
     all.insert(all.end(), {"--json", "--driver", DX7_LIBRARY});
     return all;
 }
 
 std::string SoakDevice::tell(const std::string& command) {
-    m_process->type(command + "\n");
-    const std::string answer = m_process->readLine();
+    process_->type(command + "\n");
+    const std::string answer = process_->readLine();
     if (answer.empty()) {
         throw std::runtime_error("the device does not answer \"" + command + "\"");
     }
@@ -89,7 +89,7 @@ double SoakDevice::wallClockOffset() {
 std::vector<std::string> SoakDevice::summary() {
     std::vector<std::string> lines{tell("summary")};
     while (lines.back().rfind("faults made:", 0) != 0) {
-        lines.push_back(m_process->readLine());
+        lines.push_back(process_->readLine());
         if (lines.back().empty()) {
             throw std::runtime_error("the device's summary has no end");
         }
@@ -115,5 +115,5 @@ std::map<std::string, long> SoakDevice::faults() {
 }
 
 bool SoakDevice::stop() {
-    return m_process->stop().exitCode == 0;
+    return process_->stop().exitCode == 0;
 }

@@ -1,4 +1,5 @@
-// A device on a line of its own, whose command channel is the witness.
+/// \file
+/// A device on a line of its own, whose command channel is the witness.
 #ifndef DX7_TESTS_SOAK_SOAK_DEVICE_H
 #define DX7_TESTS_SOAK_SOAK_DEVICE_H
 
@@ -16,49 +17,53 @@ using namespace kit;
 using Words = std::vector<std::string>;
 
 struct SoakSettings {
-    int seconds = 600;  // With faults.
-    int lines = 24;     // At the same time; every second one over TCP, the others on pseudo-terminals.
+    /// With faults.
+    int seconds = 600;
+    /// At the same time; every second one over TCP, the others on pseudo-terminals.
+    int lines = 24;
     unsigned seed = 1;
-    double share = 0.03;  // Of the replies that suffer each fault.
-    int latestMs = 3000;  // How late the latest replies are.
+    /// Of the replies that suffer each fault.
+    double share = 0.03;
+    /// How late the latest replies are.
+    int latestMs = 3000;
 };
 
 class SoakDevice {
 public:
     SoakDevice(const SoakSettings& settings, int line);
 
-    bool overTcp() const { return m_port >= 0; }
-    const FaultMix& mix() const { return m_mix; }
-    // The command line of dx7 for this line.
+    bool overTcp() const { return port_ >= 0; }
+    const FaultMix& mix() const { return mix_; }
+    /// The command line of dx7 for this line.
     Words dx7(const Words& words) const;
 
-    // A place for a file that goes with the device.
-    std::string file(const std::string& name) const { return m_directory.file(name); }
+    /// A place for a file that goes with the device.
+    std::string file(const std::string& name) const { return directory_.file(name); }
 
     std::string tell(const std::string& command);
-    // Its clock, and how much later the computer's wall clock is.
+    /// Its clock, and how much later the computer's wall clock is.
     double seconds();
     double wallClockOffset();
-    // Requests it has received.
+    /// Requests it has received.
     long requests();
-    // Faults it has made, by name.
+    /// Faults it has made, by name.
     std::map<std::string, long> faults();
-    long residentKb() const { return m_process->residentKb(); }
-    // Ends it; true when it ended well.
+    long residentKb() const { return process_->residentKb(); }
+    /// Ends it; true when it ended well.
     bool stop();
 
 private:
     std::vector<std::string> summary();
 
-    FaultMix m_mix;
-    TemporaryDirectory m_directory;
-    int m_port = -1;
-    std::unique_ptr<DeviceProcess> m_process;
+    FaultMix mix_;
+    TemporaryDirectory directory_;
+    int port_ = -1;
+    std::unique_ptr<DeviceProcess> process_;
 };
 
-// The wall clock in seconds.
+/// The wall clock in seconds.
 double wallClock();
-// The number behind `label`; throws std::runtime_error when it is not there.
+/// The number behind `label`; throws std::runtime_error when it is not there.
 long numberBehind(const std::string& text, const std::string& label);
 
 #endif

@@ -1,4 +1,5 @@
-// What a soak run found.
+/// \file
+/// What a soak run found.
 #ifndef DX7_TESTS_SOAK_SOAK_RESULT_H
 #define DX7_TESTS_SOAK_SOAK_RESULT_H
 
@@ -7,9 +8,10 @@
 #include <string>
 #include <vector>
 
-// Resident memory of one program in KB.
+/// Resident memory of one program in KB.
 struct Memory {
-    long early = 0;  // When a tenth of its work was done.
+    /// When a tenth of its work was done.
+    long early = 0;
     long end = 0;
     long highest = 0;
 
@@ -21,25 +23,35 @@ struct Memory {
 };
 
 struct SoakResult {
-    std::vector<std::string> failures;  // Each a sentence; empty when all is well.
+    /// Each a sentence; empty when all is well.
+    std::vector<std::string> failures;
 
     long transactions = 0;
     std::map<std::string, long> faults;
-    std::map<std::string, long> statistics;  // dx7's own, of the monitor.
+    /// dx7's own, of the monitor.
+    std::map<std::string, long> statistics;
 
-    long valuesRight = 0;  // Shown while the device had them.
-    long valuesStale = 0;  // Shown later, by oldestSteps steps of 0.25 s at most.
+    /// Shown while the device had them.
+    long valuesRight = 0;
+    /// Shown later, by oldestSteps steps of 0.25 s at most.
+    long valuesStale = 0;
     int oldestSteps = 0;
-    long valuesBad = 0;  // Shown as bad, with the last good value.
+    /// Shown as bad, with the last good value.
+    long valuesBad = 0;
 
     long writesLanded = 0;
-    long writesFailed = 0;       // Reported as failed.
-    double recoverySeconds = 0;  // From the first step after the faults ended until every item showed it.
-    std::string notRecovered;    // What was not good when that was given up.
-    std::map<std::string, long> recoveryMs;  // The same by mix of faults, also where it is not judged.
-    double steadySeconds = 0;                // The same, at the slowest of the steps after that.
-    std::map<std::string, long>
-        badAgain;  // By carrier: marked bad without faults, after everything was good.
+    /// Reported as failed.
+    long writesFailed = 0;
+    /// From the first step after the faults ended until every item showed it.
+    double recoverySeconds = 0;
+    /// What was not good when that was given up.
+    std::string notRecovered;
+    /// The same by mix of faults, also where it is not judged.
+    std::map<std::string, long> recoveryMs;
+    /// The same, at the slowest of the steps after that.
+    double steadySeconds = 0;
+    /// By carrier: marked bad without faults, after everything was good.
+    std::map<std::string, long> badAgain;
     Memory dx7;
     Memory device;
 

@@ -76,24 +76,24 @@ void WriteStorm::batch() {
             words.push_back(other.argument);
         }
     }
-    const std::string record = m_device.file("record.pcap");
+    const std::string record = device_.file("record.pcap");
     std::filesystem::remove(record);
     words.insert(words.end(), {"--record", record});
-    const Finished run = runToEnd(m_device.dx7(words), BATCH_MS);
-    const std::size_t failures = m_result.failures.size();
+    const Finished run = runToEnd(device_.dx7(words), BATCH_MS);
+    const std::size_t failures = result_.failures.size();
     if (run.exitCode < 0 || run.exitCode > 1) {
-        m_result.fail("dx7 write ended with " + std::to_string(run.exitCode) + ": " + run.errors);
+        result_.fail("dx7 write ended with " + std::to_string(run.exitCode) + ": " + run.errors);
         return;
     }
     judge(writes, run.output);
     lookAtDevice(writes);
-    if (m_result.failures.size() > failures) {
+    if (result_.failures.size() > failures) {
         const std::string kept =
             std::filesystem::temp_directory_path() /
-            ("dx7-soak-" + std::to_string(::getpid()) + "-" + std::to_string(m_number) + ".pcap");
+            ("dx7-soak-" + std::to_string(::getpid()) + "-" + std::to_string(number_) + ".pcap");
         std::filesystem::copy_file(record, kept, std::filesystem::copy_options::overwrite_existing);
-        m_result.fail("that was on line \"" + m_device.mix().name + "\"; its frames are in " + kept +
-                      ", and dx7 said:\n" + run.output + run.errors);
+        result_.fail("that was on line \"" + device_.mix().name + "\"; its frames are in " + kept +
+                     ", and dx7 said:\n" + run.output + run.errors);
     }
 }
 
@@ -103,16 +103,16 @@ void WriteStorm::judge(const std::vector<Write>& writes, const std::string& outp
     for (const Write& write : writes) {
         for (std::size_t i = 0; i < write.items.size(); ++i) {
             if (!std::getline(lines, line)) {
-                m_result.fail("dx7 write reported nothing about " + write.items[i]);
+                result_.fail("dx7 write reported nothing about " + write.items[i]);
                 return;
             }
             const bool written = Json::parse(line).at("written") == true;
-            m_result.writesLanded += written ? 1 : 0;
-            m_result.writesFailed += written ? 0 : 1;
-            const auto known = m_possible.find(write.items[i]);
+            result_.writesLanded += written ? 1 : 0;
+            result_.writesFailed += written ? 0 : 1;
+            const auto known = possible_.find(write.items[i]);
             if (written) {
-                m_possible[write.items[i]] = {write.values[i]};
-            } else if (known != m_possible.end()) {
+                possible_[write.items[i]] = {write.values[i]};
+            } else if (known != possible_.end()) {
                 known->second.insert(write.values[i]);
             }
         }
@@ -125,15 +125,15 @@ void WriteStorm::lookAtDevice(const std::vector<Write>& writes) {
         items.insert(write.items.begin(), write.items.end());
     }
     for (const std::string& item : items) {
-        const std::string answer = m_device.tell("get " + item);
+        const std::string answer = device_.tell("get " + item);
         const int held = static_cast<int>(numberBehind(answer, " = "));
-        const auto known = m_possible.find(item);
-        if (known != m_possible.end() && known->second.count(held) == 0) {
-            m_result.fail("the device holds " + answer +
-                          ", which dx7 reported neither as written nor as failed");
+        const auto known = possible_.find(item);
+        if (known != possible_.end() && known->second.count(held) == 0) {
+            result_.fail("the device holds " + answer +
+                         ", which dx7 reported neither as written nor as failed");
         }
         // What was never written moves on.
-        if (known != m_possible.end()) {
+        if (known != possible_.end()) {
             known->second = {held};
         }
     }
