@@ -10,7 +10,7 @@ namespace dx7sim {
 
 namespace {
 
-const char* const HELP =
+constexpr const char* HELP =
     "set TYPE:ADDRESS[@STATION]=VALUE  give an item a value, which then holds (all stations without "
     "@STATION)\n"
     "get TYPE:ADDRESS[@STATION]        show an item's value\n"

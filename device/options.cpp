@@ -14,7 +14,7 @@ namespace {
 
 using dx7common::CommandLine;
 
-const char* const EXAMPLES =
+constexpr const char* EXAMPLES =
     "Examples:\n"
     "  dx7-device --pty /tmp/dx7\n"
     "      a device as station 1 on a pseudo-terminal; clients open /tmp/dx7\n"

@@ -172,7 +172,7 @@ void Server::readCommands() {
 }
 
 void Server::runCommands() {
-    enum : std::size_t { LONGEST_LINE = 4096 };
+    constexpr std::size_t LONGEST_LINE = 4096;
     for (std::size_t end = typed_.find('\n'); end != std::string::npos && !ending_; end = typed_.find('\n')) {
         const std::string line = typed_.substr(0, end);
         typed_.erase(0, end + 1);

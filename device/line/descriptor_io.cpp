@@ -8,7 +8,8 @@ namespace dx7sim {
 
 ReadEnd readAvailable(int fd, Bytes& bytes) {
     // Bounded, so that a client that never stops sending cannot keep the loop from its other duties.
-    enum : std::size_t { CHUNK = 512, MOST = 8192 };
+    constexpr std::size_t CHUNK = 512;
+    constexpr std::size_t MOST = 8192;
     std::uint8_t chunk[CHUNK];
     for (std::size_t taken = 0; taken < MOST;) {
         const ssize_t count = ::read(fd, chunk, sizeof chunk);

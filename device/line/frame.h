@@ -12,6 +12,11 @@ namespace dx7sim {
 
 using Bytes = std::vector<std::uint8_t>;
 
+/// The 16 bits at `at`, high byte first; both bytes are there.
+inline std::uint16_t wordAt(const Bytes& bytes, std::size_t at) {
+    return static_cast<std::uint16_t>(bytes[at] << 8 | bytes[at + 1]);
+}
+
 /// Whether the first `size` bytes (at least 4) end in the CRC of what precedes it, low byte first.
 bool endsInGoodCrc(const Bytes& bytes, std::size_t size);
 

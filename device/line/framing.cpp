@@ -1,19 +1,21 @@
 #include "device/line/framing.h"
 
+#include <modbus/modbus.h>
+
 #include <algorithm>
+
+#include "common/modbus_limits.h"
 
 namespace dx7sim {
 
 namespace {
 
-enum : std::size_t {
-    SHORTEST_FRAME = 4,
-    PLAIN_FRAME = 8,
-    BYTE_COUNT_INDEX = 6,
-    WRITE_OVERHEAD = 9,
-    LONGEST_FRAME = 256,
-    MOST_UNDER_WAY = 1024
-};
+constexpr std::size_t SHORTEST_FRAME = dx7common::SHORTEST_FRAME_BYTES;
+constexpr std::size_t LONGEST_FRAME = dx7common::LONGEST_FRAME_BYTES;
+constexpr std::size_t PLAIN_FRAME = 8;
+constexpr std::size_t BYTE_COUNT_INDEX = 6;
+constexpr std::size_t WRITE_OVERHEAD = 9;
+constexpr std::size_t MOST_UNDER_WAY = 1024;
 
 // Length of the request that `bytes` begin with; none when it is not known (yet).
 std::optional<std::size_t> requestLength(const Bytes& bytes) {
@@ -21,17 +23,17 @@ std::optional<std::size_t> requestLength(const Bytes& bytes) {
         return std::nullopt;
     }
     switch (bytes[1]) {
-        case 1:
-        case 2:
-        case 3:
-        case 4:
-        case 5:
-        case 6:
+        case MODBUS_FC_READ_COILS:
+        case MODBUS_FC_READ_DISCRETE_INPUTS:
+        case MODBUS_FC_READ_HOLDING_REGISTERS:
+        case MODBUS_FC_READ_INPUT_REGISTERS:
+        case MODBUS_FC_WRITE_SINGLE_COIL:
+        case MODBUS_FC_WRITE_SINGLE_REGISTER:
             return PLAIN_FRAME;
-        case 7:
+        case MODBUS_FC_READ_EXCEPTION_STATUS:
             return SHORTEST_FRAME;
-        case 15:
-        case 16:
+        case MODBUS_FC_WRITE_MULTIPLE_COILS:
+        case MODBUS_FC_WRITE_MULTIPLE_REGISTERS:
             if (bytes.size() > BYTE_COUNT_INDEX) {
                 return WRITE_OVERHEAD + bytes[BYTE_COUNT_INDEX];
             }

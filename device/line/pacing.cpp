@@ -7,12 +7,13 @@ namespace dx7sim {
 
 namespace {
 
-enum : std::size_t { MOST_FRAMES = 32, MOST_BYTES = 4096 };
+constexpr std::size_t MOST_FRAMES = 32;
+constexpr std::size_t MOST_BYTES = 4096;
 
 }  // namespace
 
 LineTiming LineTiming::ofBaud(int baud, int bitsPerChar) {
-    enum : int { FIXED_SILENCE_ABOVE = 19200 };
+    constexpr int FIXED_SILENCE_ABOVE = 19200;
     const Time charTime = Time(std::chrono::seconds(1)) * bitsPerChar / baud;
     const Time fixedSilence = std::chrono::microseconds(1750);
     return {charTime, baud > FIXED_SILENCE_ABOVE ? fixedSilence : charTime * 7 / 2};
@@ -42,7 +43,7 @@ void Pacing::copy(const Bytes& frame, Time pause) {
 }
 
 void Pacing::putAside(Frame frame) {
-    enum : std::size_t { MOST_ASIDE = 1048576 };
+    constexpr std::size_t MOST_ASIDE = 1048576;
     if (asideBytes_ + frame.bytes.size() > MOST_ASIDE) {
         return;
     }

@@ -48,7 +48,7 @@ TcpLine::TcpLine(const std::string& address, int port) : address_(address), port
     ::setsockopt(listener_.number(), SOL_SOCKET, SO_REUSEADDR, &on, sizeof on);
     socklen_t size = sizeof place;
     auto* const generic = reinterpret_cast<sockaddr*>(&place);
-    enum : int { WAITING_CLIENTS = 4 };
+    constexpr int WAITING_CLIENTS = 4;
     if (!listener_.isOpen() || ::bind(listener_.number(), generic, size) != 0 ||
         ::listen(listener_.number(), WAITING_CLIENTS) != 0 ||
         ::getsockname(listener_.number(), generic, &size) != 0) {

@@ -14,7 +14,7 @@ namespace {
 constexpr Time AFTER_FOREIGN = std::chrono::milliseconds(5);
 
 // Of the replies to another master, one in so many follows the right one.
-enum : std::uint64_t { ONE_AFTER_IN = 4 };
+constexpr std::uint64_t ONE_AFTER_IN = 4;
 
 std::vector<Outgoing> inOrder(const Bytes& reply, const Bytes& other, std::uint64_t detail) {
     const bool after = detail % ONE_AFTER_IN == 0;

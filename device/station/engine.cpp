@@ -9,6 +9,7 @@
 #include <string>
 #include <system_error>
 
+#include "common/modbus_limits.h"
 #include "device/station/window.h"
 
 namespace dx7sim {
@@ -17,9 +18,8 @@ namespace {
 
 using dx7common::FileDescriptor;
 
-constexpr std::size_t SHORTEST_REQUEST = 4;
-constexpr std::size_t EXCEPTION_LENGTH = 5;
-constexpr int EXCEPTION_FLAG = 0x80;
+constexpr std::size_t SHORTEST_REQUEST = dx7common::SHORTEST_FRAME_BYTES;
+constexpr std::size_t EXCEPTION_LENGTH = dx7common::EXCEPTION_FRAME_BYTES;
 
 bool isSupported(int functionCode) {
     return (functionCode >= MODBUS_FC_READ_COILS && functionCode <= MODBUS_FC_READ_EXCEPTION_STATUS) ||
@@ -30,7 +30,7 @@ bool isSupported(int functionCode) {
 // Whether a write of several coils or registers announces more or fewer bytes than its quantity takes.
 // libmodbus looks at this for registers only.
 bool hasWrongByteCount(const Bytes& request) {
-    const unsigned quantity = static_cast<unsigned>(request[4] << 8 | request[5]);
+    const unsigned quantity = wordAt(request, 4);
     switch (request[1]) {
         case MODBUS_FC_WRITE_MULTIPLE_COILS:
             return request[6] != (quantity + 7) / 8;
@@ -45,7 +45,8 @@ bool hasWrongByteCount(const Bytes& request) {
 // how long it looks for bytes that a damaged request lacks. It also sleeps the response time before some
 // exceptions.
 void setShortTimes(modbus_t* context) {
-    enum : std::uint32_t { LOOK_US = 1000, NO_SLEEP_US = 1 };
+    constexpr std::uint32_t LOOK_US = 1000;
+    constexpr std::uint32_t NO_SLEEP_US = 1;
     modbus_set_indication_timeout(context, 0, LOOK_US);
     modbus_set_byte_timeout(context, 0, LOOK_US);
     modbus_set_response_timeout(context, 0, NO_SLEEP_US);
@@ -54,7 +55,7 @@ void setShortTimes(modbus_t* context) {
 }  // namespace
 
 int Answer::exceptionCode() const {
-    const bool isException = reply.size() == EXCEPTION_LENGTH && (reply[1] & EXCEPTION_FLAG) != 0;
+    const bool isException = reply.size() == EXCEPTION_LENGTH && (reply[1] & dx7common::EXCEPTION_BIT) != 0;
     return isException ? reply[2] : 0;
 }
 

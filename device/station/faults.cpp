@@ -1,5 +1,7 @@
 #include "device/station/faults.h"
 
+#include <modbus/modbus.h>
+
 #include <charconv>
 
 #include "common/modbus_limits.h"
@@ -33,12 +35,10 @@ constexpr std::array<Form, FAULT_KINDS + 1> FORMS = {{{"drop", "=SHARE"},
                                                       {"answer-before", ""},
                                                       {"silent", "=STATION"}}};
 
-enum : std::size_t {
-    ECHO_KIND = static_cast<std::size_t>(Fault::Echo),
-    DELAY_KIND = static_cast<std::size_t>(Fault::Delay),
-    ANSWER_BEFORE_KIND = static_cast<std::size_t>(Fault::AnswerBefore),
-    SILENT_KIND = FAULT_KINDS
-};
+constexpr auto ECHO_KIND = static_cast<std::size_t>(Fault::Echo);
+constexpr auto DELAY_KIND = static_cast<std::size_t>(Fault::Delay);
+constexpr auto ANSWER_BEFORE_KIND = static_cast<std::size_t>(Fault::AnswerBefore);
+constexpr std::size_t SILENT_KIND = FAULT_KINDS;
 
 double parseShare(const std::string& name, const std::string& text) {
     double share = -1;
@@ -54,7 +54,7 @@ double parseShare(const std::string& name, const std::string& text) {
 }
 
 Time parseDelay(const std::string& name, const std::string& text) {
-    enum : int { LONGEST_DELAY_MS = 600000 };
+    constexpr int LONGEST_DELAY_MS = 600000;
     int delay = -1;
     const char* const end = text.data() + text.size();
     const auto result = std::from_chars(text.data(), end, delay);
@@ -125,13 +125,13 @@ void parseFaults(const std::string& text, FaultPlan& plan) {
 }
 
 FaultInjector::FaultInjector(const FaultPlan& plan, std::uint64_t seed)
-    : plan_(plan), random_(seed), newRandom_(~seed), echoRandom_(seed ^ 0x9E3779B97F4A7C15U) {}
+    : plan_(plan), random_(seed), secondRandom_(~seed), echoRandom_(seed ^ 0x9E3779B97F4A7C15U) {}
 
 FaultDecision FaultInjector::next() {
     FaultDecision decision;
     // Every decision draws equally often, so that changing one share leaves the other faults where they were.
     for (std::size_t kind = 0; kind < REPLY_FAULTS; ++kind) {
-        const bool hit = uniform(kind < OLD_FAULTS ? random_ : newRandom_) < plan_.share[kind];
+        const bool hit = uniform(kind < FIRST_STREAM_FAULTS ? random_ : secondRandom_) < plan_.share[kind];
         if (hit && decision.fault == Fault::None) {
             decision.fault = static_cast<Fault>(kind);
         }
@@ -145,8 +145,7 @@ bool FaultInjector::nextEcho() {
 }
 
 int faultExceptionCode(std::uint64_t detail) {
-    enum : int { DEVICE_FAILURE = 4, DEVICE_BUSY = 6 };
-    return detail % 2 == 0 ? DEVICE_FAILURE : DEVICE_BUSY;
+    return detail % 2 == 0 ? MODBUS_EXCEPTION_SLAVE_OR_SERVER_FAILURE : MODBUS_EXCEPTION_SLAVE_OR_SERVER_BUSY;
 }
 
 Bytes truncated(Bytes reply, std::uint64_t detail) {
@@ -161,11 +160,11 @@ Bytes corrupted(Bytes reply, std::uint64_t detail) {
 }
 
 Bytes foreign(Bytes reply, std::uint64_t detail) {
-    enum : std::uint8_t { READ_HOLDING = 3, READ_INPUT = 4 };
     if (detail % 2 == 0) {
         reply[0] = static_cast<std::uint8_t>(reply[0] >= HIGHEST_STATION ? LOWEST_STATION : reply[0] + 1);
     } else {
-        reply[1] = reply[1] == READ_HOLDING ? READ_INPUT : READ_HOLDING;
+        reply[1] = reply[1] == MODBUS_FC_READ_HOLDING_REGISTERS ? MODBUS_FC_READ_INPUT_REGISTERS
+                                                                : MODBUS_FC_READ_HOLDING_REGISTERS;
     }
     renewCrc(reply);
     return reply;

@@ -43,15 +43,13 @@ enum class Fault {
     None
 };
 
-enum : std::size_t {
-    FAULT_KINDS = static_cast<std::size_t>(Fault::None),
-    /// The first ones: one a request at most.
-    REPLY_FAULTS = static_cast<std::size_t>(Fault::Echo),
-    /// The first ones: those with a share.
-    FAULT_SHARES = static_cast<std::size_t>(Fault::Delay),
-    /// The first ones: see FaultInjector.
-    OLD_FAULTS = static_cast<std::size_t>(Fault::Duplicate)
-};
+constexpr auto FAULT_KINDS = static_cast<std::size_t>(Fault::None);
+/// The faults before this one: at most one of them for each request.
+constexpr auto REPLY_FAULTS = static_cast<std::size_t>(Fault::Echo);
+/// The faults before this one have a share.
+constexpr auto FAULT_SHARES = static_cast<std::size_t>(Fault::Delay);
+/// The faults before this one are decided by the first stream of random numbers: see FaultInjector.
+constexpr auto FIRST_STREAM_FAULTS = static_cast<std::size_t>(Fault::Duplicate);
 
 /// The word of a fault in `--fault` and in the summary.
 std::string faultName(Fault fault);
@@ -59,7 +57,7 @@ std::string faultName(Fault fault);
 /// Every fault as it is written, as "drop=SHARE, delay=MS, echo[=SHARE]".
 std::string faultForms();
 
-/// How often each fault is wanted.
+/// How often each fault is made.
 struct FaultPlan {
     /// 0..1, of the requests to be answered; of Echo, of all requests. Echo with 1 echoes every byte.
     std::array<double, FAULT_SHARES> share{};
@@ -100,8 +98,8 @@ public:
 private:
     FaultPlan plan_;
     std::mt19937_64 random_;
-    // Of their own, so that the older decisions stay what they were.
-    std::mt19937_64 newRandom_;
+    // Streams of their own: the share of a fault here does not change the decisions of the first stream.
+    std::mt19937_64 secondRandom_;
     std::mt19937_64 echoRandom_;
 };
 

@@ -4,14 +4,12 @@ namespace dx7sim {
 
 namespace {
 
-enum : unsigned {
-    RAMP_STEPS = 1000,
-    RAMP_OFFSET = 250,
-    SW_READY = 1U << 0,
-    SW_CONTROL_ECHO = 0x7U,
-    SW_REMOTE = 1U << 9,
-    SW_HEARTBEAT = 1U << 15
-};
+constexpr unsigned RAMP_STEPS = 1000;
+constexpr unsigned RAMP_OFFSET = 250;
+constexpr unsigned SW_READY = 1U << 0;
+constexpr unsigned SW_CONTROL_ECHO = 0x7U;
+constexpr unsigned SW_REMOTE = 1U << 9;
+constexpr unsigned SW_HEARTBEAT = 1U << 15;
 
 constexpr Time MOTION_STEP = std::chrono::milliseconds(250);
 

@@ -6,78 +6,45 @@ namespace dx7sim {
 
 namespace {
 
+constexpr std::nullopt_t NOWHERE = std::nullopt;
+constexpr Numbering PACKED = Numbering::PackedDecimal;
+
 // In the order of RegisterType.
 constexpr std::array<TypeInfo, REGISTER_TYPES> TYPES = {{
-    {RegisterType::CW_bit, "CW_bit", 0, 15, Table::Coils, true, false},
-    {RegisterType::SW_bit, "SW_bit", 0, 15, Table::DiscreteInputs, false, false},
-    {RegisterType::DO, "DO", 1, 2, Table::Coils, true, false},
-    {RegisterType::RO, "RO", 1, 1, Table::Coils, true, false},
-    {RegisterType::SDO, "SDO", 1, 8, Table::Coils, true, false},
-    {RegisterType::DI, "DI", 1, 6, Table::DiscreteInputs, false, false},
-    {RegisterType::AI, "AI", 0, 3, Table::InputRegisters, false, false},
-    {RegisterType::FIN, "FIN", 0, 0, Table::InputRegisters, false, false},
-    {RegisterType::F, "F", 0, 16 * GROUP_ITEMS - 1, Table::HoldingRegisters, true, true},
-    {RegisterType::D, "D", 0, 2 * GROUP_ITEMS - 1, Table::HoldingRegisters, false, true},
-    {RegisterType::DE, "DE", 0, GROUP_ITEMS - 1, Table::HoldingRegisters, false, false},
-    {RegisterType::CW, "CW", 0, 0, Table::HoldingRegisters, true, false},
-    {RegisterType::SW, "SW", 0, 0, Table::HoldingRegisters, false, false},
-    {RegisterType::MOD, "MOD", 1, 2, Table::HoldingRegisters, true, false},
-    {RegisterType::FAS, "FAS", 0, 0, Table::None, false, false},
+    {RegisterType::CW_bit, "CW_bit", 0, 15, Table::Coils, 0x1000, 0x1000},
+    {RegisterType::SW_bit, "SW_bit", 0, 15, Table::DiscreteInputs, 0x1100, NOWHERE},
+    {RegisterType::DO, "DO", 1, 2, Table::Coils, 0x1020, 0x1020},
+    {RegisterType::RO, "RO", 1, 1, Table::Coils, 0x1040, 0x1040},
+    {RegisterType::SDO, "SDO", 1, 8, Table::Coils, 0x1060, 0x1060},
+    {RegisterType::DI, "DI", 1, 6, Table::DiscreteInputs, 0x1120, NOWHERE},
+    {RegisterType::AI, "AI", 0, 3, Table::InputRegisters, 0x1200, NOWHERE},
+    {RegisterType::FIN, "FIN", 0, 0, Table::InputRegisters, 0x1203, NOWHERE},
+    {RegisterType::F, "F", 0, 16 * GROUP_ITEMS - 1, Table::HoldingRegisters, 0xF000, 0xE000, PACKED, true},
+    {RegisterType::D, "D", 0, 2 * GROUP_ITEMS - 1, Table::HoldingRegisters, 0xD000, NOWHERE, PACKED, true},
+    {RegisterType::DE, "DE", 0, GROUP_ITEMS - 1, Table::HoldingRegisters, 0xDE00, NOWHERE, PACKED},
+    {RegisterType::CW, "CW", 0, 0, Table::HoldingRegisters, 0x1300, 0x1300},
+    {RegisterType::SW, "SW", 0, 0, Table::HoldingRegisters, 0x1309, NOWHERE},
+    {RegisterType::MOD, "MOD", 1, 2, Table::HoldingRegisters, 0x1301, 0x1301},
+    {RegisterType::FAS, "FAS", 0, 0, Table::None, NOWHERE, NOWHERE},
 }};
 
-enum : int {
-    COILS_START = 0x1000,
-    COILS_END = 0x1080,
-    INPUTS_START = 0x1100,
-    INPUTS_END = 0x1140,
-    PARAMETER_READ = 0xF0,
-    PARAMETER_WRITE = 0xE0,
-    MONITOR_READ = 0xD0,
-    FAULT_MEMORY_READ = 0xDE
-};
+// The blocks that can be read as a whole.
+constexpr std::uint16_t COILS_START = 0x1000;
+constexpr std::uint16_t COILS_END = 0x1080;
+constexpr std::uint16_t INPUTS_START = 0x1100;
+constexpr std::uint16_t INPUTS_END = 0x1140;
 
-int groupedPlace(int firstHighByte, int address) {
-    return ((firstHighByte + address / GROUP_ITEMS) << 8) | packedDecimal(address % GROUP_ITEMS);
-}
-
-// The number an existing item is read at.
-int numberOf(const Item& item) {
-    switch (item.type) {
-        case RegisterType::CW_bit:
-            return 0x1000 + item.address;
-        case RegisterType::SW_bit:
-            return 0x1100 + item.address;
-        case RegisterType::DO:
-            return 0x101F + item.address;
-        case RegisterType::RO:
-            return 0x103F + item.address;
-        case RegisterType::SDO:
-            return 0x105F + item.address;
-        case RegisterType::DI:
-            return 0x111F + item.address;
-        case RegisterType::AI:
-            return 0x1200 + item.address;
-        case RegisterType::FIN:
-            return 0x1203;
-        case RegisterType::F:
-            return groupedPlace(PARAMETER_READ, item.address);
-        case RegisterType::D:
-            return groupedPlace(MONITOR_READ, item.address);
-        case RegisterType::DE:
-            return groupedPlace(FAULT_MEMORY_READ, item.address);
-        case RegisterType::SW:
-            return 0x1309;
-        case RegisterType::CW:
-        case RegisterType::MOD:
-        case RegisterType::FAS:
-            break;
-    }
-    return 0x1300 + item.address;
-}
-
-bool exists(const Item& item) {
+// The number of an item whose type has its lowest address at `start`; none without a start and for an address
+// the type does not have.
+std::optional<std::uint16_t> place(const Item& item, std::optional<std::uint16_t> start) {
     const TypeInfo& info = typeInfo(item.type);
-    return item.address >= info.lowest && item.address <= info.highest;
+    if (!start || item.address < info.lowest || item.address > info.highest) {
+        return std::nullopt;
+    }
+    const int offset = item.address - info.lowest;
+    const bool packed = info.numbering == Numbering::PackedDecimal;
+    return static_cast<std::uint16_t>(
+        *start + (packed ? offset / GROUP_ITEMS * 256 + packedDecimal(offset % GROUP_ITEMS) : offset));
 }
 
 }  // namespace
@@ -104,20 +71,11 @@ std::uint8_t packedDecimal(int index) {
 }
 
 std::optional<std::uint16_t> readPlace(const Item& item) {
-    if (!exists(item) || typeInfo(item.type).table == Table::None) {
-        return std::nullopt;
-    }
-    return static_cast<std::uint16_t>(numberOf(item));
+    return place(item, typeInfo(item.type).readStart);
 }
 
 std::optional<std::uint16_t> writePlace(const Item& item) {
-    if (!exists(item) || !typeInfo(item.type).writable) {
-        return std::nullopt;
-    }
-    if (item.type == RegisterType::F) {
-        return static_cast<std::uint16_t>(groupedPlace(PARAMETER_WRITE, item.address));
-    }
-    return static_cast<std::uint16_t>(numberOf(item));
+    return place(item, typeInfo(item.type).writeStart);
 }
 
 const RegisterMap& RegisterMap::instance() {
@@ -129,11 +87,11 @@ RegisterMap::RegisterMap() {
     for (const TypeInfo& info : TYPES) {
         for (int address = info.lowest; address <= info.highest; ++address) {
             const Item item{info.type, address};
-            if (const auto place = readPlace(item)) {
-                reads_.emplace(std::make_pair(info.table, static_cast<int>(*place)), item);
+            if (const auto number = readPlace(item)) {
+                reads_.emplace(std::make_pair(info.table, static_cast<int>(*number)), item);
             }
-            if (const auto place = writePlace(item)) {
-                writes_.emplace(std::make_pair(info.table, static_cast<int>(*place)), item);
+            if (const auto number = writePlace(item)) {
+                writes_.emplace(std::make_pair(info.table, static_cast<int>(*number)), item);
             }
         }
     }

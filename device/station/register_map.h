@@ -25,7 +25,16 @@ enum class RegisterType { CW_bit, SW_bit, DO, RO, SDO, DI, AI, FIN, F, D, DE, CW
 /// The four Modbus tables, and none for the status byte, which has a function code of its own.
 enum class Table { Coils, DiscreteInputs, InputRegisters, HoldingRegisters, None };
 
-enum : int { REGISTER_TYPES = 15, GROUP_ITEMS = 56 };
+constexpr int REGISTER_TYPES = 15;
+constexpr int GROUP_ITEMS = 56;
+
+/// How the number of an item follows from its address.
+enum class Numbering {
+    /// One after the other from the lowest address on.
+    Consecutive,
+    /// The high byte counts groups of 56; the low byte is the index in its group as packed decimal.
+    PackedDecimal
+};
 
 /// What the device knows about one register type.
 struct TypeInfo {
@@ -36,10 +45,13 @@ struct TypeInfo {
     /// Highest address; grouped types count 56 x group + index.
     int highest;
     Table table;
-    /// Over the line.
-    bool writable;
-    /// Addresses are written group.sub.index.
-    bool grouped;
+    /// The numbers the lowest address is read and written at; none where it is not.
+    std::optional<std::uint16_t> readStart;
+    std::optional<std::uint16_t> writeStart;
+    /// How numbers follow from addresses.
+    Numbering numbering = Numbering::Consecutive;
+    /// Users write addresses as group.sub.index.
+    bool grouped = false;
 };
 
 /// Information on `type`.

@@ -6,14 +6,17 @@
 #include <optional>
 #include <vector>
 
+#include "common/modbus_limits.h"
 #include "device/station/window.h"
 
 namespace dx7sim {
 
 namespace {
 
-enum : std::size_t { HEAD = 2, READ_HEAD = 3, CRC = 2 };
-enum : std::uint8_t { EXCEPTION_BIT = 0x80, COIL_ON = 0xFF };
+constexpr std::size_t HEAD = 2;
+constexpr std::size_t READ_HEAD = 3;
+constexpr std::size_t CRC = 2;
+constexpr std::uint8_t COIL_ON = 0xFF;
 
 // What a request asks for, without where.
 struct Asked {
@@ -27,7 +30,7 @@ Asked askedOf(const Bytes& request) {
     const int code = request[1];
     const bool isOne = code == MODBUS_FC_WRITE_SINGLE_COIL || code == MODBUS_FC_WRITE_SINGLE_REGISTER;
     return {requestTable(code), code > MODBUS_FC_READ_INPUT_REGISTERS, isOne,
-            isOne ? 1U : static_cast<std::size_t>(request[4] << 8 | request[5])};
+            isOne ? std::size_t(1) : wordAt(request, 4)};
 }
 
 std::optional<std::uint16_t> placeOf(const Item& item, bool isWrite) {
@@ -129,19 +132,20 @@ Bytes invented(Bytes reply) {
 }
 
 Bytes otherException(Bytes reply) {
-    enum : std::uint8_t { DEVICE_FAILURE = 4, DEVICE_BUSY = 6 };
-    reply[HEAD] = reply[HEAD] == DEVICE_BUSY ? DEVICE_FAILURE : DEVICE_BUSY;
+    constexpr std::uint8_t FAILURE = MODBUS_EXCEPTION_SLAVE_OR_SERVER_FAILURE;
+    constexpr std::uint8_t BUSY = MODBUS_EXCEPTION_SLAVE_OR_SERVER_BUSY;
+    reply[HEAD] = reply[HEAD] == BUSY ? FAILURE : BUSY;
     return reply;
 }
 
 Bytes otherContent(const Bytes& request, const Bytes& reply, const Model& model, Time now,
                    std::uint64_t choice) {
-    if ((reply[1] & EXCEPTION_BIT) != 0) {
+    if ((reply[1] & dx7common::EXCEPTION_BIT) != 0) {
         return otherException(reply);
     }
     if (request[1] != MODBUS_FC_READ_EXCEPTION_STATUS) {
         const Asked asked = askedOf(request);
-        const auto start = static_cast<std::uint16_t>(request[2] << 8 | request[3]);
+        const std::uint16_t start = wordAt(request, 2);
         for (const RegisterType type : typesToTry(asked, start)) {
             if (const auto other = elsewhere(asked, type, reply, model, now, choice)) {
                 return *other;

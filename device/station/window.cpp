@@ -9,7 +9,7 @@ namespace {
 std::size_t writtenCount(const Bytes& request) {
     const bool several =
         request[1] == MODBUS_FC_WRITE_MULTIPLE_COILS || request[1] == MODBUS_FC_WRITE_MULTIPLE_REGISTERS;
-    return several ? static_cast<std::size_t>(request[4] << 8 | request[5]) : 1;
+    return several ? std::size_t(wordAt(request, 4)) : 1;
 }
 
 }  // namespace
@@ -32,7 +32,7 @@ Table requestTable(int functionCode) {
 Window::Window(const Bytes& request, const Model& model, Time now)
     : isWrite_(request[1] > MODBUS_FC_READ_INPUT_REGISTERS), table_(requestTable(request[1])) {
     const RegisterMap& map = RegisterMap::instance();
-    const std::uint16_t start = static_cast<std::uint16_t>(request[2] << 8 | request[3]);
+    const std::uint16_t start = wordAt(request, 2);
     const auto span = isWrite_ ? map.writableSpan(table_, start) : map.readableSpan(table_, start);
     if (span) {
         span_ = *span;

@@ -126,7 +126,7 @@ std::vector<std::pair<Fault, std::uint64_t>> decisionsOfSix(const FaultPlan& pla
     return decided;
 }
 
-TEST(Faults, OfTheFirstSixKindsAreDecidedAsBeforeThereWereOthers) {
+TEST(Faults, OfTheFirstSixKindsDoNotDependOnTheOthers) {
     const std::string six = "drop=0.1,exception=0.1,truncate=0.1,corrupt=0.1,foreign=0.1,late=0.1";
     FaultInjector alone(planOf(six), 7);
     FaultInjector withOthers(planOf(six + ",duplicate=0.5,second-master=0.5,echo=0.5,delay=5"), 7);
@@ -141,7 +141,7 @@ TEST(Faults, OfTheFirstSixKindsAreDecidedAsBeforeThereWereOthers) {
     }
 }
 
-TEST(Faults, OfTheNewKindsAreIndependentOfEachOther) {
+TEST(Faults, OfTheOtherKindsAreIndependentOfEachOther) {
     const auto few = decisions(planOf("duplicate=0.1"), 7, 500);
     const auto more = decisions(planOf("duplicate=0.1,second-master=0.2,echo=0.5"), 7, 500);
     for (std::size_t i = 0; i < few.size(); ++i) {

@@ -24,7 +24,7 @@ void PrintTo(const MotionRow& row, std::ostream* out) {
     *out << row.name;
 }
 
-const MotionRow MOTION[] = {
+constexpr MotionRow MOTION[] = {
     {"AI_starts_at_0", {RegisterType::AI, 0}, milliseconds(99), 0},
     {"AI_steps_every_100_ms", {RegisterType::AI, 0}, milliseconds(100), 1},
     {"AI_begins_anew", {RegisterType::AI, 0}, seconds(100), 0},

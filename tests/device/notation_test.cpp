@@ -16,7 +16,7 @@ struct TargetRow {
     const char* shown;
 };
 
-const TargetRow TARGETS[] = {
+constexpr TargetRow TARGETS[] = {
     {"AI:0", {RegisterType::AI, 0}, {}, "AI:0"},
     {"DO:2@9", {RegisterType::DO, 2}, 9, "DO:2"},
     {"F:3.0.25", {RegisterType::F, 193}, {}, "F:3.0.25"},
@@ -54,7 +54,7 @@ struct ValueRow {
     int value;
 };
 
-const ValueRow VALUES[] = {
+constexpr ValueRow VALUES[] = {
     {RegisterType::AI, "0", 0},          {RegisterType::AI, "65535", 65535},  {RegisterType::F, "-1", 65535},
     {RegisterType::F, "-32768", 0x8000}, {RegisterType::CW, "0x047F", 0x47F}, {RegisterType::DO, "1", 1},
     {RegisterType::FAS, "255", 255},
@@ -66,7 +66,7 @@ TEST(Notation, ReadsValues) {
     }
 }
 
-const ValueRow WRONG_VALUES[] = {
+constexpr ValueRow WRONG_VALUES[] = {
     {RegisterType::AI, "65536", 0},
     {RegisterType::AI, "-40000", 0},
     {RegisterType::DO, "2", 0},

@@ -22,7 +22,7 @@ void PrintTo(const PlaceRow& row, std::ostream* out) {
     *out << row.name;
 }
 
-const PlaceRow PLACES[] = {
+constexpr PlaceRow PLACES[] = {
     {"CW_bit_first", RegisterType::CW_bit, 0, Table::Coils, 0x1000, 0x1000},
     {"CW_bit_last", RegisterType::CW_bit, 15, Table::Coils, 0x100F, 0x100F},
     {"SW_bit_first", RegisterType::SW_bit, 0, Table::DiscreteInputs, 0x1100, NOWHERE},
@@ -102,7 +102,7 @@ void PrintTo(const SpanRow& row, std::ostream* out) {
     *out << row.name;
 }
 
-const SpanRow SPANS[] = {
+constexpr SpanRow SPANS[] = {
     {"first_decade", Table::HoldingRegisters, 0xF005, false, 0xF000, 10},
     {"middle_decade", Table::HoldingRegisters, 0xF325, false, 0xF320, 10},
     {"last_decade_ends_at_55", Table::HoldingRegisters, 0xF050, false, 0xF050, 6},

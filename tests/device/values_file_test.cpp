@@ -58,7 +58,7 @@ void PrintTo(const ErrorRow& row, std::ostream* out) {
     *out << row.name;
 }
 
-const ErrorRow ERRORS[] = {
+constexpr ErrorRow ERRORS[] = {
     {"syntax", "[values]\n\"AI:0\" = \n", "start.toml:2:10: ", ""},
     {"other_table", "[values]\n[valuse]\n", "start.toml:2:2: ", "\"valuse\" is not expected"},
     {"key_without_table", "speed = 3\n", "start.toml:1:1: ", "\"speed\" is not expected"},

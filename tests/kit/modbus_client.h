@@ -11,7 +11,8 @@
 namespace kit {
 
 /// How long a reply may take on a busy computer, and how long no reply is waited for where none is due.
-enum : int { REPLY_TIMEOUT_MS = 3000, SILENCE_MS = 150 };
+constexpr int REPLY_TIMEOUT_MS = 3000;
+constexpr int SILENCE_MS = 150;
 
 /// A TCP connection to a port of this computer; -1 when there is none.
 int connectTo(int port);

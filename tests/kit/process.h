@@ -12,7 +12,7 @@
 namespace kit {
 
 /// How long a program is waited for where nothing else is said.
-enum : int { PATIENCE_MS = 10000 };
+constexpr int PATIENCE_MS = 10000;
 
 /// What a finished program left.
 struct Finished {

@@ -5,10 +5,10 @@
 namespace {
 
 // A late reply holds up the line's others, which may be late, too: what is owed for 10 s is forgotten.
-const double FORGOTTEN_SECONDS = 10;
+constexpr double FORGOTTEN_SECONDS = 10;
 // A reply that is in time comes within three times 0.5 s. Computers that are busy add what they add.
-const double IN_TIME_SECONDS = 1.5;
-const double BUSY_SECONDS = 1;
+constexpr double IN_TIME_SECONDS = 1.5;
+constexpr double BUSY_SECONDS = 1;
 
 std::string each(std::initializer_list<const char*> names, double share) {
     std::string list;

@@ -19,14 +19,14 @@ namespace {
 // Growth beyond this is no noise of the allocator. AddressSanitizer keeps freed memory back and counts the
 // places it was allocated at, so that nothing can be said about growth beside it.
 #ifdef __SANITIZE_ADDRESS__
-const long MEMORY_LIMIT_KB = 256 * 1024;
+constexpr long MEMORY_LIMIT_KB = 256 * 1024;
 #else
-const long MEMORY_LIMIT_KB = 1024;
+constexpr long MEMORY_LIMIT_KB = 1024;
 #endif
 
 // Recovery may take as long as what is owed is not forgotten, the pause before a station out of the plan is
 // probed, and the interval between two proofs; what is owed is asked for again after 3 s, which is less.
-const double RECOVERY_SECONDS = 15;
+constexpr double RECOVERY_SECONDS = 15;
 
 void judgeRecovery(const SoakDevice& device, SoakResult& result) {
     result.recoveryMs[device.mix().name] = std::lround(1000 * result.recoverySeconds);

@@ -12,17 +12,17 @@ using Json = nlohmann::json;
 // Blocks of one station, as dx7 plans them. Two of them have replies that only their order tells apart.
 const Words ITEMS{"F:3.0.20,4", "F:4.0.20,4", "F:5.0.30,3", "D:0.0.10,5", "AI:0,2", "DI:1,6"};
 
-const int STEADY_STEPS = 4;
-const double MEMORY_SECONDS = 0.5;
-const double STEP_SECONDS = 0.25;
-const double PATIENCE_SECONDS = 22;
+constexpr int STEADY_STEPS = 4;
+constexpr double MEMORY_SECONDS = 0.5;
+constexpr double STEP_SECONDS = 0.25;
+constexpr double PATIENCE_SECONDS = 22;
 // The values begin anew then: all that an item ever has.
-const int ALL_STEPS = 256;
+constexpr int ALL_STEPS = 256;
 // While replies are owed, nothing is shown.
-const int SILENCE_MS_AT_MOST = 30000;
-const int LOOK_MS = 500;
+constexpr int SILENCE_MS_AT_MOST = 30000;
+constexpr int LOOK_MS = 500;
 // The computer's clocks are read at different moments, and lines carry milliseconds.
-const double CLOCK_ERROR = 0.003;
+constexpr double CLOCK_ERROR = 0.003;
 
 // Seconds of a time as "2026-11-21T13:04:05.678+01:00" or "...Z".
 double secondsOf(const std::string& text) {

@@ -11,7 +11,9 @@ namespace {
 using Json = nlohmann::json;
 
 // A write whose acknowledgement is lost takes seconds.
-enum { WRITES_PER_BATCH = 5, STATIONS = 3, BATCH_MS = 120000 };
+constexpr int WRITES_PER_BATCH = 5;
+constexpr int STATIONS = 3;
+constexpr int BATCH_MS = 120000;
 
 std::string itemText(const std::string& type, int group, int index, int station) {
     const std::string address =
