@@ -15,9 +15,12 @@ namespace {
 
 using Frame = FragileDevice::Frame;
 
-enum { REQUEST_BYTES = 8, STATUS_REQUEST_BYTES = 4, HELD_AT_FIRST = 7, EXCEPTION_BIT = 0x80 };
+constexpr std::size_t REQUEST_BYTES = 8;
+constexpr std::size_t STATUS_REQUEST_BYTES = 4;
+constexpr int HELD_AT_FIRST = 7;
+constexpr int EXCEPTION_BIT = 0x80;
 // Parameters are read from 0xF000 on and written from 0xE000 on.
-enum { READ_PAGE = 0x1000 };
+constexpr int READ_PAGE = 0x1000;
 
 using kit::withCrc;
 
@@ -34,7 +37,7 @@ std::size_t wholeLength(const Frame& bytes) {
         return 0;
     }
     const bool run = bytes[1] == WRITE_RUN;
-    return run ? std::size_t(9) + bytes[6] : std::size_t(REQUEST_BYTES);
+    return run ? std::size_t(9) + bytes[6] : REQUEST_BYTES;
 }
 
 // False when the connection has ended.
@@ -95,7 +98,7 @@ int FragileDevice::requests(int function) const {
 int FragileDevice::value(int number) const {
     const std::lock_guard<std::mutex> lock(mutex_);
     const auto found = values_.find(number);
-    return found == values_.end() ? int(HELD_AT_FIRST) : found->second;
+    return found == values_.end() ? HELD_AT_FIRST : found->second;
 }
 
 std::string FragileDevice::strangeBytes() const {
@@ -195,7 +198,7 @@ Frame FragileDevice::carryOut(const Frame& request, bool change) {
         Frame reply{request[0], request[1], static_cast<std::uint8_t>(2 * count)};
         for (int i = 0; i < count; ++i) {
             const auto held = values_.find(start + i);
-            const int value = held == values_.end() ? int(HELD_AT_FIRST) : held->second;
+            const int value = held == values_.end() ? HELD_AT_FIRST : held->second;
             reply.insert(reply.end(),
                          {static_cast<std::uint8_t>(value >> 8), static_cast<std::uint8_t>(value & 0xFF)});
         }

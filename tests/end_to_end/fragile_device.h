@@ -14,7 +14,12 @@
 #include <vector>
 
 /// Function codes.
-enum : int { READ = 3, WRITE_BIT = 5, WRITE = 6, STATUS = 7, DIAGNOSTICS = 8, WRITE_RUN = 16 };
+constexpr std::uint8_t READ = 3;
+constexpr std::uint8_t WRITE_BIT = 5;
+constexpr std::uint8_t WRITE = 6;
+constexpr std::uint8_t STATUS = 7;
+constexpr std::uint8_t DIAGNOSTICS = 8;
+constexpr std::uint8_t WRITE_RUN = 16;
 
 bool says(const std::string& text, const std::string& part);
 
