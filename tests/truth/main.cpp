@@ -2,9 +2,10 @@
 // shown as good for another, and no write is reported that the station does not have.
 #include <chrono>
 #include <cstdio>
-#include <cstdlib>
-#include <cstring>
+#include <optional>
 
+#include "common/command_line.h"
+#include "common/exit_codes.h"
 #include "truth_run.h"
 
 namespace {
@@ -24,12 +25,12 @@ struct Sum {
 
 struct Options {
     double seconds = 8;
-    unsigned long long first = 1;
-    unsigned long long seed = 0;
-    int single = -1;
-    bool alone = false;
+    std::uint64_t first = 1;
+    std::optional<long long> seed;
+    std::optional<int> survivable;
     bool trace = false;
-    long most = 5;  // Failures after which the program ends.
+    // Failures after which the program ends.
+    int most = 5;
 };
 
 void add(Sum& sum, const Outcome& outcome) {
@@ -96,41 +97,42 @@ int runAll(const Options& options) {
     return sum.failed == 0 && sum.good > 0 ? 0 : 1;
 }
 
-bool parse(int count, char** words, Options* options) {
-    for (int i = 1; i < count; ++i) {
-        const bool value = i + 1 < count;
-        if (std::strcmp(words[i], "--trace") == 0) {
-            options->trace = true;
-        } else if (value && std::strcmp(words[i], "--seconds") == 0) {
-            options->seconds = std::atof(words[++i]);
-        } else if (value && std::strcmp(words[i], "--from") == 0) {
-            options->first = std::strtoull(words[++i], nullptr, 10);
-        } else if (value && std::strcmp(words[i], "--failures") == 0) {
-            options->most = std::atol(words[++i]);
-        } else if (value && std::strcmp(words[i], "--seed") == 0) {
-            options->seed = std::strtoull(words[++i], nullptr, 10);
-            options->alone = true;
-        } else if (value && std::strcmp(words[i], "--survivable") == 0) {
-            options->single = std::atoi(words[++i]);
-        } else {
-            return false;
-        }
+// A seed has no sign.
+std::string notNegative(const std::string& text) {
+    return text.rfind('-', 0) == 0 ? "\"" + text + "\" is below 0" : std::string();
+}
+
+int run(const Options& options) {
+    if (options.survivable) {
+        return runOne(truth::survivable(*options.survivable), options.trace);
     }
-    return true;
+    if (options.seed) {
+        return runOne(truth::scenarioOf(static_cast<quint64>(*options.seed)), options.trace);
+    }
+    return runAll(options);
 }
 
 }  // namespace
 
-int main(int count, char** words) {
+int main(int argc, char** argv) {
     Options options;
-    if (!parse(count, words, &options)) {
-        std::printf(
-            "Usage: truth [--seconds S] [--from SEED] [--failures N] | --seed N [--trace] | "
-            "--survivable N [--trace]\n");
-        return 2;
+    dx7common::CommandLine program("truth", "Lines on which anything goes wrong; nothing untrue is shown.");
+    program.add("--seconds", &options.seconds, "How long new seeds are begun").within(0.0, 1e6).showDefault();
+    program.add("--from", &options.first, "The first seed").check(notNegative).showDefault();
+    program.add("--failures", &options.most, "Failures after which it ends").within(1, 1000000).showDefault();
+    const auto& seed = program.add("--seed", &options.seed, "The line of this seed alone").check(notNegative);
+    program.add("--survivable", &options.survivable, "This one of the fixed lines alone")
+        .within(0, truth::survivableCount() - 1)
+        .excludes(seed);
+    program.add("--trace", &options.trace, "Print the conversation of a line that is run alone");
+    try {
+        if (const auto asked = program.read(argc, argv).asked) {
+            std::printf("%s", asked->c_str());
+            return dx7common::EXIT_DONE;
+        }
+    } catch (const dx7common::CommandLineError& error) {
+        std::fprintf(stderr, "%s\nRun with --help for more information.\n", error.what());
+        return dx7common::EXIT_USAGE;
     }
-    if (options.single >= 0) {
-        return runOne(truth::survivable(options.single), options.trace);
-    }
-    return options.alone ? runOne(truth::scenarioOf(options.seed), options.trace) : runAll(options);
+    return run(options);
 }

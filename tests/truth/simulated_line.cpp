@@ -3,6 +3,7 @@
 #include <algorithm>
 
 #include "host/exchange/rtu_frame.h"
+#include "tests/kit/crc.h"
 
 namespace truth {
 
@@ -15,6 +16,8 @@ const qint64 START_US = 1000 * MS;
 // In place of the time at which a frame was asked for.
 const qint64 COPY = -1;
 
+using kit::withCrc;
+
 bool isQuery(const QByteArray& frame) {
     const int function = dx7::byteAt(frame, 1);
     return function == dx7::READ_EXCEPTION_STATUS || function == dx7::DIAGNOSTICS;
@@ -23,11 +26,6 @@ bool isQuery(const QByteArray& frame) {
 void append16(QByteArray& bytes, int word) {
     bytes.append(static_cast<char>(word >> 8));
     bytes.append(static_cast<char>(word & 0xFF));
-}
-
-QByteArray withCrc(QByteArray frame) {
-    dx7::appendCrc(frame);
-    return frame;
 }
 
 }  // namespace
