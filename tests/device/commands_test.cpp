@@ -91,8 +91,10 @@ TEST_F(CommandsTest, EndTheDevice) {
 }
 
 TEST_F(CommandsTest, ShowThemselves) {
-    for (const char* const word : {"set", "get", "silence", "revive", "summary", "help", "quit"}) {
-        EXPECT_NE(answer("help").find(word), std::string::npos) << word;
+    const std::string lines = "\n" + answer("help");
+    for (const char* const word :
+         {"set", "get", "silence", "revive", "fault", "time", "summary", "help", "quit"}) {
+        EXPECT_NE(lines.find(std::string("\n") + word + " "), std::string::npos) << word;
     }
     EXPECT_NE(answer("help").find(faultForms()), std::string::npos);
 }
