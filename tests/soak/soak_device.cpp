@@ -7,8 +7,8 @@
 
 namespace {
 
-const char* const FAULTS[] = {"drop",      "exception",     "truncate", "corrupt", "foreign",      "late",
-                              "duplicate", "second-master", "echo",     "delay",   "answer-before"};
+// The last line of a summary: "faults made: drop 0, exception 0, ...".
+const std::string FAULTS_MADE = "faults made:";
 
 }  // namespace
 
@@ -50,7 +50,7 @@ Words SoakDevice::dx7(const Words& words) const {
     Words all{DX7_PROGRAM};
     all.insert(all.end(), words.begin(), words.end());
     const Words place = overTcp()
-                            ? Words{"--tcp", "127.0.0.1:" + std::to_string(port_)}
+                            ? Words{"--tcp", "127.0.0.1:" + std::to_string(*port_)}
                             : Words{"--serial", directory_.file("line"), "--baud", "115200", "--gap", "0"};
     all.insert(all.end(), place.begin(), place.end());
     all.insert(all.end(), {"--json", "--driver", DX7_LIBRARY});
@@ -88,7 +88,7 @@ double SoakDevice::wallClockOffset() {
 
 std::vector<std::string> SoakDevice::summary() {
     std::vector<std::string> lines{tell("summary")};
-    while (lines.back().rfind("faults made:", 0) != 0) {
+    while (lines.back().rfind(FAULTS_MADE, 0) != 0) {
         lines.push_back(process_->readLine());
         if (lines.back().empty()) {
             throw std::runtime_error("the device's summary has no end");
@@ -106,10 +106,10 @@ long SoakDevice::requests() {
 }
 
 std::map<std::string, long> SoakDevice::faults() {
-    const std::string line = summary().back();
+    std::istringstream words(summary().back().substr(FAULTS_MADE.size()));
     std::map<std::string, long> counts;
-    for (const char* name : FAULTS) {
-        counts[name] = numberBehind(line, std::string(name) + " ");
+    for (std::string name, count; words >> name >> count;) {
+        counts[name] = std::stol(count);
     }
     return counts;
 }

@@ -5,6 +5,7 @@
 
 #include <map>
 #include <memory>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -32,7 +33,7 @@ class SoakDevice {
 public:
     SoakDevice(const SoakSettings& settings, int line);
 
-    bool overTcp() const { return port_ >= 0; }
+    bool overTcp() const { return port_.has_value(); }
     const FaultMix& mix() const { return mix_; }
     /// The command line of dx7 for this line.
     Words dx7(const Words& words) const;
@@ -57,7 +58,7 @@ private:
 
     FaultMix mix_;
     TemporaryDirectory directory_;
-    int port_ = -1;
+    std::optional<int> port_;
     std::unique_ptr<DeviceProcess> process_;
 };
 
