@@ -1,7 +1,6 @@
 // Faults of the line as a client finds them, over a pseudo-terminal, a serial port and TCP.
 #include <fcntl.h>
 #include <gtest/gtest.h>
-#include <poll.h>
 #include <pty.h>
 #include <unistd.h>
 
@@ -14,6 +13,7 @@
 #include "tests/kit/crc.h"
 #include "tests/kit/device_process.h"
 #include "tests/kit/modbus_client.h"
+#include "tests/kit/patience.h"
 #include "tests/kit/temporary_directory.h"
 
 using namespace kit;
@@ -21,7 +21,6 @@ using namespace kit;
 namespace {
 
 using dx7sim::Bytes;
-using Clock = std::chrono::steady_clock;
 
 enum class Carrier { PseudoTerminal, SerialPort, Tcp };
 
@@ -68,9 +67,7 @@ protected:
         } else if (GetParam() == Carrier::SerialPort) {
             client = std::make_unique<Client>(::dup(farEnd));
         } else {
-            const std::string& ready = device->ready();
-            const std::string port = ready.substr(ready.find("127.0.0.1:") + 10);
-            client = std::make_unique<Client>(connectTo(std::stoi(port)));
+            client = std::make_unique<Client>(connectTo(device->tcpPort()));
         }
     }
 
@@ -83,15 +80,10 @@ protected:
     Bytes take(std::size_t count, int milliseconds = REPLY_TIMEOUT_MS) const {
         Bytes bytes;
         const auto until = Clock::now() + std::chrono::milliseconds(milliseconds);
-        pollfd one{modbus_get_socket(*client), POLLIN, 0};
-        while (bytes.size() < count) {
-            const auto left =
-                std::chrono::duration_cast<std::chrono::milliseconds>(until - Clock::now()).count();
+        const int line = modbus_get_socket(*client);
+        while (bytes.size() < count && readable(line, until)) {
             Bytes chunk(count - bytes.size());
-            if (left <= 0 || ::poll(&one, 1, static_cast<int>(left)) <= 0) {
-                break;
-            }
-            const ssize_t length = ::read(one.fd, chunk.data(), chunk.size());
+            const ssize_t length = ::read(line, chunk.data(), chunk.size());
             if (length <= 0) {
                 break;
             }

@@ -149,43 +149,35 @@ TEST_F(PtyLineTest, GoesOnWithoutStandardInput) {
     EXPECT_EQ(Client(other).holding(0xF325), 325);
 }
 
-class TcpLineTest : public testing::Test {
-protected:
-    static int portOf(const DeviceProcess& device) {
-        const std::string before = "ready on tcp 127.0.0.1:";
-        EXPECT_EQ(device.ready().rfind(before, 0), 0U) << device.ready();
-        return std::atoi(device.ready().c_str() + before.size());
-    }
-};
-
-TEST_F(TcpLineTest, CarriesRtuFrames) {
+TEST(TcpLineTest, CarriesRtuFrames) {
     DeviceProcess device({"--tcp", "0"}, {"--station", "9"});
-    const Client client(connectTo(portOf(device)), 9);
+    EXPECT_EQ(device.ready(), "ready on tcp 127.0.0.1:" + std::to_string(device.tcpPort()) + ", stations 9");
+    const Client client(connectTo(device.tcpPort()), 9);
     EXPECT_EQ(client.holding(0xF325), 325);
     EXPECT_EQ(client.raw({9, 7}).size(), 3U);
 }
 
-TEST_F(TcpLineTest, OutlivesItsClients) {
+TEST(TcpLineTest, OutlivesItsClients) {
     DeviceProcess device({"--tcp", "0"}, {});
-    const int port = portOf(device);
+    const int port = device.tcpPort();
     for (int i = 0; i < 20; ++i) {
         EXPECT_EQ(Client(connectTo(port)).holding(0xF325), 325);
     }
 }
 
-TEST_F(TcpLineTest, IsTakenOverByANewClient) {
+TEST(TcpLineTest, IsTakenOverByANewClient) {
     DeviceProcess device({"--tcp", "0"}, {});
-    const Client vanished(connectTo(portOf(device)));
+    const Client vanished(connectTo(device.tcpPort()));
     EXPECT_EQ(vanished.holding(0xF325), 325);
-    const Client fresh(connectTo(portOf(device)));
+    const Client fresh(connectTo(device.tcpPort()));
     EXPECT_EQ(fresh.holding(0xF325), 325);
     char byte = 0;
     EXPECT_EQ(read(modbus_get_socket(vanished), &byte, 1), 0) << "the old connection is closed";
 }
 
-TEST_F(TcpLineTest, LeavesNothingOfOneClientToTheNext) {
+TEST(TcpLineTest, LeavesNothingOfOneClientToTheNext) {
     DeviceProcess device({"--tcp", "0"}, {"--fault", "late=1", "--late-by", "200"});
-    const int port = portOf(device);
+    const int port = device.tcpPort();
     const std::uint8_t request[] = {0x01, 0x03, 0xF3, 0x25, 0x00, 0x01, 0xA6, 0x85};
     {
         const Client impatient(connectTo(port));
@@ -195,9 +187,9 @@ TEST_F(TcpLineTest, LeavesNothingOfOneClientToTheNext) {
     EXPECT_EQ(Client(connectTo(port)).holding(0xF055), 55) << "not the 325 that the other one asked for";
 }
 
-TEST_F(TcpLineTest, CannotShareItsPort) {
+TEST(TcpLineTest, CannotShareItsPort) {
     DeviceProcess device({"--tcp", "0"}, {});
-    const std::string port = std::to_string(portOf(device));
+    const std::string port = std::to_string(device.tcpPort());
     const Finished end = runDevice({"--tcp", port});
     EXPECT_EQ(end.exitCode, 2);
     EXPECT_EQ(end.errors, "dx7-device: cannot listen on 127.0.0.1:" + port + ": Address already in use\n");

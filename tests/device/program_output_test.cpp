@@ -16,13 +16,12 @@
 #include "common/printable.h"
 #include "tests/kit/device_process.h"
 #include "tests/kit/modbus_client.h"
+#include "tests/kit/patience.h"
 #include "tests/kit/temporary_directory.h"
 
 using namespace kit;
 
 namespace {
-
-using Clock = std::chrono::steady_clock;
 
 // Long enough for a device to fill what it writes to, and for one that has been told to end to do so.
 constexpr auto A_WHILE = std::chrono::milliseconds(300);
@@ -34,10 +33,6 @@ std::string times(std::size_t count, const std::string& text) {
         all += text;
     }
     return all;
-}
-
-int portOf(const std::string& ready) {
-    return std::atoi(ready.c_str() + ready.rfind(':') + 1);
 }
 
 void waitFor(const std::string& path) {
@@ -80,7 +75,7 @@ TEST_P(BlockedOutput, OfCommandsIsLeft) {
 
 TEST_P(BlockedOutput, OfTheTraceIsLeft) {
     DeviceProcess device({"--tcp", "0"}, {"--trace"});
-    const int client = connectTo(portOf(device.ready().substr(0, device.ready().find(','))));
+    const int client = connectTo(device.tcpPort());
     sendAll(client, times(4000, STATUS_QUERY));
     expectEndsSoon(device, GetParam());
     close(client);
@@ -96,7 +91,7 @@ TEST_P(BlockedOutput, OfTheFirstLineIsLeft) {
 
 TEST_P(BlockedOutput, OfAClientThatDoesNotReadIsLeft) {
     DeviceProcess device({"--tcp", "0"}, {});
-    const int client = connectTo(portOf(device.ready().substr(0, device.ready().find(','))));
+    const int client = connectTo(device.tcpPort());
     sendAll(client, times(1000000, STATUS_QUERY));
     expectEndsSoon(device, GetParam());
     close(client);
@@ -256,7 +251,7 @@ class Flood : public testing::Test {
 protected:
     void start(const std::vector<std::string>& options) {
         device = std::make_unique<DeviceProcess>(std::vector<std::string>{"--tcp", "0"}, options);
-        port = portOf(device->ready().substr(0, device->ready().find(',')));
+        port = device->tcpPort();
     }
     // Whether the device has seen so many status queries, or lost them.
     bool hasSeen(long queries) {

@@ -6,13 +6,12 @@
 
 #include "tests/kit/device_process.h"
 #include "tests/kit/modbus_client.h"
+#include "tests/kit/patience.h"
 #include "tests/kit/temporary_directory.h"
 
 using namespace kit;
 
 namespace {
-
-using Clock = std::chrono::steady_clock;
 
 class PaceTest : public testing::Test {
 protected:

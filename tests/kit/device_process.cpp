@@ -2,10 +2,14 @@
 
 #include <csignal>
 #include <cstdlib>
+#include <stdexcept>
 
 namespace kit {
 
 namespace {
+
+// A device that has closed its output ends at once.
+constexpr int END_MS = 1000;
 
 std::vector<std::string> deviceCommand(const std::vector<std::string>& line,
                                        const std::vector<std::string>& options) {
@@ -21,6 +25,9 @@ DeviceProcess::DeviceProcess(const std::vector<std::string>& line, const std::ve
                              const std::function<void()>& first)
     : Process(deviceCommand(line, options), true, first) {
     ready_ = readLine();
+    if (ready_.rfind("ready on ", 0) != 0) {
+        throw std::runtime_error("dx7-device is not ready: " + ready_ + finish(END_MS).errors);
+    }
 }
 
 int DeviceProcess::tcpPort() const {

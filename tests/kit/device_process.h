@@ -11,13 +11,15 @@
 
 namespace kit {
 
-/// dx7-device that has said that it is ready.
+/// dx7-device, ready for clients.
 class DeviceProcess : public Process {
 public:
-    /// `line` is "--pty", "PATH" or the like.
+    /// `line` is "--pty", "PATH" or the like. Throws std::runtime_error with what the device says when it
+    /// does not become ready in time.
     DeviceProcess(const std::vector<std::string>& line, const std::vector<std::string>& options,
                   const std::function<void()>& first = {});
 
+    /// What it said: "ready on ...".
     const std::string& ready() const { return ready_; }
     /// The port of "--tcp", "0"; 0 on another line.
     int tcpPort() const;

@@ -7,7 +7,7 @@
 namespace kit {
 
 TemporaryDirectory::TemporaryDirectory() {
-    std::string pattern = (std::filesystem::temp_directory_path() / "dx7-device-test-XXXXXX").string();
+    std::string pattern = (std::filesystem::temp_directory_path() / "dx7-test-XXXXXX").string();
     if (::mkdtemp(pattern.data()) == nullptr) {
         throw std::runtime_error("no temporary directory");
     }
