@@ -20,6 +20,8 @@ public:
 
 private:
     [[noreturn]] void fail(const toml::source_region& place, const std::string& what) const;
+    // A number, or a bit as true or false.
+    long long numberIn(const toml::node& node, RegisterType type) const;
     InitialValue readValue(const toml::key& key, const toml::node& node) const;
 
     const std::string& name_;
@@ -48,6 +50,17 @@ std::vector<InitialValue> ValuesReader::read(const toml::table& document) const 
     return values;
 }
 
+long long ValuesReader::numberIn(const toml::node& node, RegisterType type) const {
+    if (node.is_integer()) {
+        return node.as_integer()->get();
+    }
+    if (node.is_boolean() && isBit(type)) {
+        return node.as_boolean()->get() ? 1 : 0;
+    }
+    fail(node.source(), std::string("this is no value for ") + typeInfo(type).name +
+                            ": write a whole number" + (isBit(type) ? " 0 or 1, true or false" : ""));
+}
+
 InitialValue ValuesReader::readValue(const toml::key& key, const toml::node& node) const {
     InitialValue result{};
     try {
@@ -60,22 +73,11 @@ InitialValue ValuesReader::readValue(const toml::key& key, const toml::node& nod
         fail(key.source(), "station " + std::to_string(*station) + " is not simulated");
     }
     const RegisterType type = result.target.item.type;
+    const long long number = numberIn(node, type);
     try {
-        if (node.is_integer()) {
-            const long long value = node.as_integer()->get();
-            result.value = checkValue(type, value, std::to_string(value));
-        } else if (node.is_boolean() && isBit(type)) {
-            result.value = node.as_boolean()->get() ? 1 : 0;
-        } else {
-            fail(node.source(), std::string("this is no value for ") + typeInfo(type).name +
-                                    ": write a whole number" + (isBit(type) ? " 0 or 1, true or false" : ""));
-        }
+        result.value = checkValue(type, number, std::to_string(number));
     } catch (const UsageError& error) {
-        const std::string what = error.what();
-        if (what.rfind(name_ + ":", 0) == 0) {
-            throw;
-        }
-        fail(node.source(), what);
+        fail(node.source(), error.what());
     }
     return result;
 }
