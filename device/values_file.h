@@ -16,6 +16,7 @@
 
 namespace dx7sim {
 
+/// A value to start from, of one station or of all.
 struct InitialValue {
     Target target;
     std::uint16_t value = 0;
@@ -27,7 +28,8 @@ struct InitialValue {
 std::vector<InitialValue> parseValues(const std::string& text, const std::string& name,
                                       const std::vector<int>& stations);
 
-/// The same from a file; UsageError also when it cannot be read to its end.
+/// The same from a file, read as a whole: the call waits for a pipe's end. UsageError also when it cannot be
+/// read to its end.
 std::vector<InitialValue> readValuesFile(const std::string& path, const std::vector<int>& stations);
 
 }  // namespace dx7sim

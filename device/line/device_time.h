@@ -8,7 +8,7 @@
 namespace dx7sim {
 
 /// Time since the device was switched on. It is handed in everywhere and read from a clock in one place only,
-/// the server's loop, so that everything else can be tested without waiting.
+/// the server, so that everything else can be tested without waiting.
 using Time = std::chrono::nanoseconds;
 
 }  // namespace dx7sim

@@ -17,7 +17,8 @@ struct ReceivedFrame {
     Time complete{};
 };
 
-/// Cuts requests out of a stream of bytes.
+/// Cuts requests out of a stream of bytes. It has no clock: times are handed in and do not decrease. One
+/// thread uses it.
 ///
 /// A request of a known function code is complete as soon as the length that follows from its bytes is there
 /// and its CRC is right: nothing is gained by waiting for silence on a line that has a scheduler in it.
@@ -45,6 +46,7 @@ public:
     /// Forgets what is pending, for a new client.
     void reset();
 
+    /// Noise so far.
     std::size_t droppedBytes() const { return droppedBytes_; }
 
 private:

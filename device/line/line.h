@@ -29,6 +29,8 @@ struct LineInput {
     bool clientGone = false;
 };
 
+/// One end of a line. No call but the opening waits; all calls come from one thread. The line owns its
+/// descriptors and closes them at its end.
 class Line {
 public:
     virtual ~Line() = default;
@@ -40,20 +42,23 @@ public:
     /// Takes what is there, without waiting. Throws LineError when the line has failed for good.
     virtual LineInput receive() = 0;
 
-    /// Sends without waiting. What nobody takes is lost, as on a wire.
+    /// Sends without waiting. What the other end does not take is lost, as on a wire.
     virtual void send(const Bytes& bytes) = 0;
 
     /// Where a client finds the line.
     virtual std::string name() const = 0;
 };
 
+/// How a serial port sends a character; it has 8 data bits.
 struct SerialSettings {
+    /// Bits in a second.
     int baud = 9600;
     /// 'N', 'E' or 'O'
     char parity = 'N';
     /// 1 or 2
     int stopBits = 1;
 
+    /// With the start bit.
     int bitsPerChar() const { return 9 + (parity == 'N' ? 0 : 1) + stopBits; }
 };
 
@@ -68,7 +73,7 @@ std::unique_ptr<Line> openPty(const std::string& link);
 /// takes over, so that a client that vanished without a word does not block the line.
 std::unique_ptr<Line> openTcp(const std::string& address, int port);
 
-/// A serial port, 8 data bits.
+/// A serial port. It is locked against other programs that lock ports as this one does, such as dx7.
 std::unique_ptr<Line> openSerial(const std::string& path, const SerialSettings& settings);
 
 }  // namespace dx7sim

@@ -81,13 +81,13 @@ Bytes Pacing::due(Time now) {
         }
         busyUntil_ = through(frame, frame.bytes.size());
         frames.pop_front();
-        moveBehind(busyUntil_);
+        moveAfter(busyUntil_);
     }
     return bytes;
 }
 
 // What would start before the line is free at `end` starts then. Replies keep their distances.
-void Pacing::moveBehind(Time end) {
+void Pacing::moveAfter(Time end) {
     for (auto frame = aside_.begin(); frame != aside_.end() && frame->start < end; ++frame) {
         frame->start = end;
     }

@@ -30,12 +30,14 @@ struct LineTiming {
 /// Replies go out in the order in which they are queued, so a late one holds up those after it. Echoes and
 /// copies have times of their own and may go out between two replies. Two frames never mix: what is due while
 /// another frame is on the line follows it, and an echo goes before a reply that is due at the same time.
+///
+/// It has no clock: times are handed in. One thread uses it.
 class Pacing {
 public:
     explicit Pacing(Time charTime) : charTime_(charTime) {}
 
-    /// Queues `frame` to start `pause` after `earliest` or, when something is queued already, `pause` behind
-    /// that.
+    /// Queues `frame` to start `pause` after `earliest` or, when replies are queued already, `pause` after
+    /// the last of them.
     void queue(const Bytes& frame, Time earliest, Time pause);
 
     /// Queues `bytes` that an adapter echoes as the line carries them from `begun` on. What would echo more
@@ -76,7 +78,7 @@ private:
     bool asideIsNext() const;
     const Frame& next() const { return asideIsNext() ? aside_.front() : frames_.front(); }
     bool isEmpty() const { return frames_.empty() && aside_.empty(); }
-    void moveBehind(Time end);
+    void moveAfter(Time end);
 
     Time charTime_;
     /// Replies, in the order of their starts.

@@ -33,7 +33,7 @@ bool exists(const std::string& path) {
     return ::lstat(path.c_str(), &status) == 0;
 }
 
-// Whether `path` may be replaced: a link to a pseudo-terminal, as a device that was killed leaves behind.
+// Whether `path` may be replaced: a link to a pseudo-terminal, as a device that was killed leaves it.
 bool isPtyLink(const std::string& path) {
     return linkTarget(path).rfind("/dev/pts/", 0) == 0;
 }

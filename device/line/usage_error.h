@@ -1,4 +1,5 @@
 /// \file
+/// The error of a wrong argument, file, command or line.
 #ifndef DX7_DEVICE_USAGE_ERROR_H
 #define DX7_DEVICE_USAGE_ERROR_H
 

@@ -1,5 +1,5 @@
 /// \file
-/// The simulated stations behind one line.
+/// The simulated stations of one line.
 #ifndef DX7_DEVICE_DEVICE_H
 #define DX7_DEVICE_DEVICE_H
 
@@ -30,16 +30,22 @@ struct Outgoing {
     Way way = Way::InTurn;
 };
 
+/// The stations of one line: their values, the faults to make, and what was counted.
+///
+/// It has no clock, no thread and no line: every call gets the time since the device was switched on, and the
+/// caller sends what handle() returns. All calls come from one thread.
 class Device {
 public:
     /// `stations` are 1..247 and not empty. Stations that `plan` silences but that are not simulated throw
-    /// UsageError. A late reply is `lateBy` late, the copy of a reply `copyAfter` after its end; with 0 it
-    /// follows at once, before anything else.
+    /// UsageError; std::runtime_error comes from the engine, which needs two descriptors. A late reply is
+    /// `lateBy` late, the copy of a reply `copyAfter` after its end; with 0 it follows at once, before
+    /// anything else.
     Device(const std::vector<int>& stations, const FaultPlan& plan, std::uint64_t seed, Time lateBy,
            Movement movement = Movement::Natural, Time copyAfter = Time());
 
     /// Carries out a whole frame of at least 4 bytes and returns what goes back, usually one frame or none.
-    /// An echo is among it only where not every byte is echoed.
+    /// An echo is among it only where not every byte is echoed. Throws std::system_error when the engine
+    /// cannot be given the frame.
     std::vector<Outgoing> handle(const Bytes& frame, Time now);
 
     /// Counts a request that came while too many replies waited; nothing else becomes of it.

@@ -34,6 +34,8 @@ struct Answer {
     int exceptionCode() const;
 };
 
+/// A context of libmodbus and the socket pair it works on, two descriptors. It keeps nothing between requests
+/// and is used by one thread at a time.
 class Engine {
 public:
     /// Throws std::runtime_error when the system gives no socket pair or libmodbus no context.
@@ -42,6 +44,7 @@ public:
     /// Carries out `request` (a whole frame of at least 4 bytes with CRC) as the station it is addressed to,
     /// or as any station for a broadcast. Function codes 1 to 7, 15 and 16 are the device's; others are
     /// answered with exception 1, reads and writes outside the map with 2, bad quantities and values with 3.
+    /// Throws std::system_error when the request cannot be written into the socket pair.
     Answer answer(const Bytes& request, Model& model, Time now);
 
     /// The exception reply `code` (1 to 8) to `request`, which is not carried out.

@@ -81,9 +81,9 @@ struct FaultDecision {
     std::uint64_t detail = 0;
 };
 
-/// Decides the fault of each request. The n-th decision depends on the plan, the seed and n alone, and so
-/// does whether the n-th request is echoed. The decisions on Drop to Late are those of a plan without the
-/// other faults.
+/// Decides the fault of each request. One thread uses it. The n-th decision depends on the plan, the seed and
+/// n alone, and so does whether the n-th request is echoed. The decisions on Drop to Late are those of a plan
+/// without the other faults.
 class FaultInjector {
 public:
     FaultInjector(const FaultPlan& plan, std::uint64_t seed);

@@ -31,6 +31,7 @@
 
 namespace dx7sim {
 
+/// Which values move by themselves.
 enum class Movement {
     /// As a device would behave.
     Natural,
@@ -38,6 +39,8 @@ enum class Movement {
     All
 };
 
+/// The values of one station, raw as they are on the line: 16-bit words and bits. It has no clock: every call
+/// gets the time since the device was switched on. One thread uses it at a time.
 class Model {
 public:
     explicit Model(Movement movement = Movement::Natural, int station = 1)

@@ -1,5 +1,5 @@
 /// \file
-/// How users write items, values and stations: TYPE:ADDRESS[@STATION].
+/// How users write items, values and stations: TYPE:ADDRESS[@STATION]. Pure functions, for any thread.
 #ifndef DX7_DEVICE_NOTATION_H
 #define DX7_DEVICE_NOTATION_H
 

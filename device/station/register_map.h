@@ -7,7 +7,7 @@
 /// into the next touches such a number and is refused.
 ///
 /// The blocks of coils (0x1000..0x107F) and discrete inputs (0x1100..0x113F) are backed as a whole for
-/// reading: bits between and behind the assigned ones read as 0. Writing them is refused. Registers have no
+/// reading: bits between and after the assigned ones read as 0. Writing them is refused. Registers have no
 /// such padding.
 #ifndef DX7_DEVICE_REGISTER_MAP_H
 #define DX7_DEVICE_REGISTER_MAP_H
@@ -20,12 +20,14 @@
 
 namespace dx7sim {
 
+/// The kinds of values that the device has; docs/wire-format.md describes them.
 enum class RegisterType { CW_bit, SW_bit, DO, RO, SDO, DI, AI, FIN, F, D, DE, CW, SW, MOD, FAS };
 
 /// The four Modbus tables, and none for the status byte, which has a function code of its own.
 enum class Table { Coils, DiscreteInputs, InputRegisters, HoldingRegisters, None };
 
 constexpr int REGISTER_TYPES = 15;
+/// Items in each group of a grouped type.
 constexpr int GROUP_ITEMS = 56;
 
 /// How the number of an item follows from its address.
@@ -54,7 +56,7 @@ struct TypeInfo {
     bool grouped = false;
 };
 
-/// Information on `type`.
+/// Information on `type`. It lives as long as the program.
 const TypeInfo& typeInfo(RegisterType type);
 /// The type of this exact name, if there is one.
 std::optional<RegisterType> typeByName(const std::string& name);
@@ -85,7 +87,7 @@ std::optional<std::uint16_t> readPlace(const Item& item);
 /// The number an item is written at, or none when it cannot be written over the line.
 std::optional<std::uint16_t> writePlace(const Item& item);
 
-/// All places of the device, looked up from the line's side. Immutable.
+/// All places of the device, looked up from the line's side. Immutable, so any thread may use it.
 class RegisterMap {
 public:
     /// The one map of the device.

@@ -12,6 +12,7 @@
 
 namespace dx7sim {
 
+/// What one station counted since the start.
 struct StationStatistics {
     /// By function code; those left unanswered included.
     std::map<int, std::size_t> requests;
@@ -21,6 +22,7 @@ struct StationStatistics {
     std::size_t unanswered = 0;
 };
 
+/// What the device counted since the start.
 struct Statistics {
     std::map<int, StationStatistics> stations;
     /// By function code.
@@ -31,6 +33,7 @@ struct Statistics {
     std::size_t refused = 0;
     /// Requests lost because too many replies waited.
     std::size_t overruns = 0;
+    /// Faults made, in the order of Fault.
     std::array<std::size_t, FAULT_KINDS> faults{};
 };
 

@@ -17,7 +17,8 @@ namespace dx7sim {
 /// The table that a request with one of the function codes 1 to 6, 15 and 16 is about.
 Table requestTable(int functionCode);
 
-/// Values copied out of the model for one request, and the way back for what it wrote.
+/// Values copied out of the model for one request, and the way back for what it wrote. It keeps no reference
+/// to the model.
 class Window {
 public:
     /// Shows the run of numbers around the start of `request` (function codes 1 to 6, 15, 16; at least 4

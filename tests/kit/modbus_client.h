@@ -35,7 +35,7 @@ public:
     /// The register, or minus the errno of the failure.
     int holding(int number) const;
     int input(int number) const;
-    /// Sends a request without CRC as it stands and returns the reply without CRC, empty when there is none.
+    /// Sends a request without CRC as it is and returns the reply without CRC, empty when there is none.
     std::vector<unsigned> raw(const std::vector<unsigned>& request) const;
     /// What arrives without a request, without CRC.
     std::vector<unsigned> receive() const;

@@ -64,7 +64,7 @@ private:
 
 /// The wall clock in seconds.
 double wallClock();
-/// The number behind `label`; throws std::runtime_error when it is not there.
+/// The number after `label`; throws std::runtime_error when it is not there.
 long numberBehind(const std::string& text, const std::string& label);
 
 #endif
