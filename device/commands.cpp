@@ -24,6 +24,20 @@ constexpr const char* HELP =
     "quit                              end the device\n"
     "A LIST of faults has these, separated by commas: ";
 
+enum class CommandKind { Nothing, Set, Get, Silence, Revive, Fault, Clock, Summary, Help, Quit };
+
+struct Command {
+    CommandKind kind = CommandKind::Nothing;
+    // Of Set and Get.
+    Target target{{RegisterType::CW, 0}, {}};
+    // Of Set.
+    std::uint16_t value = 0;
+    // Of Silence and Revive.
+    int station = 0;
+    // Of Fault.
+    FaultPlan faults;
+};
+
 const std::map<std::string, CommandKind> WORDS = {
     {"set", CommandKind::Set},         {"get", CommandKind::Get},     {"silence", CommandKind::Silence},
     {"revive", CommandKind::Revive},   {"help", CommandKind::Help},   {"quit", CommandKind::Quit},
@@ -37,6 +51,46 @@ void parseSet(const std::string& text, Command& command) {
     }
     command.target = parseTarget(trimmed(text.substr(0, equals)));
     command.value = parseValue(command.target.item.type, trimmed(text.substr(equals + 1)));
+}
+
+// Reads one line. An empty line is Nothing. Throws UsageError for what is not a command.
+Command parseCommand(const std::string& line) {
+    const std::string text = trimmed(line);
+    Command command;
+    if (text.empty()) {
+        return command;
+    }
+    const std::size_t wordEnd = text.find_first_of(" \t");
+    const std::string word = text.substr(0, wordEnd);
+    const std::string rest = wordEnd == std::string::npos ? "" : trimmed(text.substr(wordEnd));
+    const auto known = WORDS.find(word);
+    if (known == WORDS.end()) {
+        throw UsageError("\"" + word + "\" is no command: \"help\" shows them all");
+    }
+    command.kind = known->second;
+    switch (command.kind) {
+        case CommandKind::Set:
+            parseSet(rest, command);
+            break;
+        case CommandKind::Get:
+            command.target = parseTarget(rest);
+            break;
+        case CommandKind::Fault:
+            if (rest.empty()) {
+                throw UsageError("\"fault\" needs a list: write fault drop=0.01,late=0.1 or fault none");
+            }
+            parseFaults(rest, command.faults);
+            break;
+        case CommandKind::Silence:
+        case CommandKind::Revive:
+            command.station = parseStation(rest);
+            break;
+        default:
+            if (!rest.empty()) {
+                throw UsageError("\"" + word + "\" takes nothing behind it, not \"" + rest + "\"");
+            }
+    }
+    return command;
 }
 
 std::string valuesText(const Target& target, const Device& device, Time now) {
@@ -85,45 +139,6 @@ CommandResult run(const Command& command, Device& device, Time now, std::size_t 
 }
 
 }  // namespace
-
-Command parseCommand(const std::string& line) {
-    const std::string text = trimmed(line);
-    Command command;
-    if (text.empty()) {
-        return command;
-    }
-    const std::size_t wordEnd = text.find_first_of(" \t");
-    const std::string word = text.substr(0, wordEnd);
-    const std::string rest = wordEnd == std::string::npos ? "" : trimmed(text.substr(wordEnd));
-    const auto known = WORDS.find(word);
-    if (known == WORDS.end()) {
-        throw UsageError("\"" + word + "\" is no command: \"help\" shows them all");
-    }
-    command.kind = known->second;
-    switch (command.kind) {
-        case CommandKind::Set:
-            parseSet(rest, command);
-            break;
-        case CommandKind::Get:
-            command.target = parseTarget(rest);
-            break;
-        case CommandKind::Fault:
-            if (rest.empty()) {
-                throw UsageError("\"fault\" needs a list: write fault drop=0.01,late=0.1 or fault none");
-            }
-            parseFaults(rest, command.faults);
-            break;
-        case CommandKind::Silence:
-        case CommandKind::Revive:
-            command.station = parseStation(rest);
-            break;
-        default:
-            if (!rest.empty()) {
-                throw UsageError("\"" + word + "\" takes nothing behind it, not \"" + rest + "\"");
-            }
-    }
-    return command;
-}
 
 CommandResult runCommand(const std::string& line, Device& device, Time now, std::size_t droppedBytes) {
     try {

@@ -1,5 +1,5 @@
 /// \file
-/// The command channel: lines on standard input that change a running device.
+/// The command channel: lines of text that change a running device.
 #ifndef DX7_DEVICE_COMMANDS_H
 #define DX7_DEVICE_COMMANDS_H
 
@@ -9,23 +9,6 @@
 
 namespace dx7sim {
 
-enum class CommandKind { Nothing, Set, Get, Silence, Revive, Fault, Clock, Summary, Help, Quit };
-
-struct Command {
-    CommandKind kind = CommandKind::Nothing;
-    /// Of Set and Get.
-    Target target{{RegisterType::CW, 0}, {}};
-    /// Of Set.
-    std::uint16_t value = 0;
-    /// Of Silence and Revive.
-    int station = 0;
-    /// Of Fault.
-    FaultPlan faults;
-};
-
-/// Reads one line. An empty line is Nothing. Throws UsageError for what is no command.
-Command parseCommand(const std::string& line);
-
 /// What a command answers and whether the device is to end.
 struct CommandResult {
     /// Lines, each ended; may be empty.
@@ -33,7 +16,8 @@ struct CommandResult {
     bool quit = false;
 };
 
-/// Carries out one line; errors become the answer. `droppedBytes` is shown in the summary.
+/// Carries out one line at the device's time `now`; errors become the answer. `droppedBytes` is shown in the
+/// summary. On the thread that uses `device`.
 CommandResult runCommand(const std::string& line, Device& device, Time now, std::size_t droppedBytes);
 
 }  // namespace dx7sim

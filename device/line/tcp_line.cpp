@@ -90,7 +90,7 @@ void TcpLine::acceptClient(LineInput& input) {
 
 void TcpLine::send(const Bytes& bytes) {
     if (client_.isOpen()) {
-        writeAvailable(client_.number(), bytes);
+        sendAvailable(client_.number(), bytes);
     }
 }
 

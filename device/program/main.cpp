@@ -1,7 +1,9 @@
+#include <poll.h>
 #include <signal.h>
 #include <sys/signalfd.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <stdexcept>
 
@@ -12,8 +14,9 @@
 #include "common/system_reason.h"
 #include "common/timer_slack.h"
 #include "device/line/usage_error.h"
-#include "device/options.h"
-#include "device/output.h"
+#include "device/program/options.h"
+#include "device/program/output.h"
+#include "device/program/typed_commands.h"
 #include "device/server.h"
 #include "device/values_file.h"
 
@@ -78,15 +81,55 @@ void setInitialValues(Device& device, const Options& options) {
     }
 }
 
+Server::Trace traceOf(const Options& options, Output& output) {
+    return options.trace ? Server::Trace([&output](const std::string& line) { output.trace(line); })
+                         : Server::Trace();
+}
+
+// Waits until a descriptor is ready or the server's deadline has come.
+void wait(const Server& server, std::vector<pollfd>& waitedFor) {
+    timespec timeout{};
+    const std::optional<Time> until = server.deadline();
+    if (until) {
+        const Time left = std::max(Time(), *until - server.now());
+        const auto seconds = std::chrono::duration_cast<std::chrono::seconds>(left);
+        timeout.tv_sec = static_cast<decltype(timeout.tv_sec)>(seconds.count());
+        timeout.tv_nsec = static_cast<decltype(timeout.tv_nsec)>((left - seconds).count());
+    }
+    if (::ppoll(waitedFor.data(), waitedFor.size(), until ? &timeout : nullptr, nullptr) < 0) {
+        std::for_each(waitedFor.begin(), waitedFor.end(), [](pollfd& one) { one.revents = 0; });
+    }
+}
+
+// Serves the line until a signal or "quit".
+void serve(Server& server, const Line& line, int signals, Output& output) {
+    TypedCommands commands(server, output);
+    while (!commands.quit()) {
+        std::vector<pollfd> waitedFor{{signals, POLLIN, 0}, {commands.descriptor(), POLLIN, 0}};
+        for (const int descriptor : line.descriptors()) {
+            waitedFor.push_back({descriptor, POLLIN, 0});
+        }
+        wait(server, waitedFor);
+        if (waitedFor[0].revents != 0) {
+            return;
+        }
+        server.advance(std::any_of(waitedFor.begin() + 2, waitedFor.end(),
+                                   [](const pollfd& one) { return one.revents != 0; }));
+        if (waitedFor[1].revents != 0) {
+            commands.read();
+        }
+    }
+}
+
 int runOnLine(Device& device, const Options& options, int signals, Output& output) {
     const std::unique_ptr<Line> line = openLine(options);
-    Server server(device, *line, timingOf(options), signals, output, options.trace);
+    Server server(device, *line, timingOf(options), traceOf(options, output));
     output.print(readyText(*line, device.stations()));
     int exitCode = EXIT_DONE;
     try {
-        server.run();
+        serve(server, *line, signals, output);
     } catch (const LineError& error) {
-        output.complain(error.what());
+        output.printError(error.what());
         exitCode = EXIT_FAILED;
     }
     output.print(server.summary());
@@ -99,10 +142,10 @@ int reporting(Output& output, Action action) {
     try {
         return action();
     } catch (const UsageError& error) {
-        output.complain(error.what());
+        output.printError(error.what());
         return EXIT_USAGE;
     } catch (const std::exception& error) {
-        output.complain(error.what());
+        output.printError(error.what());
         return EXIT_FAILED;
     }
 }

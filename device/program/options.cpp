@@ -1,4 +1,4 @@
-#include "device/options.h"
+#include "device/program/options.h"
 
 #include <iostream>
 

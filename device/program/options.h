@@ -1,7 +1,7 @@
 /// \file
 /// The command line of dx7-device.
-#ifndef DX7_DEVICE_OPTIONS_H
-#define DX7_DEVICE_OPTIONS_H
+#ifndef DX7_DEVICE_PROGRAM_OPTIONS_H
+#define DX7_DEVICE_PROGRAM_OPTIONS_H
 
 #include <optional>
 #include <string>

@@ -1,14 +1,13 @@
-#include "device/output.h"
+#include "device/program/output.h"
 
 #include <poll.h>
-#include <signal.h>
-#include <sys/time.h>
 #include <unistd.h>
 
 #include <algorithm>
 #include <cerrno>
 
 #include "common/printable.h"
+#include "device/program/interruptions.h"
 
 namespace dx7sim {
 
@@ -17,7 +16,6 @@ namespace {
 using dx7common::printable;
 using std::chrono::milliseconds;
 
-constexpr int INTERRUPTION_US = 100000;
 // A pipe that is ready takes as much.
 constexpr std::size_t MOST_AT_ONCE = 4096;
 
@@ -25,29 +23,7 @@ constexpr std::size_t MOST_AT_ONCE = 4096;
 constexpr milliseconds PATIENCE(400);
 constexpr milliseconds PATIENCE_IN_ALL(3000);
 
-void setTimer(int intervalUs) {
-    itimerval timer{};
-    timer.it_interval.tv_usec = intervalUs;
-    timer.it_value.tv_usec = intervalUs;
-    ::setitimer(ITIMER_REAL, &timer, nullptr);
-}
-
 }  // namespace
-
-Interruptions::Interruptions() {
-    struct sigaction action {};
-    action.sa_handler = [](int) {};
-    ::sigaction(SIGALRM, &action, nullptr);
-    sigset_t alarm;
-    ::sigemptyset(&alarm);
-    ::sigaddset(&alarm, SIGALRM);
-    ::sigprocmask(SIG_UNBLOCK, &alarm, nullptr);
-    setTimer(INTERRUPTION_US);
-}
-
-Interruptions::~Interruptions() {
-    setTimer(0);
-}
 
 void Output::print(const std::string& lines) {
     std::string text;
@@ -63,7 +39,7 @@ void Output::trace(const std::string& line) {
     write(STDERR_FILENO, printable(line) + "\n");
 }
 
-void Output::complain(const std::string& what) {
+void Output::printError(const std::string& what) {
     trace("dx7-device: " + what);
 }
 

@@ -1,7 +1,7 @@
 /// \file
 /// What the device prints. Nothing that it prints can keep it from ending.
-#ifndef DX7_DEVICE_OUTPUT_H
-#define DX7_DEVICE_OUTPUT_H
+#ifndef DX7_DEVICE_PROGRAM_OUTPUT_H
+#define DX7_DEVICE_PROGRAM_OUTPUT_H
 
 #include <sys/types.h>
 
@@ -11,18 +11,9 @@
 
 namespace dx7sim {
 
-/// While one of these exists, a call that blocks is interrupted every 100 ms (EINTR). A descriptor that is
-/// ready may still block: others may read or write it, too.
-class Interruptions {
-public:
-    Interruptions();
-    ~Interruptions();
-    Interruptions(const Interruptions&) = delete;
-    Interruptions& operator=(const Interruptions&) = delete;
-};
-
-/// Standard output and standard error. It waits until what is written is taken; but once the device
-/// is to end, an output that takes nothing for a while is given up.
+/// Standard output and standard error. It waits until what is written is taken; but once the device is to
+/// end, an output that takes nothing for 400 ms, or that is not done after 3 s, is given up. The one thread
+/// of the program uses it: see Interruptions.
 class Output {
 public:
     /// `signals` is readable when the device is to end; -1 when the signals end it by themselves.
@@ -33,7 +24,7 @@ public:
     /// A line on standard error; made printable.
     void trace(const std::string& line);
     /// "dx7-device: ..." on standard error.
-    void complain(const std::string& what);
+    void printError(const std::string& what);
 
 private:
     using Clock = std::chrono::steady_clock;
