@@ -5,6 +5,7 @@
 #include <sstream>
 
 #include "device/line/usage_error.h"
+#include "device/station/text.h"
 
 namespace dx7sim {
 

@@ -7,6 +7,7 @@
 #include "common/modbus_limits.h"
 #include "device/line/usage_error.h"
 #include "device/station/notation.h"
+#include "device/station/text.h"
 
 namespace dx7sim {
 

@@ -38,12 +38,6 @@ std::vector<int> parseStations(const std::string& text);
 /// The item as parseTarget reads it.
 std::string itemText(const Item& item);
 
-/// `text` without white space at its ends.
-std::string trimmed(const std::string& text);
-
-/// `text` cut at each `separator`; one part more than there are separators.
-std::vector<std::string> split(const std::string& text, char separator);
-
 }  // namespace dx7sim
 
 #endif

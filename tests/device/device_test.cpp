@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 
 #include "device/line/usage_error.h"
+#include "tests/device/plan_of.h"
 #include "tests/kit/crc.h"
 
 namespace {
@@ -128,12 +129,6 @@ TEST(DeviceFaults, SendLate) {
     ASSERT_EQ(sent.size(), 1U);
     EXPECT_EQ(sent[0].bytes, MODE);
     EXPECT_EQ(sent[0].pause, LATE_BY);
-}
-
-FaultPlan planOf(const std::string& text) {
-    FaultPlan plan;
-    parseFaults(text, plan);
-    return plan;
 }
 
 TEST(DeviceFaults, SendTwice) {

@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 
 #include "device/line/usage_error.h"
+#include "tests/device/plan_of.h"
 
 namespace {
 
@@ -22,12 +23,6 @@ std::vector<Fault> decisions(const FaultPlan& plan, std::uint64_t seed, int coun
         faults.push_back(injector.next().fault);
     }
     return faults;
-}
-
-FaultPlan planOf(const std::string& text) {
-    FaultPlan plan;
-    parseFaults(text, plan);
-    return plan;
 }
 
 TEST(Faults, AreOrderedByName) {
