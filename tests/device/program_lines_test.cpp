@@ -195,6 +195,16 @@ TEST(TcpLineTest, CannotShareItsPort) {
     EXPECT_EQ(end.errors, "dx7-device: cannot listen on 127.0.0.1:" + port + ": Address already in use\n");
 }
 
+TEST(TestDevice, ThatIsNotReadySaysWhy) {
+    try {
+        const DeviceProcess device({"--tcp", "x"}, {});
+        FAIL() << device.ready();
+    } catch (const std::runtime_error& error) {
+        EXPECT_NE(std::string(error.what()).find("\"x\" is not a plain number"), std::string::npos)
+            << error.what();
+    }
+}
+
 class SerialLineTest : public testing::Test {
 protected:
     void SetUp() override {
