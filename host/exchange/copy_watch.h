@@ -10,9 +10,6 @@
 
 namespace dx7 {
 
-/// Bytes of one reply do not lie further apart, whatever carries them.
-constexpr qint64 PIECE_GAP_US = 50000;
-
 /// Remembers the frames that were taken last. Where copies have come, it asks for a pause after each reply in
 /// which its copies can come before anything else is sent: as long and for as many as the last twenty replies
 /// have shown.

@@ -1,9 +1,7 @@
 #include "host/exchange/exchange.h"
 
 #include <algorithm>
-#include <cstring>
 
-#include "host/exchange/frame_tap.h"
 #include "host/exchange/rtu_frame.h"
 
 namespace dx7 {
@@ -14,73 +12,54 @@ constexpr qint64 SECOND_US = 1000000;
 constexpr int SILENT_TIMEOUTS = 10;
 constexpr int SILENCE_ATTEMPTS = 20;
 
-// A copy that keeps its own memory.
-void assign(QByteArray& to, const QByteArray& from) {
-    to.resize(from.size());
-    std::memcpy(to.data(), from.constData(), static_cast<std::size_t>(from.size()));
-}
-
-void append16(QByteArray& bytes, int word) {
-    bytes.append(static_cast<char>(word >> 8));
-    bytes.append(static_cast<char>(word & 0xFF));
-}
-
 }  // namespace
 
 Exchange::Exchange(const LineSettings& settings)
     : settings_(settings),
-      window_(stations_),
-      schedule_(stations_, window_),
-      copies_(boundUs()),
-      echo_(settings.echo) {
-    for (QByteArray* const bytes : {&output_, &frame_, &query_, &reply_, &request_, &mismatch_}) {
-        bytes->reserve(LONGEST_FRAME_BYTES);
-    }
+      traffic_(settings_),
+      judge_(settings_, books_, traffic_),
+      query_(settings_, books_, traffic_) {
+    request_.reserve(LONGEST_FRAME_BYTES);
 }
 
 void Exchange::reset() {
-    window_.reset();
-    stations_.reset();
-    stream_.drop(stream_.buffer().size());
-    stream_.await(0, 0, 0);
-    output_.resize(0);
+    books_.window.reset();
+    books_.stations.reset();
+    traffic_.reset();
     phase_ = Phase::Idle;
-    present_ = queried_ = 0;
+    present_ = 0;
+    query_.reset();
     requestSent_ = false;
     end_.reset();
 }
 
 void Exchange::notSent() {
-    requestSent_ = requestSent_ && output_ != request_;
-    if (phase_ == Phase::Query && output_ == query_) {
+    requestSent_ = requestSent_ && output() != request_;
+    if (phase_ == Phase::Query && output() == query_.bytes()) {
         phase_ = Phase::Idle;
     }
 }
 
 // Time.
 
-qint64 Exchange::boundUs() const {
-    return qint64(std::max(settings_.retries, 1)) * settings_.timeoutMs * 1000;
-}
-
-qint64 Exchange::waitUs(const StationRecord& station) const {
-    const qint64 timeoutUs = settings_.timeoutMs * qint64(1000);
-    return std::min(std::max(timeoutUs, station.slowUs * 3 / 2), boundUs());
-}
-
 qint64 Exchange::clearUs() const {
     const qint64 gapUs = silentIntervalUs(settings_);
     // A line that never falls silent is used all the same.
     const qint64 latestUs = idleSinceUs_ + std::max(SECOND_US, SILENCE_ATTEMPTS * gapUs);
-    return std::max(std::min(lastActivityUs_ + gapUs, latestUs), copies_.pauseEndUs(sequence_));
+    return std::max(std::min(lastActivityUs() + gapUs, latestUs), judge_.copiesEndUs());
 }
 
 // When bytes that nothing awaits are the end of what they begin; empty without any.
 DueUs Exchange::flushUs() const {
-    if (stream_.isEmpty() || awaiting()) {
+    if (!partial() || awaiting()) {
         return {};
     }
-    return lastActivityUs_ + std::max(PIECE_GAP_US, silentIntervalUs(settings_));
+    return lastActivityUs() + std::max(PIECE_GAP_US, silentIntervalUs(settings_));
+}
+
+// When the line has been silent for a time-out.
+qint64 Exchange::silentUs() const {
+    return lastActivityUs() + timeoutUs(settings_);
 }
 
 DueUs Exchange::nextDueUs() const {
@@ -89,21 +68,20 @@ DueUs Exchange::nextDueUs() const {
         dueUs = clearUs();
     } else if (phase_ != Phase::Idle) {
         dueUs = deadlineUs_;
-    } else if (std::any_of(stations_.asked().begin(), stations_.asked().end(), [this](int number) {
-                   return stations_.at(number).held > 0 && stations_.at(number).isDeaf();
-               })) {
+    } else if (judge_.needsSilence()) {
         dueUs = silentUs();
     }
     return sooner(dueUs, flushUs());
 }
 
 void Exchange::advance(qint64 nowUs) {
-    stations_.forget(nowUs, phase_ != Phase::Idle ? present_ : 0, phase_ == Phase::Query ? queried_ : 0);
+    books_.stations.forget(nowUs, phase_ != Phase::Idle ? present_ : 0,
+                           phase_ == Phase::Query ? query_.station() : 0);
     if (const DueUs restUs = flushUs(); restUs && nowUs >= *restUs) {
         takePieces(true, nowUs);
     }
     if (phase_ == Phase::Idle && nowUs >= silentUs()) {
-        settleDeaf();
+        judge_.takeSilence();
     }
     if (phase_ == Phase::Waiting) {
         sendWhenClear(nowUs);
@@ -113,28 +91,17 @@ void Exchange::advance(qint64 nowUs) {
         onQueryDeadline(nowUs);
     } else if (phase_ == Phase::Pause && nowUs >= deadlineUs_) {
         takePieces(true, nowUs);
-        phase_ = Phase::Idle;
-        idleSinceUs_ = nowUs;
+        rest(nowUs);
         end(ExchangeEnd::Broadcast);
     }
 }
 
-// Sending.
-
-void Exchange::transmit(const QByteArray& frame, qint64 nowUs) {
-    assign(output_, frame);
-    const int function = byteAt(frame, 1);
-    const bool broadcast = byteAt(frame, 0) == 0;
-    const bool asLong = &frame == &request_ && expectLen_ == frame.size() && echo_.known();
-    const bool alike = (repliesLikeItself(function) && !broadcast) || asLong;
-    stream_.sent(frame, echo_.look(function, alike));
-    echo_.sent(++sequence_);
-    lastActivityUs_ = nowUs + lineTimeUs(settings_, frame.size());
-    stations_.noteAsked(byteAt(frame, 0), lastActivityUs_);
-    if (tap_ != nullptr) {
-        tap_->requestSent(frame, 0);
-    }
+void Exchange::rest(qint64 nowUs) {
+    phase_ = Phase::Idle;
+    idleSinceUs_ = nowUs;
 }
+
+// Sending.
 
 void Exchange::sendAt(Next next, qint64 nowUs) {
     next_ = next;
@@ -145,7 +112,7 @@ void Exchange::sendAt(Next next, qint64 nowUs) {
 
 // What the line has not been given yet goes first.
 void Exchange::sendWhenClear(qint64 nowUs) {
-    if (nowUs < clearUs() || !output_.isEmpty()) {
+    if (nowUs < clearUs() || !output().isEmpty()) {
         return;
     }
     if (next_ == Next::Data) {
@@ -156,12 +123,10 @@ void Exchange::sendWhenClear(qint64 nowUs) {
 }
 
 void Exchange::begin(const QByteArray& request, int expectLen, bool first, qint64 nowUs) {
-    assign(request_, request);
+    copyBytes(request_, request);
     expectLen_ = expectLen;
     requestSent_ = false;
-    damaged_ = false;
-    reply_.resize(0);
-    mismatch_.resize(0);
+    judge_.begin();
     present_ = byteAt(request, 0);
     if (first || operationUs_ == 0) {
         operationUs_ = nowUs;
@@ -171,18 +136,17 @@ void Exchange::begin(const QByteArray& request, int expectLen, bool first, qint6
         end(ExchangeEnd::Refused);
         return;
     }
-    StationRecord& station = stations_.at(present_);
-    station.noteAskedWith(byteAt(request, 1));
-    if (nowUs - std::max(station.heardUs, station.askedUs) >=
-        qint64(SILENT_TIMEOUTS) * settings_.timeoutMs * 1000) {
-        station.disturbed = false;
+    StationRecord& asked = station(present_);
+    asked.noteAskedWith(byteAt(request, 1));
+    if (nowUs - std::max(asked.heardUs, asked.askedUs) >= SILENT_TIMEOUTS * timeoutUs(settings_)) {
+        asked.disturbed = false;
     }
     if (expectLen <= 0 || present_ == 0) {
         sendData(nowUs);
         return;
     }
-    if (station.owesData || station.owesLike(request)) {
-        if (station.queries == 0 || station.mayAsk(conditions(), nowUs)) {
+    if (asked.owesData || asked.owesLike(request)) {
+        if (asked.queries == 0 || asked.mayAsk(conditions(), nowUs)) {
             beginQuery(present_, Purpose::Precede, nowUs);
         } else if (others_) {
             end(ExchangeEnd::Owed);
@@ -191,8 +155,9 @@ void Exchange::begin(const QByteArray& request, int expectLen, bool first, qint6
         }
         return;
     }
-    echoTest_ = !echo_.known() && repliesLikeItself(byteAt(request, 1));
-    if (echoTest_) {
+    const bool echoTest = !traffic_.echo().known() && repliesLikeItself(byteAt(request, 1));
+    query_.setEchoTest(echoTest);
+    if (echoTest) {
         beginQuery(present_, Purpose::Precede, nowUs);
     } else {
         sendData(nowUs);
@@ -200,97 +165,42 @@ void Exchange::begin(const QByteArray& request, int expectLen, bool first, qint6
 }
 
 void Exchange::sendData(qint64 nowUs) {
-    transmit(request_, nowUs);
+    const int number = byteAt(request_, 0);
+    const int function = byteAt(request_, 1);
+    const bool asLong = expectLen_ == request_.size() && traffic_.echo().known();
+    traffic_.send(request_, asLong || (number > 0 && repliesLikeItself(function)), nowUs);
+    books_.stations.noteAsked(number, lastActivityUs());
     requestSent_ = true;
     requestUs_ = nowUs;
-    schedule_.requestSent();
+    books_.schedule.requestSent();
     if (expectLen_ <= 0 || present_ == 0) {
         phase_ = Phase::Pause;
-        deadlineUs_ = lastActivityUs_ + settings_.turnaroundMs * qint64(1000);
+        deadlineUs_ = lastActivityUs() + settings_.turnaroundMs * qint64(1000);
         return;
     }
-    StationRecord& station = stations_.at(present_);
-    station.owesData = true;
-    station.reported = station.echoed = false;
-    assign(station.request, request_);
-    station.expectLen = expectLen_;
-    station.endUs = station.owedUs = lastActivityUs_;
-    station.sequence = sequence_;
-    station.statusData = station.statusData || byteAt(request_, 1) == READ_EXCEPTION_STATUS;
-    stream_.await(present_, byteAt(request_, 1), expectLen_);
+    StationRecord& asked = station(present_);
+    asked.noteRequest(request_, expectLen_, traffic_.sequence(), lastActivityUs());
+    traffic_.await(present_, function, expectLen_);
     phase_ = Phase::Data;
-    deadlineUs_ = lastActivityUs_ + waitUs(station) + lineTimeUs(settings_, expectLen_);
+    deadlineUs_ = lastActivityUs() + patienceUs(settings_, asked) + lineTimeUs(settings_, expectLen_);
 }
 
 // Waits for a query that is out already.
 void Exchange::awaitOwedQuery(int number, Purpose purpose, qint64 nowUs) {
-    queried_ = number;
-    purpose_ = purpose;
+    query_.open(number, purpose);
     phase_ = Phase::Query;
-    awaitQuery(stations_.at(number), nowUs);
+    deadlineUs_ = query_.deadlineUs(operation(), nowUs);
 }
 
-void Exchange::beginQuery(int station, Purpose purpose, qint64 nowUs) {
-    queried_ = station;
-    purpose_ = purpose;
+void Exchange::beginQuery(int number, Purpose purpose, qint64 nowUs) {
+    query_.open(number, purpose);
     sendAt(Next::Query, nowUs);
 }
 
 void Exchange::sendQuery(qint64 nowUs) {
-    StationRecord& station = stations_.at(queried_);
-    StatusQuery query;
-    // One that asks for the status is of the other kind only where its answer could not be told from one
-    // owed.
-    query.diagnostic =
-        !echoTest_ && (!plainQuery_ || station.owesStatus()) && station.useDiagnostic(conditions());
-    query_.resize(0);
-    query_.append(static_cast<char>(queried_));
-    if (query.diagnostic) {
-        query.counter = ++counter_;
-        query_.append(static_cast<char>(DIAGNOSTICS));
-        append16(query_, 0);
-        append16(query_, query.counter);
-    } else {
-        query_.append(static_cast<char>(READ_EXCEPTION_STATUS));
-    }
-    appendCrc(query_);
-    station.noteAskedWith(byteAt(query_, 1));
-    transmit(query_, nowUs);
-    query.endUs = lastActivityUs_;
-    query.sequence = sequence_;
-    station.addQuery(query);
-    station.queryUs = nowUs;
-    schedule_.querySent(queried_, nowUs);
-    note(ExchangeNote::Query, queried_);
-    const int answerBytes = query.diagnostic ? query_.size() : int(EXCEPTION_FRAME_BYTES);
-    stream_.await(queried_, query.diagnostic ? DIAGNOSTICS : READ_EXCEPTION_STATUS, answerBytes);
+    query_.send(conditions(), nowUs);
     phase_ = Phase::Query;
-    awaitQuery(station, nowUs);
-    deadlineUs_ += lineTimeUs(settings_, answerBytes);
-}
-
-// How long the line waits for the answer to the query that is out.
-void Exchange::awaitQuery(const StationRecord& station, qint64 nowUs) {
-    const qint64 endUs = station.newestQuery().endUs;
-    const qint64 lastUs = operationUs_ + boundUs();
-    switch (purpose_) {
-        case Purpose::Resolve:
-            deadlineUs_ = others_ ? std::min(endUs + waitUs(station), lastUs) : lastUs;
-            break;
-        case Purpose::Precede:
-            deadlineUs_ = others_ || echoTest_ ? std::min(endUs + waitUs(station), std::max(lastUs, endUs))
-                                               : std::min(lastUs, station.queryUs + ASK_AGAIN_US);
-            break;
-        case Purpose::Proof:
-            deadlineUs_ = endUs + waitUs(station);
-            // The last proof has the time of an operation, both kinds of query together.
-            if (schedule_.finishing() && (station.answeredKindOfLast() || station.queries > 1)) {
-                const qint64 firstUs = station.answeredKindOfLast() ? endUs : station.out[0].endUs;
-                deadlineUs_ = std::max(deadlineUs_, firstUs + boundUs());
-            }
-            break;
-    }
-    deadlineUs_ = std::max(deadlineUs_, nowUs);
+    deadlineUs_ = query_.deadlineUs(operation(), nowUs) + query_.answerTimeUs();
 }
 
 // Bytes in.
@@ -299,273 +209,67 @@ void Exchange::feed(const char* bytes, int count, qint64 nowUs) {
     if (count <= 0) {
         return;
     }
-    stream_.append(bytes, count);
-    lastActivityUs_ = nowUs;
+    traffic_.append(bytes, count, nowUs);
     takePieces(false, nowUs);
 }
 
+UnderWay Exchange::underWay() const {
+    return UnderWay{present_,         byteAt(request_, 1),   expectLen_,
+                    query_.station(), phase_ == Phase::Data, phase_ == Phase::Query};
+}
+
 void Exchange::takePieces(bool last, qint64 nowUs) {
-    FrameStream::Piece piece;
-    while (last ? stream_.last(&piece) : stream_.next(&piece)) {
-        frame_.resize(0);
-        frame_.append(stream_.buffer().constData(), piece.length);
-        stream_.drop(piece.length);
-        switch (piece.kind) {
-            case FrameStream::Kind::Echo:
-                note(ExchangeNote::Echo, byteAt(frame_, 0));
-                stations_.at(byteAt(frame_, 0)).takeEcho(frame_);
-                echo_.echoed();
-                stream_.sent(QByteArray(), FrameStream::EchoLook::None);
-                break;
-            case FrameStream::Kind::Frame:
-                onFrame(nowUs);
-                break;
-            default:
-                noteDamage(piece.kind, last, nowUs);
-        }
+    while (const std::optional<FrameStream::Kind> kind = traffic_.take(last, nowUs)) {
+        follow(judge_.judge(*kind, underWay(), nowUs), last, nowUs);
     }
 }
 
-void Exchange::onFrame(qint64 nowUs) {
-    if (tap_ != nullptr) {
-        tap_->frameReceived(frame_, std::max<qint64>(nowUs - lastActivityUs_, 0));
+void Exchange::follow(const Verdict& verdict, bool last, qint64 nowUs) {
+    if (verdict.lost) {
+        endWithoutReply();
     }
-    const int number = byteAt(frame_, 0);
-    StationRecord& station = stations_.at(number);
-    station.heardUs = nowUs;
-    if (echoes() && station.takeEcho(frame_)) {
-        note(ExchangeNote::Echo, number);
-        return;
-    }
-    // Right after a frame like it, one is its copy.
-    const bool copy = copies_.repeatsLast(frame_, sequence_);
-    const int index = copy ? -1 : station.answeredQuery(frame_, echoes());
-    if (number > 0 && station.answersData(frame_, echoes())) {
-        acceptData(number, nowUs);
-    } else if (number > 0 && index >= 0) {
-        acceptQuery(number, index, nowUs);
-    } else {
-        putAside(nowUs);
-    }
-}
-
-void Exchange::acceptData(int number, qint64 nowUs) {
-    StationRecord& station = stations_.at(number);
-    const qint64 afterUs = std::max<qint64>(nowUs - station.endUs, 0);
-    const bool inTime =
-        afterUs <= settings_.timeoutMs * qint64(1000) + lineTimeUs(settings_, station.expectLen);
-    const bool current = present_ == number && !station.reported;
-    station.owesData = false;
-    const qint64 patienceUs = waitUs(station) + lineTimeUs(settings_, station.expectLen);
-    const bool undisturbed = afterUs <= patienceUs && !window_.disturbed() && !strangerNear(nowUs);
-    if (station.mayHaveSlipped(station.passQueries(undisturbed))) {
-        disturb(number);
-    }
-    station.learnPace(afterUs);
-    copies_.take(frame_, sequence_, nowUs);
-    echo_.answered(station.sequence, repliesLikeItself(byteAt(station.request, 1)));
-    if (!inTime) {
-        station.doubt();
-        station.disturbed = true;
-        note(ExchangeNote::Late, number, afterUs);
-    }
-    if (!current) {
-        return;
-    }
-    assign(reply_, frame_);
-    if (station.isDeaf()) {
-        // Silence is the only proof that there is, and there was none.
-        window_.settleStation(number, false);
-    }
-    const bool refusal = (byteAt(frame_, 1) & EXCEPTION_BIT) != 0;
-    const quint64 ticket = window_.hold(number, refusal);
-    copies_.setTicket(ticket);
-    end(refusal ? ExchangeEnd::Exception : ExchangeEnd::Reply, ticket);
-    if (phase_ == Phase::Data) {
-        phase_ = Phase::Idle;
-        idleSinceUs_ = nowUs;
-        stream_.await(0, 0, 0);
-    } else {
-        purpose_ = Purpose::Proof;
-    }
-}
-
-void Exchange::acceptQuery(int number, int index, qint64 nowUs) {
-    StationRecord& station = stations_.at(number);
-    const StatusQuery query = station.out[static_cast<std::size_t>(index)];
-    const qint64 afterUs = std::max<qint64>(nowUs - query.endUs, 0);
-    const int value = byteAt(frame_, 2);
-    const bool refusal = (byteAt(frame_, 1) & EXCEPTION_BIT) != 0;
-    note(ExchangeNote::QueryAnswer, number, afterUs, refusal ? -value : query.diagnostic ? 0 : value);
-    (query.diagnostic ? station.diagnosticAnswered : station.statusAnswered) = true;
-    (query.diagnostic ? station.diagnosticPassed : station.statusPassed) = 0;
-    if (query.diagnostic && station.noteCounted(!refusal)) {
-        disturb(number);
-    }
-    station.learnPace(afterUs);
-    echo_.answered(query.sequence, query.diagnostic);
-    if (afterUs > boundUs() && !station.mayAnswerDiagnostics()) {
-        // It may be the answer to an earlier query like it.
-        station.forgotten = true;
-    }
-    copies_.take(frame_, sequence_, nowUs);
-    if (query.passed) {
-        // The reply that came first was not that to the request after the query.
-        disturb(number);
-        if (!station.owesData) {
-            station.owesData = station.reported = true;
-        }
-    }
-    if (station.owesData && station.sequence < query.sequence) {
-        loseData(number);
-    }
-    if (station.mayHaveSlipped(station.dropQueries(query.sequence, !window_.disturbed()))) {
-        disturb(number);
-    }
-    if (station.queries == 0) {
-        window_.close(number, query, !refusal && query.diagnostic, strangerNear(nowUs));
-        if (phase_ == Phase::Query && queried_ == number) {
-            finishQuery(true, nowUs);
-        } else if (phase_ == Phase::Waiting && next_ == Next::Query && purpose_ == Purpose::Resolve) {
-            phase_ = Phase::Idle;
-        }
-    }
-}
-
-void Exchange::loseData(int number) {
-    StationRecord& station = stations_.at(number);
-    station.owesData = false;
-    if (present_ == number && !station.reported) {
-        end(damaged_ ? ExchangeEnd::Damaged : ExchangeEnd::Nothing);
-    }
-}
-
-// Queries of another master, or their answers, came of late.
-bool Exchange::strangerNear(qint64 nowUs) const {
-    return strangerUs_ && nowUs - *strangerUs_ < FORGET_US;
-}
-
-// When the line has been silent for a time-out.
-qint64 Exchange::silentUs() const {
-    return lastActivityUs_ + settings_.timeoutMs * qint64(1000);
-}
-
-// Silence is the only proof for stations that answer no query.
-void Exchange::settleDeaf() {
-    for (const int number : stations_.asked()) {
-        if (stations_.at(number).isDeaf()) {
-            window_.settleStation(number, !stations_.at(number).disturbed);
-        }
-    }
-}
-
-QueryConditions Exchange::conditions() const {
-    return QueryConditions{echo_.known(), strangerNear(lastActivityUs_)};
-}
-
-// Frames that answer nothing.
-
-void Exchange::putAside(qint64 nowUs) {
-    const int number = byteAt(frame_, 0);
-    if (copies_.repeatsLast(frame_, sequence_)) {
-        note(ExchangeNote::Copy, number);
-        if (!window_.confirm(number, copies_.absorb(nowUs))) {
-            disturb(number);
-        }
-        return;
-    }
-    StationRecord& station = stations_.at(number);
-    const int function = byteAt(frame_, 1) & ~EXCEPTION_BIT;
-    if (function == DIAGNOSTICS && station.queryUs > 0) {
-        // It answers them, if too late.
-        station.diagnosticAnswered = true;
-    }
-    if (number == present_ && byteAt(frame_, 1) == byteAt(request_, 1) && awaiting()) {
-        assign(mismatch_, frame_);
-    }
-    if (copies_.recognise(frame_, nowUs)) {
-        note(ExchangeNote::Copy, number);
-    } else {
-        note(station.wasAskedWith(byteAt(frame_, 1)) ? ExchangeNote::Surplus : ExchangeNote::Foreign, number);
-        if (function == READ_EXCEPTION_STATUS || function == DIAGNOSTICS) {
-            strangerUs_ = nowUs;
-        }
-    }
-    disturb(number);
-}
-
-void Exchange::noteDamage(FrameStream::Kind kind, bool last, qint64 nowUs) {
-    echo_.strayed();
-    const bool like = kind == FrameStream::Kind::Damaged;
-    note(like ? ExchangeNote::Damaged : ExchangeNote::Noise, like ? present_ : 0, 0, frame_.size());
-    if (tap_ != nullptr) {
-        tap_->frameReceived(frame_, std::max<qint64>(nowUs - lastActivityUs_, 0));
-    }
-    if (phase_ == Phase::Data && like) {
-        takeDamaged();
-    }
-    // Fewer bytes cannot be a damaged frame: a line picks them up between frames.
-    if (frame_.size() >= SHORTEST_FRAME_BYTES) {
-        disturb(phase_ == Phase::Query ? queried_ : present_, !like);
-    }
-    if (phase_ == Phase::Query && like && stations_.at(queried_).queries > 0) {
-        stations_.at(queried_).newestQuery().damaged = true;
-    }
-    if (phase_ == Phase::Data && like && !last) {
+    if (verdict.ticket) {
+        onReply(verdict, nowUs);
+    } else if (verdict.answered) {
+        onQueriesAnswered(*verdict.answered, nowUs);
+    } else if (verdict.damaged && phase_ == Phase::Data && !last) {
         resolve(nowUs);
-    } else if (phase_ == Phase::Query && like) {
-        askOtherwise(nowUs);
-    }
-}
-
-// The answer to the query came damaged: the other kind of query may tell, unless that is out, too.
-void Exchange::askOtherwise(qint64 nowUs) {
-    const StationRecord& station = stations_.at(queried_);
-    if (station.queries == 1 && !plainQuery_ && !echoTest_ &&
-        station.useDiagnostic(conditions()) != station.out[0].diagnostic) {
+    } else if (verdict.damaged && phase_ == Phase::Query && query_.asksOtherwise(conditions())) {
         sendAt(Next::Query, nowUs);
     }
 }
 
-// The driver looks at the CRC alone: a frame whose own byte count belies it is kept from it.
-void Exchange::takeDamaged() {
-    const int length = std::min(frame_.size(), expectLen_);
-    QByteArray& taken = endsWithCrc(frame_, 0, length) ? mismatch_ : reply_;
-    taken.resize(0);
-    taken.append(frame_.constData(), length);
-    damaged_ = damaged_ || &taken == &reply_;
+void Exchange::onReply(const Verdict& verdict, qint64 nowUs) {
+    end(verdict.refusal ? ExchangeEnd::Exception : ExchangeEnd::Reply, *verdict.ticket);
+    if (phase_ == Phase::Data) {
+        rest(nowUs);
+        traffic_.awaitNothing();
+    } else {
+        query_.setAnswered();
+    }
 }
 
-// Something else came in between; `more`: besides what was awaited, and not in place of it.
-void Exchange::disturb(int number, bool more) {
-    window_.disturb();
-    const int other = present_ > 0 ? present_ : schedule_.turn();
-    // Nothing was asked of station 0 or of one that does not exist.
-    const int disturbed = stations_.at(number).functions != 0 && number > 0 ? number : other;
-    schedule_.setDisturbed(disturbed);
-    StationRecord& station = stations_.at(disturbed);
-    if (more) {
-        station.disturb();
-    } else {
-        station.doubt();
+void Exchange::onQueriesAnswered(int number, qint64 nowUs) {
+    if (phase_ == Phase::Query && query_.station() == number) {
+        finishQuery(true, nowUs);
+    } else if (phase_ == Phase::Waiting && next_ == Next::Query && query_.purpose() == Purpose::Resolve) {
+        phase_ = Phase::Idle;
     }
-    station.disturbed = true;
-    copies_.suspect(std::min(settings_.timeoutMs * qint64(100), PIECE_GAP_US));
 }
 
 // Time-outs.
 
-bool Exchange::replyIsComing(qint64 nowUs) {
-    const qint64 nextUs = lastActivityUs_ + PIECE_GAP_US + lineTimeUs(settings_, stream_.missing());
-    if (stream_.isEmpty() || nextUs <= nowUs || nowUs >= operationUs_ + boundUs()) {
+// Up to `latestUs`, a frame that is coming is not cut.
+bool Exchange::frameIsComing(qint64 latestUs, qint64 nowUs) {
+    if (!partial() || traffic_.wholeUs() <= nowUs || nowUs >= latestUs) {
         return false;
     }
-    deadlineUs_ = nextUs;
+    deadlineUs_ = traffic_.wholeUs();
     return true;
 }
 
 void Exchange::onDataDeadline(qint64 nowUs) {
-    if (replyIsComing(nowUs)) {
+    if (frameIsComing(operation().lastUs, nowUs)) {
         return;
     }
     takePieces(true, nowUs);
@@ -576,17 +280,18 @@ void Exchange::onDataDeadline(qint64 nowUs) {
 
 // The present request has no reply: a query tells whether one may still come.
 void Exchange::resolve(qint64 nowUs) {
-    StationRecord& station = stations_.at(present_);
-    station.doubt();
-    station.disturbed = true;
-    if (station.isDeaf()) {
-        phase_ = Phase::Idle;
-        idleSinceUs_ = nowUs;
-        loseData(present_);
-    } else if (nowUs < station.alikeUntilUs(conditions())) {
-        phase_ = Phase::Idle;
-        idleSinceUs_ = nowUs;
-        station.reported = true;
+    StationRecord& asked = station(present_);
+    asked.doubt();
+    asked.disturbed = true;
+    if (asked.isDeaf()) {
+        rest(nowUs);
+        asked.owesData = false;
+        if (!asked.reported) {
+            endWithoutReply();
+        }
+    } else if (nowUs < asked.alikeUntilUs(conditions())) {
+        rest(nowUs);
+        asked.reported = true;
         end(ExchangeEnd::Owed);
     } else {
         beginQuery(present_, Purpose::Resolve, nowUs);
@@ -594,10 +299,8 @@ void Exchange::resolve(qint64 nowUs) {
 }
 
 void Exchange::onQueryDeadline(qint64 nowUs) {
-    // A frame that is coming is not cut.
-    const qint64 nextUs = lastActivityUs_ + PIECE_GAP_US + lineTimeUs(settings_, stream_.missing());
-    if (!stream_.isEmpty() && nextUs > nowUs && nowUs < schedule_.queryUs() + boundUs() + SECOND_US) {
-        deadlineUs_ = nextUs;
+    const qint64 latestUs = books_.schedule.queryUs() + operationTimeUs(settings_) + SECOND_US;
+    if (frameIsComing(latestUs, nowUs)) {
         return;
     }
     takePieces(true, nowUs);
@@ -605,40 +308,29 @@ void Exchange::onQueryDeadline(qint64 nowUs) {
     if (phase_ != Phase::Query || deadlineUs_ > nowUs) {
         return;
     }
-    StationRecord& station = stations_.at(queried_);
-    // Only the echo came: what follows from that is far-reaching, so the reply has the time of an operation.
-    const qint64 longestUs = station.queries > 0 ? station.out[0].endUs + boundUs() : 0;
-    if (echoTest_ && echoes() && nowUs < longestUs) {
-        deadlineUs_ = longestUs;
+    if (const auto untilUs = query_.echoAloneUntilUs(nowUs)) {
+        deadlineUs_ = *untilUs;
         return;
     }
-    station.doubt();
-    echo_.silent();
-    if (purpose_ == Purpose::Precede && station.owesData && station.mayAsk(conditions(), nowUs) &&
-        nowUs < operationUs_ + boundUs()) {
+    station(query_.station()).doubt();
+    traffic_.echo().silent();
+    if (query_.asksAgain(conditions(), operation(), nowUs)) {
         sendAt(Next::Query, nowUs);
         return;
     }
-    if (schedule_.finishing() && purpose_ == Purpose::Proof && !plainQuery_) {
-        if (station.unpassed() == 1 && !station.answeredKindOfLast()) {
-            sendAt(Next::Query, nowUs);
-            return;
-        }
-        window_.settleStation(queried_, false);
+    if (query_.last()) {
+        books_.window.settleStation(query_.station(), false);
     }
     finishQuery(false, nowUs);
 }
 
 void Exchange::finishQuery(bool answered, qint64 nowUs) {
-    phase_ = Phase::Idle;
-    idleSinceUs_ = nowUs;
-    plainQuery_ = false;
-    stream_.await(0, 0, 0);
-    StationRecord& station = stations_.at(queried_);
-    const bool test = echoTest_;
-    echoTest_ = false;
-    if (purpose_ == Purpose::Precede) {
-        if (station.owesData || station.owesLike(request_)) {
+    rest(nowUs);
+    traffic_.awaitNothing();
+    StationRecord& asked = station(query_.station());
+    const bool test = query_.close();
+    if (query_.purpose() == Purpose::Precede) {
+        if (asked.owesData || asked.owesLike(request_)) {
             end(ExchangeEnd::Owed);
         } else if (test && !answered && echoes()) {
             refused_ = true;
@@ -648,10 +340,15 @@ void Exchange::finishQuery(bool answered, qint64 nowUs) {
             operationUs_ = test ? nowUs : operationUs_;
             sendAt(Next::Data, nowUs);
         }
-    } else if (purpose_ == Purpose::Resolve && station.owesData && !station.reported) {
-        station.reported = true;
+    } else if (query_.purpose() == Purpose::Resolve && asked.owesData && !asked.reported) {
+        asked.reported = true;
         end(ExchangeEnd::Owed);
     }
+}
+
+// Nothing, or what came in place of the reply, is all that will come.
+void Exchange::endWithoutReply() {
+    end(judge_.damaged() ? ExchangeEnd::Damaged : ExchangeEnd::Nothing);
 }
 
 void Exchange::end(ExchangeEnd::Kind kind, quint64 ticket) {
@@ -667,19 +364,18 @@ std::optional<ExchangeEnd> Exchange::takeEnd() {
 
 // Proof.
 
-// They take turns.
 qint64 Exchange::askAgainUs(int number) const {
-    const StationRecord& station = stations_.at(number);
-    return station.queries > 0 ? station.queryUs + ASK_AGAIN_US : 0;
+    const StationRecord& asked = books_.stations.at(number);
+    return asked.queries > 0 ? asked.queryUs + ASK_AGAIN_US : 0;
 }
 
 void Exchange::prove(qint64 nowUs) {
-    const int number = schedule_.station(conditions(), nowUs);
+    const int number = books_.schedule.station(conditions(), nowUs);
     if (number == 0) {
         return;
     }
-    StationRecord& station = stations_.at(number);
-    if (station.queries > 0 && !station.mayAsk(conditions(), nowUs)) {
+    const StationRecord& asked = station(number);
+    if (asked.queries > 0 && !asked.mayAsk(conditions(), nowUs)) {
         awaitOwedQuery(number, Purpose::Proof, nowUs);
         return;
     }
@@ -687,22 +383,17 @@ void Exchange::prove(qint64 nowUs) {
 }
 
 void Exchange::query(int number, qint64 nowUs) {
-    StationRecord& station = stations_.at(number);
-    plainQuery_ = true;
+    const StationRecord& asked = station(number);
+    query_.setPlain();
     present_ = number;
     operationUs_ = nowUs;
-    if (station.queries > 0 && nowUs - station.queryUs < ASK_AGAIN_US) {
-        queried_ = number;
-        purpose_ = Purpose::Proof;
+    if (asked.queries > 0 && nowUs - asked.queryUs < ASK_AGAIN_US) {
+        query_.open(number, Purpose::Proof);
         phase_ = Phase::Query;
-        deadlineUs_ = nowUs + waitUs(station);
+        deadlineUs_ = nowUs + patienceUs(settings_, asked);
         return;
     }
     beginQuery(number, Purpose::Proof, nowUs);
-}
-
-void Exchange::note(ExchangeNote::Kind kind, int station, qint64 afterUs, int value) {
-    notes_.push_back(ExchangeNote{kind, station, afterUs, value});
 }
 
 }  // namespace dx7

@@ -7,6 +7,9 @@
 
 namespace dx7 {
 
+/// Bytes of one reply do not lie further apart, whatever carries them.
+constexpr qint64 PIECE_GAP_US = 50000;
+
 /// Bytes go in as they come; next() says what the first of them are. A frame is whole when its CRC is right
 /// at the length that its own head announces, or else at the first length where the CRC fits.
 class FrameStream {

@@ -6,7 +6,8 @@
 #include <QSet>
 #include <QStringList>
 
-#include "host/exchange/exchange.h"
+#include "host/exchange/exchange_note.h"
+#include "host/line/line_settings.h"
 
 namespace dx7 {
 

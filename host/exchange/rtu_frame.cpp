@@ -1,5 +1,7 @@
 #include "host/exchange/rtu_frame.h"
 
+#include <cstring>
+
 #include "common/crc16.h"
 
 namespace dx7 {
@@ -25,6 +27,11 @@ bool endsWithCrc(const QByteArray& bytes, int start, int length) {
     const quint16 crc = crc16(bytes, start, length - 2);
     return byteAt(bytes, start + length - 2) == (crc & 0xFF) &&
            byteAt(bytes, start + length - 1) == (crc >> 8);
+}
+
+void copyBytes(QByteArray& to, const QByteArray& from) {
+    to.resize(from.size());
+    std::memcpy(to.data(), from.constData(), static_cast<std::size_t>(from.size()));
 }
 
 int wordAt(const QByteArray& bytes, int index) {

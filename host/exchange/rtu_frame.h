@@ -40,6 +40,9 @@ void appendCrc(QByteArray& frame);
 /// few.
 bool endsWithCrc(const QByteArray& bytes, int start, int length);
 
+/// Makes `to` equal to `from` in its own memory.
+void copyBytes(QByteArray& to, const QByteArray& from);
+
 /// The byte at `index`, or -1 beyond the end.
 inline int byteAt(const QByteArray& bytes, int index) {
     return index >= 0 && index < bytes.size() ? static_cast<quint8>(bytes.at(index)) : -1;

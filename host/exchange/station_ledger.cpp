@@ -2,8 +2,6 @@
 
 #include <algorithm>
 
-#include "host/exchange/rtu_frame.h"
-
 namespace dx7 {
 
 namespace {
@@ -23,6 +21,17 @@ constexpr qint64 FORGET_INTERVAL_US = 50000;
 
 bool repliesLikeItself(int function) {
     return function == 5 || function == 6 || function == DIAGNOSTICS;
+}
+
+void StationRecord::noteRequest(const QByteArray& frame, int replyBytes, quint64 number,
+                                qint64 requestEndUs) {
+    owesData = true;
+    reported = echoed = false;
+    copyBytes(request, frame);
+    expectLen = replyBytes;
+    endUs = owedUs = requestEndUs;
+    sequence = number;
+    statusData = statusData || byteAt(frame, 1) == READ_EXCEPTION_STATUS;
 }
 
 bool StationRecord::owesStatus() const {
@@ -81,13 +90,12 @@ int StationRecord::answeredQuery(const QByteArray& frame, bool echoes) const {
     const int function = byteAt(frame, 1);
     for (int i = 0; i < queries; ++i) {
         const StatusQuery& query = out[static_cast<std::size_t>(i)];
-        const int asked = query.diagnostic ? DIAGNOSTICS : READ_EXCEPTION_STATUS;
-        const int length = query.diagnostic ? int(DIAGNOSTIC_FRAME_BYTES) : int(EXCEPTION_FRAME_BYTES);
-        const bool refusal = function == (asked | EXCEPTION_BIT) && frame.size() == EXCEPTION_FRAME_BYTES;
+        const bool refusal =
+            function == (query.function() | EXCEPTION_BIT) && frame.size() == EXCEPTION_FRAME_BYTES;
         const bool counted = wordAt(frame, 2) == 0 && wordAt(frame, 4) == query.counter;
         const bool echo = echoes && !query.echoed;
-        const bool answer =
-            function == asked && frame.size() == length && (!query.diagnostic || (counted && !echo));
+        const bool answer = function == query.function() && frame.size() == query.answerBytes() &&
+                            (!query.diagnostic || (counted && !echo));
         if (refusal || answer) {
             return i;
         }

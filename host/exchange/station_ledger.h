@@ -8,6 +8,7 @@
 #include <array>
 #include <vector>
 
+#include "host/exchange/rtu_frame.h"
 #include "host/line/clock.h"
 
 namespace dx7 {
@@ -43,6 +44,10 @@ struct StatusQuery {
     bool damaged = false;  ///< Something without a good CRC came in place of the answer.
 
     QueryKind kind() const { return diagnostic ? DIAGNOSTIC_QUERY : STATUS_QUERY; }
+    /// Its function code.
+    int function() const { return diagnostic ? DIAGNOSTICS : READ_EXCEPTION_STATUS; }
+    /// Bytes of its answer, unless that is a refusal.
+    int answerBytes() const { return diagnostic ? int(DIAGNOSTIC_FRAME_BYTES) : int(EXCEPTION_FRAME_BYTES); }
 };
 
 /// One station. `sequence` counts the frames that were sent on the line.
@@ -93,6 +98,9 @@ struct StationRecord {
 
     bool wasAskedWith(int function) const { return (functions >> (function & 31) & 1U) != 0; }
     void noteAskedWith(int function) { functions |= 1U << (function & 31); }
+    /// Takes note of a request for data that was sent, whose last byte is on the line at `requestEndUs`: its
+    /// reply is owed.
+    void noteRequest(const QByteArray& frame, int replyBytes, quint64 number, qint64 requestEndUs);
     bool owesStatus() const;
     bool owesDiagnostic() const;
     /// It owes the answer to a query that is `frame` byte for byte.

@@ -5,7 +5,7 @@
 
 #include <QMap>
 
-#include "host/exchange/exchange.h"
+#include "host/exchange/exchange_note.h"
 #include "host/exchange/latency_histogram.h"
 #include "host/exchange/transaction.h"
 
