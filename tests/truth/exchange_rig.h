@@ -43,6 +43,11 @@ inline QByteArray answerTo(const QByteArray& query) {
     return kit::withCrc(frame);
 }
 
+/// The function code of a query.
+inline int kindOf(const QByteArray& query) {
+    return dx7::byteAt(query, 1);
+}
+
 inline dx7::LineSettings tcpSettings() {
     dx7::LineSettings settings;
     settings.carrier = dx7::Carrier::Tcp;
@@ -151,6 +156,14 @@ private:
         exchange.clearNotes();
     }
 };
+
+/// Makes `station` one that has answered both kinds of query.
+inline void introduce(ExchangeRig& rig, int station) {
+    rig.exchanged(station, 1, 1);
+    rig.proven();
+    rig.exchanged(station, 1, 2);
+    rig.proven();
+}
 
 }  // namespace truth
 
