@@ -13,6 +13,10 @@ namespace dx7 {
 
 /// Stepwise: it takes time and bytes in and gives bytes and the next due time out, as its exchange does, and
 /// waits for nothing.
+///
+/// For one thread, that of the session; times are microseconds on the caller's clock. It owns its exchange
+/// and borrows the session and the tap. What goes wrong on the line is the outcome of a transaction; only
+/// what the tap throws passes out of it.
 class CommLoop {
 public:
     /// What hears of the course of things. Called from inside received() and advance().
@@ -69,17 +73,26 @@ private:
     DriverSession& session_;
     Exchange exchange_;
     Observers observers_;
-    Transaction transaction_;  ///< The present one. Kept, so that its texts keep their memory.
+    /// The present one. Kept, so that its texts keep their memory.
+    Transaction transaction_;
     QByteArray reply_;
     bool outstanding_ = false;
-    bool unsettled_ = false;        ///< See writeUnsettled().
-    bool unsettledBefore_ = false;  ///< Before the present attempt.
-    bool out_ = false;              ///< See requestOut().
-    bool heard_ = false;            ///< Any attempt of the operation brought anything from its station.
-    qint64 noiseBytes_ = 0;         ///< Of the operation, all attempts so far.
-    int otherFrames_ = 0;           ///< Likewise.
-    QByteArray mismatch_;           ///< Likewise the last.
-    QByteArray damaged_;            ///< Likewise the last reply that came damaged.
+    /// See writeUnsettled().
+    bool unsettled_ = false;
+    /// Before the present attempt.
+    bool unsettledBefore_ = false;
+    /// See requestOut().
+    bool out_ = false;
+    /// Any attempt of the operation brought anything from its station.
+    bool heard_ = false;
+    /// Of the operation, all attempts so far.
+    qint64 noiseBytes_ = 0;
+    /// Likewise.
+    int otherFrames_ = 0;
+    /// Likewise the last.
+    QByteArray mismatch_;
+    /// Likewise the last reply that came damaged.
+    QByteArray damaged_;
 };
 
 }  // namespace dx7

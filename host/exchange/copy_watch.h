@@ -13,6 +13,9 @@ namespace dx7 {
 /// Remembers the frames that were taken last. Where copies have come, it asks for a pause after each reply in
 /// which its copies can come before anything else is sent: as long and for as many as the last twenty replies
 /// have shown.
+///
+/// Its FrameJudge owns it. Pure, for one thread: times are microseconds on the caller's clock; nothing of it
+/// fails.
 class CopyWatch {
 public:
     /// `longestUs`: a longer pause is never asked for.
@@ -48,12 +51,16 @@ private:
     qint64 longestUs_;
     std::array<Taken, REMEMBERED> frames_;
     std::size_t newest_ = 0;
-    quint64 sequence_ = 0;  ///< When the last frame was taken; 0 before the first.
+    /// When the last frame was taken; 0 before the first.
+    quint64 sequence_ = 0;
     qint64 pauseUs_ = 0;
     int usualCopies_ = 0;
-    int replies_ = 0;         ///< Of the present twenty.
-    int mostCopies_ = 0;      ///< Of any of them.
-    qint64 mostPauseUs_ = 0;  ///< That any of them would have needed.
+    /// Of the present twenty.
+    int replies_ = 0;
+    /// Of any of them.
+    int mostCopies_ = 0;
+    /// That any of them would have needed.
+    qint64 mostPauseUs_ = 0;
 };
 
 }  // namespace dx7

@@ -12,6 +12,8 @@ namespace dx7 {
 
 /// Learns from what comes after each frame, unless it was told. No byte where one had to come first is no
 /// echo; where thirty echoes in a row are missing, the adapter has been told not to echo any more.
+///
+/// Its LineTraffic owns it. Pure, for one thread; nothing of it fails.
 class EchoWatch {
 public:
     explicit EchoWatch(EchoMode mode);
@@ -37,10 +39,14 @@ private:
 
     EchoMode mode_;
     Echo echo_;
-    quint64 sequence_ = 0;  ///< Of the last frame.
-    bool echoed_ = false;   ///< Since it was sent.
-    bool strayed_ = false;  ///< The same.
-    int missed_ = 0;        ///< Echoes, in a row.
+    /// Of the last frame.
+    quint64 sequence_ = 0;
+    /// Since it was sent.
+    bool echoed_ = false;
+    /// Bytes that may be what is left of an echo came since then.
+    bool strayed_ = false;
+    /// Echoes, in a row.
+    int missed_ = 0;
 };
 
 }  // namespace dx7

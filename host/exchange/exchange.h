@@ -76,9 +76,9 @@ struct ExchangeEnd {
 /// adapter's echo; what the stations owe, what is held and whom to query when in its LineBooks; its OpenQuery
 /// is the query that it waits for.
 ///
-/// Pure, for one thread: times are microseconds on the caller's clock. Nothing of it fails: what goes wrong
-/// on a line is an ExchangeEnd, a Settlement or an ExchangeNote. Its CommLoop owns it; it borrows the tap
-/// alone.
+/// Pure, for one thread: times are microseconds on the caller's clock. Its CommLoop owns it; it borrows the
+/// tap alone. What goes wrong on a line is an ExchangeEnd, a Settlement or an ExchangeNote; only what the tap
+/// throws passes out of it.
 // The order of the members is that of their purposes, not of their sizes: a line has only one exchange.
 // NOLINTNEXTLINE(clang-analyzer-optin.performance.Padding)
 class Exchange {

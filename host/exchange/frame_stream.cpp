@@ -9,7 +9,9 @@ namespace dx7 {
 
 namespace {
 
-enum { DATA_OVERHEAD_BYTES = 5, WRITE_REPLY_BYTES = 8, MOST_BYTES = 4 * LONGEST_FRAME_BYTES };
+constexpr int DATA_OVERHEAD_BYTES = 5;
+constexpr int WRITE_REPLY_BYTES = 8;
+constexpr int MOST_BYTES = 4 * LONGEST_FRAME_BYTES;
 
 bool readsData(int function) {
     return function >= 1 && function <= 4;

@@ -12,14 +12,19 @@ constexpr qint64 PIECE_GAP_US = 50000;
 
 /// Bytes go in as they come; next() says what the first of them are. A frame is whole when its CRC is right
 /// at the length that its own head announces, or else at the first length where the CRC fits.
+///
+/// Its LineTraffic owns it. For one thread; it knows no time, and nothing of it fails.
 class FrameStream {
 public:
     enum class Kind {
-        Frame,    ///< A whole frame with a good CRC.
-        Echo,     ///< The bytes that were sent last, as they were sent.
-        Damaged,  ///< As many bytes as the awaited reply has, with its station and function code, but no good
-                  ///< CRC.
-        Noise     ///< Bytes outside of any frame.
+        /// A whole frame with a good CRC.
+        Frame,
+        /// The bytes that were sent last, as they were sent.
+        Echo,
+        /// As many bytes as the awaited reply has, with its station and function code, but no good CRC.
+        Damaged,
+        /// Bytes outside of any frame.
+        Noise
     };
     struct Piece {
         Kind kind = Kind::Noise;
@@ -58,7 +63,8 @@ private:
 
     QByteArray buffer_;
     EchoLook look_ = EchoLook::None;
-    QByteArray echo_;  ///< What an echo would be; empty when none is looked for.
+    /// What an echo would be; empty when none is looked for.
+    QByteArray echo_;
     int station_ = 0;
     int function_ = 0;
     int length_ = 0;

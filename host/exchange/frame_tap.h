@@ -8,7 +8,8 @@
 namespace dx7 {
 
 /// Sees every request when it was handed to the line, and what came back, foreign frames included, when it
-/// was judged.
+/// was judged. Called from inside the loop, in its thread; it must not call the loop. What it throws, a
+/// LineError where frames cannot be kept, passes out of the call of the loop that led to it.
 class FrameTap {
 public:
     virtual ~FrameTap() = default;

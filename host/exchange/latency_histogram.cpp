@@ -12,7 +12,7 @@ int LatencyHistogram::classOf(qint64 durationUs) {
         ++octave;
     }
     const int index = octave * SUB_CLASSES + static_cast<int>(value >> octave);
-    return std::min(index, int(CLASSES) - 1);
+    return std::min(index, CLASSES - 1);
 }
 
 qint64 LatencyHistogram::upperEdge(int index) {

@@ -9,6 +9,7 @@
 namespace dx7 {
 
 /// Classes are exact below 64 us and at most 1/32 wide above; smallest and largest duration are kept exactly.
+/// For one thread; allocates nothing; nothing of it fails.
 class LatencyHistogram {
 public:
     void add(qint64 durationUs);
@@ -19,7 +20,10 @@ public:
     qint64 percentileUs(double percent) const;
 
 private:
-    enum { SUB_BITS = 5, SUB_CLASSES = 1 << SUB_BITS, OCTAVES = 34, CLASSES = (OCTAVES + 2) * SUB_CLASSES };
+    static constexpr int SUB_BITS = 5;
+    static constexpr int SUB_CLASSES = 1 << SUB_BITS;
+    static constexpr int OCTAVES = 34;
+    static constexpr int CLASSES = (OCTAVES + 2) * SUB_CLASSES;
     static int classOf(qint64 durationUs);
     static qint64 upperEdge(int index);
 

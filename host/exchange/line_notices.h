@@ -11,6 +11,7 @@
 
 namespace dx7 {
 
+/// Turns what the exchange meets into sentences, each of them once. For one thread; nothing of it fails.
 class LineNotices {
 public:
     explicit LineNotices(const LineSettings& settings) : timeoutMs_(settings.timeoutMs) {}

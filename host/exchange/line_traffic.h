@@ -18,7 +18,7 @@ class FrameTap;
 /// out of it and counts what was sent. It knows of no request: what a frame answers is decided elsewhere.
 ///
 /// Pure, for one thread: times are microseconds on the caller's clock. Its owner is the line's Exchange.
-/// Nothing of it fails: what comes damaged is a piece, too.
+/// What comes damaged is a piece, too; only what the tap throws passes out of it.
 class LineTraffic {
 public:
     /// `settings` outlives it.

@@ -11,6 +11,9 @@ namespace dx7 {
 /// At once after a disturbance, to a station that owes a reply, and to one that has answered its first query;
 /// at the end of each cycle until the line can be trusted; once a second while anything is held. The stations
 /// take turns.
+///
+/// Kept in the LineBooks. Pure, for one thread: times are microseconds on the caller's clock; nothing of it
+/// fails.
 class ProofSchedule {
 public:
     /// Both outlive it.
@@ -45,7 +48,8 @@ private:
     const ProofWindow& window_;
     bool cycleEnded_ = false;
     bool finishing_ = false;
-    bool queriedSince_ = false;  ///< A query was sent after the last request.
+    /// A query was sent after the last request.
+    bool queriedSince_ = false;
     int disturbedStation_ = 0;
     int turn_ = 0;
     qint64 queryUs_ = 0;

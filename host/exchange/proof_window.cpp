@@ -113,7 +113,7 @@ void ProofWindow::close(int number, const StatusQuery& query, bool alone, bool s
     proven.forgotten = false;
     cleanWindows_ += repliesCame_ ? 1 : 0;
     repliesCame_ = false;
-    limit_ = std::min(2 * limit_, int(MOST_HELD));
+    limit_ = std::min(2 * limit_, MOST_HELD);
     std::size_t left = 0;
     for (Held& held : held_) {
         const Verdict verdict = judge(held, number, query, strangerNear);

@@ -18,18 +18,26 @@ struct Settlement {
 
 /// A window begins with the proof before it and ends with the next one, or with the first thing that comes in
 /// between: then everything in it is doubtful, and what is held from then on, too, up to the next proof.
+///
+/// Kept in the LineBooks. Pure, for one thread; it knows no time, and nothing of it fails.
 class ProofWindow {
 public:
     /// A reply that is held.
     struct Held {
         quint64 ticket = 0;
-        quint64 sequence = 0;  ///< Of its request.
+        /// Of its request.
+        quint64 sequence = 0;
         int station = 0;
-        bool status = false;     ///< Function code 7, asked for as data.
-        bool mirror = false;     ///< The acknowledgement of code 5 or 6, which an echo could be.
-        bool confirmed = false;  ///< It came twice.
-        unsigned kinds = 0;      ///< The kinds of query that were answered after it, in their place.
-        int answers = 0;         ///< Their number.
+        /// Function code 7, asked for as data.
+        bool status = false;
+        /// The acknowledgement of code 5 or 6, which an echo could be.
+        bool mirror = false;
+        /// It came twice.
+        bool confirmed = false;
+        /// The kinds of query that were answered after it, in their place.
+        unsigned kinds = 0;
+        /// Their number.
+        int answers = 0;
     };
 
     /// `stations` outlives it.
@@ -76,10 +84,13 @@ private:
     std::vector<Held> held_;
     std::vector<Settlement> settlements_;
     quint64 ticket_ = 0;
-    bool newcomers_ = false;  ///< Held is a reply of a station that was never proven.
+    /// Held is a reply of a station that was never proven.
+    bool newcomers_ = false;
     bool disturbed_ = false;
-    int cleanWindows_ = 0;      ///< In which replies were held.
-    bool repliesCame_ = false;  ///< Since the last answer in its place.
+    /// In which replies were held.
+    int cleanWindows_ = 0;
+    /// Since the last answer in its place.
+    bool repliesCame_ = false;
     int limit_ = MOST_HELD;
     static constexpr int MOST_HELD = 1 << 20;
 };

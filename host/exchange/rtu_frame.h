@@ -1,6 +1,7 @@
 /// \file
 /// What a host needs to know of Modbus RTU frames to guard a line: the CRC and the names of codes (Modbus
 /// over Serial Line V1.02, Modbus application protocol V1.1b3). Building and decoding frames is the driver's.
+/// Pure functions, for any thread; none of them fails.
 #ifndef DX7_HOST_RTU_FRAME_H
 #define DX7_HOST_RTU_FRAME_H
 
@@ -16,16 +17,20 @@ using dx7common::EXCEPTION_FRAME_BYTES;
 using dx7common::LONGEST_FRAME_BYTES;
 using dx7common::SHORTEST_FRAME_BYTES;
 
-enum : int { DIAGNOSTIC_FRAME_BYTES = 8 };
+/// A request with function code 8, and its answer.
+constexpr int DIAGNOSTIC_FRAME_BYTES = 8;
 
 /// The two function codes that say nothing of any item.
-enum : int { READ_EXCEPTION_STATUS = 7, DIAGNOSTICS = 8 };
+constexpr int READ_EXCEPTION_STATUS = 7;
+constexpr int DIAGNOSTICS = 8;
 
 /// What the acknowledgement of a write repeats of its request: the address, then the value or the quantity.
-enum : int { ECHO_START = 2, ECHO_BYTES = 4 };
+constexpr int ECHO_START = 2;
+constexpr int ECHO_BYTES = 4;
 
 /// Exception codes with which the request may have been carried out all the same.
-enum : int { EXCEPTION_ACKNOWLEDGE = 5, EXCEPTION_GATEWAY_TARGET = 11 };
+constexpr int EXCEPTION_ACKNOWLEDGE = 5;
+constexpr int EXCEPTION_GATEWAY_TARGET = 11;
 
 /// Whether the function code writes coils or registers.
 bool isWriteFunction(int function);

@@ -1,5 +1,6 @@
 /// \file
-/// What each station of a line was asked, what it owes, and which status queries it answers.
+/// What each station of a line was asked, what it owes, and which status queries it answers. Pure; times are
+/// microseconds on the caller's clock.
 #ifndef DX7_HOST_STATION_LEDGER_H
 #define DX7_HOST_STATION_LEDGER_H
 
@@ -20,8 +21,10 @@ constexpr qint64 FORGET_US = 10000000;
 
 /// The two kinds of status query, as bits.
 enum QueryKind : unsigned {
-    STATUS_QUERY = 1,     ///< Read exception status, function code 7: its answer is like no echo.
-    DIAGNOSTIC_QUERY = 2  ///< Return query data, function code 8, with a counter: like no other answer.
+    /// Read exception status, function code 7: its answer is like no echo.
+    STATUS_QUERY = 1,
+    /// Return query data, function code 8, with a counter: like no other answer.
+    DIAGNOSTIC_QUERY = 2
 };
 
 /// The reply to these function codes may be the request itself.
@@ -29,70 +32,101 @@ bool repliesLikeItself(int function);
 
 /// What is known of the line when the kind of a query is chosen.
 struct QueryConditions {
-    bool echoKnown = false;     ///< Whether the adapter echoes, or does not.
-    bool strangerNear = false;  ///< Another master sent queries of late, or they were answered.
+    /// Whether the adapter echoes, or does not.
+    bool echoKnown = false;
+    /// Another master sent queries of late, or they were answered.
+    bool strangerNear = false;
 };
 
 /// A status query that went out.
 struct StatusQuery {
-    bool diagnostic = false;  ///< Function code 8 with the counter; else function code 7.
+    /// Function code 8 with the counter; else function code 7.
+    bool diagnostic = false;
     quint16 counter = 0;
-    qint64 endUs = 0;  ///< When its last byte was on the line.
+    /// When its last byte was on the line.
+    qint64 endUs = 0;
     quint64 sequence = 0;
-    bool passed = false;   ///< A later reply came before the answer.
-    bool echoed = false;   ///< Its echo came.
-    bool damaged = false;  ///< Something without a good CRC came in place of the answer.
+    /// A later reply came before the answer.
+    bool passed = false;
+    /// Its echo came.
+    bool echoed = false;
+    /// Something without a good CRC came in place of the answer.
+    bool damaged = false;
 
     QueryKind kind() const { return diagnostic ? DIAGNOSTIC_QUERY : STATUS_QUERY; }
     /// Its function code.
     int function() const { return diagnostic ? DIAGNOSTICS : READ_EXCEPTION_STATUS; }
     /// Bytes of its answer, unless that is a refusal.
-    int answerBytes() const { return diagnostic ? int(DIAGNOSTIC_FRAME_BYTES) : int(EXCEPTION_FRAME_BYTES); }
+    int answerBytes() const { return diagnostic ? DIAGNOSTIC_FRAME_BYTES : int(EXCEPTION_FRAME_BYTES); }
 };
 
 /// One station. `sequence` counts the frames that were sent on the line.
 struct StationRecord {
     // Its last request for data.
     QByteArray request;
-    int expectLen = 0;  ///< Bytes of the reply.
-    qint64 endUs = 0;   ///< When its last byte was on the line.
+    /// Bytes of the reply.
+    int expectLen = 0;
+    /// When its last byte was on the line.
+    qint64 endUs = 0;
     quint64 sequence = 0;
     bool owesData = false;
-    qint64 owedUs = 0;      ///< Since when.
-    bool reported = false;  ///< Its end was given as Owed.
-    bool echoed = false;    ///< Its echo came.
+    /// Since when.
+    qint64 owedUs = 0;
+    /// Its end was given as Owed.
+    bool reported = false;
+    /// Its echo came.
+    bool echoed = false;
 
     // The queries that it owes the answers to, the oldest first.
-    int queries = 0;  ///< Of out[].
+    /// Of out[].
+    int queries = 0;
     std::array<StatusQuery, 16> out;
-    qint64 queryUs = 0;  ///< When the last one was sent.
+    /// When the last one was sent.
+    qint64 queryUs = 0;
 
     // Which queries it answers.
     bool diagnosticNext = false;
     bool statusAnswered = false;
     bool diagnosticAnswered = false;
-    bool diagnosticCounted = false;  ///< And not with a refusal.
-    int refusedCounts = 0;           ///< Refusals in a row.
-    int statusPassed = 0;            ///< Queries in a row that a later reply came without an answer to.
+    /// It has answered code 8, and not with a refusal.
+    bool diagnosticCounted = false;
+    /// Refusals in a row.
+    int refusedCounts = 0;
+    /// Queries in a row that a later reply came without an answer to.
+    int statusPassed = 0;
     int diagnosticPassed = 0;
 
     // What is proven of it.
-    bool unproven = true;      ///< It needs queries of its own.
-    bool proven = false;       ///< It did not at least once.
-    unsigned provenKinds = 0;  ///< Those that it answered in their place since it became unproven.
-    bool inStep = false;       ///< See established().
-    unsigned missedKinds = 0;  ///< Those that went unanswered; see mayHaveSlipped().
+    /// It needs queries of its own.
+    bool unproven = true;
+    /// It did not need them at least once.
+    bool proven = false;
+    /// Those that it answered in their place since it became unproven.
+    unsigned provenKinds = 0;
+    /// See established().
+    bool inStep = false;
+    /// Those that went unanswered; see mayHaveSlipped().
+    unsigned missedKinds = 0;
     bool disturbed = false;
-    bool forgotten = false;      ///< Something that it owed was forgotten, and it was not silent since.
-    bool statusData = false;     ///< Function code 7 was asked for as data since the last proof.
-    int held = 0;                ///< Its replies that are held.
-    int heldMirrors = 0;         ///< Those of them that repeat their requests.
-    unsigned oldestKinds = 0;    ///< The kinds of query that were answered after the oldest of them.
-    quint64 otherSequence = 0;   ///< Of the last reply to anything but function code 7.
-    quint64 closedSequence = 0;  ///< Of the last query that was answered in its place.
+    /// Something that it owed was forgotten, and it was not silent since.
+    bool forgotten = false;
+    /// Function code 7 was asked for as data since the last proof.
+    bool statusData = false;
+    /// Its replies that are held.
+    int held = 0;
+    /// Those of them that repeat their requests.
+    int heldMirrors = 0;
+    /// The kinds of query that were answered after the oldest of them.
+    unsigned oldestKinds = 0;
+    /// Of the last reply to anything but function code 7.
+    quint64 otherSequence = 0;
+    /// Of the last query that was answered in its place.
+    quint64 closedSequence = 0;
 
-    quint32 functions = 0;  ///< A bit for each function code that it was asked with.
-    qint64 slowUs = 0;      ///< The slowest answer of late, from the end of its request.
+    /// A bit for each function code that it was asked with.
+    quint32 functions = 0;
+    /// The slowest answer of late, from the end of its request.
+    qint64 slowUs = 0;
     qint64 heardUs = 0;
     qint64 askedUs = 0;
 
@@ -172,7 +206,7 @@ struct StationRecord {
     }
 };
 
-/// All stations of a line.
+/// All stations of a line, kept in its LineBooks. For one thread; nothing of it fails.
 class StationLedger {
 public:
     StationLedger() : stations_(256) {}

@@ -13,21 +13,34 @@ namespace dx7 {
 
 /// The counters of one station, or of all.
 struct Counters {
-    qint64 requests = 0;  ///< Requests sent, repetitions included.
-    qint64 good = 0;      ///< Replies that the driver took.
-    qint64 timeouts = 0;  ///< Requests without any reply of their own.
+    /// Requests sent, repetitions included.
+    qint64 requests = 0;
+    /// Replies that the driver took.
+    qint64 good = 0;
+    /// Requests without any reply of their own.
+    qint64 timeouts = 0;
     qint64 wrongCrc = 0;
     qint64 wrongLength = 0;
-    qint64 foreign = 0;            ///< Frames that answer nothing that was asked here.
-    qint64 surplus = 0;            ///< Frames that answer nothing, though the like has been asked for.
-    qint64 copies = 0;             ///< Frames that came again.
-    qint64 late = 0;               ///< Replies that came after their time-out.
-    qint64 queries = 0;            ///< Status queries sent to prove replies.
-    qint64 echoes = 0;             ///< Requests that came back as they were sent.
-    QMap<int, qint64> exceptions;  ///< Refusals by exception code.
-    qint64 retries = 0;            ///< Requests that repeat an earlier one.
-    qint64 failed = 0;             ///< Operations given up.
-    LatencyHistogram response;  ///< From handing over a request until its good reply or refusal was complete.
+    /// Frames that answer nothing that was asked here.
+    qint64 foreign = 0;
+    /// Frames that answer nothing, though the like has been asked for.
+    qint64 surplus = 0;
+    /// Frames that came again.
+    qint64 copies = 0;
+    /// Replies that came after their time-out.
+    qint64 late = 0;
+    /// Status queries sent to prove replies.
+    qint64 queries = 0;
+    /// Requests that came back as they were sent.
+    qint64 echoes = 0;
+    /// Refusals by exception code.
+    QMap<int, qint64> exceptions;
+    /// Requests that repeat an earlier one.
+    qint64 retries = 0;
+    /// Operations given up.
+    qint64 failed = 0;
+    /// From handing over a request until its good reply or refusal was complete.
+    LatencyHistogram response;
 
     qint64 exceptionCount() const;
     /// Bad replies and missing ones.
@@ -36,7 +49,8 @@ struct Counters {
     void count(const ExchangeNote& note);
 };
 
-/// Fed with every transaction and every finished cycle of the polling plan.
+/// Fed with every transaction and every finished cycle of the polling plan. For one thread; times are
+/// microseconds on the caller's clock; nothing of it fails.
 class Statistics {
 public:
     explicit Statistics(qint64 startUs) : startUs_(startUs) {}

@@ -11,6 +11,9 @@ namespace dx7 {
 class Exchange;
 
 /// Asked for by a command, or as the probe of a dead station; one at a time. None is repeated.
+///
+/// Its PollEngine owns it; the exchange that its calls name is borrowed for the call. For one thread: times
+/// are microseconds on the caller's clock. Nothing of it fails: a query without an answer just ends.
 class StatusQueries {
 public:
     /// Queues one that a command asks for.
@@ -38,7 +41,8 @@ private:
     void begin(int station, Exchange& exchange, qint64 nowUs);
 
     std::deque<int> queue_;
-    int station_ = 0;  ///< Whose answer is waited for; 0 = none.
+    /// Whose answer is waited for; 0 = none.
+    int station_ = 0;
     bool probe_ = false;
     bool answered_ = false;
     bool lost_ = false;

@@ -9,7 +9,11 @@ namespace dx7 {
 
 namespace {
 
-enum { BYTE_COUNT_AT = 2, READ_OVERHEAD_BYTES = 5, ECHO_VALUE = 4, WRITE_COIL = 5, COIL_ON = 0xFF00 };
+constexpr int BYTE_COUNT_AT = 2;
+constexpr int READ_OVERHEAD_BYTES = 5;
+constexpr int ECHO_VALUE = 4;
+constexpr int WRITE_COIL = 5;
+constexpr int COIL_ON = 0xFF00;
 
 // A reply of the announced length is wrong by the length that it gives itself.
 QString wrongLengthText(const QByteArray& reply, int expectLen) {

@@ -12,23 +12,32 @@
 namespace dx7 {
 
 enum class Outcome {
-    Good,     ///< The driver took the reply (or the silence after a broadcast).
-    Timeout,  ///< Nothing that belongs to the request came.
+    /// The driver took the reply (or the silence after a broadcast).
+    Good,
+    /// Nothing that belongs to the request came.
+    Timeout,
     WrongCrc,
     WrongLength,
-    Exception,  ///< The station refused the request.
-    Skipped,    ///< Not sent: the station still owes the reply to a request before.
-    EchoOnly,   ///< Not sent: the adapter echoes, and its echo would pass for the acknowledgement.
-    CutShort,   ///< The host ended the operation before its end; `info` says why.
+    /// The station refused the request.
+    Exception,
+    /// Not sent: the station still owes the reply to a request before.
+    Skipped,
+    /// Not sent: the adapter echoes, and its echo would pass for the acknowledgement.
+    EchoOnly,
+    /// The host ended the operation before its end; `info` says why.
+    CutShort,
 };
 
 /// One request, sent once, and its end.
 struct Transaction {
-    FRAME_PRO frame;  ///< The request as the driver described it.
+    /// The request as the driver described it.
+    FRAME_PRO frame;
     QByteArray request;
-    QByteArray reply;  ///< What the driver got; empty after an exception.
+    /// What the driver got; empty after an exception.
+    QByteArray reply;
     Outcome outcome = Outcome::Timeout;
-    int exceptionCode = 0;  ///< With Outcome::Exception.
+    /// With Outcome::Exception.
+    int exceptionCode = 0;
     /// Of a reply or refusal: what its settlement is named by. Up to that it is not proven.
     quint64 ticket = 0;
     /// It was settled as doubtful: what came may be the answer to something else.
@@ -44,17 +53,24 @@ struct Transaction {
     QByteArray mismatch;
     /// Likewise the last reply that came damaged.
     QByteArray damaged;
-    bool repeated = false;  ///< Not the first attempt of its operation.
-    bool heard = false;  ///< An attempt of its operation brought anything from the station, late or damaged.
+    /// Not the first attempt of its operation.
+    bool repeated = false;
+    /// An attempt of its operation brought anything from the station, late or damaged.
+    bool heard = false;
     /// Bytes of an attempt of its operation are on the line, or may be. Of Outcome::CutShort alone.
     bool sent = false;
     /// Of a write: an attempt was sent, and nothing that came shows whether the station carried it out.
     bool unsettled = false;
-    int driverResult = DX7_REPLY_UNEXPECTED;  ///< A Dx7ReplyResult.
-    QString info;                             ///< The driver's text about the frame.
-    qint64 sentUs = 0;                        ///< When the request was handed to the line.
-    qint64 endUs = 0;                         ///< When the wait for the reply ended.
-    qint64 busyUs = 0;  ///< How long the line was taken by the request, the wait and the reply.
+    /// A Dx7ReplyResult.
+    int driverResult = DX7_REPLY_UNEXPECTED;
+    /// The driver's text about the frame.
+    QString info;
+    /// When the request was handed to the line.
+    qint64 sentUs = 0;
+    /// When the wait for the reply ended.
+    qint64 endUs = 0;
+    /// How long the line was taken by the request, the wait and the reply.
+    qint64 busyUs = 0;
 
     /// The operation is over, one way or the other.
     bool finished() const { return driverResult != DX7_REPLY_SEND_AGAIN; }
