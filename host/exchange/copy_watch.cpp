@@ -31,7 +31,7 @@ void CopyWatch::take(const QByteArray& frame, quint64 sequence, qint64 nowUs) {
     taken.frame.append(frame);
     taken.atUs = nowUs;
     taken.copies = 0;
-    taken.ticket = 0;
+    taken.ticket.reset();
     sequence_ = sequence;
 }
 
@@ -48,7 +48,7 @@ void CopyWatch::countCopy(Taken& taken, qint64 nowUs) {
     pauseUs_ = std::max(pauseUs_, mostPauseUs_);
 }
 
-quint64 CopyWatch::absorb(qint64 nowUs) {
+std::optional<quint64> CopyWatch::absorb(qint64 nowUs) {
     Taken& last = frames_[newest_];
     countCopy(last, nowUs);
     return last.ticket;
@@ -70,10 +70,10 @@ void CopyWatch::suspect(qint64 pauseUs) {
     replies_ = 0;
 }
 
-qint64 CopyWatch::pauseEndUs(quint64 sequence) const {
+DueUs CopyWatch::pauseEndUs(quint64 sequence) const {
     const Taken& last = frames_[newest_];
     const bool comes = pauseUs_ > 0 && sequence_ == sequence && last.copies < std::max(usualCopies_, 1);
-    return comes ? last.atUs + pauseUs_ : 0;
+    return comes ? DueUs(last.atUs + pauseUs_) : DueUs();
 }
 
 }  // namespace dx7

@@ -8,6 +8,8 @@
 #include <array>
 #include <optional>
 
+#include "host/line/clock.h"
+
 namespace dx7 {
 
 /// Remembers the frames that were taken last. Where copies have come, it asks for a pause after each reply in
@@ -28,22 +30,23 @@ public:
     /// `frame` equals the one that was taken last, and nothing was sent since. Such a copy shifts nothing:
     /// whichever of the two is the reply, it says the same.
     bool repeatsLast(const QByteArray& frame, quint64 sequence) const;
-    /// What repeatsLast() is true of has come. Returns the ticket of the frame that it repeats, or 0.
-    quint64 absorb(qint64 nowUs);
+    /// What repeatsLast() is true of has come. Returns the ticket of the frame that it repeats, if that is
+    /// held.
+    std::optional<quint64> absorb(qint64 nowUs);
     /// Whether `frame` equals any that was taken so lately that its copy may have come.
     bool recognise(const QByteArray& frame, qint64 nowUs);
     /// Something came in between: copies are looked out for from now on, for `pauseUs` at least.
     void suspect(qint64 pauseUs);
-    /// Until when the copies of the last frame are waited for, before anything else is sent; 0 = they are
-    /// not.
-    qint64 pauseEndUs(quint64 sequence) const;
+    /// Until when the copies of the last frame are waited for, before anything else is sent; empty where
+    /// they are not.
+    DueUs pauseEndUs(quint64 sequence) const;
 
 private:
     struct Taken {
         QByteArray frame;
         qint64 atUs = 0;
         int copies = 0;
-        quint64 ticket = 0;
+        std::optional<quint64> ticket;
     };
     static constexpr std::size_t REMEMBERED = 64;
     void countCopy(Taken& taken, qint64 nowUs);

@@ -27,8 +27,7 @@ void Exchange::reset() {
     books_.stations.reset();
     traffic_.reset();
     phase_ = Phase::Idle;
-    present_ = 0;
-    query_.reset();
+    present_.reset();
     requestSent_ = false;
     end_.reset();
 }
@@ -46,7 +45,7 @@ qint64 Exchange::clearUs() const {
     const qint64 gapUs = silentIntervalUs(settings_);
     // A line that never falls silent is used all the same.
     const qint64 latestUs = idleSinceUs_ + std::max(SECOND_US, SILENCE_ATTEMPTS * gapUs);
-    return std::max(std::min(lastActivityUs() + gapUs, latestUs), judge_.copiesEndUs());
+    return std::max(std::min(lastActivityUs() + gapUs, latestUs), judge_.copiesEndUs().value_or(0));
 }
 
 // When bytes that nothing awaits are the end of what they begin; empty without any.
@@ -75,8 +74,7 @@ DueUs Exchange::nextDueUs() const {
 }
 
 void Exchange::advance(qint64 nowUs) {
-    books_.stations.forget(nowUs, phase_ != Phase::Idle ? present_ : 0,
-                           phase_ == Phase::Query ? query_.station() : 0);
+    books_.stations.forget(nowUs, phase_ != Phase::Idle ? present_ : std::nullopt, queried());
     if (const DueUs restUs = flushUs(); restUs && nowUs >= *restUs) {
         takePieces(true, nowUs);
     }
@@ -127,7 +125,8 @@ void Exchange::begin(const QByteArray& request, int expectLen, bool first, qint6
     expectLen_ = expectLen;
     requestSent_ = false;
     judge_.begin();
-    present_ = byteAt(request, 0);
+    const int number = byteAt(request, 0);
+    present_ = number > 0 ? std::optional<int>(number) : std::nullopt;
     if (first || operationUs_ == 0) {
         operationUs_ = nowUs;
         refused_ = false;
@@ -136,29 +135,29 @@ void Exchange::begin(const QByteArray& request, int expectLen, bool first, qint6
         end(ExchangeEnd::Refused);
         return;
     }
-    StationRecord& asked = station(present_);
+    StationRecord& asked = station(number);
     asked.noteAskedWith(byteAt(request, 1));
     if (nowUs - std::max(asked.heardUs, asked.askedUs) >= SILENT_TIMEOUTS * timeoutUs(settings_)) {
         asked.disturbed = false;
     }
-    if (expectLen <= 0 || present_ == 0) {
+    if (expectLen <= 0 || !present_) {
         sendData(nowUs);
         return;
     }
     if (asked.owesData || asked.owesLike(request)) {
         if (asked.queries == 0 || asked.mayAsk(conditions(), nowUs)) {
-            beginQuery(present_, Purpose::Precede, nowUs);
+            beginQuery(number, Purpose::Precede, nowUs);
         } else if (others_) {
             end(ExchangeEnd::Owed);
         } else {
-            awaitOwedQuery(present_, Purpose::Precede, nowUs);
+            awaitOwedQuery(number, Purpose::Precede, nowUs);
         }
         return;
     }
     const bool echoTest = !traffic_.echo().known() && repliesLikeItself(byteAt(request, 1));
     query_.setEchoTest(echoTest);
     if (echoTest) {
-        beginQuery(present_, Purpose::Precede, nowUs);
+        beginQuery(number, Purpose::Precede, nowUs);
     } else {
         sendData(nowUs);
     }
@@ -173,14 +172,14 @@ void Exchange::sendData(qint64 nowUs) {
     requestSent_ = true;
     requestUs_ = nowUs;
     books_.schedule.requestSent();
-    if (expectLen_ <= 0 || present_ == 0) {
+    if (expectLen_ <= 0 || !present_) {
         phase_ = Phase::Pause;
         deadlineUs_ = lastActivityUs() + settings_.turnaroundMs * qint64(1000);
         return;
     }
-    StationRecord& asked = station(present_);
+    StationRecord& asked = station(number);
     asked.noteRequest(request_, expectLen_, traffic_.sequence(), lastActivityUs());
-    traffic_.await(present_, function, expectLen_);
+    traffic_.await(number, function, expectLen_);
     phase_ = Phase::Data;
     deadlineUs_ = lastActivityUs() + patienceUs(settings_, asked) + lineTimeUs(settings_, expectLen_);
 }
@@ -214,8 +213,7 @@ void Exchange::feed(const char* bytes, int count, qint64 nowUs) {
 }
 
 UnderWay Exchange::underWay() const {
-    return UnderWay{present_,         byteAt(request_, 1),   expectLen_,
-                    query_.station(), phase_ == Phase::Data, phase_ == Phase::Query};
+    return UnderWay{present_, byteAt(request_, 1), expectLen_, phase_ == Phase::Data, queried()};
 }
 
 void Exchange::takePieces(bool last, qint64 nowUs) {
@@ -240,7 +238,7 @@ void Exchange::follow(const Verdict& verdict, bool last, qint64 nowUs) {
 }
 
 void Exchange::onReply(const Verdict& verdict, qint64 nowUs) {
-    end(verdict.refusal ? ExchangeEnd::Exception : ExchangeEnd::Reply, *verdict.ticket);
+    end(verdict.refusal ? ExchangeEnd::Exception : ExchangeEnd::Reply, verdict.ticket);
     if (phase_ == Phase::Data) {
         rest(nowUs);
         traffic_.awaitNothing();
@@ -250,7 +248,7 @@ void Exchange::onReply(const Verdict& verdict, qint64 nowUs) {
 }
 
 void Exchange::onQueriesAnswered(int number, qint64 nowUs) {
-    if (phase_ == Phase::Query && query_.station() == number) {
+    if (queried() == number) {
         finishQuery(true, nowUs);
     } else if (phase_ == Phase::Waiting && next_ == Next::Query && query_.purpose() == Purpose::Resolve) {
         phase_ = Phase::Idle;
@@ -280,7 +278,7 @@ void Exchange::onDataDeadline(qint64 nowUs) {
 
 // The present request has no reply: a query tells whether one may still come.
 void Exchange::resolve(qint64 nowUs) {
-    StationRecord& asked = station(present_);
+    StationRecord& asked = station(*present_);
     asked.doubt();
     asked.disturbed = true;
     if (asked.isDeaf()) {
@@ -289,12 +287,12 @@ void Exchange::resolve(qint64 nowUs) {
         if (!asked.reported) {
             endWithoutReply();
         }
-    } else if (nowUs < asked.alikeUntilUs(conditions())) {
+    } else if (nowUs < asked.alikeUntilUs(conditions()).value_or(0)) {
         rest(nowUs);
         asked.reported = true;
         end(ExchangeEnd::Owed);
     } else {
-        beginQuery(present_, Purpose::Resolve, nowUs);
+        beginQuery(*present_, Purpose::Resolve, nowUs);
     }
 }
 
@@ -351,7 +349,7 @@ void Exchange::endWithoutReply() {
     end(judge_.damaged() ? ExchangeEnd::Damaged : ExchangeEnd::Nothing);
 }
 
-void Exchange::end(ExchangeEnd::Kind kind, quint64 ticket) {
+void Exchange::end(ExchangeEnd::Kind kind, std::optional<quint64> ticket) {
     end_ = ExchangeEnd{kind, ticket, requestSent_, requestUs_};
     requestSent_ = false;
 }
@@ -364,22 +362,22 @@ std::optional<ExchangeEnd> Exchange::takeEnd() {
 
 // Proof.
 
-qint64 Exchange::askAgainUs(int number) const {
+DueUs Exchange::askAgainUs(int number) const {
     const StationRecord& asked = books_.stations.at(number);
-    return asked.queries > 0 ? asked.queryUs + ASK_AGAIN_US : 0;
+    return asked.queries > 0 ? DueUs(asked.queryUs + ASK_AGAIN_US) : DueUs();
 }
 
 void Exchange::prove(qint64 nowUs) {
-    const int number = books_.schedule.station(conditions(), nowUs);
-    if (number == 0) {
+    const std::optional<int> number = books_.schedule.station(conditions(), nowUs);
+    if (!number) {
         return;
     }
-    const StationRecord& asked = station(number);
+    const StationRecord& asked = station(*number);
     if (asked.queries > 0 && !asked.mayAsk(conditions(), nowUs)) {
-        awaitOwedQuery(number, Purpose::Proof, nowUs);
+        awaitOwedQuery(*number, Purpose::Proof, nowUs);
         return;
     }
-    beginQuery(number, Purpose::Proof, nowUs);
+    beginQuery(*number, Purpose::Proof, nowUs);
 }
 
 void Exchange::query(int number, qint64 nowUs) {

@@ -39,7 +39,7 @@ struct ExchangeEnd {
     };
     Kind kind = Nothing;
     /// Of a Reply or Exception: what settlements() names it by.
-    quint64 ticket = 0;
+    std::optional<quint64> ticket;
     /// Bytes of it went to the line.
     bool sent = false;
     /// When; queries may have gone before it.
@@ -126,10 +126,10 @@ public:
     const QByteArray& reply() const { return judge_.reply(); }
     /// Bytes of the present request are on the line, or may be.
     bool requestSent() const {
-        return requestSent_ && (present_ > 0 || phase_ == Phase::Pause) && phase_ != Phase::Idle;
+        return requestSent_ && (present_ || phase_ == Phase::Pause) && phase_ != Phase::Idle;
     }
-    /// When a station that owes the answer to a query may be asked again; 0 when it owes none.
-    qint64 askAgainUs(int number) const;
+    /// When a station that owes the answer to a query may be asked again; empty when it owes none.
+    DueUs askAgainUs(int number) const;
     /// Other stations can be served while one owes a reply; else an operation waits for its whole time.
     void setOthers(bool others) { others_ = others; }
 
@@ -146,8 +146,8 @@ public:
     /// Something is held that is neither good nor doubtful.
     bool unproven() const { return !books_.window.empty(); }
     /// Whether a query is due now. Only while idle().
-    bool proofDue(qint64 nowUs) const { return books_.schedule.station(conditions(), nowUs) > 0; }
-    /// When one that is not due now will be, at the latest; -1 = not without something new.
+    bool proofDue(qint64 nowUs) const { return books_.schedule.station(conditions(), nowUs).has_value(); }
+    /// When one that is not due now will be, at the latest; empty where not without something new.
     DueUs proofUs(qint64 nowUs) const { return books_.schedule.dueUs(conditions(), nowUs); }
     /// Something came in between since the last proof: what comes now is doubtful up to the next.
     bool disturbed() const { return books_.window.disturbed(); }
@@ -194,6 +194,10 @@ private:
     DueUs flushUs() const;
     qint64 silentUs() const;
     UnderWay underWay() const;
+    /// Station of the query whose answer is awaited.
+    std::optional<int> queried() const {
+        return phase_ == Phase::Query ? std::optional<int>(query_.station()) : std::nullopt;
+    }
 
     void sendAt(Next next, qint64 nowUs);
     void sendWhenClear(qint64 nowUs);
@@ -213,7 +217,7 @@ private:
     void finishQuery(bool answered, qint64 nowUs);
     void rest(qint64 nowUs);
     void endWithoutReply();
-    void end(ExchangeEnd::Kind kind, quint64 ticket = 0);
+    void end(ExchangeEnd::Kind kind, std::optional<quint64> ticket = {});
 
     LineSettings settings_;
     LineBooks books_;
@@ -228,8 +232,8 @@ private:
     qint64 idleSinceUs_ = 0;
 
     // The present request.
-    /// Its station; 0 when none is open.
-    int present_ = 0;
+    /// Its station, or that of query(); empty before the first and where it is a broadcast.
+    std::optional<int> present_;
     QByteArray request_;
     int expectLen_ = 0;
     bool requestSent_ = false;

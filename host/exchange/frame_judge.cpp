@@ -44,12 +44,12 @@ Verdict FrameJudge::judgeFrame(const UnderWay& underWay, qint64 nowUs) {
     }
     // Right after a frame like it, one is its copy.
     const bool copy = copies_.repeatsLast(frame, traffic_.sequence());
-    const int index = copy ? -1 : station.answeredQuery(frame, echoes);
+    const std::optional<int> index = copy ? std::nullopt : station.answeredQuery(frame, echoes);
     if (number > 0 && station.answersData(frame, echoes)) {
         return acceptData(number, underWay, nowUs);
     }
-    if (number > 0 && index >= 0) {
-        return acceptQuery(number, index, underWay, nowUs);
+    if (number > 0 && index) {
+        return acceptQuery(number, *index, underWay, nowUs);
     }
     putAside(underWay, nowUs);
     return {};
@@ -176,7 +176,7 @@ void FrameJudge::putAside(const UnderWay& underWay, qint64 nowUs) {
         station.diagnosticAnswered = true;
     }
     if (number == underWay.present && byteAt(frame, 1) == underWay.function &&
-        (underWay.reply || underWay.answer)) {
+        (underWay.reply || underWay.queried)) {
         copyBytes(mismatch_, frame);
     }
     if (copies_.recognise(frame, nowUs)) {
@@ -194,17 +194,17 @@ void FrameJudge::putAside(const UnderWay& underWay, qint64 nowUs) {
 Verdict FrameJudge::takeDamage(FrameStream::Kind kind, const UnderWay& underWay) {
     const QByteArray& frame = traffic_.frame();
     const bool like = kind == FrameStream::Kind::Damaged;
-    books_.note(like ? ExchangeNote::Damaged : ExchangeNote::Noise, like ? underWay.present : 0, 0,
-                frame.size());
+    books_.note(like ? ExchangeNote::Damaged : ExchangeNote::Noise, like ? underWay.present.value_or(0) : 0,
+                0, frame.size());
     if (underWay.reply && like) {
         keepDamaged(underWay.expectLen);
     }
     // Fewer bytes cannot be a damaged frame: a line picks them up between frames.
     if (frame.size() >= SHORTEST_FRAME_BYTES) {
-        disturb(underWay.answer ? underWay.queried : underWay.present, underWay, !like);
+        disturb(underWay.queried ? underWay.queried : underWay.present, underWay, !like);
     }
-    if (underWay.answer && like && books_.stations.at(underWay.queried).queries > 0) {
-        books_.stations.at(underWay.queried).newestQuery().damaged = true;
+    if (underWay.queried && like && books_.stations.at(*underWay.queried).queries > 0) {
+        books_.stations.at(*underWay.queried).newestQuery().damaged = true;
     }
     Verdict verdict;
     verdict.damaged = like;
@@ -222,20 +222,24 @@ void FrameJudge::keepDamaged(int expectLen) {
 }
 
 // Something else came in between; `more`: besides what was awaited, and not in place of it.
-void FrameJudge::disturb(int number, const UnderWay& underWay, bool more) {
+void FrameJudge::disturb(std::optional<int> number, const UnderWay& underWay, bool more) {
     books_.window.disturb();
-    const int other = underWay.present > 0 ? underWay.present : books_.schedule.turn();
+    copies_.suspect(std::min(timeoutUs(settings_) / 10, PIECE_GAP_US));
     // Nothing was asked of station 0 or of one that does not exist.
-    const int disturbed = books_.stations.at(number).functions != 0 && number > 0 ? number : other;
+    const bool asked = number && *number > 0 && books_.stations.at(*number).functions != 0;
+    const std::optional<int> other = underWay.present ? underWay.present : books_.schedule.turn();
+    const std::optional<int> disturbed = asked ? number : other;
     books_.schedule.setDisturbed(disturbed);
-    StationRecord& station = books_.stations.at(disturbed);
+    if (!disturbed) {
+        return;
+    }
+    StationRecord& station = books_.stations.at(*disturbed);
     if (more) {
         station.disturb();
     } else {
         station.doubt();
     }
     station.disturbed = true;
-    copies_.suspect(std::min(timeoutUs(settings_) / 10, PIECE_GAP_US));
 }
 
 }  // namespace dx7

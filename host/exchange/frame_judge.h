@@ -15,18 +15,16 @@ namespace dx7 {
 
 /// What is under way while a frame is judged.
 struct UnderWay {
-    /// Station of the present request; 0 without one.
-    int present = 0;
+    /// Station of the present request; empty without one, and where it is a broadcast.
+    std::optional<int> present;
     /// Function code of the present request.
     int function = 0;
     /// Bytes of its reply.
     int expectLen = 0;
-    /// Station of the query that went out last; 0 before the first.
-    int queried = 0;
     /// The line waits for the reply to the present request.
     bool reply = false;
-    /// The line waits for the answer to the query.
-    bool answer = false;
+    /// Station of the query whose answer the line waits for; empty where it waits for none.
+    std::optional<int> queried;
 };
 
 /// What a frame means to what is under way. Nothing where it says nothing of that.
@@ -70,8 +68,8 @@ public:
     /// The last frame with the present request's station and function code that does not answer it; empty
     /// without one.
     const QByteArray& mismatch() const { return mismatch_; }
-    /// Until when copies of what came last are waited for, before anything is sent; 0 = they are not.
-    qint64 copiesEndUs() const { return copies_.pauseEndUs(traffic_.sequence()); }
+    /// Until when copies of what came last are waited for, before anything is sent; empty where they are not.
+    DueUs copiesEndUs() const { return copies_.pauseEndUs(traffic_.sequence()); }
     /// What is known of the line when the kind of a query is chosen.
     QueryConditions conditions() const;
 
@@ -83,7 +81,7 @@ private:
     void putAside(const UnderWay& underWay, qint64 nowUs);
     Verdict takeDamage(FrameStream::Kind kind, const UnderWay& underWay);
     void keepDamaged(int expectLen);
-    void disturb(int number, const UnderWay& underWay, bool more = true);
+    void disturb(std::optional<int> number, const UnderWay& underWay, bool more = true);
     bool strangerNear(qint64 nowUs) const;
 
     const LineSettings& settings_;

@@ -48,8 +48,6 @@ public:
     void open(int station, Purpose purpose);
     /// It is not open any more. Whether it was an echo test.
     bool close();
-    /// The line was lost.
-    void reset() { station_ = 0; }
     /// It, or the next one, asks for the status itself.
     void setPlain() { plain_ = true; }
     /// It, or the next one, tells whether the adapter echoes, before a request is sent; or does not.
@@ -57,7 +55,7 @@ public:
     /// What follows is not that any more: the present request has its reply.
     void setAnswered() { purpose_ = Purpose::Proof; }
 
-    /// Its station; 0 without one.
+    /// Its station. Only after open().
     int station() const { return station_; }
     Purpose purpose() const { return purpose_; }
     bool plain() const { return plain_; }

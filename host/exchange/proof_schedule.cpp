@@ -25,7 +25,7 @@ void ProofSchedule::querySent(int station, qint64 nowUs) {
 
 // One query for each request at most, however much comes in between.
 bool ProofSchedule::disturbedToAsk() const {
-    return window_.disturbed() && disturbedStation_ > 0 && !queriedSince_;
+    return window_.disturbed() && disturbedStation_ && !queriedSince_;
 }
 
 bool ProofSchedule::proofDue(qint64 nowUs) const {
@@ -42,23 +42,23 @@ bool ProofSchedule::introducing() const {
            });
 }
 
-int ProofSchedule::nextInTurn(const QueryConditions& line, qint64 nowUs) const {
+std::optional<int> ProofSchedule::nextInTurn(const QueryConditions& line, qint64 nowUs) const {
     // Those that need answers of their own, then those that any answer proves; of either, the next in turn.
-    int best = 0;
+    std::optional<int> best;
     const auto rank = [this](int number) {
-        return std::make_tuple(!stations_.at(number).needsOwn(), number <= turn_, number);
+        return std::make_tuple(!stations_.at(number).needsOwn(), turn_ && number <= *turn_, number);
     };
     for (const ProofWindow::Held& held : window_.held()) {
         const StationRecord& station = stations_.at(held.station);
         const bool may = station.mayAsk(line, nowUs) || (finishing_ && station.queries > 0);
-        if (may && (best == 0 || rank(held.station) < rank(best))) {
+        if (may && (!best || rank(held.station) < rank(*best))) {
             best = held.station;
         }
     }
     return best;
 }
 
-int ProofSchedule::station(const QueryConditions& line, qint64 nowUs) const {
+std::optional<int> ProofSchedule::station(const QueryConditions& line, qint64 nowUs) const {
     for (const int number : stations_.asked()) {
         const StationRecord& station = stations_.at(number);
         if (station.owesData && station.mayAsk(line, nowUs)) {
@@ -66,10 +66,10 @@ int ProofSchedule::station(const QueryConditions& line, qint64 nowUs) const {
         }
     }
     const bool needless = finishing_ && window_.empty();
-    if (disturbedToAsk() && !needless && stations_.at(disturbedStation_).mayAsk(line, nowUs)) {
+    if (disturbedToAsk() && !needless && stations_.at(*disturbedStation_).mayAsk(line, nowUs)) {
         return disturbedStation_;
     }
-    return !window_.empty() && proofDue(nowUs) ? nextInTurn(line, nowUs) : 0;
+    return !window_.empty() && proofDue(nowUs) ? nextInTurn(line, nowUs) : std::optional<int>();
 }
 
 DueUs ProofSchedule::dueUs(const QueryConditions& line, qint64 nowUs) const {
@@ -102,7 +102,7 @@ DueUs ProofSchedule::dueUs(const QueryConditions& line, qint64 nowUs) const {
         }
     }
     if (disturbedToAsk() && !finishing_) {
-        consider(stations_.at(disturbedStation_).askUs(line));
+        consider(stations_.at(*disturbedStation_).askUs(line));
     }
     return dueUs;
 }

@@ -3,6 +3,8 @@
 #ifndef DX7_HOST_PROOF_SCHEDULE_H
 #define DX7_HOST_PROOF_SCHEDULE_H
 
+#include <optional>
+
 #include "host/exchange/proof_window.h"
 #include "host/exchange/station_ledger.h"
 
@@ -24,24 +26,24 @@ public:
     /// What is held is to be proven as soon as nothing else is under way, or no longer.
     void setFinishing(bool finishing) { finishing_ = finishing; }
     bool finishing() const { return finishing_; }
-    /// Something came in between; the station is asked whether that is over. 0 = none is known.
-    void setDisturbed(int station) { disturbedStation_ = station; }
+    /// Something came in between; the station is asked whether that is over. Empty where none is known.
+    void setDisturbed(std::optional<int> station) { disturbedStation_ = station; }
     void requestSent() { queriedSince_ = false; }
     void querySent(int station, qint64 nowUs);
 
-    /// The station that is to be queried now; 0 = none.
-    int station(const QueryConditions& line, qint64 nowUs) const;
+    /// The station that is to be queried now; empty without one.
+    std::optional<int> station(const QueryConditions& line, qint64 nowUs) const;
     /// When one that is not to be queried now will be, at the latest.
     DueUs dueUs(const QueryConditions& line, qint64 nowUs) const;
-    /// The station that was queried last.
-    int turn() const { return turn_; }
+    /// The station that was queried last; empty before the first.
+    std::optional<int> turn() const { return turn_; }
     /// When it was queried.
     qint64 queryUs() const { return queryUs_; }
 
 private:
     bool proofDue(qint64 nowUs) const;
     bool introducing() const;
-    int nextInTurn(const QueryConditions& line, qint64 nowUs) const;
+    std::optional<int> nextInTurn(const QueryConditions& line, qint64 nowUs) const;
     bool disturbedToAsk() const;
 
     const StationLedger& stations_;
@@ -50,8 +52,8 @@ private:
     bool finishing_ = false;
     /// A query was sent after the last request.
     bool queriedSince_ = false;
-    int disturbedStation_ = 0;
-    int turn_ = 0;
+    std::optional<int> disturbedStation_;
+    std::optional<int> turn_;
     qint64 queryUs_ = 0;
 };
 

@@ -77,7 +77,7 @@ bool ProofWindow::trusted() const {
     return cleanWindows_ >= CLEAN_WINDOWS && !newcomers_;
 }
 
-bool ProofWindow::confirm(int number, quint64 ticket) {
+bool ProofWindow::confirm(int number, std::optional<quint64> ticket) {
     bool all = true;
     for (Held& held : held_) {
         held.confirmed = held.confirmed || held.ticket == ticket;

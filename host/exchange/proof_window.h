@@ -4,6 +4,7 @@
 #define DX7_HOST_PROOF_WINDOW_H
 
 #include <QtGlobal>
+#include <optional>
 #include <vector>
 
 #include "host/exchange/station_ledger.h"
@@ -55,7 +56,7 @@ public:
     bool disturbed() const { return disturbed_; }
     /// The reply with this ticket came twice; or it and that to the request before are alike, and each reply
     /// since the last proof was that to an earlier request. Where each one came twice, none was: true.
-    bool confirm(int number, quint64 ticket);
+    bool confirm(int number, std::optional<quint64> ticket);
     /// What the station's held replies are is known otherwise.
     void settleStation(int number, bool good);
     /// What is held is doubtful, and a new window begins.

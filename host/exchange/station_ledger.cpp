@@ -86,7 +86,7 @@ bool StationRecord::answersData(const QByteArray& frame, bool echoes) const {
     return asked == READ_EXCEPTION_STATUS || byteAt(frame, 2) == frame.size() - EXCEPTION_FRAME_BYTES;
 }
 
-int StationRecord::answeredQuery(const QByteArray& frame, bool echoes) const {
+std::optional<int> StationRecord::answeredQuery(const QByteArray& frame, bool echoes) const {
     const int function = byteAt(frame, 1);
     for (int i = 0; i < queries; ++i) {
         const StatusQuery& query = out[static_cast<std::size_t>(i)];
@@ -100,7 +100,7 @@ int StationRecord::answeredQuery(const QByteArray& frame, bool echoes) const {
             return i;
         }
     }
-    return -1;
+    return {};
 }
 
 void StationRecord::addQuery(const StatusQuery& query) {
@@ -227,21 +227,21 @@ bool StationRecord::useDiagnostic(const QueryConditions& line) const {
     return oldestKinds == STATUS_QUERY || (oldestKinds != DIAGNOSTIC_QUERY && diagnosticNext);
 }
 
-qint64 StationRecord::alikeUntilUs(const QueryConditions& line) const {
+DueUs StationRecord::alikeUntilUs(const QueryConditions& line) const {
     if (!statusAnswered || useDiagnostic(line)) {
-        return 0;
+        return {};
     }
     const auto* const end = out.begin() + queries;
     const auto* const status =
         std::find_if(out.begin(), end, [](const StatusQuery& query) { return !query.diagnostic; });
-    return status != end ? status->endUs + FORGET_US : 0;
+    return status != end ? DueUs(status->endUs + FORGET_US) : DueUs();
 }
 
 DueUs StationRecord::askUs(const QueryConditions& line) const {
     if (isDeaf()) {
         return {};
     }
-    return std::max(unpassed() > 0 ? queryUs + ASK_AGAIN_US : 0, alikeUntilUs(line));
+    return std::max(unpassed() > 0 ? queryUs + ASK_AGAIN_US : 0, alikeUntilUs(line).value_or(0));
 }
 
 void StationLedger::noteAsked(int number, qint64 endUs) {
@@ -260,7 +260,7 @@ void StationLedger::reset() {
     }
 }
 
-void StationLedger::forget(qint64 nowUs, int awaited, int queried) {
+void StationLedger::forget(qint64 nowUs, std::optional<int> awaited, std::optional<int> queried) {
     if (nowUs < forgetUs_) {
         return;
     }

@@ -7,6 +7,7 @@
 #include <QByteArray>
 #include <QtGlobal>
 #include <array>
+#include <optional>
 #include <vector>
 
 #include "host/exchange/rtu_frame.h"
@@ -146,8 +147,8 @@ struct StationRecord {
     bool takeEcho(const QByteArray& frame);
     /// Whether `frame` answers the request that is owed. `echoes`: so does the adapter.
     bool answersData(const QByteArray& frame, bool echoes) const;
-    /// Index of the oldest query that `frame` answers; -1 without one.
-    int answeredQuery(const QByteArray& frame, bool echoes) const;
+    /// Index of the oldest query that `frame` answers; empty without one.
+    std::optional<int> answeredQuery(const QByteArray& frame, bool echoes) const;
 
     /// The last of its queries; only while it owes any.
     StatusQuery& newestQuery() { return out[static_cast<std::size_t>(queries - 1)]; }
@@ -195,9 +196,9 @@ struct StationRecord {
     bool isDeaf() const { return !mayAnswerStatus() && !mayAnswerDiagnostics(); }
     /// Whether its next query is function code 8.
     bool useDiagnostic(const QueryConditions& line) const;
-    /// Until when the answer that is owed would pass for that to the next query, which is like it; 0 = it
-    /// would not.
-    qint64 alikeUntilUs(const QueryConditions& line) const;
+    /// Until when the answer that is owed would pass for that to the next query, which is like it; empty
+    /// where it would not.
+    DueUs alikeUntilUs(const QueryConditions& line) const;
     /// When a query may go to it; empty = never.
     DueUs askUs(const QueryConditions& line) const;
     bool mayAsk(const QueryConditions& line, qint64 nowUs) const {
@@ -220,9 +221,8 @@ public:
     /// Nothing is owed any more, and no station is proven.
     void reset();
     /// Forgets what is owed for too long; should it come, it is surplus. What is still waited for stays:
-    /// the reply of station `awaited`, unless its end was reported, and the answers of station `queried`;
-    /// 0 = none.
-    void forget(qint64 nowUs, int awaited, int queried);
+    /// the reply of station `awaited`, unless its end was reported, and the answers of station `queried`.
+    void forget(qint64 nowUs, std::optional<int> awaited, std::optional<int> queried);
     /// When forget() will next have looked at everything.
     qint64 forgetUs() const { return forgetUs_; }
 

@@ -30,20 +30,20 @@ void StatusQueries::begin(int station, Exchange& exchange, qint64 nowUs) {
     exchange.query(station, nowUs);
 }
 
-int StatusQueries::end() {
-    const int silent = probe_ && !answered_ ? station_ : 0;
-    station_ = 0;
+std::optional<int> StatusQueries::end() {
+    const std::optional<int> silent = probe_ && !answered_ ? station_ : std::nullopt;
+    station_.reset();
     return silent;
 }
 
 void StatusQueries::clear() {
     queue_.clear();
-    station_ = 0;
+    station_.reset();
 }
 
 void StatusQueries::lineLost(bool awaiting) {
     lost_ = waiting() && !probe_ && awaiting;
-    station_ = 0;
+    station_.reset();
 }
 
 }  // namespace dx7

@@ -5,6 +5,7 @@
 
 #include <QtGlobal>
 #include <deque>
+#include <optional>
 
 namespace dx7 {
 
@@ -21,7 +22,7 @@ public:
     /// Those of add() that have not ended.
     int pending() const;
     /// One is out, and waited for.
-    bool waiting() const { return station_ > 0; }
+    bool waiting() const { return station_.has_value(); }
     bool queued() const { return !queue_.empty(); }
 
     /// Begins the next of the queue. False when that is empty.
@@ -29,8 +30,9 @@ public:
     void beginProbe(int station, Exchange& exchange, qint64 nowUs);
     /// A sign of life came from this station.
     void heard(int station) { answered_ = answered_ || station == station_; }
-    /// The wait is over. Returns the dead station whose probe had no answer; 0 when it was none, or had one.
-    int end();
+    /// The wait is over. Returns the dead station whose probe had no answer; empty when it was none, or had
+    /// one.
+    std::optional<int> end();
     void clear();
     /// The line was lost. `awaiting`: while an answer could come.
     void lineLost(bool awaiting);
@@ -41,8 +43,8 @@ private:
     void begin(int station, Exchange& exchange, qint64 nowUs);
 
     std::deque<int> queue_;
-    /// Whose answer is waited for; 0 = none.
-    int station_ = 0;
+    /// Whose answer is waited for; empty where none is.
+    std::optional<int> station_;
     bool probe_ = false;
     bool answered_ = false;
     bool lost_ = false;

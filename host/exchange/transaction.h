@@ -6,6 +6,7 @@
 #include <QByteArray>
 #include <QString>
 #include <QVector>
+#include <optional>
 
 #include "host/driver/driver_functions.h"
 
@@ -39,7 +40,7 @@ struct Transaction {
     /// With Outcome::Exception.
     int exceptionCode = 0;
     /// Of a reply or refusal: what its settlement is named by. Up to that it is not proven.
-    quint64 ticket = 0;
+    std::optional<quint64> ticket;
     /// It was settled as doubtful: what came may be the answer to something else.
     bool doubtful = false;
     /// Of a good read, for the end of an operation: its raw items.

@@ -187,9 +187,9 @@ bool PollEngine::probe(qint64 nowUs) {
         } else if (loop_.exchange().deafToQueries(station)) {
             const ItemRange range{station, point->type.name, point->address, 1};
             queue_.push_back(Operation{Operation::Probe, range, point->type, QByteArray(), {}});
-        } else if (loop_.exchange().askAgainUs(station) > nowUs) {
+        } else if (const DueUs againUs = loop_.exchange().askAgainUs(station); againUs > nowUs) {
             // One is out: its answer counts when it comes.
-            health_.postpone(station, loop_.exchange().askAgainUs(station));
+            health_.postpone(station, *againUs);
         } else {
             queries_.beginProbe(station, loop_.exchange(), nowUs);
             return true;
@@ -200,8 +200,8 @@ bool PollEngine::probe(qint64 nowUs) {
 
 // The wait for a query is over.
 void PollEngine::endQuery(qint64 nowUs) {
-    if (const int silent = queries_.end()) {
-        health_.probed(silent, false, nowUs);
+    if (const std::optional<int> silent = queries_.end()) {
+        health_.probed(*silent, false, nowUs);
     }
 }
 
@@ -378,8 +378,8 @@ void PollEngine::onOperationEnd(const Transaction& transaction) {
     if (last.good() && ended.kind == Operation::Read) {
         last.items = heldReads_.lastItems();
     }
-    if (last.ticket != 0 && last.answered()) {
-        heldOperations_.push_back(HeldOperation{last.ticket, ended, last});
+    if (last.ticket && last.answered()) {
+        heldOperations_.push_back(HeldOperation{*last.ticket, ended, last});
     } else {
         ended.done(last);
     }
@@ -389,7 +389,7 @@ void PollEngine::takeValues(const Transaction& transaction, const ItemRange& ran
     const bool writing = active_ && current_.kind == Operation::Write;
     const ReadItems read =
         heldReads_.hold(session_, range, itemBytes(transaction.frame), writing ? &current_.range : nullptr,
-                        transaction.endUs, transaction.ticket);
+                        transaction.endUs, transaction.ticket.value_or(0));
     changed_.clear();
     table_.arrive(read, &changed_);
     reportPoints(changed_, events_.fresh);

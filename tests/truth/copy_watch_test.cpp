@@ -20,8 +20,7 @@ protected:
         nowUs += 3000000;
         const QByteArray frame = valueOf(1, ++value);
         watch.take(frame, ++sequence, nowUs);
-        const qint64 endUs = watch.pauseEndUs(sequence);
-        const qint64 pauseUs = endUs > 0 ? endUs - nowUs : 0;
+        const qint64 pauseUs = watch.pauseEndUs(sequence).value_or(nowUs) - nowUs;
         for (int i = 1; i <= copies; ++i) {
             EXPECT_TRUE(watch.repeatsLast(frame, sequence));
             watch.absorb(nowUs + i * lagUs);
@@ -52,7 +51,7 @@ TEST_F(CopyWatchTest, OneSlowCopyIsNotRememberedForEver) {
         replied(1, 3000);
     }
     EXPECT_EQ(replied(1, 3000), 11000);
-    EXPECT_EQ(watch.pauseEndUs(sequence), 0) << "no second copy is waited for";
+    EXPECT_FALSE(watch.pauseEndUs(sequence)) << "no second copy is waited for";
 }
 
 TEST_F(CopyWatchTest, AfterTwentyRepliesWithoutACopyThePauseIsOver) {

@@ -26,10 +26,10 @@ TEST(Exchange, AnEchoIsTakenOutByItsContent) {
     for (int i = 0; i < 2; ++i) {
         rig.prove();
         rig.feed(rig.sent.last());
-        EXPECT_TRUE(rig.held(rig.ends.last().ticket)) << "the echo is no answer";
+        EXPECT_TRUE(rig.held(rig.lastTicket())) << "the echo is no answer";
         rig.feed(answerTo(rig.sent.last()));
     }
-    EXPECT_TRUE(rig.good(rig.ends.last().ticket));
+    EXPECT_TRUE(rig.good(rig.lastTicket()));
 }
 
 TEST(Exchange, AWriteOfFunction5IsPrecededByAQueryThatTellsTheEcho) {

@@ -37,7 +37,7 @@ TEST(Exchange, WhatAnEarlierProgramLeftBehindProvesNothing) {
         ExchangeRig rig;
         rig.begin(readOf(1, 11));
         rig.feed(valueOf(1, 77));
-        const quint64 ticket = rig.ends.last().ticket;
+        const quint64 ticket = rig.lastTicket();
         rig.prove();
         rig.feed(frameOf("010711"));
         rig.prove();
@@ -63,7 +63,7 @@ TEST(Exchange, CopiesThatComeWhileAReplyIsMissingProveNothing) {
     rig.exchanged(1, 10, 5);
     rig.begin(readOf(1, 11));
     rig.feed(valueOf(1, 5));  // copies from here on
-    const quint64 ticket = rig.ends.last().ticket;
+    const quint64 ticket = rig.lastTicket();
     for (int i = 0; i < 2; ++i) {
         rig.prove();
         rig.feed(frameOf("010711"));
@@ -78,7 +78,7 @@ TEST(Exchange, TheRepliesOfAnotherMasterProveNothing) {
     introduce(rig, 1);
     rig.begin(readOf(1, 10));
     rig.feed(valueOf(1, 5));
-    const quint64 ticket = rig.ends.last().ticket;
+    const quint64 ticket = rig.lastTicket();
     for (const char* const answer : {"010711", "01080000FFFF"}) {
         rig.prove();
         rig.feed(frameOf(answer));
@@ -96,12 +96,12 @@ TEST(Exchange, AnOlderAcknowledgementProvesNoWrite) {
     rig.begin(write, 8);
     rig.feed(acknowledgement);
     rig.proven();
-    EXPECT_TRUE(rig.good(rig.ends.last().ticket));
+    EXPECT_TRUE(rig.good(rig.lastTicket()));
     rig.exchanged(1, 10, 5);
     rig.answered();
     rig.begin(frameOf("0110001000020400030004"), 8);
     rig.feed(acknowledgement);  // its copy
-    const quint64 ticket = rig.ends.last().ticket;
+    const quint64 ticket = rig.lastTicket();
     for (int i = 0; i < 2; ++i) {
         rig.prove();
         rig.feed(frameOf("010711"));
@@ -237,7 +237,7 @@ TEST(Exchange, ALaterCopyDisturbsTheLine) {
     rig.feed(valueOf(1, 77));
     rig.feed(valueOf(1, 78));
     EXPECT_TRUE(rig.doubtful(first));
-    EXPECT_TRUE(rig.doubtful(rig.ends.last().ticket));
+    EXPECT_TRUE(rig.doubtful(rig.lastTicket()));
 }
 
 TEST(Exchange, AReplyThatOvertakesAQueryWasThatToAnEarlierRequest) {
@@ -250,7 +250,7 @@ TEST(Exchange, AReplyThatOvertakesAQueryWasThatToAnEarlierRequest) {
     rig.begin(readOf(1, 10));
     rig.pass(1);
     rig.feed(valueOf(1, 2));
-    const quint64 second = rig.ends.last().ticket;
+    const quint64 second = rig.lastTicket();
     rig.feed(answerTo(query));
     EXPECT_TRUE(rig.doubtful(first));
     EXPECT_TRUE(rig.doubtful(second));
@@ -261,7 +261,7 @@ TEST(Exchange, CodeSevenAsDataIsNotProvenByCodeSevenAlone) {
     const QByteArray status = frameOf("0107");
     rig.begin(status, 5);
     rig.feed(frameOf("010755"));
-    const quint64 ticket = rig.ends.last().ticket;
+    const quint64 ticket = rig.lastTicket();
     for (const int kind : {8, 7}) {
         EXPECT_TRUE(rig.held(ticket));
         rig.answered();

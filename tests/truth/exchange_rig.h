@@ -98,8 +98,10 @@ public:
         begin(readOf(station, address));
         pass(1);
         feed(valueOf(station, value));
-        return ends.isEmpty() ? 0 : ends.last().ticket;
+        return ends.isEmpty() ? 0 : lastTicket();
     }
+    /// The ticket of the request that ended last; 0 where it has none.
+    quint64 lastTicket() const { return ends.last().ticket.value_or(0); }
     /// A query that is answered at once.
     void answered() {
         prove();

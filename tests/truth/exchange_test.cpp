@@ -67,7 +67,7 @@ TEST(Exchange, ALateReplyIsTheReply) {
     EXPECT_EQ(rig.count(ExchangeNote::Late), 1);
     rig.feed(answerTo(rig.sent.last()));
     rig.proven();
-    EXPECT_TRUE(rig.good(rig.ends.last().ticket));
+    EXPECT_TRUE(rig.good(rig.lastTicket()));
 }
 
 TEST(Exchange, AQueryThatIsAnsweredWithoutTheReplyShowsThatNoneWillCome) {

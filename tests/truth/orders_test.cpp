@@ -118,8 +118,8 @@ private:
         }
         if (const auto end = exchange_.takeEnd()) {
             end_ = *end;
-            if (end->ticket > 0) {
-                answers_[end->ticket] = genuine(exchange_.reply());
+            if (end->ticket) {
+                answers_[*end->ticket] = genuine(exchange_.reply());
             }
         }
         for (const dx7::Settlement& settlement : exchange_.settlements()) {

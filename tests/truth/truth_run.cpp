@@ -220,7 +220,7 @@ void Run::onTransaction(const Transaction& transaction) {
     if (traced_) {
         trace(nowUs_, QStringLiteral("= %1 %2, held as %3")
                           .arg(dx7::hexText(transaction.request), dx7::outcomeText(transaction))
-                          .arg(transaction.ticket));
+                          .arg(transaction.ticket.value_or(0)));
     }
     if (transaction.good() && transaction.frame.opKind != dx7::TAG_WRITE) {
         const FRAME_PRO& frame = transaction.frame;
