@@ -26,30 +26,28 @@ ssize_t hand(int descriptor, Channel channel, const char* bytes, size_t count) {
 
 }  // namespace
 
-bool takeArrived(int descriptor, QByteArray* bytes, QString* failure) {
+std::optional<QString> takeArrived(int descriptor, QByteArray* bytes) {
     char chunk[MOST_ARRIVED_BYTES];
     const ssize_t count = ::read(descriptor, chunk, sizeof chunk);
     if (count > 0) {
         bytes->append(chunk, static_cast<int>(count));
-        return true;
+        return {};
     }
     if (count < 0 && (errno == EAGAIN || errno == EINTR)) {
-        return true;
+        return {};
     }
-    *failure = count < 0 ? reasonOf(errno) : QStringLiteral("it was closed at the other end");
-    return false;
+    return count < 0 ? reasonOf(errno) : QStringLiteral("it was closed at the other end");
 }
 
-int handBytes(int descriptor, Channel channel, const char* bytes, int count, QString* failure) {
+Handed handBytes(int descriptor, Channel channel, const char* bytes, int count) {
     const ssize_t taken = hand(descriptor, channel, bytes, static_cast<size_t>(count));
     if (taken >= 0) {
-        return static_cast<int>(taken);
+        return Handed{static_cast<int>(taken), {}};
     }
     if (errno == EAGAIN || errno == EINTR) {
-        return 0;
+        return {};
     }
-    *failure = reasonOf(errno);
-    return -1;
+    return Handed{0, reasonOf(errno)};
 }
 
 }  // namespace dx7

@@ -6,19 +6,28 @@
 
 #include <QByteArray>
 #include <QString>
+#include <optional>
 
 namespace dx7 {
 
 enum class Channel { Port, Socket };
 
-/// Appends to `*bytes` what has arrived, without waiting: one system call, 4096 bytes at most. True when
-/// nothing has. A port must be set up so that a read which finds nothing fails with EAGAIN (VMIN is 1). False
-/// when the descriptor can no longer be read; `*failure` says why.
-bool takeArrived(int descriptor, QByteArray* bytes, QString* failure);
+/// Appends to `*bytes` what has arrived, without waiting: one system call, 4096 bytes at most. A port must be
+/// set up so that a read which finds nothing fails with EAGAIN (VMIN is 1). Empty, also when nothing has
+/// arrived, or why the descriptor can no longer be read.
+std::optional<QString> takeArrived(int descriptor, QByteArray* bytes);
 
-/// Hands over what the descriptor takes of the bytes now: one system call. How many it took, 0 for none now;
-/// -1 when it is lost, and `*failure` says why. A socket that was closed at the other end raises no signal.
-int handBytes(int descriptor, Channel channel, const char* bytes, int count, QString* failure);
+/// What became of bytes that a descriptor was given.
+struct Handed {
+    /// How many it took; 0 for none now.
+    int count = 0;
+    /// Why the descriptor is lost; empty where it is not.
+    std::optional<QString> loss;
+};
+
+/// Hands over what the descriptor takes of the bytes now: one system call. A socket that was closed at the
+/// other end raises no signal.
+Handed handBytes(int descriptor, Channel channel, const char* bytes, int count);
 
 }  // namespace dx7
 

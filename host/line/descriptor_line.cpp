@@ -27,13 +27,18 @@ bool DescriptorLine::open() {
     return false;
 }
 
-bool DescriptorLine::lose() {
+bool DescriptorLine::lose(const QString& why) {
+    failure_ = why;
     close();
     return false;
 }
 
 bool DescriptorLine::receive(QByteArray* bytes) {
-    return isOpen() && (takeArrived(descriptor(), bytes, &failure_) || lose());
+    if (!isOpen()) {
+        return false;
+    }
+    const std::optional<QString> loss = takeArrived(descriptor(), bytes);
+    return !loss || lose(*loss);
 }
 
 bool DescriptorLine::send(const QByteArray& bytes) {
@@ -41,11 +46,11 @@ bool DescriptorLine::send(const QByteArray& bytes) {
         queue_.noteTaken(false);
         return false;
     }
-    return queue_.send(descriptor(), channel_, bytes, &failure_) || lose();
+    return queue_.send(descriptor(), channel_, bytes) || lose(queue_.failure());
 }
 
 bool DescriptorLine::flush(qint64 nowUs) {
-    return isOpen() && (queue_.flush(descriptor(), channel_, nowUs, &failure_) || lose());
+    return isOpen() && (queue_.flush(descriptor(), channel_, nowUs) || lose(queue_.failure()));
 }
 
 }  // namespace dx7

@@ -32,7 +32,7 @@ protected:
     QString failure_;
 
 private:
-    bool lose();
+    bool lose(const QString& why);
 
     Channel channel_;
     SendQueue queue_;

@@ -8,53 +8,58 @@ constexpr qint64 SEND_PATIENCE_US = 5000000;
 
 }  // namespace
 
-bool SendQueue::send(int descriptor, Channel channel, const QByteArray& bytes, QString* failure) {
+bool SendQueue::send(int descriptor, Channel channel, const QByteArray& bytes) {
     took_ = false;
     if (sending()) {
         lastBegin_ = rest_.size();
         rest_ += bytes;
-        return hand(descriptor, channel, failure);
+        return hand(descriptor, channel);
     }
     stuckSinceUs_.reset();
-    const int taken = handBytes(descriptor, channel, bytes.constData(), bytes.size(), failure);
-    took_ = taken > 0;
-    if (taken >= 0 && taken < bytes.size()) {
-        rest_ = QByteArray(bytes.constData() + taken, bytes.size() - taken);
+    const Handed handed = handBytes(descriptor, channel, bytes.constData(), bytes.size());
+    took_ = handed.count > 0;
+    if (handed.loss) {
+        return fail(*handed.loss);
+    }
+    if (handed.count < bytes.size()) {
+        rest_ = QByteArray(bytes.constData() + handed.count, bytes.size() - handed.count);
         next_ = lastBegin_ = 0;
     }
-    return taken >= 0;
+    return true;
 }
 
-bool SendQueue::flush(int descriptor, Channel channel, qint64 nowUs, QString* failure) {
+bool SendQueue::flush(int descriptor, Channel channel, qint64 nowUs) {
     if (!sending()) {
         return true;
     }
     const int before = next_;
-    if (!hand(descriptor, channel, failure)) {
+    if (!hand(descriptor, channel)) {
         return false;
     }
     if (next_ != before || !stuckSinceUs_) {
         stuckSinceUs_ = nowUs;
     }
     if (sending() && nowUs - *stuckSinceUs_ >= SEND_PATIENCE_US) {
-        *failure = QStringLiteral("it takes no bytes");
-        drop();
-        return false;
+        return fail(QStringLiteral("it takes no bytes"));
     }
     return true;
 }
 
 // Hands the rest over, or what is taken of it now.
-bool SendQueue::hand(int descriptor, Channel channel, QString* failure) {
-    const int taken =
-        handBytes(descriptor, channel, rest_.constData() + next_, rest_.size() - next_, failure);
-    if (taken < 0) {
-        drop();
-        return false;
+bool SendQueue::hand(int descriptor, Channel channel) {
+    const Handed handed = handBytes(descriptor, channel, rest_.constData() + next_, rest_.size() - next_);
+    if (handed.loss) {
+        return fail(*handed.loss);
     }
-    next_ += taken;
+    next_ += handed.count;
     took_ = took_ || next_ > lastBegin_;
     return true;
+}
+
+bool SendQueue::fail(const QString& why) {
+    failure_ = why;
+    drop();
+    return false;
 }
 
 void SendQueue::drop() {

@@ -12,15 +12,18 @@
 namespace dx7 {
 
 /// Hands bytes to a non-blocking descriptor, which is borrowed for each call, without waiting and keeps what
-/// it does not take. Pure but for the descriptor: time is passed in, in microseconds. One thread at a time.
+/// it does not take. Pure but for the descriptor: time is passed in, in microseconds. For one thread; its
+/// line owns it.
 class SendQueue {
 public:
     /// Hands over what the descriptor takes now. What an earlier send() left goes first. False when the
-    /// descriptor is lost; `*failure` says why.
-    bool send(int descriptor, Channel channel, const QByteArray& bytes, QString* failure);
+    /// descriptor is lost; failure() says why.
+    bool send(int descriptor, Channel channel, const QByteArray& bytes);
     /// Goes on with what is left; one system call at most. False when the descriptor is lost, or took nothing
-    /// for 5 s, counted from the first flush() in vain; `*failure` says why.
-    bool flush(int descriptor, Channel channel, qint64 nowUs, QString* failure);
+    /// for 5 s, counted from the first flush() in vain; failure() says why.
+    bool flush(int descriptor, Channel channel, qint64 nowUs);
+    /// Why the last call that was false was.
+    const QString& failure() const { return failure_; }
 
     bool sending() const { return next_ < rest_.size(); }
     /// Whether any byte of the last send() was taken.
@@ -31,7 +34,8 @@ public:
     void noteTaken(bool any);
 
 private:
-    bool hand(int descriptor, Channel channel, QString* failure);
+    bool hand(int descriptor, Channel channel);
+    bool fail(const QString& why);
 
     /// Copied: the bytes that send() was given need not last.
     QByteArray rest_;
@@ -40,6 +44,7 @@ private:
     /// Where the bytes of the last send() begin in the rest.
     int lastBegin_ = 0;
     bool took_ = false;
+    QString failure_;
     /// Empty before the first flush() in vain.
     std::optional<qint64> stuckSinceUs_;
 };

@@ -22,8 +22,8 @@ protected:
         ours.become(both[0]);
         theirs.become(both[1]);
     }
-    bool send(const QByteArray& bytes) { return queue.send(ours.number(), Channel::Socket, bytes, &failure); }
-    bool flush(qint64 nowUs) { return queue.flush(ours.number(), Channel::Socket, nowUs, &failure); }
+    bool send(const QByteArray& bytes) { return queue.send(ours.number(), Channel::Socket, bytes); }
+    bool flush(qint64 nowUs) { return queue.flush(ours.number(), Channel::Socket, nowUs); }
     QByteArray readAll() const {
         QByteArray all;
         for (QByteArray some = theirs.read(); !some.isEmpty(); some = theirs.read()) {
@@ -35,7 +35,6 @@ protected:
     End ours;
     End theirs;
     SendQueue queue;
-    QString failure;
 };
 
 TEST_F(SendQueueTest, HandsOverAtOnceWhatIsTaken) {
@@ -61,7 +60,7 @@ TEST_F(SendQueueTest, GoesOnWithWhatWasLeft) {
     QByteArray got = readAll();
     EXPECT_LT(got.size(), MANY);
     for (int i = 0; queue.sending() && i < 1000; ++i) {
-        ASSERT_TRUE(flush(i)) << failure.toStdString();
+        ASSERT_TRUE(flush(i)) << queue.failure().toStdString();
         got += readAll();
     }
     EXPECT_TRUE(got == many);
@@ -75,7 +74,7 @@ TEST_F(SendQueueTest, GivesUpWhatIsNotTakenForFiveSeconds) {
     EXPECT_TRUE(flush(105 * SECOND_US)) << "it took some";
     EXPECT_TRUE(flush(110 * SECOND_US - 1));
     EXPECT_FALSE(flush(110 * SECOND_US));
-    EXPECT_EQ(failure, QStringLiteral("it takes no bytes"));
+    EXPECT_EQ(queue.failure(), QStringLiteral("it takes no bytes"));
     EXPECT_FALSE(queue.sending());
 }
 
@@ -100,7 +99,7 @@ TEST_F(SendQueueTest, NamesALoss) {
     theirs.close();
     EXPECT_FALSE(flush(0));
     EXPECT_FALSE(queue.sending());
-    EXPECT_EQ(failure, QStringLiteral("Broken pipe"));
+    EXPECT_EQ(queue.failure(), QStringLiteral("Broken pipe"));
     EXPECT_FALSE(send("abc"));
     EXPECT_FALSE(queue.tookBytes());
 }
