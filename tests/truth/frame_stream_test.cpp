@@ -140,6 +140,15 @@ TEST(FrameStream, MissingNeverAsksForMoreThanTheFrameHas) {
     }
 }
 
+TEST(FrameStream, OfAnEchoAllMissingBytesAreAskedForOnceItHasBegun) {
+    FrameStream stream;
+    const QByteArray request = readOf(1, 10);
+    stream.sent(request, FrameStream::EchoLook::Certain);
+    EXPECT_EQ(stream.missing(), 5) << "a frame may be as short as that";
+    stream.append(request.constData(), 3);
+    EXPECT_EQ(stream.missing(), request.size() - 3);
+}
+
 TEST(FrameStream, NoiseWithoutEndIsDropped) {
     FrameStream stream;
     FrameStream::Piece piece;
