@@ -80,6 +80,8 @@ void OneShotRead::fail(const ItemRange& range, const Transaction& transaction) {
             cutShort_.insert(point);
         } else if (transaction.doubtful) {
             unproven_.insert(point);
+        } else if (transaction.outcome == Outcome::Exception) {
+            refused_.insert(point);
         }
     }
 }

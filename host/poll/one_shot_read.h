@@ -25,6 +25,8 @@ public:
     const ValueTable& table() const { return table_; }
     /// Why the point could not be read, or is doubtful; empty when it was read, or not tried.
     QString fault(int point) const { return faults_.value(point); }
+    /// Whether the station refused to read it, for certain.
+    bool refused(int point) const { return refused_.contains(point); }
     /// Whether it was read, or refused, and what came turned out doubtful each time.
     bool unproven(int point) const { return unproven_.contains(point); }
     /// Whether the host ended the read of the point before its end.
@@ -40,6 +42,7 @@ private:
     PollEngine& engine_;
     ValueTable table_;
     QMap<int, QString> faults_;
+    QSet<int> refused_;
     QSet<int> cutShort_;
     QSet<int> unproven_;
 };

@@ -48,7 +48,9 @@ QVector<PlannedBlock> explainPlan(DriverSession& session, const ItemNotation& no
         block.range = ItemRange{frame.station, frame.regType, frame.address, frame.count};
         block.request = QByteArray(reinterpret_cast<const char*>(frame.sendBuf), frame.sendLen);
         block.replyBytes = frame.expectLen;
-        block.lineUs = silentIntervalUs(settings) + lineTimeUs(settings, frame.sendLen + frame.expectLen);
+        if (settings.carrier != Carrier::Tcp) {
+            block.lineUs = silentIntervalUs(settings) + lineTimeUs(settings, frame.sendLen + frame.expectLen);
+        }
         if (!blocks.isEmpty()) {
             block.apart =
                 apartReason(blocks.last().range, block.range, notation.type(frame.regType), settings.block);

@@ -5,6 +5,7 @@
 #define DX7_HOST_PLAN_REPORT_H
 
 #include <QByteArray>
+#include <optional>
 
 #include "host/line/line_settings.h"
 #include "host/poll/poll_plan.h"
@@ -17,8 +18,9 @@ struct PlannedBlock {
     /// As the driver built it.
     QByteArray request;
     int replyBytes = 0;
-    /// Silent interval, request and reply at the baud rate; without the device's own time.
-    qint64 lineUs = 0;
+    /// Silent interval, request and reply at the baud rate, without the device's own time. Not known over
+    /// TCP.
+    std::optional<qint64> lineUs;
     /// Why it is not one block with the one before; empty for the first.
     QString apart;
 };

@@ -186,6 +186,21 @@ TEST(Plan, ShowsRequestReplyAndLineTimeOfEachBlock) {
     EXPECT_NEAR(sum, plan[3].at("cycle_ms"), 0.05);
 }
 
+TEST(Plan, KnowsNoLineTimeOverTcpWhateverTheGap) {
+    for (const Words& gap : {Words{}, Words{"--gap", "5"}}) {
+        Words words{"plan", "--json", "--tcp", "127.0.0.1:1502", "AI:0"};
+        words.insert(words.end(), gap.begin(), gap.end());
+        const std::vector<Json> plan = jsonLines(dx7(words).output);
+        ASSERT_EQ(2U, plan.size());
+        EXPECT_TRUE(plan[0].at("line_ms").is_null());
+        EXPECT_TRUE(plan[1].at("cycle_ms").is_null());
+        words.erase(words.begin() + 1);
+        const std::string text = dx7(words).output;
+        EXPECT_NE(std::string::npos, text.find("over TCP no line time is known")) << text;
+        EXPECT_EQ(std::string::npos, text.find("5.00")) << text;
+    }
+}
+
 TEST(Plan, IsLegibleAsText) {
     const Finished run = dx7({"plan", "--baud", "19200", "--parity", "even", "DE:0", "AI:0"});
     EXPECT_EQ(0, run.exitCode) << run.errors;

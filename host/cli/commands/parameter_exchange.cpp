@@ -32,10 +32,6 @@ int runLength(const QVector<Point>& points, int at) {
     return first.type.runLength(first.address, length);
 }
 
-bool refused(const QString& fault) {
-    return fault.startsWith(QLatin1String("exception"));
-}
-
 // Points that are read at once, in one request each run.
 struct Batch {
     QVector<QVector<Point>> runs;
@@ -61,7 +57,7 @@ int firstBad(const OneShotRead& read) {
 }
 
 bool refused(const OneShotRead& read) {
-    return refused(read.fault(firstBad(read)));
+    return read.refused(firstBad(read));
 }
 
 // "F:3.0.20@1 to F:3.0.29@1, F:3.0.40@1": of those that are not proven.
@@ -255,10 +251,11 @@ Comparison compare(Connection& connection, const ItemNotation& notation, const P
 namespace {
 
 // What the write and the reading back say of the parameter.
-WriteEnd writeEnd(const Transaction& write, const PointState& state, const QString& readFault, int inFile) {
+WriteEnd writeEnd(const Transaction& write, const OneShotRead& read, int inFile) {
+    const PointState& state = read.table().state(0);
     WriteEnd end;
     end.acknowledged = write.answered();
-    end.readBack = state.quality == Quality::Good || refused(readFault);
+    end.readBack = state.quality == Quality::Good || read.refused(0);
     // A good state has a value.
     const quint32 reads = state.raw.value_or(0);
     if (state.quality == Quality::Good && reads == static_cast<quint32>(inFile)) {
@@ -268,7 +265,7 @@ WriteEnd writeEnd(const Transaction& write, const PointState& state, const QStri
                                  : QStringLiteral("%1; it reads %2").arg(outcomeText(write)).arg(reads);
     } else if (write.good()) {
         end.state = Written::Unknown;
-        end.fault = QStringLiteral("written, but it could not be read back: %1").arg(readFault);
+        end.fault = QStringLiteral("written, but it could not be read back: %1").arg(read.fault(0));
     } else {
         end.state = write.unsettled ? Written::Unknown : Written::Not;
         end.fault = unwrittenText(write);
@@ -287,7 +284,7 @@ WriteEnd writeAndVerify(Connection& connection, const Difference& difference) {
     OneShotRead read(connection.engine());
     read.queue({difference.point});
     connection.runOperations();
-    return writeEnd(write, read.table().state(0), read.fault(0), difference.inFile);
+    return writeEnd(write, read, difference.inFile);
 }
 
 void AnswerWatch::take(const WriteEnd& end) {

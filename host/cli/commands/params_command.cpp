@@ -169,18 +169,37 @@ bool tellDiffSummary(const ParamsOptions& options, const Comparison& compared, i
     return told;
 }
 
-int runDiff(const ParamsOptions& options) {
-    const Driver loaded(options);
-    const LineSettings settings = lineSettings(options, loaded.parameter(), true);
-    ParameterSet set = loadParameters(text(options.file), loaded.notation, options.altered());
+// Those of the file, for the station that is asked.
+ParameterSet parametersOf(const ParamsOptions& options, const ItemNotation& notation) {
+    ParameterSet set = loadParameters(text(options.file), notation, options.altered());
     set.station = stationOf(options, set.station);
-    Connection connection(loaded, settings, options);
-    const Comparison compared = compare(connection, loaded.notation, set);
+    return set;
+}
+
+// The file and the station compared, which a diff shows and a load begins with.
+struct ComparedFile {
+    explicit ComparedFile(const ParamsOptions& options)
+        : loaded(options),
+          settings(lineSettings(options, loaded.parameter(), true)),
+          set(parametersOf(options, loaded.notation)),
+          connection(loaded, settings, options),
+          compared(compare(connection, loaded.notation, set)) {}
+
+    const Driver loaded;
+    const LineSettings settings;
+    const ParameterSet set;
+    Connection connection;
+    const Comparison compared;
+};
+
+int runDiff(const ParamsOptions& options) {
+    ComparedFile file(options);
+    const Comparison& compared = file.compared;
     const bool printed = printDifferences(options, compared);
-    const bool told = tellDiffSummary(options, compared, set.count()) && printed;
+    const bool told = tellDiffSummary(options, compared, file.set.count()) && printed;
     const bool refused = std::any_of(compared.differences.begin(), compared.differences.end(),
                                      [](const Difference& difference) { return difference.onDevice < 0; });
-    connection.closeRecording();
+    file.connection.closeRecording();
     return refused || !told || !compared.broken.isEmpty() ? EXIT_FAILED : EXIT_DONE;
 }
 
@@ -318,21 +337,16 @@ bool LoadRun::tellSummary(int parameters) {
 }
 
 int runLoad(const ParamsOptions& options) {
-    const Driver loaded(options);
-    const LineSettings settings = lineSettings(options, loaded.parameter(), true);
-    ParameterSet set = loadParameters(text(options.file), loaded.notation, options.altered());
-    set.station = stationOf(options, set.station);
-    Connection connection(loaded, settings, options);
-    const Comparison compared = compare(connection, loaded.notation, set);
-    LoadRun run{options, connection, compared};
-    if (compared.broken.isEmpty()) {
+    ComparedFile file(options);
+    LoadRun run{options, file.connection, file.compared};
+    if (file.compared.broken.isEmpty()) {
         run.writeDifferences();
     } else {
-        run.giveUp(compared.broken);
+        run.giveUp(file.compared.broken);
     }
     run.tellRest();
-    const bool told = run.tellSummary(set.count());
-    connection.closeRecording();
+    const bool told = run.tellSummary(file.set.count());
+    file.connection.closeRecording();
     return told ? EXIT_DONE : EXIT_FAILED;
 }
 

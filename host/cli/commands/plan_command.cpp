@@ -20,9 +20,24 @@ QString blockText(const Driver& loaded, const ItemRange& range) {
         .arg(range.station);
 }
 
-// Over TCP no time on the line is known.
-Json lineTimeJson(qint64 us) {
-    return us > 0 ? Json(static_cast<double>(us) / 1000) : Json(nullptr);
+Json lineTimeJson(std::optional<qint64> us) {
+    return us ? Json(static_cast<double>(*us) / 1000) : Json(nullptr);
+}
+
+QString lineTimeText(std::optional<qint64> us) {
+    return us ? msText(*us) : QStringLiteral("-");
+}
+
+// Of all blocks; not known where that of one of them is not.
+std::optional<qint64> cycleUs(const QVector<PlannedBlock>& blocks) {
+    qint64 total = 0;
+    for (const PlannedBlock& block : blocks) {
+        if (!block.lineUs) {
+            return std::nullopt;
+        }
+        total += *block.lineUs;
+    }
+    return total;
 }
 
 void printBlock(const Driver& loaded, const PlannedBlock& block, int number, bool json) {
@@ -44,7 +59,7 @@ void printBlock(const Driver& loaded, const PlannedBlock& block, int number, boo
                              .arg(blockText(loaded, block.range), -16)
                              .arg(hexText(block.request), -23)
                              .arg(block.replyBytes, 6)
-                             .arg(msText(block.lineUs), 9);
+                             .arg(lineTimeText(block.lineUs), 9);
     print(block.apart.isEmpty() ? line : line + QStringLiteral("  ") + block.apart);
 }
 
@@ -62,22 +77,21 @@ int runPlan(const PlanOptions& options) {
             QStringLiteral("  BLOCK  ITEMS             REQUEST                  REPLY   LINE ms  APART FROM "
                            "THE ONE BEFORE"));
     }
-    qint64 totalUs = 0;
     for (int i = 0; i < blocks.size(); ++i) {
         printBlock(loaded, blocks.at(i), i + 1, options.json);
-        totalUs += blocks.at(i).lineUs;
     }
+    const std::optional<qint64> totalUs = cycleUs(blocks);
     if (options.json) {
         Json summary = summaryJson("plan");
         summary["blocks"] = blocks.size();
         summary["cycle_ms"] = lineTimeJson(totalUs);
         print(summary);
-    } else if (settings.carrier == Carrier::Tcp) {
+    } else if (!totalUs) {
         print(QStringLiteral("cycle: %1; over TCP no line time is known")
                   .arg(counted(blocks.size(), "request")));
     } else {
         print(QStringLiteral("cycle: %1, %2 ms on the line at %3 baud, plus the device's own time")
-                  .arg(counted(blocks.size(), "request"), msText(totalUs))
+                  .arg(counted(blocks.size(), "request"), msText(*totalUs))
                   .arg(settings.baud));
     }
     return EXIT_DONE;
