@@ -43,9 +43,11 @@ private:
     ReopenBackoff backoff_;
     QByteArray received_;
     bool lost_ = false;
-    bool opening_ = false;  ///< An attempt to open the lost line is under way.
+    /// An attempt to open the lost line is under way.
+    bool opening_ = false;
     DueUs dueUs_;
-    qint64 proved_ = 0;  ///< Good replies when the line was last known to work.
+    /// Good replies when the line was last known to work.
+    qint64 proved_ = 0;
 };
 
 }  // namespace dx7

@@ -21,22 +21,32 @@ namespace dx7 {
 /// The answer to a status query that query() asked for.
 struct QueryAnswer {
     int station = 0;
-    int status = 0;         ///< The status byte.
-    int exceptionCode = 0;  ///< Above 0: the station refused.
-    qint64 afterUs = 0;     ///< From the end of the query to the last byte of its answer.
+    /// The status byte.
+    int status = 0;
+    /// Above 0: the station refused.
+    int exceptionCode = 0;
+    /// From the end of the query to the last byte of its answer.
+    qint64 afterUs = 0;
 };
 
 /// What a program that shows values gets.
 struct EngineEvents {
-    std::function<void(int point)> value;                 ///< The table's told() of a point changed.
-    std::function<void(int point)> fresh;                 ///< A point has a new value that is not proven yet.
-    std::function<void(const Transaction&)> transaction;  ///< Every request that ended.
-    std::function<void(const ExchangeNote&)> note;        ///< Everything else that was met on the line.
-    std::function<void(const QueryAnswer&)> answer;       ///< A status query was answered, in time or late.
-    std::function<void(int station, bool alive)>
-        station;                          ///< A station was taken out of the plan or is back in it.
-    std::function<void(bool open)> line;  ///< The line was lost or is back.
-    std::function<void()> cycle;          ///< A cycle of the plan is over.
+    /// The table's told() of a point changed.
+    std::function<void(int point)> value;
+    /// A point has a new value that is not proven yet.
+    std::function<void(int point)> fresh;
+    /// Every request that ended.
+    std::function<void(const Transaction&)> transaction;
+    /// Everything else that was met on the line.
+    std::function<void(const ExchangeNote&)> note;
+    /// A status query was answered, in time or late.
+    std::function<void(const QueryAnswer&)> answer;
+    /// A station was taken out of the plan or is back in it.
+    std::function<void(int station, bool alive)> station;
+    /// The line was lost or is back.
+    std::function<void(bool open)> line;
+    /// A cycle of the plan is over.
+    std::function<void()> cycle;
 };
 
 /// Stepwise: it takes time and bytes in and gives bytes and the next due time out, and waits for nothing.
@@ -125,17 +135,22 @@ private:
     std::deque<Operation> queue_;
     StatusQueries queries_;
     Operation current_;
-    bool active_ = false;    ///< current_ is with the driver.
-    bool answered_ = false;  ///< The station gave a sign of life to current_.
+    /// current_ is with the driver.
+    bool active_ = false;
+    /// The station gave a sign of life to current_.
+    bool answered_ = false;
     bool replanNeeded_ = false;
     bool concluding_ = false;
-    int skipped_ = 0;            ///< Operations in a row that were not sent, for the station owes a reply.
-    qint64 stalledUntilUs_ = 0;  ///< All stations owe replies: nothing is begun before that.
+    /// Operations in a row that were not sent, for the station owes a reply.
+    int skipped_ = 0;
+    /// All stations owe replies: nothing is begun before that.
+    qint64 stalledUntilUs_ = 0;
     /// Empty while no cycle of the plan is under way.
     std::optional<qint64> cycleStartUs_;
     HeldReads heldReads_;
     std::vector<HeldOperation> heldOperations_;
-    std::vector<int> changed_;  ///< Kept for its memory.
+    /// Kept for its memory.
+    std::vector<int> changed_;
 };
 
 }  // namespace dx7
