@@ -92,7 +92,11 @@ bool LineRecord::undecidable(const QByteArray& shape, qint64 fromUs, qint64 toUs
     // A surplus answer to code 7 shifts those after it for good, and nothing else can be asked.
     // The echo of code 8 is taken for an answer that never comes.
     const bool echoed = kind.ignores8 && within(inserted_, diagnostic, 0);
-    return uncounted || echoed || (put && within(lost_, shape, fromUs)) ||
+    const bool echoedNow =
+        std::any_of(echoedQueries_.begin(), echoedQueries_.end(), [&](const EchoedQuery& query) {
+            return query.station == dx7::byteAt(shape, 0) && query.atUs >= fromUs && query.atUs <= toUs;
+        });
+    return uncounted || echoed || echoedNow || (put && within(lost_, shape, fromUs)) ||
            (put && within(inserted_, diagnostic, fromUs) &&
             (within(inserted_, status, fromUs) || dx7::repliesLikeItself(dx7::byteAt(shape, 1)))) ||
            ((kind.ignores8 || falseEcho_) && within(inserted_, status, 0)) ||

@@ -38,6 +38,8 @@ public:
     void noteInserted(const QByteArray& shape, qint64 atUs) { inserted_.push_back(Mark{shape, atUs}); }
     /// One that it did not ask for, or asked for long ago, has come.
     void noteInsertion(qint64 atUs) { insertionsUs_.push_back(atUs); }
+    /// An adapter that does not always echo sent a query of code 8 back: byte for byte its answer.
+    void noteEchoedQuery(int station, qint64 atUs) { echoedQueries_.push_back(EchoedQuery{station, atUs}); }
     /// A query of the second master came that may be the host's byte for byte.
     void noteFalseEcho() { falseEcho_ = true; }
 
@@ -58,7 +60,8 @@ public:
     /// such a frame and answers to queries of both kinds after it were. What is put in is on the line up to
     /// 100 ms before it has come. Of a station that answers code 7 alone: an answer to it was put in at any
     /// time; of one that answers no query: a reply was; of one that refuses code 8, so that no answer has a
-    /// counter: a reply and answers of both kinds were.
+    /// counter: a reply and answers of both kinds were. And since `fromUs` the adapter echoed a query of code
+    /// 8 to it, which it does not do with all requests, while late frames of it came.
     bool undecidable(const QByteArray& shape, qint64 fromUs, qint64 toUs) const;
     /// How many frames that the host did not ask for, or asked for long ago, had come by then.
     int insertions(qint64 untilUs) const;
@@ -73,6 +76,11 @@ private:
         qint64 atUs = 0;
     };
 
+    struct EchoedQuery {
+        int station = 0;
+        qint64 atUs = 0;
+    };
+
     QVector<StationKind> stations_;
     std::vector<qint64> readings_;  // When each was taken.
     std::vector<Sent> sent_;
@@ -80,6 +88,7 @@ private:
     std::vector<Mark> lost_;
     std::vector<Mark> inserted_;
     std::vector<qint64> insertionsUs_;
+    std::vector<EchoedQuery> echoedQueries_;
     bool falseEcho_ = false;
 };
 

@@ -79,6 +79,9 @@ void SimulatedLine::send(const QByteArray& frame, bool query, qint64 nowUs) {
         if (active.fault.kind == Fault::Echo && active.random.chance(active.fault.percent)) {
             if (active.fault.percent < 100) {
                 record_.noteInserted(shapeOf(frame), atUs);
+                if (dx7::byteAt(frame, 1) == dx7::DIAGNOSTICS) {
+                    record_.noteEchoedQuery(dx7::byteAt(frame, 0), atUs);
+                }
             }
             deliver(frame, nowUs, "< echo");
             noteInsertion(active.fault.percent < 100);
