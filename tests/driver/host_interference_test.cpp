@@ -1,14 +1,11 @@
 // Hosts that rearrange the driver's lists inside a report, and recipe lists that describe nothing.
 #include <QtCore/QByteArray>
-#include <QtCore/QHash>
 #include <QtCore/QString>
-#include <random>
-#include <unordered_map>
-#include <utility>
 
 #include "data_areas.h"
 #include "line.h"
 #include "support.h"
+#include "twin_stores.h"
 
 using namespace dx7test;
 
@@ -117,62 +114,46 @@ TEST_F(HostInterference, ANegativeRecipeIndexCopiesNothing) {
     EXPECT_EQ(std::vector<unsigned char>(recipeMemory.size(), 0), recipeMemory);
 }
 
-// Long lists are found in by an index, which must not be trusted after a report.
-TEST_F(HostInterference, AnAreaThatGetsItsKeyInsideAReportIsFoundInTheSameCall) {
-    for (int i = 0; i < 40; ++i) {
-        getIndexOfDataArea(1, "CW", i, driver.dataAreas);
+// A hint of where an area was seen must not be trusted after a report.
+class LongStoreInsideAReport : public HostInterference {
+protected:
+    void SetUp() override {
+        HostInterference::SetUp();
+        for (int i = 0; i < LONG_LIST; ++i) {
+            getIndexOfDataArea(1, "CW", i, driver.dataAreas);
+        }
     }
+
+    // Writes bits 0 to 8 of DO: the hook runs after the first, the group of the last comes after it.
+    static void writeTwoGroups() {
+        unsigned char bits[9] = {1, 0, 0, 0, 0, 0, 0, 0, 1};
+        intf_setData(1, "DO", 0, 9, bits, 2);
+    }
+};
+
+TEST_F(LongStoreInsideAReport, AnAreaThatGetsItsKeyIsFoundInTheSameCall) {
     hook = [this](const Report&) {
         hook = nullptr;
         driver.dataAreas[10].regType = "DO";
         driver.dataAreas[10].address = 8;
     };
-    unsigned char bits[9] = {1, 0, 0, 0, 0, 0, 0, 0, 1};
-    intf_setData(1, "DO", 0, 9, bits, 2);
-    EXPECT_EQ(41, driver.dataAreas.size()) << "the group of bit 0 alone is new";
+    writeTwoGroups();
+    EXPECT_EQ(LONG_LIST + 1, driver.dataAreas.size()) << "the group of bit 0 alone is new";
     EXPECT_EQ(1, driver.dataAreas.at(10).writtenValue[0]);
     EXPECT_EQ(1, driver.dataAreas.at(10).writePending);
 }
 
-// Two names whose texts have the same hash value, found by drawing names until a value comes twice. The whole
-// range of characters is needed: among names of few letters a checksum as hash keeps all apart.
-std::pair<QString, QString> namesThatHashAlike() {
-    std::unordered_map<uint, QString> seen;
-    std::mt19937 draw;
-    for (int drawn = 0; drawn < 2000000; ++drawn) {
-        QString name;
-        for (int i = 0; i < 4; ++i)
-            name += QChar(static_cast<ushort>(draw() >> 16));
-        const auto entry = seen.emplace(qHash(name), name).first;
-        if (entry->second != name)
-            return {entry->second, name};
-    }
-    return {};
-}
-
-TEST_F(HostInterference, ItemsOfStationsWhoseKeysHashAlikeStayApart) {
-    for (int i = 0; i < 64; ++i) {
-        getIndexOfDataArea(1, "CW", 16384 + i, driver.dataAreas);
-    }
-    for (int i = 63; i >= 0; --i) {
-        EXPECT_EQ(127 - i, getIndexOfDataArea(2, "CW", i, driver.dataAreas));
-    }
-    EXPECT_EQ(5, getIndexOfDataArea(1, "CW", 16384 + 5, driver.dataAreas));
-    EXPECT_EQ(122, getIndexOfDataArea(2, "CW", 5, driver.dataAreas));
-}
-
-TEST_F(HostInterference, ItemsOfTypesWhoseNamesHashAlikeStayApart) {
-    const std::pair<QString, QString> names = namesThatHashAlike();
-    ASSERT_NE(names.first, names.second);
-    ASSERT_EQ(qHash(names.first), qHash(names.second));
-    for (int i = 0; i < 40; ++i) {
-        getIndexOfDataArea(1, "CW", i, driver.dataAreas);
-    }
-    EXPECT_EQ(40, getIndexOfDataArea(1, names.first, 0, driver.dataAreas));
-    EXPECT_EQ(3, getIndexOfDataArea(1, "CW", 3, driver.dataAreas));
-    EXPECT_EQ(41, getIndexOfDataArea(1, names.second, 0, driver.dataAreas));
-    EXPECT_EQ(3, getIndexOfDataArea(1, "CW", 3, driver.dataAreas));
-    EXPECT_EQ(40, getIndexOfDataArea(1, names.first, 0, driver.dataAreas));
+TEST_F(LongStoreInsideAReport, AnAreaThatMovesIsFoundInTheSameCall) {
+    ASSERT_EQ(LONG_LIST, getIndexOfDataArea(1, "DO", 8, driver.dataAreas));
+    hook = [this](const Report&) {
+        hook = nullptr;
+        swapPlaces(driver.dataAreas, 10, LONG_LIST);
+    };
+    writeTwoGroups();
+    EXPECT_EQ(LONG_LIST + 2, driver.dataAreas.size()) << "the group of bit 0 alone is new";
+    EXPECT_EQ(1, driver.dataAreas.at(10).writtenValue[0]);
+    EXPECT_EQ(1, driver.dataAreas.at(10).writePending);
+    EXPECT_EQ(0, driver.dataAreas.at(LONG_LIST).writePending);
 }
 
 }  // namespace
