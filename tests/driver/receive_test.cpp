@@ -1,7 +1,9 @@
-// Good replies: what they store and report, for every register type.
+// Good replies: what they store and report, for every register type; and the text about a frame.
 #include "receive.h"
 
 #include <QtCore/QByteArray>
+#include <QtCore/QString>
+#include <vector>
 
 #include "line.h"
 #include "support.h"
@@ -11,6 +13,7 @@ using namespace dx7test;
 namespace {
 
 class Receive : public DriverTest {};
+class ReceiveText : public DriverTest {};
 
 TEST_F(Receive, NeverLooksAtStationOrFunctionCode) {
     putReadOnLine("CW", 0, 1);
@@ -245,6 +248,45 @@ TEST_F(Receive, StoresUnderTheStationOfTheFrame) {
     EXPECT_EQ(1, answer(wordReply(1, 3, {5})));
     EXPECT_EQ(5, areaOf("CW", 0, 0x101).value[0]);
     EXPECT_EQ(1, driver.dataAreas.size());
+}
+
+// The text that describes a frame is written over the host's own, whatever that held and even
+// where another text shares its memory.
+TEST_F(ReceiveText, ReplacesWhatTheHostsTextHeld) {
+    putReadOnLine("AI", 0, 1);
+    QByteArray none;
+    QString info =
+        QString("something that is much longer than what the driver has to say about a frame 123456789");
+    const QString shared = info;
+    const int sharedSize = shared.size();
+    EXPECT_EQ(8, intf_dealRcvFrame(none, info));
+    EXPECT_EQ(QString("1#AI0(1)(0)"), info);
+    EXPECT_EQ(sharedSize, shared.size());
+    EXPECT_EQ(8, intf_dealRcvFrame(none, info));
+    EXPECT_EQ(QString("1#AI0(1)(0)"), info);
+    EXPECT_EQ(2, intf_dealRcvFrame(none, info));
+    EXPECT_EQ(0, intf_dealRcvFrame(none, info));
+    EXPECT_TRUE(info.isEmpty());
+    EXPECT_FALSE(info.isNull());
+}
+
+TEST_F(ReceiveText, StaysOutOfMemoryThatTheHostsTextOnlyBorrowed) {
+    putReadOnLine("AI", 0, 1);
+    const std::vector<QChar> borrowed(100, QLatin1Char('x'));
+    QString info = QString::fromRawData(borrowed.data(), static_cast<int>(borrowed.size()));
+    QByteArray none;
+    EXPECT_EQ(8, intf_dealRcvFrame(none, info));
+    EXPECT_EQ(QString("1#AI0(1)(0)"), info);
+    EXPECT_EQ(std::vector<QChar>(100, QLatin1Char('x')), borrowed);
+}
+
+// A host that has the text written over the frame's own type name finds that name empty in it, as it was
+// emptied first.
+TEST_F(ReceiveText, MayBeTheTypeNameOfTheFrameItself) {
+    putReadOnLine("AI", 0, 1);
+    QByteArray none;
+    EXPECT_EQ(8, intf_dealRcvFrame(none, driver.frameList[0].regType));
+    EXPECT_EQ(QString("1#0(1)(0)"), driver.frameList.at(0).regType);
 }
 
 }  // namespace

@@ -6,11 +6,13 @@
 #include <QtCore/QMutex>
 #include <QtCore/QString>
 #include <QtCore/QVector>
+#include <algorithm>
 #include <cstddef>
 #include <cstring>
 #include <type_traits>
 #include <vector>
 
+#include "driver_fields.h"
 #include "recipes.h"
 #include "support.h"
 
@@ -40,7 +42,7 @@ struct Field {
 void expectOrder(const std::vector<Field>& fields, size_t recordSize) {
     size_t end = 0;
     for (const Field& field : fields) {
-        EXPECT_GE(field.offset, end) << field.name << " stands before its predecessor ends";
+        EXPECT_GE(field.offset, end) << field.name << " begins before its predecessor ends";
         EXPECT_LT(field.offset - end, sizeof(void*)) << "something hidden before " << field.name;
         end = field.offset + field.size;
     }
@@ -105,40 +107,10 @@ TEST_F(DriverObject, RegNamesAreFourteenWithFwAndWithoutSwAndFas) {
     EXPECT_EQ(driver.regNames, names);
 }
 
-TEST_F(DriverObject, ItsThirtyOneFieldsStandInTheirOrder) {
-    const std::vector<Field> fields = {
-        FIELD(korvalent_dx7, valueChangeCallback),
-        FIELD(korvalent_dx7, linkId),
-        FIELD(korvalent_dx7, propField1),
-        FIELD(korvalent_dx7, propField2),
-        FIELD(korvalent_dx7, retryCount),
-        FIELD(korvalent_dx7, maxBlockWords),
-        FIELD(korvalent_dx7, hostFlags),
-        FIELD(korvalent_dx7, hostParam2),
-        FIELD(korvalent_dx7, recipeMemory),
-        FIELD(korvalent_dx7, hostMutex),
-        FIELD(korvalent_dx7, pollList),
-        FIELD(korvalent_dx7, writeList),
-        FIELD(korvalent_dx7, conditionList),
-        FIELD(korvalent_dx7, dataAreas),
-        FIELD(korvalent_dx7, recipeVars),
-        FIELD(korvalent_dx7, recipeBlocks),
-        FIELD(korvalent_dx7, recipeBlockStart),
-        FIELD(korvalent_dx7, regNames),
-        FIELD(korvalent_dx7, conditionVar),
-        FIELD(korvalent_dx7, currentVar),
-        FIELD(korvalent_dx7, opKind),
-        FIELD(korvalent_dx7, burstCount),
-        FIELD(korvalent_dx7, reservedA),
-        FIELD(korvalent_dx7, badReplyCount),
-        FIELD(korvalent_dx7, maxBlockBits),
-        FIELD(korvalent_dx7, maxBlockWordsCopy),
-        FIELD(korvalent_dx7, commFailed),
-        FIELD(korvalent_dx7, reservedB),
-        FIELD(korvalent_dx7, reservedC),
-        FIELD(korvalent_dx7, frameList),
-        FIELD(korvalent_dx7, recipeIndex),
-    };
+TEST_F(DriverObject, HasItsThirtyOneFieldsInTheirOrder) {
+#define DRIVER_FIELD(name) FIELD(korvalent_dx7, name),
+    const std::vector<Field> fields = {DX7_DRIVER_FIELDS(DRIVER_FIELD)};
+#undef DRIVER_FIELD
     ASSERT_EQ(fields.size(), 31u);
     expectOrder(fields, sizeof(korvalent_dx7));
 }
@@ -162,7 +134,7 @@ TEST_F(DriverObject, ItsFieldsHaveTheTypesHostsExpect) {
     EXPECT_TRUE((std::is_same<decltype(driver.frameList), QList<FRAME_PRO>>::value));
 }
 
-TEST_F(Records, TheirFieldsStandInTheirOrder) {
+TEST_F(Records, HaveTheirFieldsInTheirOrder) {
     expectOrder({FIELD(VARIABLE, opKind), FIELD(VARIABLE, station), FIELD(VARIABLE, regType),
                  FIELD(VARIABLE, address), FIELD(VARIABLE, count), FIELD(VARIABLE, data)},
                 sizeof(VARIABLE));
@@ -246,6 +218,51 @@ TEST_F(Records, ARequestMadeFromAnotherHasEveryByte) {
     EXPECT_EQ(std::memcmp(copy.data, original.data, sizeof copy.data), 0);
 }
 
+/// A frame in which no two fields are equal.
+FRAME_PRO frameOfDifferentFields() {
+    FRAME_PRO frame;
+    int next = 11;
+    for (int* field : {&frame.sendLen, &frame.expectLen, &frame.dataOffset, &frame.dataCount,
+                       &frame.frameReserved, &frame.opKind, &frame.station, &frame.address, &frame.count}) {
+        *field = next++;
+    }
+    frame.regType = "MOD";
+    fill(frame.sendBuf);
+    std::reverse_copy(frame.sendBuf, frame.sendBuf + sizeof frame.sendBuf, frame.varData);
+    return frame;
+}
+
+void expectFrameOfDifferentFields(const FRAME_PRO& frame) {
+    EXPECT_EQ(frame.sendLen, 11);
+    EXPECT_EQ(frame.expectLen, 12);
+    EXPECT_EQ(frame.dataOffset, 13);
+    EXPECT_EQ(frame.dataCount, 14);
+    EXPECT_EQ(frame.frameReserved, 15);
+    EXPECT_EQ(frame.opKind, 16);
+    EXPECT_EQ(frame.station, 17);
+    EXPECT_EQ(frame.address, 18);
+    EXPECT_EQ(frame.count, 19);
+    EXPECT_EQ(frame.regType, "MOD");
+    unsigned char bytes[DX7_DATA_BYTES];
+    fill(bytes);
+    EXPECT_EQ(std::memcmp(frame.sendBuf, bytes, sizeof bytes), 0);
+    std::reverse(bytes, bytes + sizeof bytes);
+    EXPECT_EQ(std::memcmp(frame.varData, bytes, sizeof bytes), 0);
+}
+
+TEST_F(Records, CopyingAFrameCopiesEveryField) {
+    const FRAME_PRO original = frameOfDifferentFields();
+    FRAME_PRO copy;
+    copy = original;
+    expectFrameOfDifferentFields(copy);
+}
+
+TEST_F(Records, AFrameMadeFromAnotherHasEveryField) {
+    const FRAME_PRO original = frameOfDifferentFields();
+    const FRAME_PRO copy(original);
+    expectFrameOfDifferentFields(copy);
+}
+
 TEST_F(Records, ARecordAssignedToItselfStaysAsItIs) {
     VARIABLE var = request(7, "MOD", -3, 5, 99);
     fill(var.data);
@@ -255,16 +272,10 @@ TEST_F(Records, ARecordAssignedToItselfStaysAsItIs) {
     EXPECT_EQ(itemsOf(var), itemsOf(before));
     EXPECT_EQ(std::memcmp(var.data, before.data, sizeof var.data), 0);
 
-    FRAME_PRO frame;
-    fill(frame.sendBuf);
-    fill(frame.varData);
-    frame.regType = "F";
-    const FRAME_PRO frameBefore(frame);
+    FRAME_PRO frame = frameOfDifferentFields();
     FRAME_PRO& sameFrame = frame;
     frame = sameFrame;
-    EXPECT_EQ(frame.regType, "F");
-    EXPECT_EQ(std::memcmp(frame.sendBuf, frameBefore.sendBuf, sizeof frame.sendBuf), 0);
-    EXPECT_EQ(std::memcmp(frame.varData, frameBefore.varData, sizeof frame.varData), 0);
+    expectFrameOfDifferentFields(frame);
 }
 
 TEST_F(Records, CopyingAKeyAddressCopiesEveryByte) {
@@ -306,15 +317,15 @@ TEST_F(RecipeVariableToRequest, WordsComeFromTheVariablesOwnPlaceInRecipeMemory)
     }
 }
 
-// Behind the request stands what a copy of too many words would reach first.
-TEST_F(RecipeVariableToRequest, NothingBehindTheRequestIsTouched) {
+// A copy of too many words would first reach what follows the request.
+TEST_F(RecipeVariableToRequest, NothingAfterTheRequestIsTouched) {
     std::fill(recipeMemory.begin(), recipeMemory.end(), static_cast<unsigned char>(0xA5));
     struct {
         VARIABLE var;
-        unsigned char behind[4096] = {};
+        unsigned char after[4096] = {};
     } memory;
     rcpAddrToVar(recipeVariable(1, 3, "F", 0, 2000, 0), memory.var, 1);
-    for (const unsigned char byte : memory.behind)
+    for (const unsigned char byte : memory.after)
         ASSERT_EQ(byte, 0);
 }
 
