@@ -8,51 +8,7 @@ is a mistake, and so is an exported name that no header declares. Exit code: 0 t
 import re
 import sys
 
-
-def without_comments(text):
-    return re.sub(r"//[^\n]*|/\*.*?\*/", "", text, flags=re.S)
-
-
-def at_namespace_scope(text):
-    """The text without preprocessor lines and without whatever is in braces; extern "C" { } counts as open."""
-    text = re.sub(r'extern\s+"C"\s*\{', 'extern_c_begins;', text)
-    text = re.sub(r"^\s*#(?:[^\n]*\\\n)*[^\n]*", "", text, flags=re.M)
-    kept, depth = [], 0
-    for character in text:
-        if character == "{":
-            depth += 1
-        elif character == "}":
-            depth = max(depth - 1, 0)
-            if depth == 0:
-                kept.append("{}")
-        elif depth == 0:
-            kept.append(character)
-    return "".join(kept)
-
-
-def declared_in_classes(text):
-    """Member functions that are declared in a class or struct without a body."""
-    names = []
-    for body in re.findall(r"\b(?:class|struct)\s+\w+\s*\{(.*?)\n\};", text, flags=re.S):
-        outside = at_namespace_scope(body)
-        names += re.findall(r"\b(\w+)\s*\([^;{}]*\)\s*(?:const)?\s*;", outside)
-    return [name for name in names if not name.startswith("Q_") and name != "static_assert"]
-
-
-def declared(text):
-    text = without_comments(text)
-    names = declared_in_classes(text)
-    for statement in at_namespace_scope(text).split(";"):
-        statement = statement.split("{}")[-1]
-        if re.search(r"\b(typedef|static_assert|static|enum)\b", statement):
-            continue
-        function = re.search(r"(\w+)\s*\([^()]*\)\s*$", statement)
-        variable = re.search(r"\bextern\b[^()]*?(\w+)\s*$", statement)
-        if function:
-            names.append(function.group(1))
-        elif variable:
-            names.append(variable.group(1))
-    return names
+from declarations import declared_names
 
 
 def exported(version_script):
@@ -69,7 +25,7 @@ def main(arguments):
     names = set()
     for path in arguments[2:]:
         with open(path, encoding="utf-8") as header:
-            names.update(declared(header.read()))
+            names.update(declared_names(header.read()))
     for name in sorted(names - exports):
         print(f"{name} is declared, but the library does not export it: a host cannot link it")
     for name in sorted(exports - names):
