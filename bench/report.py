@@ -169,7 +169,7 @@ def memory(results):
     rows = [[{32: "32-bit ARM", 64: "64-bit x86"}[result["pointer_bits"]], number(result["items"], 0),
              number(result["areas_per_item"], 0), number(result["plan_per_item"], 0),
              number(result["areas_per_item"] + result["plan_per_item"], 0)] for result in results]
-    return table(["heap, bytes per item", "items", "data areas and their index", "polling plan", "together"], rows)
+    return table(["heap, bytes per item", "items", "data areas and hints", "polling plan", "together"], rows)
 
 
 PARTS = {part.__name__: part for part in (transaction, walk, plan, memory, line, monitor, reaction)}
