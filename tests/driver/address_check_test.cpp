@@ -69,7 +69,7 @@ TEST_P(CheckOfType, TheOtherKindIsRefusedBeforeEverythingElse) {
         for (int accessMode : {0, 1, 2}) {
             int start = untouched;
             EXPECT_EQ(intf_checkAddr(GetParam().name, text, &start, GetParam().bits ? 0 : -1, 1, accessMode),
-                      1);
+                      DX7_ADDRESS_KIND_MISMATCH);
             EXPECT_EQ(start, untouched);
         }
     }
@@ -208,13 +208,13 @@ TEST_F(AddressCheck, FiIsInTheReadOnlyListAndFinIsNot) {
         EXPECT_EQ(intf_checkAddr("FI", "0", &start, 0, 1, accessMode), refused ? 6 : 0) << accessMode;
         EXPECT_EQ(intf_checkAddr("FI", "0", &start, -1, 1, accessMode), refused ? 6 : 0) << accessMode;
         EXPECT_EQ(start, untouched);
-        EXPECT_EQ(intf_checkAddr("FIN", "0", &start, 0, 1, accessMode), 0) << accessMode;
+        EXPECT_EQ(intf_checkAddr("FIN", "0", &start, 0, 1, accessMode), DX7_ADDRESS_VALID) << accessMode;
     }
 }
 
 TEST_F(AddressCheck, FiIsSubjectToTheLengthToo) {
     int start = untouched;
-    EXPECT_EQ(intf_checkAddr("FI", "0000", &start, 0, 1, 1), 16);
+    EXPECT_EQ(intf_checkAddr("FI", "0000", &start, 0, 1, 1), DX7_ADDRESS_TOO_LONG);
 }
 
 TEST_F(AddressCheck, OtherUnknownTypesPassWithAnyTextOfThreeCharacters) {
@@ -225,13 +225,15 @@ TEST_F(AddressCheck, OtherUnknownTypesPassWithAnyTextOfThreeCharacters) {
             for (int dataType : {-1, 0, 1}) {
                 for (int accessMode : {0, 1, 2}) {
                     int start = untouched;
-                    EXPECT_EQ(intf_checkAddr(type, text, &start, dataType, INT_MAX, accessMode), 0) << type;
+                    EXPECT_EQ(intf_checkAddr(type, text, &start, dataType, INT_MAX, accessMode),
+                              DX7_ADDRESS_VALID)
+                        << type;
                     EXPECT_EQ(start, untouched);
                 }
             }
         }
         int start = untouched;
-        EXPECT_EQ(intf_checkAddr(type, "0000", &start, 0, 1, 0), 16) << type;
+        EXPECT_EQ(intf_checkAddr(type, "0000", &start, 0, 1, 0), DX7_ADDRESS_TOO_LONG) << type;
         EXPECT_EQ(start, untouched);
     }
 }
@@ -239,8 +241,8 @@ TEST_F(AddressCheck, OtherUnknownTypesPassWithAnyTextOfThreeCharacters) {
 TEST_F(AddressCheck, LengthCountsCharactersNotBytes) {
     int start = untouched;
     const QString threeCharacters = QString::fromUtf8("\xC3\xA4\xC3\xB6\xC3\xBC");
-    EXPECT_EQ(intf_checkAddr("XX", threeCharacters, &start, 0, 1, 0), 0);
-    EXPECT_EQ(intf_checkAddr("AI", threeCharacters, &start, 0, 1, 0), 4);
+    EXPECT_EQ(intf_checkAddr("XX", threeCharacters, &start, 0, 1, 0), DX7_ADDRESS_VALID);
+    EXPECT_EQ(intf_checkAddr("AI", threeCharacters, &start, 0, 1, 0), DX7_ADDRESS_MALFORMED);
     EXPECT_EQ(start, 0);
 }
 

@@ -63,7 +63,9 @@ TEST_P(ValidityOfType, TheOtherKindIsRefusedWhateverTheText) {
             continue;
         for (const char* text : {"1", "0.0.0", "", "abc", "-1", "+5", "99999"}) {
             int start = untouched;
-            EXPECT_EQ(intf_checkAddrValidity(GetParam().name, text, &start, 1, wordAccess), 1) << text;
+            EXPECT_EQ(intf_checkAddrValidity(GetParam().name, text, &start, 1, wordAccess),
+                      DX7_ADDRESS_KIND_MISMATCH)
+                << text;
             EXPECT_EQ(start, untouched);
         }
     }
@@ -187,7 +189,8 @@ TEST_F(AddressValidity, UnknownTypesGiveThreeForEitherKind) {
     for (const char* type : unknownTypes) {
         for (int wordAccess : {0, 1}) {
             int start = untouched;
-            EXPECT_EQ(intf_checkAddrValidity(type, "0", &start, 1, wordAccess), 3) << type;
+            EXPECT_EQ(intf_checkAddrValidity(type, "0", &start, 1, wordAccess), DX7_ADDRESS_UNKNOWN_TYPE)
+                << type;
             EXPECT_EQ(start, untouched);
         }
     }

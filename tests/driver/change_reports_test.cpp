@@ -216,7 +216,7 @@ TEST_F(WordReports, TheHostMayCallTheDriverInsideEveryReport) {
     };
     EXPECT_EQ(change(0, 0xFFFF, 0xFFFF, 7).size(), 19u);
     EXPECT_EQ(driver.dataAreas.size(), 1 + 19 * 200);
-    // The first entry of an empty list, a copy behind it, and replacements of that copy.
+    // The first entry of an empty list, a copy after it, and replacements of that copy.
     EXPECT_EQ(driver.conditionList.size(), 2);
 }
 

@@ -21,7 +21,7 @@ protected:
     ItemsList queue(const QString& regType, int address, int length, int bitOffset = 0, int tag = 3) {
         KEY_ADDRESS key = entry(1, regType, address, length);
         key.bitOffset = bitOffset;
-        EXPECT_EQ(intf_addConditionRead(key, tag), 1);
+        EXPECT_EQ(intf_addConditionRead(key, tag), DX7_DONE);
         return itemsOf(driver.conditionList);
     }
 };
@@ -125,7 +125,7 @@ TEST_F(ConditionReads, TheHostsRecordIsNotModified) {
     EXPECT_EQ(key.data[1023], 7);
 }
 
-TEST_F(ConditionReads, TheSameRequestReplacesAnOlderOneBehindTheFirst) {
+TEST_F(ConditionReads, TheSameRequestReplacesAnOlderOneAfterTheFirst) {
     queue("F", 0, 1, 0, 1);
     queue("F", 5, 1, 0, 2);
     queue("F", 9, 1, 0, 3);

@@ -109,7 +109,7 @@ protected:
     static void writeWord(const char* regType, int address, int value) {
         unsigned char data[2] = {static_cast<unsigned char>(value & 0xFF),
                                  static_cast<unsigned char>(value >> 8)};
-        EXPECT_EQ(1, intf_setData(1, regType, address, 1, data, 2));
+        EXPECT_EQ(DX7_DONE, intf_setData(1, regType, address, 1, data, 2));
     }
 
     static int monitor(std::initializer_list<KEY_ADDRESS> keys) {
@@ -212,7 +212,7 @@ TEST_F(Conversation, AOneOffReadIsSplitAndItsEndReportedOnce) {
         device.registers[0x1300 + i] = 100 + i;
     monitor({entry(1, "SW", 0, 1)});
     KEY_ADDRESS key = entry(1, "CW", 0, 25);
-    EXPECT_EQ(1, intf_addConditionRead(key, 3));
+    EXPECT_EQ(DX7_DONE, intf_addConditionRead(key, 3));
     EXPECT_EQ(1, step());
     EXPECT_EQ(1, step());
     EXPECT_TRUE(takeReports().empty());
@@ -339,7 +339,7 @@ TEST_F(Conversation, ANoisyLineNeverBringsAWrongValue) {
         if (turn % 5 == 0)
             writeWord(turn % 2 == 0 ? "F" : "MOD", turn % 2 == 0 ? turn % 9 : 1 + turn % 2, turn);
         FRAME_PRO frame;
-        ASSERT_EQ(1, intf_getSendFrame(&frame));
+        ASSERT_EQ(DX7_SEND_FRAME, intf_getSendFrame(&frame));
         QByteArray reply = device.reply(frame);
         const unsigned fault = random() % 8;
         if (fault == 0)

@@ -78,7 +78,7 @@ TEST_F(DataAreas, EachPartOfTheKeyCounts) {
     EXPECT_EQ(driver.dataAreas.size(), 7);
 }
 
-TEST_F(DataAreas, AreasStandInTheOrderOfTheirCreation) {
+TEST_F(DataAreas, AreasAreInTheOrderOfTheirCreation) {
     for (int address : {9, 2, 7, 2, 9, -1})
         lookUp(1, "F", address);
     EXPECT_EQ(keys(), (ItemsList{{1, "F", 9, 0}, {1, "F", 2, 0}, {1, "F", 7, 0}, {1, "F", -1, 0}}));
@@ -203,7 +203,7 @@ protected:
     QByteArray read(const QString& regType, int address, int count, int size) {
         QByteArray buffer(size, '\xEE');
         EXPECT_EQ(intf_getData(1, regType, address, count, reinterpret_cast<unsigned char*>(buffer.data())),
-                  1);
+                  DX7_DONE);
         return buffer;
     }
 

@@ -12,7 +12,7 @@
 namespace dx7test {
 namespace {
 
-/// Where FRAME_PRO's fields stand from the text on; those before it stand alike everywhere.
+/// Where FRAME_PRO's fields are from the text on; those before it have the same places everywhere.
 struct FrameTable {
     size_t regType, address, count, varData, size;
 };
@@ -27,7 +27,7 @@ const size_t FRAME_RESERVED = 1040;
 const size_t OP_KIND = 1044;
 const size_t STATION = 1048;
 
-/// Where the fields of KEY_ADDRESS stand that the driver reads, and its other two texts.
+/// Where the fields of KEY_ADDRESS are that the driver reads, and its other two texts.
 struct KeyTable {
     size_t hostText, station, regType, hostText2, address, bitOffset, length, size;
 };
@@ -36,7 +36,7 @@ const KeyTable KEY = sizeof(void*) == 4 ? KeyTable{0, 12, 16, 20, 24, 28, 32, 10
 
 const unsigned char UNTOUCHED = 0xA5;
 
-/// A host's memory for one record, with some bytes after it that belong to somebody else.
+/// A host's memory for one record, with some bytes after it that are not the driver's.
 class RawRecord {
 public:
     explicit RawRecord(size_t size) : size_(size) { std::memset(bytes_, UNTOUCHED, sizeof bytes_); }
@@ -88,9 +88,9 @@ TEST_F(RawFrame, RecordsAreAsLargeAsTheirTables) {
     EXPECT_EQ(sizeof(KEY_ADDRESS), KEY.size);
 }
 
-TEST_F(RawFrame, EveryFieldOfAReadStandsAtItsOffset) {
+TEST_F(RawFrame, EveryFieldOfAReadIsAtItsOffset) {
     driver.conditionList << request(0x12345607, "D", 58, 3, 0x01020304);
-    ASSERT_EQ(getSendFrame(), 1);
+    ASSERT_EQ(getSendFrame(), DX7_SEND_FRAME);
 
     EXPECT_EQ(frame.part(0, 8), withCrc(hex("07 03 D1 02 00 03")));
     EXPECT_EQ(frame.part(8, 1016), QByteArray(1016, '\0'));
@@ -108,10 +108,10 @@ TEST_F(RawFrame, EveryFieldOfAReadStandsAtItsOffset) {
     EXPECT_TRUE(frame.isOnlyItself());
 }
 
-TEST_F(RawFrame, EveryFieldOfAWriteStandsAtItsOffset) {
+TEST_F(RawFrame, EveryFieldOfAWriteIsAtItsOffset) {
     unsigned char values[] = {0x0A, 0x00, 0x02, 0x01};
-    ASSERT_EQ(intf_setData(9, "F", 57, 2, values, -7), 1);
-    ASSERT_EQ(getSendFrame(), 1);
+    ASSERT_EQ(intf_setData(9, "F", 57, 2, values, -7), DX7_DONE);
+    ASSERT_EQ(getSendFrame(), DX7_SEND_FRAME);
 
     EXPECT_EQ(frame.part(0, 13), withCrc(hex("09 10 E1 01 00 02 04 00 0A 01 02")));
     EXPECT_EQ(frame.number(SEND_LEN), 13);
@@ -131,29 +131,29 @@ TEST_F(RawFrame, EveryFieldOfAWriteStandsAtItsOffset) {
 TEST_F(RawFrame, AWholeConversationNeedsNothingButTheBytes) {
     unsigned char values[] = {0x34, 0x12};
     intf_setData(1, "MOD", 1, 1, values, 2);
-    ASSERT_EQ(getSendFrame(), 1);
+    ASSERT_EQ(getSendFrame(), DX7_SEND_FRAME);
     const QByteArray sent = frame.part(0, static_cast<size_t>(frame.number(SEND_LEN)));
     EXPECT_EQ(sent, withCrc(hex("01 06 13 01 12 34")));
 
     QByteArray reply = sent;  // a device acknowledges this function code with an echo
     ASSERT_EQ(reply.size(), frame.number(EXPECT_LEN));
     QString info;
-    EXPECT_EQ(intf_dealRcvFrame(reply, info), 1);
-    EXPECT_EQ(getSendFrame(), 0);
+    EXPECT_EQ(intf_dealRcvFrame(reply, info), DX7_REPLY_GOOD);
+    EXPECT_EQ(getSendFrame(), DX7_SEND_NOTHING);
 }
 
 TEST_F(RawFrame, IsLeftAloneWhenThereIsNothingToSend) {
     const QByteArray before = frame.part(0, frame.size());
-    EXPECT_EQ(getSendFrame(), 0);
+    EXPECT_EQ(getSendFrame(), DX7_SEND_NOTHING);
     EXPECT_EQ(frame.part(0, frame.size()), before);
     EXPECT_TRUE(frame.isOnlyItself());
 }
 
 TEST_F(RawFrame, IsFilledAlikeWhenItIsHandedOutAgain) {
     driver.conditionList << request(1, "AI", 0, 4);
-    ASSERT_EQ(getSendFrame(), 1);
+    ASSERT_EQ(getSendFrame(), DX7_SEND_FRAME);
     const QByteArray first = frame.part(0, frame.size());
-    ASSERT_EQ(getSendFrame(), 1);
+    ASSERT_EQ(getSendFrame(), DX7_SEND_FRAME);
     EXPECT_EQ(frame.part(0, frame.size()), first);
 }
 
@@ -162,7 +162,7 @@ TEST_F(RawFrame, ReleasesTheTextThatTheHostLeftInIt) {
     frame.text(FRAME.regType) = earlier;
     ASSERT_FALSE(earlier.isDetached());
     driver.conditionList << request(1, "AI", 0, 4);
-    ASSERT_EQ(getSendFrame(), 1);
+    ASSERT_EQ(getSendFrame(), DX7_SEND_FRAME);
     EXPECT_TRUE(earlier.isDetached());
     EXPECT_EQ(frame.text(FRAME.regType), QString("AI"));
 }
@@ -193,14 +193,14 @@ TEST_F(RawKey, IsReadAtItsOffsetsAndLeftAsItIs) {
     key.setNumber(KEY.length, 5);
     const QByteArray before = key.part(0, key.size());
 
-    ASSERT_EQ(addConditionRead(42), 1);
+    ASSERT_EQ(addConditionRead(42), DX7_DONE);
     ASSERT_EQ(itemsOf(driver.conditionList), (ItemsList{{0x01020304, "SDO", 3, 5}}));
     EXPECT_EQ(driver.conditionList.at(0).opKind, 42);
     EXPECT_EQ(key.part(0, key.size()), before);
     EXPECT_TRUE(key.isOnlyItself());
 }
 
-TEST_F(RawKey, BitOffsetStandsWhereItChoosesTheBlockLimit) {
+TEST_F(RawKey, BitOffsetIsWhereItChoosesTheBlockLimit) {
     init("1#0#0#3#4");
     key.text(KEY.regType) = QString("SDO");
     key.setNumber(KEY.station, 1);

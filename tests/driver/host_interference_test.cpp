@@ -35,7 +35,7 @@ TEST_F(HostInterference, ALinkStartedAnewInsideAReportOfAReadLeavesNoFrame) {
     putReadOnLine("AI", 0, 2);
     monitorOnly("AI", 0, 2);
     initAnewInside(*this);
-    EXPECT_EQ(1, answer(wordReply(1, 4, {7, 8})));
+    EXPECT_EQ(DX7_REPLY_GOOD, answer(wordReply(1, 4, {7, 8})));
     EXPECT_TRUE(driver.frameList.isEmpty());
     EXPECT_EQ(0, driver.badReplyCount);
     EXPECT_EQ(QString("nothing"), whatIsSent());
@@ -55,7 +55,7 @@ TEST_F(HostInterference, ALinkStartedAnewInsideTheReportOfAFailedWriteEmptiesThe
             driver.writeList.clear();
         }
     };
-    EXPECT_EQ(2, answer(QByteArray()));
+    EXPECT_EQ(DX7_REPLY_GIVEN_UP, answer(QByteArray()));
     EXPECT_EQ(2, seen);
     EXPECT_TRUE(driver.writeList.isEmpty());
     EXPECT_TRUE(driver.frameList.isEmpty());
@@ -64,9 +64,9 @@ TEST_F(HostInterference, ALinkStartedAnewInsideTheReportOfAFailedWriteEmptiesThe
 TEST_F(HostInterference, AWriteOfNothingQueuesNothingWhenThereIsNoBlockLimit) {
     init("1#0#0#3#0");
     unsigned char data[2] = {5, 0};
-    EXPECT_EQ(1, intf_setData(1, "MOD", 1, 0, data, 2));
+    EXPECT_EQ(DX7_DONE, intf_setData(1, "MOD", 1, 0, data, 2));
     EXPECT_TRUE(driver.writeList.isEmpty());
-    EXPECT_EQ(1, intf_setData(1, "MOD", 1, 1, data, 2));
+    EXPECT_EQ(DX7_DONE, intf_setData(1, "MOD", 1, 1, data, 2));
     EXPECT_EQ((ItemsList{{1, "MOD", 1, 1}}), itemsOf(driver.writeList));
 }
 
@@ -74,7 +74,7 @@ TEST_F(HostInterference, ARecipeReadWithoutRecipeVariablesCopiesNothing) {
     requestRecipeRead(1);
     driver.recipeVars.clear();
     ASSERT_EQ(QString("read F10(1)"), whatIsSent());
-    EXPECT_EQ(1, answer(wordReply(1, 3, {0x1234})));
+    EXPECT_EQ(DX7_REPLY_GOOD, answer(wordReply(1, 3, {0x1234})));
     EXPECT_EQ(std::vector<unsigned char>(recipeMemory.size(), 0), recipeMemory);
     EXPECT_TRUE(reports.empty());
     EXPECT_EQ(0, hostFlags[RECIPE_READ_REQUEST]);
@@ -90,7 +90,7 @@ TEST_F(HostInterference, RecipeVariablesThatGoAwayInsideAReportEndTheCopy) {
             driver.recipeVars.resize(1);
         }
     };
-    EXPECT_EQ(1, answer(wordReply(1, 3, {0x1234, 0x5678})));
+    EXPECT_EQ(DX7_REPLY_GOOD, answer(wordReply(1, 3, {0x1234, 0x5678})));
     EXPECT_EQ((Reports{{0, -1, "RWI", 100}}), takeReports());
     EXPECT_EQ(0x34, recipeMemory[200]);
     EXPECT_EQ(0x12, recipeMemory[201]);
@@ -110,7 +110,7 @@ TEST_F(HostInterference, ANegativeRecipeIndexCopiesNothing) {
     requestRecipeRead(2);
     ASSERT_EQ(QString("read F10(2)"), whatIsSent());
     driver.recipeIndex = -1;
-    EXPECT_EQ(1, answer(wordReply(1, 3, {0x1234, 0x5678})));
+    EXPECT_EQ(DX7_REPLY_GOOD, answer(wordReply(1, 3, {0x1234, 0x5678})));
     EXPECT_EQ(std::vector<unsigned char>(recipeMemory.size(), 0), recipeMemory);
 }
 

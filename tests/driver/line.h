@@ -92,7 +92,7 @@ inline void putReadOnLine(const char* regType, int address, int count) {
     driver.pollList.clear();
     driver.pollList << request(1, regType, address, count, 4);
     FRAME_PRO frame;
-    ASSERT_EQ(1, intf_getSendFrame(&frame));
+    ASSERT_EQ(DX7_SEND_FRAME, intf_getSendFrame(&frame));
 }
 
 }  // namespace dx7test

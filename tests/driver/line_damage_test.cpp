@@ -108,7 +108,7 @@ protected:
     }
 
     // The undamaged reply is still welcome afterwards.
-    void expectRecovery() { EXPECT_EQ(1, answer(GetParam().reply)); }
+    void expectRecovery() { EXPECT_EQ(DX7_REPLY_GOOD, answer(GetParam().reply)); }
 
     static void flip(QByteArray& bytes, int bit) {
         bytes.data()[bit / 8] = static_cast<char>(bytes.at(bit / 8) ^ (1 << bit % 8));

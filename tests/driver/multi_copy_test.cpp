@@ -86,10 +86,10 @@ TEST_F(MultiCopy, NoCopiesGiveOne) {
     }
 }
 
-TEST_F(MultiCopy, EntriesAreAppendedBehindWhatTheVectorsHold) {
+TEST_F(MultiCopy, EntriesAreAppendedToWhatTheVectorsHold) {
     texts << "before";
     addresses << 5;
-    EXPECT_EQ(intf_multiCopy("DO", 1, 2, 1, &texts, &addresses), 1);
+    EXPECT_EQ(intf_multiCopy("DO", 1, 2, 1, &texts, &addresses), DX7_COPY_IN_RANGE);
     EXPECT_EQ(texts, (Texts{"before", "1", "2"}));
     EXPECT_EQ(addresses, (Addresses{5, 1, 2}));
 }

@@ -14,7 +14,7 @@ class OutstandingFrame : public DriverTest {
 protected:
     static FRAME_PRO next() {
         FRAME_PRO frame;
-        EXPECT_EQ(1, intf_getSendFrame(&frame));
+        EXPECT_EQ(DX7_SEND_FRAME, intf_getSendFrame(&frame));
         return frame;
     }
 };
@@ -23,7 +23,7 @@ TEST_F(OutstandingFrame, NothingOfALongerFrameBeforeShowsInTheNext) {
     unsigned char words[80];
     std::memset(words, 0xAB, sizeof words);
     intf_setData(1, "F", 0, 40, words, 7);
-    EXPECT_EQ(1, answer(ack(next())));
+    EXPECT_EQ(DX7_REPLY_GOOD, answer(ack(next())));
 
     KEY_ADDRESS key = entry(2, "AI", 0, 1);
     intf_addConditionRead(key, 3);
@@ -42,7 +42,7 @@ TEST_F(OutstandingFrame, ACopyThatTheHostKeptStaysAsItWas) {
     intf_addrMerge(list);
     next();
     const QList<FRAME_PRO> kept = driver.frameList;
-    EXPECT_EQ(1, answer(wordReply(1, 4, {5})));
+    EXPECT_EQ(DX7_REPLY_GOOD, answer(wordReply(1, 4, {5})));
     next();
     ASSERT_EQ(1, kept.size());
     EXPECT_EQ(1, kept.at(0).station);

@@ -81,7 +81,8 @@ struct Draw {
     std::vector<int> stations;
     int lowestAddress, highestAddress;
     int shortest, longest;
-    std::vector<int> limits;  ///< Values of maxBlockWords.
+    /// Values of maxBlockWords.
+    std::vector<int> limits;
 };
 
 void PrintTo(const Draw& draw, std::ostream* out) {

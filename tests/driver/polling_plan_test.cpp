@@ -304,7 +304,7 @@ TEST_F(RecipeBlocks, TheHostsOrderIsKeptAndStartsAreAppended) {
     Keys list = {entry(1, "CW", 10, 1), entry(1, "CW", 11, 1), entry(1, "CW", 0, 1),
                  entry(1, "AI", 0, 1),  entry(1, "AI", 1, 2),  entry(1, "AI", 3, 1)};
     addrMerge(list, MERGE_RECIPE_BLOCKS);
-    // Address 0 behind 10 is no gap, so that entry widens the block to a negative span.
+    // Address 0 after 10 is not a gap, so that entry widens the block to a negative span.
     EXPECT_EQ(itemsOf(list), (ItemsList{{1, "CW", 10, -9}, {1, "AI", 0, 3}, {1, "AI", 3, 1}}));
     EXPECT_EQ(driver.recipeBlockStart, (QList<int>{99, 0, 3, 5}));
 }

@@ -63,7 +63,8 @@ TEST_F(Description, SettingThePropertyPageOnlyEmptiesTheText) {
 
 TEST_F(Properties, FiveFieldsSetTheFiveSettingsAndTheBlockLimits) {
     int out = 77;
-    EXPECT_EQ(intf_initProperty(hostFlags.data(), 0, recipeMemory.data(), &out, "1#0#0#3#64", &mutex), 1);
+    EXPECT_EQ(intf_initProperty(hostFlags.data(), 0, recipeMemory.data(), &out, "1#0#0#3#64", &mutex),
+              DX7_DONE);
     EXPECT_EQ(out, 0);
     EXPECT_EQ(settings(), (Settings{1, 0, 0, 3, 64}));
     EXPECT_EQ(driver.maxBlockWordsCopy, 64);
@@ -178,7 +179,7 @@ TEST_P(InitialisingAgain, TakesTheHostsMemoryAndMutex) {
     unsigned char flags = 0, memory = 0;
     QMutex other;
     int out = -1;
-    EXPECT_EQ(intf_initProperty(&flags, 0x12345678u, &memory, &out, GetParam(), &other), 1);
+    EXPECT_EQ(intf_initProperty(&flags, 0x12345678u, &memory, &out, GetParam(), &other), DX7_DONE);
     EXPECT_EQ(out, 0);
     EXPECT_EQ(driver.hostFlags, &flags);
     EXPECT_EQ(driver.hostParam2, 0x12345678u);
@@ -252,7 +253,7 @@ TEST_F(RecipeAddresses, RecipeBlocksStayEmptySoThatTransfersNeverStart) {
     EXPECT_EQ(driver.recipeIndex, 0);
     hostFlags[RECIPE_WRITE_REQUEST] = 1;
     FRAME_PRO frame;
-    EXPECT_EQ(intf_getSendFrame(&frame), 0);
+    EXPECT_EQ(intf_getSendFrame(&frame), DX7_SEND_NOTHING);
 }
 
 }  // namespace

@@ -37,7 +37,7 @@ struct TypeRow {
     bool bits;
 };
 
-// One row per type and one for a name that is no type; the address 3 is group 0, index 3 of grouped types.
+// One row per type and one for a name that is not a type; the address 3 is group 0, index 3 of grouped types.
 const TypeRow TYPE_ROWS[] = {
     {"CW_bit", 3, 1, 0x1003, true}, {"SW_bit", 3, 2, 0x1103, true}, {"DO", 3, 1, 0x1022, true},
     {"RO", 3, 1, 0x1042, true},     {"SDO", 3, 1, 0x1062, true},    {"DI", 3, 2, 0x1122, true},
@@ -97,7 +97,7 @@ TEST_F(ReadFrame, CarriesEveryFieldOfItsRequest) {
     }
 }
 
-TEST_F(ReadFrame, LeavesNoStrayByteBehindTheRequest) {
+TEST_F(ReadFrame, LeavesNoStrayByteAfterTheRequest) {
     for (const char* regType : {"DO", "CW", "F", "FAS", "unknown"}) {
         const FRAME_PRO frame = built(request(3, regType, 2, 1));
         for (int i = frame.sendLen; i < DX7_DATA_BYTES; ++i)
@@ -211,7 +211,7 @@ TEST_F(ReadFrame, OfStation0StillExpectsAReply) {
     EXPECT_EQ(5, built(request(0, "FAS", 0, 1)).expectLen);
 }
 
-TEST_F(ReadFrame, IsAppendedBehindTheFramesAlreadyThere) {
+TEST_F(ReadFrame, IsAppendedToTheFramesAlreadyThere) {
     getReadFrame(request(1, "DO", 1, 1));
     getReadFrame(request(1, "CW", 0, 1));
     ASSERT_EQ(2, driver.frameList.size());

@@ -68,7 +68,7 @@ TEST_F(ReceiveCallback, SeesTheNewBit) {
         EXPECT_EQ(QByteArray(1, 0), shown("DO", report.address + 1, 1, 1))
             << "the next one is not stored yet";
     };
-    EXPECT_EQ(1, answer(bitReply(1, 1, hex("05"))));
+    EXPECT_EQ(DX7_REPLY_GOOD, answer(bitReply(1, 1, hex("05"))));
     EXPECT_EQ(3, calls);
 }
 
@@ -77,7 +77,7 @@ TEST_F(ReceiveCallback, SeesTheReadBitInsteadOfAPendingOne) {
     areaOf("DO", 8).writtenValue[0] = 0x33;
     putReadOnLine("DO", 8, 1);
     hook = [](const Report&) { EXPECT_EQ(hex("01"), shown("DO", 8, 1, 1)); };
-    EXPECT_EQ(1, answer(bitReply(1, 1, hex("01"))));
+    EXPECT_EQ(DX7_REPLY_GOOD, answer(bitReply(1, 1, hex("01"))));
     EXPECT_EQ(1u, reports.size());
 }
 
@@ -88,7 +88,7 @@ TEST_F(ReceiveCallback, SeesTheNewWord) {
     hook = [](const Report& report) {
         EXPECT_EQ(report.address == 0 ? hex("34 12 00 00") : hex("34 12 78 56"), shown("F", 0, 2, 2));
     };
-    EXPECT_EQ(1, answer(wordReply(1, 3, {0x1234, 0x5678})));
+    EXPECT_EQ(DX7_REPLY_GOOD, answer(wordReply(1, 3, {0x1234, 0x5678})));
     EXPECT_EQ(2u, reports.size());
 }
 
@@ -96,20 +96,20 @@ TEST_F(ReceiveCallback, SeesTheNewStatus) {
     areaOf("FAS", 0).writePending = 1;
     putReadOnLine("FAS", 0, 1);
     hook = [](const Report&) { EXPECT_EQ(hex("5A"), shown("FAS", 0, 1, 1)); };
-    EXPECT_EQ(1, answer(statusReply(1, 0x5A)));
+    EXPECT_EQ(DX7_REPLY_GOOD, answer(statusReply(1, 0x5A)));
     EXPECT_EQ(1u, reports.size());
 }
 
 TEST_F(ReceiveCallback, ComesWhileTheFrameStillWaitsAndAfterCommFailedIsCleared) {
     driver.commFailed = 1;
     putReadOnLine("FAS", 0, 1);
-    EXPECT_EQ(8, answer(QByteArray()));
+    EXPECT_EQ(DX7_REPLY_SEND_AGAIN, answer(QByteArray()));
     hook = [](const Report&) {
         EXPECT_EQ(1, driver.frameList.size());
         EXPECT_EQ(1, driver.badReplyCount);
         EXPECT_EQ(0, driver.commFailed);
     };
-    EXPECT_EQ(1, answer(statusReply(1, 0x5A)));
+    EXPECT_EQ(DX7_REPLY_GOOD, answer(statusReply(1, 0x5A)));
     EXPECT_EQ(1u, reports.size());
 }
 
@@ -117,7 +117,7 @@ TEST_F(ReceiveCallback, MayQueueAnythingDuringAReadOfBits) {
     disturbInEveryReport();
     putReadOnLine("CW_bit", 0, 40);
     driver.pollList << request(1, "SW", 0, 1, 4);
-    EXPECT_EQ(1, answer(bitReply(1, 1, hex("FF 0F A5 5A 81"))));
+    EXPECT_EQ(DX7_REPLY_GOOD, answer(bitReply(1, 1, hex("FF 0F A5 5A 81"))));
     EXPECT_GT(rounds_, 4);
     EXPECT_EQ(hex("01 01 01 01 01 01 01 01 01 01 01 01 00 00 00 00 01 00 01 00 00 01 00 01 "
                   "00 01 00 01 01 00 01 00 01 00 00 00 00 00 00 01"),
@@ -147,7 +147,7 @@ TEST_F(ReceiveCallback, MayQueueAnythingDuringAReadOfWords) {
         if (i > 0)
             expected.push_back({1, 1, "CW_double", i - 1});
     }
-    EXPECT_EQ(1, answer(wordReply(1, 3, words)));
+    EXPECT_EQ(DX7_REPLY_GOOD, answer(wordReply(1, 3, words)));
     EXPECT_EQ(expected, ownReports());
     for (int i = 0; i < 20; ++i)
         EXPECT_EQ(words[i], areaOf("CW", i).value[0] + 256 * areaOf("CW", i).value[1]);
@@ -156,7 +156,7 @@ TEST_F(ReceiveCallback, MayQueueAnythingDuringAReadOfWords) {
 TEST_F(ReceiveCallback, MayQueueAnythingDuringAStatusQuery) {
     disturbInEveryReport();
     putReadOnLine("FAS", 0, 1);
-    EXPECT_EQ(1, answer(statusReply(1, 0x5A)));
+    EXPECT_EQ(DX7_REPLY_GOOD, answer(statusReply(1, 0x5A)));
     EXPECT_EQ((Reports{{1, 1, "FAS", 0}}), ownReports());
     EXPECT_EQ(hex("5A"), shown("FAS", 0, 1, 1));
 }
@@ -169,7 +169,7 @@ TEST_F(ReceiveCallback, MayQueueAnythingDuringARecipeRead) {
     hostFlags[RECIPE_READ_REQUEST] = 1;
     whatIsSent();
     disturbInEveryReport();
-    EXPECT_EQ(1, answer(wordReply(1, 3, {1, 2, 3, 4, 5})));
+    EXPECT_EQ(DX7_REPLY_GOOD, answer(wordReply(1, 3, {1, 2, 3, 4, 5})));
     EXPECT_EQ((Reports{{0, -1, "RWI", 100},
                        {0, -1, "RWI", 101},
                        {0, -1, "RWI", 102},
@@ -188,7 +188,7 @@ TEST_F(ReceiveCallback, MayWriteTheVeryBitItReports) {
         unsigned char off = 0;
         intf_setData(1, "DO", 8, 1, &off, 2);
     };
-    EXPECT_EQ(1, answer(bitReply(1, 1, hex("01"))));
+    EXPECT_EQ(DX7_REPLY_GOOD, answer(bitReply(1, 1, hex("01"))));
     EXPECT_EQ((Reports{{1, 1, "DO", 8}, {1, 1, "DO", 8}}), takeReports());
     EXPECT_EQ(1, areaOf("DO", 8).value[0]);
     EXPECT_EQ(1, areaOf("DO", 8).writePending);
@@ -204,7 +204,7 @@ TEST_F(ReceiveCallback, MayWriteTheVeryWordItReports) {
         unsigned char back[2] = {0x11, 0x22};
         intf_setData(1, "MOD", 1, 1, back, 2);
     };
-    EXPECT_EQ(1, answer(wordReply(1, 3, {0x1234})));
+    EXPECT_EQ(DX7_REPLY_GOOD, answer(wordReply(1, 3, {0x1234})));
     EXPECT_EQ(2u, reports.size());
     EXPECT_EQ(0x34, areaOf("MOD", 1).value[0]);
     EXPECT_EQ(1, areaOf("MOD", 1).writePending);
@@ -226,18 +226,18 @@ TEST_F(ReceiveCallback, MayChangeTheTextItIsGiven) {
         for (int step = 0; step < 3; ++step) {
             const QString sent = whatIsSent();
             if (sent == QString("read CW0(3)")) {
-                EXPECT_EQ(1, answer(wordReply(1, 3, {1, 3, 5})));
+                EXPECT_EQ(DX7_REPLY_GOOD, answer(wordReply(1, 3, {1, 3, 5})));
                 for (int i = 0; i < 3; ++i) {
                     expected.push_back({1, 1, "CW_bit", 16 * i});
                     expected.push_back({1, 1, "CW", i});
                 }
             } else if (sent == QString("read DI1(3)")) {
-                EXPECT_EQ(1, answer(bitReply(1, 2, hex("07"))));
+                EXPECT_EQ(DX7_REPLY_GOOD, answer(bitReply(1, 2, hex("07"))));
                 for (int i = 1; i <= 3; ++i)
                     expected.push_back({1, 1, "DI", i});
             } else {
                 EXPECT_EQ(QString("read FAS0(1)"), sent);
-                EXPECT_EQ(1, answer(statusReply(1, 9)));
+                EXPECT_EQ(DX7_REPLY_GOOD, answer(statusReply(1, 9)));
                 expected.push_back({1, 1, "FAS", 0});
             }
         }

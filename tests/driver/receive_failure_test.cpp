@@ -62,7 +62,7 @@ TEST_F(ReceiveFailure, ThatWillBeRetriedLeavesAllElseAsItIs) {
     driver.pollList << request(1, "SW", 0, 1);
     driver.commFailed = 5;
     const FRAME_PRO before = driver.frameList.first();
-    EXPECT_EQ(8, answer(withCrc(hex("01 83 02"))));
+    EXPECT_EQ(DX7_REPLY_SEND_AGAIN, answer(withCrc(hex("01 83 02"))));
     EXPECT_EQ(sentBytes(before), sentBytes(driver.frameList.first()));
     EXPECT_EQ(1, driver.badReplyCount);
     EXPECT_EQ(5, driver.commFailed);
@@ -79,7 +79,7 @@ TEST_F(ReceiveFailure, IsForgottenByAGoodReply) {
     driver.commFailed = 1;
     EXPECT_EQ(8, fail());
     EXPECT_EQ(8, fail());
-    EXPECT_EQ(1, answer(wordReply(1, 3, {5})));
+    EXPECT_EQ(DX7_REPLY_GOOD, answer(wordReply(1, 3, {5})));
     EXPECT_EQ(0, driver.badReplyCount);
     EXPECT_EQ(0, driver.commFailed);
     putReadOnLine("CW", 0, 1);
@@ -120,7 +120,7 @@ TEST_F(ReceiveFailure, OfBitsLeavesTheMarksBeyondTheFirstBitToOtherItems) {
     EXPECT_EQ(1, areaOf("DI", 1).commError);
     EXPECT_EQ(0, areaOf("DI", 2).commError);
     putReadOnLine("DI", 1, 2);
-    EXPECT_EQ(1, answer(bitReply(1, 2, hex("00"))));
+    EXPECT_EQ(DX7_REPLY_GOOD, answer(bitReply(1, 2, hex("00"))));
     EXPECT_EQ((std::vector<int>{9}), failedItems("DI")) << "a good reply clears its own items only";
 }
 
@@ -167,11 +167,11 @@ TEST_F(ReceiveFailure, IsNotTheEndWhenAGoodReplyLeavesFurtherFrames) {
     driver.pollList << request(1, "SW", 0, 1, 4);
     driver.frameList << driver.frameList.first();
     EXPECT_EQ(8, fail());
-    EXPECT_EQ(1, answer(wordReply(1, 3, {5})));
+    EXPECT_EQ(DX7_REPLY_GOOD, answer(wordReply(1, 3, {5})));
     EXPECT_EQ(0, driver.badReplyCount);
     EXPECT_EQ(1, driver.frameList.size());
     EXPECT_EQ(QString("CW"), driver.pollList.first().regType) << "the operation goes on";
-    EXPECT_EQ(1, answer(wordReply(1, 3, {5})));
+    EXPECT_EQ(DX7_REPLY_GOOD, answer(wordReply(1, 3, {5})));
     EXPECT_EQ(QString("SW"), driver.pollList.first().regType);
 }
 
@@ -179,11 +179,11 @@ TEST_F(ReceiveFailure, OfAWriteToStation0IsAnyAnswerAtAll) {
     unsigned char on = 1;
     intf_setData(0, "DO", 1, 1, &on, 2);
     FRAME_PRO frame;
-    ASSERT_EQ(1, intf_getSendFrame(&frame));
+    ASSERT_EQ(DX7_SEND_FRAME, intf_getSendFrame(&frame));
     EXPECT_EQ(0, frame.expectLen);
-    EXPECT_EQ(8, answer(ack(frame)));
-    EXPECT_EQ(8, answer(hex("00")));
-    EXPECT_EQ(1, answer(QByteArray()));
+    EXPECT_EQ(DX7_REPLY_SEND_AGAIN, answer(ack(frame)));
+    EXPECT_EQ(DX7_REPLY_SEND_AGAIN, answer(hex("00")));
+    EXPECT_EQ(DX7_REPLY_GOOD, answer(QByteArray()));
     EXPECT_TRUE(driver.writeList.isEmpty());
 }
 
@@ -253,7 +253,7 @@ TEST_P(HostileReplies, WithTheRightLengthAndSumAreGood) {
         std::memcpy(buffer.get(), whole.constData(), static_cast<size_t>(length));
         QByteArray reply = QByteArray::fromRawData(buffer.get(), length);
         QString info;
-        EXPECT_EQ(1, intf_dealRcvFrame(reply, info)) << count;
+        EXPECT_EQ(DX7_REPLY_GOOD, intf_dealRcvFrame(reply, info)) << count;
         EXPECT_EQ(whole, reply) << "the host's bytes stay as they are";
     }
 }

@@ -1,5 +1,5 @@
 // A recipe request when no block is left: the previous operation's frame is sent again for as long as the
-// request stands, and ends its operation once more.
+// request is set, and ends its operation once more.
 #include <QtCore/QByteArray>
 #include <QtCore/QString>
 
@@ -40,7 +40,7 @@ TEST_F(RecipeFallback, BuildsTheFrameOfTheOperationInProgress) {
     }
 }
 
-TEST_F(RecipeFallback, IsReachedWhenTheIndexIsBehindTheLastBlock) {
+TEST_F(RecipeFallback, IsReachedWhenTheIndexIsAfterTheLastBlock) {
     driver.recipeBlocks << recipeVariable(1, 1, "F", 0, 1, 0);
     driver.currentVar = request(1, "CW", 0, 1, 4);
     driver.opKind = 4;
@@ -52,7 +52,7 @@ TEST_F(RecipeFallback, IsReachedWhenTheIndexIsBehindTheLastBlock) {
     EXPECT_EQ(QString("write F0(1)"), whatIsSent());
 }
 
-TEST_F(RecipeFallback, AfterAnIdleCallReturns0ForAsLongAsTheRequestStands) {
+TEST_F(RecipeFallback, AfterAnIdleCallReturns0ForAsLongAsTheRequestIsSet) {
     whatIsSent();
     requestRecipe();
     driver.pollList << request(1, "CW", 0, 1, 4);
@@ -61,7 +61,7 @@ TEST_F(RecipeFallback, AfterAnIdleCallReturns0ForAsLongAsTheRequestStands) {
     FRAME_PRO untouched;
     untouched.sendLen = -5;
     for (int i = 0; i < 20; ++i)
-        EXPECT_EQ(0, intf_getSendFrame(&untouched));
+        EXPECT_EQ(DX7_SEND_NOTHING, intf_getSendFrame(&untouched));
     EXPECT_EQ(-5, untouched.sendLen);
     EXPECT_EQ(0, driver.opKind);
     requestRecipe(false);
@@ -124,7 +124,7 @@ TEST_F(RecipeFallback, OfAWriteThatFailsReportsItsOwnItemsOnceWhenTheListIsEmpty
     requestRecipe();
     EXPECT_EQ(QString("write MOD1(1)"), whatIsSent());
     takeReports();
-    EXPECT_EQ(2, answer(QByteArray()));
+    EXPECT_EQ(DX7_REPLY_GIVEN_UP, answer(QByteArray()));
     EXPECT_EQ((Reports{{1, 1, "MOD", 1}}), takeReports());
 }
 
@@ -183,7 +183,7 @@ TEST_F(RecipeFallback, OfABitWriteWithoutItemsWritesOff) {
     unsigned char unused = 1;
     intf_setData(1, "DO", 1, 0, &unused, 2);
     FRAME_PRO frame;
-    ASSERT_EQ(1, intf_getSendFrame(&frame));
+    ASSERT_EQ(DX7_SEND_FRAME, intf_getSendFrame(&frame));
     EXPECT_EQ(withCrc(hex("01 05 10 20 00 00")), sentBytes(frame));
 }
 

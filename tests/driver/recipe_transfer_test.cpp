@@ -42,7 +42,7 @@ TEST_F(RecipeTransfer, WritesABlockFromTheRecipeMemory) {
     driver.burstCount = 2;
     hostFlags[RECIPE_WRITE_REQUEST] = 1;
     FRAME_PRO frame;
-    ASSERT_EQ(1, intf_getSendFrame(&frame));
+    ASSERT_EQ(DX7_SEND_FRAME, intf_getSendFrame(&frame));
     EXPECT_EQ(hex("01 10 E0 10 00 02 04 00 0A 01 02 9B 34"), sentBytes(frame));
     EXPECT_EQ(5, driver.opKind);
     EXPECT_EQ(2, driver.burstCount);
@@ -56,7 +56,7 @@ TEST_F(RecipeTransfer, ReadsABlock) {
     driver.burstCount = 2;
     hostFlags[RECIPE_READ_REQUEST] = 1;
     FRAME_PRO frame;
-    ASSERT_EQ(1, intf_getSendFrame(&frame));
+    ASSERT_EQ(DX7_SEND_FRAME, intf_getSendFrame(&frame));
     EXPECT_EQ(withCrc(hex("01 03 F0 10 00 02")), sentBytes(frame));
     EXPECT_EQ(6, driver.opKind);
     EXPECT_EQ(2, driver.burstCount);
@@ -115,7 +115,7 @@ TEST_F(RecipeTransfer, WriteThatFailsStartsOverAndClearsItsRequest) {
     hostFlags[RECIPE_WRITE_REQUEST] = hostFlags[RECIPE_READ_REQUEST] = 1;
     traffic(1);
     EXPECT_EQ(QString("write F11(1)"), whatIsSent());
-    EXPECT_EQ(2, answer(QByteArray()));
+    EXPECT_EQ(DX7_REPLY_GIVEN_UP, answer(QByteArray()));
     EXPECT_EQ(0, driver.recipeIndex);
     EXPECT_EQ(0, hostFlags[RECIPE_WRITE_REQUEST]);
     EXPECT_EQ(1, hostFlags[RECIPE_READ_REQUEST]);
@@ -126,15 +126,15 @@ TEST_F(RecipeTransfer, ReadStoresTheWordsLowByteFirstAndReportsThem) {
     threeBlocks();
     hostFlags[RECIPE_READ_REQUEST] = 1;
     ASSERT_EQ(QString("read F10(1)"), whatIsSent());
-    EXPECT_EQ(1, answer(wordReply(1, 3, {0x1234})));
+    EXPECT_EQ(DX7_REPLY_GOOD, answer(wordReply(1, 3, {0x1234})));
     EXPECT_EQ(0x1234, word(100));
     EXPECT_EQ((Reports{recipeWord(100)}), takeReports());
     EXPECT_EQ(1, driver.recipeIndex);
     ASSERT_EQ(QString("read F11(1)"), whatIsSent());
-    EXPECT_EQ(1, answer(wordReply(1, 3, {0x5678})));
+    EXPECT_EQ(DX7_REPLY_GOOD, answer(wordReply(1, 3, {0x5678})));
     ASSERT_EQ(QString("read F12(1)"), whatIsSent());
     EXPECT_EQ(1, hostFlags[RECIPE_READ_REQUEST]);
-    EXPECT_EQ(1, answer(wordReply(1, 3, {0x9ABC})));
+    EXPECT_EQ(DX7_REPLY_GOOD, answer(wordReply(1, 3, {0x9ABC})));
     EXPECT_EQ(0x5678, word(101));
     EXPECT_EQ(0x9ABC, word(102));
     EXPECT_EQ(0, word(103));
@@ -153,7 +153,7 @@ TEST_F(RecipeTransfer, ReadOfABlockOfSeveralVariablesPlacesEachByItsAddress) {
     driver.recipeIndex = 1;
     hostFlags[RECIPE_READ_REQUEST] = 1;
     ASSERT_EQ(QString("read F20(3)"), whatIsSent());
-    EXPECT_EQ(1, answer(wordReply(1, 3, {0x1111, 0x2222, 0x3333})));
+    EXPECT_EQ(DX7_REPLY_GOOD, answer(wordReply(1, 3, {0x1111, 0x2222, 0x3333})));
     EXPECT_EQ((Reports{recipeWord(50), recipeWord(40), recipeWord(60)}), takeReports());
     EXPECT_EQ(0x1111, word(50));
     EXPECT_EQ(0x3333, word(40));
@@ -168,7 +168,7 @@ TEST_F(RecipeTransfer, ReadStopsBeforeTheFirstVariableOfTheNextBlock) {
     driver.recipeBlockStart << 0 << 2;
     hostFlags[RECIPE_READ_REQUEST] = 1;
     whatIsSent();
-    EXPECT_EQ(1, answer(wordReply(1, 3, {0x1111, 0x2222, 0x3333})));
+    EXPECT_EQ(DX7_REPLY_GOOD, answer(wordReply(1, 3, {0x1111, 0x2222, 0x3333})));
     EXPECT_EQ(0x2222, word(51));
     EXPECT_EQ(0, word(52));
     EXPECT_EQ((Reports{recipeWord(50), recipeWord(51)}), takeReports());
@@ -180,7 +180,7 @@ TEST_F(RecipeTransfer, ReadOfAnyOtherTypeStores32BitsReversedAndReportsBothWords
     driver.recipeBlockStart << 0;
     hostFlags[RECIPE_READ_REQUEST] = 1;
     ASSERT_EQ(QString("read unknown0(4)"), whatIsSent());
-    EXPECT_EQ(1, answer(wordReply(1, 3, {0x1122, 0x3344, 0x5566, 0x7788})));
+    EXPECT_EQ(DX7_REPLY_GOOD, answer(wordReply(1, 3, {0x1122, 0x3344, 0x5566, 0x7788})));
     EXPECT_EQ(0x3344, word(50));
     EXPECT_EQ(0x1122, word(51));
     EXPECT_EQ(0x7788, word(60));
@@ -198,14 +198,14 @@ TEST_F(RecipeTransfer, ReadBeyondTheReplyStoresZeros) {
     setWord(52, 0xEEEE);
     hostFlags[RECIPE_READ_REQUEST] = 1;
     whatIsSent();
-    EXPECT_EQ(1, answer(wordReply(1, 3, {0x1111})));
+    EXPECT_EQ(DX7_REPLY_GOOD, answer(wordReply(1, 3, {0x1111})));
     EXPECT_EQ(0x1111, word(50));
-    EXPECT_EQ(0, word(51)) << "behind the reply";
+    EXPECT_EQ(0, word(51)) << "after the reply";
     EXPECT_EQ(0, word(52)) << "before the reply";
     EXPECT_EQ((Reports{recipeWord(50), recipeWord(51), recipeWord(52)}), takeReports());
 }
 
-// A variable two registers before the block's first takes what stands before its data: nothing, and the
+// A variable two registers before the block's first takes what is before its data: nothing, and the
 // reply's first byte, which is the station.
 TEST_F(RecipeTransfer, ReadBeforeTheDataTakesTheHeadOfTheReply) {
     driver.recipeVars << recipeVariable(1, 77, "F", 20, 1, 50) << recipeVariable(1, 77, "F", 18, 1, 51)
@@ -215,7 +215,7 @@ TEST_F(RecipeTransfer, ReadBeforeTheDataTakesTheHeadOfTheReply) {
     setWord(51, 0xEEEE);
     hostFlags[RECIPE_READ_REQUEST] = 1;
     whatIsSent();
-    EXPECT_EQ(1, answer(wordReply(77, 3, {0x1111})));
+    EXPECT_EQ(DX7_REPLY_GOOD, answer(wordReply(77, 3, {0x1111})));
     EXPECT_EQ(77, word(51));
     EXPECT_EQ(2 + 256 * 3, word(52)) << "byte count and function code";
 }
@@ -250,7 +250,7 @@ TEST_F(RecipeTransfer, ReadWithBoundsOutsideTheVariablesCopiesNothing) {
         driver.recipeBlockStart = row.starts;
         hostFlags[RECIPE_READ_REQUEST] = 1;
         ASSERT_EQ(QString("read F20(2)"), whatIsSent());
-        EXPECT_EQ(1, answer(wordReply(1, 3, {0x1111, 0x2222})));
+        EXPECT_EQ(DX7_REPLY_GOOD, answer(wordReply(1, 3, {0x1111, 0x2222})));
         EXPECT_EQ(0, word(50));
         EXPECT_EQ(0, word(51));
         EXPECT_TRUE(takeReports().empty());
@@ -263,10 +263,10 @@ TEST_F(RecipeTransfer, ReadThatFailsStartsOverAndClearsItsRequest) {
     driver.retryCount = 1;
     hostFlags[RECIPE_READ_REQUEST] = 1;
     whatIsSent();
-    EXPECT_EQ(1, answer(wordReply(1, 3, {1})));
+    EXPECT_EQ(DX7_REPLY_GOOD, answer(wordReply(1, 3, {1})));
     whatIsSent();
     takeReports();
-    EXPECT_EQ(2, answer(QByteArray()));
+    EXPECT_EQ(DX7_REPLY_GIVEN_UP, answer(QByteArray()));
     EXPECT_EQ(0, driver.recipeIndex);
     EXPECT_EQ(0, hostFlags[RECIPE_READ_REQUEST]);
     EXPECT_TRUE(takeReports().empty());

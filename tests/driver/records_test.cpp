@@ -51,6 +51,20 @@ void expectOrder(const std::vector<Field>& fields, size_t recordSize) {
     EXPECT_LT(recordSize - end, sizeof(void*)) << "something hidden after the last field";
 }
 
+// Hosts that were compiled long ago have these numbers in them; tests elsewhere use the names.
+static_assert(DX7_TYPE_UNKNOWN == 0 && DX7_TYPE_KNOWN == 1, "Dx7TypeResult");
+static_assert(DX7_ADDRESS_VALID == 0 && DX7_ADDRESS_KIND_MISMATCH == 1 && DX7_ADDRESS_OUT_OF_RANGE == 2 &&
+                  DX7_ADDRESS_UNKNOWN_TYPE == 3 && DX7_ADDRESS_MALFORMED == 4 && DX7_ADDRESS_READ_ONLY == 6 &&
+                  DX7_ADDRESS_TOO_LONG == 16,
+              "Dx7AddressResult");
+static_assert(DX7_COPY_UNKNOWN_TYPE == 0 && DX7_COPY_IN_RANGE == 1 && DX7_COPY_CLAMPED == 2, "Dx7CopyResult");
+static_assert(DX7_SEND_NOTHING == 0 && DX7_SEND_FRAME == 1, "Dx7SendResult");
+static_assert(DX7_REPLY_UNEXPECTED == 0 && DX7_REPLY_GOOD == 1 && DX7_REPLY_GIVEN_UP == 2 &&
+                  DX7_REPLY_SEND_AGAIN == 8,
+              "Dx7ReplyResult");
+static_assert(DX7_DONE == 1, "DX7_DONE");
+static_assert(RECIPE_WRITE_REQUEST == 60115 && RECIPE_READ_REQUEST == 60116, "places in the host's memory");
+
 /// What the driver looks like when the program starts, before any test touched it.
 struct FirstState : ::testing::Environment {
     void SetUp() override {

@@ -30,7 +30,7 @@ TEST_P(RegisterTypeRows, HasItsNameInTheList) {
 
 TEST_P(RegisterTypeRows, HasItsFiveDescriptionTexts) {
     QList<QString> texts;
-    EXPECT_EQ(intf_getRegDiscription(GetParam().name, texts), 1);
+    EXPECT_EQ(intf_getRegDiscription(GetParam().name, texts), DX7_TYPE_KNOWN);
     EXPECT_EQ(texts, GetParam().description);
     for (int column = 0; column < 5; ++column) {
         EXPECT_EQ(REG_DESCRIPTION[5 * GetParam().row + column], GetParam().description.at(column));
@@ -56,7 +56,7 @@ TEST_P(RegisterTypeRows, IsFoundByItsExactNameOnly) {
     const QString name = GetParam().name;
     for (const QString& other : {name + " ", " " + name, name + "_", QString(name).append(QChar(0))}) {
         QList<QString> texts;
-        EXPECT_EQ(intf_getRegDiscription(other, texts), 0) << other.toStdString();
+        EXPECT_EQ(intf_getRegDiscription(other, texts), DX7_TYPE_UNKNOWN) << other.toStdString();
         EXPECT_TRUE(texts.isEmpty());
         EXPECT_EQ(registerRow(other), ROW_UNKNOWN);
         EXPECT_EQ(registerType(other).kind, KIND_UNKNOWN);
@@ -88,20 +88,20 @@ const QList<QString> wordNames = {"AI", "FIN", "F", "D", "DE", "CW", "SW", "MOD"
 
 TEST_F(RegisterTypes, TypeZeroListsTheBitTypes) {
     QList<QString> names;
-    EXPECT_EQ(intf_getRegListByType(0, names), 1);
+    EXPECT_EQ(intf_getRegListByType(0, names), DX7_TYPE_KNOWN);
     EXPECT_EQ(names, bitNames);
 }
 
 TEST_F(RegisterTypes, TypeOneListsTheWordTypes) {
     QList<QString> names;
-    EXPECT_EQ(intf_getRegListByType(1, names), 1);
+    EXPECT_EQ(intf_getRegListByType(1, names), DX7_TYPE_KNOWN);
     EXPECT_EQ(names, wordNames);
 }
 
 TEST_F(RegisterTypes, AnyOtherTypeListsNothing) {
     for (int type : {-1, 2, 3, 256, -2147483647 - 1, 2147483647}) {
         QList<QString> names = {"before"};
-        EXPECT_EQ(intf_getRegListByType(type, names), 0) << type;
+        EXPECT_EQ(intf_getRegListByType(type, names), DX7_TYPE_UNKNOWN) << type;
         EXPECT_EQ(names, QList<QString>{"before"}) << type;
     }
 }
@@ -125,11 +125,11 @@ TEST_F(RegisterTypes, DescriptionsAreAppendedToo) {
 TEST_F(RegisterTypes, UnknownNamesHaveNoDescription) {
     for (const char* name : {"cw_bit", "FW", "FI", "XX", "", "fas", "CW_Bit"}) {
         QList<QString> texts = {"before"};
-        EXPECT_EQ(intf_getRegDiscription(name, texts), 0) << name;
+        EXPECT_EQ(intf_getRegDiscription(name, texts), DX7_TYPE_UNKNOWN) << name;
         EXPECT_EQ(texts, QList<QString>{"before"}) << name;
     }
     QList<QString> texts;
-    EXPECT_EQ(intf_getRegDiscription(QString(), texts), 0);
+    EXPECT_EQ(intf_getRegDiscription(QString(), texts), DX7_TYPE_UNKNOWN);
     EXPECT_TRUE(texts.isEmpty());
 }
 

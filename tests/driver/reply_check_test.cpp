@@ -32,7 +32,7 @@ TEST_F(ReplyCheck, WithoutAFrameReturns0AndAnEmptyInfo) {
     QByteArray reply = wordReply(1, 3, {1});
     QString info("earlier");
     driver.badReplyCount = 2;
-    EXPECT_EQ(0, intf_dealRcvFrame(reply, info));
+    EXPECT_EQ(DX7_REPLY_UNEXPECTED, intf_dealRcvFrame(reply, info));
     EXPECT_EQ(QString(""), info);
     EXPECT_EQ(2, driver.badReplyCount);
     EXPECT_TRUE(driver.dataAreas.isEmpty());
@@ -43,15 +43,15 @@ TEST_F(ReplyCheck, DescribesTheFrameAndTheSizeOfTheReplyWhateverTheResult) {
     EXPECT_EQ(QString("read DO100(8)"), whatIsSent());
     QString info;
     QByteArray none;
-    EXPECT_EQ(8, intf_dealRcvFrame(none, info));
+    EXPECT_EQ(DX7_REPLY_SEND_AGAIN, intf_dealRcvFrame(none, info));
     EXPECT_EQ(QString("1#DO100(8)(0)"), info);
     QByteArray wrong(300, 'x');
-    EXPECT_EQ(8, intf_dealRcvFrame(wrong, info));
+    EXPECT_EQ(DX7_REPLY_SEND_AGAIN, intf_dealRcvFrame(wrong, info));
     EXPECT_EQ(QString("1#DO100(8)(300)"), info);
     QByteArray right = bitReply(1, 1, hex("00"));
-    EXPECT_EQ(1, intf_dealRcvFrame(right, info));
+    EXPECT_EQ(DX7_REPLY_GOOD, intf_dealRcvFrame(right, info));
     EXPECT_EQ(QString("1#DO100(8)(6)"), info);
-    EXPECT_EQ(0, intf_dealRcvFrame(right, info));
+    EXPECT_EQ(DX7_REPLY_UNEXPECTED, intf_dealRcvFrame(right, info));
     EXPECT_EQ(QString(""), info);
 }
 
@@ -120,7 +120,7 @@ TEST_F(ReplyCheck, OfTwoBytesComparesThemWithTheStartValueOfTheSum) {
 // zero.
 TEST_F(ReplyCheck, OfOneByteSumsItAnd65534Zeros) {
     const auto sumFrom = [](int first) {
-        return plainCrc(QByteArray(1, static_cast<char>(first)).leftJustified(65535, '\0'));
+        return kit::crcOf(QByteArray(1, static_cast<char>(first)).leftJustified(65535, '\0'));
     };
     // Sums of equally long bytes combine by exclusive or, so those of single bits give all others.
     const quint16 sumOfZero = sumFrom(0);

@@ -1,5 +1,4 @@
-// A long polling plan comes round and round in the same order, whatever the list does inside to avoid
-// shifting.
+// A long polling plan goes round in the same order, again and again.
 #include <QtCore/QList>
 
 #include "line.h"

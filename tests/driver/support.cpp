@@ -2,8 +2,6 @@
 
 #include <cstring>
 
-#include "tests/kit/crc.h"
-
 void PrintTo(const QString& text, std::ostream* out) {
     *out << '"' << text.toUtf8().constData() << '"';
 }
@@ -130,14 +128,6 @@ _DATA_ area(int station, const QString& regType, int address) {
 
 QByteArray hex(const char* digits) {
     return QByteArray::fromHex(QByteArray(digits));
-}
-
-quint16 plainCrc(const QByteArray& bytes) {
-    return kit::crcOf(bytes);
-}
-
-QByteArray withCrc(const QByteArray& bytes) {
-    return kit::withCrc(bytes);
 }
 
 QByteArray bitReply(int station, int functionCode, const QByteArray& packed) {

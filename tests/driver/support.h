@@ -18,6 +18,7 @@
 #include <vector>
 
 #include "korvalent_dx7.h"
+#include "tests/kit/crc.h"
 
 /// GoogleTest shows texts in quotes instead of as bytes.
 void PrintTo(const QString& text, std::ostream* out);
@@ -81,10 +82,7 @@ void swapPlaces(QList<Record>& list, int i, int j) {
 
 /// Bytes of a text of hexadecimal digits; blanks between them are ignored.
 QByteArray hex(const char* digits);
-/// CRC-16 of Modbus, bit by bit, independent of the driver's.
-quint16 plainCrc(const QByteArray& bytes);
-/// `bytes` followed by their CRC, low byte first.
-QByteArray withCrc(const QByteArray& bytes);
+using kit::withCrc;
 
 /// Reply to a read of bits: station, function code, byte count, `packed`, CRC.
 QByteArray bitReply(int station, int functionCode, const QByteArray& packed);
@@ -99,8 +97,8 @@ QByteArray ack(const FRAME_PRO& frame);
 QByteArray sentBytes(const FRAME_PRO& frame);
 
 /// Starts each test with an initialised driver (link 1, retry count 3, blocks of 64), zeroed host memory, no
-/// recipe, no monitored address and an empty record of callbacks; leaves a driver without host pointers
-/// behind.
+/// recipe, no monitored address and an empty record of callbacks; afterwards the driver has no host
+/// pointers.
 class DriverTest : public ::testing::Test {
 protected:
     void SetUp() override;
@@ -115,9 +113,12 @@ protected:
     std::function<void(const Report&)> hook;
     /// Written over the text of every callback when not null, as a host may do.
     QString scribble;
-    Reports reports;                          ///< Callbacks in the order of their arrival.
-    std::vector<unsigned char> hostFlags;     ///< The host's memory, 60200 bytes.
-    std::vector<unsigned char> recipeMemory;  ///< 4096 words.
+    /// Callbacks in the order of their arrival.
+    Reports reports;
+    /// The host's memory, 60200 bytes.
+    std::vector<unsigned char> hostFlags;
+    /// 4096 words.
+    std::vector<unsigned char> recipeMemory;
     QMutex mutex;
 
 private:

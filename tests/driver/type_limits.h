@@ -13,7 +13,8 @@ namespace dx7test {
 struct TypeLimits {
     const char* name;
     bool bits;
-    bool grouped;  ///< Written as group.sub.index.
+    /// Written as group.sub.index.
+    bool grouped;
     int lowest;
     int limit;
 
@@ -42,7 +43,7 @@ inline std::vector<TypeLimits> typesWritten(bool grouped) {
     return types;
 }
 
-/// Names that are no register type for the address checks, "FW" of the driver's own list among them.
+/// Names that are not register types for the address checks, "FW" of the driver's own list among them.
 const char* const unknownTypes[] = {"FW", "FI", "XX", "f", "do", "cw_bit", "", "F ", "CW_bit "};
 
 /// What `*address` holds before a call, to see whether it was written.

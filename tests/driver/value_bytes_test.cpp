@@ -45,7 +45,7 @@ TEST_F(ValueBytes, AWrittenBitIsOne) {
 TEST_F(ValueBytes, AReadWordIsTwo) {
     marked("CW");
     putReadOnLine("CW", 0, 1);
-    EXPECT_EQ(1, answer(wordReply(1, 3, {0x4142})));
+    EXPECT_EQ(DX7_REPLY_GOOD, answer(wordReply(1, 3, {0x4142})));
     EXPECT_EQ(hex("42 41 13 14"), bytesOf(areaOf("CW", 0).value));
     EXPECT_EQ(hex("21 22 23 24"), bytesOf(areaOf("CW", 0).writtenValue));
 }

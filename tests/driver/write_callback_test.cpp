@@ -88,7 +88,7 @@ TEST_F(WriteCallback, OfAWrittenWordNamesItsMonitoredBitsFirst) {
     setWord("CW", 3, 0x8101);
     EXPECT_EQ(expected, takeReports());
     whatIsSent();
-    EXPECT_EQ(2, answer(QByteArray()));
+    EXPECT_EQ(DX7_REPLY_GIVEN_UP, answer(QByteArray()));
     Reports twice(expected);
     twice.insert(twice.end(), expected.begin(), expected.end());
     EXPECT_EQ(twice, takeReports()) << "the fall back to the value read, by frame and by operation";
@@ -152,7 +152,7 @@ TEST_F(WriteCallback, OfAFailedWriteComesOnceBeforeAndOnceAfterTheFrameIsGone) {
     driver.pollList.clear();
     setWord("MOD", 1, 7);
     whatIsSent();
-    EXPECT_EQ(8, answer(QByteArray()));
+    EXPECT_EQ(DX7_REPLY_SEND_AGAIN, answer(QByteArray()));
     takeReports();
     int calls = 0;
     hook = [&](const Report&) {
@@ -163,7 +163,7 @@ TEST_F(WriteCallback, OfAFailedWriteComesOnceBeforeAndOnceAfterTheFrameIsGone) {
         EXPECT_EQ(1, driver.writeList.size()) << "the write leaves the list after its reports";
         EXPECT_EQ(0, shownWord("MOD", 1)) << "it falls back before it is reported";
     };
-    EXPECT_EQ(2, answer(QByteArray()));
+    EXPECT_EQ(DX7_REPLY_GIVEN_UP, answer(QByteArray()));
     EXPECT_EQ(2, calls);
     EXPECT_TRUE(driver.writeList.isEmpty());
 }
@@ -184,7 +184,7 @@ TEST_F(WriteCallback, MayFillTheStoreWhenAWriteFails) {
             fillTheStore(++round);
     };
     EXPECT_EQ(QString("write F0(20)"), whatIsSent());
-    EXPECT_EQ(2, answer(QByteArray()));
+    EXPECT_EQ(DX7_REPLY_GIVEN_UP, answer(QByteArray()));
     EXPECT_EQ(40, round);
     for (int i = 0; i < 20; ++i) {
         EXPECT_EQ(0, areaOf("F", i).writePending);
@@ -194,7 +194,7 @@ TEST_F(WriteCallback, MayFillTheStoreWhenAWriteFails) {
         << "the failed write and no other is gone";
     EXPECT_EQ(QString("write DO0(1)"), whatIsSent());
     round = 0;
-    EXPECT_EQ(2, answer(QByteArray()));
+    EXPECT_EQ(DX7_REPLY_GIVEN_UP, answer(QByteArray()));
     EXPECT_EQ(8, round) << "0x5A has four bits that differ, each reported by frame and by operation";
     EXPECT_EQ(0, areaOf("DO", 0).writePending);
     EXPECT_EQ(9, driver.writeList.first().station);
@@ -211,21 +211,21 @@ TEST_F(WriteCallback, OfAFailedWriteMayWriteAgain) {
         hook = nullptr;
         setWord("MOD", 1, 8);
     };
-    EXPECT_EQ(2, answer(QByteArray()));
+    EXPECT_EQ(DX7_REPLY_GIVEN_UP, answer(QByteArray()));
     ASSERT_EQ((ItemsList{{1, "MOD", 1, 1}}), itemsOf(driver.writeList));
     EXPECT_EQ(8, driver.writeList.first().data[0]);
     EXPECT_EQ(0, areaOf("MOD", 1).writePending)
         << "the end of the operation takes the newer value back as well";
     EXPECT_EQ(3u, reports.size());
     EXPECT_EQ(QString("write MOD1(1)"), whatIsSent());
-    EXPECT_EQ(1, answerWell());
+    EXPECT_EQ(DX7_REPLY_GOOD, answerWell());
     EXPECT_EQ(8, shownWord("MOD", 1));
 }
 
-TEST_F(WriteCallback, OfAConditionReadsEndComesBeforeItLeavesTheListAndTheCountIsReset) {
+TEST_F(WriteCallback, ReportsTheEndOfAConditionReadBeforeItLeavesTheList) {
     queueRead("AI", 0);
     whatIsSent();
-    EXPECT_EQ(8, answer(QByteArray()));
+    EXPECT_EQ(DX7_REPLY_SEND_AGAIN, answer(QByteArray()));
     driver.commFailed = 1;
     hook = [](const Report&) {
         EXPECT_EQ(1, driver.conditionList.size());
@@ -233,17 +233,17 @@ TEST_F(WriteCallback, OfAConditionReadsEndComesBeforeItLeavesTheListAndTheCountI
         EXPECT_EQ(1, driver.badReplyCount);
         EXPECT_EQ(0, driver.commFailed);
     };
-    EXPECT_EQ(1, answer(wordReply(1, 4, {0})));
+    EXPECT_EQ(DX7_REPLY_GOOD, answer(wordReply(1, 4, {0})));
     EXPECT_EQ((Reports{end(0)}), takeReports());
     EXPECT_EQ(0, driver.badReplyCount);
     EXPECT_TRUE(driver.conditionList.isEmpty());
 }
 
-TEST_F(WriteCallback, OfAFailedConditionReadsEndComesAfterTheCountIsReset) {
+TEST_F(WriteCallback, ReportsTheEndOfAFailedConditionReadAfterTheCountIsReset) {
     queueRead("AI", 0);
     whatIsSent();
-    EXPECT_EQ(8, answer(QByteArray()));
-    EXPECT_EQ(8, answer(QByteArray()));
+    EXPECT_EQ(DX7_REPLY_SEND_AGAIN, answer(QByteArray()));
+    EXPECT_EQ(DX7_REPLY_SEND_AGAIN, answer(QByteArray()));
     hook = [](const Report&) {
         EXPECT_EQ(1, driver.conditionList.size());
         EXPECT_TRUE(driver.frameList.isEmpty());
@@ -251,12 +251,12 @@ TEST_F(WriteCallback, OfAFailedConditionReadsEndComesAfterTheCountIsReset) {
         EXPECT_EQ(1, driver.commFailed);
         EXPECT_EQ(1, areaOf("AI", 0).commError);
     };
-    EXPECT_EQ(2, answer(QByteArray()));
+    EXPECT_EQ(DX7_REPLY_GIVEN_UP, answer(QByteArray()));
     EXPECT_EQ((Reports{end(-1)}), takeReports());
     EXPECT_TRUE(driver.conditionList.isEmpty());
 }
 
-TEST_F(WriteCallback, OfAConditionReadsEndMayQueueTheNextWhichStays) {
+TEST_F(WriteCallback, MayQueueTheNextConditionReadAtTheEndOfOne) {
     queueRead("AI", 0);
     whatIsSent();
     hook = [this](const Report&) {
@@ -264,7 +264,7 @@ TEST_F(WriteCallback, OfAConditionReadsEndMayQueueTheNextWhichStays) {
         queueRead("AI", 0);
         queueRead("AI", 3);
     };
-    EXPECT_EQ(1, answerWell());
+    EXPECT_EQ(DX7_REPLY_GOOD, answerWell());
     EXPECT_EQ((Reports{end(0)}), takeReports());
     EXPECT_EQ((ItemsList{{1, "AI", 0, 1}, {1, "AI", 3, 1}}), itemsOf(driver.conditionList));
     EXPECT_EQ(QString("read AI0(1)"), traffic(1));
@@ -273,7 +273,7 @@ TEST_F(WriteCallback, OfAConditionReadsEndMayQueueTheNextWhichStays) {
     EXPECT_EQ((Reports{end(0)}), takeReports());
 }
 
-TEST_F(WriteCallback, OfAFailedConditionReadsEndLosesWhatItQueues) {
+TEST_F(WriteCallback, LosesWhatItQueuesAtTheEndOfAFailedConditionRead) {
     driver.retryCount = 1;
     queueRead("AI", 0);
     whatIsSent();
@@ -282,13 +282,13 @@ TEST_F(WriteCallback, OfAFailedConditionReadsEndLosesWhatItQueues) {
         queueRead("AI", 3);
         setWord("MOD", 1, 5);
     };
-    EXPECT_EQ(2, answer(QByteArray()));
+    EXPECT_EQ(DX7_REPLY_GIVEN_UP, answer(QByteArray()));
     EXPECT_TRUE(driver.conditionList.isEmpty());
     EXPECT_EQ(3, driver.conditionVar.address);
     EXPECT_EQ(QString("write MOD1(1)"), whatIsSent()) << "writes are kept";
 }
 
-TEST_F(WriteCallback, OfAConditionReadsEndMayFillTheLists) {
+TEST_F(WriteCallback, MayFillTheListsAtTheEndOfAConditionRead) {
     queueRead("AI", 0);
     whatIsSent();
     hook = [this](const Report&) {
@@ -296,7 +296,7 @@ TEST_F(WriteCallback, OfAConditionReadsEndMayFillTheLists) {
         for (int round = 1; round < 20; ++round)
             fillTheStore(round);
     };
-    EXPECT_EQ(1, answerWell());
+    EXPECT_EQ(DX7_REPLY_GOOD, answerWell());
     EXPECT_EQ(512, driver.conditionList.size()) << "513 were held when the head left";
     EXPECT_EQ((Items{9, "AI", 1000, 1}), itemsOf(driver.conditionList.first()));
 }
@@ -313,13 +313,13 @@ TEST_F(WriteCallback, OfAWriteMayChangeTheTextItIsGiven) {
     intf_setData(1, "DO", 0, 1, data, 2);
     EXPECT_EQ((Reports{{1, 1, "F", 0}, {1, 1, "F", 1}, {1, 1, "F", 2}, {1, 1, "DO", 0}}), takeReports());
     whatIsSent();
-    EXPECT_EQ(2, answer(QByteArray()));
+    EXPECT_EQ(DX7_REPLY_GIVEN_UP, answer(QByteArray()));
     EXPECT_EQ(
         (Reports{
             {1, 1, "F", 0}, {1, 1, "F", 1}, {1, 1, "F", 2}, {1, 1, "F", 0}, {1, 1, "F", 1}, {1, 1, "F", 2}}),
         takeReports());
     whatIsSent();
-    EXPECT_EQ(2, answer(QByteArray()));
+    EXPECT_EQ(DX7_REPLY_GIVEN_UP, answer(QByteArray()));
     const Report bits[] = {{1, 1, "DO", 0}, {1, 1, "DO", 1}, {1, 1, "DO", 2}};
     EXPECT_EQ((Reports{bits[0], bits[1], bits[2], bits[0], bits[1], bits[2]}), takeReports());
     queueRead("AI", 0);

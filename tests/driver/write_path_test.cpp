@@ -202,7 +202,7 @@ TEST_F(WritePath, OfAWordThatFailedIsReportedTwice) {
     setWord("MOD", 1, 7);
     EXPECT_EQ((Reports{{1, 1, "MOD", 1}}), takeReports());
     EXPECT_EQ(QString("write MOD1(1)"), whatIsSent());
-    EXPECT_EQ(2, answer(QByteArray()));
+    EXPECT_EQ(DX7_REPLY_GIVEN_UP, answer(QByteArray()));
     EXPECT_EQ((Reports{{1, 1, "MOD", 1}, {1, 1, "MOD", 1}}), takeReports())
         << "per frame, then per operation";
     EXPECT_TRUE(driver.writeList.isEmpty());
@@ -217,7 +217,7 @@ TEST_F(WritePath, OfABitThatFailedIsReportedTwice) {
     intf_setData(1, "DO", 0, 1, &on, 2);
     whatIsSent();
     takeReports();
-    EXPECT_EQ(2, answer(QByteArray()));
+    EXPECT_EQ(DX7_REPLY_GIVEN_UP, answer(QByteArray()));
     EXPECT_EQ((Reports{{1, 1, "DO", 0}, {1, 1, "DO", 0}}), takeReports());
 }
 
@@ -228,7 +228,7 @@ TEST_F(WritePath, OfAWordThatFailedWithTheCurrentValueIsNotReported) {
     areaOf("MOD", 1).value[0] = 7;
     setWord("MOD", 1, 7);
     whatIsSent();
-    EXPECT_EQ(2, answer(QByteArray()));
+    EXPECT_EQ(DX7_REPLY_GIVEN_UP, answer(QByteArray()));
     EXPECT_TRUE(takeReports().empty());
 }
 
@@ -237,7 +237,7 @@ TEST_F(WritePath, AcknowledgingAnOlderWriteConfirmsTheNewestValue) {
     whatIsSent();
     setWord("MOD", 1, 9);
     EXPECT_EQ(2, driver.writeList.size());
-    EXPECT_EQ(1, answerWell());
+    EXPECT_EQ(DX7_REPLY_GOOD, answerWell());
     EXPECT_EQ(9, areaOf("MOD", 1).value[0]);
     EXPECT_EQ(0, areaOf("MOD", 1).writePending);
     EXPECT_EQ(QString("write MOD1(1)"), whatIsSent());
@@ -248,9 +248,9 @@ TEST_F(WritePath, OfAFailedWriteLetsTheNextOneBeServed) {
     setWord("MOD", 1, 7);
     setWord("MOD", 2, 8);
     whatIsSent();
-    EXPECT_EQ(2, answer(QByteArray()));
+    EXPECT_EQ(DX7_REPLY_GIVEN_UP, answer(QByteArray()));
     EXPECT_EQ(QString("write MOD2(1)"), whatIsSent());
-    EXPECT_EQ(1, answerWell());
+    EXPECT_EQ(DX7_REPLY_GOOD, answerWell());
     EXPECT_EQ(8, areaOf("MOD", 2).value[0]);
     EXPECT_EQ(0, areaOf("MOD", 1).value[0]);
 }

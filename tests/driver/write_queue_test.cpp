@@ -189,10 +189,10 @@ TEST_F(WriteQueue, OfALocalWriteStaysPendingUntilADifferentValueIsRead) {
     init("1#1#0#3#8");
     set("F", 3, 1);
     putReadOnLine("F", 3, 1);
-    EXPECT_EQ(1, answer(wordReply(1, 3, {0})));
+    EXPECT_EQ(DX7_REPLY_GOOD, answer(wordReply(1, 3, {0})));
     EXPECT_EQ(1, areaOf("F", 3).writePending) << "the value read is the value stored";
     putReadOnLine("F", 3, 1);
-    EXPECT_EQ(1, answer(wordReply(1, 3, {0x55})));
+    EXPECT_EQ(DX7_REPLY_GOOD, answer(wordReply(1, 3, {0x55})));
     EXPECT_EQ(0, areaOf("F", 3).writePending);
 }
 
@@ -251,7 +251,7 @@ TEST_F(WriteQueue, HoldsNoMoreThan513RequestsAndKeepsReplacingTheLast) {
 TEST_F(WriteQueue, GivesTheTagToTheFrame) {
     set("MOD", 1, 1, 4711);
     FRAME_PRO frame;
-    ASSERT_EQ(1, intf_getSendFrame(&frame));
+    ASSERT_EQ(DX7_SEND_FRAME, intf_getSendFrame(&frame));
     EXPECT_EQ(4711, frame.opKind);
     EXPECT_EQ(2, driver.opKind);
 }
@@ -261,7 +261,7 @@ TEST_F(WriteQueue, SendsOnlyTheFirstCoilOfAMultiBitWrite) {
     values[1] = 1;
     set("DO", 1, 2);
     FRAME_PRO frame;
-    ASSERT_EQ(1, intf_getSendFrame(&frame));
+    ASSERT_EQ(DX7_SEND_FRAME, intf_getSendFrame(&frame));
     EXPECT_EQ(withCrc(hex("01 05 10 20 00 00")), sentBytes(frame));
     answerWell();
     EXPECT_EQ(QString("nothing"), whatIsSent());

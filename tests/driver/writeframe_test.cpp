@@ -218,7 +218,7 @@ TEST_F(WriteFrame, CarriesEveryFieldOfItsRequest) {
     }
 }
 
-TEST_F(WriteFrame, IsAppendedBehindTheFramesAlreadyThere) {
+TEST_F(WriteFrame, IsAppendedToTheFramesAlreadyThere) {
     getWriteFrame(request(1, "DO", 1, 1));
     getWriteFrame(request(1, "D", 0, 1));
     getWriteFrame(request(1, "CW", 0, 1));

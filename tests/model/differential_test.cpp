@@ -64,7 +64,7 @@ rc::Gen<differential::OperationPtr> differential::operations() {
 }
 
 int main() {
-    const std::uint64_t wanted = fromEnvironment("DX7_MODEL_OPERATIONS", 100000);
+    const std::uint64_t atLeast = fromEnvironment("DX7_MODEL_OPERATIONS", 100000);
     const std::uint64_t seed = fromEnvironment("DX7_MODEL_SEED", 20260101);
     rc::detail::TestParams params;
     params.maxSuccess = sequencesPerRound;
@@ -74,9 +74,9 @@ int main() {
     metadata.description = metadata.id;
     QuietListener listener;
     // Before anything can crash.
-    std::cout << "comparing at least " << wanted << " operations, seed " << seed << std::endl;
+    std::cout << "comparing at least " << atLeast << " operations, seed " << seed << std::endl;
     std::uint64_t compared = 0;
-    for (params.seed = seed; compared < wanted; ++params.seed) {
+    for (params.seed = seed; compared < atLeast; ++params.seed) {
         differential::Rig::operationsCompared = 0;
         const auto result =
             rc::detail::checkTestable(runSequence, metadata, params, listener,

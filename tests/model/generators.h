@@ -22,7 +22,7 @@ rc::Gen<int> stations();
 rc::Gen<int> addresses();
 /// Small, zero, negative, above the block limits.
 rc::Gen<int> counts();
-/// What users type, and what nobody should.
+/// What users type, rightly and wrongly.
 rc::Gen<model::Text> addressTexts();
 /// "#"-separated property texts, mostly with five numbers.
 rc::Gen<std::string> propertyTexts();

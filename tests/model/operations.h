@@ -45,12 +45,18 @@ rc::Gen<OperationPtr> operationOf(rc::Gen<Value> values) {
 }
 
 // One generator per file of operations.
-rc::Gen<OperationPtr> planOperations();      ///< Properties, merging, condition reads, recipe variables.
-rc::Gen<OperationPtr> valueOperations();     ///< Reading and writing values, choosing the callback's script.
-rc::Gen<OperationPtr> lineOperations();      ///< Frames out, replies in, recipe request flags.
-rc::Gen<OperationPtr> textOperations();      ///< Address checks, multi-copy, descriptions.
-rc::Gen<OperationPtr> editOperations();      ///< Edits of the driver's fields, as a test or a host may make.
-rc::Gen<OperationPtr> internalOperations();  ///< The internal routines, called by name.
+/// Properties, merging, condition reads, recipe variables.
+rc::Gen<OperationPtr> planOperations();
+/// Reading and writing values, choosing the callback's script.
+rc::Gen<OperationPtr> valueOperations();
+/// Frames out, replies in, recipe request flags.
+rc::Gen<OperationPtr> lineOperations();
+/// Address checks, multi-copy, descriptions.
+rc::Gen<OperationPtr> textOperations();
+/// Edits of the driver's fields, as a test or a host may make.
+rc::Gen<OperationPtr> editOperations();
+/// The internal routines, called by name.
+rc::Gen<OperationPtr> internalOperations();
 
 /// All of them, as often as a session of the host would use them.
 rc::Gen<OperationPtr> operations();

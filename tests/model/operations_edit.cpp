@@ -46,7 +46,8 @@ struct EditNumber {
 };
 
 // The driver notices every edit of its areas but one: in a longer list, one that leaves two areas with the
-// same key. Such edits are made in short lists only.
+// same key. Such edits are made only in lists that the driver walks: this is below WALKED_AREAS in
+// driver/data_areas.cpp.
 const std::size_t shortList = 24;
 
 bool mayRepeatKeys(const std::vector<model::DataArea>& areas) {
@@ -68,7 +69,8 @@ struct EditArea {
     int index = 0;
     int field = 0;
     int value = 0;
-    int run = 1;  ///< Areas from that one on that are edited alike.
+    /// Areas from that one on that are edited alike.
+    int run = 1;
     model::Text type;
     void perform(Rig& rig) const {
         const int size = static_cast<int>(rig.model.dataAreas.size());

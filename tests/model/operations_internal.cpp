@@ -100,7 +100,8 @@ struct Changes {
     model::Text type;
     int address = 0;
     int noBitScan = 0;
-    int watch = 0;  ///< What is watched of the word, as a mask of bits and of word flags; 0 leaves it.
+    /// What is watched of the word, as a mask of bits and of word flags; 0 leaves it.
+    int watch = 0;
     void perform(Rig& rig) const {
         const QString name = toQString(type);
         const int index = rig.model.getIndexOfDataArea(station, type, address, rig.model.dataAreas);

@@ -71,7 +71,7 @@ public:
     /// Fails the sequence unless `difference` is empty.
     void agree(const char* what, const std::string& difference) const;
 
-    /// Whether dealing with the head frame would create more data areas than a test wants to pay for.
+    /// Whether dealing with the head frame would create more data areas than a test has the time for.
     bool headIsTooBig() const;
 
     static long long operationsCompared;

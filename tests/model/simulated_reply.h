@@ -10,17 +10,28 @@
 namespace differential {
 
 enum class ReplyKind {
-    Good,            ///< What the device answers in a given state.
-    RandomData,      ///< The right length and CRC, any data.
-    Truncated,       ///< A good reply without its end.
-    Extended,        ///< A good reply with bytes behind it.
-    Corrupted,       ///< A good reply with one byte changed.
-    Exception,       ///< The five bytes of a Modbus exception.
-    Empty,           ///< Nothing came.
-    RandomRightCrc,  ///< Any length, any bytes, the right CRC.
-    RandomBytes,     ///< The right length, any bytes.
-    TwoBytes,        ///< FF FF, the CRC of nothing.
-    Echo             ///< The request itself.
+    /// What the device answers in a given state.
+    Good,
+    /// The right length and CRC, any data.
+    RandomData,
+    /// A good reply without its end.
+    Truncated,
+    /// A good reply with bytes after it.
+    Extended,
+    /// A good reply with one byte changed.
+    Corrupted,
+    /// The five bytes of a Modbus exception.
+    Exception,
+    /// Nothing came.
+    Empty,
+    /// Any length, any bytes, the right CRC.
+    RandomRightCrc,
+    /// The right length, any bytes.
+    RandomBytes,
+    /// FF FF, the CRC of nothing.
+    TwoBytes,
+    /// The request itself.
+    Echo
 };
 
 const char* nameOf(ReplyKind kind);

@@ -1,5 +1,6 @@
 // The two sides as the host sees them from inside the callback, and records on their way from one to the
 // other.
+#include <QtCore/QString>
 #include <cstring>
 
 #include "rig.h"
@@ -21,6 +22,7 @@ public:
         add(area.wordMonitorFlags);
         add(area.bitMonitorMask);
         add(area.station);
+        addText(toText(area.regType));
         add(area.address);
         for (std::size_t i = 0; i < 4; ++i) {
             add(area.value[i]);
@@ -30,6 +32,14 @@ public:
     std::int64_t result() const { return static_cast<std::int64_t>(hash_ >> 1); }
 
 private:
+    static const model::Text& toText(const model::Text& text) { return text; }
+    static model::Text toText(const QString& text) { return differential::toText(text); }
+    void addText(const model::Text& text) {
+        for (const char16_t character : text) {
+            add(character);
+        }
+    }
+
     std::uint64_t hash_ = 0xCBF29CE484222325ULL;
 };
 
@@ -51,8 +61,8 @@ std::vector<std::int64_t> snapshotOf(const Side& side) {
             static_cast<std::int64_t>(side.dataAreas.size()),
             side.conditionVar.address,
             side.currentVar.address,
-            side.hostFlags[60115],
-            side.hostFlags[60116],
+            side.hostFlags[RECIPE_WRITE_REQUEST],
+            side.hostFlags[RECIPE_READ_REQUEST],
             digest.result()};
 }
 

@@ -7,11 +7,16 @@
 #include <vector>
 
 struct LibraryFile {
-    std::vector<std::string> exports;        ///< Names of the defined dynamic symbols, sorted.
-    std::vector<std::string> functions;      ///< Those of them that are functions, sorted.
-    std::vector<std::string> uniqueSymbols;  ///< Those that would bind process-wide, whatever the load flags.
-    std::vector<std::string> needed;         ///< Names of the libraries it asks the loader for, in order.
-    std::string problem;                     ///< Why the file could not be read; empty when it could.
+    /// Names of the defined dynamic symbols, sorted.
+    std::vector<std::string> exports;
+    /// Those of them that are functions, sorted.
+    std::vector<std::string> functions;
+    /// Those that would bind process-wide, whatever the load flags.
+    std::vector<std::string> uniqueSymbols;
+    /// Names of the libraries it asks the loader for, in order.
+    std::vector<std::string> needed;
+    /// Why the file could not be read; empty when it could.
+    std::string problem;
 };
 
 /// Reads the ELF file at `path`, which must be of this machine's own word size.

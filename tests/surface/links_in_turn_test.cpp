@@ -21,7 +21,7 @@ namespace {
 
 const int LINKS = 50;
 const int STEPS = 400;
-const int HOST_FLAGS = 60117;
+const int HOST_FLAGS = RECIPE_READ_REQUEST + 1;
 
 const char* const TYPES[] = {"CW_bit", "SW_bit", "DO", "RO", "SDO", "DI",  "AI",  "FIN",
                              "F",      "D",      "DE", "CW", "SW",  "MOD", "FAS", "XX"};
@@ -73,7 +73,8 @@ public:
             case 9:
                 return recipes(library);
             case 10:
-                flags_[static_cast<std::size_t>(60115 + pick(2))] = static_cast<unsigned char>(pick(2));
+                flags_[static_cast<std::size_t>(RECIPE_WRITE_REQUEST + pick(2))] =
+                    static_cast<unsigned char>(pick(2));
                 return;
             default:
                 return communicate(library);

@@ -36,7 +36,8 @@ public:
     decltype(&intf_dealRcvFrame) dealRcvFrame = nullptr;
     decltype(&intf_getData) getData = nullptr;
     decltype(&intf_setData) setData = nullptr;
-    korvalent_dx7* state = nullptr;  ///< The library's own `driver`.
+    /// The library's own `driver`.
+    korvalent_dx7* state = nullptr;
 
 private:
     template <typename Pointer>

@@ -126,7 +126,7 @@ void recordSecond(int linkId, int station, QString& regType, int address) {
 
 // Host memory for one loaded library.
 struct HostMemory {
-    std::vector<unsigned char> flags = std::vector<unsigned char>(60117, 0);
+    std::vector<unsigned char> flags = std::vector<unsigned char>(RECIPE_READ_REQUEST + 1, 0);
     std::vector<unsigned char> recipes = std::vector<unsigned char>(256, 0);
     QMutex mutex;
 
@@ -145,10 +145,6 @@ KEY_ADDRESS item(int station, const char* regType, int address, int length) {
     key.address = address;
     key.length = length;
     return key;
-}
-
-QByteArray withSum(const QByteArray& bytes) {
-    return kit::withCrc(bytes);
 }
 
 class Surface : public testing::Test {
@@ -203,18 +199,20 @@ TEST_F(Surface, DescribingFunctionsAnswerThroughTheirNamesBeforeAnythingElse) {
     library.setDriverPropertyPage(text);
     EXPECT_EQ(QString(), text);
     QList<QString> names;
-    EXPECT_EQ(1, library.getRegListByType(0, names));
+    EXPECT_EQ(DX7_TYPE_KNOWN, library.getRegListByType(0, names));
     EXPECT_EQ(6, names.size());
-    EXPECT_EQ(1, library.getRegDiscription(QLatin1String("DO"), names));
+    EXPECT_EQ(DX7_TYPE_KNOWN, library.getRegDiscription(QLatin1String("DO"), names));
     EXPECT_EQ(11, names.size());
     int address = -1;
-    EXPECT_EQ(0, library.checkAddrValidity(QLatin1String("DO"), QLatin1String("2"), &address, 1, 0));
+    EXPECT_EQ(DX7_ADDRESS_VALID,
+              library.checkAddrValidity(QLatin1String("DO"), QLatin1String("2"), &address, 1, 0));
     EXPECT_EQ(2, address);
-    EXPECT_EQ(0, library.checkAddr(QLatin1String("SDO"), QLatin1String("8"), &address, -1, 1, 0));
+    EXPECT_EQ(DX7_ADDRESS_VALID,
+              library.checkAddr(QLatin1String("SDO"), QLatin1String("8"), &address, -1, 1, 0));
     EXPECT_EQ(8, address);
     QVector<QString> texts;
     QVector<int> addresses;
-    EXPECT_EQ(1, library.multiCopy(QLatin1String("SDO"), 1, 3, 2, &texts, &addresses));
+    EXPECT_EQ(DX7_COPY_IN_RANGE, library.multiCopy(QLatin1String("SDO"), 1, 3, 2, &texts, &addresses));
     EXPECT_EQ((QVector<int>{1, 3, 5}), addresses);
 }
 
@@ -231,28 +229,28 @@ TEST_F(Surface, AWholeLoopRunsThroughTheNames) {
     monitored << item(1, "CW", 0, 1);
     EXPECT_EQ(1, library.addrMerge(monitored));
     KEY_ADDRESS once = item(1, "SW", 0, 1);
-    EXPECT_EQ(1, library.addConditionRead(once, 3));
+    EXPECT_EQ(DX7_DONE, library.addConditionRead(once, 3));
     unsigned char value[2] = {0x34, 0x12};
-    EXPECT_EQ(1, library.setData(1, QLatin1String("MOD"), 1, 1, value, 2));
+    EXPECT_EQ(DX7_DONE, library.setData(1, QLatin1String("MOD"), 1, 1, value, 2));
 
     FRAME_PRO frame;
     QString info;
-    ASSERT_EQ(1, library.getSendFrame(&frame));
+    ASSERT_EQ(DX7_SEND_FRAME, library.getSendFrame(&frame));
     EXPECT_EQ(0x06, frame.sendBuf[1]);
     QByteArray echo(reinterpret_cast<const char*>(frame.sendBuf), frame.sendLen);
-    EXPECT_EQ(1, library.dealRcvFrame(echo, info));
+    EXPECT_EQ(DX7_REPLY_GOOD, library.dealRcvFrame(echo, info));
     EXPECT_EQ(QLatin1String("1#MOD1(1)(8)"), info);
-    ASSERT_EQ(1, library.getSendFrame(&frame));
+    ASSERT_EQ(DX7_SEND_FRAME, library.getSendFrame(&frame));
     EXPECT_EQ(QLatin1String("SW"), frame.regType);
-    QByteArray reply = withSum(QByteArray::fromHex("0103020001"));
-    EXPECT_EQ(1, library.dealRcvFrame(reply, info));
-    ASSERT_EQ(1, library.getSendFrame(&frame));
+    QByteArray reply = kit::withCrc(QByteArray::fromHex("0103020001"));
+    EXPECT_EQ(DX7_REPLY_GOOD, library.dealRcvFrame(reply, info));
+    ASSERT_EQ(DX7_SEND_FRAME, library.getSendFrame(&frame));
     EXPECT_EQ(QLatin1String("CW"), frame.regType);
-    reply = withSum(QByteArray::fromHex("010302047f"));
-    EXPECT_EQ(1, library.dealRcvFrame(reply, info));
+    reply = kit::withCrc(QByteArray::fromHex("010302047f"));
+    EXPECT_EQ(DX7_REPLY_GOOD, library.dealRcvFrame(reply, info));
 
     unsigned char out[2] = {0, 0};
-    EXPECT_EQ(1, library.getData(1, QLatin1String("CW"), 0, 1, out));
+    EXPECT_EQ(DX7_DONE, library.getData(1, QLatin1String("CW"), 0, 1, out));
     EXPECT_EQ(0x7F, out[0]);
     EXPECT_EQ(0x04, out[1]);
     ASSERT_EQ(2u, changesOfFirst.size());
@@ -276,7 +274,7 @@ TEST_F(Surface, LoadsAndUnloads1000TimesAlwaysAnew) {
             QString page;
             library.getDriverPropertyPage(page);
             kept << page;
-            ASSERT_EQ(1, library.getRegListByType(1, kept));
+            ASSERT_EQ(DX7_TYPE_KNOWN, library.getRegListByType(1, kept));
         }
         ASSERT_FALSE(isLoaded(LIBRARY)) << "still loaded after round " << round;
     }
@@ -298,9 +296,9 @@ TEST_F(Surface, FramesAndPlansOutliveTheLibrary) {
         memory.start(library, "1#0#0#1#16");
         library.setAddrValueChangeCallBack(recordFirst);
         library.addrMerge(monitored);
-        ASSERT_EQ(1, library.getSendFrame(&frame));
-        QByteArray reply = withSum(QByteArray::fromHex("0103020001"));
-        ASSERT_EQ(1, library.dealRcvFrame(reply, info));
+        ASSERT_EQ(DX7_SEND_FRAME, library.getSendFrame(&frame));
+        QByteArray reply = kit::withCrc(QByteArray::fromHex("0103020001"));
+        ASSERT_EQ(DX7_REPLY_GOOD, library.dealRcvFrame(reply, info));
     }
     ASSERT_FALSE(isLoaded(LIBRARY));
     EXPECT_EQ(QLatin1String("SW"), frame.regType);
@@ -335,12 +333,12 @@ TEST_P(TwoCopies, ShareNoState) {
     monitored << item(1, "MOD", 1, 1);
     EXPECT_EQ(1, first.addrMerge(monitored));
     FRAME_PRO frame;
-    EXPECT_EQ(0, second.getSendFrame(&frame));
-    ASSERT_EQ(1, first.getSendFrame(&frame));
+    EXPECT_EQ(DX7_SEND_NOTHING, second.getSendFrame(&frame));
+    ASSERT_EQ(DX7_SEND_FRAME, first.getSendFrame(&frame));
     QString info;
-    QByteArray reply = withSum(QByteArray::fromHex("0103021234"));
-    EXPECT_EQ(0, second.dealRcvFrame(reply, info));
-    EXPECT_EQ(1, first.dealRcvFrame(reply, info));
+    QByteArray reply = kit::withCrc(QByteArray::fromHex("0103021234"));
+    EXPECT_EQ(DX7_REPLY_UNEXPECTED, second.dealRcvFrame(reply, info));
+    EXPECT_EQ(DX7_REPLY_GOOD, first.dealRcvFrame(reply, info));
 
     ASSERT_EQ(1u, changesOfFirst.size());
     EXPECT_EQ(1, changesOfFirst[0].linkId);
@@ -374,7 +372,7 @@ TEST_P(TwoCopies, UnloadingOneLeavesTheOtherAtWork) {
     second.getDriverParameter(parameter);
     EXPECT_TRUE(parameter.endsWith(QLatin1String(",MOD,FAS")));
     QList<QString> texts;
-    EXPECT_EQ(1, second.getRegDiscription(QLatin1String("FAS"), texts));
+    EXPECT_EQ(DX7_TYPE_KNOWN, second.getRegDiscription(QLatin1String("FAS"), texts));
 }
 
 INSTANTIATE_TEST_SUITE_P(LoadFlags, TwoCopies, testing::Values(int(RTLD_LOCAL), int(RTLD_GLOBAL)),

@@ -77,7 +77,7 @@ TEST_F(SendSchedule, WithNothingToDoReturns0AndLeavesTheHostsRecordAlone) {
     driver.opKind = 4;
     driver.burstCount = 3;
     FRAME_PRO frame = sentinelFrame();
-    EXPECT_EQ(0, intf_getSendFrame(&frame));
+    EXPECT_EQ(DX7_SEND_NOTHING, intf_getSendFrame(&frame));
     expectSame(sentinelFrame(), frame);
     EXPECT_EQ(0, driver.opKind);
     EXPECT_EQ(0, driver.burstCount);
@@ -87,7 +87,7 @@ TEST_F(SendSchedule, WithNothingToDoReturns0AndLeavesTheHostsRecordAlone) {
 TEST_F(SendSchedule, OfAWriteThatIsNeverBuiltLeavesTheHostsRecordAlone) {
     driver.writeList << request(1, "AI", 0, 1);
     FRAME_PRO frame = sentinelFrame();
-    EXPECT_EQ(0, intf_getSendFrame(&frame));
+    EXPECT_EQ(DX7_SEND_NOTHING, intf_getSendFrame(&frame));
     expectSame(sentinelFrame(), frame);
 }
 
@@ -97,7 +97,7 @@ TEST_F(SendSchedule, CopiesTheWholeFrameIntoTheHostsRecord) {
         var.data[i] = static_cast<unsigned char>(i * 5 + 9);
     driver.writeList << var;
     FRAME_PRO frame = sentinelFrame();
-    ASSERT_EQ(1, intf_getSendFrame(&frame));
+    ASSERT_EQ(DX7_SEND_FRAME, intf_getSendFrame(&frame));
     ASSERT_EQ(1, driver.frameList.size());
     expectSame(driver.frameList.first(), frame);
     EXPECT_EQ(99, frame.opKind);
@@ -113,7 +113,7 @@ TEST_F(SendSchedule, KeepsTheWholeRequestAsTheCurrentOne) {
     var.data[1023] = 0x77;
     driver.pollList << var;
     FRAME_PRO frame;
-    ASSERT_EQ(1, intf_getSendFrame(&frame));
+    ASSERT_EQ(DX7_SEND_FRAME, intf_getSendFrame(&frame));
     EXPECT_EQ(itemsOf(var), itemsOf(driver.currentVar));
     EXPECT_EQ(4, driver.currentVar.opKind);
     EXPECT_EQ(0x77, driver.currentVar.data[1023]);
@@ -124,13 +124,13 @@ TEST_F(SendSchedule, HandsOutTheSameFrameUntilItIsAnswered) {
     queueWrites(1);
     poll({"CW"});
     FRAME_PRO first;
-    ASSERT_EQ(1, intf_getSendFrame(&first));
+    ASSERT_EQ(DX7_SEND_FRAME, intf_getSendFrame(&first));
     EXPECT_EQ(1, driver.burstCount);
     driver.writeList.clear();
     hostFlags[RECIPE_WRITE_REQUEST] = 1;
     for (int i = 0; i < 10; ++i) {
         FRAME_PRO again = sentinelFrame();
-        ASSERT_EQ(1, intf_getSendFrame(&again));
+        ASSERT_EQ(DX7_SEND_FRAME, intf_getSendFrame(&again));
         expectSame(first, again);
         EXPECT_EQ(1, driver.burstCount);
         EXPECT_EQ(2, driver.opKind);
@@ -260,7 +260,7 @@ TEST_F(SendSchedule, AWriteThatIsNeverBuiltCosts5EmptyCallsBeforeEveryPollTurn) 
     EXPECT_EQ((ItemsList{{1, "DI", 1, 1}}), itemsOf(driver.writeList));
 }
 
-TEST_F(SendSchedule, AWriteThatIsNeverBuiltBlocksEveryWriteAndConditionReadBehindIt) {
+TEST_F(SendSchedule, AWriteThatIsNeverBuiltBlocksEveryWriteAndConditionReadAfterIt) {
     driver.writeList << request(1, "CW", 0, 2);
     queueWrites(1);
     queueConditions(1);
@@ -292,7 +292,7 @@ TEST_F(SendSchedule, EveryTypeThatCannotBeWrittenStaysAtTheHead) {
 TEST_F(SendSchedule, AConditionReadOfAnUnknownTypeIsSentAllTheSame) {
     driver.conditionList << request(1, "unknown", 9, 2, 3);
     FRAME_PRO frame;
-    ASSERT_EQ(1, intf_getSendFrame(&frame));
+    ASSERT_EQ(DX7_SEND_FRAME, intf_getSendFrame(&frame));
     EXPECT_EQ(withCrc(hex("01 03 00 00 00 02")), sentBytes(frame));
 }
 
@@ -303,7 +303,7 @@ TEST_F(SendSchedule, APlanRebuiltWhileAFrameWaitsKeepsTheFrameAndRotatesTheNewLi
     monitored << entry(1, "AI", 0, 1) << entry(1, "FIN", 0, 1) << entry(1, "MOD", 1, 1);
     EXPECT_EQ(3, intf_addrMerge(monitored));
     EXPECT_EQ(QString("read CW0(1)"), whatIsSent());
-    EXPECT_EQ(1, answerWell());
+    EXPECT_EQ(DX7_REPLY_GOOD, answerWell());
     EXPECT_EQ(QString("read FIN0(1), read MOD1(1), read AI0(1)"), traffic(3));
 }
 
@@ -312,7 +312,7 @@ TEST_F(SendSchedule, InitialisationForgetsTheFrameThatWaits) {
     whatIsSent();
     init("1#0#0#3#64");
     EXPECT_EQ(QString("nothing"), whatIsSent());
-    EXPECT_EQ(0, answer(hex("01")));
+    EXPECT_EQ(DX7_REPLY_UNEXPECTED, answer(hex("01")));
 }
 
 TEST_F(SendSchedule, ReadsTheRecipeRequestsUnderTheHostsMutex) {
