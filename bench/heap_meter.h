@@ -1,5 +1,5 @@
 /// \file
-/// How often a program takes memory from the heap, seen by standing in for malloc and its relatives. Only the
+/// How often a program takes memory from the heap, seen by replacing malloc and its relatives. Only the
 /// programs that link heap_meter.cpp are metered, and their libraries with them.
 #ifndef DX7_BENCH_HEAP_METER_H
 #define DX7_BENCH_HEAP_METER_H

@@ -77,8 +77,8 @@ public:
     }
 
     void read(int count) override {
-        const int wanted = done_ + count;
-        while (done_ < wanted) {
+        const int target = done_ + count;
+        while (done_ < target) {
             runner_.turn(poller_.nowUs() + TURN_US);
         }
         if (good_ != done_) {

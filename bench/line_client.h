@@ -12,7 +12,8 @@ namespace dx7bench {
 /// The blocks: the first 40 whole sub-groups of the parameters F, ten registers each.
 const int LINE_BLOCKS = 40;
 const int BLOCK_REGISTERS = 10;
-const int SUBGROUPS_USED = 5;  ///< Whole ones in a group.
+/// Whole ones in a group.
+const int SUBGROUPS_USED = 5;
 
 /// Bytes of a request for a block and of its reply.
 const int REQUEST_BYTES = 8;
@@ -24,9 +25,12 @@ inline int registerOf(int block) {
 }
 
 struct LineSetup {
-    std::string path;  ///< Of the pseudo-terminal.
-    int baud = 0;      ///< Of a paced line, else 0.
-    int tcpPort = 0;   ///< Of a device on this machine, in place of a pseudo-terminal; else 0.
+    /// Of the pseudo-terminal.
+    std::string path;
+    /// Of a paced line, else 0.
+    int baud = 0;
+    /// Of a device on this machine, in place of a pseudo-terminal; else 0.
+    int tcpPort = 0;
 };
 
 /// Seconds that one character takes on a paced line, and the silence that must lie before a request or reply.
@@ -40,7 +44,8 @@ inline double silenceSeconds(int baud) {
 /// What a client has sent besides the requests for the blocks.
 struct Extra {
     double queries = 0;
-    double bytes = 0;  ///< Those of the queries and of their answers.
+    /// Those of the queries and of their answers.
+    double bytes = 0;
 };
 
 /// A client that is connected. Throws std::runtime_error whenever a read fails.

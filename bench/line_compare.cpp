@@ -5,6 +5,7 @@
 /// Every measurement is a process of its own, so that its processor time is the client's alone. The clients
 /// take turns, round after round, all on one processor; the device has another.
 #include <chrono>
+#include <iterator>
 #include <memory>
 #include <string>
 #include <vector>
@@ -24,23 +25,26 @@ using namespace dx7bench;
 struct ClientKind {
     const char* name;
     std::unique_ptr<LineClient> (*make)(const LineSetup&);
+    /// Cycles after which everything is in place; the host proves its first cycles one by one.
+    int warmUpCycles;
 };
 
-// Over TCP the last one is left out.
-const ClientKind CLIENTS[] = {{"dx7", &makeHostClient},
-                              {"libmodbus", &makeLibmodbusClient},
-                              {"bare loop", &makeBareClient},
-                              {"QtSerialBus", &makeSerialBusClient}};
-enum { OURS, LIBMODBUS, BARE, CLIENT_COUNT };
-
-const int HOST_WARM_UP = 4;  // cycles
+// Those that can speak to the device over TCP come first.
+const ClientKind CLIENTS[] = {{"dx7", &makeHostClient, 4},
+                              {"libmodbus", &makeLibmodbusClient, 1},
+                              {"bare loop", &makeBareClient, 1},
+                              {"QtSerialBus", &makeSerialBusClient, 1}};
+enum { OURS, LIBMODBUS };
+const std::size_t TCP_CLIENTS = 3;
 
 /// What carries the frames.
 struct Medium {
     const char* name;
     DeviceProcess::Carrier carrier;
-    int baud;        ///< 0: without a pace.
-    double atLeast;  ///< Seconds that a measurement takes.
+    /// 0: without a pace.
+    int baud;
+    /// Seconds that a measurement takes.
+    double atLeast;
 };
 
 /// What one measurement gives, per transaction where nothing else is said.
@@ -48,9 +52,12 @@ enum Figure {
     TIME,
     PROCESSOR,
     WAKE_UPS,
-    DEVICE_IDLE,  ///< Share of the time.
-    QUERIES,      ///< Per second.
-    QUERY_SHARE,  ///< Of the time, that they took the line.
+    /// Share of the time.
+    DEVICE_IDLE,
+    /// Per second.
+    QUERIES,
+    /// Of the time, that they took the line.
+    QUERY_SHARE,
     FIGURE_COUNT
 };
 
@@ -74,8 +81,7 @@ Figures measure(const ClientKind& kind, const LineSetup& setup, const DeviceProc
                 double shortest) {
     runAsClient();
     const std::unique_ptr<LineClient> client = kind.make(setup);
-    // After them everything is in place; the host proves its first cycles one by one.
-    client->read((kind.make == &makeHostClient ? HOST_WARM_UP : 1) * LINE_BLOCKS);
+    client->read(kind.warmUpCycles * LINE_BLOCKS);
     const double deviceBefore = device.processorSeconds();
     const Extra extraBefore = client->extra();
     const Effort before = effortSoFar();
@@ -150,7 +156,7 @@ void compare(const Medium& medium, int rounds) {
     say(std::string("line: ") + medium.name);
     const DeviceProcess device(medium.baud, medium.carrier);
     const LineSetup setup{device.line(), medium.baud, device.tcpPort()};
-    const std::size_t clients = setup.tcpPort > 0 ? CLIENT_COUNT : CLIENT_COUNT + 1;
+    const std::size_t clients = setup.tcpPort > 0 ? TCP_CLIENTS : std::size(CLIENTS);
     std::vector<Series> series(clients);
     for (int round = 0; round < rounds; ++round) {
         for (std::size_t turn = 0; turn < clients; ++turn) {
@@ -170,7 +176,7 @@ void countSystemCalls() {
     const DeviceProcess device(0, DeviceProcess::Carrier::Tcp);
     const LineSetup setup{std::string(), 0, device.tcpPort()};
     const int transactions = 10 * LINE_BLOCKS;
-    for (std::size_t client = 0; client < CLIENT_COUNT; ++client) {
+    for (std::size_t client = 0; client < TCP_CLIENTS; ++client) {
         const long calls = systemCalls([&]() -> std::function<void()> {
             const std::shared_ptr<LineClient> made = CLIENTS[client].make(setup);
             made->read(LINE_BLOCKS);

@@ -19,10 +19,12 @@ using namespace dx7bench;
 
 enum Shape { SORTED, REVERSED, SHUFFLED, RUNS };
 
+/// The whole runs of 60 that the items have: only F is long enough for more than one.
 QList<KEY_ADDRESS> runsOf60(int items) {
+    const QString type = QString::fromLatin1("F");
     QList<KEY_ADDRESS> list;
     for (const Item& item : deviceItems(items)) {
-        if (item.address % 60 == 0) {
+        if (item.regType == type && item.address % 60 == 0 && item.address + 60 <= 16 * 56) {
             list.append(keyAddress(item.station, item.regType, item.address, 60));
         }
     }

@@ -10,8 +10,10 @@
 namespace dx7bench {
 
 struct Options {
-    int rounds = 11;     ///< Measurements of each kind; their median is what counts.
-    bool quick = false;  ///< Short measurements: show that the program works, not what the host costs.
+    /// Measurements of each kind; their median is what counts.
+    int rounds = 11;
+    /// Short measurements: show that the program works, not what the host costs.
+    bool quick = false;
 };
 
 /// Runs `program` with the options --rounds N and --quick. Returns the exit code: 0 done, 1 failed (with the

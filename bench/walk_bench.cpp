@@ -125,9 +125,12 @@ public:
         }
     }
 
-    std::vector<Item> items;      ///< In polling order, or shuffled.
-    std::vector<Item> wordReads;  ///< The first item of each block of 60 words.
-    std::vector<Item> bitReads;   ///< The first item of each block of 64 bits.
+    /// In polling order, or shuffled.
+    std::vector<Item> items;
+    /// The first item of each block of 60 words.
+    std::vector<Item> wordReads;
+    /// The first item of each block of 64 bits.
+    std::vector<Item> bitReads;
 
 private:
     void findReads(const std::vector<Item>& chosen) {
