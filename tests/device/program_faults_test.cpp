@@ -77,7 +77,7 @@ TEST_F(ProgramFaultsTest, StartFromGivenValues) {
 TEST_F(ProgramFaultsTest, WrongValuesAreNamedWithLineAndColumn) {
     const std::string file = directory.file("start.toml");
     std::ofstream(file) << "[values]\n\"AI:0\" = 1\n\"AI:1\" = 65536\n";
-    const Finished end = runToEnd({DX7_DEVICE_PROGRAM, "--pty", link, "--values", file});
+    const Finished end = runToEnd({deviceProgram, "--pty", link, "--values", file});
     EXPECT_EQ(end.exitCode, 2);
     EXPECT_EQ(end.errors, "dx7-device: " + file + ":3:10: 65536 does not fit into AI: use -32768 to 65535\n");
 }

@@ -22,7 +22,7 @@ namespace {
 namespace fs = std::filesystem;
 
 Finished runDevice(const std::vector<std::string>& arguments) {
-    std::vector<std::string> command{DX7_DEVICE_PROGRAM};
+    std::vector<std::string> command{deviceProgram};
     command.insert(command.end(), arguments.begin(), arguments.end());
     return runToEnd(command);
 }
@@ -144,7 +144,7 @@ TEST_F(PtyLineTest, GoesOnWithoutStandardInput) {
     EXPECT_EQ(Client(link).holding(0xF325), 325);
 
     const std::string other = directory.file("other");
-    Process closed({DX7_DEVICE_PROGRAM, "--pty", other}, false);
+    Process closed({deviceProgram, "--pty", other}, false);
     EXPECT_EQ(closed.readLine(), "ready on " + other + ", stations 1");
     EXPECT_EQ(Client(other).holding(0xF325), 325);
 }

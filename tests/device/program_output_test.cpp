@@ -82,8 +82,7 @@ TEST_P(BlockedOutput, OfTheTraceIsLeft) {
 }
 
 TEST_P(BlockedOutput, OfTheFirstLineIsLeft) {
-    Process device(
-        {"/bin/sh", "-c", "yes | head -c 65536; exec \"$0\" --pty \"$1\"", DX7_DEVICE_PROGRAM, link});
+    Process device({"/bin/sh", "-c", "yes | head -c 65536; exec \"$0\" --pty \"$1\"", deviceProgram, link});
     waitFor(link);
     expectEndsSoon(device, GetParam());
     EXPECT_FALSE(std::filesystem::is_symlink(link));
@@ -105,8 +104,8 @@ protected:
         ASSERT_EQ(openpty(&screen, &terminal, path, nullptr, nullptr), 0);
         fcntl(screen, F_SETFD, FD_CLOEXEC);
         fcntl(terminal, F_SETFD, FD_CLOEXEC);
-        const std::vector<std::string> command{
-            "/bin/sh", "-c", "exec \"$0\" --pty \"$1\" >\"$2\" 2>&1", DX7_DEVICE_PROGRAM, link, path};
+        const std::vector<std::string> command{"/bin/sh",     "-c", "exec \"$0\" --pty \"$1\" >\"$2\" 2>&1",
+                                               deviceProgram, link, path};
         device = std::make_unique<Process>(command);
         waitFor(link);
     }
@@ -152,7 +151,7 @@ TEST(ValuesFile, ThatNeverComesIsLeft) {
     const TemporaryDirectory directory;
     const std::string fifo = directory.file("values");
     ASSERT_EQ(mkfifo(fifo.c_str(), 0600), 0);
-    Process device({DX7_DEVICE_PROGRAM, "--tcp", "0", "--values", fifo});
+    Process device({deviceProgram, "--tcp", "0", "--values", fifo});
     expectEndsSoon(device, SIGTERM, -1);
 }
 
@@ -188,7 +187,7 @@ TEST(Echo, OfArgumentsIsPrintable) {
             {"--pty", directory.file(text) + "/line"},
         };
         for (std::vector<std::string> row : rows) {
-            row.insert(row.begin(), DX7_DEVICE_PROGRAM);
+            row.insert(row.begin(), deviceProgram);
             const Finished end = runToEnd(row);
             EXPECT_EQ(end.exitCode, 2) << row.back();
             expectPrintable(end.errors);
@@ -209,7 +208,7 @@ TEST(Echo, OfAValuesFileIsPrintable) {
     }
     for (const std::string& content : contents) {
         std::ofstream(file) << content;
-        const Finished end = runToEnd({DX7_DEVICE_PROGRAM, "--tcp", "0", "--values", file});
+        const Finished end = runToEnd({deviceProgram, "--tcp", "0", "--values", file});
         EXPECT_EQ(end.exitCode, 2) << content;
         expectPrintable(end.errors);
         EXPECT_EQ(std::count(end.errors.begin(), end.errors.end(), '\n'), 1) << end.errors;
@@ -218,7 +217,7 @@ TEST(Echo, OfAValuesFileIsPrintable) {
 
 TEST(Echo, OfCommandsAndPathsIsPrintable) {
     const TemporaryDirectory directory;
-    Process device({DX7_DEVICE_PROGRAM, "--pty", directory.file("a\x1b[2J\nb")});
+    Process device({deviceProgram, "--pty", directory.file("a\x1b[2J\nb")});
     std::string expected = "ready on " + directory.file("a\\x1b[2J\\x0ab") + ", stations 1";
     EXPECT_EQ(device.readLine(), expected);
     for (const std::string& nasty : NASTY) {

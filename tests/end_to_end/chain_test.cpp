@@ -7,6 +7,7 @@
 #include <string>
 #include <vector>
 
+#include "programs.h"
 #include "tests/kit/device_process.h"
 #include "tests/kit/modbus_client.h"
 #include "tests/kit/temporary_directory.h"
@@ -18,7 +19,7 @@ namespace {
 typedef std::vector<std::string> Words;
 
 Words dx7Command(const std::string& command, const std::string& line, const Words& rest) {
-    Words words = {DX7_PROGRAM, command, "--driver", DX7_LIBRARY, "--serial", line};
+    Words words = {dx7Program, command, "--driver", driverLibrary, "--serial", line};
     words.insert(words.end(), rest.begin(), rest.end());
     return words;
 }
@@ -138,7 +139,7 @@ INSTANTIATE_TEST_SUITE_P(Table, WrongUsage,
                                          Words{"monitor", "--seconds", "0", "AI:0"}));
 
 TEST(WithoutALine, AMissingLibraryIsNamed) {
-    const Finished run = runToEnd({DX7_PROGRAM, "types", "--driver", "/nowhere/libkorvalent_dx7.so"});
+    const Finished run = runToEnd({dx7Program, "types", "--driver", "/nowhere/libkorvalent_dx7.so"});
     EXPECT_EQ(2, run.exitCode);
     EXPECT_NE(std::string::npos, run.errors.find("/nowhere/libkorvalent_dx7.so")) << run.errors;
 }
@@ -150,7 +151,7 @@ TEST(WithoutALine, APortThatCannotBeOpenedIsNamed) {
 }
 
 TEST(WithoutALine, TheTypesAreTheDriversOwn) {
-    const Finished run = runToEnd({DX7_PROGRAM, "types", "--driver", DX7_LIBRARY});
+    const Finished run = runToEnd({dx7Program, "types", "--driver", driverLibrary});
     EXPECT_EQ(0, run.exitCode) << run.errors;
     for (const char* type : {"CW_bit", "SW_bit", "DO", "RO", "SDO", "DI", "AI", "FIN", "F", "D", "DE", "CW",
                              "SW", "MOD", "FAS"}) {

@@ -44,7 +44,7 @@ TEST_P(ClosedDescriptors, LetNothingButRequestsIntoTheLineAndTheRecording) {
         dx7({"read", "F:3.0.20", "F:3.0.21", "--tcp", device.address(), "--record", recording});
     EXPECT_EQ(exitCode(), read.exitCode) << read.errors;
     expectReason(read);
-    const Finished replay = runToEnd({DX7_PROGRAM, "replay", recording});
+    const Finished replay = runToEnd({dx7Program, "replay", recording});
     EXPECT_EQ(0, replay.exitCode) << replay.errors;
     EXPECT_NE(std::string::npos, replay.output.find("read holding registers: 7 7")) << replay.output;
     const Finished write = dx7({"write", "F:3.0.20=500", "--verify", "--tcp", device.address()});

@@ -280,7 +280,7 @@ TEST_F(Disk, ARecordingNeverOverwritesWhatTheCommandUses) {
     const std::string line = disk("line.toml");
     const std::string driver = disk("driver.so");
     writeFile(line, "[line]\nserial = \"" + rig.file("line") + "\"\n");
-    fs::copy_file(DX7_LIBRARY, driver);
+    fs::copy_file(driverLibrary, driver);
     ASSERT_EQ(0, rig.dx7({"params", "save", saved, "--groups", "3"}).exitCode);
     rig.stopDevice();
     rig.startDevice();
@@ -291,30 +291,30 @@ TEST_F(Disk, ARecordingNeverOverwritesWhatTheCommandUses) {
     const std::string before = readFile(line) + readFile(driver) + readFile(saved);
     const std::string spelled = folder + "/./../disk/new.toml";
     const std::vector<Words> commands{
-        {"read", "AI:0", "-c", line, "--driver", DX7_LIBRARY, "--record", line},
-        {"read", "AI:0", "-c", line, "--driver", DX7_LIBRARY, "--record", disk("link")},
-        {"read", "AI:0", "-c", disk("link"), "--driver", DX7_LIBRARY, "--record", disk("second")},
+        {"read", "AI:0", "-c", line, "--driver", driverLibrary, "--record", line},
+        {"read", "AI:0", "-c", line, "--driver", driverLibrary, "--record", disk("link")},
+        {"read", "AI:0", "-c", disk("link"), "--driver", driverLibrary, "--record", disk("second")},
         {"monitor", "AI:0", "-c", line, "--driver", driver, "--record", driver},
-        {"scan", "-c", line, "--driver", DX7_LIBRARY, "--record", rig.file("line")},
-        {"params", "load", saved, "-c", line, "--driver", DX7_LIBRARY, "--record", saved},
-        {"params", "diff", saved, "-c", line, "--driver", DX7_LIBRARY, "--record", disk("second.toml")},
-        {"params", "save", saved, "-c", line, "--driver", DX7_LIBRARY, "--record", disk("second.toml")},
-        {"params", "save", spelled, "-c", line, "--driver", DX7_LIBRARY, "--record", disk("new.toml")},
-        {"params", "save", disk("new.toml"), "-c", line, "--driver", DX7_LIBRARY, "--record",
+        {"scan", "-c", line, "--driver", driverLibrary, "--record", rig.file("line")},
+        {"params", "load", saved, "-c", line, "--driver", driverLibrary, "--record", saved},
+        {"params", "diff", saved, "-c", line, "--driver", driverLibrary, "--record", disk("second.toml")},
+        {"params", "save", saved, "-c", line, "--driver", driverLibrary, "--record", disk("second.toml")},
+        {"params", "save", spelled, "-c", line, "--driver", driverLibrary, "--record", disk("new.toml")},
+        {"params", "save", disk("new.toml"), "-c", line, "--driver", driverLibrary, "--record",
          disk("new-link")},
-        {"params", "save", line, "-c", line, "--driver", DX7_LIBRARY},
-        {"params", "save", disk("second"), "-c", disk("link"), "--driver", DX7_LIBRARY},
+        {"params", "save", line, "-c", line, "--driver", driverLibrary},
+        {"params", "save", disk("second"), "-c", disk("link"), "--driver", driverLibrary},
         {"params", "save", driver, "-c", line, "--driver", driver}};
     for (const Words& words : commands) {
-        Words command{DX7_PROGRAM};
+        Words command{dx7Program};
         command.insert(command.end(), words.begin(), words.end());
         const Finished run = runToEnd(command);
         EXPECT_EQ(2, run.exitCode) << words.back() << run.errors;
         EXPECT_NE(std::string::npos, run.errors.find(" would overwrite ")) << words.back() << run.errors;
         EXPECT_EQ(before, readFile(line) + readFile(driver) + readFile(saved)) << words.back();
     }
-    const Finished byVariable = runToEnd(inShell(
-        "export DX7_DRIVER=" + driver, {DX7_PROGRAM, "read", "AI:0", "-c", line, "--record", driver}));
+    const Finished byVariable = runToEnd(
+        inShell("export DX7_DRIVER=" + driver, {dx7Program, "read", "AI:0", "-c", line, "--record", driver}));
     EXPECT_EQ(2, byVariable.exitCode) << byVariable.errors;
     const Finished printed =
         runToEnd(inShell("exec >" + disk("out"), rig.command({"read", "AI:0", "--record", disk("out")})));

@@ -30,7 +30,7 @@ protected:
     void expectRefusedByAll(const std::string& path, const std::string& named) const {
         expectRefused(rig.command({"read", "-c", path, "AI:0"}), named);
         expectRefused(rig.command({"params", "load", path, "--accept-altered"}), named);
-        expectRefused({DX7_DEVICE_PROGRAM, "--pty", rig.file("other"), "--values", path}, named);
+        expectRefused({deviceProgram, "--pty", rig.file("other"), "--values", path}, named);
     }
     void expectNothingSent() {
         const std::string seen = rig.stopDevice();
@@ -74,7 +74,7 @@ TEST_F(InputFiles, AnErrorInTheMiddleIsNotTheEndOfTheFile) {
     EXPECT_EQ(0, runToEnd(onFailingDisk(6, rig.command({"read", "-c", file, "AI:0"}))).exitCode);
     writeFile(file, "[values]\n\"AI:0\" = 1\n" + comment);
     for (int step = 1; step <= 5; ++step) {
-        expectRefused(onFailingDisk(step, {DX7_DEVICE_PROGRAM, "--pty", rig.file("other"), "--values", file}),
+        expectRefused(onFailingDisk(step, {deviceProgram, "--pty", rig.file("other"), "--values", file}),
                       "Input/output error");
     }
 }
@@ -82,8 +82,8 @@ TEST_F(InputFiles, AnErrorInTheMiddleIsNotTheEndOfTheFile) {
 TEST_F(InputFiles, APipeIsReadOnce) {
     writeFile(file, "[line]\nserial = \"" + rig.file("line") +
                         "\"\n[[tag]]\nname = \"ramp\"\ntype = \"F\"\naddress = \"3.0.25\"\n");
-    const Words read{"/bin/bash", "-c",        "exec \"$1\" read --driver \"$2\" -c <(cat \"$3\") ramp",
-                     "bash",      DX7_PROGRAM, DX7_LIBRARY,
+    const Words read{"/bin/bash", "-c",       "exec \"$1\" read --driver \"$2\" -c <(cat \"$3\") ramp",
+                     "bash",      dx7Program, driverLibrary,
                      file};
     const Finished run = runToEnd(read);
     EXPECT_EQ(0, run.exitCode) << run.errors;

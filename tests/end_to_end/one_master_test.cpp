@@ -128,7 +128,7 @@ TEST_F(OneMaster, IsNotTheDeviceToo) {
     const std::string second = rig.file("second");
     fs::create_symlink(port, second);
     const auto master = monitor(port);
-    const Finished run = runToEnd({DX7_DEVICE_PROGRAM, "--serial", second});
+    const Finished run = runToEnd({deviceProgram, "--serial", second});
     EXPECT_EQ(run.exitCode, 2);
     EXPECT_NE(run.errors.find("it is in use by dx7 (process " + std::to_string(master->id()) + ")\n"),
               std::string::npos)

@@ -67,7 +67,7 @@ protected:
         return directory.file("line.pcap");
     }
     static Finished replay(const Words& words, const std::string& zone = "UTC0") {
-        Words command{"/usr/bin/env", "TZ=" + zone, DX7_PROGRAM, "replay"};
+        Words command{"/usr/bin/env", "TZ=" + zone, dx7Program, "replay"};
         command.insert(command.end(), words.begin(), words.end());
         return runToEnd(command);
     }
@@ -93,7 +93,7 @@ protected:
 };
 
 TEST_F(ReplayOfAPipe, ShowsEachFrameAtOnce) {
-    Process program({DX7_PROGRAM, "replay", "--json", pipe});
+    Process program({dx7Program, "replay", "--json", pipe});
     input = open(pipe.c_str(), O_WRONLY | O_CLOEXEC);
     Capture capture;
     for (std::uint32_t i = 0; i < 5; ++i) {
@@ -113,7 +113,7 @@ TEST_F(ReplayOfAPipe, TakesNoMoreMemoryForALongRecording) {
     GTEST_SKIP() << "the sanitizer keeps what was freed";
 #endif
     Process program(
-        {"/bin/sh", "-c", "exec \"$0\" replay \"$1\" >\"$2\"", DX7_PROGRAM, pipe, directory.file("out")});
+        {"/bin/sh", "-c", "exec \"$0\" replay \"$1\" >\"$2\"", dx7Program, pipe, directory.file("out")});
     input = open(pipe.c_str(), O_WRONLY | O_CLOEXEC);
     Capture capture;
     const auto feedFrames = [&](std::uint32_t count) {
@@ -140,7 +140,7 @@ TEST_F(ReplayOf, StandardInputIsARecording) {
     Capture capture;
     capture.add(1000000000, 0, true);
     const std::string file = fileOf(capture.bytes());
-    const Finished run = runToEnd({"/bin/sh", "-c", "exec \"$0\" replay - <\"$1\"", DX7_PROGRAM, file});
+    const Finished run = runToEnd({"/bin/sh", "-c", "exec \"$0\" replay - <\"$1\"", dx7Program, file});
     EXPECT_EQ(run.exitCode, 0) << run.errors;
     EXPECT_NE(run.output.find("[01 03 F3 25 00 01 A6 85]"), std::string::npos) << run.output;
 }

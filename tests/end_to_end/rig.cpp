@@ -57,11 +57,14 @@ std::unique_ptr<Client> Rig::client(int station) const {
                                      : std::make_unique<Client>(m_directory.file("line"), station);
 }
 
+const char* const dx7Program = DX7_PROGRAM;
+const char* const driverLibrary = DX7_LIBRARY;
+
 Words dx7Words(const Words& words) {
-    Words all{DX7_PROGRAM};
+    Words all{dx7Program};
     all.insert(all.end(), words.begin(), words.end());
     if (words.front() != "replay") {
-        all.insert(all.end(), {"--driver", DX7_LIBRARY});
+        all.insert(all.end(), {"--driver", driverLibrary});
     }
     return all;
 }

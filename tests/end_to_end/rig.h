@@ -12,6 +12,7 @@
 #include <string>
 #include <vector>
 
+#include "programs.h"
 #include "tests/kit/device_process.h"
 #include "tests/kit/modbus_client.h"
 #include "tests/kit/temporary_directory.h"

@@ -218,7 +218,7 @@ TEST(Plan, OpensNoLine) {
 TEST(Help, HasAnExampleForEachCommand) {
     for (const char* command :
          {"types", "check", "copies", "plan", "read", "write", "monitor", "scan", "params", "replay"}) {
-        const Finished run = runToEnd({DX7_PROGRAM, command, "--help"});
+        const Finished run = runToEnd({dx7Program, command, "--help"});
         EXPECT_EQ(0, run.exitCode) << command;
         EXPECT_NE(std::string::npos, run.output.find("Examples:\n  dx7 " + std::string(command)))
             << run.output;

@@ -357,11 +357,11 @@ INSTANTIATE_TEST_SUITE_P(
 TEST(HelpAndVersion, ThatCannotBeWrittenFail) {
     for (const char* words : {"--help", "--version", "read --help", "params save --help", "--help read"}) {
         const Finished run =
-            runToEnd({"/bin/sh", "-c", std::string("exec '") + DX7_PROGRAM + "' " + words + " >/dev/full"});
+            runToEnd({"/bin/sh", "-c", std::string("exec '") + dx7Program + "' " + words + " >/dev/full"});
         EXPECT_EQ(1, run.exitCode) << words;
         EXPECT_EQ("dx7: standard output cannot be written: No space left on device\n", run.errors) << words;
         const Finished written =
-            runToEnd({"/bin/sh", "-c", std::string("exec '") + DX7_PROGRAM + "' " + words});
+            runToEnd({"/bin/sh", "-c", std::string("exec '") + dx7Program + "' " + words});
         EXPECT_EQ(0, written.exitCode) << words;
         EXPECT_EQ('\n', written.output.back()) << words;
         EXPECT_NE('\n', written.output[written.output.size() - 2]) << words;
@@ -369,7 +369,7 @@ TEST(HelpAndVersion, ThatCannotBeWrittenFail) {
 }
 
 TEST(WithoutACommand, TheCommandsAreNamed) {
-    const Finished run = runToEnd({DX7_PROGRAM});
+    const Finished run = runToEnd({dx7Program});
     EXPECT_EQ(2, run.exitCode);
     EXPECT_NE(std::string::npos, run.errors.find("monitor")) << run.errors;
 }

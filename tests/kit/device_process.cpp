@@ -6,6 +6,8 @@
 
 namespace kit {
 
+const char* const deviceProgram = DX7_DEVICE_PROGRAM;
+
 namespace {
 
 // A device that has closed its output ends at once.
@@ -13,7 +15,7 @@ constexpr int END_MS = 1000;
 
 std::vector<std::string> deviceCommand(const std::vector<std::string>& line,
                                        const std::vector<std::string>& options) {
-    std::vector<std::string> command{DX7_DEVICE_PROGRAM};
+    std::vector<std::string> command{deviceProgram};
     command.insert(command.end(), line.begin(), line.end());
     command.insert(command.end(), options.begin(), options.end());
     return command;

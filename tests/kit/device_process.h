@@ -11,6 +11,9 @@
 
 namespace kit {
 
+/// Where this build has dx7-device.
+extern const char* const deviceProgram;
+
 /// dx7-device, ready for clients.
 class DeviceProcess : public Process {
 public:
