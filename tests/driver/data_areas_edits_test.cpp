@@ -1,8 +1,6 @@
 // Hosts and tests may edit driver.dataAreas directly. Whatever was done to the list, a lookup gives what a
 // plain walk from its front gives; of two areas with one key in a long list it may give either.
 
-#include <QtCore/QList>
-#include <QtCore/QString>
 #include <functional>
 #include <ostream>
 #include <utility>

@@ -1,7 +1,5 @@
 // Random edits of driver.dataAreas: a lookup after them gives what a plain walk gives.
 
-#include <QtCore/QList>
-#include <QtCore/QString>
 #include <algorithm>
 #include <functional>
 #include <random>
