@@ -1,5 +1,6 @@
 // Captures as `dx7 replay` reads them: refused with a sentence, or shown frame by frame.
 #include "host/error.h"
+#include "host/files/frame_text.h"
 #include "host/files/recording.h"
 #include "input_file.h"
 
