@@ -40,13 +40,13 @@ enum class Numbering {
 
 /// What the device knows about one register type.
 struct TypeInfo {
-    RegisterType type;
-    const char* name;
+    RegisterType type = RegisterType::CW_bit;
+    const char* name = "";
     /// Lowest address.
-    int lowest;
+    int lowest = 0;
     /// Highest address; grouped types count 56 x group + index.
-    int highest;
-    Table table;
+    int highest = 0;
+    Table table = Table::None;
     /// The numbers the lowest address is read and written at; none where it is not.
     std::optional<std::uint16_t> readStart;
     std::optional<std::uint16_t> writeStart;
