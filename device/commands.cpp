@@ -66,7 +66,7 @@ Command parseCommand(const std::string& line) {
     const std::string rest = wordEnd == std::string::npos ? "" : trimmed(text.substr(wordEnd));
     const auto known = WORDS.find(word);
     if (known == WORDS.end()) {
-        throw UsageError("\"" + word + "\" is no command: \"help\" shows them all");
+        throw UsageError("\"" + word + "\" is not a command: \"help\" shows them all");
     }
     command.kind = known->second;
     switch (command.kind) {
@@ -88,7 +88,7 @@ Command parseCommand(const std::string& line) {
             break;
         default:
             if (!rest.empty()) {
-                throw UsageError("\"" + word + "\" takes nothing behind it, not \"" + rest + "\"");
+                throw UsageError("\"" + word + "\" takes no arguments, not \"" + rest + "\"");
             }
     }
     return command;

@@ -57,7 +57,7 @@ long long ValuesReader::numberIn(const toml::node& node, RegisterType type) cons
     if (node.is_boolean() && isBit(type)) {
         return node.as_boolean()->get() ? 1 : 0;
     }
-    fail(node.source(), std::string("this is no value for ") + typeInfo(type).name +
+    fail(node.source(), std::string("this is not a value for ") + typeInfo(type).name +
                             ": write a whole number" + (isBit(type) ? " 0 or 1, true or false" : ""));
 }
 

@@ -93,7 +93,7 @@ std::uint16_t parseValue(RegisterType type, const std::string& text) {
     const auto value = anyNumber(text);
     if (!value) {
         throw UsageError("\"" + text +
-                         "\" is no value: write a whole number, decimal or hexadecimal with 0x");
+                         "\" is not a value: write a whole number, decimal or hexadecimal with 0x");
     }
     return checkValue(type, *value, text);
 }

@@ -115,7 +115,7 @@ INSTANTIATE_TEST_SUITE_P(Commands, WrongCommands,
                                          "silence 3", "revive 0", "quit now", "help me"));
 
 TEST_F(CommandsTest, NameTheUnknownCommand) {
-    EXPECT_EQ(answer("explode now"), "error: \"explode\" is no command: \"help\" shows them all\n");
+    EXPECT_EQ(answer("explode now"), "error: \"explode\" is not a command: \"help\" shows them all\n");
 }
 
 }  // namespace

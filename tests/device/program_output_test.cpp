@@ -231,7 +231,7 @@ TEST(Echo, OfCommandsAndPathsIsPrintable) {
         }
     }
     device.type(std::string("zero\0after\n", 11));
-    expected = "error: \"zero\\x00after\" is no command: \"help\" shows them all";
+    expected = "error: \"zero\\x00after\" is not a command: \"help\" shows them all";
     EXPECT_EQ(device.readLine(), expected);
 }
 

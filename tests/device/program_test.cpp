@@ -120,7 +120,7 @@ TEST_F(ProgramTest, RecoversFromNoise) {
 TEST_F(ProgramTest, TakesCommands) {
     device.type("set AI:0@9=4711\nexplode\nsilence 1\n");
     EXPECT_EQ(device.readLine(), "AI:0@9 = 4711");
-    EXPECT_EQ(device.readLine(), "error: \"explode\" is no command: \"help\" shows them all");
+    EXPECT_EQ(device.readLine(), "error: \"explode\" is not a command: \"help\" shows them all");
     EXPECT_EQ(device.readLine(), "station 1 is silent");
     modbus_set_slave(client, 9);
     EXPECT_EQ(client.input(0x1200), 4711);

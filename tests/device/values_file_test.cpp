@@ -69,9 +69,9 @@ constexpr ErrorRow ERRORS[] = {
     {"station_not_simulated", "[values]\n\"AI:0@3\" = 1\n", "start.toml:2:1: ", "station 3 is not simulated"},
     {"value_too_large", "[values]\n\"AI:0\" = 65536\n", "start.toml:2:10: ", "65536 does not fit into AI"},
     {"two_for_a_bit", "[values]\n\"DO:1\" = 2\n", "start.toml:2:10: ", "2 does not fit into DO"},
-    {"text_for_a_word", "[values]\n\"AI:0\" = \"1\"\n", "start.toml:2:10: ", "no value for AI"},
-    {"fraction_for_a_word", "[values]\n\"AI:0\" = 1.5\n", "start.toml:2:10: ", "no value for AI"},
-    {"boolean_for_a_word", "[values]\n\"AI:0\" = true\n", "start.toml:2:10: ", "no value for AI"},
+    {"text_for_a_word", "[values]\n\"AI:0\" = \"1\"\n", "start.toml:2:10: ", "not a value for AI"},
+    {"fraction_for_a_word", "[values]\n\"AI:0\" = 1.5\n", "start.toml:2:10: ", "not a value for AI"},
+    {"boolean_for_a_word", "[values]\n\"AI:0\" = true\n", "start.toml:2:10: ", "not a value for AI"},
     {"unquoted_key", "[values]\nAI.0 = 1\n", "start.toml:2:1: ", "\"AI\" is no item"},
 };
 

@@ -26,7 +26,7 @@ TEST(Exchange, AnEchoIsTakenOutByItsContent) {
     for (int i = 0; i < 2; ++i) {
         rig.prove();
         rig.feed(rig.sent.last());
-        EXPECT_TRUE(rig.held(rig.lastTicket())) << "the echo is no answer";
+        EXPECT_TRUE(rig.held(rig.lastTicket())) << "the echo is not an answer";
         rig.feed(answerTo(rig.sent.last()));
     }
     EXPECT_TRUE(rig.good(rig.lastTicket()));
