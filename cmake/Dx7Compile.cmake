@@ -35,20 +35,3 @@ function(dx7_target target standard)
   target_compile_options(${target} PRIVATE -Wall -Wextra -Wpedantic -Wconversion -Wshadow
     $<$<BOOL:${DX7_WARNINGS_AS_ERRORS}>:-Werror>)
 endfunction()
-
-# dx7_uncounted(TARGET): a test that runs the programs and has nothing inside that is measured. A build with counters
-# compiles it without them, exactly as a release build does, so that a compiler cache serves one with the objects of the
-# other.
-function(dx7_uncounted target)
-  if(NOT DX7_COVERAGE)
-    return()
-  endif()
-  get_target_property(options ${target} COMPILE_OPTIONS)
-  string(REPLACE "--coverage;-O0;-fno-inline" "-O1" options "${options}")
-  set_target_properties(${target} PROPERTIES COMPILE_OPTIONS "${options}")
-  if(CMAKE_CXX_COMPILER_LAUNCHER)
-    # scripts/coverage has the cache keep the objects of each folder apart, which only counted ones need.
-    set_target_properties(${target} PROPERTIES CXX_COMPILER_LAUNCHER
-      "${CMAKE_COMMAND};-E;env;CCACHE_BASEDIR=${PROJECT_SOURCE_DIR};${CMAKE_CXX_COMPILER_LAUNCHER}")
-  endif()
-endfunction()

@@ -30,6 +30,8 @@ test_packages=(
     bash-completion bsdutils locales python3 python3-jsonschema
 )
 # shellcheck disable=SC2034
+sanitizer_packages=(clang libclang-rt-14-dev)
+# shellcheck disable=SC2034
 lint_packages=(clang clang-format clang-tidy cppcheck shellcheck git)
 
 missing_packages() {

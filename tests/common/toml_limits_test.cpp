@@ -131,7 +131,7 @@ protected:
 };
 
 TEST_F(FileContentTest, FilesUpToTheLimitAreRead) {
-    for (const std::size_t size : {0, 1, 65535, 65536, 65537, 200000}) {
+    for (const std::size_t size : {0U, 1U, 65535U, 65536U, 65537U, 200000U}) {
         const FileContent content = readFileContent(fileOf(size), 200000);
         EXPECT_EQ("", content.fault);
         EXPECT_EQ(size, content.bytes.size());

@@ -49,7 +49,7 @@ TEST_F(HostInterference, ALinkStartedAnewInsideTheReportOfAFailedWriteEmptiesThe
     takeReports();
     ASSERT_EQ(QString("write MOD1(1)"), whatIsSent());
     int seen = 0;
-    hook = [this, &seen](const Report&) {
+    hook = [&seen](const Report&) {
         // The second report is that of the operation, the first that of its frame.
         if (++seen == 2) {
             driver.writeList.clear();
