@@ -4,6 +4,7 @@
 #define DX7_HOST_EXCHANGE_NOTE_H
 
 #include <QtGlobal>
+#include <optional>
 
 namespace dx7 {
 
@@ -30,8 +31,8 @@ struct ExchangeNote {
         Damaged
     };
     Kind kind = Query;
-    /// 0 where none can be told.
-    int station = 0;
+    /// Empty where none can be told.
+    std::optional<int> station;
     /// From the end of the request to the last byte of its answer.
     qint64 afterUs = 0;
     int value = 0;

@@ -194,8 +194,8 @@ void FrameJudge::putAside(const UnderWay& underWay, qint64 nowUs) {
 Verdict FrameJudge::takeDamage(FrameStream::Kind kind, const UnderWay& underWay) {
     const QByteArray& frame = traffic_.frame();
     const bool like = kind == FrameStream::Kind::Damaged;
-    books_.note(like ? ExchangeNote::Damaged : ExchangeNote::Noise, like ? underWay.present.value_or(0) : 0,
-                0, frame.size());
+    books_.note(like ? ExchangeNote::Damaged : ExchangeNote::Noise, like ? underWay.present : std::nullopt, 0,
+                frame.size());
     if (underWay.reply && like) {
         keepDamaged(underWay.expectLen);
     }

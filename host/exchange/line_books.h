@@ -29,7 +29,7 @@ struct LineBooks {
     std::vector<ExchangeNote> notes;
 
     /// Adds a note; see there.
-    void note(ExchangeNote::Kind kind, int station, qint64 afterUs = 0, int value = 0) {
+    void note(ExchangeNote::Kind kind, std::optional<int> station, qint64 afterUs = 0, int value = 0) {
         notes.push_back(ExchangeNote{kind, station, afterUs, value});
     }
 };

@@ -5,9 +5,9 @@ namespace dx7 {
 QString LineNotices::take(const ExchangeNote& note) {
     switch (note.kind) {
         case ExchangeNote::Late:
-            return say(QStringLiteral("late %1").arg(note.station),
+            return say(QStringLiteral("late %1").arg(*note.station),
                        QStringLiteral("station %1 answers after %2 s; raise --timeout (it is %3 ms)")
-                           .arg(note.station)
+                           .arg(*note.station)
                            .arg(static_cast<double>(note.afterUs) / 1e6, 0, 'f', 1)
                            .arg(timeoutMs_));
         case ExchangeNote::Copy:
@@ -16,12 +16,12 @@ QString LineNotices::take(const ExchangeNote& note) {
             return say(QStringLiteral("foreign"),
                        QStringLiteral("another master is on this line: a frame of station %1 came that was "
                                       "not asked for")
-                           .arg(note.station));
+                           .arg(*note.station));
         case ExchangeNote::Surplus:
             return say(QStringLiteral("surplus"),
                        QStringLiteral("more replies of station %1 come than it was asked for: another master "
                                       "is on this line, or the station answers the request before")
-                           .arg(note.station));
+                           .arg(*note.station));
         case ExchangeNote::Echo:
             return say(QStringLiteral("echo"),
                        QStringLiteral("the adapter sends back what is sent; its echo is taken out"));

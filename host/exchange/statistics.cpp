@@ -67,8 +67,8 @@ void Counters::count(const ExchangeNote& note) {
 // A foreign frame's station may be none of this line's: it counts for all alone.
 void Statistics::count(const ExchangeNote& note) {
     all_.count(note);
-    if (note.kind != ExchangeNote::Foreign && note.station > 0) {
-        stations_[note.station].count(note);
+    if (note.kind != ExchangeNote::Foreign && note.station.value_or(0) > 0) {
+        stations_[*note.station].count(note);
     }
 }
 

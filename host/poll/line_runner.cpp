@@ -49,7 +49,7 @@ void LineRunner::prepare() {
 }
 
 void LineRunner::send() {
-    Exchange& exchange = engine_.loop().exchange();
+    Exchange& exchange = engine_.exchange();
     if (exchange.output().isEmpty()) {
         return;
     }
@@ -65,13 +65,13 @@ void LineRunner::send() {
 
 // Bytes that cannot be there yet are not looked for.
 void LineRunner::watch() {
-    const int missing = engine_.loop().exchange().missing();
+    const int missing = engine_.exchange().missing();
     line_.expect(missing);
-    const bool begun = engine_.loop().exchange().partial();
+    const bool begun = engine_.exchange().partial();
     const qint64 characterUs = line_.characterUs();
     if (begun && characterUs > 0 && missing > 1) {
         // Bytes that are late are waited for: a time that is over would be looked at again and again.
-        const qint64 untilUs = engine_.loop().exchange().lastActivityUs() + missing * characterUs;
+        const qint64 untilUs = engine_.exchange().lastActivityUs() + missing * characterUs;
         if (untilUs > poller_.nowUs()) {
             poller_.ignoreUntil(line_, untilUs);
         }
@@ -131,7 +131,7 @@ void LineRunner::lineLost() {
     }
     lost_ = true;
     backoff_.failed(poller_.nowUs());
-    engine_.lineLost(poller_.nowUs());
+    engine_.lineLost();
 }
 
 }  // namespace dx7

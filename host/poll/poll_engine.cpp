@@ -1,6 +1,7 @@
 #include "host/poll/poll_engine.h"
 
 #include <algorithm>
+#include <utility>
 
 namespace dx7 {
 
@@ -69,14 +70,12 @@ void PollEngine::queue(const QVector<Operation>& operations, const Operation::Do
 }
 
 int PollEngine::pendingOperations() const {
-    return static_cast<int>(queue_.size() + heldOperations_.size()) + (active_ ? 1 : 0) + queries_.pending();
+    return static_cast<int>(queue_.size()) + heldOperations_.count() + (active_ ? 1 : 0) + queries_.pending();
 }
 
 void PollEngine::abandonOperations(const QString& reason) {
-    std::vector<HeldOperation> held;
-    held.swap(heldOperations_);
-    std::deque<Operation> left;
-    left.swap(queue_);
+    HeldOperations held = std::exchange(heldOperations_, {});
+    std::deque<Operation> left = std::exchange(queue_, {});
     queries_.clear();
     bool sent = false;
     bool unsettled = false;
@@ -87,26 +86,12 @@ void PollEngine::abandonOperations(const QString& reason) {
             current_.kind == Operation::Write && (loop_.writeUnsettled() || loop_.exchange().requestSent());
         left.push_front(current_);
     }
-    cutHeld(held, reason);
+    held.cut(reason);
     for (const Operation& operation : left) {
         if (operation.done) {
             operation.done(cutShort(operation.range, reason, sent, unsettled));
         }
         sent = unsettled = false;
-    }
-}
-
-// Ends operations that were answered and are not proven.
-void PollEngine::cutHeld(const std::vector<HeldOperation>& held, const QString& reason) {
-    for (const HeldOperation& operation : held) {
-        Transaction transaction = operation.transaction;
-        transaction.outcome = Outcome::CutShort;
-        transaction.info = reason;
-        transaction.doubtful = transaction.sent = true;
-        transaction.unsettled = operation.operation.kind == Operation::Write;
-        if (operation.operation.done) {
-            operation.operation.done(transaction);
-        }
     }
 }
 
@@ -347,12 +332,12 @@ void PollEngine::onAlive(int station) {
 void PollEngine::onNote(const ExchangeNote& note) {
     statistics_.count(note);
     if (note.kind == ExchangeNote::QueryAnswer || note.kind == ExchangeNote::Late) {
-        queries_.heard(note.station);
-        onAlive(note.station);
+        queries_.heard(*note.station);
+        onAlive(*note.station);
     }
     if (note.kind == ExchangeNote::QueryAnswer && events_.answer) {
         events_.answer(
-            QueryAnswer{note.station, std::max(note.value, 0), std::max(-note.value, 0), note.afterUs});
+            QueryAnswer{*note.station, std::max(note.value, 0), std::max(-note.value, 0), note.afterUs});
     }
     if (events_.note) {
         events_.note(note);
@@ -379,7 +364,7 @@ void PollEngine::onOperationEnd(const Transaction& transaction) {
         last.items = heldReads_.lastItems();
     }
     if (last.ticket && last.answered()) {
-        heldOperations_.push_back(HeldOperation{*last.ticket, ended, last});
+        heldOperations_.hold(ended, last);
     } else {
         ended.done(last);
     }
@@ -399,21 +384,7 @@ void PollEngine::onSettled(quint64 ticket, bool good) {
     changed_.clear();
     heldReads_.settle(ticket, good, table_, &changed_);
     reportPoints(changed_, events_.value);
-    settleOperation(ticket, good);
-}
-
-void PollEngine::settleOperation(quint64 ticket, bool good) {
-    const auto found = std::find_if(heldOperations_.begin(), heldOperations_.end(),
-                                    [ticket](const HeldOperation& held) { return held.ticket == ticket; });
-    if (found == heldOperations_.end()) {
-        return;
-    }
-    HeldOperation ended = *found;
-    heldOperations_.erase(found);
-    ended.transaction.doubtful = !good;
-    ended.transaction.unsettled =
-        ended.transaction.unsettled || (!good && ended.operation.kind == Operation::Write);
-    ended.operation.done(ended.transaction);
+    heldOperations_.settle(ticket, good);
 }
 
 template <typename Points>
@@ -425,17 +396,16 @@ void PollEngine::reportPoints(const Points& points, const std::function<void(int
     }
 }
 
-void PollEngine::lineLost(qint64) {
+void PollEngine::lineLost() {
     cycleStartUs_.reset();
     queries_.lineLost(loop_.exchange().awaiting());
-    std::vector<HeldOperation> held;
-    held.swap(heldOperations_);
+    HeldOperations held = std::exchange(heldOperations_, {});
     loop_.lineLost();
     reportPoints(table_.lineLost(), events_.value);
     if (events_.line) {
         events_.line(false);
     }
-    cutHeld(held, QStringLiteral("the line was lost"));
+    held.cut(QStringLiteral("the line was lost"));
 }
 
 void PollEngine::lineBack(qint64 nowUs) {

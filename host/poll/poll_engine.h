@@ -10,6 +10,7 @@
 #include "host/exchange/comm_loop.h"
 #include "host/exchange/statistics.h"
 #include "host/exchange/status_queries.h"
+#include "host/poll/held_operations.h"
 #include "host/poll/held_reads.h"
 #include "host/poll/operation.h"
 #include "host/poll/poll_plan.h"
@@ -52,8 +53,14 @@ struct EngineEvents {
 /// Stepwise: it takes time and bytes in and gives bytes and the next due time out, and waits for nothing.
 /// One-off operations are handed to the driver one after the other, so that the end of each is known for
 /// certain and a failed one takes no other with it.
+///
+/// All calls come from one thread, with times in microseconds on one clock that never goes back. The events
+/// and the `done` of an operation are called from within advance(), received() and lineLost(), and may queue
+/// operations and queries; nothing else may be called from there. Nothing of it fails: what goes wrong on the
+/// line is told by the events, and shows as bad or doubtful values.
 class PollEngine {
 public:
+    /// Session and loop are borrowed; the observers of the loop are the engine's.
     PollEngine(DriverSession& session, CommLoop& loop, const LineSettings& settings, qint64 nowUs);
 
     void setEvents(EngineEvents events) { events_ = std::move(events); }
@@ -82,33 +89,26 @@ public:
 
     /// Bytes came, the last of them at `nowUs`.
     void received(const char* bytes, int count, qint64 nowUs);
-    /// Does everything that can be done at `nowUs`. What is to be sent is the loop's exchange's output().
+    /// Does everything that can be done at `nowUs`. What is to be sent then is in exchange().output().
     void advance(qint64 nowUs);
     /// When advance() has something to do, unless something comes or is queued before.
     DueUs nextDueUs(qint64 nowUs) const;
-    void lineLost(qint64 nowUs);
+    void lineLost();
     void lineBack(qint64 nowUs);
 
-    CommLoop& loop() { return loop_; }
+    /// Where the bytes to send are, and what is awaited: for who runs the line.
+    Exchange& exchange() { return loop_.exchange(); }
     const ValueTable& table() const { return table_; }
     const Statistics& statistics() const { return statistics_; }
     const StationHealth& health() const { return health_; }
     const PollPlan& plan() const { return plan_; }
 
 private:
-    /// An operation whose last answer is held.
-    struct HeldOperation {
-        quint64 ticket = 0;
-        Operation operation;
-        Transaction transaction;
-    };
-
     bool begin(qint64 nowUs);
     bool nothingElse() const;
     bool probe(qint64 nowUs);
     void endQuery(qint64 nowUs);
     void queue(const QVector<Operation>& operations, const Operation::Done& done);
-    static void cutHeld(const std::vector<HeldOperation>& held, const QString& reason);
     void onTransaction(const Transaction& transaction);
     void onSettled(quint64 ticket, bool good);
     void onNote(const ExchangeNote& note);
@@ -117,7 +117,6 @@ private:
     void onCycleEnd(qint64 nowUs);
     void onAlive(int station);
     void takeValues(const Transaction& transaction, const ItemRange& range);
-    void settleOperation(quint64 ticket, bool good);
     template <typename Points>
     static void reportPoints(const Points& points, const std::function<void(int point)>& report);
     void handOver();
@@ -148,7 +147,7 @@ private:
     /// Empty while no cycle of the plan is under way.
     std::optional<qint64> cycleStartUs_;
     HeldReads heldReads_;
-    std::vector<HeldOperation> heldOperations_;
+    HeldOperations heldOperations_;
     /// Kept for its memory.
     std::vector<int> changed_;
 };

@@ -244,7 +244,7 @@ void Run::onNote(const dx7::ExchangeNote& note) {
     if (traced_) {
         trace(nowUs_, QStringLiteral("! %1, station %2, %3 us, %4")
                           .arg(QLatin1String(NAMES[note.kind]))
-                          .arg(note.station)
+                          .arg(note.station.value_or(0))
                           .arg(note.afterUs)
                           .arg(note.value));
     }

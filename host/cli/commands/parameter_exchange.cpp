@@ -46,7 +46,7 @@ struct Batch {
     }
 };
 
-// The first point that was not read; 0 when all were.
+// The first point that was not read, or the first of all when all were.
 int firstBad(const OneShotRead& read) {
     for (int i = 0; i < read.table().size(); ++i) {
         if (read.table().state(i).quality != Quality::Good) {
@@ -89,17 +89,17 @@ QString failureText(const Batch& batch, int index) {
 }
 
 // What ended the batch: a run that was not answered ends those that were queued after it, too, and what was
-// not proven by then.
+// not proven by then. Some run of the batch was not read.
 int failedRun(const Batch& batch) {
-    int failed = -1;
+    std::optional<int> failed;
     for (int i = 0; i < batch.runs.size(); ++i) {
         const OneShotRead& read = batch.read(i);
         const bool bad = !read.allGood() && !refused(read);
-        if (bad && (failed < 0 || batch.read(failed).cutShort(firstBad(batch.read(failed))))) {
+        if (bad && (!failed || batch.read(*failed).cutShort(firstBad(batch.read(*failed))))) {
             failed = i;
         }
     }
-    return failed;
+    return failed.value_or(0);
 }
 
 // Reads points by batches, and tells each of them in order.
@@ -185,7 +185,7 @@ QString ParameterReader::carryOut(const Batch& batch) {
         } else if (!refused(read)) {
             return ran ? failureText(batch, failedRun(batch)) : connection_.breakReason();
         } else if (run.size() == 1) {
-            each_(run.first(), -1, read.fault(0));
+            each_(run.first(), std::nullopt, read.fault(0));
             ++told_;
         } else {
             QString broken = readOneByOne(run);
@@ -235,7 +235,7 @@ Comparison compare(Connection& connection, const ItemNotation& notation, const P
     };
     Comparison result;
     result.broken = readPoints(connection, points, QStringLiteral("reading"),
-                               [&](const Point& point, int value, const QString& fault) {
+                               [&](const Point& point, std::optional<int> value, const QString& fault) {
                                    if (value == inFile(point)) {
                                        ++result.right;
                                    } else {
@@ -243,7 +243,7 @@ Comparison compare(Connection& connection, const ItemNotation& notation, const P
                                    }
                                });
     for (int i = result.right + result.differences.size(); i < points.size(); ++i) {
-        result.unread += Difference{points.at(i), inFile(points.at(i)), -1, result.broken};
+        result.unread += Difference{points.at(i), inFile(points.at(i)), std::nullopt, result.broken};
     }
     return result;
 }

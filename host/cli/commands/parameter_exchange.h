@@ -3,13 +3,15 @@
 #ifndef DX7_CLI_PARAMETER_EXCHANGE_H
 #define DX7_CLI_PARAMETER_EXCHANGE_H
 
+#include <optional>
+
 #include "host/cli/connection.h"
 #include "host/files/parameter_file.h"
 
 namespace dx7::cli {
 
-/// Gets a point with its value, or -1 and the fault where the station refused to read it.
-using EachPoint = std::function<void(const Point&, int value, const QString& fault)>;
+/// Gets a point with its value, or none and the fault where the station refused to read it.
+using EachPoint = std::function<void(const Point&, std::optional<int> value, const QString& fault)>;
 
 /// Reads the points, several runs at once, and tells them in order once they are proven; a run that the
 /// station refuses item by item, for it may have only some of them. Shows `what` with the progress. Gives the
@@ -25,8 +27,8 @@ QVector<Point> pointsOf(const ItemNotation& notation, const ParameterSet& set);
 struct Difference {
     Point point;
     int inFile = 0;
-    /// -1 when it was not read.
-    int onDevice = -1;
+    /// Empty when it was not read.
+    std::optional<int> onDevice;
     /// Why it was not read.
     QString fault;
 };

@@ -76,9 +76,9 @@ int runSave(const ParamsOptions& options) {
     Connection connection(loaded, settings, options);
     int refused = 0;
     const QString broken = readPoints(connection, points, QStringLiteral("reading"),
-                                      [&](const Point& point, int value, const QString&) {
-                                          if (value >= 0) {
-                                              set.values[point.type.name][point.address] = value;
+                                      [&](const Point& point, std::optional<int> value, const QString&) {
+                                          if (value) {
+                                              set.values[point.type.name][point.address] = *value;
                                           } else {
                                               ++refused;
                                           }
@@ -103,13 +103,12 @@ int runSave(const ParamsOptions& options) {
 }
 
 void printDifference(const Difference& difference, bool json) {
-    const QString onDevice =
-        difference.onDevice < 0 ? difference.fault : QString::number(difference.onDevice);
+    const QString onDevice = difference.onDevice ? QString::number(*difference.onDevice) : difference.fault;
     if (json) {
         Json object = eventJson("difference");
         object["item"] = utf8(difference.point.notation());
         object["file"] = difference.inFile;
-        object["device"] = difference.onDevice < 0 ? Json(nullptr) : Json(difference.onDevice);
+        object["device"] = difference.onDevice ? Json(*difference.onDevice) : Json(nullptr);
         if (!difference.fault.isEmpty()) {
             object["fault"] = utf8(difference.fault);
         }
@@ -196,7 +195,7 @@ int runDiff(const ParamsOptions& options) {
     const bool printed = printDifferences(options, compared);
     const bool told = tellDiffSummary(options, compared, file.set.count()) && printed;
     const bool refused = std::any_of(compared.differences.begin(), compared.differences.end(),
-                                     [](const Difference& difference) { return difference.onDevice < 0; });
+                                     [](const Difference& difference) { return !difference.onDevice; });
     file.connection.closeRecording();
     return refused || !told || !compared.broken.isEmpty() ? EXIT_FAILED : EXIT_DONE;
 }

@@ -1,3 +1,5 @@
+#include <optional>
+
 #include "host/cli/commands/commands.h"
 #include "host/cli/options.h"
 #include "host/cli/output.h"
@@ -10,13 +12,16 @@ namespace dx7::cli {
 
 namespace {
 
-void printFrame(const RecordedFrame& frame, qint64 sinceRequestUs, bool json) {
-    const double ms = static_cast<double>(sinceRequestUs) / 1000;
+// `requestUs`: when the last request was, if there was one.
+void printFrame(const RecordedFrame& frame, std::optional<qint64> requestUs, bool json) {
+    // A clock that was set back says nothing of how long it took.
+    const bool timed = !frame.request && requestUs && frame.timeUs >= *requestUs;
+    const double ms = timed ? static_cast<double>(frame.timeUs - *requestUs) / 1000 : 0;
     if (json) {
         Json object = eventJson("frame");
         object["time"] = utf8(isoUtcTime(frame.timeUs));
         object["direction"] = frame.request ? "request" : "reply";
-        if (!frame.request && sinceRequestUs >= 0) {
+        if (timed) {
             object["response_ms"] = ms;
         }
         object["bytes"] = utf8(hexText(frame.bytes));
@@ -24,8 +29,7 @@ void printFrame(const RecordedFrame& frame, qint64 sinceRequestUs, bool json) {
         print(object);
         return;
     }
-    const QString after =
-        !frame.request && sinceRequestUs >= 0 ? QStringLiteral("+%1 ms").arg(ms, 0, 'f', 1) : QString();
+    const QString after = timed ? QStringLiteral("+%1 ms").arg(ms, 0, 'f', 1) : QString();
     print(QStringLiteral("%1 %2 %3 %4  [%5]")
               .arg(timeOfDay(frame.timeUs), QLatin1String(frame.request ? "->" : "<-"))
               .arg(after, 10)
@@ -33,12 +37,14 @@ void printFrame(const RecordedFrame& frame, qint64 sinceRequestUs, bool json) {
 }
 
 int runReplay(const CommonOptions& options) {
-    qint64 requestUs = -1;
+    std::optional<qint64> requestUs;
     qint64 frames = 0;
     RecordingReader reader(text(options.file));
     for (RecordedFrame frame; reader.next(&frame); ++frames) {
-        printFrame(frame, requestUs < 0 ? -1 : frame.timeUs - requestUs, options.json);
-        requestUs = frame.request ? frame.timeUs : requestUs;
+        printFrame(frame, requestUs, options.json);
+        if (frame.request) {
+            requestUs = frame.timeUs;
+        }
     }
     if (!reader.breaksOff().isEmpty()) {
         throw LineError(QStringLiteral("%1 breaks off after %2: %3")

@@ -27,6 +27,8 @@ struct ItemFate {
     qint64 endUs = wallTimeUs();
     // An acknowledgement came that may be another's.
     bool doubtful = false;
+    // It was not sent, or broken off: it has not failed.
+    bool open = false;
 };
 
 // What reading a written value back has shown.
@@ -108,11 +110,17 @@ void take(const Transaction& transaction, WriteJob& job) {
     const FRAME_PRO& frame = transaction.frame;
     const int first = frame.address - job.request.first.address;
     for (int i = first; i < first + frame.count; ++i) {
-        const Fate notGood = transaction.unsettled ? Fate::Unknown : Fate::NotWritten;
-        job.items[i] = transaction.good()
-                           ? ItemFate{Fate::Written, QString(), wallTimeUs(), false}
-                           : ItemFate{notGood, unwrittenText(transaction), wallTimeUs(),
-                                      transaction.doubtful && transaction.outcome == Outcome::Good};
+        ItemFate known;
+        if (transaction.good()) {
+            known.fate = Fate::Written;
+        } else {
+            known.fate = transaction.unsettled ? Fate::Unknown : Fate::NotWritten;
+            known.fault = unwrittenText(transaction);
+            known.doubtful = transaction.doubtful && transaction.outcome == Outcome::Good;
+            known.open = transaction.outcome == Outcome::CutShort ||
+                         (transaction.outcome == Outcome::Skipped && !transaction.unsettled);
+        }
+        job.items[i] = known;
     }
 }
 
@@ -123,10 +131,10 @@ ItemFate fateOf(const WriteJob& job, int index) {
     for (int i = index * width + 1; i < (index + 1) * width; ++i) {
         const ItemFate& other = job.items.at(i);
         if (other.fate != known.fate) {
-            known = ItemFate{
-                Fate::Unknown,
-                QStringLiteral("written by half: ") + (known.fault.isEmpty() ? other.fault : known.fault),
-                known.endUs, false};
+            known.fate = Fate::Unknown;
+            known.fault =
+                QStringLiteral("written by half: ") + (known.fault.isEmpty() ? other.fault : known.fault);
+            known.open = known.doubtful = false;
         }
         known.endUs = std::max(known.endUs, other.endUs);
     }
@@ -153,7 +161,8 @@ void lookAtDoubtful(Connection& connection, WriteJob& job) {
         const PointState& state = read.table().state(i / width);
         const bool holds = state.quality == Quality::Good && state.raw == writtenRaw(job, i / width);
         if (job.items.at(i).doubtful && holds) {
-            job.items[i] = ItemFate{Fate::Written, QString(), wallTimeUs(), false};
+            job.items[i] = ItemFate();
+            job.items[i].fate = Fate::Written;
         }
     }
 }
@@ -275,8 +284,7 @@ bool report(const WriteOptions& options, const WriteJob& job) {
         told = tell(what + QLatin1String(options.verify ? " written and verified" : " written"));
     }
     if (!fault.isEmpty()) {
-        const bool open =
-            fault.startsWith(QLatin1String("not sent")) || fault.startsWith(QLatin1String("unknown"));
+        const bool open = job.verifyFault().isEmpty() && parts.size() == 1 && parts.first().known.open;
         printError(what + QLatin1String(open ? ": " : " failed: ") + fault);
     }
     return told && fault.isEmpty();
