@@ -10,22 +10,26 @@ include(CheckCXXSourceCompiles)
 include(CheckPIESupported)
 
 check_cxx_compiler_flag(-fstack-protector-strong DX7_HAS_STACK_PROTECTOR_STRONG)
+set(DX7_HARDENING_OPTIONS "")
 if(DX7_HAS_STACK_PROTECTOR_STRONG)
-  add_compile_options(-fstack-protector-strong)
+  list(APPEND DX7_HARDENING_OPTIONS -fstack-protector-strong)
 else()
   check_cxx_compiler_flag(-fstack-protector DX7_HAS_STACK_PROTECTOR)
   if(DX7_HAS_STACK_PROTECTOR)
-    add_compile_options(-fstack-protector)  # GCC before 4.9
+    list(APPEND DX7_HARDENING_OPTIONS -fstack-protector)  # GCC before 4.9
   endif()
 endif()
 
 check_cxx_compiler_flag(-fstack-clash-protection DX7_HAS_STACK_CLASH_PROTECTION)
 if(DX7_HAS_STACK_CLASH_PROTECTION)
-  add_compile_options(-fstack-clash-protection)
+  list(APPEND DX7_HARDENING_OPTIONS -fstack-clash-protection)
 endif()
 
-# It needs an optimising compiler.
-add_compile_options("$<$<NOT:$<CONFIG:Debug>>:-U_FORTIFY_SOURCE;-D_FORTIFY_SOURCE=2>")
+# FORTIFY needs an optimising compiler.
+if(NOT CMAKE_BUILD_TYPE STREQUAL "Debug")
+  list(APPEND DX7_HARDENING_OPTIONS -U_FORTIFY_SOURCE -D_FORTIFY_SOURCE=2)
+endif()
+add_compile_options(${DX7_HARDENING_OPTIONS})
 
 set(CMAKE_REQUIRED_LINK_OPTIONS -Wl,-z,relro,-z,now)
 check_cxx_source_compiles("int main() { return 0; }" DX7_HAS_FULL_RELRO)

@@ -59,6 +59,12 @@ foreach(text
     fail("the message about missing packages lacks '${text}': ${output}")
   endif()
 endforeach()
+without_packages(no_test_packages GTest rapidcheck Qt5SerialBus Qt5SerialPort)
+configure("${SOURCE_DIR}" ${no_test_packages} -DDX7_DEVELOPER_MODE=ON)
+if(result EQUAL 0 OR NOT output MATCHES
+   "apt-get install libgtest-dev librapidcheck-dev libqt5serialport5-dev libqt5serialbus5-dev")
+  fail("the developer mode does not name what the tests need at once: ${output}")
+endif()
 configure("${SOURCE_DIR}" ${no_libraries} -DDX7_BUILD_HOST=OFF -DDX7_BUILD_DEVICE=OFF)
 if(NOT result EQUAL 0)
   fail("the driver alone asks for more than QtCore: ${output}")
