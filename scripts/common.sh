@@ -16,17 +16,36 @@ fail() {
     printf '%s: %s\n' "$(basename "$0")" "$*" >&2
     exit 1
 }
+# wrong_usage WHAT: says so, and how it is used. For scripts with a function usage.
+wrong_usage() {
+    printf '%s: %s\n\n' "$(basename "$0")" "$1" >&2
+    usage >&2
+    exit 2
+}
+# quietly WHAT COMMAND...: runs it, shows its output only when it fails.
+quietly() {
+    local what=$1 log
+    shift
+    log=$(mktemp)
+    "$@" >"$log" 2>&1 || {
+        cat "$log" >&2
+        rm -f "$log"
+        fail "$what failed; see above"
+    }
+    rm -f "$log"
+}
 
 # The scripts that source this file use these lists.
 # shellcheck disable=SC2034
 build_packages=(
     build-essential cmake ninja-build pkg-config ccache
-    qtbase5-dev libqt5serialport5-dev
+    qtbase5-dev
     libcli11-dev nlohmann-json3-dev libtomlplusplus-dev libpcap-dev libncurses-dev libmodbus-dev
 )
 # shellcheck disable=SC2034
 test_packages=(
-    libgtest-dev libgmock-dev librapidcheck-dev libqt5serialbus5-dev mbpoll tmux tshark valgrind binutils man-db
+    libgtest-dev libgmock-dev librapidcheck-dev libqt5serialbus5-dev libqt5serialport5-dev
+    mbpoll tmux tshark valgrind binutils man-db
     bash-completion bsdutils locales python3 python3-jsonschema
 )
 # shellcheck disable=SC2034
@@ -49,7 +68,7 @@ as_root() {
     elif command -v sudo >/dev/null 2>&1; then
         sudo "$@"
     else
-        fail "root is needed to install packages; run as root, or install sudo, or install these yourself: ${wanted[*]}"
+        fail "root is needed for '$*': run this as root, or install sudo, or do that yourself first"
     fi
 }
 
@@ -103,16 +122,13 @@ install_missing() {
 
 # Objects of one source folder serve another with the same sources, such as a fresh clone.
 export CCACHE_BASEDIR=${CCACHE_BASEDIR-$project}
+# Without these the cache leaves alone what uses precompiled headers. No source asks for the date or its own time.
+export CCACHE_SLOPPINESS=${CCACHE_SLOPPINESS-pch_defines,time_macros}
 
 # configure PRESET FOLDER [CMAKE-OPTION...]: silent unless it fails.
 configure() {
-    local preset=$1 folder=$2 log
+    local preset=$1 folder=$2
     shift 2
-    log=$(mktemp)
-    if ! (cd "$project" && cmake --preset "$preset" -B "$folder" -DCMAKE_CXX_COMPILER_LAUNCHER=ccache "$@") >"$log" 2>&1; then
-        cat "$log" >&2
-        rm -f "$log"
-        fail "configuring the preset '$preset' failed; see above"
-    fi
-    rm -f "$log"
+    quietly "configuring the preset '$preset'" \
+        cmake -S "$project" --preset "$preset" -B "$folder" -DCMAKE_CXX_COMPILER_LAUNCHER=ccache "$@"
 }

@@ -13,35 +13,31 @@ void PrintTo(Carrier carrier, std::ostream* out) {
     *out << (carrier == Carrier::Tcp ? "TCP" : "pseudo-terminal");
 }
 
-Rig::Rig(Carrier carrier, const Words& deviceOptions) : m_carrier(carrier), m_deviceOptions(deviceOptions) {
+Rig::Rig(Carrier carrier, const Words& deviceOptions) : carrier_(carrier), deviceOptions_(deviceOptions) {
     startDevice();
 }
 
 void Rig::startDevice() {
-    const bool tcp = m_carrier == Carrier::Tcp;
-    const Words place =
-        tcp ? Words{"--tcp", std::to_string(m_port)} : Words{"--pty", m_directory.file("line")};
-    m_device = std::make_unique<DeviceProcess>(place, m_deviceOptions);
-    if (m_device->ready().rfind("ready on ", 0) != 0) {
-        throw std::runtime_error("the device does not start: " + m_device->finish().errors);
-    }
+    const bool tcp = carrier_ == Carrier::Tcp;
+    const Words place = tcp ? Words{"--tcp", std::to_string(port_)} : Words{"--pty", directory_.file("line")};
+    device_ = std::make_unique<DeviceProcess>(place, deviceOptions_);
     if (tcp) {
-        m_port = static_cast<int>(numberBehind(m_device->ready(), "127.0.0.1:"));
+        port_ = device_->tcpPort();
     }
 }
 
 std::string Rig::tell(const std::string& command) {
-    m_device->type(command + "\n");
-    return m_device->readLine();
+    device_->type(command + "\n");
+    return device_->readLine();
 }
 
 std::string Rig::stopDevice() {
-    return m_device->stop().output;
+    return device_->stop().output;
 }
 
 Words Rig::line() const {
-    return m_carrier == Carrier::Tcp ? Words{"--tcp", "127.0.0.1:" + std::to_string(m_port)}
-                                     : Words{"--serial", m_directory.file("line")};
+    return carrier_ == Carrier::Tcp ? Words{"--tcp", "127.0.0.1:" + std::to_string(port_)}
+                                    : Words{"--serial", directory_.file("line")};
 }
 
 Words Rig::command(const Words& words) const {
@@ -53,8 +49,8 @@ Words Rig::command(const Words& words) const {
 }
 
 std::unique_ptr<Client> Rig::client(int station) const {
-    return m_carrier == Carrier::Tcp ? std::make_unique<Client>(connectTo(m_port), station)
-                                     : std::make_unique<Client>(m_directory.file("line"), station);
+    return carrier_ == Carrier::Tcp ? std::make_unique<Client>(connectTo(port_), station)
+                                    : std::make_unique<Client>(directory_.file("line"), station);
 }
 
 const char* const dx7Program = DX7_PROGRAM;

@@ -34,7 +34,7 @@ class Rig {
 public:
     explicit Rig(Carrier carrier, const Words& deviceOptions = {});
 
-    DeviceProcess& device() { return *m_device; }
+    DeviceProcess& device() { return *device_; }
     /// Sends a command to the running device and returns the first line of its answer.
     std::string tell(const std::string& command);
     /// Ends the device and returns what it printed at its end.
@@ -43,7 +43,7 @@ public:
     void startDevice();
 
     /// Of the device on TCP, running or not.
-    int port() const { return m_port; }
+    int port() const { return port_; }
     /// "--serial", PATH or "--tcp", HOST:PORT.
     Words line() const;
     /// The whole command line of a command on this line.
@@ -52,14 +52,14 @@ public:
     Finished dx7(const Words& words) const { return runToEnd(command(words)); }
     /// libmodbus's client on this line.
     std::unique_ptr<Client> client(int station = 1) const;
-    std::string file(const std::string& name) const { return m_directory.file(name); }
+    std::string file(const std::string& name) const { return directory_.file(name); }
 
 private:
-    TemporaryDirectory m_directory;
-    Carrier m_carrier;
-    Words m_deviceOptions;
-    int m_port = 0;
-    std::unique_ptr<DeviceProcess> m_device;
+    TemporaryDirectory directory_;
+    Carrier carrier_;
+    Words deviceOptions_;
+    int port_ = 0;
+    std::unique_ptr<DeviceProcess> device_;
 };
 
 /// dx7 without a line: the command's words with the driver named.

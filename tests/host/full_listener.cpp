@@ -28,28 +28,28 @@ sockaddr_in localPlace(int port) {
 
 }  // namespace
 
-FullListener::FullListener(int port) : m_listener(makeSocket()) {
+FullListener::FullListener(int port) : listener_(makeSocket()) {
     const int on = 1;
-    ::setsockopt(m_listener, SOL_SOCKET, SO_REUSEADDR, &on, sizeof on);
+    ::setsockopt(listener_, SOL_SOCKET, SO_REUSEADDR, &on, sizeof on);
     const sockaddr_in place = localPlace(port);
-    if (::bind(m_listener, reinterpret_cast<const sockaddr*>(&place), sizeof place) != 0 ||
-        ::listen(m_listener, 0) != 0) {
+    if (::bind(listener_, reinterpret_cast<const sockaddr*>(&place), sizeof place) != 0 ||
+        ::listen(listener_, 0) != 0) {
         throw std::runtime_error("cannot listen");
     }
     fill();
 }
 
 FullListener::~FullListener() {
-    for (const int other : m_others) {
+    for (const int other : others_) {
         ::close(other);
     }
-    ::close(m_listener);
+    ::close(listener_);
 }
 
 int FullListener::port() const {
     sockaddr_in place{};
     socklen_t length = sizeof place;
-    ::getsockname(m_listener, reinterpret_cast<sockaddr*>(&place), &length);
+    ::getsockname(listener_, reinterpret_cast<sockaddr*>(&place), &length);
     return ntohs(place.sin_port);
 }
 
@@ -57,9 +57,9 @@ int FullListener::port() const {
 void FullListener::fill() {
     const sockaddr_in place = localPlace(port());
     for (int i = 0; i < MOST_PLACES; ++i) {
-        m_others.push_back(makeSocket());
-        ::connect(m_others.back(), reinterpret_cast<const sockaddr*>(&place), sizeof place);
-        pollfd one{m_others.back(), POLLOUT, 0};
+        others_.push_back(makeSocket());
+        ::connect(others_.back(), reinterpret_cast<const sockaddr*>(&place), sizeof place);
+        pollfd one{others_.back(), POLLOUT, 0};
         if (::poll(&one, 1, LOCAL_CONNECT_MS) == 0) {
             return;
         }
@@ -68,5 +68,5 @@ void FullListener::fill() {
 }
 
 void FullListener::makeRoom() const {
-    ::listen(m_listener, MOST_PLACES);
+    ::listen(listener_, MOST_PLACES);
 }

@@ -21,8 +21,8 @@ public:
 private:
     void fill();
 
-    int m_listener;
-    std::vector<int> m_others;
+    int listener_;
+    std::vector<int> others_;
 };
 
 #endif
