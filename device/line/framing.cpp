@@ -13,6 +13,7 @@ namespace {
 constexpr std::size_t SHORTEST_FRAME = dx7common::SHORTEST_FRAME_BYTES;
 constexpr std::size_t LONGEST_FRAME = dx7common::LONGEST_FRAME_BYTES;
 constexpr std::size_t PLAIN_FRAME = 8;
+constexpr std::uint8_t DIAGNOSTICS = 8;
 constexpr std::size_t BYTE_COUNT_INDEX = 6;
 constexpr std::size_t WRITE_OVERHEAD = 9;
 constexpr std::size_t MOST_UNDER_WAY = 1024;
@@ -29,6 +30,8 @@ std::optional<std::size_t> requestLength(const Bytes& bytes) {
         case MODBUS_FC_READ_INPUT_REGISTERS:
         case MODBUS_FC_WRITE_SINGLE_COIL:
         case MODBUS_FC_WRITE_SINGLE_REGISTER:
+        // Which is refused: with one word of data, as it is sent, nothing need be waited for.
+        case DIAGNOSTICS:
             return PLAIN_FRAME;
         case MODBUS_FC_READ_EXCEPTION_STATUS:
             return SHORTEST_FRAME;

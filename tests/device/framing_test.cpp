@@ -13,6 +13,7 @@ using std::chrono::milliseconds;
 
 const Bytes READ = {0x01, 0x03, 0xF3, 0x25, 0x00, 0x01, 0xA6, 0x85};
 const Bytes STATUS = {0x01, 0x07, 0x41, 0xE2};
+const Bytes DIAGNOSTICS = withCrc({0x01, 0x08, 0x00, 0x00, 0x12, 0x34});
 const Bytes WRITE = {0x01, 0x10, 0xE0, 0x10, 0x00, 0x02, 0x04, 0x00, 0x0A, 0x01, 0x02, 0x9B, 0x34};
 
 Bytes joined(const Bytes& a, const Bytes& b) {
@@ -27,7 +28,7 @@ protected:
 };
 
 TEST_F(FramingTest, TakesEachLengthAsSoonAsItIsThere) {
-    for (const Bytes& request : {READ, STATUS, WRITE}) {
+    for (const Bytes& request : {READ, STATUS, DIAGNOSTICS, WRITE}) {
         const auto frames = framing.take(request, milliseconds(1));
         ASSERT_EQ(frames.size(), 1U);
         EXPECT_EQ(frames[0].bytes, request);
@@ -83,11 +84,11 @@ TEST_F(FramingTest, DropsADamagedRequestAtSilence) {
 }
 
 TEST_F(FramingTest, TakesAnUnknownFunctionCodeAtSilence) {
-    const Bytes diagnostics = withCrc({0x01, 0x08, 0x00, 0x00, 0x12, 0x34});
-    EXPECT_TRUE(framing.take(diagnostics, milliseconds(1)).empty());
+    const Bytes unknown = withCrc({0x01, 0x2B, 0x0E, 0x01, 0x00});
+    EXPECT_TRUE(framing.take(unknown, milliseconds(1)).empty());
     const auto frame = framing.silence(milliseconds(21));
     ASSERT_TRUE(frame);
-    EXPECT_EQ(frame->bytes, diagnostics);
+    EXPECT_EQ(frame->bytes, unknown);
 }
 
 TEST_F(FramingTest, NeverKeepsMoreThanTheLongestFrame) {
