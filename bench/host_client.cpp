@@ -73,7 +73,7 @@ public:
         };
         engine_.setEvents(events);
         loop_.setTap(&meter_);
-        engine_.watch(points());
+        engine_.watch(points(), clock_.nowUs());
     }
 
     void read(int count) override {

@@ -82,7 +82,7 @@ public:
         events.transaction = [this](const dx7::Transaction& transaction) { note(transaction); };
         events.note = [this](const dx7::ExchangeNote& met) { note(met); };
         engine_.setEvents(events);
-        engine_.watch(notation_.points(QStringLiteral("F:0.0.00,%1").arg(ITEMS)));
+        engine_.watch(notation_.points(QStringLiteral("F:0.0.00,%1").arg(ITEMS)), clock_.nowUs());
     }
 
     std::vector<Delay> run(int writes) {

@@ -10,7 +10,7 @@ namespace dx7 {
 
 namespace {
 
-constexpr int MOST_DIGITS = 18;
+constexpr int MOST_PLAIN_DIGITS = 18;
 constexpr int LONGEST_FOLDED = 64;
 
 bool isDigit(QChar character) {
@@ -52,7 +52,7 @@ int afterSign(const QString& text, int at) {
 
 std::optional<qint64> plainNumber(const QString& text) {
     const bool digits = !text.isEmpty() && std::all_of(text.begin(), text.end(), isDigit);
-    if (!digits || text.size() > MOST_DIGITS || (text.size() > 1 && text.at(0) == QLatin1Char('0'))) {
+    if (!digits || text.size() > MOST_PLAIN_DIGITS || (text.size() > 1 && text.at(0) == QLatin1Char('0'))) {
         return std::nullopt;
     }
     return text.toLongLong();

@@ -109,19 +109,19 @@ run dx7 params save delivered.toml -c line.toml --station 7 --groups 0-3
 tell <<'END'
 ## Set it up
 
-`--verify` reads every value back. Values are given in the unit of the tag; what cannot be is refused before anything is
-sent:
+Every value is read back. Values are given in the unit of the tag; what cannot be is refused before anything is sent:
 END
-run dx7 write -c line.toml --verify "ramp up=2.5" "ramp down=4"
-run dx7 write -c line.toml --verify "ramp up=9999"
+run dx7 write -c line.toml "ramp up=2.5" "ramp down=4"
+run dx7 write -c line.toml "ramp up=9999"
 tell <<'END'
 ## Does it obey?
 
-Bit 0 of the control word starts it, and bit 1 of its status says that it runs:
+Bit 0 of the control word starts it, and bit 1 of its status says that it runs. A device may clear a control word by itself, so
+`dx7` says what it reads:
 END
-run dx7 write -c line.toml --verify control=0x0001
+run dx7 write -c line.toml control=0x0001
 run dx7 read -c line.toml control running
-run dx7 write -c line.toml --verify control=0
+run dx7 write -c line.toml control=0
 tell <<'END'
 ## What was changed today?
 

@@ -29,6 +29,7 @@ Read it by columns first, then by rows:
 | *wrong CRC* in one column only | damaged near that station | its branch line, its earth |
 | timeouts and *retries* among good replies | requests or replies are lost as a whole | plugs, the supply of the adapter or gateway |
 | *late replies* | the device is slower than the master waits | `--timeout` |
+| *noise* | bytes came that are like no reply | termination and the rest level of the line; a station with another baud rate |
 | *foreign frames*, *surplus frames* | frames come that this master did not ask for | a second master, a gateway that bridges two lines |
 | *doubled frames* | replies arrive twice | a repeater or gateway, two devices with one number |
 | *echoed requests* | the adapter sends back what is sent | nothing: the echo is taken out |

@@ -1,9 +1,14 @@
 #include "host/cli/connection.h"
 
+#include <algorithm>
+#include <limits>
+
+#include "host/cli/listening.h"
 #include "host/cli/output.h"
 #include "host/cli/output_files.h"
 #include "host/cli/stop_signal.h"
 #include "host/error.h"
+#include "host/files/named_items.h"
 #include "host/files/wall_clock.h"
 
 namespace dx7::cli {
@@ -11,6 +16,7 @@ namespace dx7::cli {
 namespace {
 
 constexpr qint64 LONGEST_TURN_US = 50000;
+constexpr qint64 LAST_PROOF_US = 3000000;
 
 // The driver reads the first item of the group after the last one; the table has none there.
 void warnOfItemsBeyond(const QVector<Point>& points) {
@@ -20,6 +26,13 @@ void warnOfItemsBeyond(const QVector<Point>& points) {
                            .arg(point.notation(), point.type.name, point.type.lowest, point.type.highest));
         }
     }
+}
+
+// After the reason why the line did not open: where a dx7 has the port, what can be done.
+QString inUseHint(const QString& failure, const CommonOptions& options) {
+    return failure.contains(QLatin1String("in use by dx7 (process "))
+               ? QStringLiteral("; ") + QLatin1String(options.inUseHint)
+               : QString();
 }
 
 }  // namespace
@@ -38,24 +51,12 @@ QVector<LineTag> Driver::tags(const CommonOptions& options) const {
     return file == nullptr ? QVector<LineTag>() : file->tags(notation);
 }
 
-QHash<QString, QVector<Point>> Driver::names(const QVector<LineTag>& tags) {
-    QHash<QString, QVector<Point>> names;
-    for (const LineTag& tag : tags) {
-        names.insert(tag.name, tag.points);
-        for (const Point& point : tag.points) {
-            names.insert(point.name, {point});
-        }
-    }
-    return names;
-}
-
 QVector<Point> Driver::points(const CommonOptions& options, const std::vector<std::string>& arguments) const {
     const QVector<LineTag> all = tags(options);
-    const QHash<QString, QVector<Point>> byName = names(all);
+    const NamedItems items(notation, all);
     QVector<Point> chosen;
     for (const QString& argument : texts(arguments)) {
-        const auto tag = byName.find(argument);
-        chosen += tag != byName.end() ? *tag : notation.points(argument);
+        chosen += items.points(argument);
     }
     if (!arguments.empty()) {
         chosen = withoutRepetitions(chosen);
@@ -73,21 +74,17 @@ QVector<Point> Driver::points(const CommonOptions& options, const std::vector<st
 
 QVector<WriteRequest> Driver::writes(const CommonOptions& options,
                                      const std::vector<std::string>& arguments) const {
-    const QHash<QString, QVector<Point>> byName = names(tags(options));
+    const NamedItems items(notation, tags(options));
     QVector<WriteRequest> requests;
     for (const QString& argument : texts(arguments)) {
-        // A name may hold the sign, a value does not.
-        const int equals = argument.lastIndexOf(QLatin1Char('='));
-        const QString name = argument.left(equals);
-        const auto tag = equals < 0 ? byName.end() : byName.find(name);
-        requests += tag != byName.end() ? ItemNotation::writeTag(name, *tag, argument.mid(equals + 1))
-                                        : notation.write(argument);
+        requests += items.writes(argument);
     }
     return requests;
 }
 
 Connection::Connection(const Driver& loaded, const LineSettings& settings, const CommonOptions& options)
     : settings_(settings),
+      listens_(settings.carrier == Carrier::Serial && !options.anyway),
       session_(loaded.library.functions(), propertyText(settings, 1)),
       line_(makeLine(settings)),
       loop_(session_, settings),
@@ -99,7 +96,8 @@ Connection::Connection(const Driver& loaded, const LineSettings& settings, const
     line_->setStopRequest(stopRequested);
     if (!line_->open()) {
         throw UsageError(
-            QStringLiteral("%1 could not be opened: %2").arg(describeLine(settings), line_->failure()));
+            QStringLiteral("%1 could not be opened: %2%3")
+                .arg(describeLine(settings), line_->failure(), inUseHint(line_->failure(), options)));
     }
     loop_.exchange().setCounter(static_cast<quint16>(wallTimeUs()));
     if (!options.recordPath.empty()) {
@@ -129,6 +127,11 @@ void Connection::hear() {
         take(note);
         if (events_.note) {
             events_.note(note);
+        }
+    };
+    events.notice = [this](const QString& sentence) {
+        if (notices_.add(sentence) && printNotices_) {
+            printError(sentence);
         }
     };
     engine_->setEvents(events);
@@ -161,22 +164,31 @@ void Connection::step() {
 
 void Connection::conclude() {
     engine_->conclude();
-    while (runner_->lineOpen() && !engine_->concluded()) {
+    // What is under way has its time, and so has its proof.
+    const qint64 untilUs = clock_.nowUs() + 2 * operationTimeUs(settings_) + LAST_PROOF_US;
+    while (runner_->lineOpen() && !engine_->concluded() && clock_.nowUs() < untilUs) {
         step();
     }
 }
 
 bool Connection::runOperations() {
+    return runWhile([this] { return engine_->pendingOperations() > 0; }, std::numeric_limits<qint64>::max());
+}
+
+bool Connection::waitUntil(qint64 timeUs) {
+    return runWhile([this, timeUs] { return clock_.nowUs() < timeUs; }, timeUs);
+}
+
+bool Connection::runWhile(const std::function<bool()>& goesOn, qint64 untilUs) {
     try {
-        while (breakReason_.isEmpty() && engine_->pendingOperations() > 0) {
+        while (breakReason_.isEmpty() && goesOn()) {
             if (stopRequested()) {
-                breakOff(QStringLiteral("dx7 was stopped"), QStringLiteral("stopped"));
+                breakOffStopped();
                 break;
             }
-            step();
+            runner_->turn(std::min(clock_.nowUs() + LONGEST_TURN_US, untilUs));
             if (!runner_->lineOpen() && !stopRequested()) {
-                breakOff(QStringLiteral("the line was lost"),
-                         QStringLiteral("%1 was lost: %2").arg(describeLine(settings_), line_->failure()));
+                breakOffLost();
             }
         }
     } catch (const LineError& error) {
@@ -194,8 +206,41 @@ void Connection::breakOff(const QString& phrase, const QString& reason) {
     breakReason_ = reason;
 }
 
+void Connection::breakOffStopped() {
+    breakOff(QStringLiteral("dx7 was stopped"), QStringLiteral("stopped"));
+}
+
+void Connection::breakOffLost() {
+    breakOff(QStringLiteral("the line was lost"),
+             QStringLiteral("%1 was lost: %2").arg(describeLine(settings_), line_->failure()));
+}
+
+void Connection::listenFirst() {
+    if (!listens_) {
+        return;
+    }
+    try {
+        const QVector<HeardPiece> heard = listen(*line_, poller_, settings_, recorder_.get());
+        const QString master = otherMasterText(heard);
+        const QString stray = strayText(heard);
+        if (!stray.isEmpty()) {
+            printError(stray);
+        }
+        if (!master.isEmpty()) {
+            breakOff(QStringLiteral("another master was heard"), master);
+        } else if (stopRequested()) {
+            breakOffStopped();
+        } else if (!line_->isOpen()) {
+            breakOffLost();
+        }
+    } catch (const LineError& error) {
+        breakOff(QStringLiteral("the recording failed"), error.text());
+    }
+}
+
 void Connection::watchSilence(const Transaction& transaction) {
-    if (!transaction.finished()) {
+    // A broadcast is not answered.
+    if (!transaction.finished() || transaction.frame.station == 0) {
         return;
     }
     silentOperations_ = transaction.heard ? 0 : silentOperations_ + 1;
@@ -210,6 +255,11 @@ void Connection::watchSilence(const Transaction& transaction) {
 
 QString silencePhrase(int station) {
     return QStringLiteral("station %1 did not answer").arg(station);
+}
+
+bool leftOpen(const Transaction& transaction) {
+    return transaction.outcome == Outcome::CutShort ||
+           (transaction.outcome == Outcome::Skipped && !transaction.unsettled);
 }
 
 QString unwrittenText(const Transaction& transaction) {

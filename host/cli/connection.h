@@ -3,8 +3,8 @@
 #ifndef DX7_CLI_CONNECTION_H
 #define DX7_CLI_CONNECTION_H
 
-#include <QHash>
 #include <QSet>
+#include <functional>
 #include <memory>
 
 #include "host/cli/options.h"
@@ -24,19 +24,19 @@ struct Driver {
     /// The default parameters as the driver reports them.
     QString parameter() const;
     /// The points that the arguments name: items, or names of tags in the file of -c; all its tags when there
-    /// are no arguments. Warns of those beyond the driver's table. Throws UsageError.
+    /// are no arguments. What the tags say of writing goes for items, too. Warns of those beyond the driver's
+    /// table. Throws UsageError.
     QVector<Point> points(const CommonOptions& options, const std::vector<std::string>& arguments) const;
-    /// The writes that the arguments name: items or tags, each with its values. Throws UsageError.
+    /// The writes that the arguments name: items or tags, each with its values. Throws UsageError, also for
+    /// what a tag does not allow of its item.
     QVector<WriteRequest> writes(const CommonOptions& options,
                                  const std::vector<std::string>& arguments) const;
 
+    /// The tags of the file of -c. Throws UsageError.
+    QVector<LineTag> tags(const CommonOptions& options) const;
+
     DriverLibrary library;
     ItemNotation notation;
-
-private:
-    /// The points that each name in the file of -c means: a tag's name, and those of its points.
-    static QHash<QString, QVector<Point>> names(const QVector<LineTag>& tags);
-    QVector<LineTag> tags(const CommonOptions& options) const;
 };
 
 /// An opened line with everything that runs on it.
@@ -52,6 +52,11 @@ public:
     /// may not have all of it.
     void closeRecording();
 
+    /// Before anything is sent: a serial line is listened to, unless the options say that all is sent anyway.
+    /// Where another master is heard, a signal comes or the line is lost, all operations are broken off, as
+    /// runOperations() says.
+    void listenFirst();
+
     PollEngine& engine() { return *engine_; }
     /// Sets what the command is told; the connection listens, too. Replaces what was set before.
     void setEvents(EngineEvents events);
@@ -66,6 +71,9 @@ public:
     /// ended are abandoned with a phrase of it as reason ("the line was lost"), and so are all that are run
     /// later: nothing more is sent.
     bool runOperations();
+    /// Lets the line run until `timeUs` on clock(), where nothing is to be begun. False when that was broken
+    /// off as runOperations() is.
+    bool waitUntil(qint64 timeUs);
     /// Why operations were broken off, as a sentence; empty as long as they were not.
     const QString& breakReason() const { return breakReason_; }
     bool lineOpen() const { return runner_->lineOpen(); }
@@ -90,13 +98,17 @@ public:
 private:
     enum class Abandon { Never, Silence, Failure };
     Q_DISABLE_COPY(Connection)
+    bool runWhile(const std::function<bool()>& goesOn, qint64 untilUs);
     void breakOff(const QString& phrase, const QString& reason);
+    void breakOffStopped();
+    void breakOffLost();
     void watchSilence(const Transaction& transaction);
     void take(const ExchangeNote& note);
     void hear();
 
     SystemClock clock_;
     LineSettings settings_;
+    bool listens_;
     DriverSession session_;
     EpollPoller poller_;
     std::unique_ptr<Line> line_;
@@ -120,6 +132,8 @@ QString silencePhrase(int station);
 /// before that", "unknown: sent, but the line was lost before the acknowledgement; read it back", "exception
 /// 2 (...)".
 QString unwrittenText(const Transaction& transaction);
+/// Whether such a write was not sent, or broken off: it has not failed.
+bool leftOpen(const Transaction& transaction);
 
 }  // namespace dx7::cli
 

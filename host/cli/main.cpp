@@ -12,6 +12,7 @@
 #include "host/cli/options.h"
 #include "host/cli/output.h"
 #include "host/error.h"
+#include "host/items/address_text.h"
 
 namespace {
 
@@ -22,6 +23,49 @@ QString firstLine(const std::string& message) {
     return text(message).section(QLatin1Char('\n'), 0, 0);
 }
 
+QString nearestOf(const QStringList& names, const QString& typed) {
+    const QString nearest = dx7::nearestName(names, typed);
+    return nearest.isNull() ? QString() : QStringLiteral("; the nearest is \"%1\"").arg(nearest);
+}
+
+// The long names of its options.
+QStringList optionNames(const CommandLine& line) {
+    QStringList names{QStringLiteral("--help")};
+    if (!line.version().empty()) {
+        names += QStringLiteral("--version");
+    }
+    for (const dx7common::CommandOption& option : line.options()) {
+        const QString name = text(option.names).section(QLatin1Char(','), -1);
+        if (name.startsWith(QLatin1String("--")) && !option.section.empty()) {
+            names += name;
+        }
+    }
+    return names;
+}
+
+// The command that the words name, and what follows its name.
+const CommandLine& commandOf(const CommandLine& program, QStringList* words) {
+    const CommandLine* line = &program;
+    while (!words->isEmpty() && line->command(words->first().toStdString()) != nullptr) {
+        line = line->command(words->takeFirst().toStdString());
+    }
+    return *line;
+}
+
+// The nearest to the first option that the command does not have; empty when it has them all, or none is
+// near.
+QString nearestOption(const CommandLine& program, QStringList words) {
+    const CommandLine& command = commandOf(program, &words);
+    for (const QString& word : words) {
+        const QString option = word.section(QLatin1Char('='), 0, 0);
+        if (option.startsWith(QLatin1String("--")) && option.size() > 2 &&
+            !command.hasOption(option.toStdString())) {
+            return nearestOf(optionNames(command), option);
+        }
+    }
+    return {};
+}
+
 void checkCommandName(const CommandLine& line, const QString& path, const QStringList& words);
 
 // An option in place of a command: only those of the program itself are valid there.
@@ -29,8 +73,8 @@ void checkLeadingOption(const CommandLine& line, const QString& path, const QStr
     const QString option = words.first().section(QLatin1Char('='), 0, 0);
     if (!line.hasOption(option.toStdString())) {
         throw dx7::UsageError(QStringLiteral("option \"%1\" is not valid here; a command's options follow it "
-                                             "(%2 --help shows more)")
-                                  .arg(option, path));
+                                             "(%2 --help shows more)%3")
+                                  .arg(option, path, nearestOf(optionNames(line), option)));
     }
     if (option == QLatin1String("--version") && words.size() > 1) {
         throw dx7::UsageError(QStringLiteral("--version is given alone, not with \"%1\"").arg(words.at(1)));
@@ -60,8 +104,8 @@ void checkCommandName(const CommandLine& line, const QString& path, const QStrin
         return;
     }
     if (!names.contains(name)) {
-        throw dx7::UsageError(QStringLiteral("command \"%1\" is unknown, use one of %2")
-                                  .arg(name, names.join(QStringLiteral(", "))));
+        throw dx7::UsageError(QStringLiteral("command \"%1\" is unknown, use one of %2%3")
+                                  .arg(name, names.join(QStringLiteral(", ")), nearestOf(names, name)));
     }
     checkCommandName(*line.command(name.toStdString()), path + QLatin1Char(' ') + name, words.mid(1));
 }
@@ -107,7 +151,7 @@ int parseAndRun(int argc, char** argv) {
         "Examples:\n"
         "  dx7 scan --serial /dev/ttyUSB0\n"
         "  dx7 read --serial /dev/ttyUSB0 AI:0,4 F:3.0.25\n"
-        "  dx7 write --serial /dev/ttyUSB0 --verify F:3.0.25=500\n"
+        "  dx7 write --serial /dev/ttyUSB0 F:3.0.25=500\n"
         "  dx7 monitor --tcp 192.168.0.10:8888 DI:1,6 AI:0,4\n"
         "Exit codes: 0 done, 1 the device or the line failed, 2 wrong usage.\n"
         "dx7 COMMAND --help shows the options of a command, with examples.");
@@ -121,7 +165,8 @@ int parseAndRun(int argc, char** argv) {
     addPlanCommand(program);
     addReplayCommand(program);
     addScanCommand(program);
-    checkCommandName(program, QStringLiteral("dx7"), wordsAfterProgram(argc, argv));
+    const QStringList words = wordsAfterProgram(argc, argv);
+    checkCommandName(program, QStringLiteral("dx7"), words);
     try {
         const CommandLine::Reading reading = program.read(argc, argv);
         if (reading.asked) {
@@ -130,7 +175,7 @@ int parseAndRun(int argc, char** argv) {
         }
         return reading.command->run();
     } catch (const dx7common::CommandLineError& error) {
-        printError(firstLine(error.what()));
+        printError(firstLine(error.what()) + nearestOption(program, words));
         return EXIT_USAGE;
     }
 }

@@ -89,6 +89,15 @@ void addRecordOption(CommandLine& command, CommonOptions& options) {
         .in("Line");
 }
 
+void addAnywayOption(CommandLine& command, CommonOptions& options) {
+    command
+        .add("--anyway", &options.anyway,
+             "Send at once; without it a serial line is listened to for 0.3 s, and nothing is sent where "
+             "another "
+             "master is heard")
+        .in("Line");
+}
+
 void addDeviceOptions(CommandLine& command, CommonOptions& options) {
     addDriverOption(command, options);
     addJsonOption(command, options);

@@ -39,9 +39,13 @@ struct CommonOptions {
     std::optional<double> gapMs;
     bool rs485 = false;
     std::string recordPath;
+    /// What is to be done where another dx7 has the port.
+    const char* inUseHint = "end it first";
     /// FILE of a command that takes one.
     std::string file;
     bool json = false;
+    /// The line is not listened to before something is sent.
+    bool anyway = false;
 
     /// The file of -c, read when it is first asked for; null when there is none. Throws UsageError.
     const LineFile* lineFile() const;
@@ -61,6 +65,8 @@ void addDriverOption(CommandLine& command, CommonOptions& options);
 /// How the line is reached and treated; enough for a command that sends nothing.
 void addLineOptions(CommandLine& command, CommonOptions& options);
 void addRecordOption(CommandLine& command, CommonOptions& options);
+/// For a command that listens to the line first.
+void addAnywayOption(CommandLine& command, CommonOptions& options);
 void addJsonOption(CommandLine& command, CommonOptions& options);
 /// All of these, for a command that exchanges values with the device.
 void addDeviceOptions(CommandLine& command, CommonOptions& options);

@@ -1,6 +1,7 @@
 #include "host/cli/output.h"
 
 #include <cerrno>
+#include <cmath>
 #include <cstdio>
 
 #include "common/printable.h"
@@ -15,12 +16,6 @@ void printLine(const char* line) {
     if (std::fprintf(stdout, "%s\n", line) < 0 || std::fflush(stdout) != 0) {
         throw LineError(QStringLiteral("standard output cannot be written: %1").arg(systemReason(errno)));
     }
-}
-
-// The value as a number, scaled when the format is.
-Json valueJson(const ValueFormat& format, quint32 raw) {
-    const double number = valueNumber(format, raw);
-    return format.scaled() ? Json(number) : Json(static_cast<qint64>(number));
 }
 
 }  // namespace
@@ -56,9 +51,19 @@ std::string isoTime(qint64 wallUs) {
     return utf8(isoLocalTime(wallUs));
 }
 
+qint64 wallTimeOf(qint64 clockUs) {
+    return wallTimeUs() - (SystemClock().nowUs() - clockUs);
+}
+
 qint64 wallTimeOf(const PointState& state) {
-    // The state's own time is not one of day.
-    return state.raw ? wallTimeUs() - (SystemClock().nowUs() - state.readUs) : wallTimeUs();
+    return wallTimeOf(state.raw ? state.readUs : state.sinceUs);
+}
+
+QString causeText(const PointState& state) {
+    const QString quality = qualityText(state.quality);
+    return state.fault.isEmpty() ? quality
+                                 : QStringLiteral("%1 since %2: %3")
+                                       .arg(quality, timeOfDay(wallTimeOf(state.sinceUs)), state.fault);
 }
 
 std::string utf8(const QString& text) {
@@ -75,6 +80,15 @@ Json summaryJson(const char* command) {
     return json;
 }
 
+Json numberJson(const ValueFormat& format, quint32 raw) {
+    const double number = valueNumber(format, raw);
+    if (!std::isfinite(number)) {
+        return nullptr;
+    }
+    const bool fraction = format.scaled() || format.presentation == Presentation::Float;
+    return fraction ? Json(number) : Json(static_cast<qint64>(number));
+}
+
 Json itemJson(const char* event, const std::string& time, const Point& point, std::optional<quint32> raw) {
     Json json = eventJson(event);
     json["time"] = time;
@@ -83,7 +97,7 @@ Json itemJson(const char* event, const std::string& time, const Point& point, st
     json["station"] = point.station;
     json["type"] = utf8(point.type.name);
     json["address"] = utf8(point.type.addressText(point.address));
-    json["value"] = raw ? valueJson(point.format, *raw) : Json(nullptr);
+    json["value"] = raw ? numberJson(point.format, *raw) : Json(nullptr);
     json["text"] = raw ? Json(utf8(valueText(point.format, point.type, *raw))) : Json(nullptr);
     if (!point.format.unit.isEmpty()) {
         json["unit"] = utf8(point.format.unit);
@@ -104,6 +118,9 @@ void addQuality(Quality quality, const QString& fault, Json* json) {
 Json pointJson(const Point& point, const PointState& state) {
     Json json = itemJson("value", isoTime(wallTimeOf(state)), point, state.raw);
     addQuality(state.quality, state.fault, &json);
+    if (!state.fault.isEmpty()) {
+        json["since"] = isoTime(wallTimeOf(state.sinceUs));
+    }
     return json;
 }
 

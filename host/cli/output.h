@@ -29,8 +29,13 @@ void printError(const QString& line);
 
 /// Date and time as ISO 8601, in local time, of a time in microseconds since 1970, UTC.
 std::string isoTime(qint64 wallUs = wallTimeUs());
+/// The same of a time on the SystemClock.
+qint64 wallTimeOf(qint64 clockUs);
 /// The time of what the state says, in microseconds since 1970, UTC: of the reading, or of its failure.
 qint64 wallTimeOf(const PointState& state);
+
+/// Quality, and since when and why where the value is bad: "good", "bad since 12:55:45.397: no reply".
+QString causeText(const PointState& state);
 
 std::string utf8(const QString& text);
 
@@ -41,6 +46,8 @@ Json summaryJson(const char* command);
 /// What an item that is read and one that is written have in common: event, time, name, item, station, type,
 /// address, value and text (null without a value), unit and format (when there is one).
 Json itemJson(const char* event, const std::string& time, const Point& point, std::optional<quint32> raw);
+/// The value as a number, scaled when the format is; null for one that JSON lacks.
+Json numberJson(const ValueFormat& format, quint32 raw);
 /// Adds quality, and fault unless it is empty.
 void addQuality(Quality quality, const QString& fault, Json* json);
 /// The event "value": what is known of a point that is read.

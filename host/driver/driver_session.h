@@ -24,6 +24,10 @@ struct ItemRange {
     int count = 0;
 };
 
+inline bool operator==(const ItemRange& a, const ItemRange& b) {
+    return a.station == b.station && a.address == b.address && a.count == b.count && a.regType == b.regType;
+}
+
 /// Makes every call of the driver on behalf of one line. Values are read back after good replies, not taken
 /// from the driver's reports: bits are reported by whole bytes, and written values before they are read. The
 /// driver is one object, so one session at a time uses it, and all calls belong on one thread. A new session

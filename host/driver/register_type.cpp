@@ -1,10 +1,45 @@
 #include "host/driver/register_type.h"
 
 #include <algorithm>
+#include <iterator>
 
 namespace dx7 {
 
 namespace {
+
+// What the driver does not say of its types.
+struct Known {
+    const char* type;
+    const char* meaning;
+    // Its values stay as they were written, as parameters and modes do. A command or an output is the
+    // device's own to take back.
+    bool keepsWritten;
+};
+
+constexpr Known KNOWN[] = {
+    {"CW_bit", "bits of the control word", false},
+    {"SW_bit", "bits of the status word", false},
+    {"DO", "digital outputs", false},
+    {"RO", "relay output", false},
+    {"SDO", "further digital outputs", false},
+    {"DI", "digital inputs", false},
+    {"AI", "analog inputs", false},
+    {"FIN", "a further input, that of AI 3", false},
+    {"F", "parameters, 16 groups of 56", true},
+    {"D", "read-only values, 2 groups of 56", false},
+    {"DE", "further read-only values", false},
+    {"CW", "control word", false},
+    {"SW", "status word", false},
+    {"MOD", "mode words", true},
+    {"FAS", "status byte", false},
+};
+
+const Known* knownOf(const QString& name) {
+    const auto* const found = std::find_if(std::begin(KNOWN), std::end(KNOWN), [&name](const Known& known) {
+        return name == QLatin1String(known.type);
+    });
+    return found == std::end(KNOWN) ? nullptr : found;
+}
 
 // The driver's own text of a limit ("F.#.55") as address, and as the text that is printed for it.
 void setLimit(const DriverFunctions& functions, const RegisterType& type, const QString& text, int* address,
@@ -25,6 +60,16 @@ QString RegisterType::addressText(int address) const {
     return QStringLiteral("%1.0.%2")
         .arg(QString::number(group, 16).toUpper())
         .arg(index, 2, 10, QLatin1Char('0'));
+}
+
+QString RegisterType::meaning() const {
+    const Known* const known = knownOf(name);
+    return known == nullptr ? QString() : QString::fromLatin1(known->meaning);
+}
+
+bool RegisterType::keepsWritten() const {
+    const Known* const known = knownOf(name);
+    return known != nullptr && known->keepsWritten;
 }
 
 int RegisterType::runLength(int address, int count) const {

@@ -33,6 +33,10 @@ struct RegisterType {
     /// The status byte: a byte per item, although it counts among the word types. The driver's tables do not
     /// tell that, so this one type is known by its name.
     bool status() const { return name == QLatin1String("FAS"); }
+    /// A value that is written stays until it is written again. Of the other types the device may clear what
+    /// was written by itself, as soon as it has carried it out. The driver's tables do not tell that either:
+    /// F and MOD are known by their names.
+    bool keepsWritten() const;
     /// A request writes one item: a bit, or the only item that the type has.
     bool writtenSingly() const { return bit || lowestAddress == highestAddress; }
     /// Bytes per item in the driver's buffers.
@@ -42,6 +46,8 @@ struct RegisterType {
     /// The address as it is printed, and the only text that is taken for it: a decimal number without leading
     /// zeros, or group.0.index with the group in upper-case hexadecimal and an index of two digits.
     QString addressText(int address) const;
+    /// What the type is, in words; empty for one that is not known here. The driver's own tables have none.
+    QString meaning() const;
     /// Whether one of `count` items from `address` is beyond the table. The driver takes the first item of
     /// the group after the last one, too; that one is read, but never written.
     bool beyondTable(int address, int count) const { return address + count - 1 > highestAddress; }

@@ -136,6 +136,15 @@ void CommLoop::takeReply(const ExchangeEnd& end) {
     }
 }
 
+// The station would refuse it again: the driver's repetitions of the request are not sent.
+void CommLoop::giveUp() {
+    FRAME_PRO repetition;
+    while (transaction_.driverResult == DX7_REPLY_SEND_AGAIN && session_.nextRequest(&repetition)) {
+        reply_.resize(0);
+        transaction_.driverResult = session_.takeReply(reply_, transaction_.info);
+    }
+}
+
 void CommLoop::judge(const ExchangeEnd& end, qint64 nowUs) {
     Transaction& transaction = transaction_;
     transaction.reply.resize(0);
@@ -163,6 +172,9 @@ void CommLoop::judge(const ExchangeEnd& end, qint64 nowUs) {
     reply_.resize(0);
     reply_.append(transaction.reply);
     transaction.driverResult = session_.takeReply(reply_, transaction.info);
+    if (transaction.outcome == Outcome::Exception) {
+        giveUp();
+    }
     outstanding_ = transaction.driverResult == DX7_REPLY_SEND_AGAIN;
     transaction.unsettled = unsettled_ && !transaction.good();
     unsettled_ = transaction.unsettled && outstanding_;

@@ -68,6 +68,7 @@ private:
     void judge(const ExchangeEnd& end, qint64 nowUs);
     void takeReply(const ExchangeEnd& end);
     void takeDamage();
+    void giveUp();
     void clearOperation();
 
     DriverSession& session_;

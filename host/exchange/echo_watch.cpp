@@ -7,6 +7,7 @@ namespace dx7 {
 namespace {
 
 constexpr int MISSED_ECHOES = 30;
+constexpr int STRAYED_ANSWERS = 10;
 
 }  // namespace
 
@@ -35,12 +36,14 @@ void EchoWatch::sent(quint64 sequence) {
 void EchoWatch::echoed() {
     echoed_ = true;
     echo_ = Echo::Yes;
+    strayedAnswers_ = 0;
 }
 
 void EchoWatch::answered(quint64 sequence, bool alike) {
     const bool without = sequence == sequence_ && !echoed_;
-    if (echo_ == Echo::Unknown && without && !alike && !strayed_) {
-        echo_ = Echo::No;
+    if (echo_ == Echo::Unknown && without && !alike) {
+        strayedAnswers_ = strayed_ ? strayedAnswers_ + 1 : STRAYED_ANSWERS;
+        echo_ = strayedAnswers_ >= STRAYED_ANSWERS ? Echo::No : Echo::Unknown;
     }
     if (echo_ != Echo::Yes || mode_ != EchoMode::Auto || echoed_) {
         missed_ = 0;

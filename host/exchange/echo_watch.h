@@ -11,7 +11,9 @@
 namespace dx7 {
 
 /// Learns from what comes after each frame, unless it was told. No byte where one had to come first is no
-/// echo; where thirty echoes in a row are missing, the adapter has been told not to echo any more.
+/// echo, and neither are a few bytes before each of ten answers: an adapter that echoes shows a whole echo
+/// among them, and a part of one cannot pass for a reply. Where thirty echoes in a row are missing, the
+/// adapter has been told not to echo any more.
 ///
 /// Its LineTraffic owns it. Pure, for one thread; nothing of it fails.
 class EchoWatch {
@@ -47,6 +49,8 @@ private:
     bool strayed_ = false;
     /// Echoes, in a row.
     int missed_ = 0;
+    /// Answers in a row before which something strayed, and no echo came.
+    int strayedAnswers_ = 0;
 };
 
 }  // namespace dx7

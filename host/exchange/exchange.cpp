@@ -11,6 +11,8 @@ namespace {
 constexpr qint64 SECOND_US = 1000000;
 constexpr int SILENT_TIMEOUTS = 10;
 constexpr int SILENCE_ATTEMPTS = 20;
+// A few are enough wherever anything can be proven.
+constexpr int MOST_LAST_PROOFS = 100;
 
 }  // namespace
 
@@ -124,6 +126,7 @@ void Exchange::begin(const QByteArray& request, int expectLen, bool first, qint6
     copyBytes(request_, request);
     expectLen_ = expectLen;
     requestSent_ = false;
+    lastProofs_ = 0;
     judge_.begin();
     const int number = byteAt(request, 0);
     present_ = number > 0 ? std::optional<int>(number) : std::nullopt;
@@ -370,6 +373,13 @@ DueUs Exchange::askAgainUs(int number) const {
 void Exchange::prove(qint64 nowUs) {
     const std::optional<int> number = books_.schedule.station(conditions(), nowUs);
     if (!number) {
+        return;
+    }
+    lastProofs_ = finishing() ? lastProofs_ + 1 : 0;
+    if (lastProofs_ > MOST_LAST_PROOFS) {
+        // However many are answered, they prove nothing.
+        lastProofs_ = 0;
+        books_.window.settleStation(*number, false);
         return;
     }
     const StationRecord& asked = station(*number);

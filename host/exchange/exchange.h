@@ -157,6 +157,8 @@ public:
     /// noted. With a query to the station out already, it waits for that. Only while idle() and not before
     /// clearUs().
     void query(int number, qint64 nowUs);
+    /// From now on, or no longer, query() alone asks the station for what it owes.
+    void setProbed(int number, bool probed) { station(number).probed = probed; }
     /// The station answers requests, but neither kind of query.
     bool deafToQueries(int station) const { return books_.stations.at(station).isDeaf(); }
     /// What the counter of the queries begins after, so that programs that follow each other differ.
@@ -245,6 +247,8 @@ private:
     bool refused_ = false;
     std::optional<ExchangeEnd> end_;
     bool others_ = true;
+    /// Queries in a row that were to prove the last of what is held.
+    int lastProofs_ = 0;
 };
 
 }  // namespace dx7

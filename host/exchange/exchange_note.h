@@ -6,6 +6,8 @@
 #include <QtGlobal>
 #include <optional>
 
+#include "host/exchange/damage.h"
+
 namespace dx7 {
 
 /// What the exchange met on the line besides requests and their replies.
@@ -36,6 +38,10 @@ struct ExchangeNote {
     /// From the end of the request to the last byte of its answer.
     qint64 afterUs = 0;
     int value = 0;
+    /// Of Noise and Damaged: what the bytes are.
+    Damage damage = Damage::Noise;
+    /// Of Damaged: bytes of the reply that it may be.
+    int awaited = 0;
 };
 
 }  // namespace dx7

@@ -194,8 +194,13 @@ void FrameJudge::putAside(const UnderWay& underWay, qint64 nowUs) {
 Verdict FrameJudge::takeDamage(FrameStream::Kind kind, const UnderWay& underWay) {
     const QByteArray& frame = traffic_.frame();
     const bool like = kind == FrameStream::Kind::Damaged;
-    books_.note(like ? ExchangeNote::Damaged : ExchangeNote::Noise, like ? underWay.present : std::nullopt, 0,
-                frame.size());
+    ExchangeNote met;
+    met.kind = like ? ExchangeNote::Damaged : ExchangeNote::Noise;
+    met.station = like ? underWay.present : std::nullopt;
+    met.value = frame.size();
+    met.damage = like ? damageIn(frame, traffic_.awaited()) : Damage::Noise;
+    met.awaited = traffic_.awaited().length;
+    books_.noteDamage(met);
     if (underWay.reply && like) {
         keepDamaged(underWay.expectLen);
     }

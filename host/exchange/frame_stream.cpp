@@ -10,7 +10,6 @@ namespace dx7 {
 namespace {
 
 constexpr int DATA_OVERHEAD_BYTES = 5;
-constexpr int WRITE_REPLY_BYTES = 8;
 constexpr int MOST_BYTES = 4 * LONGEST_FRAME_BYTES;
 
 bool readsData(int function) {
@@ -51,16 +50,10 @@ void FrameStream::sent(const QByteArray& frame, EchoLook echo) {
     }
 }
 
-void FrameStream::await(int station, int function, int length) {
-    station_ = station;
-    function_ = function;
-    length_ = length;
-}
-
 bool FrameStream::headAwaited(int start) const {
     const int function = byteAt(buffer_, start + 1);
-    return length_ > 0 && byteAt(buffer_, start) == station_ && function >= 0 &&
-           (function & ~EXCEPTION_BIT) == function_;
+    return awaited_.length > 0 && byteAt(buffer_, start) == awaited_.station && function >= 0 &&
+           (function & ~EXCEPTION_BIT) == awaited_.function;
 }
 
 // Length of the whole frame that begins at `start` by its own announcement; 0 without one.
@@ -137,12 +130,12 @@ bool FrameStream::next(Piece* piece) const {
     }
     const int later = laterFrame();
     if (later > 0) {
-        *piece = Piece{headAwaited(0) && later == length_ ? Kind::Damaged : Kind::Noise, later};
+        *piece = Piece{headAwaited(0) && later == awaited_.length ? Kind::Damaged : Kind::Noise, later};
         return true;
     }
     if (headAwaited(0)) {
         const bool refusal = (byteAt(buffer_, 1) & EXCEPTION_BIT) != 0;
-        const int wanted = refusal ? int(EXCEPTION_FRAME_BYTES) : length_;
+        const int wanted = refusal ? int(EXCEPTION_FRAME_BYTES) : awaited_.length;
         *piece = Piece{Kind::Damaged, wanted};
         return buffer_.size() >= wanted && announcedLength(buffer_, 0) <= buffer_.size();
     }
@@ -162,8 +155,7 @@ bool FrameStream::last(Piece* piece) const {
     }
     bool undecided = false;
     if (!echoes(piece, true, &undecided)) {
-        const bool ours = headAwaited(0) || (length_ > 0 && buffer_.size() == length_);
-        *piece = Piece{ours ? Kind::Damaged : Kind::Noise, buffer_.size()};
+        *piece = Piece{resembles(buffer_, awaited_) ? Kind::Damaged : Kind::Noise, buffer_.size()};
     }
     return true;
 }

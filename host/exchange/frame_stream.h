@@ -5,6 +5,8 @@
 
 #include <QByteArray>
 
+#include "host/exchange/damage.h"
+
 namespace dx7 {
 
 /// Bytes of one reply do not lie further apart, whatever carries them.
@@ -40,8 +42,8 @@ public:
     enum class EchoLook { None, Unlikely, Possible, Certain };
     /// `frame` was handed to the line.
     void sent(const QByteArray& frame, EchoLook echo);
-    /// A reply of `length` bytes from this station and function code is awaited; length 0 = none is.
-    void await(int station, int function, int length);
+    void await(const AwaitedReply& awaited) { awaited_ = awaited; }
+    const AwaitedReply& awaited() const { return awaited_; }
 
     /// What the buffer begins with. False when more bytes are needed to tell.
     bool next(Piece* piece) const;
@@ -65,9 +67,7 @@ private:
     EchoLook look_ = EchoLook::None;
     /// What an echo would be; empty when none is looked for.
     QByteArray echo_;
-    int station_ = 0;
-    int function_ = 0;
-    int length_ = 0;
+    AwaitedReply awaited_;
 };
 
 /// Length of the reply at `start` as its own head announces it; 0 when that cannot be told.

@@ -30,8 +30,15 @@ struct LineBooks {
 
     /// Adds a note; see there.
     void note(ExchangeNote::Kind kind, std::optional<int> station, qint64 afterUs = 0, int value = 0) {
-        notes.push_back(ExchangeNote{kind, station, afterUs, value});
+        ExchangeNote met;
+        met.kind = kind;
+        met.station = station;
+        met.afterUs = afterUs;
+        met.value = value;
+        notes.push_back(met);
     }
+    /// The same of bytes without a valid CRC.
+    void noteDamage(const ExchangeNote& met) { notes.push_back(met); }
 };
 
 }  // namespace dx7

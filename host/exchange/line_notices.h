@@ -19,6 +19,8 @@ public:
     /// A sentence when the note is worth one that has not been said: "station 1 answers after 0.8 s; raise
     /// --timeout (500 ms)". Empty otherwise.
     QString take(const ExchangeNote& note);
+    /// Takes a sentence over that was found elsewhere. False when it has been said.
+    bool add(const QString& sentence) { return !say(sentence, sentence).isEmpty(); }
     /// All of them, in their order.
     const QStringList& said() const { return said_; }
 

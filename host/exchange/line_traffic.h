@@ -42,8 +42,9 @@ public:
     // In.
 
     /// A reply of `length` bytes from this station and function code is awaited.
-    void await(int station, int function, int length) { stream_.await(station, function, length); }
-    void awaitNothing() { stream_.await(0, 0, 0); }
+    void await(int station, int function, int length) { stream_.await({station, function, length}); }
+    void awaitNothing() { stream_.await({}); }
+    const AwaitedReply& awaited() const { return stream_.awaited(); }
     /// Bytes came, the last of them at `nowUs`; 1 or more.
     void append(const char* bytes, int count, qint64 nowUs);
     /// Takes the first piece of what has come; frame() is the piece. Empty when more bytes are needed to

@@ -9,6 +9,11 @@ namespace {
 
 constexpr qint64 PROOF_INTERVAL_US = 1000000;
 
+// A silent station is asked by whoever polls, when its probe is due.
+bool asksItself(const StationRecord& station, const QueryConditions& line, qint64 nowUs) {
+    return !station.probed && station.mayAsk(line, nowUs);
+}
+
 }  // namespace
 
 void ProofSchedule::querySent(int station, qint64 nowUs) {
@@ -50,7 +55,8 @@ std::optional<int> ProofSchedule::nextInTurn(const QueryConditions& line, qint64
     };
     for (const ProofWindow::Held& held : window_.held()) {
         const StationRecord& station = stations_.at(held.station);
-        const bool may = station.mayAsk(line, nowUs) || (finishing_ && station.queries > 0);
+        const bool may = finishing_ ? station.mayAsk(line, nowUs) || station.queries > 0
+                                    : asksItself(station, line, nowUs);
         if (may && (!best || rank(held.station) < rank(*best))) {
             best = held.station;
         }
@@ -61,7 +67,7 @@ std::optional<int> ProofSchedule::nextInTurn(const QueryConditions& line, qint64
 std::optional<int> ProofSchedule::station(const QueryConditions& line, qint64 nowUs) const {
     for (const int number : stations_.asked()) {
         const StationRecord& station = stations_.at(number);
-        if (station.owesData && station.mayAsk(line, nowUs)) {
+        if (station.owesData && asksItself(station, line, nowUs)) {
             return number;
         }
     }
@@ -81,8 +87,9 @@ DueUs ProofSchedule::dueUs(const QueryConditions& line, qint64 nowUs) const {
     };
     const qint64 intervalUs = queryUs_ + PROOF_INTERVAL_US;
     for (const ProofWindow::Held& held : window_.held()) {
-        const DueUs mayUs = stations_.at(held.station).askUs(line);
-        if (!mayUs) {
+        const StationRecord& station = stations_.at(held.station);
+        const DueUs mayUs = station.askUs(line);
+        if (!mayUs || (station.probed && !finishing_)) {
             continue;
         }
         consider(std::max(intervalUs, *mayUs));
@@ -95,7 +102,7 @@ DueUs ProofSchedule::dueUs(const QueryConditions& line, qint64 nowUs) const {
         const StationRecord& station = stations_.at(number);
         if (station.owesData) {
             consider(std::max(station.owedUs + FORGET_US, stations_.forgetUs()));
-            consider(station.askUs(line));
+            consider(station.probed ? DueUs() : station.askUs(line));
         }
         if (station.queries > 0) {
             consider(std::max(station.out[0].endUs + FORGET_US, stations_.forgetUs()));

@@ -19,6 +19,10 @@ using dx7common::SHORTEST_FRAME_BYTES;
 
 /// A request with function code 8, and its answer.
 constexpr int DIAGNOSTIC_FRAME_BYTES = 8;
+/// The acknowledgement of a write.
+constexpr int WRITE_REPLY_BYTES = 8;
+/// Of the reply to a read, besides the values.
+constexpr int READ_OVERHEAD_BYTES = 5;
 
 /// The two function codes that say nothing of any item.
 constexpr int READ_EXCEPTION_STATUS = 7;

@@ -124,6 +124,8 @@ struct StationRecord {
     /// Of the last query that was answered in its place.
     quint64 closedSequence = 0;
 
+    /// Whoever polls asks it whether it answers, at times of its own choice.
+    bool probed = false;
     /// A bit for each function code that it was asked with.
     quint32 functions = 0;
     /// The slowest answer of late, from the end of its request.

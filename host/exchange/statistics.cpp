@@ -59,6 +59,9 @@ void Counters::count(const ExchangeNote& note) {
         case ExchangeNote::Echo:
             ++echoes;
             break;
+        case ExchangeNote::Noise:
+            ++noise;
+            break;
         default:
             break;
     }

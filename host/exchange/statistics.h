@@ -23,6 +23,8 @@ struct Counters {
     qint64 wrongLength = 0;
     /// Frames that answer nothing that was asked here.
     qint64 foreign = 0;
+    /// Pieces of noise: bytes without a valid CRC that are nothing like an awaited reply.
+    qint64 noise = 0;
     /// Frames that answer nothing, though the like has been asked for.
     qint64 surplus = 0;
     /// Frames that came again.

@@ -2,6 +2,7 @@
 
 #include <QStringList>
 
+#include "host/exchange/damage.h"
 #include "host/exchange/frame_stream.h"
 #include "host/exchange/rtu_frame.h"
 
@@ -10,7 +11,6 @@ namespace dx7 {
 namespace {
 
 constexpr int BYTE_COUNT_AT = 2;
-constexpr int READ_OVERHEAD_BYTES = 5;
 constexpr int ECHO_VALUE = 4;
 constexpr int WRITE_COIL = 5;
 constexpr int COIL_ON = 0xFF00;
@@ -22,7 +22,7 @@ QString wrongLengthText(const QByteArray& reply, int expectLen) {
             .arg(byteAt(reply, BYTE_COUNT_AT))
             .arg(expectLen - READ_OVERHEAD_BYTES);
     }
-    return QStringLiteral("wrong length (%1 of %2 bytes)").arg(reply.size()).arg(expectLen);
+    return damageText(Damage::WrongLength, reply.size(), expectLen);
 }
 
 // Of an acknowledgement that does not repeat what its request says.
@@ -50,11 +50,6 @@ QString countText(qint64 count, const char* what) {
                                                     QLatin1String(count == 1 ? "" : "s"));
 }
 
-QString damageText(const QByteArray& reply, int expectLen) {
-    return damageOf(reply, expectLen) == Outcome::WrongCrc ? QStringLiteral("wrong CRC")
-                                                           : wrongLengthText(reply, expectLen);
-}
-
 QString noReplyText(const Transaction& transaction) {
     if (!transaction.mismatch.isEmpty()) {
         return isWriteFunction(byteAt(transaction.request, 1))
@@ -62,14 +57,16 @@ QString noReplyText(const Transaction& transaction) {
                    : wrongLengthText(transaction.mismatch, transaction.frame.expectLen);
     }
     if (!transaction.damaged.isEmpty()) {
-        return damageText(transaction.damaged, transaction.frame.expectLen);
+        return damageOf(transaction.damaged, transaction.frame.expectLen) == Outcome::WrongCrc
+                   ? damageText(Damage::WrongCrc, 0, 0)
+                   : wrongLengthText(transaction.damaged, transaction.frame.expectLen);
     }
     QStringList what;
     if (transaction.otherFrames > 0) {
         what += countText(transaction.otherFrames, "foreign frame");
     }
     if (transaction.noiseBytes > 0) {
-        what += countText(transaction.noiseBytes, "byte") + QStringLiteral(" of noise");
+        what += damageText(Damage::Noise, static_cast<int>(transaction.noiseBytes), 0);
     }
     return what.isEmpty() ? QStringLiteral("no reply")
                           : QStringLiteral("no valid reply: ") + what.join(QStringLiteral(" and "));
@@ -89,9 +86,13 @@ Outcome damageOf(const QByteArray& reply, int expectLen) {
     return whole ? Outcome::WrongCrc : Outcome::WrongLength;
 }
 
+QString doubtText() {
+    return QStringLiteral("the reply may be the answer to another request");
+}
+
 QString outcomeText(const Transaction& transaction) {
     if (transaction.doubtful && transaction.outcome != Outcome::CutShort) {
-        return QStringLiteral("the reply may be the answer to another request");
+        return doubtText();
     }
     switch (transaction.outcome) {
         case Outcome::Good:
@@ -110,7 +111,8 @@ QString outcomeText(const Transaction& transaction) {
             return QStringLiteral(
                 "not sent: the adapter sends back what is sent, and the station does not answer");
         case Outcome::Skipped:
-            return transaction.heard ? noReplyText(transaction) : QStringLiteral("no reply");
+            return transaction.heard || transaction.noiseBytes > 0 ? noReplyText(transaction)
+                                                                   : QStringLiteral("no reply");
         default:
             return noReplyText(transaction);
     }

@@ -88,6 +88,9 @@ bool refusesForCertain(int exceptionCode);
 /// nothing came.
 Outcome damageOf(const QByteArray& reply, int expectLen);
 
+/// What is said of a reply that was settled as doubtful.
+QString doubtText();
+
 /// "no reply", "no valid reply: 2 foreign frames", "wrong CRC", "exception 2 (illegal data address)" and so
 /// on.
 QString outcomeText(const Transaction& transaction);

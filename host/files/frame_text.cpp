@@ -66,10 +66,17 @@ QString requestText(int function, const QByteArray& frame) {
             return diagnosticText(frame);
         case 16:
             return QStringLiteral("%1 = %2").arg(registerText(wordAt(frame, 2)), wordsText(frame, 7));
-        default:
+        case 1:
+        case 2:
+        case 3:
+        case 4:
+        case 15:
             return QStringLiteral("%1, quantity %2")
                 .arg(registerText(wordAt(frame, 2)))
                 .arg(wordAt(frame, 4));
+        default:
+            // Without the CRC.
+            return QString::fromLatin1(frame.mid(2, frame.size() - 4).toHex(' ').toUpper());
     }
 }
 
@@ -85,6 +92,7 @@ QString replyText(int function, const QByteArray& frame) {
             return coilText(frame);
         case 7:
             return QStringLiteral("0x%1").arg(byteAt(frame, 2), 2, 16, QLatin1Char('0'));
+        case 15:
         case 16:
             return QStringLiteral("%1, quantity %2")
                 .arg(registerText(wordAt(frame, 2)))
@@ -106,10 +114,11 @@ QString refusalText(const QString& station, int function, int code) {
 
 }  // namespace
 
-QString describeFrame(const RecordedFrame& frame) {
+QString describeFrame(const RecordedFrame& frame, const AwaitedReply& awaited) {
     const QByteArray& bytes = frame.bytes;
     if (!endsWithCrc(bytes, 0, bytes.size())) {
-        return QStringLiteral("wrong CRC");
+        const Damage damage = frame.request ? Damage::WrongCrc : damageIn(bytes, awaited);
+        return damageText(damage, bytes.size(), awaited.length);
     }
     const QString station = QStringLiteral("station %1").arg(byteAt(bytes, 0));
     const int function = byteAt(bytes, 1);

@@ -2,27 +2,14 @@
 
 #include <QSet>
 
-#include "common/modbus_limits.h"
+#include "host/files/line_tag.h"
 #include "host/files/toml_file.h"
 
 namespace dx7 {
 
 namespace {
 
-constexpr int HIGHEST_TAG_COUNT = 1000;
 constexpr int MOST_POINTS = 100000;
-
-int wholeNumber(const TomlTable& table, const char* key, int lowest, int highest, int fallback) {
-    const qint64 value = table.integer(key).value_or(fallback);
-    if (value < lowest || value > highest) {
-        table.refuse(key, QStringLiteral("%1 is %2, it must be %3 to %4")
-                              .arg(QLatin1String(key))
-                              .arg(value)
-                              .arg(lowest)
-                              .arg(highest));
-    }
-    return static_cast<int>(value);
-}
 
 // Takes a number of the line over.
 void takeSetting(const TomlTable& line, const char* key, LineSettings& settings, int LineSettings::*setting) {
@@ -53,94 +40,6 @@ void takeCarrier(const TomlTable& line, LineSettings& settings) {
             line.refuse("rs485", QStringLiteral("RS-485 mode needs a serial port"));
         }
     }
-}
-
-QString neededText(const TomlTable& table, const char* key) {
-    const auto value = table.text(key);
-    if (!value) {
-        table.refuse(QStringLiteral("the tag has no %1").arg(QLatin1String(key)));
-    }
-    return *value;
-}
-
-// An address may be written as text or, where it is plain decimal, as a number.
-QString addressText(const TomlTable& table) {
-    const toml::node* node = table.node("address");
-    return node != nullptr && node->is_integer() ? QString::number(*table.integer("address"))
-                                                 : neededText(table, "address");
-}
-
-// The key that gives a tag its format.
-const char* formatKey(const TomlTable& table) {
-    return table.has("format") ? "format" : table.has("scale") ? "scale" : "unit";
-}
-
-ValueFormat tagFormat(const TomlTable& table, const QString& prefix) {
-    ValueFormat format;
-    const auto options = table.text("format");
-    table.blame("format", prefix, [&] {
-        format = formatFromOptions(options ? options->split(QLatin1Char('/')) : QStringList());
-    });
-    if (const auto scale = table.number("scale")) {
-        table.blame("scale", prefix,
-                    [&] { applyFormatOption(format, QStringLiteral("scale=%1").arg(*scale, 0, 'g', 17)); });
-    }
-    if (const auto unit = table.text("unit")) {
-        table.blame("unit", prefix, [&] { applyFormatOption(format, QStringLiteral("unit=%1").arg(*unit)); });
-    }
-    return format;
-}
-
-// A tag that is named like an item is that item: anything else would write to another one than it says.
-void refuseNameOfAnotherItem(const TomlTable& table, const ItemNotation& notation, const Point& point,
-                             const QString& name) {
-    if (!name.contains(QLatin1Char(':'))) {
-        return;
-    }
-    QVector<Point> named;
-    try {
-        named = notation.points(name);
-    } catch (const UsageError&) {
-        return;  // a name and nothing else
-    }
-    const Point& item = named.first();
-    const bool own = named.size() == 1 && item.type.name == point.type.name &&
-                     item.address == point.address && item.station == point.station;
-    if (!own) {
-        table.refuse("name", QStringLiteral("the tag's name \"%1\" is the text of another item").arg(name));
-    }
-}
-
-LineTag lineTag(const TomlTable& table, const ItemNotation& notation) {
-    table.checkKeys({"name", "type", "address", "station", "count", "format", "scale", "unit"});
-    const QString name = neededText(table, "name");
-    const QString prefix = QStringLiteral("tag \"%1\": ").arg(name);
-    if (name.isEmpty()) {
-        table.refuse("name", QStringLiteral("the tag's name is empty"));
-    }
-    if (hasControlCharacter(name)) {
-        table.refuse("name", QStringLiteral("the tag's name holds a control character"));
-    }
-    Point point;
-    const QString typeName = neededText(table, "type");
-    table.blame("type", prefix, [&] { point.type = notation.type(typeName); });
-    point.station = wholeNumber(table, "station", dx7common::LOWEST_STATION, dx7common::HIGHEST_STATION, 1);
-    const bool counted = table.has("count");
-    const int count = wholeNumber(table, "count", 1, HIGHEST_TAG_COUNT, 1);
-    point.format = tagFormat(table, prefix);
-    const QString address = addressText(table);
-    table.blame("address", prefix,
-                [&] { point.address = notation.address(point.type, address, count, point.items()); });
-    refuseNameOfAnotherItem(table, notation, point, name);
-    LineTag tag{name, {}};
-    for (int i = 0; i < count; ++i) {
-        table.blame(point.type.bit ? formatKey(table) : "address", prefix,
-                    [&] { ItemNotation::checkFormat(point.type, point.address, point.format); });
-        point.name = counted ? QStringLiteral("%1[%2]").arg(name).arg(i) : name;
-        tag.points += point;
-        point.address += point.items();
-    }
-    return tag;
 }
 
 QStringList namesOf(const LineTag& tag) {
@@ -212,7 +111,7 @@ QVector<LineTag> LineFile::tags(const ItemNotation& notation) const {
     QSet<QString> names;
     int points = 0;
     for (const toml::node& element : *node->as_array()) {
-        const LineTag tag = lineTag(file.table(element, "tag"), notation);
+        const LineTag tag = readTag(file.table(element, "tag"), notation);
         for (const QString& name : namesOf(tag)) {
             if (names.contains(name)) {
                 file.refuse(element.source(), QStringLiteral("the name \"%1\" is taken already").arg(name));

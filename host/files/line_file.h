@@ -5,17 +5,11 @@
 
 #include <memory>
 
+#include "host/files/line_tag.h"
 #include "host/items/item_notation.h"
 #include "host/line/line_settings.h"
 
 namespace dx7 {
-
-/// A name of the file and the points that it means.
-struct LineTag {
-    QString name;
-    /// One; of a tag with a count so many, "name[0]", "name[1]" and so on.
-    QVector<Point> points;
-};
 
 /// A file that is read once, so that it may be a pipe. Borrows nothing after a call. One thread at a time.
 class LineFile {
@@ -30,9 +24,8 @@ public:
     /// file; what was taken before that stays in `settings`.
     void apply(LineSettings& settings) const;
 
-    /// The file's [[tag]] tables, with at most 100000 points: name, type, address, and if given station,
-    /// count, format, scale and unit. Throws UsageError with line and column, also for a name that is taken,
-    /// by a point as well.
+    /// The file's [[tag]] tables, as readTag() takes them, with at most 100000 points. Throws UsageError with
+    /// line and column, also for a name that is taken, by a point as well.
     QVector<LineTag> tags(const ItemNotation& notation) const;
 
 private:

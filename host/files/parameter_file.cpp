@@ -5,7 +5,6 @@
 #include "host/files/parameter_seal.h"
 #include "host/files/toml_file.h"
 #include "host/files/wall_clock.h"
-#include "host/files/whole_file.h"
 
 namespace dx7 {
 
@@ -110,7 +109,8 @@ QVector<Point> parameterPoints(const ItemNotation& notation, int station, const 
     return points;
 }
 
-void saveParameters(const QString& path, const ItemNotation& notation, const ParameterSet& set) {
+QString saveParameters(const QString& path, const ItemNotation& notation, const ParameterSet& set,
+                       Existing existing, const ParameterComment& comment) {
     QString text = QStringLiteral(
                        "# Parameters of station %1, saved %2 by dx7 params save.\n"
                        "# Addresses are group.sub.index; dx7 params load writes the values back.\n\n"
@@ -127,10 +127,12 @@ void saveParameters(const QString& path, const ItemNotation& notation, const Par
                 text += QStringLiteral("# group %1\n").arg(QString::number(*group, 16).toUpper());
             }
             text +=
-                QStringLiteral("\"%1\" = %2\n").arg(description.addressText(value.key())).arg(value.value());
+                QStringLiteral("\"%1\" = %2").arg(description.addressText(value.key())).arg(value.value());
+            const QString said = comment ? comment(type.key(), value.key(), value.value()) : QString();
+            text += said.isEmpty() ? QStringLiteral("\n") : QStringLiteral("  # %1\n").arg(said);
         }
     }
-    writeWholeFile(path, sealedParameters(text.toUtf8(), set.count()));
+    return writeWholeFile(path, sealedParameters(text.toUtf8(), set.count()), existing);
 }
 
 ParameterSet loadParameters(const QString& path, const ItemNotation& notation, Altered altered) {

@@ -6,7 +6,9 @@
 
 #include <QMap>
 #include <QString>
+#include <functional>
 
+#include "host/files/whole_file.h"
 #include "host/items/item_notation.h"
 
 namespace dx7 {
@@ -25,9 +27,13 @@ struct ParameterSet {
 /// ascending order; whether a station has them all only the station knows.
 QVector<Point> parameterPoints(const ItemNotation& notation, int station, const QVector<int>& groups);
 
-/// Saves them as whole_file.h says, with a last line as parameter_seal.h says. Throws LineError when the disk
-/// does not have them.
-void saveParameters(const QString& path, const ItemNotation& notation, const ParameterSet& set);
+/// A text that follows a value as a comment; empty for none.
+using ParameterComment = std::function<QString(const QString& type, int address, int value)>;
+
+/// Saves them as whole_file.h says, with a last line as parameter_seal.h says. Returns the name under which
+/// the old file is kept; empty when there was none. Throws LineError when the disk does not have them.
+QString saveParameters(const QString& path, const ItemNotation& notation, const ParameterSet& set,
+                       Existing existing, const ParameterComment& comment = {});
 
 /// What to do with a file that is not as it was saved: cut, edited, or of a dx7 that wrote no last line.
 enum class Altered { Refuse, Accept };

@@ -30,6 +30,8 @@ public:
     /// called.
     TomlTable(QString path, const toml::table& table) : path_(std::move(path)), table_(table) {}
 
+    /// What its file is called.
+    const QString& path() const { return path_; }
     auto begin() const { return table_.begin(); }
     auto end() const { return table_.end(); }
     bool has(const char* key) const { return table_.contains(key); }
@@ -53,6 +55,8 @@ public:
     /// What `action` refuses with a UsageError was caused by `key`: refuses that, with `prefix` before why.
     template <typename Action>
     void blame(const char* key, const QString& prefix, const Action& action) const;
+    template <typename Action>
+    void blame(const toml::source_region& where, const QString& prefix, const Action& action) const;
 
 private:
     template <typename Value>
@@ -63,7 +67,7 @@ private:
 };
 
 template <typename Action>
-void TomlTable::blame(const char* key, const QString& prefix, const Action& action) const {
+void TomlTable::blame(const toml::source_region& where, const QString& prefix, const Action& action) const {
     QString fault;
     try {
         action();
@@ -71,7 +75,13 @@ void TomlTable::blame(const char* key, const QString& prefix, const Action& acti
     } catch (const UsageError& error) {
         fault = error.text();
     }
-    refuse(key, prefix + fault);
+    refuse(where, prefix + fault);
+}
+
+template <typename Action>
+void TomlTable::blame(const char* key, const QString& prefix, const Action& action) const {
+    const toml::node* found = node(key);
+    blame(found != nullptr ? found->source() : table_.source(), prefix, action);
 }
 
 }  // namespace dx7

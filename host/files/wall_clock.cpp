@@ -7,7 +7,7 @@ namespace dx7 {
 
 namespace {
 
-constexpr qint64 SECOND_US = 1000000;
+constexpr qint64 WALL_SECOND_US = 1000000;
 
 // A time taken apart: `time_t` stays within this file, whose size of it may differ from others'.
 struct Parts {
@@ -17,11 +17,11 @@ struct Parts {
 };
 
 time_t secondsOf(qint64 timeUs) {
-    return static_cast<time_t>(timeUs / SECOND_US - (timeUs % SECOND_US < 0 ? 1 : 0));
+    return static_cast<time_t>(timeUs / WALL_SECOND_US - (timeUs % WALL_SECOND_US < 0 ? 1 : 0));
 }
 
 int msOf(qint64 timeUs) {
-    return static_cast<int>((timeUs % SECOND_US + SECOND_US) % SECOND_US / 1000);
+    return static_cast<int>((timeUs % WALL_SECOND_US + WALL_SECOND_US) % WALL_SECOND_US / 1000);
 }
 
 Parts localParts(qint64 timeUs) {
@@ -70,7 +70,7 @@ QString isoText(const Parts& parts) {
 qint64 wallTimeUs() {
     timespec now{};
     clock_gettime(CLOCK_REALTIME, &now);
-    return static_cast<qint64>(now.tv_sec) * SECOND_US + now.tv_nsec / 1000;
+    return static_cast<qint64>(now.tv_sec) * WALL_SECOND_US + now.tv_nsec / 1000;
 }
 
 QString timeOfDay(qint64 timeUs) {

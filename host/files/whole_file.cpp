@@ -19,6 +19,7 @@ namespace dx7 {
 namespace {
 
 constexpr int NAME_TRIES = 100;
+constexpr int MOST_BACKUPS = 10000;
 constexpr mode_t MODE_BITS = 0777;
 constexpr mode_t NEW_FILE_MODE = 0666;
 constexpr mode_t OWNER_ONLY = 0600;
@@ -48,8 +49,9 @@ public:
 
     // False with errno.
     bool create(const QByteArray& beside, mode_t mode);
-    bool linkTo(const QByteArray& old);
     bool renameTo(const QByteArray& path);
+    // The same where nothing has that name; false with EEXIST where something has.
+    bool renameToNew(const QByteArray& path);
 
     const QByteArray& path() const { return path_; }
     bool exists() const { return !path_.isEmpty(); }
@@ -77,26 +79,34 @@ bool SideFile::create(const QByteArray& beside, mode_t mode) {
     return false;
 }
 
-bool SideFile::linkTo(const QByteArray& old) {
-    for (int i = 0; i < NAME_TRIES; ++i) {
-        const QByteArray name = sideName(old);
-        if (::link(old.constData(), name.constData()) == 0) {
-            path_ = name;
-            return true;
-        }
-        if (errno != EEXIST) {
-            return false;
-        }
-    }
-    return false;
-}
-
 bool SideFile::renameTo(const QByteArray& path) {
     if (std::rename(path_.constData(), path.constData()) != 0) {
         return false;
     }
     path_.clear();
     return true;
+}
+
+bool SideFile::renameToNew(const QByteArray& path) {
+    bool done = ::renameat2(AT_FDCWD, path_.constData(), AT_FDCWD, path.constData(), RENAME_NOREPLACE) == 0;
+    if (!done && (errno == EINVAL || errno == ENOSYS)) {
+        // The file system has no such operation; linking refuses a name that is taken as well.
+        done = ::link(path_.constData(), path.constData()) == 0;
+        if (done) {
+            ::unlink(path_.constData());
+        } else if (errno != EEXIST) {
+            struct stat taken = {};
+            if (::lstat(path.constData(), &taken) == 0) {
+                errno = EEXIST;
+                return false;
+            }
+            return renameTo(path);
+        }
+    }
+    if (done) {
+        path_.clear();
+    }
+    return done;
 }
 
 // In a folder such as /tmp only root and the owners of file and folder may replace a file.
@@ -127,8 +137,14 @@ QString faultOf(const Target& target) {
     return QString();
 }
 
+[[noreturn]] void refuseExisting(const QString& path) {
+    throw UsageError(QStringLiteral("%1 exists already, and a backup is not overwritten by mistake; --force "
+                                    "writes it anew and keeps the old one beside it")
+                         .arg(path));
+}
+
 // Throws UsageError.
-Target targetOf(const QString& path) {
+Target targetOf(const QString& path, Existing existing) {
     Target target;
     const QByteArray name = QFile::encodeName(path);
     struct stat named = {};
@@ -136,6 +152,9 @@ Target targetOf(const QString& path) {
     if (::stat(name.constData(), &named) == 0) {
         // What a link in /proc leads to may have no name any more, or another file has it.
         target.exists = true;
+        if (S_ISREG(named.st_mode) && existing == Existing::Refuse) {
+            refuseExisting(path);
+        }
         target.path = S_ISREG(named.st_mode) ? followLinks(name) : name;
         if (!target.path.isEmpty() &&
             (::stat(target.path.constData(), &target.status) != 0 || target.status.st_dev != named.st_dev ||
@@ -194,17 +213,63 @@ bool fill(const Target& target, SideFile* file, const QByteArray& content) {
            file->descriptor().close();
 }
 
-// The old file keeps a second name until the new one is safe. False with errno when the disk fails; a file
-// system without hard links, or one that does not allow this one, is not a failure.
-bool keepOld(const Target& target, SideFile* old) {
-    return !target.exists || old->linkTo(target.path) || errno == EPERM || errno == EACCES ||
-           errno == EMLINK || errno == ENOSYS || errno == EOPNOTSUPP || errno == EXDEV;
+// A file system without hard links, or one that does not allow this one.
+bool cannotLink(int error) {
+    return error == EPERM || error == EACCES || error == EMLINK || error == ENOSYS || error == EOPNOTSUPP ||
+           error == EXDEV;
+}
+
+// The old file's second name.
+struct Backup {
+    QByteArray path;
+    // It is another file with the same content.
+    bool copy = false;
+};
+
+// The content of `target`, synchronised. False with errno.
+bool copyOld(const Target& target, SideFile* copy) {
+    QFile old(QFile::decodeName(target.path));
+    if (!old.open(QIODevice::ReadOnly)) {
+        errno = EIO;
+        return false;
+    }
+    const QByteArray content = old.readAll();
+    if (content.size() != target.status.st_size) {
+        errno = EIO;
+        return false;
+    }
+    return fill(target, copy, content);
+}
+
+// Gives the old file the first number that is free. False with errno.
+bool keepOld(const Target& target, Backup* backup) {
+    SideFile copy;
+    for (int number = 1; number <= MOST_BACKUPS; ++number) {
+        const QByteArray name = target.path + ".~" + QByteArray::number(number) + '~';
+        const bool taken =
+            copy.exists() ? copy.renameToNew(name) : ::link(target.path.constData(), name.constData()) == 0;
+        if (taken) {
+            backup->path = name;
+            return true;
+        }
+        if (errno == EEXIST) {
+            continue;
+        }
+        if (copy.exists() || !cannotLink(errno) || !copyOld(target, &copy)) {
+            return false;
+        }
+        backup->copy = true;
+        --number;
+    }
+    errno = EEXIST;
+    return false;
 }
 
 // After the folder could not be synchronised: the state from before. False when that is impossible.
-bool takeBack(const Target& target, SideFile* old) {
-    const bool done =
-        target.exists ? old->exists() && old->renameTo(target.path) : ::unlink(target.path.constData()) == 0;
+bool takeBack(const Target& target, const Backup& backup) {
+    const bool done = target.exists
+                          ? !backup.copy && std::rename(backup.path.constData(), target.path.constData()) == 0
+                          : ::unlink(target.path.constData()) == 0;
     syncFolderOf(target.path);
     return done;
 }
@@ -218,35 +283,44 @@ bool takeBack(const Target& target, SideFile* old) {
 
 }  // namespace
 
-void checkWholeFile(const QString& path) {
+void checkWholeFile(const QString& path, Existing existing) {
     SideFile trial;
-    if (!createBeside(targetOf(path), &trial)) {
+    if (!createBeside(targetOf(path, existing), &trial)) {
         throw UsageError(QStringLiteral("%1 cannot be written: %2").arg(path, systemReason(errno)));
     }
 }
 
-void writeWholeFile(const QString& path, const QByteArray& content) {
+QString writeWholeFile(const QString& path, const QByteArray& content, Existing existing) {
     Target target;
     try {
-        target = targetOf(path);
+        target = targetOf(path, existing);
     } catch (const UsageError& error) {
         throw LineError(error.text());
     }
     SideFile file;
-    SideFile old;
-    if (!fill(target, &file, content) || !keepOld(target, &old) || !file.renameTo(target.path)) {
+    Backup backup;
+    if (!fill(target, &file, content) || (target.exists && !keepOld(target, &backup))) {
         fail(path, target, systemReason(errno));
+    }
+    if (!(target.exists ? file.renameTo(target.path) : file.renameToNew(target.path))) {
+        const int error = errno;
+        if (target.exists) {
+            ::unlink(backup.path.constData());
+        }
+        fail(path, target,
+             error == EEXIST ? QStringLiteral("a file of that name has appeared") : systemReason(error));
     }
     if (!syncFolderOf(target.path)) {
         const QString fault =
             QStringLiteral("its folder could not be synchronised (%1)").arg(systemReason(errno));
-        if (takeBack(target, &old)) {
+        if (takeBack(target, backup)) {
             fail(path, target, fault);
         }
         throw LineError(
             QStringLiteral("%1 has its new content, but may lose it at a power failure: %2; save it again")
                 .arg(path, fault));
     }
+    return QFile::decodeName(backup.path);
 }
 
 }  // namespace dx7

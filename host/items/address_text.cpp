@@ -3,6 +3,7 @@
 #include <QRegularExpression>
 #include <QVector>
 #include <algorithm>
+#include <cstdlib>
 #include <optional>
 
 #include "host/number_text.h"
@@ -12,6 +13,7 @@ namespace dx7 {
 namespace {
 
 constexpr int LONGEST_TYPED = 24;
+constexpr int LONGEST_NAME = 64;
 
 // How many letters must be put in, left out or replaced to make the one text of the other.
 int editDistance(const QString& from, const QString& to) {
@@ -42,6 +44,9 @@ QString nearestText(const QStringList& candidates, const QString& typed) {
     QString nearest;
     int fewest = typed.size() / 2 + 1;
     for (const QString& candidate : candidates) {
+        if (std::abs(candidate.size() - typed.size()) > fewest) {
+            continue;
+        }
         const int edits = editDistance(typed, candidate);
         const bool longer = edits == fewest && !nearest.isNull() &&
                             commonBeginning(typed, candidate) > commonBeginning(typed, nearest);
@@ -114,7 +119,7 @@ QString nearestAddress(const RegisterType& type, const QString& typed) {
 }
 
 QString nearestName(const QStringList& names, const QString& typed) {
-    if (typed.size() > LONGEST_TYPED) {
+    if (typed.size() > LONGEST_NAME) {
         return {};
     }
     for (const QString& name : names) {

@@ -1,6 +1,6 @@
 #include "host/items/item_notation.h"
 
-#include <cmath>
+#include <QRegularExpression>
 #include <optional>
 #include <set>
 #include <tuple>
@@ -15,6 +15,8 @@ namespace dx7 {
 namespace {
 
 constexpr int MOST_VALUES = 1000;
+// Of one text, at all its stations.
+constexpr int MOST_POINTS = 10000;
 
 // Removes everything from the last `mark` on and returns what came after it; empty when there is no mark.
 std::optional<QString> cutFrom(QString* text, QChar mark) {
@@ -48,7 +50,8 @@ QString rangeText(const RegisterType& type) {
 auto identity(const Point& point) {
     const ValueFormat& format = point.format;
     return std::make_tuple(point.station, point.type.name, point.address, format.presentation, format.wide,
-                           format.lowWordFirst, format.scale, format.unit);
+                           format.lowWordFirst, format.scale, format.unit, format.names.bits,
+                           format.names.numbers.keys(), format.names.numbers.values());
 }
 
 // As many values as `count` says; `name` takes them. `hint` says how more than one are written.
@@ -65,7 +68,7 @@ QStringList valueTexts(const QString& values, int count, const QString& name, co
 
 void fill(WriteRequest* request, const QStringList& values) {
     const Point& first = request->first;
-    ItemNotation::checkWritable(first.type, first.station, first.address, values.size() * first.items());
+    checkWritable(first, values.size());
     for (int i = 0; i < values.size(); ++i) {
         ItemNotation::checkFormat(first.type, first.address + i * first.items(), first.format);
         request->items += itemsFromText(first.format, first.type, values.at(i));
@@ -208,7 +211,47 @@ ItemNotation::Parts ItemNotation::split(const QString& text) const {
     return parts;
 }
 
+QStringList ItemNotation::perStation(const QString& text) {
+    // Formats and values come after it, and may have such signs of their own.
+    static const QRegularExpression form(QStringLiteral("\\A([^/=@]*)@([0-9]+)-([0-9]+)(?=[/=]|\\z)"));
+    const QRegularExpressionMatch match = form.match(text);
+    if (!match.hasMatch()) {
+        return {text};
+    }
+    const std::optional<qint64> first = plainNumber(match.captured(2));
+    const std::optional<qint64> last = plainNumber(match.captured(3));
+    if (!first || !last || *first < dx7common::LOWEST_STATION || *last > dx7common::HIGHEST_STATION ||
+        *first > *last) {
+        throw UsageError(QStringLiteral("stations %1-%2 are not a range from %3 to %4, such as @1-10%5")
+                             .arg(match.captured(2), match.captured(3))
+                             .arg(dx7common::LOWEST_STATION)
+                             .arg(dx7common::HIGHEST_STATION)
+                             .arg(QLatin1String(
+                                 first == 0 ? "; station 0 is the broadcast address and stands alone" : "")));
+    }
+    QStringList texts;
+    for (qint64 station = *first; station <= *last; ++station) {
+        texts +=
+            match.captured(1) + QLatin1Char('@') + QString::number(station) + text.mid(match.capturedEnd());
+    }
+    return texts;
+}
+
 QVector<Point> ItemNotation::points(const QString& text) const {
+    QVector<Point> all;
+    for (const QString& single : perStation(text)) {
+        all += pointsAtStation(single);
+        if (all.size() > MOST_POINTS) {
+            throw UsageError(
+                QStringLiteral("\"%1\" is more than %2 values, name fewer stations or a smaller count")
+                    .arg(text)
+                    .arg(MOST_POINTS));
+        }
+    }
+    return all;
+}
+
+QVector<Point> ItemNotation::pointsAtStation(const QString& text) const {
     const Parts parts = split(text);
     if (parts.station == 0) {
         throw UsageError(
@@ -284,50 +327,6 @@ WriteRequest ItemNotation::writeTag(const QString& tag, const QVector<Point>& po
                               QStringLiteral("; a run is written TYPE:ADDRESS,COUNT=VALUE,VALUE..., such as "
                                              "F:3.0.20,3=500,10,258, or to a tag that has the count")));
     return request;
-}
-
-void ItemNotation::checkWritable(const RegisterType& type, int station, int address, int count) {
-    if (!type.writable) {
-        throw UsageError(QStringLiteral("%1 is read-only").arg(type.name));
-    }
-    // The driver awaits a reply to every register write, and no station answers a broadcast.
-    if (station == 0 && !type.bit) {
-        throw UsageError(QStringLiteral("%1 cannot be broadcast (station 0), only bits can").arg(type.name));
-    }
-    if (type.beyondTable(address, count)) {
-        throw UsageError(
-            QStringLiteral("%1 is beyond the end of %2 and can only be read (%3)")
-                .arg(itemText(type, type.addressText(address + count - 1)), type.name, rangeText(type)));
-    }
-}
-
-void ItemNotation::checkFormat(const RegisterType& type, int address, const ValueFormat& format) {
-    if (type.bit && !format.bare) {
-        throw UsageError(QStringLiteral("%1 holds bits, which have no format").arg(type.name));
-    }
-    if (format.scaled() &&
-        (format.presentation == Presentation::Hex || format.presentation == Presentation::Binary)) {
-        throw UsageError(QStringLiteral("a scale does not go with hex, hex32 or binary"));
-    }
-    if (!std::isfinite(format.scale * static_cast<double>(format.wide ? 0xFFFFFFFF : 0xFFFF))) {
-        throw UsageError(QStringLiteral("scale %1 is too large, its values could not be shown")
-                             .arg(QString::number(format.scale, 'g', 15)));
-    }
-    if (!format.wide) {
-        if (format.lowWordFirst) {
-            throw UsageError(QStringLiteral("low-first needs two words: u32, s32 or hex32"));
-        }
-        return;
-    }
-    if (type.itemBytes() != 2) {
-        throw UsageError(QStringLiteral("a 32-bit format needs words, %1 has none").arg(type.name));
-    }
-    if (type.runLength(address, 2) < 2) {
-        throw UsageError(
-            QStringLiteral("a 32-bit value at %1:%2 would cross from one run of register numbers into the "
-                           "next")
-                .arg(type.name, type.addressText(address)));
-    }
 }
 
 }  // namespace dx7

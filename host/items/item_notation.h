@@ -1,6 +1,6 @@
 /// \file
-/// The notation in which users name items: TYPE:ADDRESS[,COUNT][@STATION][/FORMAT...], and for writes the
-/// same with =VALUE[,VALUE...], as many values as COUNT says.
+/// The notation in which users name items: TYPE:ADDRESS[,COUNT][@STATION[-STATION]][/FORMAT...], and for
+/// writes the same with =VALUE[,VALUE...], as many values as COUNT says.
 ///
 /// There is one text for each part, the one that is printed: ADDRESS as RegisterType::addressText() gives it,
 /// COUNT and STATION as plainNumber() takes them. The driver takes more; what it alone takes is refused.
@@ -9,11 +9,15 @@
 
 #include <QStringList>
 #include <QVector>
+#include <memory>
+#include <optional>
 
 #include "host/driver/register_type.h"
 #include "host/items/value_format.h"
 
 namespace dx7 {
+
+class TagRules;
 
 /// One value that is shown: one item, or two for a 32-bit value.
 struct Point {
@@ -23,6 +27,14 @@ struct Point {
     int station = 1;
     int address = 0;
     ValueFormat format;
+    /// The file by which a tag is read-only; empty when it is not.
+    QString readOnlyBy;
+    /// Whether a write of it must read back equal (true), or is not read back at all (false). Without it its
+    /// type decides.
+    std::optional<bool> verify;
+    /// Of an item that was not named as a tag: what the tags of the file say of writing it. Null when they
+    /// say nothing.
+    std::shared_ptr<const TagRules> rules;
 
     int items() const { return format.items(); }
     /// "F:3.0.25@1".
@@ -44,6 +56,13 @@ struct WriteRequest {
     int values() const { return items.size() / first.items(); }
 };
 
+/// Throws UsageError when `values` values from `first` on cannot be written: by
+/// ItemNotation::checkWritable(), because the tag is read-only, or because the rules of `first` say so.
+void checkWritable(const Point& first, int values);
+/// The same of a write, with its values: what the limits of the format do not allow itemsFromText() has
+/// refused before.
+void checkWrite(const WriteRequest& request);
+
 /// Takes item texts apart with the driver's own tables and address checks. All functions throw UsageError
 /// with a sentence that names the text and the fault. It calls the driver, so on the thread of its session.
 class ItemNotation {
@@ -54,7 +73,11 @@ public:
     const QVector<RegisterType>& types() const { return types_; }
     RegisterType type(const QString& name) const;
 
-    /// The points of one item text, COUNT of them; station 1 when the text names none.
+    /// The texts of the item at each station of one that names a range of them (@1-10), in order; else the
+    /// text itself.
+    static QStringList perStation(const QString& text);
+    /// The points of one item text, COUNT of them at each of its stations; station 1 when the text names
+    /// none.
     QVector<Point> points(const QString& text) const;
     /// The points of several texts, in order, without repetitions.
     QVector<Point> points(const QStringList& texts) const;
@@ -72,13 +95,15 @@ public:
 
     /// Refuses types that cannot be written, stations to which they cannot, and items beyond the table.
     static void checkWritable(const RegisterType& type, int station, int address, int count);
-    /// Refuses a format on bits, options that contradict each other, a scale that makes numbers too large to
-    /// show, and a 32-bit value across a step of the register numbers.
+    /// Refuses a format on bits, options that contradict each other, a scale that makes numbers too large or
+    /// too small to show, names with a scale or f32, and a 32-bit value across a step of the register
+    /// numbers.
     static void checkFormat(const RegisterType& type, int address, const ValueFormat& format);
 
 private:
     struct Parts;
     Parts split(const QString& text) const;
+    QVector<Point> pointsAtStation(const QString& text) const;
     [[noreturn]] void refuseRange(const RegisterType& type, const QString& addressText, int count,
                                   int width) const;
 

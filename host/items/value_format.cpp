@@ -1,13 +1,13 @@
 #include "host/items/value_format.h"
 
 #include <QLocale>
-#include <QRegularExpression>
 #include <algorithm>
 #include <cmath>
 #include <optional>
-#include <utility>
 
 #include "host/error.h"
+#include "host/items/address_text.h"
+#include "host/items/number_form.h"
 #include "host/number_text.h"
 
 namespace dx7 {
@@ -25,7 +25,7 @@ constexpr NamedFormat NAMED_FORMATS[] = {
     {"signed", Presentation::Signed, false},     {"s16", Presentation::Signed, false},
     {"hex", Presentation::Hex, false},           {"binary", Presentation::Binary, false},
     {"u32", Presentation::Unsigned, true},       {"s32", Presentation::Signed, true},
-    {"hex32", Presentation::Hex, true},
+    {"f32", Presentation::Float, true},          {"hex32", Presentation::Hex, true},
 };
 
 double scaleFromText(const QString& text) {
@@ -40,135 +40,38 @@ double scaleFromText(const QString& text) {
     return *scale;
 }
 
-qint64 signedNumber(const ValueFormat& format, quint32 raw) {
-    if (format.presentation != Presentation::Signed) {
-        return raw;
-    }
-    return format.wide ? static_cast<qint32>(raw) : static_cast<qint16>(raw);
-}
-
-// What the raw number is in the scaled unit. A binary fraction holds 15 decimal digits for certain; those
-// after them come from the scale, which is seldom exact, and are left out.
-QString scaledText(const ValueFormat& format, qint64 number) {
-    // The sum makes a zero of a minus zero.
-    return QString::number(static_cast<double>(number) * format.scale + 0.0, 'g', 15);
-}
-
-struct Limits {
-    qint64 lowest;
-    qint64 highest;
-};
-
-// The raw numbers that a user may give.
-Limits limitsOf(const ValueFormat& format, const RegisterType& type) {
-    const qint64 highest = format.wide ? 0xFFFFFFFFLL : type.highestValue();
-    const qint64 lowest = -(highest + 1) / 2;
-    if (format.presentation == Presentation::Signed) {
-        return {lowest, -(lowest + 1)};
-    }
-    return {format.bare && !type.bit ? lowest : 0, highest};
-}
-
-QString limitText(const ValueFormat& format, const RegisterType& type, qint64 limit) {
-    if (format.scaled()) {
-        return scaledText(format, limit);
-    }
-    const bool pattern =
-        format.presentation == Presentation::Hex || format.presentation == Presentation::Binary;
-    return pattern ? valueText(format, type, static_cast<quint32>(limit)) : QString::number(limit);
-}
-
 // The unit as it follows a number.
-QString unitText(const ValueFormat& format) {
+QString spacedUnit(const ValueFormat& format) {
     return format.unit.isEmpty() ? QString() : QLatin1Char(' ') + format.unit;
 }
 
-[[noreturn]] void refuse(const RegisterType& type, const QString& text, const QString& fault) {
-    throw UsageError(QStringLiteral("value %1 for %2 %3").arg(text, type.name, fault));
+// The nearest name of a format to what was typed, as a part of a sentence.
+QString nearestFormat(const QString& option) {
+    QStringList names{QStringLiteral("low-first")};
+    for (const NamedFormat& named : NAMED_FORMATS) {
+        names += QLatin1String(named.name);
+    }
+    const QString nearest = nearestName(names, option);
+    return nearest.isNull() ? QString() : QStringLiteral("; the nearest is \"%1\"").arg(nearest);
 }
 
-[[noreturn]] void refuseRange(const ValueFormat& format, const RegisterType& type, const QString& text) {
-    Limits limits = limitsOf(format, type);
-    // A negative scale turns the limits round.
-    if (format.scale < 0) {
-        std::swap(limits.lowest, limits.highest);
-    }
-    // A user who chose the format knows what it takes.
-    const bool negative = text.startsWith(QLatin1Char('-')) != (format.scale < 0);
-    const bool hint = negative && !format.bare && !format.named;
-    refuse(
-        type, text,
-        QStringLiteral("is out of range, it must be %1 to %2%3%4")
-            .arg(limitText(format, type, limits.lowest), limitText(format, type, limits.highest),
-                 unitText(format), hint ? QStringLiteral("; only signed words are less than 0") : QString()));
+QString nameText(const ValueFormat& format, quint32 raw) {
+    return format.names.any() ? nameOf(format.names, static_cast<qint64>(rawNumber(format, raw)), raw)
+                              : QString();
 }
 
-void checkRange(const ValueFormat& format, const RegisterType& type, const QString& text, double number) {
-    const Limits limits = limitsOf(format, type);
-    if (number < static_cast<double>(limits.lowest) || number > static_cast<double>(limits.highest)) {
-        refuseRange(format, type, text);
+QString plainText(const ValueFormat& format, const RegisterType& type, quint32 raw) {
+    if (type.bit) {
+        return QString::number(raw);
     }
-}
-
-// A decimal number; infinite where it is too large for a binary fraction.
-double decimalNumber(const RegisterType& type, const QString& text) {
-    const std::optional<double> number = decimalFraction(text);
-    if (!number) {
-        refuse(type, QStringLiteral("\"%1\"").arg(text), QStringLiteral("is not a number"));
+    const int bits = format.bits(type);
+    if (format.presentation == Presentation::Hex) {
+        return QStringLiteral("0x%1").arg(raw, bits / 4, 16, QLatin1Char('0'));
     }
-    return *number;
-}
-
-// The raw number of which the scaled value is what was typed.
-qint64 scaledNumber(const ValueFormat& format, const RegisterType& type, const QString& text) {
-    const bool sign = text.startsWith(QLatin1Char('-')) || text.startsWith(QLatin1Char('+'));
-    const QString base = text.mid(sign ? 1 : 0, 2).toLower();
-    if (base == QLatin1String("0x") || base == QLatin1String("0b")) {
-        refuse(type, QStringLiteral("\"%1\"").arg(text),
-               QStringLiteral("is not decimal, as a scaled value must be"));
+    if (format.presentation == Presentation::Binary) {
+        return QStringLiteral("0b%1").arg(raw, bits, 2, QLatin1Char('0'));
     }
-    const double typed = decimalNumber(type, text);
-    const double number = typed / format.scale;
-    // Far beyond every limit there is nothing to round.
-    if (!(std::fabs(number) < 1e15)) {
-        refuseRange(format, type, text);
-    }
-    const qint64 nearest = std::llround(number);
-    const QString shown = scaledText(format, nearest);
-    if (shown == text || shown == QString::number(typed + 0.0, 'g', 15)) {
-        checkRange(format, type, text, static_cast<double>(nearest));
-        return nearest;
-    }
-    checkRange(format, type, text, number);
-    const auto below = static_cast<qint64>(std::floor(number));
-    QString lower = scaledText(format, below);
-    QString upper = scaledText(format, below + 1);
-    if (format.scale < 0) {
-        std::swap(lower, upper);
-    }
-    refuse(type, text,
-           QStringLiteral("is not a multiple of its scale %1, the nearest are %2 and %3%4")
-               .arg(QString::number(format.scale, 'g', 15), lower, upper, unitText(format)));
-}
-
-// The typed whole number; the text is decimal, hexadecimal (0x) or binary (0b).
-qint64 wholeNumber(const ValueFormat& format, const RegisterType& type, const QString& text) {
-    static const QRegularExpression form(QStringLiteral("\\A([+-]?)(?:0x([0-9a-f]+)|0b([01]+)|([0-9]+))\\z"),
-                                         QRegularExpression::CaseInsensitiveOption);
-    const QRegularExpressionMatch match = form.match(text);
-    if (!match.hasMatch()) {
-        decimalNumber(type, text);
-        refuse(type, text, QStringLiteral("is not a whole number"));
-    }
-    const int base = match.capturedLength(2) > 0 ? 16 : match.capturedLength(3) > 0 ? 2 : 10;
-    bool fits = false;
-    const qint64 size = match.captured(match.lastCapturedIndex()).toLongLong(&fits, base);
-    const qint64 number = match.captured(1) == QLatin1String("-") ? -size : size;
-    if (!fits) {
-        refuseRange(format, type, text);
-    }
-    checkRange(format, type, text, static_cast<double>(number));
-    return number;
+    return numberText(format, rawNumber(format, raw));
 }
 
 }  // namespace
@@ -176,7 +79,7 @@ qint64 wholeNumber(const ValueFormat& format, const RegisterType& type, const QS
 bool operator==(const ValueFormat& a, const ValueFormat& b) {
     const bool sameScale = !(a.scale < b.scale) && !(b.scale < a.scale);
     return a.presentation == b.presentation && a.wide == b.wide && a.lowWordFirst == b.lowWordFirst &&
-           sameScale && a.unit == b.unit;
+           sameScale && a.unit == b.unit && a.names == b.names;
 }
 
 bool hasControlCharacter(const QString& text) {
@@ -207,6 +110,7 @@ void applyFormatOption(ValueFormat& format, const QString& option) {
     } else if (option.startsWith(QLatin1String("scale="))) {
         refuseSecond(format.scaleGiven, "scale");
         format.scale = scaleFromText(option.mid(6));
+        format.scaleDecimals = decimalsOf(format.scale);
         format.scaleGiven = true;
     } else if (option.startsWith(QLatin1String("unit="))) {
         if (hasControlCharacter(option)) {
@@ -217,9 +121,10 @@ void applyFormatOption(ValueFormat& format, const QString& option) {
         format.unitGiven = true;
     } else {
         throw UsageError(
-            QStringLiteral("format \"%1\" is unknown, use unsigned, signed, hex, binary, u32, s32, hex32, "
-                           "low-first, scale=NUMBER or unit=TEXT")
-                .arg(option));
+            QStringLiteral(
+                "format \"%1\" is unknown, use unsigned, signed, hex, binary, u32, s32, f32, hex32, "
+                "low-first, scale=NUMBER or unit=TEXT%2")
+                .arg(option, nearestFormat(option)));
     }
 }
 
@@ -277,45 +182,17 @@ quint32 rawFromItems(const ValueFormat& format, const QVector<int>& items) {
 }
 
 QString valueText(const ValueFormat& format, const RegisterType& type, quint32 raw) {
-    if (type.bit) {
-        return QString::number(raw);
-    }
-    const int bytes = format.wide ? 4 : type.itemBytes();
-    if (format.presentation == Presentation::Hex) {
-        return QStringLiteral("0x%1").arg(raw, bytes * 2, 16, QLatin1Char('0'));
-    }
-    if (format.presentation == Presentation::Binary) {
-        return QStringLiteral("0b%1").arg(raw, bytes * 8, 2, QLatin1Char('0'));
-    }
-    if (format.scaled()) {
-        return scaledText(format, signedNumber(format, raw));
-    }
-    return QString::number(signedNumber(format, raw));
+    const QString name = nameText(format, raw);
+    return name.isNull() ? plainText(format, type, raw) : name;
 }
 
 QString valueWithUnit(const ValueFormat& format, const RegisterType& type, quint32 raw) {
-    return valueText(format, type, raw) + unitText(format);
+    const QString name = nameText(format, raw);
+    return name.isNull() ? plainText(format, type, raw) + spacedUnit(format) : name;
 }
 
 double valueNumber(const ValueFormat& format, quint32 raw) {
-    const qint64 number = signedNumber(format, raw);
-    return format.scaled() ? scaledText(format, number).toDouble() : static_cast<double>(number);
-}
-
-QVector<int> itemsFromText(const ValueFormat& format, const RegisterType& type, const QString& text) {
-    qint64 number = 0;
-    if (type.bit && (text == QLatin1String("on") || text == QLatin1String("off"))) {
-        number = text == QLatin1String("on") ? 1 : 0;
-    } else {
-        number = format.scaled() ? scaledNumber(format, type, text) : wholeNumber(format, type, text);
-    }
-    const auto raw = static_cast<quint32>(number);
-    if (!format.wide) {
-        return {static_cast<int>(raw & 0xFFFF)};
-    }
-    const int high = static_cast<int>(raw >> 16);
-    const int low = static_cast<int>(raw & 0xFFFF);
-    return format.lowWordFirst ? QVector<int>{low, high} : QVector<int>{high, low};
+    return shownNumber(format, rawNumber(format, raw));
 }
 
 }  // namespace dx7

@@ -131,7 +131,7 @@ void LineRunner::lineLost() {
     }
     lost_ = true;
     backoff_.failed(poller_.nowUs());
-    engine_.lineLost();
+    engine_.lineLost(poller_.nowUs());
 }
 
 }  // namespace dx7

@@ -16,7 +16,7 @@ bool follows(const ItemRange& range, const ItemRange& entry) {
 }  // namespace
 
 void OneShotRead::queue(const QVector<Point>& points) {
-    table_.setPoints(points);
+    table_.setPoints(points, 0);
     QMap<QString, RegisterType> types;
     for (const Point& point : points) {
         types.insert(point.type.name, point.type);
@@ -74,7 +74,8 @@ void OneShotRead::fail(const ItemRange& range, const Transaction& transaction) {
     const bool cut = transaction.outcome == Outcome::CutShort;
     const QString why = outcomeText(transaction);
     const QString fault = cut ? QStringLiteral("%1 before that").arg(why) : why;
-    for (const int point : table_.fail(range, fault, transaction.outcome == Outcome::Exception)) {
+    const bool refused = transaction.outcome == Outcome::Exception;
+    for (const int point : table_.fail(range, fault, refused, transaction.endUs)) {
         faults_.insert(point, fault);
         if (cut) {
             cutShort_.insert(point);

@@ -16,7 +16,14 @@ namespace dx7 {
 
 /// A one-off read or write of a range that is one request.
 struct Operation {
-    enum Kind { Read, Write, Probe };
+    enum Kind {
+        Read,
+        Write,
+        /// Of a silent station that answers no status queries.
+        Probe,
+        /// Of what is left out of the polling plan, or part of a block that is searched for it.
+        Alone
+    };
     using Done = std::function<void(const Transaction&)>;
     Kind kind = Read;
     ItemRange range;

@@ -30,40 +30,60 @@ QString apartReason(const ItemRange& before, const ItemRange& after, const Regis
     return QStringLiteral("order of the entries");
 }
 
+// The driver's next request, without a reply: the driver gives it up and moves on. Empty without one.
+std::optional<PlannedBlock> nextBlock(DriverSession& session, const LineSettings& settings) {
+    FRAME_PRO frame;
+    if (!session.nextRequest(&frame)) {
+        return std::nullopt;
+    }
+    PlannedBlock block;
+    block.range = ItemRange{frame.station, frame.regType, frame.address, frame.count};
+    block.request = QByteArray(reinterpret_cast<const char*>(frame.sendBuf), frame.sendLen);
+    block.replyBytes = frame.expectLen;
+    if (settings.carrier != Carrier::Tcp) {
+        block.lineUs = silentIntervalUs(settings) + lineTimeUs(settings, frame.sendLen + frame.expectLen);
+    }
+    int result = DX7_REPLY_SEND_AGAIN;
+    while (result == DX7_REPLY_SEND_AGAIN) {
+        QByteArray nothing;
+        QString info;
+        result = session.takeReply(nothing, info);
+    }
+    return block;
+}
+
 }  // namespace
 
 QVector<PlannedBlock> explainPlan(DriverSession& session, const ItemNotation& notation,
                                   const QVector<Point>& points, const LineSettings& settings) {
     PollPlan plan(session);
-    plan.setEntries(pollEntries(points));
-    plan.rebuild({});
+    plan.begin({pollEntries(points)});
     QVector<PlannedBlock> blocks;
     bool cycleOver = false;
     while (!cycleOver) {
-        FRAME_PRO frame;
-        if (session.functions().getSendFrame(&frame) != DX7_SEND_FRAME) {
+        const std::optional<PlannedBlock> next = nextBlock(session, settings);
+        if (!next) {
             break;
         }
-        PlannedBlock block;
-        block.range = ItemRange{frame.station, frame.regType, frame.address, frame.count};
-        block.request = QByteArray(reinterpret_cast<const char*>(frame.sendBuf), frame.sendLen);
-        block.replyBytes = frame.expectLen;
-        if (settings.carrier != Carrier::Tcp) {
-            block.lineUs = silentIntervalUs(settings) + lineTimeUs(settings, frame.sendLen + frame.expectLen);
-        }
+        PlannedBlock block = *next;
         if (!blocks.isEmpty()) {
-            block.apart =
-                apartReason(blocks.last().range, block.range, notation.type(frame.regType), settings.block);
+            block.apart = apartReason(blocks.last().range, block.range, notation.type(block.range.regType),
+                                      settings.block);
         }
         blocks += block;
-        // No reply, until the driver gives up, moves the plan on.
-        int result = DX7_REPLY_SEND_AGAIN;
-        while (result == DX7_REPLY_SEND_AGAIN) {
-            QByteArray nothing;
-            QString info;
-            result = session.functions().dealRcvFrame(nothing, info);
-        }
         cycleOver = plan.blockDone();
+    }
+    return blocks;
+}
+
+QVector<PlannedBlock> explainWrite(DriverSession& session, const WriteRequest& request,
+                                   const LineSettings& settings) {
+    QVector<PlannedBlock> blocks;
+    for (const Operation& operation : writeOperations(request, settings.block)) {
+        session.addWrite(operation.range, operation.data);
+        while (const std::optional<PlannedBlock> block = nextBlock(session, settings)) {
+            blocks += *block;
+        }
     }
     return blocks;
 }

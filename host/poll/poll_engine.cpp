@@ -1,6 +1,7 @@
 #include "host/poll/poll_engine.h"
 
 #include <algorithm>
+#include <limits>
 #include <utility>
 
 namespace dx7 {
@@ -20,6 +21,13 @@ int itemBytes(const FRAME_PRO& frame) {
     return frame.count > 0 && frame.dataCount >= 2 * frame.count ? 2 : 1;
 }
 
+ReadEnd readEnd(const Transaction& transaction) {
+    if (transaction.outcome == Outcome::Exception) {
+        return ReadEnd{ReadEnd::Refused, transaction.exceptionCode};
+    }
+    return ReadEnd{transaction.good() ? ReadEnd::Read : ReadEnd::Unanswered, 0};
+}
+
 Transaction cutShort(const ItemRange& range, const QString& reason, bool sent, bool unsettled) {
     Transaction transaction;
     transaction.frame.station = range.station;
@@ -36,7 +44,11 @@ Transaction cutShort(const ItemRange& range, const QString& reason, bool sent, b
 }  // namespace
 
 PollEngine::PollEngine(DriverSession& session, CommLoop& loop, const LineSettings& settings, qint64 nowUs)
-    : session_(session), loop_(loop), settings_(settings), plan_(session), statistics_(nowUs) {
+    : session_(session),
+      loop_(loop),
+      settings_(settings),
+      polling_(session, silentIntervalUs(settings)),
+      statistics_(nowUs) {
     CommLoop::Observers observers;
     observers.transaction = [this](const Transaction& transaction) { onTransaction(transaction); };
     observers.settled = [this](quint64 ticket, bool good) { onSettled(ticket, good); };
@@ -44,13 +56,13 @@ PollEngine::PollEngine(DriverSession& session, CommLoop& loop, const LineSetting
     loop_.setObservers(std::move(observers));
 }
 
-void PollEngine::watch(const QVector<Point>& points) {
-    table_.setPoints(points);
-    plan_.setEntries(pollEntries(points));
+void PollEngine::watch(const QVector<Point>& points, qint64 nowUs) {
+    table_.setPoints(points, nowUs);
+    polling_.watch(points);
     for (const Point& point : points) {
-        health_.add(point.station);
+        loop_.exchange().setProbed(point.station, false);
     }
-    replanNeeded_ = true;
+    countOthers();
 }
 
 void PollEngine::read(const RegisterType& type, int station, int address, int count,
@@ -70,7 +82,8 @@ void PollEngine::queue(const QVector<Operation>& operations, const Operation::Do
 }
 
 int PollEngine::pendingOperations() const {
-    return static_cast<int>(queue_.size()) + heldOperations_.count() + (active_ ? 1 : 0) + queries_.pending();
+    const bool asked = active_ && current_.kind != Operation::Probe && current_.kind != Operation::Alone;
+    return static_cast<int>(queue_.size()) + heldOperations_.count() + (asked ? 1 : 0) + queries_.pending();
 }
 
 void PollEngine::abandonOperations(const QString& reason) {
@@ -119,20 +132,18 @@ bool PollEngine::begin(qint64 nowUs) {
     }
     Exchange& exchange = loop_.exchange();
     if (loop_.betweenOperations()) {
-        if (replanNeeded_ && !concluding_) {
-            replan();
-        }
-        if (probe(nowUs)) {
+        const Turn turn = concluding_ ? Turn() : polling_.next(nowUs);
+        if (probe(turn, nowUs)) {
             return true;
         }
-        handOver();
+        handOver(turn, nowUs);
         exchange.setFinishing(nothingElse());
         if (!active_ && queries_.beginNext(exchange, nowUs)) {
             return true;
         }
         // An operator's write goes first, unless what follows would be doubtful.
         const bool writeFirst =
-            plan_.blockCount() > 0 && active_ && current_.kind == Operation::Write && !exchange.disturbed();
+            plan().underWay() && active_ && current_.kind == Operation::Write && !exchange.disturbed();
         if (!writeFirst && exchange.proofDue(nowUs)) {
             exchange.prove(nowUs);
             return true;
@@ -150,35 +161,28 @@ bool PollEngine::nothingElse() const {
 }
 
 // A dead station is asked with one query, or, when it answers none, with one read. True when the query was
-// begun.
-bool PollEngine::probe(qint64 nowUs) {
-    if (active_ || queries_.waiting() || concluding_) {
+// begun. What users asked for goes first.
+bool PollEngine::probe(const Turn& turn, qint64 nowUs) {
+    if (!turn.station || active_ || !queue_.empty() || queries_.waiting() || queries_.queued()) {
         return false;
     }
-    for (const int station : health_.probesDue(nowUs)) {
-        const auto& points = table_.points();
-        const auto* const point = std::find_if(points.begin(), points.end(), [&](const Point& candidate) {
-            return candidate.station == station;
-        });
-        const bool queued = std::any_of(queue_.begin(), queue_.end(), [&](const Operation& operation) {
-            return operation.kind == Operation::Probe && operation.range.station == station;
-        });
-        if (queued) {
-            continue;
-        }
-        if (point == points.end()) {
-            // It is not watched any more.
-            health_.probed(station, false, nowUs);
-        } else if (loop_.exchange().deafToQueries(station)) {
-            const ItemRange range{station, point->type.name, point->address, 1};
-            queue_.push_back(Operation{Operation::Probe, range, point->type, QByteArray(), {}});
-        } else if (const DueUs againUs = loop_.exchange().askAgainUs(station); againUs > nowUs) {
-            // One is out: its answer counts when it comes.
-            health_.postpone(station, *againUs);
-        } else {
-            queries_.beginProbe(station, loop_.exchange(), nowUs);
-            return true;
-        }
+    const int station = *turn.station;
+    const auto& points = table_.points();
+    const auto* const point = std::find_if(
+        points.begin(), points.end(), [&](const Point& candidate) { return candidate.station == station; });
+    polling_.beginOwn(nowUs);
+    if (point == points.end()) {
+        // It is not watched any more.
+        polling_.endProbe(station, nowUs);
+    } else if (loop_.exchange().deafToQueries(station)) {
+        const ItemRange range{station, point->type.name, point->address, 1};
+        begin(Operation{Operation::Probe, range, point->type, QByteArray(), {}});
+    } else if (const DueUs againUs = loop_.exchange().askAgainUs(station); againUs > nowUs) {
+        // One is out: its answer counts when it comes.
+        polling_.postpone(station, *againUs);
+    } else {
+        queries_.beginProbe(station, loop_.exchange(), nowUs);
+        return true;
     }
     return false;
 }
@@ -186,7 +190,7 @@ bool PollEngine::probe(qint64 nowUs) {
 // The wait for a query is over.
 void PollEngine::endQuery(qint64 nowUs) {
     if (const std::optional<int> silent = queries_.end()) {
-        health_.probed(*silent, false, nowUs);
+        polling_.endProbe(*silent, nowUs);
     }
 }
 
@@ -199,8 +203,7 @@ DueUs PollEngine::nextDueUs(qint64 nowUs) const {
     // Nothing begins before the line is clear.
     const auto consider = [&](qint64 timeUs) { dueUs = sooner(dueUs, std::max(timeUs, exchange.clearUs())); };
     const bool work = !queue_.empty() || active_ || queries_.queued() || queries_.waiting() ||
-                      (!concluding_ && (replanNeeded_ || plan_.blockCount() > 0)) ||
-                      exchange.proofDue(nowUs) ||
+                      (!concluding_ && plan().underWay()) || exchange.proofDue(nowUs) ||
                       (nothingElse() && exchange.unproven() && !exchange.finishing());
     if (work) {
         consider(stalledUntilUs_);
@@ -208,22 +211,15 @@ DueUs PollEngine::nextDueUs(qint64 nowUs) const {
     if (const DueUs proofUs = exchange.proofUs(nowUs)) {
         consider(loop_.betweenOperations() ? *proofUs : std::max(*proofUs, stalledUntilUs_));
     }
-    if (const DueUs probeUs = health_.nextProbeUs(); probeUs && !concluding_) {
-        consider(std::max(*probeUs, stalledUntilUs_));
+    if (const DueUs turnUs = concluding_ ? DueUs() : polling_.nextDueUs(nowUs)) {
+        consider(std::max(*turnUs, stalledUntilUs_));
     }
     return dueUs;
 }
 
-void PollEngine::replan() {
-    plan_.rebuild(health_.dead());
-    replanNeeded_ = false;
-    cycleStartUs_.reset();
-    countOthers();
-}
-
 // Whether other stations can be served while one owes a reply.
 void PollEngine::countOthers() {
-    const QVector<int> dead = health_.dead();
+    const QVector<int>& dead = health().dead();
     int stations = 0;
     int last = 0;
     const auto consider = [&](int station) {
@@ -244,12 +240,28 @@ void PollEngine::countOthers() {
     loop_.exchange().setOthers(stations > 1);
 }
 
-void PollEngine::handOver() {
-    if (active_ || queue_.empty()) {
+// What users asked for goes first.
+void PollEngine::handOver(const Turn& turn, qint64 nowUs) {
+    if (active_) {
         return;
     }
-    current_ = queue_.front();
-    queue_.pop_front();
+    if (!queue_.empty()) {
+        const Operation next = queue_.front();
+        queue_.pop_front();
+        begin(next);
+    } else if (turn.read && !queries_.queued()) {
+        const auto& points = table_.points();
+        const auto* const point = std::find_if(points.begin(), points.end(), [&](const Point& candidate) {
+            return candidate.type.name == turn.read->regType;
+        });
+        probing_ = turn.probe;
+        polling_.beginOwn(nowUs);
+        begin(Operation{Operation::Alone, *turn.read, point->type, QByteArray(), {}});
+    }
+}
+
+void PollEngine::begin(const Operation& operation) {
+    current_ = operation;
     active_ = true;
     answered_ = false;
     countOthers();
@@ -266,12 +278,9 @@ void PollEngine::onTransaction(const Transaction& transaction) {
     statistics_.count(transaction);
     const ItemRange range = rangeOf(transaction.frame);
     const bool cyclic = transaction.frame.opKind == TAG_CYCLIC;
-    if (cyclic && !cycleStartUs_) {
-        cycleStartUs_ = transaction.sentUs;
-    }
     if (transaction.finished()) {
         skipped_ = transaction.outcome == Outcome::Skipped ? skipped_ + 1 : 0;
-        if (skipped_ > std::max(plan_.blockCount(), 1)) {
+        if (skipped_ > std::max(plan().blockCount(), 1)) {
             skipped_ = 0;
             stalledUntilUs_ = transaction.endUs + STALL_US;
         }
@@ -279,8 +288,7 @@ void PollEngine::onTransaction(const Transaction& transaction) {
     if (transaction.good() && transaction.frame.opKind != TAG_WRITE) {
         takeValues(transaction, range);
     } else if (transaction.driverResult == DX7_REPLY_GIVEN_UP && transaction.frame.opKind != TAG_WRITE) {
-        reportPoints(table_.fail(range, outcomeText(transaction), transaction.outcome == Outcome::Exception),
-                     events_.value);
+        failRead(transaction, range);
     }
     if (cyclic) {
         onCyclicRead(transaction, range);
@@ -295,22 +303,56 @@ void PollEngine::onTransaction(const Transaction& transaction) {
     }
 }
 
+// What becomes of a refusal of the plan's, its search tells.
+void PollEngine::failRead(const Transaction& transaction, const ItemRange& range) {
+    const bool refused = transaction.outcome == Outcome::Exception;
+    const bool planned =
+        transaction.frame.opKind == TAG_CYCLIC || (active_ && current_.kind == Operation::Alone);
+    if (!refused || !planned) {
+        reportPoints(table_.fail(range, outcomeText(transaction), refused, transaction.endUs), events_.value);
+    }
+}
+
 void PollEngine::onCyclicRead(const Transaction& transaction, const ItemRange& range) {
-    health_.polled(range.station, transaction.answered());
-    if (transaction.finished() && plan_.blockDone()) {
+    polling_.tried(range.station, transaction.answered(), transaction.sentUs);
+    if (!transaction.finished()) {
+        return;
+    }
+    if (transaction.answered()) {
+        silenceCauses_.remove(range.station);
+    } else if (transaction.outcome != Outcome::Skipped || !silenceCauses_.contains(range.station)) {
+        silenceCauses_.insert(range.station, outcomeText(transaction));
+    }
+    const bool turnOver = polling_.blockEnded(range, readEnd(transaction), transaction.endUs);
+    failRefused(transaction);
+    if (turnOver) {
         onCycleEnd(transaction.endUs);
     }
 }
 
-void PollEngine::onCycleEnd(qint64 nowUs) {
-    if (cycleStartUs_) {
-        statistics_.countCycle(nowUs - *cycleStartUs_);
+// A refusal of a block says nothing of its items while the refused one is searched; "illegal function" holds
+// for all items of the type.
+void PollEngine::failRefused(const Transaction& transaction) {
+    ItemRange range = rangeOf(transaction.frame);
+    if (transaction.outcome != Outcome::Exception || !refused().isRefused(range)) {
+        return;
     }
-    cycleStartUs_ = nowUs;
+    if (refused().wholeType(range.station, range.regType)) {
+        range.address = 0;
+        range.count = std::numeric_limits<int>::max();
+    }
+    reportPoints(table_.fail(range, outcomeText(transaction), true, transaction.endUs), events_.value);
+}
+
+void PollEngine::onCycleEnd(qint64 nowUs) {
+    if (const auto tookUs = polling_.cycleUs(nowUs)) {
+        statistics_.countCycle(*tookUs);
+    }
     loop_.exchange().cycleEnded();
-    for (const int station : health_.cycleEnd(nowUs)) {
-        replanNeeded_ = true;
-        reportPoints(table_.failStation(station, QStringLiteral("no reply")), events_.value);
+    for (const int station : polling_.cycleEnded(nowUs)) {
+        countOthers();
+        loop_.exchange().setProbed(station, true);
+        reportPoints(table_.failStation(station, silenceCauses_.value(station), nowUs), events_.value);
         if (events_.station) {
             events_.station(station, false);
         }
@@ -321,8 +363,9 @@ void PollEngine::onCycleEnd(qint64 nowUs) {
 }
 
 void PollEngine::onAlive(int station) {
-    if (health_.isDead(station) && health_.probed(station, true, 0)) {
-        replanNeeded_ = true;
+    if (polling_.heard(station)) {
+        countOthers();
+        loop_.exchange().setProbed(station, false);
         if (events_.station) {
             events_.station(station, true);
         }
@@ -352,8 +395,10 @@ void PollEngine::onOperationEnd(const Transaction& transaction) {
         if (answered_) {
             onAlive(station);
         } else {
-            health_.probed(station, false, transaction.endUs);
+            polling_.endProbe(station, transaction.endUs);
         }
+    } else if (current_.kind == Operation::Alone) {
+        endAlone(transaction);
     }
     if (!current_.done) {
         return;
@@ -367,6 +412,16 @@ void PollEngine::onOperationEnd(const Transaction& transaction) {
         heldOperations_.hold(ended, last);
     } else {
         ended.done(last);
+    }
+}
+
+void PollEngine::endAlone(const Transaction& transaction) {
+    polling_.endAlone(current_.range, readEnd(transaction), probing_, transaction.endUs);
+    failRefused(transaction);
+    for (const QString& notice : polling_.takeNotices()) {
+        if (events_.notice) {
+            events_.notice(notice);
+        }
     }
 }
 
@@ -396,12 +451,12 @@ void PollEngine::reportPoints(const Points& points, const std::function<void(int
     }
 }
 
-void PollEngine::lineLost() {
-    cycleStartUs_.reset();
+void PollEngine::lineLost(qint64 nowUs) {
+    polling_.lineLost();
     queries_.lineLost(loop_.exchange().awaiting());
     HeldOperations held = std::exchange(heldOperations_, {});
     loop_.lineLost();
-    reportPoints(table_.lineLost(), events_.value);
+    reportPoints(table_.lineLost(nowUs), events_.value);
     if (events_.line) {
         events_.line(false);
     }
@@ -409,8 +464,8 @@ void PollEngine::lineLost() {
 }
 
 void PollEngine::lineBack(qint64 nowUs) {
-    table_.lineBack();
-    health_.lineBack(nowUs);
+    table_.lineBack(nowUs);
+    polling_.lineBack(nowUs);
     if (events_.line) {
         events_.line(true);
     }

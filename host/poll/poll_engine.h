@@ -4,6 +4,7 @@
 #ifndef DX7_HOST_POLL_ENGINE_H
 #define DX7_HOST_POLL_ENGINE_H
 
+#include <QMap>
 #include <deque>
 #include <functional>
 
@@ -13,8 +14,7 @@
 #include "host/poll/held_operations.h"
 #include "host/poll/held_reads.h"
 #include "host/poll/operation.h"
-#include "host/poll/poll_plan.h"
-#include "host/poll/station_health.h"
+#include "host/poll/polling.h"
 #include "host/poll/value_table.h"
 
 namespace dx7 {
@@ -48,6 +48,8 @@ struct EngineEvents {
     std::function<void(bool open)> line;
     /// A cycle of the plan is over.
     std::function<void()> cycle;
+    /// Something was found out about a station, as a sentence.
+    std::function<void(const QString&)> notice;
 };
 
 /// Stepwise: it takes time and bytes in and gives bytes and the next due time out, and waits for nothing.
@@ -55,9 +57,9 @@ struct EngineEvents {
 /// certain and a failed one takes no other with it.
 ///
 /// All calls come from one thread, with times in microseconds on one clock that never goes back. The events
-/// and the `done` of an operation are called from within advance(), received() and lineLost(), and may queue
-/// operations and queries; nothing else may be called from there. Nothing of it fails: what goes wrong on the
-/// line is told by the events, and shows as bad or doubtful values.
+/// and the `done` of an operation are called from within other calls, and may queue operations and queries
+/// and abandon operations, but not hand over time or bytes. Nothing of it fails: what goes wrong on the line
+/// is told by the events, and shows as bad or doubtful values.
 class PollEngine {
 public:
     /// Session and loop are borrowed; the observers of the loop are the engine's.
@@ -65,7 +67,7 @@ public:
 
     void setEvents(EngineEvents events) { events_ = std::move(events); }
     /// Begins to poll the points, in place of those before.
-    void watch(const QVector<Point>& points);
+    void watch(const QVector<Point>& points, qint64 nowUs);
 
     /// Queues a read of `count` items, split into requests. `done` is called once per request.
     void read(const RegisterType& type, int station, int address, int count, const Operation::Done& done);
@@ -73,7 +75,8 @@ public:
     void write(const WriteRequest& request, const Operation::Done& done);
     /// Queues one status query to a station, which is not repeated; EngineEvents::answer tells of its answer.
     void query(int station) { queries_.add(station); }
-    /// Requests and queries that have been queued and not ended, or whose answer is not settled.
+    /// Requests and queries that have been queued and not ended, or whose answer is not settled; not the
+    /// engine's own.
     int pendingOperations() const;
     /// The line was lost after a query of query() was sent, or may have been, and before its answer.
     bool queryLost() const { return queries_.lost(); }
@@ -84,7 +87,8 @@ public:
     /// Nothing new is begun from now on; what is held is proven, or found doubtful. Over when concluded().
     void conclude();
     bool concluded() const {
-        return pendingOperations() == 0 && loop_.exchange().idle() && !loop_.exchange().unproven();
+        return pendingOperations() == 0 && !active_ && loop_.exchange().idle() &&
+               !loop_.exchange().unproven();
     }
 
     /// Bytes came, the last of them at `nowUs`.
@@ -93,34 +97,38 @@ public:
     void advance(qint64 nowUs);
     /// When advance() has something to do, unless something comes or is queued before.
     DueUs nextDueUs(qint64 nowUs) const;
-    void lineLost();
+    void lineLost(qint64 nowUs);
     void lineBack(qint64 nowUs);
 
     /// Where the bytes to send are, and what is awaited: for who runs the line.
     Exchange& exchange() { return loop_.exchange(); }
     const ValueTable& table() const { return table_; }
     const Statistics& statistics() const { return statistics_; }
-    const StationHealth& health() const { return health_; }
-    const PollPlan& plan() const { return plan_; }
+    const StationHealth& health() const { return polling_.health(); }
+    const RefusedItems& refused() const { return polling_.refused(); }
+    const PollPlan& plan() const { return polling_.plan(); }
 
 private:
     bool begin(qint64 nowUs);
     bool nothingElse() const;
-    bool probe(qint64 nowUs);
+    bool probe(const Turn& turn, qint64 nowUs);
     void endQuery(qint64 nowUs);
     void queue(const QVector<Operation>& operations, const Operation::Done& done);
     void onTransaction(const Transaction& transaction);
     void onSettled(quint64 ticket, bool good);
     void onNote(const ExchangeNote& note);
     void onCyclicRead(const Transaction& transaction, const ItemRange& range);
+    void failRead(const Transaction& transaction, const ItemRange& range);
+    void failRefused(const Transaction& transaction);
     void onOperationEnd(const Transaction& transaction);
     void onCycleEnd(qint64 nowUs);
     void onAlive(int station);
     void takeValues(const Transaction& transaction, const ItemRange& range);
     template <typename Points>
     static void reportPoints(const Points& points, const std::function<void(int point)>& report);
-    void handOver();
-    void replan();
+    void handOver(const Turn& turn, qint64 nowUs);
+    void begin(const Operation& operation);
+    void endAlone(const Transaction& transaction);
     void countOthers();
 
     DriverSession& session_;
@@ -128,8 +136,7 @@ private:
     LineSettings settings_;
     EngineEvents events_;
     ValueTable table_;
-    PollPlan plan_;
-    StationHealth health_;
+    Polling polling_;
     Statistics statistics_;
     std::deque<Operation> queue_;
     StatusQueries queries_;
@@ -138,14 +145,15 @@ private:
     bool active_ = false;
     /// The station gave a sign of life to current_.
     bool answered_ = false;
-    bool replanNeeded_ = false;
+    /// current_ is one of those that take of the budget of probes.
+    bool probing_ = false;
     bool concluding_ = false;
     /// Operations in a row that were not sent, for the station owes a reply.
     int skipped_ = 0;
     /// All stations owe replies: nothing is begun before that.
     qint64 stalledUntilUs_ = 0;
-    /// Empty while no cycle of the plan is under way.
-    std::optional<qint64> cycleStartUs_;
+    /// Why each station's last read failed; empty for one that has answered.
+    QMap<int, QString> silenceCauses_;
     HeldReads heldReads_;
     HeldOperations heldOperations_;
     /// Kept for its memory.

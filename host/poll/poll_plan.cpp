@@ -49,38 +49,58 @@ bool coversAll(const QVector<ItemRange>& blocks, const QVector<ItemRange>& entri
     });
 }
 
-void PollPlan::rebuild(const QVector<int>& leftOut) {
-    Part whole;
-    QMap<int, Part> single;
-    for (const ItemRange& entry : entries_) {
-        if (!leftOut.contains(entry.station)) {
-            whole.entries += entry;
-            single[entry.station].entries += entry;
-        }
+void PollPlan::begin(const EntryLists& lists) {
+    if (lists != lists_) {
+        lists_ = lists;
+        plan();
     }
-    parts_.clear();
-    whole.blocks = session_.merge(whole.entries);
-    if (whole.entries.isEmpty()) {
-        return;
-    }
-    if (coversAll(whole.blocks, whole.entries)) {
-        parts_ += whole;
-    } else {
-        for (Part part : single) {
-            part.blocks = session_.merge(part.entries);
-            parts_ += part;
-        }
-    }
+    underWay_ = true;
     activate(0);
 }
 
-void PollPlan::activate(int part) {
-    // A single part is in the driver already and stays there; its blocks rotate.
-    if (parts_.size() > 1) {
-        session_.merge(parts_.at(part).entries);
+PollPlan::Part PollPlan::part(const QVector<ItemRange>& entries) {
+    const QVector<ItemRange> blocks = session_.merge(entries);
+    const bool same = session_.merge(blocks) == blocks;
+    return Part{same ? blocks : entries, blocks};
+}
+
+void PollPlan::plan() {
+    parts_.clear();
+    handedOver_.reset();
+    for (const QVector<ItemRange>& list : lists_) {
+        if (list.isEmpty()) {
+            continue;
+        }
+        const Part whole = part(list);
+        if (coversAll(whole.blocks, list)) {
+            parts_ += whole;
+            continue;
+        }
+        QMap<int, QVector<ItemRange>> single;
+        for (const ItemRange& entry : list) {
+            single[entry.station] += entry;
+        }
+        for (const QVector<ItemRange>& entries : qAsConst(single)) {
+            parts_ += part(entries);
+        }
     }
-    current_ = part;
+}
+
+void PollPlan::activate(int part) {
+    // What the driver has already stays there; its blocks rotate.
+    if (handedOver_ != part) {
+        session_.merge(parts_.at(part).list);
+    }
+    handedOver_ = current_ = part;
     done_ = 0;
+}
+
+void PollPlan::clear() {
+    underWay_ = false;
+    if (handedOver_) {
+        session_.merge({});
+        handedOver_.reset();
+    }
 }
 
 QVector<ItemRange> PollPlan::blocks() const {
@@ -97,12 +117,14 @@ int PollPlan::blockCount() const {
 }
 
 bool PollPlan::blockDone() {
-    if (parts_.isEmpty() || ++done_ < parts_.at(current_).blocks.size()) {
+    if (!underWay_ || ++done_ < parts_.at(current_).blocks.size()) {
         return false;
     }
-    const bool cycleOver = current_ + 1 == parts_.size();
-    activate(cycleOver ? 0 : current_ + 1);
-    return cycleOver;
+    underWay_ = current_ + 1 < parts_.size();
+    if (underWay_) {
+        activate(current_ + 1);
+    }
+    return !underWay_;
 }
 
 }  // namespace dx7

@@ -1,17 +1,23 @@
 #include "host/poll/station_health.h"
 
-#include <algorithm>
-
 namespace dx7 {
 
 namespace {
 constexpr int CYCLES_UNTIL_DEAD = 2;
-constexpr qint64 PAUSE_STEP_US = 500000;
-constexpr qint64 LONGEST_PAUSE_US = 10000000;
 }  // namespace
 
 void StationHealth::add(int station) {
     states_.insert(station, State());
+    listDead();
+}
+
+void StationHealth::listDead() {
+    dead_.clear();
+    for (auto it = states_.constBegin(); it != states_.constEnd(); ++it) {
+        if (it->dead) {
+            dead_ += it.key();
+        }
+    }
 }
 
 void StationHealth::polled(int station, bool answered) {
@@ -30,47 +36,34 @@ QVector<int> StationHealth::cycleEnd(qint64 nowUs) {
         if (!state.dead && state.failedCycles >= CYCLES_UNTIL_DEAD) {
             state.dead = true;
             died += it.key();
-            state.pauseUs = PAUSE_STEP_US;
-            state.probeUs = nowUs + state.pauseUs;
+            state.probeUs = nowUs + state.pause.next();
         }
         state.polled = state.answered = false;
+    }
+    if (!died.isEmpty()) {
+        listDead();
     }
     return died;
 }
 
-QVector<int> StationHealth::dead() const {
-    QVector<int> stations;
-    for (auto it = states_.begin(); it != states_.end(); ++it) {
-        if (it->dead) {
-            stations += it.key();
+std::optional<int> StationHealth::nextProbe() const {
+    std::optional<int> first;
+    for (const int station : dead_) {
+        if (!first || states_[station].probeUs < states_[*first].probeUs) {
+            first = station;
         }
     }
-    return stations;
-}
-
-QVector<int> StationHealth::probesDue(qint64 nowUs) const {
-    QVector<int> stations;
-    for (auto it = states_.begin(); it != states_.end(); ++it) {
-        if (it->dead && it->probeUs <= nowUs) {
-            stations += it.key();
-        }
-    }
-    return stations;
+    return first;
 }
 
 DueUs StationHealth::nextProbeUs() const {
-    DueUs next;
-    for (const State& state : states_) {
-        if (state.dead) {
-            next = sooner(next, state.probeUs);
-        }
-    }
-    return next;
+    const std::optional<int> first = nextProbe();
+    return first ? DueUs(states_[*first].probeUs) : DueUs();
 }
 
 void StationHealth::lineBack(qint64 nowUs) {
     for (State& state : states_) {
-        state.pauseUs = 0;
+        state.pause.reset();
         state.probeUs = nowUs;
     }
 }
@@ -79,10 +72,10 @@ bool StationHealth::probed(int station, bool answered, qint64 nowUs) {
     State& state = states_[station];
     if (answered) {
         state = State();
+        listDead();
         return true;
     }
-    state.pauseUs = std::min(state.pauseUs + PAUSE_STEP_US, LONGEST_PAUSE_US);
-    state.probeUs = nowUs + state.pauseUs;
+    state.probeUs = nowUs + state.pause.next();
     return false;
 }
 

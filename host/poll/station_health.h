@@ -5,8 +5,10 @@
 
 #include <QMap>
 #include <QVector>
+#include <optional>
 
 #include "host/line/clock.h"
+#include "host/poll/growing_pause.h"
 
 namespace dx7 {
 
@@ -23,12 +25,14 @@ public:
     /// The cycle is over. Returns the stations that died with it.
     QVector<int> cycleEnd(qint64 nowUs);
 
-    bool isDead(int station) const { return states_.value(station).dead; }
-    QVector<int> dead() const;
+    bool isDead(int station) const { return dead_.contains(station); }
+    /// In ascending order.
+    const QVector<int>& dead() const { return dead_; }
 
-    /// Dead stations whose probe is due; probed() must follow for each before it is due again.
-    QVector<int> probesDue(qint64 nowUs) const;
-    /// When the next probe is due; empty when no station is dead.
+    /// The dead station whose probe is due first; empty when no station is dead. probed() must follow before
+    /// it is due again.
+    std::optional<int> nextProbe() const;
+    /// When that is; empty likewise.
     DueUs nextProbeUs() const;
     /// The line is back: each dead station is probed at once, then at the pauses of one that has just died.
     void lineBack(qint64 nowUs);
@@ -43,10 +47,13 @@ private:
         bool polled = false;
         bool answered = false;
         int failedCycles = 0;
-        qint64 pauseUs = 0;
+        GrowingPause pause;
         qint64 probeUs = 0;
     };
+    void listDead();
+
     QMap<int, State> states_;
+    QVector<int> dead_;
 };
 
 }  // namespace dx7

@@ -3,6 +3,8 @@
 #include <algorithm>
 #include <tuple>
 
+#include "host/exchange/transaction.h"
+
 namespace dx7 {
 
 namespace {
@@ -56,7 +58,7 @@ int ValueTable::typeIndex(const QString& name) const {
     return found == typeNames_.end() ? -1 : static_cast<int>(found - typeNames_.begin());
 }
 
-void ValueTable::setPoints(const QVector<Point>& points) {
+void ValueTable::setPoints(const QVector<Point>& points, qint64 nowUs) {
     points_ = points;
     entries_.clear();
     places_.clear();
@@ -65,6 +67,7 @@ void ValueTable::setPoints(const QVector<Point>& points) {
         const Point& point = points.at(i);
         Entry fresh;
         fresh.state.fault = fresh.told.fault = QStringLiteral("never read");
+        fresh.state.sinceUs = fresh.told.sinceUs = nowUs;
         fresh.items = fresh.goodItems = Items(static_cast<std::size_t>(point.items()));
         entries_.push_back(fresh);
         if (typeIndex(point.type.name) < 0) {
@@ -124,7 +127,7 @@ bool ValueTable::arriveItem(Entry& known, const Point& point, int item, quint16 
                             const ReadItems& read) {
     known.items[static_cast<std::size_t>(item)] = value;
     known.ticket = read.ticket;
-    known.failed = false;
+    known.failed.reset();
     if (known.provenAs(value)) {
         return false;
     }
@@ -140,19 +143,27 @@ bool ValueTable::arriveItem(Entry& known, const Point& point, int item, quint16 
     const bool news = state.raw != raw || state.quality == Quality::Bad || state.quality == Quality::Stale;
     state.raw = raw;
     state.readUs = read.readUs;
+    state.sinceUs = state.quality == Quality::Fresh ? state.sinceUs : read.readUs;
     state.quality = Quality::Fresh;
     state.fault.clear();
     return news;
 }
 
-bool ValueTable::tell(Entry& known, const PointState& state) {
+bool ValueTable::tell(Entry& known, const PointState& state, qint64 nowUs) {
     const bool news = !sameShown(known.told, state);
+    const bool same = known.told.quality == state.quality && known.told.fault == state.fault;
+    const qint64 sinceUs = same ? known.told.sinceUs : nowUs;
     known.told = state;
+    known.told.sinceUs = sinceUs;
     return news;
 }
 
 // What its item number `item`, settled, makes of a point; false while it has no whole value.
 bool ValueTable::hasValue(Entry& known, const Point& point, int item, quint16 value, bool good) {
+    if (!good && known.failed) {
+        // What came since is known for certain.
+        return false;
+    }
     const auto at = static_cast<std::size_t>(item);
     known.goodItems[at] = good ? std::optional<quint16>(value) : std::nullopt;
     PointState& state = known.settled;
@@ -167,13 +178,13 @@ bool ValueTable::hasValue(Entry& known, const Point& point, int item, quint16 va
         raw = rawOf(point.format, items);
     }
     state.raw = raw;
-    state.quality = !good ? Quality::Doubtful : known.failed ? Quality::Stale : Quality::Good;
+    state.quality = good ? known.failed.value_or(Quality::Good) : Quality::Doubtful;
     if (good) {
         state.changes += known.proven && raw != known.proven ? 1 : 0;
         known.proven = raw;
     }
     if (!known.failed) {
-        state.fault.clear();
+        state.fault = good ? QString() : doubtText();
     }
     return true;
 }
@@ -195,7 +206,7 @@ bool ValueTable::settleItem(Entry& known, const Point& point, int item, quint16 
     if (!hasValue(known, point, item, value, good)) {
         return false;
     }
-    const bool news = tell(known, known.settled);
+    const bool news = tell(known, known.settled, known.failed ? known.told.sinceUs : read.readUs);
     known.state.changes = known.told.changes;
     const bool same = known.told.raw == known.state.raw && good;
     if (known.ticket == read.ticket || known.failed || same) {
@@ -214,17 +225,16 @@ QVector<int> ValueTable::pointsIn(const ItemRange& range) const {
     return found;
 }
 
-// `known`: the quality of a point that was good before.
-QVector<int> ValueTable::failPoints(const QVector<int>& points, const QString& fault, Quality known) {
+QVector<int> ValueTable::failPoints(const QVector<int>& points, const Failure& failure) {
     QVector<int> changed;
     for (const int point : points) {
         Entry& failed = entry(point);
         PointState state = failed.told;
-        state.quality = failed.proven ? known : Quality::Bad;
-        state.fault = fault;
+        state.quality = failed.proven ? failure.known : Quality::Bad;
+        state.fault = failure.fault;
         state.raw = failed.proven;
-        failed.failed = true;
-        if (tell(failed, state)) {
+        failed.failed = failure.known;
+        if (tell(failed, state, failure.nowUs)) {
             changed += point;
         }
         failed.state = failed.told;
@@ -232,33 +242,34 @@ QVector<int> ValueTable::failPoints(const QVector<int>& points, const QString& f
     return changed;
 }
 
-QVector<int> ValueTable::fail(const ItemRange& range, const QString& fault, bool refused) {
-    return failPoints(pointsIn(range), fault, refused ? Quality::Bad : Quality::Stale);
+QVector<int> ValueTable::fail(const ItemRange& range, const QString& fault, bool refused, qint64 nowUs) {
+    return failPoints(pointsIn(range), Failure{fault, refused ? Quality::Bad : Quality::Stale, nowUs});
 }
 
-QVector<int> ValueTable::failStation(int station, const QString& fault) {
+QVector<int> ValueTable::failStation(int station, const QString& fault, qint64 nowUs) {
     QVector<int> found;
     for (int i = 0; i < points_.size(); ++i) {
         if (points_.at(i).station == station) {
             found += i;
         }
     }
-    return failPoints(found, fault, Quality::Stale);
+    return failPoints(found, Failure{fault, Quality::Stale, nowUs});
 }
 
-QVector<int> ValueTable::lineLost() {
+QVector<int> ValueTable::lineLost(qint64 nowUs) {
     QVector<int> all;
     for (int i = 0; i < points_.size(); ++i) {
         all += i;
     }
-    return failPoints(all, QStringLiteral("no line"), Quality::Bad);
+    return failPoints(all, Failure{QStringLiteral("no line"), Quality::Bad, nowUs});
 }
 
-void ValueTable::lineBack() {
+void ValueTable::lineBack(qint64 nowUs) {
     for (Entry& waiting : entries_) {
         waiting.told.quality = waiting.proven ? Quality::Stale : Quality::Bad;
         waiting.told.fault =
             waiting.proven ? QStringLiteral("not read since the line is back") : QStringLiteral("never read");
+        waiting.told.sinceUs = nowUs;
         waiting.state = waiting.told;
     }
 }

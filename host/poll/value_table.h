@@ -38,8 +38,10 @@ struct PointState {
     qint64 readUs = 0;
     /// How often a good value differed from the good one before it.
     qint64 changes = 0;
-    /// Of Bad and Stale; empty otherwise.
+    /// Of Bad, Stale and Doubtful; empty otherwise.
     QString fault;
+    /// Since when quality and fault are what they are, on the Clock.
+    qint64 sinceUs = 0;
 };
 
 /// Items of one reply, with the time at which they were read.
@@ -60,8 +62,8 @@ struct ReadItems {
 /// known by its index in setPoints(), 0 to size() - 1, which is not checked. One thread at a time.
 class ValueTable {
 public:
-    /// Watches these points, all never read, in place of those before.
-    void setPoints(const QVector<Point>& points);
+    /// Watches these points from now on, all never read, in place of those before.
+    void setPoints(const QVector<Point>& points, qint64 nowUs);
 
     const QVector<Point>& points() const { return points_; }
     /// The latest value, proven or not.
@@ -76,13 +78,13 @@ public:
     void settle(const ReadItems& read, bool good, std::vector<int>* changed);
     /// A read of `range` failed for good: what was good is stale, or bad when the station `refused` it.
     /// Returns the points whose told() changed.
-    QVector<int> fail(const ItemRange& range, const QString& fault, bool refused);
+    QVector<int> fail(const ItemRange& range, const QString& fault, bool refused, qint64 nowUs);
     /// The same of all points of a station.
-    QVector<int> failStation(int station, const QString& fault);
+    QVector<int> failStation(int station, const QString& fault, qint64 nowUs);
     /// The line was lost. Returns the points whose told() changed.
-    QVector<int> lineLost();
+    QVector<int> lineLost(qint64 nowUs);
     /// The line is back: what was good is stale until it is read again.
-    void lineBack();
+    void lineBack(qint64 nowUs);
 
 private:
     using Items = std::vector<std::optional<quint16>>;
@@ -94,8 +96,8 @@ private:
         PointState settled;
         /// The last good value; empty when there was none.
         std::optional<quint32> proven;
-        /// The last read failed.
-        bool failed = false;
+        /// The last read failed, and the quality of a value that was good before that.
+        std::optional<Quality> failed;
         /// Of the latest read.
         quint64 ticket = 0;
         /// Raw items as they came; empty for one not read yet.
@@ -132,11 +134,18 @@ private:
     void takeItems(const ReadItems& read, std::vector<int>* changed, const Take& take);
     static bool arriveItem(Entry& known, const Point& point, int item, quint16 value, const ReadItems& read);
     int typeIndex(const QString& name) const;
-    static bool tell(Entry& known, const PointState& state);
+    static bool tell(Entry& known, const PointState& state, qint64 nowUs);
     static bool hasValue(Entry& known, const Point& point, int item, quint16 value, bool good);
     static bool settleItem(Entry& known, const Point& point, int item, quint16 value, bool good,
                            const ReadItems& read);
-    QVector<int> failPoints(const QVector<int>& points, const QString& fault, Quality known);
+    /// What befell points, and when.
+    struct Failure {
+        QString fault;
+        /// The quality of a point that was good before.
+        Quality known = Quality::Bad;
+        qint64 nowUs = 0;
+    };
+    QVector<int> failPoints(const QVector<int>& points, const Failure& failure);
     QVector<int> pointsIn(const ItemRange& range) const;
 
     QVector<Point> points_;

@@ -48,6 +48,13 @@ expect 'dx7 params ' $'save\ndiff\nload\n-h\n--help'
 expect 'dx7 plan --parity e' even
 expect 'dx7 plan --parity=o' odd
 expect 'dx7 read AI:' ''
+formats=$({ "$DX7" check AI:0/nonsense 2>&1 || true; } |
+    sed -E 's/.*, use (.*) or (.*)$/\1, \2/; s/=[A-Z]+/=/g' | tr -d ' ' | tr ',' '\n')
+[ "$(wc -l <<<"$formats")" -eq 11 ] || wrong "dx7 names other formats: $formats"
+# shellcheck disable=SC2001 # each line gets it
+expect 'dx7 read AI:0/' "$(sed 's|^|0/|' <<<"$formats")"
+expect 'dx7 read F:3.0.25@2/f' 3.0.25@2/f32
+expect 'dx7 read AI:0/scale=0.1/un' $'0.1/unsigned\n0.1/unit='
 expect 'dx7 read F' $'F:\nFIN:\nFAS:'
 expect 'dx7 read ' "$("$DX7" types --json | sed -E 's/.*"type":"([^"]*)".*/\1:/')"
 faults_known=$({ "$DX7_DEVICE" --pty "$work/x" --fault nonsense=1 2>&1 || true; } |

@@ -145,7 +145,7 @@ class Json(unittest.TestCase):
     def file_with(self, count):
         """A parameter file of group 3, saved as the device is now."""
         file = self.folder / "pump.toml"
-        saved = self.on_device(0, "params save", file, "--groups", "3")
+        saved = self.on_device(0, "params save", file, "--groups", "3", "--force")
         self.assertEqual((count, count), (saved[0]["saved"], saved[0]["read"]))
         return file
 
@@ -163,6 +163,11 @@ class WithoutALine(Json):
         self.assertEqual(["block"] * 3 + ["summary"], [line["event"] for line in plan])
         self.assertIsNone(self.run_tool(0, "plan", "F:3.0.25", "--tcp", "127.0.0.1")[1]["cycle_ms"])
 
+    def test_a_dry_run(self):
+        requests = self.run_tool(0, "write", "--dry-run", "F:3.0.09,2=1,2", "DO:1@0=1")
+        self.assertEqual(["request"] * 3, [line["event"] for line in requests])
+        self.assertEqual(["3.0.09", "3.0.10", "1"], [line["address"] for line in requests])
+
 
 class Values(Json):
     def test_read_and_write_have_the_same_keys(self):
@@ -172,7 +177,8 @@ class Values(Json):
         read = self.on_device(0, "read", *items)
         self.assertEqual([1, 2, 3, -100000, -2.5, 1], [line["value"] for line in written])
         for write, reading in zip(written, read):
-            self.assertEqual((True, True), (write.pop("written"), write.pop("verified")))
+            self.assertEqual((True, True, True), tuple(map(write.pop, ("written", "verified", "acknowledged"))))
+            self.assertEqual(reading["value"], write.pop("reads_back"))
             self.assertEqual(list(reading), list(write))
             for key in set(reading) - {"event", "time"}:
                 self.assertEqual(reading[key], write[key])
@@ -184,6 +190,15 @@ class Values(Json):
         written = self.on_device(0, "write", "-c", file, "ramp=4,5")
         self.assertEqual(["ramp[0]", "ramp[1]"], [line["name"] for line in written])
         self.assertEqual([4, 5], [line["value"] for line in self.on_device(0, "read", "-c", file)])
+
+    def test_names_and_singles(self):
+        file = self.folder / "line.toml"
+        file.write_text('[[tag]]\nname = "mode"\ntype = "MOD"\naddress = 1\nenum = { 0 = "off", 1 = "on" }\n')
+        written = self.on_device(0, "write", "-c", file, "mode=on")[0]
+        self.assertEqual((1, "on"), (written["value"], written["text"]))
+        self.device.tell("set F:3.0.30=32704")
+        read = self.on_device(0, "read", "F:3.0.30/f32")[0]
+        self.assertEqual((None, "nan", "good"), (read["value"], read["text"], read["quality"]))
 
     def test_refusals(self):
         read = self.on_device(1, "read", "F:10.0.00", "F:3.0.20")
@@ -258,6 +273,9 @@ class Watching(Json):
         self.device.start()
         self.device.tell("fault exception=1")
         self.assertIn("exception", self.on_device(0, "scan", "--stations", "1", *SHORT)[0])
+        self.device.tell("fault corrupt=1")
+        damaged = self.on_device(1, "scan", "--stations", "1", *SHORT)
+        self.assertEqual((["damaged", "summary"], 1), ([line["event"] for line in damaged], damaged[-1]["damaged"]))
 
     def test_replay(self):
         file = self.folder / "line.pcap"
@@ -277,6 +295,10 @@ class Parameters(Json):
         self.assertEqual(0, silent[0]["saved"])
         self.assertIn("fault", silent[0])
         self.assertEqual([], self.on_device(2, "params save", self.folder / "no/where.toml"))
+        file = self.file_with(56)
+        self.assertEqual([], self.on_device(2, "params save", file, "--groups", "3"))
+        again = self.on_device(0, "params save", file, "--groups", "3", "--force")
+        self.assertTrue(again[0]["backup"].startswith(f"{file}.~"))
         self.device.tell("fault exception=1")
         self.assertEqual([], self.on_device(1, "params save", self.folder / "a.toml", "--groups", "3", *SHORT))
 
@@ -284,13 +306,28 @@ class Parameters(Json):
         file = self.file_with(56)
         self.assertEqual([0], [line["differ"] for line in self.on_device(0, "params diff", file)])
         self.device.tell("set F:3.0.20=4711")
-        self.assertEqual([4711], [line["device"] for line in self.on_device(0, "params diff", file)[:-1]])
+        self.assertEqual([4711], [line["device"] for line in self.on_device(1, "params diff", file)[:-1]])
+        dry = self.on_device(0, "params load", file, "--dry-run")
+        self.assertEqual([4711], [line["device"] for line in dry[:-1]])
+        self.assertEqual(1, dry[-1]["would_write"])
+        silent = self.on_device(1, "params load", file, "--dry-run", "--station", "9", *SHORT)
+        self.assertEqual(56, silent[-1]["not_read"])
+        several = self.on_device(0, "params load", file, "--dry-run", "--stations", "1")
+        self.assertEqual(1, several[-1]["complete"])
+        other = self.folder / "other.toml"
+        other.write_text('station = 1\n[F]\n"3.0.20" = 1\n"5.0.00" = 2\n')
+        line = self.folder / "tags.toml"
+        line.write_text('[[tag]]\nname = "ramp"\ntype = "F"\naddress = "3.0.20"\nscale = 0.1\nunit = "s"\n')
+        files = self.run_tool(1, "params diff", file, other, "--accept-altered", "-c", line)
+        named = self.on_device(1, "params diff", file, "-c", line)
+        self.assertEqual(("ramp", "s", "471.1"), tuple(named[0][key] for key in ("name", "unit", "device_text")))
+        self.assertEqual({1, 2, None}, {line["other"] for line in files[:-1]})
         self.assertEqual([1], [line["written"] for line in self.on_device(0, "params load", file)])
-        silent = self.on_device(1, "params diff", file, "--station", "9", *SHORT)
+        silent = self.on_device(2, "params diff", file, "--station", "9", *SHORT)
         self.assertEqual(["difference"] * 56 + ["summary"], [line["event"] for line in silent])
         self.assertEqual(56, silent[-1]["not_read"])
         self.device.tell("fault exception=1")
-        refused = self.on_device(1, "params diff", file, *SHORT)
+        refused = self.on_device(2, "params diff", file, *SHORT)
         self.assertEqual([None] * 56, [line["device"] for line in refused[:-1]])
 
     def test_failing_load(self):

@@ -19,8 +19,17 @@ same "the sample's tags and what is read" "$names" \
 "$DX7" monitor -c line.toml --stats --seconds 0.3 >/dev/null || wrong "monitor"
 "$DX7" read -c line.toml speed "ramp time" >/dev/null || wrong "read"
 "$DX7" write -c line.toml "ramp time=500" --verify >/dev/null || wrong "write"
-[ "$("$DX7" read -c line.toml "ramp time")" = "ramp time = 500 s" ] || wrong "ramp time"
+[ "$("$DX7" read -c line.toml "ramp time")" = "ramp time = 500.0 s" ] || wrong "ramp time"
 [ "$("$DX7" read -c line.toml F:3.0.25)" = "F:3.0.25@1 = 5000" ] || wrong "its scale"
-[ "$("$DX7" write -c line.toml outputs=1,0)" = "outputs = 1,0 written" ] || wrong "outputs as a whole"
+[ "$("$DX7" write -c line.toml outputs=1,0)" = "outputs = 1,0 acknowledged, reads back 1,0" ] || wrong "outputs as a whole"
 [ "$("$DX7" read -c line.toml outputs)" = $'outputs[0] = 1\noutputs[1] = 0' ] || wrong "what outputs holds"
+"$DX7" write -c line.toml control=enable >/dev/null || wrong "control"
+[ "$("$DX7" read -c line.toml control status)" = $'control = enable\nstatus = ready+enabled+remote' ] ||
+    [ "$("$DX7" read -c line.toml control status)" = $'control = enable\nstatus = ready+enabled+remote+bit15' ] ||
+    wrong "names: $("$DX7" read -c line.toml control status)"
+! "$DX7" write -c line.toml "rated current=1" 2>/dev/null || wrong "what is read-only is written"
+! "$DX7" write -c line.toml "ramp time=700" 2>/dev/null || wrong "what is out of range is written"
+for key in name type address station count format scale unit min max step readonly verify enum bits; do
+    grep -q "^$key = " line.toml || wrong "the sample has no tag with $key"
+done
 finish "the sample line file is in order"

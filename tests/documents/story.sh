@@ -12,7 +12,7 @@ values_as_sets() {
             for (i = 1; i <= count; ++i) shown[items[i]] = 1
             for (i = 1; i <= count; ++i) {
                 plain = items[i]
-                sub(/ \((bad|stale|doubtful)\)$/, "", plain)
+                sub(/ \((bad|stale|doubtful)( since .*)?\)$/, "", plain)
                 if (plain in shown) items[i] = plain
             }
             for (i = 1; i <= count; ++i) {
@@ -39,7 +39,7 @@ by_chance() {
             for (i = 1; i <= count; ++i) {
                 if (damaged && rows[i] ~ /^TIME station [12] /) continue
                 if (damaged && rows[i] ~ /^wrong CRC /) sub(/CRC.*/, "CRC ... N", rows[i])
-                if (damaged && rows[i] ~ /^(timeouts|wrong length|surplus frames|late replies|retries|failed operations) /) {
+                if (damaged && rows[i] ~ /^(timeouts|wrong length|noise|surplus frames|late replies|retries|failed operations) /) {
                     gsub(/ [0-9N]+/, " ...", rows[i])
                 }
                 print rows[i]
@@ -52,9 +52,9 @@ by_chance() {
 }
 
 normalised() {
-    sed -E -e 's/^[0-9:.]{12}/TIME/' -e 's/\+[0-9.]+ ms/+T ms/' -e 's/\([0-9.]+ ms\)/(T ms)/' \
+    sed -E -e 's/^[0-9:.]{12}/TIME/' -e 's/ since [0-9:.]{12}: / since TIME: /' -e 's/\+[0-9.]+ ms/+T ms/' -e 's/\([0-9.]+ ms\)/(T ms)/' \
         -e '/wrong CRC +\[/s/\[.*\]/[BYTES]/' -e '/^dx7: station /s/after [0-9.]+ s/after T s/' \
-        -e '/^(requests|good|timeouts|wrong [a-zA-Z]+|[a-z]+ (frames|replies)|echoed requests) /s/[1-9][0-9]*/N/g' \
+        -e '/^(requests|good|timeouts|noise|wrong [a-zA-Z]+|[a-z]+ (frames|replies)|echoed requests) /s/[1-9][0-9]*/N/g' \
         -e '/^(status queries|retries|failed operations) /s/[1-9][0-9]*/N/g' \
         -e '/^response /{s/ 99 % / P /;s/[0-9]*[1-9][0-9]*\.[0-9]+|0\.[0-9]*[1-9][0-9]*/T/g}' \
         -e 's/^[0-9.]+ s: [0-9]+ requests, [0-9]+ good and /T s: N requests, N good and /' \

@@ -261,8 +261,9 @@ TEST_F(BrokenParams, WhatDoesNotTakeStopsNothing) {
 TEST_F(BrokenParams, CutRepliesEndTheReadingWithTheFirstRun) {
     for (const char* action : {"save", "diff", "load"}) {
         const FragileDevice device([](const FragileDevice::Frame&, int) { return cutReply(); });
-        const Finished run = params(device, {action});
-        EXPECT_EQ(1, run.exitCode) << action;
+        const bool save = std::string(action) == "save";
+        const Finished run = params(device, save ? Words{action, "--force"} : Words{action});
+        EXPECT_EQ(std::string(action) == "diff" ? 2 : 1, run.exitCode) << action;
         EXPECT_EQ(1, device.requests(READ)) << action << ": it owes the reply";
         EXPECT_TRUE(says(run.errors, "could not be read: wrong length (4 of ")) << run.errors;
         writeFile(file, "station = 1\n[F]\n\"3.0.00\" = 50\n");
@@ -279,7 +280,7 @@ TEST_F(BrokenParams, AFullOutputDoesNotHideTheLoss) {
     const Row rows[] = {
         {{"diff", file, "--accept-altered", "--json"}, 2, "; 10 of 13 parameters were compared, 10 of them"},
         {{"diff", file, "--accept-altered"}, 2, "; 10 of 13 parameters were compared, 10 of them"},
-        {{"save", file, "--groups", "3", "--json"}, 3, "; 10 of 56 parameters were read"}};
+        {{"save", "--force", file, "--groups", "3", "--json"}, 3, "; 10 of 56 parameters were read"}};
     for (const Row& row : rows) {
         const FragileDevice device(breakAt(READ, row.lost, false, false));
         Words words{"/bin/sh", "-c", "exec \"$@\" >/dev/full", "sh"};
@@ -305,7 +306,7 @@ TEST_F(BrokenParams, RefusalsAreAnswersAndStopNothing) {
     const Finished run = params(device, {"load"});
     EXPECT_EQ(1, run.exitCode);
     EXPECT_TRUE(says(run.output, "0 written and verified, 12 not\n")) << run.output;
-    EXPECT_EQ(12 * ATTEMPTS, device.requests(WRITE));
+    EXPECT_EQ(12, device.requests(WRITE)) << "a refusal is not repeated at once";
 }
 
 TEST_F(BrokenParams, ADiffPrintsWhatItHasCompared) {
@@ -329,14 +330,14 @@ TEST_F(BrokenParams, ADiffPrintsWhatItHasCompared) {
 TEST_F(BrokenParams, ASaveSaysHowFarItCameAndLeavesTheFile) {
     writeFile(file, "as it was");
     const FragileDevice device(breakAt(READ, 3, false, false));
-    const Finished run = params(device, {"save", "--groups", "3"});
+    const Finished run = params(device, {"save", "--force", "--groups", "3"});
     EXPECT_EQ(1, run.exitCode);
     // The second run was read, too, and not proven.
     EXPECT_TRUE(says(run.errors, "10 of 56 parameters were read")) << run.errors;
     EXPECT_TRUE(says(run.errors, "was left as it was; run it again")) << run.errors;
     EXPECT_EQ("as it was", readFile(file));
     const FragileDevice again(breakAt(READ, 3, false, false));
-    const Json sum = jsonLines(params(again, {"save", "--groups", "3", "--json"}).output).at(0);
+    const Json sum = jsonLines(params(again, {"save", "--force", "--groups", "3", "--json"}).output).at(0);
     EXPECT_EQ(0, sum.at("saved"));
     EXPECT_EQ(10, sum.at("read"));
     EXPECT_TRUE(says(sum.at("fault"), "lost"));
@@ -352,7 +353,7 @@ TEST_F(BrokenParams, ASilentStationIsNotTakenForOneWithoutTheParameter) {
         reaction.answer = count <= 5 + ATTEMPTS + 2;
         return reaction;
     });
-    const Finished run = params(device, {"save", "--groups", "3"});
+    const Finished run = params(device, {"save", "--force", "--groups", "3"});
     EXPECT_EQ(1, run.exitCode) << run.output;
     EXPECT_TRUE(says(run.errors, "no reply")) << run.errors;
     EXPECT_EQ("as it was", readFile(file));

@@ -18,6 +18,9 @@ enum { STATIONS = 10, DEAD = 7 };
 /// A read and the query whether its reply may still come; what the station is asked later are probes.
 enum { ATTEMPTS_BEFORE = 2 };
 
+/// Twelve times what a probe takes, in seconds.
+const double PROBE_PAUSE = 12 * 0.31;
+
 struct Request {
     double seconds;  ///< Since 1970.
     int station;
@@ -176,11 +179,13 @@ TEST_F(BesideADeadStation, TheCycleOfTheLivingIsLongerByAtMostATenth) {
             return request.seconds > asked[ATTEMPTS_BEFORE - 1].sent && request.station == 1;
         });
     ASSERT_NE(beside.end(), firstCycleWithoutIt);
-    slowdown("the two cycles until it is taken out", {beside.front().seconds, firstCycleWithoutIt->seconds});
-    // A probe holds the line up for a timeout of 0.3 s, a tenth of its pause.
-    EXPECT_LE(slowdown("pauses of 3 s", pauses(1, 6)), 12.5);
+    EXPECT_LE(slowdown("the two cycles until it is taken out",
+                       {beside.front().seconds, firstCycleWithoutIt->seconds}),
+              150);
+    // A probe holds the line up for a timeout of 0.3 s, less than a tenth of its pause.
+    EXPECT_LE(slowdown("pauses of 4 s", pauses(1, 6)), 10);
     if (measured(20)) {
-        EXPECT_LE(slowdown("pauses of 3.5 to 9.5 s", pauses(7, 19)), 10);
+        EXPECT_LE(slowdown("pauses of 4 to 9.5 s", pauses(7, 19)), 10);
         EXPECT_LE(slowdown("pauses of 10 s", pauses(20, asked.size() - ATTEMPTS_BEFORE)), 5);
     }
     const double medianAlone = aloneStatistics.at("cycles").at("median_ms");
@@ -194,8 +199,10 @@ TEST_F(BesideADeadStation, TheCycleOfTheLivingIsLongerByAtMostATenth) {
     EXPECT_EQ(0, besideStatistics.at("stations")[std::to_string(int(DEAD))].at("good"));
     for (std::size_t pause = 1; measured(pause); ++pause) {
         const double took = asked[ATTEMPTS_BEFORE + pause - 1].sent - asked[ATTEMPTS_BEFORE + pause - 2].over;
-        // While it owes the answer to a query it is asked again after 3 s, in which the wait for it is.
-        const double due = std::max(3.0, std::min(0.5 * static_cast<double>(pause), 10.0));
+        // A probe takes 0.31 s, and at most one thirteenth of the line's time. The first one is free, but
+        // while the station owes the answer to a query it is asked again after 3 s, in which the wait for it
+        // is.
+        const double due = std::max(PROBE_PAUSE, std::min(0.5 * static_cast<double>(pause), 10.0));
         EXPECT_GE(took, 3.0 - 0.3 - 0.1) << "pause " << pause;
         EXPECT_LE(took, due + 0.5) << "pause " << pause << ": the request in flight, and a busy computer";
     }
@@ -233,7 +240,7 @@ TEST(DeadStation, IsBackWithinOneProbeOfAnswering) {
     const auto revived = Clock::now();
     ASSERT_FALSE(nextJson(monitor, is(2, true)).is_null());
     const std::chrono::duration<double> took = Clock::now() - revived;
-    std::printf("revived: back in the plan after %.2f s (the probe interval is 3 s)\n", took.count());
+    std::printf("revived: back in the plan after %.2f s (one probe interval)\n", took.count());
     EXPECT_LE(took.count(), 3.0 + 0.6) << "one probe interval, and a busy computer";
     // What comes before the answers to the queries that went out in the silence is doubtful.
     const Json value = nextJson(

@@ -58,7 +58,8 @@ TEST_P(ClosedDescriptors, LetNothingButRequestsIntoTheLineAndTheRecording) {
 
 TEST_P(ClosedDescriptors, LeaveSavedParametersWhole) {
     const std::string file = directory.file("parameters.toml");
-    const Finished save = dx7({"params", "save", file, "--groups", "3", "--tcp", device.address()});
+    const Finished save =
+        dx7({"params", "save", "--force", file, "--groups", "3", "--tcp", device.address()});
     EXPECT_EQ(exitCode(), save.exitCode) << save.errors;
     expectReason(save);
     EXPECT_EQ("", device.strangeBytes());

@@ -12,6 +12,7 @@
 #include <cerrno>
 #include <climits>
 #include <cstdarg>
+#include <cstdio>
 #include <cstdlib>
 #include <cstring>
 
@@ -156,6 +157,11 @@ int fchown(int descriptor, uid_t user, gid_t group) noexcept {
     return fails("fchown", descriptor) ? -1 : real("fchown", Chown())(descriptor, user, group);
 }
 
+int renameat2(int fromFolder, const char* from, int toFolder, const char* to, unsigned flags) noexcept {
+    return fails("rename", to)
+               ? -1
+               : static_cast<int>(::syscall(SYS_renameat2, fromFolder, from, toFolder, to, flags));
+}
 int rename(const char* from, const char* to) noexcept {
     using Rename = int (*)(const char*, const char*);
     return fails("rename", to) ? -1 : real("rename", Rename())(from, to);

@@ -174,6 +174,7 @@ bool FragileDevice::react(int client, const Frame& request) {
         while (sendAll(client, reaction.noise.data(), reaction.noise.size()) && reaction.endless) {
         }
     } else if (reaction.answer) {
+        reply.insert(reply.begin(), reaction.before.begin(), reaction.before.end());
         sendAll(client, reply.data(), reply.size());
     }
     if (reaction.reset) {

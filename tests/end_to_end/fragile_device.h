@@ -35,6 +35,8 @@ struct Reaction {
     bool reset = false;
     /// Sent in place of the answer when it is not empty.
     std::string noise;
+    /// Sent right before the answer.
+    std::string before;
     /// The reply is cut after so many when it is not 0.
     int keptBytes = 0;
     /// The last byte of the reply's content is another one, with a good CRC.

@@ -43,8 +43,8 @@ TEST(Output, ThatIsFullOrClosedDoesNotHideWhatWasWritten) {
         if (output[0] != '|') {
             EXPECT_EQ(1, run.exitCode) << output;
             EXPECT_TRUE(says(run.errors, "dx7: standard output cannot be written: ")) << run.errors;
-            EXPECT_TRUE(says(run.errors, "dx7: F:3.0.20@1 = 1 written\n")) << run.errors;
-            EXPECT_TRUE(says(run.errors, "dx7: F:3.0.21@1 = 2 written\n")) << run.errors;
+            EXPECT_TRUE(says(run.errors, "dx7: F:3.0.20@1 = 1 written and verified\n")) << run.errors;
+            EXPECT_TRUE(says(run.errors, "dx7: F:3.0.21@1 = 2 written and verified\n")) << run.errors;
         }
     }
     EXPECT_EQ(6, device.requests(WRITE)) << "a closed pipe ends nothing in the middle";

@@ -124,7 +124,7 @@ TEST_F(InputFiles, DeepNestingIsRefused) {
 class AlteredParameters : public InputFiles {
 protected:
     AlteredParameters() {
-        EXPECT_EQ(0, rig.dx7({"params", "save", file, "--groups", "3"}).exitCode);
+        EXPECT_EQ(0, rig.dx7({"params", "save", "--force", file, "--groups", "3"}).exitCode);
         saved = readFile(file);
         rig.stopDevice();
         rig.startDevice();

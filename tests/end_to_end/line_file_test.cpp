@@ -74,7 +74,8 @@ TEST_P(LineFile, ATagWithACountIsOneNameForItsItems) {
     const Finished write = run({"write", "-c", file, "--verify", "outputs=1,1"});
     EXPECT_EQ("outputs = 1,1 written and verified\n", write.output) << write.errors;
     EXPECT_EQ("outputs[0] = 1\noutputs[1] = 1\n", run({"read", "-c", file, "outputs"}).output);
-    EXPECT_EQ("outputs[1] = 0 written\n", run({"write", "-c", file, "outputs[1]=0"}).output);
+    EXPECT_EQ("outputs[1] = 0 acknowledged, reads back 0\n",
+              run({"write", "-c", file, "outputs[1]=0"}).output);
     EXPECT_EQ("outputs[0] = 1\noutputs[1] = 0\n", run({"read", "-c", file, "outputs"}).output);
     const std::vector<Json> objects = jsonLines(run({"write", "-c", file, "--json", "outputs=0,0"}).output);
     ASSERT_EQ(2U, objects.size());

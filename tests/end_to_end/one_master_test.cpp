@@ -42,7 +42,8 @@ TEST_F(OneMaster, HasThePortUnderAllItsNames) {
             const Finished run = read(name);
             EXPECT_EQ(run.exitCode, 2) << held << " and " << name;
             EXPECT_EQ(run.output, "");
-            EXPECT_NE(run.errors.find("it is in use by dx7 (process " + std::to_string(master->id()) + ")\n"),
+            EXPECT_NE(run.errors.find("it is in use by dx7 (process " + std::to_string(master->id()) +
+                                      "); end it first\n"),
                       std::string::npos)
                 << run.errors;
         }
@@ -50,6 +51,28 @@ TEST_F(OneMaster, HasThePortUnderAllItsNames) {
         EXPECT_EQ(master->finish().exitCode, 0);
     }
     EXPECT_EQ(read(link).exitCode, 0);
+}
+
+TEST_F(OneMaster, IsWhereAWriteCanBeTyped) {
+    const auto master = monitor(port);
+    const Finished run = rig.dx7({"write", "F:3.0.25=5"});
+    EXPECT_EQ(run.exitCode, 2);
+    EXPECT_NE(run.errors.find("it is in use by dx7 (process " + std::to_string(master->id()) +
+                              "); where that is dx7 monitor with its live table, the key w writes there"),
+              std::string::npos)
+        << run.errors;
+}
+
+// A simulated device has no table.
+TEST_F(OneMaster, ThatIsAnotherProgramHasNoKeyToWrite) {
+    const std::string second = rig.file("second");
+    fs::create_symlink(port, second);
+    Process device({deviceProgram, "--serial", second});
+    ASSERT_NE(device.readLine(), "");
+    const Finished run = rig.dx7({"write", "F:3.0.25=5"});
+    EXPECT_EQ(run.exitCode, 2);
+    EXPECT_NE(run.errors.find("it is in use by dx7-device (process "), std::string::npos) << run.errors;
+    EXPECT_EQ(run.errors.find("end it first"), std::string::npos) << run.errors;
 }
 
 TEST_F(OneMaster, LeavesThePortFreeWhenItIsKilled) {

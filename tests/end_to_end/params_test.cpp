@@ -18,7 +18,7 @@ INSTANTIATE_TEST_SUITE_P(Lines, Params, testing::Values(Carrier::PseudoTerminal,
 
 TEST_P(Params, SavesTheGroupsWantedReadably) {
     rig.tell("set F:1.0.07@1=4711");
-    const Finished run = rig.dx7({"params", "save", file, "--groups", "1-2"});
+    const Finished run = rig.dx7({"params", "save", "--force", file, "--groups", "1-2"});
     EXPECT_EQ(0, run.exitCode) << run.errors;
     EXPECT_NE(std::string::npos, run.output.find("112 parameters of station 1")) << run.output;
     const std::string saved = readFile(file);
@@ -30,7 +30,7 @@ TEST_P(Params, SavesTheGroupsWantedReadably) {
 }
 
 TEST_P(Params, ShowsWhatDiffersAndLoadsIt) {
-    ASSERT_EQ(0, rig.dx7({"params", "save", file, "--groups", "3"}).exitCode);
+    ASSERT_EQ(0, rig.dx7({"params", "save", "--force", file, "--groups", "3"}).exitCode);
     const Finished equal = rig.dx7({"params", "diff", file});
     EXPECT_EQ(0, equal.exitCode) << equal.errors;
     EXPECT_EQ("0 of 56 parameters differ\n", equal.output);
@@ -65,8 +65,13 @@ TEST_P(Params, ShowsWhatDiffersAndLoadsIt) {
 }
 
 Json loadSum(int parameters, int right, int written, int notWritten) {
-    return {{"event", "summary"}, {"command", "params load"}, {"parameters", parameters},
-            {"right", right},     {"written", written},       {"not_written", notWritten},
+    return {{"event", "summary"},
+            {"command", "params load"},
+            {"station", 1},
+            {"parameters", parameters},
+            {"right", right},
+            {"written", written},
+            {"not_written", notWritten},
             {"unknown", 0}};
 }
 
@@ -82,7 +87,7 @@ TEST_P(Params, SpeakJson) {
                     {"saved", 56},
                     {"read", 56},
                     {"refused", 0}}),
-              only({"params", "save", file, "--groups", "3", "--json"}, 0).at(0));
+              only({"params", "save", "--force", file, "--groups", "3", "--json"}, 0).at(0));
     writeFile(file, "station = 1\n[F]\n\"3.0.25\" = 9\n\"3.0.24\" = 324\n");
     const std::vector<Json> load = only({"params", "load", file, "--accept-altered", "--json"}, 0);
     ASSERT_EQ(1U, load.size());
@@ -91,7 +96,7 @@ TEST_P(Params, SpeakJson) {
 
 TEST_P(Params, AFailedSaveLeavesTheFileThatWasThere) {
     writeFile(file, "as it was");
-    const Finished run = rig.dx7({"params", "save", file, "--station", "9", "--timeout", "30"});
+    const Finished run = rig.dx7({"params", "save", "--force", file, "--station", "9", "--timeout", "30"});
     EXPECT_EQ(1, run.exitCode);
     EXPECT_NE(std::string::npos, run.errors.find("no reply")) << run.errors;
     EXPECT_EQ("as it was", readFile(file));
@@ -199,7 +204,7 @@ TEST_P(Interrupted, ALoadIsFinishedByASecondRun) {
 
 TEST_P(Interrupted, ASaveLeavesTheFileThatWasThere) {
     writeFile(file, "as it was");
-    Process save(rig.command({"params", "save", file, "--baud", "38400"}));
+    Process save(rig.command({"params", "save", "--force", file, "--baud", "38400"}));
     ASSERT_TRUE(eventually([this] {
         rig.device().type("summary\n");
         return numberBehind(rig.device().readLine(), "FC 3: ") > 3;

@@ -198,7 +198,8 @@ TEST_P(Tshark, DecodesEveryRead) {
 
 TEST_P(Tshark, DecodesEveryWrite) {
     const Rig rig(GetParam(), {"--baud", "9600"});
-    const std::vector<Packet> all = record(rig, {"write", "DO:2=1", "MOD:1=1234", "F:0.0.10,2=1,2"}, 0);
+    const std::vector<Packet> all =
+        record(rig, {"write", "--no-verify", "DO:2=1", "MOD:1=1234", "F:0.0.10,2=1,2"}, 0);
     const std::vector<Packet> packets = withoutQueries(all);
     ASSERT_EQ(6U, packets.size());
     EXPECT_EQ("01 07 41 E2", replayed[0].at("bytes")) << "it tells whether the adapter echoes";
@@ -222,7 +223,7 @@ TEST_P(Tshark, DecodesExceptions) {
     const Rig rig(GetParam(), {"--baud", "9600"});
     const std::vector<Packet> all = record(rig, {"read", "F:10.0.00"}, 1);
     const std::vector<Packet> packets = withoutQueries(all);
-    ASSERT_EQ(6U, packets.size()) << "three attempts";
+    ASSERT_EQ(2U, packets.size()) << "a refusal is not repeated at once";
     for (std::size_t i = 1; i < packets.size(); i += 2) {
         EXPECT_EQ(3, packets[i].function);
         EXPECT_EQ(2, packets[i].exception);
@@ -242,7 +243,11 @@ TEST_P(Tshark, FindsTheBadCrcs) {
         // The dissector looks at no CRC of the 4 bytes of a status query.
         EXPECT_TRUE(!packets[i].request || packets[i].crc != CRC_BAD) << "packet " << i + 1;
         bad += packets[i].crc == CRC_BAD ? 1 : 0;
-        named += replayed[i].at("text").get<std::string>().find("wrong CRC") != std::string::npos ? 1 : 0;
+        const std::string text = replayed[i].at("text");
+        named += text == "wrong CRC" || numberBehind(text, "wrong length (") > 0 ||
+                         text.find(" of noise") != std::string::npos
+                     ? 1
+                     : 0;
     }
     EXPECT_GE(bad, 3);
     EXPECT_EQ(bad, named);

@@ -65,6 +65,12 @@ Words dx7Words(const Words& words) {
     return all;
 }
 
+Finished dx7At(const std::string& address, const Words& words) {
+    Words all = dx7Words(words);
+    all.insert(all.end(), {"--tcp", address, "--timeout", "100"});
+    return runToEnd(all);
+}
+
 std::vector<Json> jsonLines(const std::string& output) {
     std::vector<Json> objects;
     std::istringstream lines(output);

@@ -64,6 +64,8 @@ private:
 
 /// dx7 without a line: the command's words with the driver named.
 Words dx7Words(const Words& words);
+/// Runs it to its end against a device on TCP ("127.0.0.1:PORT") that is waited for a tenth of a second.
+Finished dx7At(const std::string& address, const Words& words);
 
 /// Every line as a JSON object; a line that is none throws.
 std::vector<Json> jsonLines(const std::string& output);

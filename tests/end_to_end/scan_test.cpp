@@ -26,9 +26,13 @@ TEST_P(Scan, FindsThemAsJson) {
     EXPECT_EQ(0, run.exitCode) << run.errors;
     const std::vector<Json> found = jsonLines(run.output);
     ASSERT_EQ(3U, found.size()) << run.output;
-    EXPECT_EQ(
-        Json({{"event", "summary"}, {"command", "scan"}, {"asked", 6}, {"answered", 2}, {"stopped", false}}),
-        found[2]);
+    EXPECT_EQ(Json({{"event", "summary"},
+                    {"command", "scan"},
+                    {"asked", 6},
+                    {"answered", 2},
+                    {"damaged", 0},
+                    {"stopped", false}}),
+              found[2]);
     EXPECT_EQ(2, found[0].at("station"));
     EXPECT_EQ(5, found[1].at("station"));
     EXPECT_TRUE(found[1].at("status").is_number()) << run.output;

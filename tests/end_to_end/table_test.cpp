@@ -55,7 +55,7 @@ TEST_P(LiveTable, WritesTheSelectedValue) {
     terminal.type({"w", "5", "1", "3", "BSpace", "2", "Enter"});
     EXPECT_TRUE(terminal.shows("F:3\\.0\\.25@1 +512 +good")) << terminal.screen();
     EXPECT_EQ("F:3.0.25@1 = 512", rig.tell("get F:3.0.25@1"));
-    EXPECT_TRUE(terminal.shows("F:3\\.0\\.25@1 was written")) << terminal.screen();
+    EXPECT_TRUE(terminal.shows("F:3\\.0\\.25@1 was acknowledged")) << terminal.screen();
     terminal.type({"w", "9", "Escape"});
     EXPECT_TRUE(eventually([&] { return terminal.screen().find("= 9_") == std::string::npos; }));
     terminal.type({"q"});
@@ -70,7 +70,7 @@ TEST_P(LiveTable, TakesOneValueForWhatCanBeWritten) {
     terminal.type({"w", "1", "2", ",", "3", "Enter"});
     EXPECT_TRUE(terminal.shows("value \"12,3\" for F is not a number")) << terminal.screen();
     terminal.type({"w", "-", "1", "Enter"});
-    EXPECT_TRUE(terminal.shows("value -1 for F is out of range, it must be 0 to 6553\\.5 s"))
+    EXPECT_TRUE(terminal.shows("value -1 for F is out of range, it must be 0\\.0 to 6553\\.5 s"))
         << terminal.screen();
     terminal.type({"w", "Space", "5", "Enter"});
     EXPECT_TRUE(terminal.shows("value \" 5\" for F is not a number")) << terminal.screen();
@@ -197,6 +197,17 @@ TEST_P(LiveTable, ShowsTheValueOfALongNameIn80Columns) {
     EXPECT_TRUE(terminal.shows("\nb +F:3\\.0\\.26@1 +326 +good")) << terminal.screen();
     terminal.type({"w", "1", "2"});
     EXPECT_TRUE(terminal.shows("\nn+… = 12_")) << terminal.screen();
+}
+
+// A row names the cause as far as it has room, and the foot that of the selected item whole.
+TEST_P(LiveTable, NamesTheCauseOfABadValue) {
+    const Terminal terminal = monitor({"AI:0", "F:10.0.00"}, 80);
+    EXPECT_TRUE(terminal.shows("F:10\\.0\\.00@1 +- +bad +exception 2 \\(illegal")) << terminal.screen();
+    EXPECT_FALSE(terminal.shows("\nF:10\\.0\\.00@1: exception")) << "another one is selected";
+    terminal.type({"Down"});
+    EXPECT_TRUE(terminal.shows(
+        "\nF:10\\.0\\.00@1: exception 2 \\(illegal data address\\), for [0-9.]+ s *\nq quit +w write"))
+        << terminal.screen();
 }
 
 TEST_P(LiveTable, TurnsNoLineAndRecovers) {

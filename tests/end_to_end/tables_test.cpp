@@ -32,6 +32,45 @@ TEST(Types, AreListedAsJson) {
     EXPECT_EQ(std::string::npos, writable.find("AI ")) << writable;
 }
 
+TEST(Types, AreToldInWordsAndAsTheyAreOnTheWire) {
+    const std::vector<Json> types = jsonLines(dx7({"types", "--json"}).output);
+    const auto named = [&types](const char* name) {
+        return *std::find_if(types.begin(), types.end(),
+                             [&](const Json& type) { return has(type, "type", name); });
+    };
+    const Json parameters = named("F");
+    EXPECT_EQ("parameters, 16 groups of 56", parameters.at("meaning"));
+    EXPECT_EQ("holding registers", parameters.at("table"));
+    EXPECT_EQ((Json{{"function", 3}, {"lowest", "F000"}, {"highest", "FF55"}}), parameters.at("read"));
+    EXPECT_EQ((Json{{"function", 6}, {"run_function", 16}, {"lowest", "E000"}, {"highest", "EF55"}}),
+              parameters.at("write"));
+    EXPECT_EQ("discrete inputs", named("DI").at("table"));
+    EXPECT_TRUE(named("DI").at("write").is_null());
+    EXPECT_EQ((Json{{"function", 7}, {"lowest", nullptr}, {"highest", nullptr}}), named("FAS").at("read"));
+    const std::string text = dx7({"types"}).output;
+    EXPECT_NE(
+        std::string::npos,
+        text.find("holding registers  FC 3 F000-FF55  FC 6, 16 E000-EF55  parameters, 16 groups of 56\n"))
+        << text;
+}
+
+TEST(Check, SaysWhereItemsAreOnTheWire) {
+    const Finished run = dx7({"check", "F:3.0.25", "F:3.0.20,3", "DO:1", "AI:0", "FAS:0"});
+    for (const char* wire :
+         {"F:3.0.25@1 is valid: 3.0.25 of F, word 193, read and write; function code 3, register "
+          "F325, written with 6 at E325\n",
+          "function code 3, register F320, written with 16 at E320\n",
+          "function code 1, register 1020, written with 5\n", "function code 4, register 1200\n",
+          "read only; function code 7\n"}) {
+        EXPECT_NE(std::string::npos, run.output.find(wire)) << run.output;
+    }
+    const std::vector<Json> checked = jsonLines(dx7({"check", "--json", "F:3.0.25", "FAS:0"}).output);
+    EXPECT_EQ((Json{{"function", 3}, {"register", "F325"}}), checked.at(0).at("read"));
+    EXPECT_EQ((Json{{"function", 6}, {"register", "E325"}}), checked.at(0).at("write"));
+    EXPECT_EQ((Json{{"function", 7}, {"register", nullptr}}), checked.at(1).at("read"));
+    EXPECT_TRUE(checked.at(1).at("write").is_null());
+}
+
 TEST(Check, SaysWhatAnAddressIs) {
     const Finished run = dx7({"check", "F:3.0.25", "DO:1,2", "CW:0"});
     EXPECT_EQ(0, run.exitCode) << run.errors;

@@ -71,8 +71,11 @@ private:
 struct Load {
     const char* what;
     const char* items;
-    bool changing;  ///< Every register differs each time it is read.
-    int most;       ///< Allocations that the host is allowed: a probe of a dead station costs one.
+    // Every register differs each time it is read.
+    bool changing;
+    // Allocations that the host is allowed: a probe of a dead station costs one, and so does each turn's list
+    // without its items.
+    int most;
 };
 void PrintTo(const Load& load, std::ostream* out) {
     *out << load.what;
@@ -128,7 +131,7 @@ INSTANTIATE_TEST_SUITE_P(Loads, Allocations,
                          testing::Values(Load{"one block", "F:0.0.00,10", false, 0},
                                          Load{"changing values", "F:0.0.00,10 F:1.0.00/u32", true, 0},
                                          Load{"two stations", "F:0.0.00,10@1 AI:0,4@2", true, 0},
-                                         Load{"a dead station", "F:0.0.00,10@1 AI:0,4@9", true, 5},
+                                         Load{"a dead station", "F:0.0.00,10@1 AI:0,4@9", true, 5 + MEASURED},
                                          Load{"bits", "SDO:1,8 DI:1,4", false, 0}));
 
 // The meter does see what the host takes.

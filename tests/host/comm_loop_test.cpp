@@ -147,8 +147,8 @@ TEST_F(CommLoopTest, ARefusalEndsTheWaitAndReachesTheDriverAsNothing) {
     EXPECT_EQ(refused.outcome, Outcome::Exception);
     EXPECT_EQ(refused.exceptionCode, 2);
     EXPECT_EQ(refused.endUs - refused.sentUs, 8000);
-    EXPECT_EQ(refused.driverResult, DX7_REPLY_SEND_AGAIN);
-    EXPECT_EQ(refused.info, QStringLiteral("1#F193(1)(0)"));
+    EXPECT_EQ(refused.driverResult, DX7_REPLY_GIVEN_UP) << "a refusal is not asked for again at once";
+    EXPECT_EQ(withoutQueries(rig.line.requests).size(), 1);
     EXPECT_EQ(outcomeText(refused), QStringLiteral("exception 2 (illegal data address)"));
     EXPECT_TRUE(refused.reply.isEmpty());
     EXPECT_TRUE(refused.ticket) << "it is to be proven like any reply";

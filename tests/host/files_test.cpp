@@ -53,7 +53,7 @@ TEST_F(FilesTest, ParametersComeBackAsTheyWereSaved) {
     ParameterSet set;
     set.station = 7;
     set.values[QStringLiteral("F")] = {{0, 5}, {55, 65535}, {193, 500}, {895, 1}};
-    saveParameters(path("p.toml"), notation(), set);
+    saveParameters(path("p.toml"), notation(), set, Existing::Refuse);
     const ParameterSet loaded = loadParameters(path("p.toml"), notation());
     EXPECT_EQ(loaded.station, 7);
     EXPECT_EQ(loaded.values, set.values);
@@ -197,7 +197,9 @@ TEST_F(FilesTest, ARecordingHoldsWhatPassed) {
     EXPECT_EQ(describeFrame(frames[0]),
               QStringLiteral("station 1 read holding registers: 0xF319, quantity 1"));
     EXPECT_FALSE(frames[1].request);
-    EXPECT_EQ(describeFrame(frames[1]), QStringLiteral("wrong CRC"));
+    EXPECT_EQ(describeFrame(frames[1], awaitedReply(request)), QStringLiteral("wrong CRC"));
+    EXPECT_EQ(describeFrame(frames[1]), damageText(Damage::Noise, frames[1].bytes.size(), 0))
+        << "nothing was asked";
     EXPECT_EQ(
         describeFrame(frames[3]),
         QStringLiteral("station 1 refuses to read exception status: exception 4 (server device failure)"));
@@ -235,7 +237,7 @@ TEST_F(FilesTest, AFileThatItsFolderHoldsIsRefusedBeforeAnythingIsRead) {
     ASSERT_EQ(::seteuid(65534), 0);
     QString fault;
     try {
-        checkWholeFile(file);
+        checkWholeFile(file, Existing::Keep);
     } catch (const UsageError& error) {
         fault = error.text();
     }

@@ -216,4 +216,39 @@ TEST(ItemNotation, RepetitionsAreFoundAmongMany) {
     EXPECT_EQ(withoutRepetitions(points).size(), size + 3);
 }
 
+TEST(Stations, ARangeIsTheItemAtEach) {
+    QStringList names;
+    for (const Point& point : notation().points(QStringLiteral("F:3.0.25,2@2-4/signed"))) {
+        names += point.notation();
+        EXPECT_EQ(point.format.presentation, Presentation::Signed);
+    }
+    EXPECT_EQ(names.join(QLatin1Char(' ')),
+              QStringLiteral("F:3.0.25@2 F:3.0.26@2 F:3.0.25@3 F:3.0.26@3 F:3.0.25@4 F:3.0.26@4"));
+    EXPECT_EQ(notation().points(QStringLiteral("AI:0@247-247")).size(), 1);
+    EXPECT_EQ(notation().points(QStringLiteral("AI:0@1-247")).size(), 247);
+    EXPECT_EQ(ItemNotation::perStation(QStringLiteral("F:3.0.25@1-2=5")),
+              (QStringList{QStringLiteral("F:3.0.25@1=5"), QStringLiteral("F:3.0.25@2=5")}));
+    EXPECT_EQ(notation().points(QStringLiteral("AI:0/unit=a@1-3")).size(), 1) << "that is of the unit";
+}
+
+TEST(Stations, ATextHasABound) {
+    EXPECT_THROW(notation().points(QStringLiteral("F:0.0.00,896@1-247")), UsageError);
+    EXPECT_EQ(notation().points(QStringLiteral("F:0.0.00,40@1-247")).size(), 9880);
+}
+
+class WrongStations : public testing::TestWithParam<const char*> {};
+INSTANTIATE_TEST_SUITE_P(Texts, WrongStations,
+                         testing::Values("0-5", "5-1", "1-300", "1-", "-3", "01-3", "1-03", "1--3", "1-2-3",
+                                         "a-b", "1,3", " 1-2", "1 -2", "999999999999-2",
+                                         "4294967297-4294967298", "1-4294967298"));
+
+TEST_P(WrongStations, AreRefusedByName) {
+    try {
+        notation().points(QStringLiteral("AI:0@") + QLatin1String(GetParam()));
+        ADD_FAILURE() << "taken";
+    } catch (const UsageError& error) {
+        EXPECT_TRUE(error.text().contains(QStringLiteral("station"))) << error.text().toStdString();
+    }
+}
+
 }  // namespace

@@ -58,7 +58,7 @@ TEST_F(LiveTableTest, ShowsValuesQualityAndAge) {
     startTable("F:3.0.25 F:3.0.26@5 --timeout 50");
     EXPECT_TRUE(shows("NAME        ADDRESS                    VALUE  QUALITY       AGE   CHANGES"));
     EXPECT_TRUE(shows("F:3.0.25@1  F:3.0.25@1                   325  good"));
-    EXPECT_TRUE(shows("F:3.0.26@5  F:3.0.26@5                     -  bad             -         0"));
+    EXPECT_TRUE(shows("F:3.0.26@5  F:3.0.26@5                     -  bad       no reply, for "));
 }
 
 TEST_F(LiveTableTest, WritesTheSelectedValue) {
@@ -74,7 +74,7 @@ TEST_F(LiveTableTest, WritesTheSelectedValue) {
     keys({latin("w")});
     ASSERT_TRUE(shows("F:3.0.25@1 = _"));
     keys({latin("4711"), latin("Enter")});
-    EXPECT_TRUE(shows("F:3.0.25@1 was written"));
+    EXPECT_TRUE(shows("F:3.0.25@1 was acknowledged"));
     EXPECT_TRUE(shows("F:3.0.25@1  F:3.0.25@1                  4711  good"));
 }
 

@@ -81,10 +81,28 @@ TEST(TableLayout, NoPartOfANumberIsEverShown) {
     EXPECT_EQ(tableLine(row, 6), "     …");
 }
 
-TEST(TableLayout, AFaultIsShownWholeOrNotAtAll) {
-    EXPECT_EQ(withFault(latin("AI:0  bad"), latin("no line"), 18).toStdString(), "AI:0  bad  no line");
-    EXPECT_EQ(withFault(latin("AI:0  bad"), latin("no line"), 17).toStdString(), "AI:0  bad");
-    EXPECT_EQ(withFault(latin("AI:0  good"), QString(), 80).toStdString(), "AI:0  good");
+// In a window of any usual width the cause is there.
+TEST(TableLayout, AFaultTakesThePlaceOfAgeAndChangesWhereThereIsNoRoom) {
+    const Cells row = cells(latin("AI:0@1"), "AI:0@1", "49.9 Hz");
+    const QString fault = latin("exception 2 (illegal data address), for 12 s");
+    const auto line = [&](int width) { return TableLayout({row}, width).line(row, fault).toStdString(); };
+    EXPECT_EQ(line(120),
+              "AI:0@1  AI:0@1                49.9 Hz  good        0.1 s        12  "
+              "exception 2 (illegal data address), for 12 s");
+    EXPECT_EQ(line(80), "AI:0@1  AI:0@1                49.9 Hz  good      exception 2 (illegal data addr…");
+    EXPECT_EQ(line(46), "AI:0@1  AI:0@1   49.9 Hz  good      exception…");
+    EXPECT_EQ(TableLayout({row}, 80).line(row, QString()), TableLayout({row}, 80).line(row));
+    for (int width = 1; width <= 130; ++width) {
+        EXPECT_LE(columnsOf(TableLayout({row}, width).line(row, fault)), width);
+    }
+}
+
+TEST(LiveView, AFaultSaysForHowLong) {
+    PointState state;
+    EXPECT_EQ(faultText(state, 5), QString());
+    state.fault = latin("no reply");
+    state.sinceUs = 1000000;
+    EXPECT_EQ(faultText(state, 13000000), latin("no reply, for 12 s"));
 }
 
 TEST(TableLayout, WideCharactersTakeTwoColumns) {

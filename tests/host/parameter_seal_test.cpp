@@ -25,7 +25,7 @@ QByteArray savedText(int values) {
     }
     const QTemporaryDir folder;
     const QString path = folder.filePath(QStringLiteral("saved.toml"));
-    saveParameters(path, notation(), set);
+    saveParameters(path, notation(), set, Existing::Keep);
     QFile file(path);
     EXPECT_TRUE(file.open(QIODevice::ReadOnly));
     return file.readAll();

@@ -63,14 +63,12 @@ TEST_F(PollPlanTest, EntriesAreSingleSortedAndUnique) {
 }
 
 TEST_F(PollPlanTest, NeighboursAreOneBlockWithinTheirSubGroup) {
-    plan.setEntries(pollEntries(points({"F:0.0.05,10"})));
-    plan.rebuild({});
+    plan.begin({pollEntries(points({"F:0.0.05,10"}))});
     EXPECT_EQ(texts(plan.blocks()), texts({{1, QStringLiteral("F"), 5, 5}, {1, QStringLiteral("F"), 10, 5}}));
 }
 
 TEST_F(PollPlanTest, TheSameItemsAtTwoStationsAreReadFromBoth) {
-    plan.setEntries(pollEntries(points({"F:0.0.00,5@1", "F:0.0.00,5@2"})));
-    plan.rebuild({});
+    plan.begin({pollEntries(points({"F:0.0.00,5@1", "F:0.0.00,5@2"}))});
     EXPECT_EQ(texts(plan.blocks()), texts({{1, QStringLiteral("F"), 0, 5}, {2, QStringLiteral("F"), 0, 5}}));
     EXPECT_EQ(asked(2), (QVector<int>{1, 1})) << "in one list the driver would join the two";
     plan.blockDone();
@@ -78,30 +76,44 @@ TEST_F(PollPlanTest, TheSameItemsAtTwoStationsAreReadFromBoth) {
 }
 
 TEST_F(PollPlanTest, OneHandOverIsEnoughWhereNothingWouldBeJoined) {
-    plan.setEntries(pollEntries(points({"F:0.0.00@1", "F:3.0.00@2"})));
-    plan.rebuild({});
+    plan.begin({pollEntries(points({"F:0.0.00@1", "F:3.0.00@2"}))});
     EXPECT_EQ(plan.blockCount(), 2);
     EXPECT_EQ(asked(2), (QVector<int>{1, 2}));
 }
 
-TEST_F(PollPlanTest, PartsTakeTurnsAndEndTheCycleTogether) {
-    plan.setEntries(pollEntries(points({"F:0.0.05,10@1", "F:0.0.05,10@2"})));
-    plan.rebuild({});
-    QVector<bool> cycleOver;
-    for (int i = 0; i < 8; ++i) {
-        cycleOver += plan.blockDone();
+TEST_F(PollPlanTest, PartsTakeTurnsAndEndTheTurnTogether) {
+    const EntryLists lists{pollEntries(points({"F:0.0.05,10@1", "F:0.0.05,10@2"}))};
+    for (int turn = 0; turn < 2; ++turn) {
+        plan.begin(lists);
+        for (const bool last : {false, false, false, true}) {
+            EXPECT_TRUE(plan.underWay());
+            EXPECT_EQ(plan.blockDone(), last);
+        }
+        EXPECT_FALSE(plan.underWay());
+        EXPECT_FALSE(plan.blockDone());
     }
-    EXPECT_EQ(cycleOver, (QVector<bool>{false, false, false, true, false, false, false, true}));
 }
 
-TEST_F(PollPlanTest, StationsAreLeftOut) {
-    plan.setEntries(pollEntries(points({"AI:0@1", "AI:0@2", "AI:0@3"})));
-    plan.rebuild({2});
-    EXPECT_EQ(texts(plan.blocks()),
-              texts({{1, QStringLiteral("AI"), 0, 1}, {3, QStringLiteral("AI"), 0, 1}}));
-    plan.rebuild({1, 2, 3});
-    EXPECT_TRUE(plan.blocks().isEmpty());
-    EXPECT_FALSE(plan.blockDone());
+TEST_F(PollPlanTest, ListsAreReadOneAfterTheOther) {
+    plan.begin({pollEntries(points({"F:0.0.00,2", "F:0.0.04"})), pollEntries(points({"F:0.0.02,2"}))});
+    EXPECT_EQ(texts(plan.blocks()), texts({{1, QStringLiteral("F"), 0, 2},
+                                           {1, QStringLiteral("F"), 4, 1},
+                                           {1, QStringLiteral("F"), 2, 2}}));
+    for (const bool last : {false, false, true}) {
+        EXPECT_EQ(plan.blockDone(), last);
+    }
+}
+
+TEST_F(PollPlanTest, BetweenTurnsTheDriverHasNothingToSend) {
+    plan.begin({pollEntries(points({"AI:0@1", "F:0.0.00@3"}))});
+    EXPECT_EQ(asked(2), (QVector<int>{1, 3}));
+    plan.blockDone();
+    EXPECT_TRUE(plan.blockDone());
+    plan.clear();
+    FRAME_PRO frame;
+    EXPECT_FALSE(session.nextRequest(&frame));
+    plan.begin({pollEntries(points({"AI:0@1", "F:0.0.00@3"}))});
+    EXPECT_EQ(asked(2), (QVector<int>{1, 3}));
 }
 
 // Whatever is watched, every item is read from its own station.
@@ -127,8 +139,7 @@ TEST_F(PollPlanTest, EveryItemIsCoveredByABlockOfItsOwnStation) {
         }
         const QVector<ItemRange> entries = pollEntries(notation().points(items));
         ASSERT_GT(entries.size(), 12);
-        plan.setEntries(entries);
-        plan.rebuild({});
+        plan.begin({entries});
         EXPECT_TRUE(coversAll(plan.blocks(), entries)) << pattern;
     }
 }

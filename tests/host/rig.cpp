@@ -97,7 +97,8 @@ Rig::Rig(const LineSettings& lineSettings)
       runner(engine, line, poller) {}
 
 void Rig::watch(const char* items) {
-    engine.watch(notation().points(QString::fromLatin1(items).split(QLatin1Char(' '), Qt::SkipEmptyParts)));
+    engine.watch(notation().points(QString::fromLatin1(items).split(QLatin1Char(' '), Qt::SkipEmptyParts)),
+                 clock.nowUs());
 }
 
 void Rig::write(const char* text, const std::function<void(const Transaction&)>& done) {

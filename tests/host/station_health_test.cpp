@@ -64,9 +64,8 @@ TEST(StationHealth, ProbesHalfASecondLaterEachTimeUpToTenSeconds) {
     for (int probe = 1; probe <= 25; ++probe) {
         const qint64 pauseUs = std::min<qint64>(probe * SECOND / 2, 10 * SECOND);
         EXPECT_EQ(health.nextProbeUs(), nowUs + pauseUs) << probe;
-        EXPECT_TRUE(health.probesDue(nowUs + pauseUs - 1).isEmpty()) << probe;
         nowUs += pauseUs;
-        EXPECT_EQ(health.probesDue(nowUs), QVector<int>{1}) << probe;
+        EXPECT_EQ(health.nextProbe(), 1) << probe;
         EXPECT_FALSE(health.probed(1, false, nowUs));
     }
 }
@@ -86,7 +85,7 @@ TEST(StationHealth, WhenTheLineIsBackTheDeadAreProbedAtOnce) {
         health.probed(1, false, 0);
     }
     health.lineBack(SECOND);
-    EXPECT_EQ(health.probesDue(SECOND), QVector<int>{1});
+    EXPECT_EQ(health.nextProbeUs(), SECOND);
     EXPECT_FALSE(health.probed(1, false, SECOND));
     EXPECT_EQ(health.nextProbeUs(), SECOND + SECOND / 2);
 }
@@ -103,6 +102,26 @@ TEST(StationHealth, StationsAreIndependent) {
         health.cycleEnd(0);
     }
     EXPECT_EQ(health.dead(), QVector<int>{2});
+}
+
+// However many are due, each has its turn.
+TEST(StationHealth, TheOneThatIsDueFirstIsProbedNext) {
+    StationHealth health;
+    for (const int station : {1, 2, 3}) {
+        health.add(station);
+    }
+    for (int cycle = 0; cycle < 2; ++cycle) {
+        for (const int station : {1, 2, 3}) {
+            health.polled(station, false);
+        }
+        health.cycleEnd(0);
+    }
+    qint64 nowUs = 100 * SECOND;
+    for (const int station : {1, 2, 3, 1, 2, 3}) {
+        EXPECT_EQ(health.nextProbe(), station);
+        health.probed(station, false, nowUs);
+        nowUs += 5 * SECOND;
+    }
 }
 
 }  // namespace

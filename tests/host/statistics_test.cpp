@@ -68,6 +68,7 @@ TEST(Statistics, CountsWhatElseWasMetForTheStationItIsFrom) {
     for (const qint64 counted : {second.queries, second.late, second.surplus, second.copies, second.echoes}) {
         EXPECT_EQ(counted, 2);
     }
+    EXPECT_EQ(all.noise, 1);
     EXPECT_EQ(second.foreign, 0) << "its station may be none of this line's";
     EXPECT_EQ(second.requests, 0);
     EXPECT_EQ(all.bad(), 0);

@@ -44,6 +44,8 @@ INSTANTIATE_TEST_SUITE_P(
         Told{"silence", Outcome::Timeout, 9, "", 0, 0, "no reply"},
         Told{"noise", Outcome::Timeout, 9, "", 1048576, 0, "no valid reply: 1048576 bytes of noise"},
         Told{"a byte", Outcome::Timeout, 9, "", 1, 0, "no valid reply: 1 byte of noise"},
+        Told{"noise before what was not sent", Outcome::Skipped, 9, "", 7, 0,
+             "no valid reply: 7 bytes of noise"},
         Told{"CRC", Outcome::WrongCrc, 9, "", 0, 0, "wrong CRC"},
         Told{"short", Outcome::WrongLength, 9, "01 03 04 00 01", 0, 0, "wrong length (5 of 9 bytes)"},
         Told{"other count", Outcome::WrongLength, 9, "01 03 06 00 01 00 02 00 03", 0, 0,

@@ -45,12 +45,28 @@ INSTANTIATE_TEST_SUITE_P(
                     TextCase{"hex32", "F", 0x12345678, "0x12345678"},
                     TextCase{"scale=0.1", "AI", 327, "32.7"},
                     TextCase{"signed/scale=0.1/unit=Hz", "AI", 65535, "-0.1 Hz"},
-                    TextCase{"unit=rpm", "AI", 1500, "1500 rpm"}, TextCase{"scale=-0.5", "F", 0, "0"},
+                    TextCase{"unit=rpm", "AI", 1500, "1500 rpm"}, TextCase{"scale=-0.5", "F", 0, "0.0"},
                     TextCase{"scale=0.1", "F", 3, "0.3"},
                     TextCase{"u32/scale=0.1", "F", 4294967295u, "429496729.5"},
                     TextCase{"u32/scale=0.01/unit=h", "F", 4294967295u, "42949672.95 h"},
                     TextCase{"u32/scale=10", "F", 4294967295u, "42949672950"},
                     TextCase{"u32/scale=0.0005", "F", 4294967295u, "2147483.6475"}));
+
+// All values of a scale have as many decimals as it has.
+INSTANTIATE_TEST_SUITE_P(
+    Decimals, ValueText,
+    testing::Values(TextCase{"scale=0.1", "F", 271, "27.1"}, TextCase{"scale=0.1", "F", 270, "27.0"},
+                    TextCase{"scale=0.1", "F", 0, "0.0"}, TextCase{"signed/scale=0.1", "F", 65530, "-0.6"},
+                    TextCase{"scale=0.10", "F", 270, "27.0"}, TextCase{"scale=0.25", "F", 4, "1.00"},
+                    TextCase{"scale=0.001", "F", 27000, "27.000"}, TextCase{"scale=10", "F", 27, "270"},
+                    TextCase{"scale=2.5", "F", 2, "5.0"}, TextCase{"scale=1e-7", "F", 3, "0.0000003"},
+                    TextCase{"scale=1e9", "F", 65535, "65535000000000"},
+                    TextCase{"s32/scale=-0.01", "F", 0xFFFFFF9C, "1.00"},
+                    TextCase{"scale=0.3333333333333333", "F", 3, "1"},
+                    TextCase{"scale=0.3333333333333333", "F", 1, "0.333333333333333"},
+                    TextCase{"u32/scale=0.00001234567", "F", 2, "2.469134e-05"},
+                    TextCase{"scale=0.0000005", "F", 2, "0.0000010"},
+                    TextCase{"scale=1e290", "F", 1, "1e+290"}));
 
 // What was shown can be typed again, and brings the same number.
 TEST(ValueFormat, WhatIsShownIsTaken) {
@@ -226,7 +242,8 @@ INSTANTIATE_TEST_SUITE_P(
         ComplaintCase{"", "65536", "value 65536 for F is out of range, it must be -32768 to 65535"},
         ComplaintCase{"signed/scale=0.1/unit=Hz", "5000",
                       "value 5000 for F is out of range, it must be -3276.8 to 3276.7 Hz"},
-        ComplaintCase{"unsigned/scale=-0.5", "1", "value 1 for F is out of range, it must be -32767.5 to 0"},
+        ComplaintCase{"unsigned/scale=-0.5", "1",
+                      "value 1 for F is out of range, it must be -32767.5 to 0.0"},
         ComplaintCase{"unsigned", "-5", "value -5 for F is out of range, it must be 0 to 65535"},
         ComplaintCase{"u32", "-1", "value -1 for F is out of range, it must be 0 to 4294967295"},
         ComplaintCase{"s32", "3000000000",
@@ -240,9 +257,9 @@ INSTANTIATE_TEST_SUITE_P(
                       "value 10 for F is not a multiple of its scale 3, the nearest are 9 and 12"},
         ComplaintCase{
             "scale=0.001/unit=s", "0.0004",
-            "value 0.0004 for F is not a multiple of its scale 0.001, the nearest are 0 and 0.001 s"},
+            "value 0.0004 for F is not a multiple of its scale 0.001, the nearest are 0.000 and 0.001 s"},
         ComplaintCase{"scale=-0.5", "-2.6",
-                      "value -2.6 for F is not a multiple of its scale -0.5, the nearest are -3 and -2.5"},
+                      "value -2.6 for F is not a multiple of its scale -0.5, the nearest are -3.0 and -2.5"},
         ComplaintCase{"signed/scale=0.1/unit=Hz", "3276.75",
                       "value 3276.75 for F is out of range, it must be -3276.8 to 3276.7 Hz"}));
 
@@ -256,18 +273,18 @@ INSTANTIATE_TEST_SUITE_P(
                       "value 99999999999999999999 for F is out of range, it must be -32768 to 65535"},
         ComplaintCase{"hex", "0xfffffffffffffffff",
                       "value 0xfffffffffffffffff for F is out of range, it must be 0x0000 to 0xffff"},
-        ComplaintCase{"scale=0.1", "1e30", "value 1e30 for F is out of range, it must be 0 to 6553.5"},
-        ComplaintCase{
-            "scale=0.1", "-1e400",
-            "value -1e400 for F is out of range, it must be 0 to 6553.5; only signed words are less than 0"},
+        ComplaintCase{"scale=0.1", "1e30", "value 1e30 for F is out of range, it must be 0.0 to 6553.5"},
+        ComplaintCase{"scale=0.1", "-1e400",
+                      "value -1e400 for F is out of range, it must be 0.0 to 6553.5; only signed words are "
+                      "less than 0"},
         ComplaintCase{"scale=0.1", "inf", "value \"inf\" for F is not a number"},
         ComplaintCase{"scale=0.1", "0x10",
                       "value \"0x10\" for F is not decimal, as a scaled value must be"}));
 
 TEST(ValueFormat, IsToldAsItIsTyped) {
     for (const char* text :
-         {"", "unsigned", "signed", "hex", "binary", "u32", "s32/low-first", "hex32", "scale=0.1",
-          "signed/scale=0.001/unit=Hz", "scale=1", "unit=", "u32/scale=-2.5e-07"}) {
+         {"", "unsigned", "signed", "hex", "binary", "u32", "s32/low-first", "hex32", "f32/low-first",
+          "scale=0.1", "signed/scale=0.001/unit=Hz", "scale=1", "unit=", "u32/scale=-2.5e-07"}) {
         const QString typed = QLatin1String(text);
         EXPECT_EQ(typed, formatText(formatFromOptions(typed.isEmpty() ? QStringList()
                                                                       : typed.split(QLatin1Char('/')))))
@@ -278,9 +295,20 @@ TEST(ValueFormat, IsToldAsItIsTyped) {
 }
 
 TEST(ValueFormat, RefusesUnknownOptions) {
-    for (const char* bad : {"float", "scale=0", "scale=x", "scale=inf", "U16", ""}) {
+    for (const char* bad : {"float", "f16", "F32", "scale=0", "scale=x", "scale=inf", "U16", ""}) {
         ValueFormat result;
         EXPECT_THROW(applyFormatOption(result, QString::fromLatin1(bad)), UsageError) << bad;
+    }
+}
+
+TEST(ValueFormat, TheNearestNameOfAFormatIsTold) {
+    try {
+        formatFromOptions({QStringLiteral("singed")});
+        ADD_FAILURE() << "taken";
+    } catch (const UsageError& error) {
+        EXPECT_EQ(error.text().toStdString(),
+                  "format \"singed\" is unknown, use unsigned, signed, hex, binary, u32, s32, f32, hex32, "
+                  "low-first, scale=NUMBER or unit=TEXT; the nearest is \"signed\"");
     }
 }
 

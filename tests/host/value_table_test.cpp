@@ -16,7 +16,7 @@ protected:
     ValueTableTest() : session(driverFunctions(), QByteArray("1#0#0#3#64")) {}
 
     void watch(const char* items) {
-        table.setPoints(notation().points(QString::fromLatin1(items).split(QLatin1Char(' '))));
+        table.setPoints(notation().points(QString::fromLatin1(items).split(QLatin1Char(' '))), 0);
     }
     // Values get into the driver and from there into the table, and are proven.
     QVector<int> readFromDevice(const ItemRange& range, bool bits, qint64 nowUs = 1) {
@@ -157,13 +157,13 @@ TEST_F(ValueTableTest, AFailedReadKeepsTheLastGoodValue) {
     device.registers[0xF000] = 7;
     readFromDevice(word, false, 50);
     EXPECT_EQ(table.told(1).fault, QStringLiteral("never read"));
-    EXPECT_EQ(table.fail(word, QStringLiteral("no reply"), false), QVector<int>{0});
+    EXPECT_EQ(table.fail(word, QStringLiteral("no reply"), false, 5), QVector<int>{0});
     EXPECT_EQ(table.told(0).quality, Quality::Stale);
     EXPECT_EQ(table.told(0).raw, 7u);
-    EXPECT_TRUE(table.fail(word, QStringLiteral("no reply"), false).isEmpty()) << "it is stale already";
-    EXPECT_EQ(table.fail(word, QStringLiteral("wrong CRC"), false), QVector<int>{0}) << "another fault";
+    EXPECT_TRUE(table.fail(word, QStringLiteral("no reply"), false, 5).isEmpty()) << "it is stale already";
+    EXPECT_EQ(table.fail(word, QStringLiteral("wrong CRC"), false, 5), QVector<int>{0}) << "another fault";
     EXPECT_EQ(table.told(0).fault, QStringLiteral("wrong CRC"));
-    EXPECT_EQ(table.fail(word, QStringLiteral("refused"), true), QVector<int>{0});
+    EXPECT_EQ(table.fail(word, QStringLiteral("refused"), true, 5), QVector<int>{0});
     EXPECT_EQ(table.told(0).quality, Quality::Bad);
     EXPECT_EQ(table.told(0).raw, 7u);
     EXPECT_EQ(table.told(0).readUs, 50);
@@ -179,7 +179,7 @@ TEST_F(ValueTableTest, AFailedReadForgetsWhatWasNotProven) {
     const ReadItems read{word, nullptr, items, 30, ++ticket};
     arrived(read);
     settled(read, false);
-    EXPECT_EQ(table.fail(word, QStringLiteral("no reply"), false), QVector<int>{0});
+    EXPECT_EQ(table.fail(word, QStringLiteral("no reply"), false, 5), QVector<int>{0});
     EXPECT_EQ(table.told(0).quality, Quality::Bad);
     EXPECT_FALSE(table.told(0).raw);
 }
@@ -187,7 +187,7 @@ TEST_F(ValueTableTest, AFailedReadForgetsWhatWasNotProven) {
 TEST_F(ValueTableTest, AStationThatFailsTakesItsPointsAlone) {
     watch("F:0.0.00@1 F:0.0.00@2");
     readFromDevice(word, false);
-    EXPECT_EQ(table.failStation(2, QStringLiteral("no reply")), QVector<int>{1});
+    EXPECT_EQ(table.failStation(2, QStringLiteral("no reply"), 5), QVector<int>{1});
     EXPECT_EQ(table.told(0).quality, Quality::Good);
     EXPECT_EQ(table.told(1).fault, QStringLiteral("no reply"));
 }
@@ -195,21 +195,53 @@ TEST_F(ValueTableTest, AStationThatFailsTakesItsPointsAlone) {
 TEST_F(ValueTableTest, WithoutALineEverythingIsNoLineUntilItIsReadAgain) {
     watch("F:0.0.00 F:3.0.00");
     readFromDevice(word, false);
-    EXPECT_EQ(table.lineLost(), (QVector<int>{0, 1}));
-    EXPECT_TRUE(table.lineLost().isEmpty()) << "they have no line already";
+    EXPECT_EQ(table.lineLost(5), (QVector<int>{0, 1}));
+    EXPECT_TRUE(table.lineLost(5).isEmpty()) << "they have no line already";
     EXPECT_EQ(table.told(1).quality, Quality::Bad);
     EXPECT_EQ(table.told(1).fault, QStringLiteral("no line"));
-    table.lineBack();
+    table.lineBack(5);
     EXPECT_EQ(table.told(0).quality, Quality::Stale);
     EXPECT_NE(table.told(0).fault, QStringLiteral("no line"));
     EXPECT_EQ(table.told(1).fault, QStringLiteral("never read"));
-    EXPECT_EQ(table.lineLost(), (QVector<int>{0, 1})) << "once more";
-    table.lineBack();
-    EXPECT_EQ(table.fail({1, QStringLiteral("F"), 168, 1}, QStringLiteral("no reply"), false),
+    EXPECT_EQ(table.lineLost(5), (QVector<int>{0, 1})) << "once more";
+    table.lineBack(5);
+    EXPECT_EQ(table.fail({1, QStringLiteral("F"), 168, 1}, QStringLiteral("no reply"), false, 5),
               QVector<int>{1})
         << "the first reading failed";
     readFromDevice(word, false);
     EXPECT_EQ(table.told(0).quality, Quality::Good);
+}
+
+TEST_F(ValueTableTest, SaysSinceWhenAValueIsBad) {
+    watch("F:0.0.00");
+    EXPECT_EQ(table.told(0).sinceUs, 0) << "never read";
+    table.fail(word, QStringLiteral("no reply"), false, 10);
+    table.fail(word, QStringLiteral("no reply"), false, 20);
+    EXPECT_EQ(table.told(0).sinceUs, 10) << "the same fault goes on";
+    EXPECT_EQ(table.state(0).sinceUs, 10);
+    table.fail(word, QStringLiteral("wrong CRC"), false, 30);
+    EXPECT_EQ(table.told(0).sinceUs, 30);
+    readFromDevice(word, false, 40);
+    EXPECT_EQ(table.told(0).sinceUs, 40);
+    table.lineLost(50);
+    EXPECT_EQ(table.told(0).sinceUs, 50);
+}
+
+// What a station refused since stays refused, whatever is proven of the reading before.
+TEST_F(ValueTableTest, ALateProofOfAnOlderReadingDoesNotOverturnARefusal) {
+    watch("F:0.0.00");
+    const quint16 items[] = {7};
+    const ReadItems read{word, nullptr, items, 10, 1};
+    arrived(read);
+    table.fail(word, QStringLiteral("exception 2"), true, 20);
+    settled(read, true);
+    EXPECT_EQ(table.told(0).quality, Quality::Bad);
+    EXPECT_EQ(table.told(0).fault, QStringLiteral("exception 2"));
+    EXPECT_EQ(table.told(0).sinceUs, 20);
+    EXPECT_EQ(table.told(0).raw, 7u);
+    const ReadItems other{word, nullptr, items, 15, 2};
+    EXPECT_TRUE(settled(other, false).isEmpty()) << "nor does doubt";
+    EXPECT_EQ(table.told(0).quality, Quality::Bad);
 }
 
 }  // namespace

@@ -80,7 +80,8 @@ void WriteStorm::batch() {
     }
     const std::string record = device_.file("record.pcap");
     std::filesystem::remove(record);
-    words.insert(words.end(), {"--record", record});
+    // The reply that a batch before still owed is no other master.
+    words.insert(words.end(), {"--record", record, "--anyway"});
     const Finished run = runToEnd(device_.dx7(words), BATCH_MS);
     const std::size_t failures = result_.failures.size();
     if (run.exitCode < 0 || run.exitCode > 1) {

@@ -70,7 +70,7 @@ TEST(FrameStream, CutsWhatComes) {
     };
     for (const Row& row : rows) {
         FrameStream stream;
-        stream.await(1, 3, 7);
+        stream.await({1, 3, 7});
         EXPECT_EQ(cuts(stream, row.bytes, row.end), row.expected) << row.what;
     }
 }
@@ -79,7 +79,7 @@ TEST(FrameStream, TheFirstBytesThatEqualWhatWasSentAreItsEcho) {
     FrameStream stream;
     const QByteArray request = readOf(1, 10);
     stream.sent(request, FrameStream::EchoLook::Possible);
-    stream.await(1, 3, 7);
+    stream.await({1, 3, 7});
     const std::vector<Cut> expected{{Kind::Echo, 8}, {Kind::Frame, 7}};
     EXPECT_EQ(cuts(stream, request + valueOf(1, 77), false), expected);
 }
@@ -92,7 +92,7 @@ TEST(FrameStream, WhereAnEchoIsToBeExpectedItComesFirst) {
     for (const Look look : {Look::Unlikely, Look::Possible, Look::Certain}) {
         FrameStream stream;
         stream.sent(query, look);
-        stream.await(3, 7, 5);
+        stream.await({3, 7, 5});
         const std::vector<Cut> reply{{Kind::Frame, 5}};
         const std::vector<Cut> echo{{Kind::Echo, 4}, {Kind::Noise, 1}};
         EXPECT_EQ(cuts(stream, query + QByteArray(1, 0), true), look == Look::Unlikely ? reply : echo);
@@ -111,7 +111,7 @@ TEST(FrameStream, ItIsAllTheSameInWhichPiecesTheBytesCome) {
     const QByteArray bytes = "x" + valueOf(1, 77) + valueOf(9, 5) + frameOf("018302");
     for (int step = 1; step < bytes.size(); ++step) {
         FrameStream stream;
-        stream.await(1, 3, 7);
+        stream.await({1, 3, 7});
         std::vector<Cut> all;
         for (int at = 0; at < bytes.size(); at += step) {
             for (const Cut& cut : cuts(stream, bytes.mid(at, step), false)) {
@@ -132,7 +132,7 @@ TEST(FrameStream, ItIsAllTheSameInWhichPiecesTheBytesCome) {
 TEST(FrameStream, MissingNeverAsksForMoreThanTheFrameHas) {
     const QByteArray value = valueOf(1, 77);
     FrameStream stream;
-    stream.await(1, 3, 7);
+    stream.await({1, 3, 7});
     for (int have = 0; have < value.size(); ++have) {
         EXPECT_GE(stream.missing(), 1);
         EXPECT_LE(stream.missing(), value.size() - have);

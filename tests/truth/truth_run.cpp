@@ -386,7 +386,7 @@ void Run::judgeLife() {
 
 Outcome Run::run() {
     if (scenario_.watch) {
-        engine_.watch(points_);
+        engine_.watch(points_, nowUs_);
     }
     const qint64 endUs = SECOND_US + scenario_.durationUs;
     turnUntil(endUs, [] { return false; });

@@ -2,6 +2,7 @@
 #include "host/cli/connection.h"
 #include "host/cli/output.h"
 #include "host/error.h"
+#include "host/poll/wire_access.h"
 
 namespace dx7::cli {
 
@@ -11,7 +12,43 @@ struct CheckOptions : CommonOptions {
     std::vector<std::string> items;
 };
 
-void printPoint(const Point& first, int count, bool json) {
+// The driver's requests for the items.
+struct Access {
+    std::optional<WireAccess> read;
+    std::optional<WireAccess> write;
+};
+
+QString registerPart(const WireAccess& access, const char* before) {
+    return access.reg ? QLatin1String(before) + registerText(*access.reg) : QString();
+}
+
+// "function code 3, register F325, written with 6 at E325".
+QString wireText(const Access& access) {
+    if (!access.read) {
+        return QStringLiteral("the driver has no request for it");
+    }
+    QString read = QStringLiteral("function code %1%2")
+                       .arg(access.read->function)
+                       .arg(registerPart(*access.read, ", register "));
+    if (!access.write) {
+        return read;
+    }
+    const bool same = access.write->reg == access.read->reg;
+    return QStringLiteral("%1, written with %2%3")
+        .arg(read)
+        .arg(access.write->function)
+        .arg(same ? QString() : registerPart(*access.write, " at "));
+}
+
+Json wireJson(const std::optional<WireAccess>& access) {
+    if (!access) {
+        return nullptr;
+    }
+    return Json{{"function", access->function},
+                {"register", access->reg ? Json(utf8(registerText(*access->reg))) : Json(nullptr)}};
+}
+
+void printPoint(const Point& first, int count, const Access& access, bool json) {
     const bool beyond = first.type.beyondTable(first.address, count);
     const bool writable = first.type.writable && !beyond;
     if (json) {
@@ -22,10 +59,12 @@ void printPoint(const Point& first, int count, bool json) {
         object["count"] = count;
         object["kind"] = first.type.bit ? "bit" : "word";
         object["writable"] = writable;
+        object["read"] = wireJson(access.read);
+        object["write"] = wireJson(access.write);
         print(object);
         return;
     }
-    print(QStringLiteral("%1 is valid: %2 of %3, %4 %5, %6%7")
+    print(QStringLiteral("%1 is valid: %2 of %3, %4 %5, %6; %7%8")
               .arg(first.notation())
               .arg(first.type.addressText(first.address))
               .arg(first.type.name)
@@ -33,16 +72,24 @@ void printPoint(const Point& first, int count, bool json) {
               .arg(count == 1 ? QString::number(first.address)
                               : QStringLiteral("%1 to %2").arg(first.address).arg(first.address + count - 1))
               .arg(QLatin1String(writable ? "read and write" : "read only"))
+              .arg(wireText(access))
               .arg(beyond ? QStringLiteral("; beyond the end, %1").arg(first.type.highest) : QString()));
 }
 
 int runCheck(const CheckOptions& options) {
     const Driver loaded(options);
+    DriverSession session(loaded.library.functions(), propertyText(LineSettings(), 1));
     bool valid = true;
     for (const std::string& item : options.items) {
         try {
-            const QVector<Point> points = loaded.notation.points(text(item));
-            printPoint(points.first(), points.size() * points.first().items(), options.json);
+            for (const QString& single : ItemNotation::perStation(text(item))) {
+                const QVector<Point> points = loaded.notation.points(single);
+                const Point& first = points.first();
+                const int count = points.size() * first.items();
+                const Access access{readAccess(session, first.type, first.address, count),
+                                    writeAccess(session, first.type, first.address, count)};
+                printPoint(first, count, access, options.json);
+            }
         } catch (const UsageError& error) {
             valid = false;
             const QString reading = loaded.notation.driversReading(text(item));
@@ -67,6 +114,7 @@ void addCheckCommand(CommandLine& program) {
         "Examples:\n"
         "  dx7 check F:3.0.25\n"
         "  dx7 check DO:1,2 AI:0,4 F:F.0.55\n"
+        "Function codes are decimal and registers hexadecimal, as on the wire.\n"
         "Exit code 2 when one of them is not valid. A panel's host may take more: what the driver alone "
         "takes,\n"
         "such as F:F.#.55, is named.");

@@ -38,8 +38,9 @@ void LoadRun::take(const Difference& difference, const WriteEnd& end) {
     }
     if (end.state != Written::Verified) {
         tellItem(difference, end.state, end.fault);
-        printError(
-            QStringLiteral("%1 = %2: %3").arg(difference.point.name).arg(difference.inFile).arg(end.fault));
+        printError(QStringLiteral("%1 = %2: %3")
+                       .arg(labelledName(difference.point),
+                            labelledValue(difference.point, difference.inFile), end.fault));
     }
 }
 
@@ -65,10 +66,11 @@ void LoadRun::tellRest() {
 
 QString LoadRun::summaryText(int parameters) const {
     const int left = parameters - compared_.right - written_;
-    QString text = QStringLiteral("%1: %2 were right already, %3 written and verified, ")
-                       .arg(counted(parameters, "parameter"))
-                       .arg(compared_.right)
-                       .arg(written_);
+    QString text = named_ ? QStringLiteral("station %1: ").arg(station_) : QString();
+    text += QStringLiteral("%1: %2 were right already, %3 written and verified, ")
+                .arg(counted(parameters, "parameter"))
+                .arg(compared_.right)
+                .arg(written_);
     if (!unknown_.isEmpty()) {
         const int more = unknown_.size() - MOST_NAMES;
         text += QStringLiteral("%1 unknown (%2%3), ")
@@ -93,6 +95,7 @@ bool LoadRun::tellSummary(int parameters) {
     const int left = parameters - compared_.right - written_;
     if (json_) {
         Json json = summaryJson("params load");
+        json["station"] = station_;
         json["parameters"] = parameters;
         json["right"] = compared_.right;
         json["written"] = written_;

@@ -13,8 +13,9 @@ namespace dx7::cli {
 /// the connection and the comparison.
 class LoadRun {
 public:
-    LoadRun(bool json, Connection& connection, const Comparison& compared)
-        : json_(json), connection_(connection), compared_(compared) {}
+    /// `named`: the summary names the station.
+    LoadRun(bool json, bool named, Connection& connection, const Comparison& compared, int station)
+        : json_(json), named_(named), connection_(connection), compared_(compared), station_(station) {}
 
     void writeDifferences();
     /// Nothing is written, for the comparison was broken off.
@@ -31,8 +32,10 @@ private:
     QString comparedText(int parameters) const;
 
     const bool json_;
+    const bool named_;
     Connection& connection_;
     const Comparison& compared_;
+    const int station_;
     int tried_ = 0;
     int written_ = 0;
     AnswerWatch watch_;

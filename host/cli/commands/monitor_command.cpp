@@ -1,3 +1,5 @@
+#include <QSet>
+
 #include "host/cli/commands/commands.h"
 #include "host/cli/connection.h"
 #include "host/cli/output.h"
@@ -44,6 +46,16 @@ public:
                (options_.count && lines_ >= *options_.count);
     }
 
+    /// Every item of which nothing could be told.
+    void printNeverRead() {
+        const ValueTable& table = connection_.engine().table();
+        for (int i = 0; i < table.size(); ++i) {
+            if (!printed_.contains(i)) {
+                printValue(i, table.told(i));
+            }
+        }
+    }
+
     void printSummary() const {
         const Counters& all = connection_.engine().statistics().all();
         const double seconds = static_cast<double>(connection_.clock().nowUs() - startUs_) / 1e6;
@@ -75,6 +87,7 @@ private:
             return;
         }
         const Point& point = connection_.engine().table().points().at(index);
+        printed_.insert(index);
         ++lines_;
         if (options_.json) {
             print(pointJson(point, state));
@@ -82,7 +95,7 @@ private:
         }
         QString value = state.raw ? valueWithUnit(point.format, point.type, *state.raw) : QStringLiteral("-");
         if (state.quality != Quality::Good) {
-            value += QStringLiteral(" (%1)").arg(qualityText(state.quality));
+            value += QStringLiteral(" (%1)").arg(causeText(state));
         }
         print(QStringLiteral("%1  %2  %3").arg(timeOfDay(wallTimeOf(state))).arg(point.name, -14).arg(value));
     }
@@ -113,6 +126,8 @@ private:
     const MonitorOptions& options_;
     qint64 startUs_;
     qint64 lines_ = 0;
+    /// Items of which there was a line.
+    QSet<int> printed_;
 };
 
 void checkOptions(const MonitorOptions& options) {
@@ -142,7 +157,7 @@ int runMonitor(const MonitorOptions& options) {
     const QVector<Point> points = loaded.points(options, options.items);
     Connection connection(loaded, settings, options);
     MonitorPrinter printer(connection, options);
-    connection.engine().watch(points);
+    connection.engine().watch(points, connection.clock().nowUs());
     std::unique_ptr<LiveTable> table;
     if (!options.json && !options.lines && !options.count && LiveTable::possible()) {
         QString why;
@@ -163,6 +178,7 @@ int runMonitor(const MonitorOptions& options) {
     const QStringList unfinished = table ? table->takeUnfinished() : QStringList();
     if (!table && fault.isEmpty()) {
         connection.conclude();
+        printer.printNeverRead();
     }
     table.reset();
     for (const QString& write : unfinished) {

@@ -213,7 +213,8 @@ QString readPoints(Connection& connection, const QVector<Point>& points, const Q
     return ParameterReader(connection, points, what, each).readAll();
 }
 
-QVector<Point> pointsOf(const ItemNotation& notation, const ParameterSet& set) {
+QVector<Point> pointsOf(const ItemNotation& notation, const ParameterSet& set,
+                        const ParameterLabels& labels) {
     QVector<Point> points;
     for (auto type = set.values.begin(); type != set.values.end(); ++type) {
         for (auto value = type->begin(); value != type->end(); ++value) {
@@ -222,14 +223,14 @@ QVector<Point> pointsOf(const ItemNotation& notation, const ParameterSet& set) {
             point.station = set.station;
             point.address = value.key();
             point.name = point.notation();
+            labels.label(&point);
             points += point;
         }
     }
     return points;
 }
 
-Comparison compare(Connection& connection, const ItemNotation& notation, const ParameterSet& set) {
-    const QVector<Point> points = pointsOf(notation, set);
+Comparison compare(Connection& connection, const QVector<Point>& points, const ParameterSet& set) {
     const auto inFile = [&set](const Point& point) {
         return set.values.value(point.type.name).value(point.address);
     };
@@ -265,7 +266,7 @@ WriteEnd writeEnd(const Transaction& write, const OneShotRead& read, int inFile)
                                  : QStringLiteral("%1; it reads %2").arg(outcomeText(write)).arg(reads);
     } else if (write.good()) {
         end.state = Written::Unknown;
-        end.fault = QStringLiteral("written, but it could not be read back: %1").arg(read.fault(0));
+        end.fault = QStringLiteral("acknowledged, but it could not be read back: %1").arg(read.fault(0));
     } else {
         end.state = write.unsettled ? Written::Unknown : Written::Not;
         end.fault = unwrittenText(write);

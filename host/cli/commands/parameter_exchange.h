@@ -7,6 +7,7 @@
 
 #include "host/cli/connection.h"
 #include "host/files/parameter_file.h"
+#include "host/files/parameter_labels.h"
 
 namespace dx7::cli {
 
@@ -20,8 +21,8 @@ using EachPoint = std::function<void(const Point&, std::optional<int> value, con
 QString readPoints(Connection& connection, const QVector<Point>& points, const QString& what,
                    const EachPoint& each);
 
-/// The parameters of a file, in ascending order.
-QVector<Point> pointsOf(const ItemNotation& notation, const ParameterSet& set);
+/// The parameters of a file, in ascending order, with the names and formats of their tags.
+QVector<Point> pointsOf(const ItemNotation& notation, const ParameterSet& set, const ParameterLabels& labels);
 
 /// A parameter whose value on the device is not the one in the file, or not known to be.
 struct Difference {
@@ -45,7 +46,8 @@ struct Comparison {
     QString broken;
 };
 
-Comparison compare(Connection& connection, const ItemNotation& notation, const ParameterSet& set);
+/// `points`: those of the set.
+Comparison compare(Connection& connection, const QVector<Point>& points, const ParameterSet& set);
 
 /// What is known of a parameter after it was to be written.
 enum class Written { Verified, Not, Unknown };

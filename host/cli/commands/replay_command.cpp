@@ -12,8 +12,21 @@ namespace dx7::cli {
 
 namespace {
 
+// The reply that is waited for after a frame: a request begins the wait, and a whole frame that answers it
+// ends it.
+AwaitedReply awaitedAfter(const RecordedFrame& frame, const AwaitedReply& before) {
+    if (frame.request) {
+        return awaitedReply(frame.bytes);
+    }
+    const bool answers = endsWithCrc(frame.bytes, 0, frame.bytes.size()) &&
+                         byteAt(frame.bytes, 0) == before.station &&
+                         (byteAt(frame.bytes, 1) & ~EXCEPTION_BIT) == before.function;
+    return answers ? AwaitedReply() : before;
+}
+
 // `requestUs`: when the last request was, if there was one.
-void printFrame(const RecordedFrame& frame, std::optional<qint64> requestUs, bool json) {
+void printFrame(const RecordedFrame& frame, const AwaitedReply& awaited, std::optional<qint64> requestUs,
+                bool json) {
     // A clock that was set back says nothing of how long it took.
     const bool timed = !frame.request && requestUs && frame.timeUs >= *requestUs;
     const double ms = timed ? static_cast<double>(frame.timeUs - *requestUs) / 1000 : 0;
@@ -25,7 +38,7 @@ void printFrame(const RecordedFrame& frame, std::optional<qint64> requestUs, boo
             object["response_ms"] = ms;
         }
         object["bytes"] = utf8(hexText(frame.bytes));
-        object["text"] = utf8(describeFrame(frame));
+        object["text"] = utf8(describeFrame(frame, awaited));
         print(object);
         return;
     }
@@ -33,15 +46,17 @@ void printFrame(const RecordedFrame& frame, std::optional<qint64> requestUs, boo
     print(QStringLiteral("%1 %2 %3 %4  [%5]")
               .arg(timeOfDay(frame.timeUs), QLatin1String(frame.request ? "->" : "<-"))
               .arg(after, 10)
-              .arg(describeFrame(frame), hexText(frame.bytes)));
+              .arg(describeFrame(frame, awaited), hexText(frame.bytes)));
 }
 
 int runReplay(const CommonOptions& options) {
     std::optional<qint64> requestUs;
+    AwaitedReply awaited;
     qint64 frames = 0;
     RecordingReader reader(text(options.file));
     for (RecordedFrame frame; reader.next(&frame); ++frames) {
-        printFrame(frame, requestUs, options.json);
+        printFrame(frame, awaited, requestUs, options.json);
+        awaited = awaitedAfter(frame, awaited);
         if (frame.request) {
             requestUs = frame.timeUs;
         }

@@ -41,6 +41,43 @@ bool failed(const Connection& connection) {
     return !connection.breakReason().isEmpty() && !stopRequested();
 }
 
+// What came in place of a station's answer.
+struct DamagedAnswer {
+    Damage damage = Damage::Noise;
+    int bytes = 0;
+    int awaited = 0;
+};
+
+// A damaged answer is worth more than the noise around it; pieces of noise add up.
+void take(const ExchangeNote& note, std::optional<DamagedAnswer>& damaged) {
+    if (note.kind == ExchangeNote::Damaged) {
+        damaged = DamagedAnswer{note.damage, note.value, note.awaited};
+    } else if (note.kind == ExchangeNote::Noise && (!damaged || damaged->damage == Damage::Noise)) {
+        damaged = DamagedAnswer{Damage::Noise, note.value + (damaged ? damaged->bytes : 0), 0};
+    }
+}
+
+// A hint: something is there, or the settings are not the line's. Not a find.
+void printDamaged(int station, const DamagedAnswer& damaged, bool json) {
+    const QString what = damageText(damaged.damage, damaged.bytes, damaged.awaited);
+    if (json) {
+        Json object = eventJson("damaged");
+        object["station"] = station;
+        object["bytes"] = damaged.bytes;
+        object["fault"] = utf8(what);
+        print(object);
+    } else if (damaged.damage == Damage::Noise) {
+        print(QStringLiteral("station %1  no answer but %2: baud rate? parity? termination?")
+                  .arg(station, 3)
+                  .arg(what));
+    } else {
+        print(QStringLiteral(
+                  "station %1  answers, damaged (%2): baud rate? parity? two stations with this number?")
+                  .arg(station, 3)
+                  .arg(what));
+    }
+}
+
 // What became of a scan.
 struct Course {
     // Stations whose operation came to its end.
@@ -48,6 +85,8 @@ struct Course {
     // The one after them was asked, and the scan ended before its answer.
     bool waited = false;
     int found = 0;
+    // Stations in place of whose answer something damaged came.
+    int damaged = 0;
 
     int asked() const { return ended + (waited ? 1 : 0); }
 };
@@ -71,6 +110,7 @@ bool tellSum(const Connection& connection, const QVector<int>& stations, const C
         Json sum = summaryJson("scan");
         sum["asked"] = course.asked();
         sum["answered"] = course.found;
+        sum["damaged"] = course.damaged;
         sum["stopped"] = stopped;
         if (course.waited) {
             sum["not_heard"] = stations.at(course.ended);
@@ -80,10 +120,12 @@ bool tellSum(const Connection& connection, const QVector<int>& stations, const C
         }
         told = tell(sum);
     } else {
-        told = tell(QStringLiteral("%1 of %2 asked stations answered%3")
+        const QString damaged =
+            course.damaged > 0 ? QStringLiteral(", %1 damaged").arg(course.damaged) : QString();
+        told = tell(QStringLiteral("%1 of %2 asked stations answered%3%4")
                         .arg(course.found)
                         .arg(course.asked())
-                        .arg(QLatin1String(stopped ? " (stopped)" : "")));
+                        .arg(damaged, QLatin1String(stopped ? " (stopped)" : "")));
     }
     if (failed(connection)) {
         printError(connection.breakReason() + QStringLiteral("; ") + notAskedText(stations, course));
@@ -120,11 +162,21 @@ int runScan(const ScanOptions& options) {
             printStation(answer, options.json);
         }
     };
+    std::optional<DamagedAnswer> damaged;
+    events.note = [&damaged](const ExchangeNote& note) { take(note, damaged); };
     connection.setEvents(events);
+    connection.listenFirst();
     for (const int station : stations) {
         progress.show(course.ended, QStringLiteral("station %1, %2 found").arg(station).arg(course.found));
+        damaged.reset();
         connection.engine().query(station);
-        if (!connection.runOperations()) {
+        const bool ended = connection.runOperations();
+        if (damaged && !found.contains(station)) {
+            ++course.damaged;
+            progress.clear();
+            printDamaged(station, *damaged, options.json);
+        }
+        if (!ended) {
             course.waited = connection.requestOut();
             break;
         }
@@ -147,6 +199,7 @@ void addScanCommand(CommandLine& program) {
     CommandLine& command = program.addCommand("scan", "Finds out which stations answer the status query");
     command.add("--stations", &options->stations, "Such as 1-247 (the default) or 1-10,20").named("LIST");
     addDeviceOptions(command, *options);
+    addAnywayOption(command, *options);
     command.footer(
         "Each station gets one query and 200 ms, unless --timeout or the file of -c says otherwise. A "
         "refusal\n"
@@ -154,6 +207,8 @@ void addScanCommand(CommandLine& program) {
         "Examples:\n"
         "  dx7 scan --serial /dev/ttyUSB0\n"
         "  dx7 scan --serial /dev/ttyUSB0 --stations 1-32 --timeout 100\n"
+        "A damaged answer is a hint and not a find. On a serial line 0.3 s are listened to first "
+        "(--anyway).\n"
         "Exit code 1 when no station answered.");
     command.action([options] { return runScan(*options); });
 }

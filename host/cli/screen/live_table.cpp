@@ -38,11 +38,6 @@ void putLine(int row, int width, const QString& text, bool reverse) {
     }
 }
 
-// Whether a byte goes on with a character of UTF-8.
-bool isContinuation(int byte) {
-    return (byte & 0xC0) == 0x80;
-}
-
 }  // namespace
 
 std::unique_ptr<LiveTable> LiveTable::open(Connection& connection, QString* why) {
@@ -137,12 +132,9 @@ void LiveTable::handleTyping(int key) {
         typing_ = false;
         sendWrite();
     } else if (key == KEY_BACKSPACE || key == KEY_RUBOUT || key == KEY_CTRL_H) {
-        typed_.chop(1);
-    } else if (key >= ' ' && key < KEY_RUBOUT) {
-        typed_ += QLatin1Char(static_cast<char>(key));
-    } else if (key < KEY_MIN && !(isContinuation(key) && typed_.endsWith(QChar::ReplacementCharacter))) {
-        // No value has such a character: it is shown, and Enter refuses it, instead of what would be left.
-        typed_ += QChar(QChar::ReplacementCharacter);
+        typed_.erase();
+    } else if (key < KEY_MIN) {
+        typed_.take(key);
     }
 }
 
@@ -185,7 +177,7 @@ void LiveTable::beginWrite() {
     }
     const Point& point = connection_.engine().table().points().at(selected_);
     try {
-        ItemNotation::checkWritable(point.type, point.station, point.address, point.items());
+        checkWritable(point, 1);
         typed_.clear();
         typing_ = true;
         showStatistics_ = false;
@@ -210,8 +202,10 @@ void LiveTable::sendWrite() {
     try {
         WriteRequest request;
         request.first = point;
-        request.items = itemsFromText(point.format, point.type, typed_);
-        const QString value = typed_;
+        request.name = point.name;
+        const QString value = typed_.text();
+        request.items = itemsFromText(point.format, point.type, value);
+        checkWrite(request);
         message_ = QStringLiteral("writing %1 to %2").arg(value, point.name);
         ++pendingWrites_;
         connection_.engine().write(request, [this, point, value](const Transaction& transaction) {
@@ -228,7 +222,7 @@ void LiveTable::writeEnded(const QString& name, const QString& value, const Tran
     if (ending_) {
         unfinished_ += QStringLiteral("%1 = %2: %3").arg(name, value, unwrittenText(transaction));
     } else if (transaction.good()) {
-        message_ = QStringLiteral("%1 was written").arg(name);
+        message_ = QStringLiteral("%1 was acknowledged").arg(name);
     } else if (transaction.unsettled) {
         message_ =
             QStringLiteral("it is unknown whether %1 was written: %2").arg(name, outcomeText(transaction));
@@ -240,7 +234,7 @@ void LiveTable::writeEnded(const QString& name, const QString& value, const Tran
 // A message takes the place of the keys' help, in as many lines as it needs.
 QStringList LiveTable::statusLines(int width) const {
     if (typing_) {
-        return {typingLine(connection_.engine().table().points().at(selected_).name, typed_, width)};
+        return {typingLine(connection_.engine().table().points().at(selected_).name, typed_.text(), width)};
     }
     if (!message_.isEmpty()) {
         return wrapped(message_, width, MESSAGE_LINES);
@@ -249,8 +243,19 @@ QStringList LiveTable::statusLines(int width) const {
     if (notices.size() > noticesRead_ && !showStatistics_) {
         return wrapped(notices.last(), width, MESSAGE_LINES);
     }
-    return {showStatistics_ ? QStringLiteral("q quit  s table") + statistics_.keysText()
-                            : QStringLiteral("q quit  w write  s statistics")};
+    if (showStatistics_) {
+        return {QStringLiteral("q quit  s table") + statistics_.keysText()};
+    }
+    const QStringList keys{QStringLiteral("q quit  w write  s statistics")};
+    const QString cause = selectedCause();
+    return cause.isEmpty() ? keys : wrapped(cause, width, MESSAGE_LINES) + keys;
+}
+
+// Why the selected item is bad, which its row may have no room for; empty when it is not.
+QString LiveTable::selectedCause() const {
+    const ValueTable& table = connection_.engine().table();
+    const QString fault = faultText(table.state(selected_), connection_.clock().nowUs());
+    return fault.isEmpty() ? fault : QStringLiteral("%1: %2").arg(table.points().at(selected_).name, fault);
 }
 
 void LiveTable::draw() {
@@ -294,7 +299,7 @@ void LiveTable::drawRows(int bottom, int width) {
     putLine(1, width, layout.title(), false);
     for (int row = 0; row < height && first_ + row < rows.size(); ++row) {
         const int point = first_ + row;
-        const QString line = withFault(layout.line(rows.at(point)), table.state(point).fault, width);
+        const QString line = layout.line(rows.at(point), faultText(table.state(point), nowUs));
         putLine(HEAD_LINES + row, width, line, point == selected_);
     }
 }

@@ -7,6 +7,7 @@
 
 #include "host/cli/connection.h"
 #include "host/cli/screen/scrolled_text.h"
+#include "host/cli/screen/typed_line.h"
 #include "host/cli/stop_signal.h"
 
 /// A terminal that ncurses, whose header has macros for many words, has taken over.
@@ -47,6 +48,7 @@ private:
     // Down to the line `bottom`, which is not theirs.
     void drawRows(int bottom, int width);
     void drawStatistics(int bottom, int width);
+    QString selectedCause() const;
     QStringList statusLines(int width) const;
 
     std::unique_ptr<TerminalGuard> guard_;
@@ -59,7 +61,7 @@ private:
     bool ending_ = false;
     bool showStatistics_ = false;
     bool typing_ = false;
-    QString typed_;
+    TypedLine typed_;
     /// Until the next key, or until the line is lost or back.
     QString message_;
     /// Of the connection's notices.

@@ -39,7 +39,7 @@ Cells cellsOf(const ValueTable& table, int index, qint64 nowUs) {
             QString::number(state.changes)};
 }
 
-TableLayout::TableLayout(const QVector<Cells>& rows, int width) : widths_{4, 7, 5, 8, 7, 8} {
+TableLayout::TableLayout(const QVector<Cells>& rows, int width) : width_(width), widths_{4, 7, 5, 8, 7, 8} {
     for (const Cells& row : rows) {
         for (const Column column : {COLUMN_NAME, COLUMN_ADDRESS, COLUMN_VALUE}) {
             widths_[column] = std::max(widths_[column], columnsOf(row[column]));
@@ -85,9 +85,23 @@ QString TableLayout::title() const {
 }
 
 QString TableLayout::line(const Cells& cells) const {
+    return line(cells,
+                {COLUMN_NAME, COLUMN_ADDRESS, COLUMN_VALUE, COLUMN_QUALITY, COLUMN_AGE, COLUMN_CHANGES});
+}
+
+QString TableLayout::line(const Cells& cells, const QString& fault) const {
+    const QString whole = line(cells);
+    const auto left = [this](const QString& before) { return width_ - columnsOf(before) - GAP; };
+    if (fault.isEmpty() || columnsOf(fault) <= left(whole)) {
+        return fault.isEmpty() ? whole : whole + QString(GAP, QLatin1Char(' ')) + fault;
+    }
+    const QString head = line(cells, {COLUMN_NAME, COLUMN_ADDRESS, COLUMN_VALUE, COLUMN_QUALITY});
+    return left(head) < CUT_WIDTH ? head : head + QString(GAP, QLatin1Char(' ')) + elided(fault, left(head));
+}
+
+QString TableLayout::line(const Cells& cells, const std::vector<Column>& columns) const {
     QStringList texts;
-    for (const Column column :
-         {COLUMN_NAME, COLUMN_ADDRESS, COLUMN_VALUE, COLUMN_QUALITY, COLUMN_AGE, COLUMN_CHANGES}) {
+    for (const Column column : columns) {
         const int width = widths_[column];
         if (width == 0) {
             continue;
@@ -101,9 +115,10 @@ QString TableLayout::line(const Cells& cells) const {
     return texts.join(QStringLiteral("  "));
 }
 
-QString withFault(const QString& line, const QString& fault, int width) {
-    const bool room = columnsOf(line) + GAP + columnsOf(fault) <= width;
-    return fault.isEmpty() || !room ? line : line + QString(GAP, QLatin1Char(' ')) + fault;
+QString faultText(const PointState& state, qint64 nowUs) {
+    return state.fault.isEmpty()
+               ? QString()
+               : QStringLiteral("%1, for %2").arg(state.fault, durationText(nowUs - state.sinceUs));
 }
 
 QString heading(const QString& line, const QString& counts, int width) {
@@ -141,12 +156,13 @@ QString disturbanceText(const Counters& counters) {
 }
 
 QString ageText(const PointState& state, qint64 nowUs) {
-    if (!state.raw) {
-        return QStringLiteral("-");
-    }
-    const qint64 seconds = (nowUs - state.readUs) / 1000000;
+    return state.raw ? durationText(nowUs - state.readUs) : QStringLiteral("-");
+}
+
+QString durationText(qint64 us) {
+    const qint64 seconds = us / 1000000;
     if (seconds < 10) {
-        return QStringLiteral("%1 s").arg(static_cast<double>(nowUs - state.readUs) / 1e6, 0, 'f', 1);
+        return QStringLiteral("%1 s").arg(static_cast<double>(us) / 1e6, 0, 'f', 1);
     }
     if (seconds < 120) {
         return QStringLiteral("%1 s").arg(seconds);

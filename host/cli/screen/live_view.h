@@ -6,6 +6,7 @@
 #include <QStringList>
 #include <QVector>
 #include <array>
+#include <vector>
 
 #include "host/exchange/statistics.h"
 #include "host/poll/value_table.h"
@@ -36,17 +37,22 @@ public:
 
     QString title() const;
     QString line(const Cells& cells) const;
+    /// The same with the fault after it; where there is no room for both, the fault takes the place of age
+    /// and changes, cut where it must be.
+    QString line(const Cells& cells, const QString& fault) const;
 
 private:
+    QString line(const Cells& cells, const std::vector<Column>& columns) const;
     void shrink(Column column, int lowest, int width);
     int total() const;
 
+    const int width_;
     /// 0 for a column that is left out.
     std::array<int, COLUMN_COUNT> widths_ = {};
 };
 
-/// A line of the table, and why its value is not good where a window `width` columns wide has room for it.
-QString withFault(const QString& line, const QString& fault, int width);
+/// Why the value is bad or stale, and for how long: "no reply, for 12 s". Empty otherwise.
+QString faultText(const PointState& state, qint64 nowUs);
 
 /// The line above the table, at most `width` columns: `line` is cut before `counts`, which is
 /// shown whole or not at all.
@@ -60,6 +66,8 @@ QString disturbanceText(const Counters& counters);
 
 /// "0.3 s", "12 s", "5 min", "3 h"; "-" for what was never read.
 QString ageText(const PointState& state, qint64 nowUs);
+/// The same of any time, in microseconds.
+QString durationText(qint64 us);
 
 /// The rows that fit a window of `height` lines so that `selected` is among them: the first one.
 int firstVisible(int selected, int firstBefore, int height);

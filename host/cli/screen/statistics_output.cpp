@@ -70,6 +70,7 @@ Json countersJson(const Counters& c) {
                 {"timeouts", c.timeouts},
                 {"wrong_crc", c.wrongCrc},
                 {"wrong_length", c.wrongLength},
+                {"noise", c.noise},
                 {"foreign", c.foreign},
                 {"surplus", c.surplus},
                 {"copies", c.copies},
@@ -111,6 +112,7 @@ QStringList statisticsLines(const Statistics& statistics, qint64 nowUs) {
     table.add("timeouts", &Counters::timeouts);
     table.add("wrong CRC", &Counters::wrongCrc);
     table.add("wrong length", &Counters::wrongLength);
+    table.add("noise", &Counters::noise);
     table.add("foreign frames", &Counters::foreign);
     table.add("surplus frames", &Counters::surplus);
     table.add("doubled frames", &Counters::copies);
