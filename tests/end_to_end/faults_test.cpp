@@ -1,6 +1,7 @@
 // A device that is faulty to order: dx7 copes, counts each fault under its heading and shows right values
 // only. The device's own account of the faults it made is the witness.
 #include <map>
+#include <set>
 
 #include "rig.h"
 
@@ -56,15 +57,17 @@ protected:
     static long queries(const Observed& observed) { return observed.all.at("status_queries"); }
 
     static void checkValues(const std::vector<Json>& objects, const Values& values) {
-        std::size_t good = 0;
+        std::set<std::string> read;
         for (const Json& object : objects) {
             if (object.contains("value") && !object.at("value").is_null()) {
-                const std::string item = object.at("item");
-                EXPECT_EQ(values.at(item.substr(0, item.find('@'))), object.at("value")) << object;
-                good += has(object, "quality", "good") ? 1U : 0U;
+                const std::string whole = object.at("item");
+                const std::string item = whole.substr(0, whole.find('@'));
+                EXPECT_EQ(values.at(item), object.at("value")) << object;
+                read.insert(item);
             }
         }
-        EXPECT_GE(good, values.size()) << "each item was read at least once";
+        // Good or not: of a device that often refuses, the newest request for an item may always have failed.
+        EXPECT_EQ(values.size(), read.size()) << "each item was read at least once";
     }
 };
 
