@@ -61,9 +61,9 @@ QVector<Point> Driver::points(const CommonOptions& options, const std::vector<st
     if (!arguments.empty()) {
         chosen = withoutRepetitions(chosen);
     } else if (all.isEmpty()) {
-        throw UsageError(
-            QStringLiteral("no items are given, write TYPE:ADDRESS[,COUNT][@STATION], or name a file with "
-                           "tags (-c FILE)"));
+        throw UsageError(QStringLiteral(
+            "no items are given, write TYPE:ADDRESS[,COUNT][@STATION[-LAST]], or name a file with "
+            "tags (-c FILE)"));
     }
     for (const LineTag& tag : arguments.empty() ? all : QVector<LineTag>()) {
         chosen += tag.points;

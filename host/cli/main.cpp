@@ -147,7 +147,8 @@ int parseAndRun(int argc, char** argv) {
         "dx7", "Reads, writes and watches a device over Modbus RTU through the korvalent_dx7 driver.");
     program.version("dx7 " DX7_VERSION);
     program.footer(
-        "Items are written TYPE:ADDRESS[,COUNT][@STATION][/FORMAT...], for example AI:0,4  F:3.0.25@2  DO:1\n"
+        "Items are written TYPE:ADDRESS[,COUNT][@STATION[-LAST]][/FORMAT...], for example AI:0,4  F:3.0.25@2 "
+        " DO:1\n"
         "Examples:\n"
         "  dx7 scan --serial /dev/ttyUSB0\n"
         "  dx7 read --serial /dev/ttyUSB0 AI:0,4 F:3.0.25\n"

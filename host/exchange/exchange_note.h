@@ -42,6 +42,8 @@ struct ExchangeNote {
     Damage damage = Damage::Noise;
     /// Of Damaged: bytes of the reply that it may be.
     int awaited = 0;
+    /// Of Damaged: it came in place of the answer to a status query.
+    bool ofQuery = false;
 };
 
 }  // namespace dx7

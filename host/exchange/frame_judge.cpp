@@ -200,6 +200,7 @@ Verdict FrameJudge::takeDamage(FrameStream::Kind kind, const UnderWay& underWay)
     met.value = frame.size();
     met.damage = like ? damageIn(frame, traffic_.awaited()) : Damage::Noise;
     met.awaited = traffic_.awaited().length;
+    met.ofQuery = like && !underWay.reply;
     books_.noteDamage(met);
     if (underWay.reply && like) {
         keepDamaged(underWay.expectLen);

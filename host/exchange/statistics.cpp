@@ -62,6 +62,10 @@ void Counters::count(const ExchangeNote& note) {
         case ExchangeNote::Noise:
             ++noise;
             break;
+        case ExchangeNote::Damaged:
+            // In place of a reply it is the outcome of a transaction.
+            damagedAnswers += note.ofQuery ? 1 : 0;
+            break;
         default:
             break;
     }

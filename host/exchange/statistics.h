@@ -33,6 +33,8 @@ struct Counters {
     qint64 late = 0;
     /// Status queries sent to prove replies.
     qint64 queries = 0;
+    /// Answers to status queries that came with a wrong CRC or cut.
+    qint64 damagedAnswers = 0;
     /// Requests that came back as they were sent.
     qint64 echoes = 0;
     /// Refusals by exception code.

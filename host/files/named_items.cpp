@@ -73,10 +73,11 @@ void NamedItems::refuse(const QString& typed, const QString& fault) const {
     }
     const QString hint =
         nearest.isNull() ? QString() : QStringLiteral("; the nearest tag is \"%1\"").arg(nearest);
-    throw UsageError(item ? fault + hint
-                          : QStringLiteral("\"%1\" is neither an item (TYPE:ADDRESS[,COUNT][@STATION]) nor a "
-                                           "tag of the file%2")
-                                .arg(typed, hint));
+    throw UsageError(
+        item ? fault + hint
+             : QStringLiteral("\"%1\" is neither an item (TYPE:ADDRESS[,COUNT][@STATION[-LAST]]) nor a "
+                              "tag of the file%2")
+                   .arg(typed, hint));
 }
 
 }  // namespace dx7

@@ -4,6 +4,7 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <QDir>
 #include <QFile>
 #include <QRandomGenerator>
 #include <cerrno>
@@ -19,7 +20,6 @@ namespace dx7 {
 namespace {
 
 constexpr int NAME_TRIES = 100;
-constexpr int MOST_BACKUPS = 10000;
 constexpr mode_t MODE_BITS = 0777;
 constexpr mode_t NEW_FILE_MODE = 0666;
 constexpr mode_t OWNER_ONLY = 0600;
@@ -52,6 +52,8 @@ public:
     bool renameTo(const QByteArray& path);
     // The same where nothing has that name; false with EEXIST where something has.
     bool renameToNew(const QByteArray& path);
+    // The same on a file system that cannot link or refuse: not a single step.
+    bool renameToReserved(const QByteArray& path);
 
     const QByteArray& path() const { return path_; }
     bool exists() const { return !path_.isEmpty(); }
@@ -95,18 +97,28 @@ bool SideFile::renameToNew(const QByteArray& path) {
         if (done) {
             ::unlink(path_.constData());
         } else if (errno != EEXIST) {
-            struct stat taken = {};
-            if (::lstat(path.constData(), &taken) == 0) {
-                errno = EEXIST;
-                return false;
-            }
-            return renameTo(path);
+            return renameToReserved(path);
         }
     }
     if (done) {
         path_.clear();
     }
     return done;
+}
+
+// An empty file takes the name first, which refuses one that is taken.
+bool SideFile::renameToReserved(const QByteArray& path) {
+    dx7common::FileDescriptor reserved(path, O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW, OWNER_ONLY);
+    if (!reserved.isOpen()) {
+        return false;
+    }
+    if (renameTo(path)) {
+        return true;
+    }
+    const int error = errno;
+    ::unlink(path.constData());
+    errno = error;
+    return false;
 }
 
 // In a folder such as /tmp only root and the owners of file and folder may replace a file.
@@ -241,11 +253,31 @@ bool copyOld(const Target& target, SideFile* copy) {
     return fill(target, copy, content);
 }
 
-// Gives the old file the first number that is free. False with errno.
+QByteArray backupName(const QByteArray& path, int number) {
+    return path + ".~" + QByteArray::number(number) + '~';
+}
+
+// The highest number among the backups; 0 where there are none.
+int highestBackup(const QByteArray& path) {
+    int highest = 0;
+    const QByteArray own = path.mid(path.lastIndexOf('/') + 1);
+    const QDir folder(QFile::decodeName(folderOf(path)));
+    const QStringList names = folder.entryList(QDir::AllEntries | QDir::Hidden | QDir::System);
+    for (const QString& name : names) {
+        const QByteArray beside = QFile::encodeName(name);
+        const int number = beside.mid(own.size() + 2, beside.size() - own.size() - 3).toInt();
+        highest = number > highest && beside == backupName(own, number) ? number : highest;
+    }
+    return highest;
+}
+
+// Gives the old file the number after the highest, so that a later backup has a higher one, whichever were
+// removed. False with errno.
 bool keepOld(const Target& target, Backup* backup) {
     SideFile copy;
-    for (int number = 1; number <= MOST_BACKUPS; ++number) {
-        const QByteArray name = target.path + ".~" + QByteArray::number(number) + '~';
+    const int first = highestBackup(target.path) + 1;
+    for (int number = first; number < first + NAME_TRIES; ++number) {
+        const QByteArray name = backupName(target.path, number);
         const bool taken =
             copy.exists() ? copy.renameToNew(name) : ::link(target.path.constData(), name.constData()) == 0;
         if (taken) {
@@ -299,16 +331,18 @@ QString writeWholeFile(const QString& path, const QByteArray& content, Existing 
     }
     SideFile file;
     Backup backup;
-    if (!fill(target, &file, content) || (target.exists && !keepOld(target, &backup))) {
-        fail(path, target, systemReason(errno));
-    }
-    if (!(target.exists ? file.renameTo(target.path) : file.renameToNew(target.path))) {
+    const bool kept = fill(target, &file, content) && (!target.exists || keepOld(target, &backup));
+    // The second name is on the disk before the first one is another file's.
+    const bool done = kept && (target.exists ? syncFolderOf(target.path) && file.renameTo(target.path)
+                                             : file.renameToNew(target.path));
+    if (!done) {
         const int error = errno;
-        if (target.exists) {
+        if (!backup.path.isEmpty()) {
             ::unlink(backup.path.constData());
         }
         fail(path, target,
-             error == EEXIST ? QStringLiteral("a file of that name has appeared") : systemReason(error));
+             !target.exists && error == EEXIST ? QStringLiteral("a file of that name has appeared")
+                                               : systemReason(error));
     }
     if (!syncFolderOf(target.path)) {
         const QString fault =

@@ -13,7 +13,7 @@ namespace dx7 {
 enum class Existing {
     /// It stays, and nothing is written.
     Refuse,
-    /// It stays beside the new one, under its name with ".~1~" or the next number that is free.
+    /// It stays beside the new one, under its name with ".~1~", or the number after the highest there is.
     Keep
 };
 
@@ -26,9 +26,9 @@ void checkWholeFile(const QString& path, Existing existing);
 /// then takes the place of the old one; at last the folder is synchronised. The disk has the content when
 /// this returns.
 ///
-/// With Existing::Keep the old file has its second name before the new one takes its first, so that at each
-/// moment there is a whole file of that name; where the file system has no hard links, the second one is a
-/// copy. With Existing::Refuse a file that has appeared since checkWholeFile() stays, too.
+/// With Existing::Keep the old file has its second name, and the disk knows, before the new one takes its
+/// first: at each moment there is a whole file of that name; where the file system has no hard links, the
+/// second one is a copy. With Existing::Refuse a file that has appeared since checkWholeFile() stays, too.
 ///
 /// A symbolic link stays, what it leads to is replaced. The new file has the mode of the old one, and its
 /// owner where that is allowed; without an old one, 0666 less the umask. Another hard link keeps the old

@@ -1,6 +1,7 @@
 #include "host/items/item_notation.h"
 
 #include <QRegularExpression>
+#include <algorithm>
 #include <optional>
 #include <set>
 #include <tuple>
@@ -73,6 +74,18 @@ void fill(WriteRequest* request, const QStringList& values) {
         ItemNotation::checkFormat(first.type, first.address + i * first.items(), first.format);
         request->items += itemsFromText(first.format, first.type, values.at(i));
     }
+}
+
+// "@1-10", of two texts of digits.
+QString nearestRange(const QString& one, const QString& other) {
+    const auto station = [](const QString& digits) {
+        bool fits = false;
+        const int number = digits.toInt(&fits);
+        return fits ? qBound(int(dx7common::LOWEST_STATION), number, int(dx7common::HIGHEST_STATION))
+                    : int(dx7common::HIGHEST_STATION);
+    };
+    const auto [first, last] = std::minmax({station(one), station(other)});
+    return QStringLiteral("@%1-%2").arg(first).arg(last);
 }
 
 }  // namespace
@@ -195,7 +208,7 @@ ItemNotation::Parts ItemNotation::split(const QString& text) const {
     if (colon < 0) {
         throw UsageError(
             QStringLiteral(
-                "\"%1\" is not an item; write TYPE:ADDRESS[,COUNT][@STATION], for example AI:0,4@1")
+                "\"%1\" is not an item; write TYPE:ADDRESS[,COUNT][@STATION[-LAST]], for example AI:0,4@1")
                 .arg(text));
     }
     parts.type = type(head.left(colon));
@@ -222,12 +235,14 @@ QStringList ItemNotation::perStation(const QString& text) {
     const std::optional<qint64> last = plainNumber(match.captured(3));
     if (!first || !last || *first < dx7common::LOWEST_STATION || *last > dx7common::HIGHEST_STATION ||
         *first > *last) {
-        throw UsageError(QStringLiteral("stations %1-%2 are not a range from %3 to %4, such as @1-10%5")
-                             .arg(match.captured(2), match.captured(3))
-                             .arg(dx7common::LOWEST_STATION)
-                             .arg(dx7common::HIGHEST_STATION)
-                             .arg(QLatin1String(
-                                 first == 0 ? "; station 0 is the broadcast address and stands alone" : "")));
+        throw UsageError(
+            QStringLiteral("stations %1-%2 are not a range from %3 to %4, the nearest is \"%5\"%6")
+                .arg(match.captured(2), match.captured(3))
+                .arg(dx7common::LOWEST_STATION)
+                .arg(dx7common::HIGHEST_STATION)
+                .arg(match.captured(1) + nearestRange(match.captured(2), match.captured(3)),
+                     QLatin1String(first == 0 ? "; station 0 is the broadcast address and stands alone"
+                                              : "")));
     }
     QStringList texts;
     for (qint64 station = *first; station <= *last; ++station) {
@@ -286,7 +301,8 @@ WriteRequest ItemNotation::write(const QString& text) const {
     const std::optional<QString> typed = cutFrom(&head, QLatin1Char('='));
     if (!typed) {
         throw UsageError(
-            QStringLiteral("\"%1\" has no value, write TYPE:ADDRESS[,COUNT][@STATION]=VALUE[,VALUE...]")
+            QStringLiteral(
+                "\"%1\" has no value, write TYPE:ADDRESS[,COUNT][@STATION[-LAST]]=VALUE[,VALUE...]")
                 .arg(text));
     }
     const QString& values = *typed;

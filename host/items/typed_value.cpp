@@ -89,11 +89,6 @@ QString limitText(const ValueFormat& format, const RegisterType& type, double li
     return pattern ? valueText(plain, type, static_cast<quint32>(limit)) : numberText(format, limit);
 }
 
-// The unit as it follows a number.
-QString unitText(const ValueFormat& format) {
-    return format.unit.isEmpty() ? QString() : QLatin1Char(' ') + format.unit;
-}
-
 // The step in the shown unit, where it is positive whatever the scale.
 QString stepText(const ValueFormat& format) {
     ValueFormat positive = format;
@@ -118,7 +113,7 @@ QString stepText(const ValueFormat& format) {
     refuse(type, text,
            QStringLiteral("is out of range, it must be %1 to %2%3%4%5")
                .arg(limitText(format, type, limits.lowest), limitText(format, type, limits.highest),
-                    unitText(format), steps,
+                    spacedUnit(format), steps,
                     hint ? QStringLiteral("; only signed words are less than 0") : QString()));
 }
 
@@ -150,7 +145,7 @@ void checkStep(const ValueFormat& format, const RegisterType& type, const QStrin
                              : QString();
     refuse(type, text,
            QStringLiteral("is not a multiple of its step %1%2, the nearest are %3 and %4%5")
-               .arg(stepText(format), from, lower, upper, unitText(format)));
+               .arg(stepText(format), from, lower, upper, spacedUnit(format)));
 }
 
 // A decimal number; infinite where it is too large for a binary fraction.
@@ -196,7 +191,7 @@ double scaledNumber(const ValueFormat& format, const RegisterType& type, const Q
     }
     refuse(type, text,
            QStringLiteral("is not a multiple of its scale %1, the nearest are %2 and %3%4")
-               .arg(fifteenDigits(format.scale), lower, upper, unitText(format)));
+               .arg(fifteenDigits(format.scale), lower, upper, spacedUnit(format)));
 }
 
 // The typed whole number; the text is decimal, hexadecimal (0x) or binary (0b).
@@ -232,7 +227,7 @@ double singleNumber(const ValueFormat& format, const RegisterType& type, const Q
         const double least = std::copysign(static_cast<double>(FLT_TRUE_MIN), number);
         refuse(type, text,
                QStringLiteral("is too near to 0 for an f32, the nearest are 0 and %1%2")
-                   .arg(numberText(format, least), unitText(format)));
+                   .arg(numberText(format, least), spacedUnit(format)));
     }
     // The last one that is shown is a little more than the largest single.
     const auto largest = static_cast<double>(FLT_MAX);

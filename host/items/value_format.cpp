@@ -40,11 +40,6 @@ double scaleFromText(const QString& text) {
     return *scale;
 }
 
-// The unit as it follows a number.
-QString spacedUnit(const ValueFormat& format) {
-    return format.unit.isEmpty() ? QString() : QLatin1Char(' ') + format.unit;
-}
-
 // The nearest name of a format to what was typed, as a part of a sentence.
 QString nearestFormat(const QString& option) {
     QStringList names{QStringLiteral("low-first")};
@@ -184,6 +179,10 @@ quint32 rawFromItems(const ValueFormat& format, const QVector<int>& items) {
 QString valueText(const ValueFormat& format, const RegisterType& type, quint32 raw) {
     const QString name = nameText(format, raw);
     return name.isNull() ? plainText(format, type, raw) : name;
+}
+
+QString spacedUnit(const ValueFormat& format) {
+    return format.unit.isEmpty() ? QString() : QLatin1Char(' ') + format.unit;
 }
 
 QString valueWithUnit(const ValueFormat& format, const RegisterType& type, quint32 raw) {

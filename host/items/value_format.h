@@ -74,6 +74,8 @@ quint32 rawFromItems(const ValueFormat& format, const QVector<int>& items);
 QString valueText(const ValueFormat& format, const RegisterType& type, quint32 raw);
 /// The same, with a space and the unit when there is one and a number is shown.
 QString valueWithUnit(const ValueFormat& format, const RegisterType& type, quint32 raw);
+/// A space and the unit, as they follow a number; empty without one.
+QString spacedUnit(const ValueFormat& format);
 /// The number itself: signed and scaled as the format says; a decimal fraction, so that it is the number that
 /// the text shows where that is none of names. NaN or infinite when an f32 is.
 double valueNumber(const ValueFormat& format, quint32 raw);

@@ -39,7 +39,7 @@ function check_block(    i) {
     for (i = 1; i <= columns; ++i) {
         check_column(i)
     }
-    split("requests good timeouts crc length exceptions foreign surplus copies late echoes queries retries failed", labels, " ")
+    split("requests good timeouts crc length exceptions foreign surplus copies late echoes queries answers retries failed", labels, " ")
     for (i in labels) {
         check_sum(labels[i])
     }
@@ -66,6 +66,7 @@ function check_block(    i) {
 /^late replies  / { keep("late", 2) }
 /^echoed requests  / { keep("echoes", 2) }
 /^status queries  / { keep("queries", 2) }
+/^damaged answers  / { keep("answers", 2) }
 /^exception [0-9]+  / { for (i = 3; i <= NF; ++i) value["exceptions", i - 2] += $i }
 /^retries  / { keep("retries", 1) }
 /^failed operations  / { keep("failed", 2) }

@@ -55,7 +55,7 @@ normalised() {
     sed -E -e 's/^[0-9:.]{12}/TIME/' -e 's/ since [0-9:.]{12}: / since TIME: /' -e 's/\+[0-9.]+ ms/+T ms/' -e 's/\([0-9.]+ ms\)/(T ms)/' \
         -e '/wrong CRC +\[/s/\[.*\]/[BYTES]/' -e '/^dx7: station /s/after [0-9.]+ s/after T s/' \
         -e '/^(requests|good|timeouts|noise|wrong [a-zA-Z]+|[a-z]+ (frames|replies)|echoed requests) /s/[1-9][0-9]*/N/g' \
-        -e '/^(status queries|retries|failed operations) /s/[1-9][0-9]*/N/g' \
+        -e '/^(status queries|damaged answers|retries|failed operations) /s/[1-9][0-9]*/N/g' \
         -e '/^response /{s/ 99 % / P /;s/[0-9]*[1-9][0-9]*\.[0-9]+|0\.[0-9]*[1-9][0-9]*/T/g}' \
         -e 's/^[0-9.]+ s: [0-9]+ requests, [0-9]+ good and /T s: N requests, N good and /' \
         -e 's/ good and [1-9][0-9]* bad/ good and N bad/' \

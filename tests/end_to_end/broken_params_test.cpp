@@ -374,4 +374,25 @@ TEST_P(SignalledLoad, SaysWhatIsWrittenUnknownAndNot) {
     EXPECT_TRUE(says(run.errors, "stopped; run it again to go on")) << run.errors;
 }
 
+TEST_P(SignalledLoad, NamesTheStationsThatWereNotBegun) {
+    const FragileDevice device(silentAfterWrites(2));
+    Process load(dx7Words({"params", "load", file, "--accept-altered", "--json", "--stations", "1-3", "--tcp",
+                           device.address(), "--timeout", "60000"}));
+    ASSERT_TRUE(eventually([&] { return device.requests(WRITE) == 3; }));
+    load.signal(GetParam());
+    const Finished run = load.finish();
+    EXPECT_EQ(1, run.exitCode);
+    std::vector<Json> objects = jsonLines(run.output);
+    ASSERT_FALSE(objects.empty());
+    EXPECT_EQ(Json({{"event", "total"},
+                    {"command", "params load"},
+                    {"stations", 3},
+                    {"complete", 0},
+                    {"not_begun", 2}}),
+              objects.back());
+    objects.pop_back();
+    expectSum(objects, 2, 1);
+    EXPECT_TRUE(says(run.errors, "stations that were not begun: 2, 3")) << run.errors;
+}
+
 }  // namespace

@@ -19,7 +19,7 @@ namespace {
 
 namespace fs = std::filesystem;
 
-enum { ONE_BYTE_AT_A_TIME = -1 };
+enum { ONE_BYTE_AT_A_TIME = -1, KILLED = -2 };
 
 /// The command in a shell that takes a setting first.
 Words inShell(const std::string& setting, const Words& command) {
@@ -137,6 +137,74 @@ TEST_P(FailingDisk, ASaveIsWholeOrLeavesTheFileThatWasThere) {
             EXPECT_EQ(1U, failed.count(step)) << step << " may fail unseen";
         }
     }
+}
+
+class KilledSave : public Disk, public testing::WithParamInterface<bool> {};
+INSTANTIATE_TEST_SUITE_P(, KilledSave, testing::Bool(), [](const auto& given) {
+    return given.param ? std::string("WithoutHardLinks") : std::string("WithHardLinks");
+});
+
+// At each of its steps; the file is never missing, and is what it was or new with the old one beside it.
+TEST_P(KilledSave, LeavesOneWholeFileOrBoth) {
+    Words save = rig.command({"params", "save", "--force", saved, "--groups", "3"});
+    ASSERT_EQ(0, runToEnd(save).exitCode);
+    const std::string expected = withoutFirstAndLastLine(readFile(saved));
+    if (GetParam()) {
+        save.insert(save.begin(), {"/usr/bin/env", "DX7_DISK_PLAIN=1"});
+    }
+    int before = 0;
+    int after = 0;
+    for (int step = 1; step < 100; ++step) {
+        fs::remove_all(folder);
+        fs::create_directory(folder);
+        writeFile(saved, "as it was");
+        Finished run;
+        const std::string what = runFailing(save, step, KILLED, &run);
+        SCOPED_TRACE(what + " of step " + std::to_string(step) + ": " + run.errors);
+        ASSERT_TRUE(fs::exists(saved));
+        if (readFile(saved) == "as it was") {
+            ++before;
+        } else {
+            ++after;
+            EXPECT_EQ(expected, withoutFirstAndLastLine(readFile(saved)));
+            EXPECT_EQ("as it was", readFile(saved + ".~1~"));
+        }
+        EXPECT_EQ(what.empty(), run.exitCode == 0);
+        if (what.empty()) {
+            break;
+        }
+    }
+    EXPECT_LE(7, before) << "create, write, fsync, close, link, fsync and rename";
+    EXPECT_LE(2, after) << "a folder that is synchronised, and the end";
+}
+
+TEST_F(Disk, WithoutHardLinksTheOldFileIsCopied) {
+    const Words save = rig.command({"params", "save", "--force", disk("new.toml"), "--groups", "3"});
+    const Words plain{"/usr/bin/env", "DX7_DISK_PLAIN=1"};
+    Words command = plain;
+    command.insert(command.end(), save.begin(), save.end());
+    for (const char* number : {"", "1", "2"}) {
+        const std::string backup = disk("new.toml.~") + number + "~";
+        const std::string old = readFile(disk("new.toml"));
+        Finished run;
+        EXPECT_EQ("", runFailing(command, 0, EIO, &run));
+        EXPECT_EQ(0, run.exitCode) << run.errors;
+        if (*number != 0) {
+            EXPECT_EQ(old, readFile(backup));
+        }
+    }
+    EXPECT_EQ(3, filesOnDisk());
+}
+
+TEST_F(Disk, ALaterBackupHasAHigherNumber) {
+    writeFile(saved, "third");
+    writeFile(saved + ".~2~", "second");
+    writeFile(saved + ".~03~", "no number of ours");
+    writeFile(saved + ".~9", "nor this");
+    const Finished run = rig.dx7({"params", "save", "--force", saved, "--groups", "3"});
+    EXPECT_NE(std::string::npos, run.output.find("; the one before is " + saved + ".~3~\n")) << run.output;
+    EXPECT_EQ("third", readFile(saved + ".~3~"));
+    EXPECT_FALSE(fs::exists(saved + ".~1~"));
 }
 
 TEST_P(FailingDisk, ARecordingIsWholeOrTheCommandFails) {

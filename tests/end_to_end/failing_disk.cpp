@@ -1,8 +1,9 @@
 // Loaded before the C library: a disk that fails. Each call that concerns a regular file or a folder below
 // DX7_DISK_FOLDER is a step: making, writing, synchronising, closing, cutting, naming and removing a file,
 // and reading one. The step of number DX7_DISK_STEP fails with the error DX7_DISK_ERROR; an error of -1
-// stands for a write that takes a single byte. Then the file DX7_DISK_HIT is made, with the name of the step.
-// Everything else is left to the real calls.
+// stands for a write that takes a single byte, one of -2 for a kill before the step. Then the file
+// DX7_DISK_HIT is made, with the name of the step. With DX7_DISK_PLAIN there are no hard links, and no names
+// that are only given where none is. Everything else is left to the real calls.
 #include <dlfcn.h>
 #include <fcntl.h>
 #include <sys/stat.h>
@@ -11,6 +12,7 @@
 
 #include <cerrno>
 #include <climits>
+#include <csignal>
 #include <cstdarg>
 #include <cstdio>
 #include <cstdlib>
@@ -18,7 +20,7 @@
 
 namespace {
 
-enum { ONE_BYTE = -1 };
+enum { ONE_BYTE = -1, KILLED = -2 };
 
 template <typename Function>
 Function real(const char* name, Function) {
@@ -68,7 +70,14 @@ int errorOf(const char* step) {
         return 0;
     }
     tell(step);
+    if (std::atoi(error) == KILLED) {
+        ::raise(SIGKILL);
+    }
     return std::atoi(error);
+}
+
+bool isPlain(const char* path) {
+    return std::getenv("DX7_DISK_PLAIN") != nullptr && isBelow(path);
 }
 
 template <typename Place>
@@ -158,6 +167,10 @@ int fchown(int descriptor, uid_t user, gid_t group) noexcept {
 }
 
 int renameat2(int fromFolder, const char* from, int toFolder, const char* to, unsigned flags) noexcept {
+    if (flags != 0 && isPlain(to)) {
+        errno = EINVAL;
+        return -1;
+    }
     return fails("rename", to)
                ? -1
                : static_cast<int>(::syscall(SYS_renameat2, fromFolder, from, toFolder, to, flags));
@@ -168,6 +181,10 @@ int rename(const char* from, const char* to) noexcept {
 }
 
 int link(const char* from, const char* to) noexcept {
+    if (isPlain(to)) {
+        errno = EPERM;
+        return -1;
+    }
     using Link = int (*)(const char*, const char*);
     return fails("link", to) ? -1 : real("link", Link())(from, to);
 }

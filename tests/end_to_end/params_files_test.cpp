@@ -94,7 +94,12 @@ TEST_F(ParamsFiles, TwoFilesAreComparedWithoutALine) {
     EXPECT_TRUE(objects[1].at("other").is_null());
     writeFile(other, "station = 1\n[F]\n\"5.0.00\" = 1\n");
     EXPECT_EQ(2, diff({file, other}).exitCode) << "no parameter in common";
-    EXPECT_EQ(2, diff({file, other, "--station", "3"}).exitCode);
+    for (const Words& useless : {Words{"--station", "3"}, Words{"--tcp", "127.0.0.1:1"},
+                                 Words{"--serial", "/dev/null"}, Words{"--record", rig.file("line.pcap")}}) {
+        const Finished run = diff({file, file, useless[0], useless[1]});
+        EXPECT_EQ(2, run.exitCode) << useless[0];
+        EXPECT_TRUE(says(run.errors, useless[0] + " is of no use between two files")) << run.errors;
+    }
     EXPECT_EQ(2, diff({file, rig.file("none.toml")}).exitCode);
 }
 

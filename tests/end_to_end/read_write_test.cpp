@@ -92,6 +92,10 @@ TEST_P(ReadWrite, TakesAnItemAtSeveralStations) {
     EXPECT_EQ(0, write.exitCode) << write.errors;
     EXPECT_EQ("F:3.0.25@1 = 77 written and verified\nF:3.0.25@2 = 77 written and verified\n", write.output);
     EXPECT_EQ("F:3.0.25@1 = 77\nF:3.0.25@2 = 77\n", rig.dx7({"read", "F:3.0.25@1-2"}).output);
+    const std::string plan = runToEnd(dx7Words({"plan", "F:3.0.25@1-2"})).output;
+    EXPECT_TRUE(says(plan, "cycle: 2 requests")) << plan;
+    const std::string check = runToEnd(dx7Words({"check", "F:3.0.25@1-2"})).output;
+    EXPECT_TRUE(says(check, "F:3.0.25@1 is valid") && says(check, "F:3.0.25@2 is valid")) << check;
     EXPECT_EQ(2, rig.dx7({"read", "F:3.0.25@0-2"}).exitCode);
 }
 

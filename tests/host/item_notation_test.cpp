@@ -236,6 +236,16 @@ TEST(Stations, ATextHasABound) {
     EXPECT_EQ(notation().points(QStringLiteral("F:0.0.00,40@1-247")).size(), 9880);
 }
 
+TEST(Stations, TheNearestRangeIsNamed) {
+    EXPECT_EQ(refusalOfItem("AI:0@10-1"),
+              latin("stations 10-1 are not a range from 1 to 247, the nearest is \"AI:0@1-10\""));
+    EXPECT_EQ(refusalOfItem("AI:0,2@01-300/signed"),
+              latin("stations 01-300 are not a range from 1 to 247, the nearest is \"AI:0,2@1-247\""));
+    EXPECT_EQ(refusalOfItem("AI:0@0-99999999999"),
+              latin("stations 0-99999999999 are not a range from 1 to 247, the nearest is \"AI:0@1-247\"; "
+                    "station 0 is the broadcast address and stands alone"));
+}
+
 class WrongStations : public testing::TestWithParam<const char*> {};
 INSTANTIATE_TEST_SUITE_P(Texts, WrongStations,
                          testing::Values("0-5", "5-1", "1-300", "1-", "-3", "01-3", "1-03", "1--3", "1-2-3",

@@ -222,14 +222,14 @@ TEST_F(NamedItemsTest, TheNearestTagIsNamed) {
         }
     };
     EXPECT_EQ(refusal("rmap"),
-              "\"rmap\" is neither an item (TYPE:ADDRESS[,COUNT][@STATION]) nor a tag of the "
+              "\"rmap\" is neither an item (TYPE:ADDRESS[,COUNT][@STATION[-LAST]]) nor a tag of the "
               "file; the nearest tag is \"ramp\"");
     EXPECT_EQ(refusal("a name like no other"),
               "\"a name like no other\" is neither an item "
-              "(TYPE:ADDRESS[,COUNT][@STATION]) nor a tag of the file");
+              "(TYPE:ADDRESS[,COUNT][@STATION[-LAST]]) nor a tag of the file");
     EXPECT_EQ(refusal("AI:9"), "address 9 of AI is out of range, the nearest is \"AI:3\" (AI has 0 to 3)");
     EXPECT_EQ(refusalOfWrite("enrgy=5"),
-              "\"enrgy\" is neither an item (TYPE:ADDRESS[,COUNT][@STATION]) nor a "
+              "\"enrgy\" is neither an item (TYPE:ADDRESS[,COUNT][@STATION[-LAST]]) nor a "
               "tag of the file; the nearest tag is \"energy\"");
     EXPECT_EQ(refusalOfWrite("F:3.0.25=65536"),
               "value 65536 for F is out of range, it must be -32768 to 65535");

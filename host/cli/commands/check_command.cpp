@@ -107,7 +107,7 @@ void addCheckCommand(CommandLine& program) {
     auto options = std::make_shared<CheckOptions>();
     CommandLine& command =
         program.addCommand("check", "Checks addresses, and says what the driver makes of others");
-    command.add("items", &options->items, "TYPE:ADDRESS[,COUNT][@STATION]").demand().named("ITEM");
+    command.add("items", &options->items, "TYPE:ADDRESS[,COUNT][@STATION[-LAST]]").demand().named("ITEM");
     addDriverOption(command, *options);
     addJsonOption(command, *options);
     command.footer(

@@ -201,7 +201,8 @@ int runMonitor(const MonitorOptions& options) {
 void addMonitorCommand(CommandLine& program) {
     auto options = std::make_shared<MonitorOptions>();
     CommandLine& command = program.addCommand("monitor", "Polls items and shows every change, until Ctrl-C");
-    command.add("items", &options->items, "TYPE:ADDRESS[,COUNT][@STATION][/FORMAT...], or names of tags")
+    command
+        .add("items", &options->items, "TYPE:ADDRESS[,COUNT][@STATION[-LAST]][/FORMAT...], or names of tags")
         .named("ITEM");
     command.add("--seconds", &options->seconds, "Stop after so many seconds").check(anyNumber).named("N");
     command.add("--count", &options->count, "Stop after so many lines of values")

@@ -1,4 +1,5 @@
 #include <algorithm>
+#include <utility>
 
 #include "host/cli/commands/parameter_exchange.h"
 #include "host/cli/commands/params_options.h"
@@ -186,8 +187,16 @@ void printFileDifference(const FileDifference& difference, bool json) {
 }
 
 int diffFiles(const ParamsOptions& options) {
-    if (options.station) {
-        throw UsageError(QStringLiteral("--station is of no use between two files, leave it out"));
+    const std::pair<const char*, bool> useless[] = {{"--station", options.station.has_value()},
+                                                    {"--tcp", !options.tcpAddress.empty()},
+                                                    {"--serial", !options.serialPort.empty()},
+                                                    {"--record", !options.recordPath.empty()}};
+    for (const auto& [option, given] : useless) {
+        if (given) {
+            throw UsageError(QStringLiteral("%1 is of no use between two files: nothing is asked of a "
+                                            "station; leave it out")
+                                 .arg(QLatin1String(option)));
+        }
     }
     const Driver loaded(options);
     const ParameterLabels labels(loaded.tags(options));

@@ -102,7 +102,8 @@ int runPlan(const PlanOptions& options) {
 void addPlanCommand(CommandLine& program) {
     auto options = std::make_shared<PlanOptions>();
     CommandLine& command = program.addCommand("plan", "Shows the requests that the driver would poll with");
-    command.add("items", &options->items, "TYPE:ADDRESS[,COUNT][@STATION], or names of tags").named("ITEM");
+    command.add("items", &options->items, "TYPE:ADDRESS[,COUNT][@STATION[-LAST]], or names of tags")
+        .named("ITEM");
     addDriverOption(command, *options);
     addJsonOption(command, *options);
     addLineOptions(command, *options);

@@ -66,7 +66,8 @@ int runRead(const ReadOptions& options) {
 void addReadCommand(CommandLine& program) {
     auto options = std::make_shared<ReadOptions>();
     CommandLine& command = program.addCommand("read", "Reads items once");
-    command.add("items", &options->items, "TYPE:ADDRESS[,COUNT][@STATION][/FORMAT...], or names of tags")
+    command
+        .add("items", &options->items, "TYPE:ADDRESS[,COUNT][@STATION[-LAST]][/FORMAT...], or names of tags")
         .named("ITEM");
     addDeviceOptions(command, *options);
     command.footer(

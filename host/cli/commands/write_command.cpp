@@ -75,7 +75,7 @@ void addWriteCommand(CommandLine& program) {
     CommandLine& command = program.addCommand("write", "Writes items, in the order given");
     command
         .add("items", &options->items,
-             "TYPE:ADDRESS[,COUNT][@STATION][/FORMAT...]=VALUE[,VALUE...], or TAG=VALUE[,VALUE...]; "
+             "TYPE:ADDRESS[,COUNT][@STATION[-LAST]][/FORMAT...]=VALUE[,VALUE...], or TAG=VALUE[,VALUE...]; "
              "as many values as the count, 1 without")
         .demand()
         .named("ITEM=VALUE");

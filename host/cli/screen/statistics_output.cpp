@@ -77,6 +77,7 @@ Json countersJson(const Counters& c) {
                 {"late", c.late},
                 {"echoes", c.echoes},
                 {"status_queries", c.queries},
+                {"damaged_answers", c.damagedAnswers},
                 {"exceptions", exceptions},
                 {"retries", c.retries},
                 {"failed_operations", c.failed},
@@ -119,6 +120,7 @@ QStringList statisticsLines(const Statistics& statistics, qint64 nowUs) {
     table.add("late replies", &Counters::late);
     table.add("echoed requests", &Counters::echoes);
     table.add("status queries", &Counters::queries);
+    table.add("damaged answers", &Counters::damagedAnswers);
     const QMap<int, qint64>& codes = statistics.all().exceptions;
     for (auto it = codes.begin(); it != codes.end(); ++it) {
         const int code = it.key();
