@@ -25,7 +25,7 @@ Read it by columns first, then by rows:
 | what is there | what it means | where to look |
 |---|---|---|
 | one column has timeouts and nothing good | that station is off, cut off, or has another number | its plug and supply, its station number (`dx7 scan`) |
-| *wrong CRC* in every living column | bytes are damaged on the way | termination, shield, a motor cable beside it, baud rate and parity |
+| *wrong CRC*, *damaged answers* in every living column | bytes are damaged on the way | termination, shield, a motor cable beside it, baud rate and parity |
 | *wrong CRC* in one column only | damaged near that station | its branch line, its earth |
 | timeouts and *retries* among good replies | requests or replies are lost as a whole | plugs, the supply of the adapter or gateway |
 | *late replies* | the device is slower than the master waits | `--timeout` |
