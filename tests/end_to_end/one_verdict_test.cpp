@@ -76,6 +76,33 @@ TEST(OneVerdict, ForWhatComesInPlaceOfAReading) {
     }
 }
 
+// In place of the answer to a query that proves a reading.
+TEST(OneVerdict, ForWhatComesInPlaceOfAProof) {
+    const struct {
+        const char* name;
+        std::string bytes;
+        const char* words;
+        const char* counter;
+    } rows[] = {
+        {"wrong CRC", damaged({1, STATUS, 1}), "wrong CRC", "damaged_answers"},
+        {"cut", text({1, STATUS}), "wrong length (2 of 5 bytes)", "damaged_answers"},
+        {"many bytes", std::string(9, '\xA7'), "9 bytes of noise", "noise"},
+    };
+    for (const auto& row : rows) {
+        const FragileDevice device(answering(STATUS, row.bytes));
+        const TemporaryDirectory directory;
+        const std::string file = directory.file("line.pcap");
+        const Finished monitor = dx7At(device.address(), {"monitor", "F:3.0.25", "--seconds", "1", "--stats",
+                                                          "--json", "--record", file});
+        EXPECT_EQ(row.words, replayed(file, row.words)) << row.name;
+        const Json all = ofEvent(jsonLines(monitor.output), "statistics").at("all");
+        for (const char* counter :
+             {"wrong_crc", "wrong_length", "noise", "foreign", "surplus", "damaged_answers"}) {
+            EXPECT_EQ(std::string(row.counter) == counter, all.at(counter) > 0) << row.name << ": " << all;
+        }
+    }
+}
+
 TEST(OneVerdict, ForWhatComesInPlaceOfAnAnswerToAScan) {
     const std::string answers = "station   1  answers, damaged (";
     const std::string end = "): baud rate? parity? two stations with this number?\n";
