@@ -17,7 +17,7 @@ namespace {
 
 constexpr int MOST_VALUES = 1000;
 // Of one text, at all its stations.
-constexpr int MOST_POINTS = 10000;
+constexpr int MOST_POINTS_OF_A_TEXT = 10000;
 
 // Removes everything from the last `mark` on and returns what came after it; empty when there is no mark.
 std::optional<QString> cutFrom(QString* text, QChar mark) {
@@ -256,11 +256,11 @@ QVector<Point> ItemNotation::points(const QString& text) const {
     QVector<Point> all;
     for (const QString& single : perStation(text)) {
         all += pointsAtStation(single);
-        if (all.size() > MOST_POINTS) {
+        if (all.size() > MOST_POINTS_OF_A_TEXT) {
             throw UsageError(
                 QStringLiteral("\"%1\" is more than %2 values, name fewer stations or a smaller count")
                     .arg(text)
-                    .arg(MOST_POINTS));
+                    .arg(MOST_POINTS_OF_A_TEXT));
         }
     }
     return all;
