@@ -79,11 +79,12 @@ void CommLoop::clearOperation() {
     damaged_.clear();
 }
 
-bool CommLoop::begin(qint64 nowUs) {
+bool CommLoop::begin(qint64 nowUs, bool once) {
     FRAME_PRO& frame = transaction_.frame;
     if (!session_.nextRequest(&frame)) {
         return false;
     }
+    once_ = once;
     transaction_.repeated = outstanding_;
     if (!outstanding_) {
         clearOperation();
@@ -136,7 +137,7 @@ void CommLoop::takeReply(const ExchangeEnd& end) {
     }
 }
 
-// The station would refuse it again: the driver's repetitions of the request are not sent.
+// The driver's repetitions of the request are not sent.
 void CommLoop::giveUp() {
     FRAME_PRO repetition;
     while (transaction_.driverResult == DX7_REPLY_SEND_AGAIN && session_.nextRequest(&repetition)) {
@@ -172,7 +173,8 @@ void CommLoop::judge(const ExchangeEnd& end, qint64 nowUs) {
     reply_.resize(0);
     reply_.append(transaction.reply);
     transaction.driverResult = session_.takeReply(reply_, transaction.info);
-    if (transaction.outcome == Outcome::Exception) {
+    if (transaction.outcome == Outcome::Exception || once_) {
+        // The station would refuse it again, or the next probe asks again.
         giveUp();
     }
     outstanding_ = transaction.driverResult == DX7_REPLY_SEND_AGAIN;

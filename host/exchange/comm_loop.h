@@ -45,9 +45,9 @@ public:
 
     /// Nothing is under way, and the line is clear.
     bool ready(qint64 nowUs) const { return exchange_.idle() && nowUs >= exchange_.clearUs(); }
-    /// Fetches the driver's next request and begins it. False when the driver has nothing to send. Only while
-    /// ready().
-    bool begin(qint64 nowUs);
+    /// Fetches the driver's next request and begins it; `once` says that it is not repeated, whatever comes
+    /// of it. False when the driver has nothing to send. Only while ready().
+    bool begin(qint64 nowUs, bool once = false);
     /// When advance() or begin() has something to do.
     DueUs nextDueUs() const { return exchange_.idle() ? exchange_.clearUs() : exchange_.nextDueUs(); }
 
@@ -78,6 +78,8 @@ private:
     Transaction transaction_;
     QByteArray reply_;
     bool outstanding_ = false;
+    /// It is not repeated.
+    bool once_ = false;
     /// See writeUnsettled().
     bool unsettled_ = false;
     /// Before the present attempt.

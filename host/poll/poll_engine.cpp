@@ -152,7 +152,13 @@ bool PollEngine::begin(qint64 nowUs) {
             return false;
         }
     }
-    return nowUs >= stalledUntilUs_ && loop_.begin(nowUs);
+    return nowUs >= stalledUntilUs_ && loop_.begin(nowUs, probing());
+}
+
+// A probe is one request: where it is lost, three would take the line for so long that the next one had to
+// wait for all the longer.
+bool PollEngine::probing() const {
+    return active_ && (current_.kind == Operation::Probe || (current_.kind == Operation::Alone && probing_));
 }
 
 // Whether the proof of what is held is all that is left to do.

@@ -110,6 +110,7 @@ public:
 
 private:
     bool begin(qint64 nowUs);
+    bool probing() const;
     bool nothingElse() const;
     bool probe(const Turn& turn, qint64 nowUs);
     void endQuery(qint64 nowUs);

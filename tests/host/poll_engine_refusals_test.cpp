@@ -1,6 +1,7 @@
 // A line whose stations refuse some of what is polled.
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <functional>
 
 #include "host/exchange/rtu_frame.h"
@@ -14,6 +15,10 @@ namespace {
 
 const qint64 SECOND = 1000000;
 
+bool readsF(const QByteArray& request) {
+    return !isQuery(request) && wordAt(request, 2) >= 0xF000;
+}
+
 // A paced line; `refuses` gives the code with which a station refuses a read, or 0.
 class PollEngineRefusals : public testing::Test {
 protected:
@@ -21,7 +26,9 @@ protected:
         rig.line.script = [this](ScriptedLine& line, const QByteArray& request) {
             const int station = byteAt(request, 0);
             const int code = isQuery(request) ? 0 : refuses(station, wordAt(request, 2), wordAt(request, 4));
-            if (code == 0) {
+            if (toLose > 0 && readsF(request)) {
+                --toLose;
+            } else if (code == 0) {
                 answer(line, rig.settings, device, request);
             } else {
                 ++refusals;
@@ -51,6 +58,8 @@ protected:
     ScriptedDevice device;
     std::function<int(int station, int start, int count)> refuses = [](int, int, int) { return 0; };
     int refusals = 0;
+    // So many of the next reads of F get no reply.
+    int toLose = 0;
     QStringList notices;
 };
 
@@ -101,6 +110,27 @@ TEST_F(PollEngineRefusals, ABusyStationIsAskedEverMoreSeldom) {
     EXPECT_TRUE(rig.engine.health().dead().isEmpty()) << "a refusal is an answer";
     refuses = [](int, int, int) { return 0; };
     rig.runFor(13 * SECOND);
+    expectGoodBut({}, QString());
+}
+
+// A probe that is lost takes the line for one time-out, not for three: the next one is due the sooner.
+TEST_F(PollEngineRefusals, AProbeThatIsLostIsNotRepeatedAtOnce) {
+    refuses = [](int, int start, int) { return start >= 0xF000 ? 6 : 0; };
+    rig.watch("F:0.0.00,10 AI:0,4");
+    ASSERT_TRUE(rig.runUntil([this] { return refusals == 2; }));
+    refuses = [](int, int, int) { return 0; };
+    toLose = 1;
+    ASSERT_TRUE(rig.runUntil([this] { return toLose == 0; }));
+    const qint64 lostUs = rig.clock.nowUs();
+    rig.line.requests.clear();
+    const auto asked = [this] {
+        return std::count_if(rig.line.requests.begin(), rig.line.requests.end(), readsF);
+    };
+    ASSERT_TRUE(rig.runUntil([&] { return asked() > 0; }));
+    const qint64 pauseUs = rig.clock.nowUs() - lostUs;
+    EXPECT_GT(pauseUs, 12 * 300000) << "repeated at once";
+    EXPECT_LT(pauseUs, 18 * 300000);
+    rig.runFor(3 * SECOND);
     expectGoodBut({}, QString());
 }
 

@@ -9,6 +9,12 @@ constexpr double FORGOTTEN_SECONDS = 10;
 // A reply that is in time comes within three times 0.5 s. Computers that are busy add what they add.
 constexpr double IN_TIME_SECONDS = 1.5;
 constexpr double BUSY_SECONDS = 1;
+// What a station refused may have been asked for again just before the faults end. A probe of a slow station
+// takes as long as a reply that is in time, and the next one follows 12 times as long after it. Its reply is
+// good when the station has answered up to three queries, one a second.
+constexpr double RECOVERY_SECONDS = 13 * IN_TIME_SECONDS + 3 + BUSY_SECONDS;
+// Shorter, for nothing follows from it.
+constexpr double LOOK_SECONDS = 22;
 
 std::string each(std::initializer_list<const char*> names, double share) {
     std::string list;
@@ -67,5 +73,8 @@ FaultMix mixOfLine(int line, double share, int latestMs) {
     FaultMix mix = plainMix(line, share, latestMs);
     const bool behind = mix.lateByMs > 0 || mix.name == "delay";
     mix.oldestSeconds = (behind ? FORGOTTEN_SECONDS : IN_TIME_SECONDS) + BUSY_SECONDS;
+    // A reply that is late when the faults end holds the line up.
+    mix.recoverySeconds = RECOVERY_SECONDS + mix.lateByMs / 1000.0;
+    mix.patienceSeconds = mix.recovers ? mix.recoverySeconds + BUSY_SECONDS : LOOK_SECONDS;
     return mix;
 }

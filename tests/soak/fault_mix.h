@@ -20,6 +20,10 @@ struct FaultMix {
     bool recovers = true;
     /// How long after its making a reply may come that is shown as good.
     double oldestSeconds = 0;
+    /// How soon after the faults end everything is good again, where it recovers.
+    double recoverySeconds = 0;
+    /// How long that is waited for.
+    double patienceSeconds = 0;
 };
 
 /// Of the line with this number, from 0 on; the mixes repeat, and lines 0 and 1, 2 and 3, ... have the same

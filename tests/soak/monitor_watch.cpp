@@ -15,7 +15,6 @@ const Words ITEMS{"F:3.0.20,4", "F:4.0.20,4", "F:5.0.30,3", "D:0.0.10,5", "AI:0,
 constexpr int STEADY_STEPS = 4;
 constexpr double MEMORY_SECONDS = 0.5;
 constexpr double STEP_SECONDS = 0.25;
-constexpr double PATIENCE_SECONDS = 22;
 // The values begin anew then: all that an item ever has.
 constexpr int ALL_STEPS = 256;
 // While replies are owed, nothing is shown.
@@ -23,6 +22,8 @@ constexpr int SILENCE_MS_AT_MOST = 30000;
 constexpr int LOOK_MS = 500;
 // The computer's clocks are read at different moments, and lines carry milliseconds.
 constexpr double CLOCK_ERROR = 0.003;
+// The wall clock may be slewed while the device's goes on: by so much of the time (adjtime(3) of Linux).
+constexpr double SLEW = 0.0005;
 
 // Seconds of a time as "2026-11-21T13:04:05.678+01:00" or "...Z".
 double secondsOf(const std::string& text) {
@@ -69,9 +70,13 @@ bool MonitorWatch::readLine() {
     return true;
 }
 
+double MonitorWatch::clockError() const {
+    return CLOCK_ERROR + offset_.error + SLEW * (wallClock() - offset_.measuredAt);
+}
+
 void MonitorWatch::take(const Json& line) {
     if (line.contains("time")) {
-        lineSeconds_ = secondsOf(line.at("time")) - offset_;
+        lineSeconds_ = secondsOf(line.at("time")) - offset_.seconds;
     }
     if (line.contains("item")) {
         const std::string notation = line.at("item");
@@ -101,7 +106,7 @@ void MonitorWatch::takeValue(Shown& shown, const Json& line, double deviceSecond
         // What is doubtful is new, and told apart from what is good: it may be anything, and stays when no
         // reply follows.
         const bool doubtful = shown.quality == "doubtful";
-        const bool had = stepsSince(shown.item, value, stepAt(deviceSeconds + CLOCK_ERROR), ALL_STEPS) >= 0;
+        const bool had = stepsSince(shown.item, value, stepAt(deviceSeconds + clockError()), ALL_STEPS) >= 0;
         if (!doubtful && value != shown.value && value != shown.doubtful && !had) {
             result_.fail("shown as bad with a value that was not shown before: " + line.dump());
         }
@@ -113,7 +118,7 @@ void MonitorWatch::takeValue(Shown& shown, const Json& line, double deviceSecond
 
 void MonitorWatch::takeGood(Shown& shown, int value, const Json& line, double deviceSeconds) {
     const double oldest = device_.mix().oldestSeconds;
-    const long step = stepAt(deviceSeconds + CLOCK_ERROR);
+    const long step = stepAt(deviceSeconds + clockError());
     const int back = stepsSince(shown.item, value, step, static_cast<int>(std::ceil(oldest / STEP_SECONDS)));
     const std::string place = " at " + std::to_string(deviceSeconds) + " s of the device (step " +
                               std::to_string(step) + ") on line \"" + device_.mix().name +
@@ -126,7 +131,7 @@ void MonitorWatch::takeGood(Shown& shown, int value, const Json& line, double de
     if (!shown.item.bit && step - back < shown.step) {
         result_.fail("older than step " + std::to_string(shown.step) + ", which was shown before" + place);
     }
-    const bool right = back == 0 || stepAt(deviceSeconds - CLOCK_ERROR) == step - back;
+    const bool right = back == 0 || stepAt(deviceSeconds - clockError()) == step - back;
     ++(right ? result_.valuesRight : result_.valuesStale);
     result_.oldestSteps = right ? result_.oldestSteps : std::max(result_.oldestSteps, back);
     shown.value = value;
@@ -160,8 +165,9 @@ double MonitorWatch::secondsUntilShown(long step) {
         return !entry.second.good || (!entry.second.item.bit && entry.second.step < step);
     };
     const double begin = static_cast<double>(step) * STEP_SECONDS;
-    const auto passed = [&] { return wallClock() - offset_ - begin; };
-    while (std::any_of(shown_.begin(), shown_.end(), behind) && passed() < PATIENCE_SECONDS && readLine()) {
+    const auto passed = [&] { return wallClock() - offset_.seconds - begin; };
+    while (std::any_of(shown_.begin(), shown_.end(), behind) && passed() < device_.mix().patienceSeconds &&
+           readLine()) {
     }
     return passed();
 }
@@ -180,8 +186,8 @@ void MonitorWatch::recover() {
     }
     const long bad = result_.valuesBad;
     // Steps that begin after the recovery, so that a slow one does not make them look slow.
-    for (int i = 0; i < STEADY_STEPS && seconds < PATIENCE_SECONDS; ++i) {
-        seconds = secondsUntilShown(stepAt(wallClock() - offset_) + 1);
+    for (int i = 0; i < STEADY_STEPS && seconds < device_.mix().patienceSeconds; ++i) {
+        seconds = secondsUntilShown(stepAt(wallClock() - offset_.seconds) + 1);
         result_.steadySeconds = std::max(result_.steadySeconds, seconds);
     }
     result_.badAgain[device_.overTcp() ? "over TCP" : "on pseudo-terminals"] = result_.valuesBad - bad;

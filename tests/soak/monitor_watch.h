@@ -42,14 +42,15 @@ private:
     void take(const nlohmann::json& line);
     void takeValue(Shown& shown, const nlohmann::json& line, double deviceSeconds);
     void sampleMemory(bool warm);
-    /// Seconds from the step's begin until the last item showed it or a later one; at
-    /// least PATIENCE_SECONDS when one does not.
+    /// By how much the time of a line may differ from the device's.
+    double clockError() const;
+    /// Seconds from the step's begin until the last item showed it or a later one; at least the mix's
+    /// patience when one does not.
     double secondsUntilShown(long step);
 
     SoakDevice& device_;
     SoakResult& result_;
-    /// Wall clock minus device clock.
-    double offset_;
+    const ClockOffset offset_;
     std::map<std::string, Shown> shown_;
     std::unique_ptr<Process> monitor_;
     /// The device's time at the last line.

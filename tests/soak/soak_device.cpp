@@ -70,20 +70,20 @@ double SoakDevice::seconds() {
     return std::stod(tell("time").substr(5));
 }
 
-// The best of several readings: the one with the shortest way.
-double SoakDevice::wallClockOffset() {
-    double shortest = std::numeric_limits<double>::max();
-    double offset = 0;
+// The best of several readings: the one with the shortest way, somewhere on which the device read its clock.
+ClockOffset SoakDevice::wallClockOffset() {
+    ClockOffset best;
+    best.error = std::numeric_limits<double>::max();
     for (int i = 0; i < 20; ++i) {
         const double before = wallClock();
         const double device = seconds();
         const double after = wallClock();
-        if (after - before < shortest) {
-            shortest = after - before;
-            offset = (before + after) / 2 - device;
+        const double error = (after - before) / 2;
+        if (error < best.error) {
+            best = ClockOffset{before + error - device, error, after};
         }
     }
-    return offset;
+    return best;
 }
 
 std::vector<std::string> SoakDevice::summary() {

@@ -29,6 +29,14 @@ struct SoakSettings {
     int latestMs = 3000;
 };
 
+/// How far the wall clock is ahead of the device's clock.
+struct ClockOffset {
+    double seconds = 0;
+    /// It may be more or less by so much, when it is measured and later.
+    double error = 0;
+    double measuredAt = 0;
+};
+
 class SoakDevice {
 public:
     SoakDevice(const SoakSettings& settings, int line);
@@ -44,7 +52,7 @@ public:
     std::string tell(const std::string& command);
     /// Its clock, and how much later the computer's wall clock is.
     double seconds();
-    double wallClockOffset();
+    ClockOffset wallClockOffset();
     /// Requests it has received.
     long requests();
     /// Faults it has made, by name.
