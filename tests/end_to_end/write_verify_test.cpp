@@ -106,14 +106,56 @@ TEST(WriteVerify, AReadBackThatIsRefusedLeavesAnAcknowledgement) {
         reaction.exception = request[1] == READ ? 2 : 0;
         return reaction;
     });
-    for (const char* item : {"F:3.0.20=5", "CW:0=5"}) {
-        const Finished run = dx7At(device.address(), {"write", item});
+    for (const Words& write : {Words{"write", "F:3.0.20=5"}, Words{"write", "--verify", "CW:0=5"}}) {
+        const Finished run = dx7At(device.address(), write);
         EXPECT_EQ(1, run.exitCode);
         EXPECT_EQ("", run.output);
         EXPECT_TRUE(says(run.errors,
                          "failed: acknowledged, but reading back failed: exception 2 (illegal data address)"))
             << run.errors;
     }
+}
+
+// It may be a command that makes the device start anew.
+TEST(WriteVerify, ACommandThatCannotBeReadBackIsAcknowledged) {
+    for (const int exception : {2, 0}) {
+        const FragileDevice device([exception](const FragileDevice::Frame& request, int) {
+            Reaction reaction;
+            reaction.exception = request[1] == READ ? exception : 0;
+            reaction.answer = request[1] != READ || exception != 0;
+            return reaction;
+        });
+        const std::string said = std::string("acknowledged, but reading back failed: ") +
+                                 (exception == 0 ? "no reply" : "exception 2 (illegal data address)");
+        const Finished run = dx7At(device.address(), {"write", "CW:0=5"});
+        EXPECT_EQ(0, run.exitCode) << run.errors;
+        EXPECT_EQ("CW:0@1 = 5 " + said + "\n", run.output);
+        const std::vector<Json> items =
+            jsonLines(dx7At(device.address(), {"write", "--json", "CW:0=5"}).output);
+        ASSERT_EQ(1U, items.size());
+        EXPECT_TRUE(items[0].at("written").is_null());
+        EXPECT_EQ(true, items[0].at("acknowledged"));
+        EXPECT_TRUE(items[0].at("reads_back").is_null());
+        EXPECT_EQ("doubtful", items[0].at("quality"));
+        EXPECT_EQ(said, items[0].at("fault"));
+    }
+}
+
+// One bit is there though its acknowledgement was lost, the other was acknowledged and cleared itself.
+TEST(WriteVerify, BitsThatEndDifferentlyAreNamedEach) {
+    constexpr std::uint8_t READ_COILS = 1;
+    const FragileDevice device([](const FragileDevice::Frame& request, int number) {
+        Reaction reaction;
+        reaction.answer = request[1] != WRITE_BIT || number > 1;
+        if (request[1] == READ_COILS) {
+            reaction.noise = text({request[0], READ_COILS, 1, 1});
+        }
+        return reaction;
+    });
+    const Finished run = dx7At(device.address(), {"write", "DO:1,2=1,1", "--retries", "1"});
+    EXPECT_EQ(0, run.exitCode) << run.errors;
+    EXPECT_EQ("DO:1,2@1 = 1,1 done: DO:1@1 written and verified; DO:2@1 acknowledged, reads back 0\n",
+              run.output);
 }
 
 TEST(WriteVerify, AValueThatIsThereIsWrittenThoughItsAcknowledgementIsLost) {

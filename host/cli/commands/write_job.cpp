@@ -105,8 +105,8 @@ bool look(Connection& connection, WriteJob& job, const QVector<int>& numbers, QV
     return mayChange;
 }
 
-// What the last look says of a value; `failure`: why it was not read.
-void settle(WriteJob& job, int index, const QString& failure) {
+// What the last look says of a value; `failure`: why it was not read; `broken`: so was the command.
+void settle(WriteJob& job, int index, const QString& failure, bool broken) {
     ValueFate& known = job.values[index];
     if (equal(job, index)) {
         known.fate = Fate::Written;
@@ -115,9 +115,11 @@ void settle(WriteJob& job, int index, const QString& failure) {
     }
     const bool demanded = job.rule == ReadBackRule::Demand;
     if (!known.readsBack) {
-        if (known.acknowledged) {
-            known.fault = QStringLiteral("acknowledged, but reading back failed: %1").arg(failure);
+        if (known.acknowledged && (demanded || broken)) {
+            known.fault = unreadText(failure);
             known.backFault = true;
+        } else if (known.acknowledged) {
+            known.unread = failure;
         }
     } else if (known.acknowledged && demanded) {
         known.fault = QStringLiteral("acknowledged, but ") + differenceText(job, index);
@@ -153,7 +155,7 @@ void readBack(Connection& connection, WriteJob& job) {
         }
     }
     for (int i = 0; i < numbers.size(); ++i) {
-        settle(job, numbers.at(i), faults.at(i));
+        settle(job, numbers.at(i), faults.at(i), !connection.breakReason().isEmpty());
     }
 }
 
@@ -177,6 +179,10 @@ WriteJob::WriteJob(const WriteRequest& written, std::optional<bool> chosen)
 quint32 WriteJob::raw(int index) const {
     const int width = request.first.items();
     return rawFromItems(request.first.format, request.items.mid(index * width, width));
+}
+
+QString unreadText(const QString& failure) {
+    return QStringLiteral("acknowledged, but reading back failed: %1").arg(failure);
 }
 
 bool WriteJob::done() const {

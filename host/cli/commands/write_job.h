@@ -41,8 +41,11 @@ struct ValueFate {
     bool byHalf = false;
     /// The good value that was read back last; empty without one.
     std::optional<quint32> readsBack;
-    /// It was acknowledged, and reading back showed another value, or failed.
+    /// It was acknowledged, and reading back showed another value, or failed, where that is a fault.
     bool backFault = false;
+    /// Why reading back failed, where that is no fault: the device may have taken the value back by itself,
+    /// or be starting anew by it.
+    QString unread;
 };
 
 /// A write, the points that show its values, and how it went.
@@ -64,6 +67,9 @@ struct WriteJob {
     /// All of it is as its rule demands.
     bool done() const;
 };
+
+/// "acknowledged, but reading back failed: no reply".
+QString unreadText(const QString& failure);
 
 /// Writes, and reads back by the job's rule, before it returns: two items may be the same bits of the device
 /// under two names. What a station that did not answer before would cost is spared.

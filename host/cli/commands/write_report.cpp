@@ -25,39 +25,23 @@ QString valuesText(const WriteJob& job) {
     return values.join(QLatin1Char(','));
 }
 
-// Of a job that is done.
-QString successText(const WriteJob& job) {
-    if (job.broadcast()) {
-        return QLatin1String(BROADCAST);
-    }
-    const bool acknowledged = std::all_of(job.values.begin(), job.values.end(),
-                                          [](const ValueFate& known) { return known.acknowledged; });
-    if (job.rule == ReadBackRule::None) {
-        return QStringLiteral("acknowledged");
-    }
-    if (job.rule == ReadBackRule::Demand || !acknowledged) {
-        return QStringLiteral("written and verified");
-    }
-    QStringList values;
-    for (int i = 0; i < job.values.size(); ++i) {
-        values += shown(job, i, *job.values.at(i).readsBack);
-    }
-    return QStringLiteral("acknowledged, reads back ") + values.join(QLatin1Char(','));
-}
-
 // Values in a row that share what has become of them.
 struct Part {
     int first = 0;
     int count = 0;
 };
 
+bool endedAlike(const ValueFate& a, const ValueFate& b) {
+    const bool readAlike =
+        a.fate != Fate::Acknowledged || (a.readsBack == b.readsBack && a.unread == b.unread);
+    return a.fate == b.fate && a.fault == b.fault && readAlike;
+}
+
 QVector<Part> partsOf(const WriteJob& job) {
     QVector<Part> parts;
     for (int i = 0; i < job.values.size(); ++i) {
         const ValueFate& known = job.values.at(i);
-        const bool same = !parts.isEmpty() && job.values.at(i - 1).fate == known.fate &&
-                          job.values.at(i - 1).fault == known.fault;
-        if (same) {
+        if (!parts.isEmpty() && endedAlike(job.values.at(i - 1), known)) {
             ++parts.last().count;
         } else {
             parts += Part{i, 1};
@@ -66,15 +50,25 @@ QVector<Part> partsOf(const WriteJob& job) {
     return parts;
 }
 
-QString fateText(const ValueFate& known, int station) {
+// Of an acknowledgement: what reading back showed, or why it showed nothing.
+QString readBackText(const WriteJob& job, int index) {
+    const ValueFate& known = job.values.at(index);
+    if (!known.unread.isEmpty()) {
+        return unreadText(known.unread);
+    }
+    return known.readsBack ? QStringLiteral("acknowledged, reads back ") + shown(job, index, *known.readsBack)
+                           : QStringLiteral("acknowledged");
+}
+
+QString fateText(const WriteJob& job, int index) {
+    const ValueFate& known = job.values.at(index);
     if (!known.fault.isEmpty()) {
         return known.fault;
     }
-    if (station == 0) {
+    if (job.broadcast()) {
         return QLatin1String(BROADCAST);
     }
-    return known.fate == Fate::Written ? QStringLiteral("written and verified")
-                                       : QStringLiteral("acknowledged");
+    return known.fate == Fate::Written ? QStringLiteral("written and verified") : readBackText(job, index);
 }
 
 // "F:3.0.20@1 written and verified; F:3.0.21@1 to F:3.0.24@1 not sent: ...".
@@ -84,9 +78,26 @@ QString partsText(const WriteJob& job, const QVector<Part>& parts) {
         const QString first = job.points.at(part.first).name;
         const QString last = job.points.at(part.first + part.count - 1).name;
         const QString items = part.count == 1 ? first : QStringLiteral("%1 to %2").arg(first, last);
-        texts += items + QLatin1Char(' ') + fateText(job.values.at(part.first), job.request.first.station);
+        texts += items + QLatin1Char(' ') + fateText(job, part.first);
     }
     return texts.join(QStringLiteral("; "));
+}
+
+// Of a job that is done.
+QString successText(const WriteJob& job) {
+    const bool acknowledged = std::all_of(job.values.begin(), job.values.end(),
+                                          [](const ValueFate& known) { return known.acknowledged; });
+    const bool read = std::all_of(job.values.begin(), job.values.end(),
+                                  [](const ValueFate& known) { return known.readsBack.has_value(); });
+    if (job.rule == ReadBackRule::Show && acknowledged && read) {
+        QStringList values;
+        for (int i = 0; i < job.values.size(); ++i) {
+            values += shown(job, i, *job.values.at(i).readsBack);
+        }
+        return QStringLiteral("acknowledged, reads back ") + values.join(QLatin1Char(','));
+    }
+    const QVector<Part> parts = partsOf(job);
+    return parts.size() == 1 ? fateText(job, 0) : QStringLiteral("done: ") + partsText(job, parts);
 }
 
 // Of a run that was acknowledged and reads otherwise, or could not be read back.
@@ -121,10 +132,10 @@ QString openQuestion(const WriteJob& job, int index) {
     if (job.broadcast()) {
         return QLatin1String(BROADCAST);
     }
-    return known.readsBack
-               ? QStringLiteral("acknowledged, reads back %1: the device may have cleared it by itself")
-                     .arg(shown(job, index, *known.readsBack))
-               : QStringLiteral("acknowledged, not read back");
+    if (known.readsBack) {
+        return readBackText(job, index) + QStringLiteral(": the device may have cleared it by itself");
+    }
+    return known.unread.isEmpty() ? QStringLiteral("acknowledged, not read back") : unreadText(known.unread);
 }
 
 Quality qualityOf(Fate fate) {
