@@ -24,8 +24,8 @@ struct Driver {
     /// The default parameters as the driver reports them.
     QString parameter() const;
     /// The points that the arguments name: items, or names of tags in the file of -c; all its tags when there
-    /// are no arguments. What the tags say of writing goes for items, too. Warns of those beyond the driver's
-    /// table. Throws UsageError.
+    /// are no arguments. The write rules of the tags apply to items given as text, too. Warns of points
+    /// beyond the driver's table. Throws UsageError.
     QVector<Point> points(const CommonOptions& options, const std::vector<std::string>& arguments) const;
     /// The writes that the arguments name: items or tags, each with its values. Throws UsageError, also for
     /// what a tag does not allow of its item.

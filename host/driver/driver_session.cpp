@@ -40,6 +40,15 @@ int DriverSession::takeReply(QByteArray& reply, QString& info) {
     return functions_.dealRcvFrame(reply, info);
 }
 
+int DriverSession::giveUp(QString& info) {
+    int result = DX7_REPLY_SEND_AGAIN;
+    while (result == DX7_REPLY_SEND_AGAIN) {
+        QByteArray nothing;
+        result = takeReply(nothing, info);
+    }
+    return result;
+}
+
 QVector<ItemRange> DriverSession::merge(const QVector<ItemRange>& entries) {
     QList<KEY_ADDRESS> list;
     for (const ItemRange& entry : entries) {

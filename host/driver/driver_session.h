@@ -44,6 +44,9 @@ public:
     bool nextRequest(FRAME_PRO* frame);
     /// Hands the reply to the request that is out to the driver; empty = none came. Returns a Dx7ReplyResult.
     int takeReply(QByteArray& reply, QString& info);
+    /// Tells the driver that no reply came to the request that is out, nor to any repetition of it, none of
+    /// which is sent. Returns DX7_REPLY_GIVEN_UP. A request must be out.
+    int giveUp(QString& info);
 
     /// Replaces the polling plan and returns its blocks. The driver must be between operations.
     QVector<ItemRange> merge(const QVector<ItemRange>& entries);

@@ -137,15 +137,6 @@ void CommLoop::takeReply(const ExchangeEnd& end) {
     }
 }
 
-// The driver's repetitions of the request are not sent.
-void CommLoop::giveUp() {
-    FRAME_PRO repetition;
-    while (transaction_.driverResult == DX7_REPLY_SEND_AGAIN && session_.nextRequest(&repetition)) {
-        reply_.resize(0);
-        transaction_.driverResult = session_.takeReply(reply_, transaction_.info);
-    }
-}
-
 void CommLoop::judge(const ExchangeEnd& end, qint64 nowUs) {
     Transaction& transaction = transaction_;
     transaction.reply.resize(0);
@@ -173,9 +164,10 @@ void CommLoop::judge(const ExchangeEnd& end, qint64 nowUs) {
     reply_.resize(0);
     reply_.append(transaction.reply);
     transaction.driverResult = session_.takeReply(reply_, transaction.info);
-    if (transaction.outcome == Outcome::Exception || once_) {
+    const bool again = transaction.driverResult == DX7_REPLY_SEND_AGAIN;
+    if (again && (transaction.outcome == Outcome::Exception || once_)) {
         // The station would refuse it again, or the next probe asks again.
-        giveUp();
+        transaction.driverResult = session_.giveUp(transaction.info);
     }
     outstanding_ = transaction.driverResult == DX7_REPLY_SEND_AGAIN;
     transaction.unsettled = unsettled_ && !transaction.good();

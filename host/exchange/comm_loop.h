@@ -68,7 +68,6 @@ private:
     void judge(const ExchangeEnd& end, qint64 nowUs);
     void takeReply(const ExchangeEnd& end);
     void takeDamage();
-    void giveUp();
     void clearOperation();
 
     DriverSession& session_;

@@ -5,14 +5,14 @@
 
 namespace dx7 {
 
+bool headOf(const QByteArray& bytes, int start, const AwaitedReply& awaited) {
+    const int function = byteAt(bytes, start + 1);
+    return awaited.length > 0 && byteAt(bytes, start) == awaited.station && function >= 0 &&
+           (function & ~EXCEPTION_BIT) == awaited.function;
+}
+
 bool resembles(const QByteArray& bytes, const AwaitedReply& awaited) {
-    if (awaited.length == 0) {
-        return false;
-    }
-    const int function = byteAt(bytes, 1);
-    const bool head = byteAt(bytes, 0) == awaited.station && function >= 0 &&
-                      (function & ~EXCEPTION_BIT) == awaited.function;
-    return head || bytes.size() == awaited.length;
+    return headOf(bytes, 0, awaited) || (awaited.length > 0 && bytes.size() == awaited.length);
 }
 
 Damage damageIn(const QByteArray& bytes, const AwaitedReply& awaited) {
@@ -41,9 +41,9 @@ AwaitedReply awaitedReply(const QByteArray& request) {
     if (awaited.station <= 0 || !endsWithCrc(request, 0, request.size())) {
         return awaited;
     }
-    if (awaited.function == 1 || awaited.function == 2) {
+    if (readsBits(awaited.function)) {
         awaited.length = READ_OVERHEAD_BYTES + (quantity + 7) / 8;
-    } else if (awaited.function == 3 || awaited.function == 4) {
+    } else if (readsWords(awaited.function)) {
         awaited.length = READ_OVERHEAD_BYTES + 2 * quantity;
     } else if (awaited.function == READ_EXCEPTION_STATUS) {
         awaited.length = EXCEPTION_FRAME_BYTES;

@@ -1,6 +1,6 @@
 /// \file
-/// What bytes without a valid CRC are: one verdict for the same bytes, whoever asks. Pure functions, for any
-/// thread; none of them fails.
+/// Classifies bytes without a valid CRC, so that every command gives the same verdict on the same bytes. Pure
+/// functions, for any thread; none of them fails.
 #ifndef DX7_HOST_DAMAGE_H
 #define DX7_HOST_DAMAGE_H
 
@@ -26,6 +26,8 @@ enum class Damage {
     Noise
 };
 
+/// The bytes from `start` on begin with the station and function code of the awaited reply, or its refusal.
+bool headOf(const QByteArray& bytes, int start, const AwaitedReply& awaited);
 /// The bytes may be the awaited reply: they begin with its station and function code, or are as many.
 bool resembles(const QByteArray& bytes, const AwaitedReply& awaited);
 /// `bytes` have no valid CRC.

@@ -9,12 +9,7 @@ namespace dx7 {
 
 namespace {
 
-constexpr int DATA_OVERHEAD_BYTES = 5;
 constexpr int MOST_BYTES = 4 * LONGEST_FRAME_BYTES;
-
-bool readsData(int function) {
-    return function >= 1 && function <= 4;
-}
 
 bool beginAlike(const QByteArray& a, const QByteArray& b, int count) {
     return std::memcmp(a.constData(), b.constData(), static_cast<std::size_t>(count)) == 0;
@@ -30,9 +25,9 @@ int announcedLength(const QByteArray& bytes, int start) {
     if ((function & EXCEPTION_BIT) != 0 || function == READ_EXCEPTION_STATUS) {
         return EXCEPTION_FRAME_BYTES;
     }
-    if (readsData(function)) {
+    if (readsBits(function) || readsWords(function)) {
         const int count = byteAt(bytes, start + 2);
-        return count < 0 ? 0 : count + DATA_OVERHEAD_BYTES;
+        return count < 0 ? 0 : count + READ_OVERHEAD_BYTES;
     }
     return isWriteFunction(function) || function == DIAGNOSTICS ? WRITE_REPLY_BYTES : 0;
 }
@@ -51,9 +46,7 @@ void FrameStream::sent(const QByteArray& frame, EchoLook echo) {
 }
 
 bool FrameStream::headAwaited(int start) const {
-    const int function = byteAt(buffer_, start + 1);
-    return awaited_.length > 0 && byteAt(buffer_, start) == awaited_.station && function >= 0 &&
-           (function & ~EXCEPTION_BIT) == awaited_.function;
+    return headOf(buffer_, start, awaited_);
 }
 
 // Length of the whole frame that begins at `start` by its own announcement; 0 without one.

@@ -16,28 +16,12 @@ constexpr int MOST_HEARD_BYTES = 65536;
 // Of a burst that is looked at as a whole.
 constexpr int MOST_TILED_BYTES = 600;
 
-constexpr int FIXED_BYTES = 8;
-constexpr int STATUS_REQUEST_BYTES = 4;
 constexpr int RUN_OVERHEAD_BYTES = 9;
-constexpr int WRITTEN_COIL = 5;
-constexpr int WRITE_REGISTER = 6;
-constexpr int WRITE_COILS = 15;
-constexpr int WRITE_REGISTERS = 16;
-constexpr int WRITTEN_ON = 0xFF00;
 constexpr int MOST_BITS = 2000;
-constexpr int MOST_WORDS = 125;
 constexpr int MOST_REPLY_BYTES = 250;
 
 bool within(int number, int lowest, int highest) {
     return number >= lowest && number <= highest;
-}
-
-bool readsBits(int function) {
-    return function == 1 || function == 2;
-}
-
-bool readsWords(int function) {
-    return function == 3 || function == 4;
 }
 
 bool known(int function) {
@@ -48,9 +32,9 @@ bool known(int function) {
 int alikeLength(int function, const QByteArray& bytes, int start) {
     const int value = wordAt(bytes, start + 4);
     const bool may = function == WRITE_REGISTER ||
-                     (function == WRITTEN_COIL && (value == 0 || value == WRITTEN_ON)) ||
+                     (function == WRITE_COIL && (value == 0 || value == COIL_ON)) ||
                      (function == DIAGNOSTICS && byteAt(bytes, start + 2) == 0);
-    return may ? FIXED_BYTES : 0;
+    return may ? WRITE_REPLY_BYTES : 0;
 }
 
 // The length of the request that may begin at `start`; 0 where none can.
@@ -62,7 +46,9 @@ int requestLength(const QByteArray& bytes, int start) {
     }
     const int quantity = wordAt(bytes, start + 4);
     if (readsBits(function) || readsWords(function)) {
-        return within(quantity, 1, readsBits(function) ? MOST_BITS : MOST_WORDS) ? FIXED_BYTES : 0;
+        return within(quantity, 1, readsBits(function) ? MOST_BITS : dx7common::MOST_REGISTERS)
+                   ? FIXED_REQUEST_BYTES
+                   : 0;
     }
     if (function == READ_EXCEPTION_STATUS) {
         return STATUS_REQUEST_BYTES;
@@ -94,7 +80,7 @@ int replyLength(const QByteArray& bytes, int start) {
         return EXCEPTION_FRAME_BYTES;
     }
     if (function == WRITE_COILS || function == WRITE_REGISTERS) {
-        return within(wordAt(bytes, start + 4), 1, MOST_BITS) ? FIXED_BYTES : 0;
+        return within(wordAt(bytes, start + 4), 1, MOST_BITS) ? WRITE_REPLY_BYTES : 0;
     }
     return alikeLength(function, bytes, start);
 }

@@ -14,7 +14,7 @@ namespace dx7 {
 /// So long a line is listened to, in microseconds, unless a frame is just coming.
 constexpr qint64 LISTEN_US = 300000;
 
-/// Bytes that came while nobody here had sent anything.
+/// Bytes that were received before this host sent anything.
 struct HeardPiece {
     enum Kind {
         /// A whole frame of a master.

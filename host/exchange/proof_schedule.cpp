@@ -9,7 +9,7 @@ namespace {
 
 constexpr qint64 PROOF_INTERVAL_US = 1000000;
 
-// A silent station is asked by whoever polls, when its probe is due.
+// The poller queries a silent station itself, when its probe is due.
 bool asksItself(const StationRecord& station, const QueryConditions& line, qint64 nowUs) {
     return !station.probed && station.mayAsk(line, nowUs);
 }

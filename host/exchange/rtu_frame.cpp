@@ -7,7 +7,8 @@
 namespace dx7 {
 
 bool isWriteFunction(int function) {
-    return function == 5 || function == 6 || function == 15 || function == 16;
+    return function == WRITE_COIL || function == WRITE_REGISTER || function == WRITE_COILS ||
+           function == WRITE_REGISTERS;
 }
 
 quint16 crc16(const QByteArray& bytes, int start, int length) {

@@ -23,6 +23,17 @@ constexpr int DIAGNOSTIC_FRAME_BYTES = 8;
 constexpr int WRITE_REPLY_BYTES = 8;
 /// Of the reply to a read, besides the values.
 constexpr int READ_OVERHEAD_BYTES = 5;
+/// A request with function code 7.
+constexpr int STATUS_REQUEST_BYTES = 4;
+/// A request that reads, or writes one item.
+constexpr int FIXED_REQUEST_BYTES = 8;
+
+/// The function codes that write, and the value that function code 5 writes for 1.
+constexpr int WRITE_COIL = 5;
+constexpr int WRITE_REGISTER = 6;
+constexpr int WRITE_COILS = 15;
+constexpr int WRITE_REGISTERS = 16;
+constexpr int COIL_ON = 0xFF00;
 
 /// The two function codes that say nothing of any item.
 constexpr int READ_EXCEPTION_STATUS = 7;
@@ -36,6 +47,13 @@ constexpr int ECHO_BYTES = 4;
 constexpr int EXCEPTION_ACKNOWLEDGE = 5;
 constexpr int EXCEPTION_GATEWAY_TARGET = 11;
 
+/// Whether the function code reads coils or discrete inputs, or registers.
+inline bool readsBits(int function) {
+    return function == 1 || function == 2;
+}
+inline bool readsWords(int function) {
+    return function == 3 || function == 4;
+}
 /// Whether the function code writes coils or registers.
 bool isWriteFunction(int function);
 

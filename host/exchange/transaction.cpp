@@ -12,8 +12,6 @@ namespace {
 
 constexpr int BYTE_COUNT_AT = 2;
 constexpr int ECHO_VALUE = 4;
-constexpr int WRITE_COIL = 5;
-constexpr int COIL_ON = 0xFF00;
 
 // A reply of the announced length is wrong by the length that it gives itself.
 QString wrongLengthText(const QByteArray& reply, int expectLen) {

@@ -10,7 +10,6 @@ namespace {
 
 constexpr int HEAD_BYTES = 3;
 constexpr int CRC_BYTES = 2;
-constexpr int DIAGNOSTIC_BYTES = 8;
 
 QString registerText(int number) {
     return QStringLiteral("0x%1")
@@ -40,12 +39,12 @@ QString bitsText(const QByteArray& frame) {
 
 QString coilText(const QByteArray& frame) {
     return QStringLiteral("%1 %2").arg(registerText(wordAt(frame, 2)),
-                                       QLatin1String(wordAt(frame, 4) == 0xFF00 ? "on" : "off"));
+                                       QLatin1String(wordAt(frame, 4) == COIL_ON ? "on" : "off"));
 }
 
 // Function code 8: its data is asked back by sub-function 0.
 QString diagnosticText(const QByteArray& frame) {
-    if (frame.size() < DIAGNOSTIC_BYTES) {
+    if (frame.size() < DIAGNOSTIC_FRAME_BYTES) {
         return QString();
     }
     const int subFunction = wordAt(frame, 2);

@@ -12,7 +12,7 @@ namespace dx7 {
 
 /// Names and formats of parameters, by their items. A tag names the item at its own station and, where none
 /// does so for that station, at others: a file with the tags of one device is a template for its like. A
-/// value of two words is no parameter; both its words have the tag's name alone. A value.
+/// parameter is one word: each word of a 32-bit tag gets the tag's name, and no format. A value type.
 class ParameterLabels {
 public:
     ParameterLabels() = default;

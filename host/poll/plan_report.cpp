@@ -43,12 +43,8 @@ std::optional<PlannedBlock> nextBlock(DriverSession& session, const LineSettings
     if (settings.carrier != Carrier::Tcp) {
         block.lineUs = silentIntervalUs(settings) + lineTimeUs(settings, frame.sendLen + frame.expectLen);
     }
-    int result = DX7_REPLY_SEND_AGAIN;
-    while (result == DX7_REPLY_SEND_AGAIN) {
-        QByteArray nothing;
-        QString info;
-        result = session.takeReply(nothing, info);
-    }
+    QString info;
+    session.giveUp(info);
     return block;
 }
 

@@ -21,12 +21,8 @@ std::optional<WireAccess> takeRequest(DriverSession& session, const RegisterType
                 access->reg = frame.sendBuf[REGISTER_BYTE] << 8 | frame.sendBuf[REGISTER_BYTE + 1];
             }
         }
-        int result = DX7_REPLY_SEND_AGAIN;
-        while (result == DX7_REPLY_SEND_AGAIN) {
-            QByteArray nothing;
-            QString info;
-            result = session.takeReply(nothing, info);
-        }
+        QString info;
+        session.giveUp(info);
     }
     return access;
 }

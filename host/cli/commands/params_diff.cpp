@@ -67,22 +67,30 @@ bool printDifferences(const ParamsOptions& options, const Comparison& compared) 
     }
 }
 
+// How many parameters there are, differ and were not read.
+Json countsJson(int parameters, int differ, int notRead) {
+    Json summary = summaryJson("params diff");
+    summary["parameters"] = parameters;
+    summary["differ"] = differ;
+    summary["not_read"] = notRead;
+    return summary;
+}
+
+QString countsText(int parameters, int differ) {
+    return QStringLiteral("%1 of %2 differ").arg(differ).arg(counted(parameters, "parameter"));
+}
+
 // False when it could not be said on standard output.
 bool tellDiffSummary(const ParamsOptions& options, const Comparison& compared, int parameters) {
     bool told = true;
     if (options.json) {
-        Json summary = summaryJson("params diff");
-        summary["parameters"] = parameters;
-        summary["differ"] = compared.differences.size();
-        summary["not_read"] = compared.unread.size();
+        Json summary = countsJson(parameters, compared.differences.size(), compared.unread.size());
         if (!compared.broken.isEmpty()) {
             summary["fault"] = utf8(compared.broken);
         }
         told = tell(summary);
     } else if (compared.broken.isEmpty()) {
-        told = tell(QStringLiteral("%1 of %2 differ")
-                        .arg(compared.differences.size())
-                        .arg(counted(parameters, "parameter")));
+        told = tell(countsText(parameters, compared.differences.size()));
     }
     if (!compared.broken.isEmpty()) {
         printError(
@@ -207,15 +215,9 @@ int diffFiles(const ParamsOptions& options) {
         printFileDifference(difference, options.json);
     }
     if (options.json) {
-        Json summary = summaryJson("params diff");
-        summary["parameters"] = compared.parameters;
-        summary["differ"] = compared.differences.size();
-        summary["not_read"] = 0;
-        print(summary);
+        print(countsJson(compared.parameters, compared.differences.size(), 0));
     } else {
-        print(QStringLiteral("%1 of %2 differ")
-                  .arg(compared.differences.size())
-                  .arg(counted(compared.parameters, "parameter")));
+        print(countsText(compared.parameters, compared.differences.size()));
     }
     if (compared.common == 0) {
         printError(QStringLiteral("nothing could be compared: the files have no parameter in common"));

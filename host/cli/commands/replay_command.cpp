@@ -4,6 +4,7 @@
 #include "host/cli/options.h"
 #include "host/cli/output.h"
 #include "host/error.h"
+#include "host/exchange/damage.h"
 #include "host/exchange/rtu_frame.h"
 #include "host/files/frame_text.h"
 #include "host/files/wall_clock.h"
@@ -18,9 +19,7 @@ AwaitedReply awaitedAfter(const RecordedFrame& frame, const AwaitedReply& before
     if (frame.request) {
         return awaitedReply(frame.bytes);
     }
-    const bool answers = endsWithCrc(frame.bytes, 0, frame.bytes.size()) &&
-                         byteAt(frame.bytes, 0) == before.station &&
-                         (byteAt(frame.bytes, 1) & ~EXCEPTION_BIT) == before.function;
+    const bool answers = endsWithCrc(frame.bytes, 0, frame.bytes.size()) && headOf(frame.bytes, 0, before);
     return answers ? AwaitedReply() : before;
 }
 
