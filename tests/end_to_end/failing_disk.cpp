@@ -1,9 +1,9 @@
 // Loaded before the C library: a disk that fails. Each call that concerns a regular file or a folder below
 // DX7_DISK_FOLDER is a step: making, writing, synchronising, closing, cutting, naming and removing a file,
-// and reading one. The step of number DX7_DISK_STEP fails with the error DX7_DISK_ERROR; an error of -1
-// stands for a write that takes a single byte, one of -2 for a kill before the step. Then the file
-// DX7_DISK_HIT is made, with the name of the step. With DX7_DISK_PLAIN there are no hard links, and no names
-// that are only given where none is. Everything else is left to the real calls.
+// and reading one. Step number DX7_DISK_STEP fails with the error DX7_DISK_ERROR. With -1 a write takes a
+// single byte instead; with -2 the program is killed before the step. The failure creates the file
+// DX7_DISK_HIT, which holds the name of the step. With DX7_DISK_PLAIN the folder has no hard links and no
+// rename that refuses to replace. Everything else is left to the real calls.
 #include <dlfcn.h>
 #include <fcntl.h>
 #include <sys/stat.h>

@@ -80,7 +80,7 @@ void WriteStorm::batch() {
     }
     const std::string record = device_.file("record.pcap");
     std::filesystem::remove(record);
-    // The reply that a batch before still owed is no other master.
+    // A late reply to an earlier batch is not another master.
     words.insert(words.end(), {"--record", record, "--anyway"});
     const Finished run = runToEnd(device_.dx7(words), BATCH_MS);
     const std::size_t failures = result_.failures.size();
