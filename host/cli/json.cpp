@@ -15,6 +15,13 @@ struct JsonText {
     Text operator()(const Value& value) const {
         return value;
     }
+    Text operator()(const std::vector<Json>& elements) const {
+        Text list = Text::array();
+        for (const Json& element : elements) {
+            list.push_back(of(element));
+        }
+        return list;
+    }
     Text operator()(const std::vector<Json::Member>& members) const {
         Text object = Text::object();
         for (const Json::Member& member : members) {
@@ -23,6 +30,8 @@ struct JsonText {
         return object;
     }
 };
+
+Json::Json(std::vector<Json> elements) : value_(std::move(elements)) {}
 
 Json::Json(std::initializer_list<Member> members) : value_(std::vector<Member>(members)) {}
 

@@ -1,5 +1,5 @@
 /// \file
-/// JSON to print: values, and objects that keep the order of their members.
+/// JSON to print: values, lists, and objects that keep the order of their members.
 #ifndef DX7_CLI_JSON_H
 #define DX7_CLI_JSON_H
 
@@ -25,6 +25,8 @@ public:
     Json(double value) : value_(value) {}
     Json(const char* value) : value_(std::string(value)) {}
     Json(std::string value) : value_(std::move(value)) {}
+    /// A list.
+    Json(std::vector<Json> elements);
     /// An object.
     Json(std::initializer_list<Member> members);
 
@@ -38,7 +40,8 @@ public:
 private:
     friend struct JsonText;
 
-    std::variant<std::nullptr_t, bool, qint64, double, std::string, std::vector<Member>> value_;
+    std::variant<std::nullptr_t, bool, qint64, double, std::string, std::vector<Json>, std::vector<Member>>
+        value_;
 };
 
 struct Json::Member {

@@ -164,6 +164,7 @@ int parseAndRun(int argc, char** argv) {
     addCopiesCommand(program);
     addParamsCommand(program);
     addPlanCommand(program);
+    addPortsCommand(program);
     addReplayCommand(program);
     addScanCommand(program);
     const QStringList words = wordsAfterProgram(argc, argv);

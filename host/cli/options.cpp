@@ -16,6 +16,14 @@ std::string refusal(bool taken, const std::string& given, const char* what) {
     return taken ? std::string() : '"' + given + "\" is not " + what;
 }
 
+// Adds options to the section of the line.
+auto lineOptionsOf(CommandLine& command) {
+    return [&command](const char* names, dx7common::ValueTarget target, const char* value,
+                      const char* help) -> dx7common::CommandOption& {
+        return command.add(names, target, help).named(value).in("Line");
+    };
+}
+
 }  // namespace
 
 std::string notEmpty(const std::string& given) {
@@ -54,19 +62,21 @@ void addJsonOption(CommandLine& command, CommonOptions& options) {
     command.add("--json", &options.json, "One JSON object per line");
 }
 
-void addLineOptions(CommandLine& command, CommonOptions& options) {
-    const auto add = [&command](const char* names, dx7common::ValueTarget target, const char* value,
-                                const char* help) -> dx7common::CommandOption& {
-        return command.add(names, target, help).named(value).in("Line");
-    };
-    add("-c,--config", &options.filePath, "FILE", "A TOML file with the line and its tags").check(notEmpty);
-    const auto& serial =
-        add("--serial", &options.serialPort, "PORT", "Serial port or pseudo-terminal").check(notEmpty);
-    add("--tcp", &options.tcpAddress, "HOST[:PORT]", "RTU frames over TCP").excludes(serial).check(notEmpty);
+void addSerialFormatOptions(CommandLine& command, CommonOptions& options) {
+    const auto add = lineOptionsOf(command);
     add("--baud", &options.baud, "N", "Baud rate (default: the driver's)").check(wholeNumber);
     add("--parity", &options.parity, "NAME", "none, even or odd (default: the driver's)");
     add("--data-bits", &options.dataBits, "N", "7 or 8 (default: the driver's)").check(wholeNumber);
     add("--stop-bits", &options.stopBits, "N", "1 or 2 (default: the driver's)").check(wholeNumber);
+}
+
+void addLineOptions(CommandLine& command, CommonOptions& options) {
+    const auto add = lineOptionsOf(command);
+    add("-c,--config", &options.filePath, "FILE", "A TOML file with the line and its tags").check(notEmpty);
+    const auto& serial =
+        add("--serial", &options.serialPort, "PORT", "Serial port or pseudo-terminal").check(notEmpty);
+    add("--tcp", &options.tcpAddress, "HOST[:PORT]", "RTU frames over TCP").excludes(serial).check(notEmpty);
+    addSerialFormatOptions(command, options);
     command.add("--rs485", &options.rs485, "Set the kernel's RS-485 mode on the port").in("Line");
     add("--timeout", &options.timeoutMs, "MS", "Time for a reply to begin (default 500)").check(wholeNumber);
     // Of earlier versions; replies are proven instead.

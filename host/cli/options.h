@@ -62,6 +62,8 @@ std::string wholeNumber(const std::string& given);
 std::string anyNumber(const std::string& given);
 
 void addDriverOption(CommandLine& command, CommonOptions& options);
+/// Baud rate, parity, data and stop bits.
+void addSerialFormatOptions(CommandLine& command, CommonOptions& options);
 /// How the line is reached and treated; enough for a command that sends nothing.
 void addLineOptions(CommandLine& command, CommonOptions& options);
 void addRecordOption(CommandLine& command, CommonOptions& options);

@@ -14,6 +14,7 @@
 #include "common/file_descriptor.h"
 #include "common/port_lock.h"
 #include "host/error.h"
+#include "host/line/port_access.h"
 #include "host/line/port_lock_file.h"
 #include "host/line/terminal_settings.h"
 
@@ -113,12 +114,8 @@ bool SerialPort::openNode(OpenedPort* failure) {
         return true;
     }
     const int error = errno;
-    failure->failure = systemReason(error);
+    failure->failure = refusedPortText(path_, error);
     failure->inUse = error == EBUSY;
-    if (error == EACCES || error == EBUSY) {
-        failure->failure += QStringLiteral(
-            " (another program has it open, or this user may not use it: see its group, often dialout)");
-    }
     return false;
 }
 

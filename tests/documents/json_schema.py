@@ -2,6 +2,7 @@
 is run, and every kind of object is seen. The environment names what is tested, as in common.sh: DX7, DX7_DEVICE,
 DX7_DRIVER, SOURCES."""
 
+import errno
 import json
 import os
 import pathlib
@@ -9,6 +10,9 @@ import re
 import signal
 import subprocess
 import tempfile
+import threading
+import time
+import tty
 import unittest
 
 from jsonschema import Draft202012Validator
@@ -20,6 +24,7 @@ SHORT = ["--timeout", "100", "--retries", "1"]
 
 validator = Draft202012Validator(SCHEMA)
 commands_run = set()
+not_here = set()  # Kinds that this computer has nothing of.
 seen = {}  # By event, and by command for summaries: the objects of that kind.
 
 
@@ -48,6 +53,17 @@ def faults_of(line):
     return [error.message for error in one_kind.iter_errors(line)] + (
         [] if validator.is_valid(line) else ["the schema as a whole does not allow it"]
     )
+
+
+def send_back(bridge):
+    """Until the end is closed; it has no other end in between."""
+    while True:
+        try:
+            os.write(bridge, os.read(bridge, 4096))
+        except OSError as error:
+            if error.errno != errno.EIO:
+                return
+            time.sleep(0.01)
 
 
 class Device:
@@ -167,6 +183,22 @@ class WithoutALine(Json):
         requests = self.run_tool(0, "write", "--dry-run", "F:3.0.09,2=1,2", "DO:1@0=1")
         self.assertEqual(["request"] * 3, [line["event"] for line in requests])
         self.assertEqual(["3.0.09", "3.0.10", "1"], [line["address"] for line in requests])
+
+    def test_ports(self):
+        words = self.words("ports")
+        ports = subprocess.run(words, capture_output=True, text=True, timeout=PATIENCE)
+        self.assertEqual(0 if self.check(ports.stdout, words) else 1, ports.returncode)
+        if ports.returncode == 1:
+            not_here.add("port")
+        bridge, port = os.openpty()
+        self.addCleanup(os.close, bridge)
+        tty.setraw(port)
+        path = os.ttyname(port)
+        os.close(port)
+        self.assertFalse(self.run_tool(1, "ports", "--loopback", path)[0]["good"])
+        os.read(bridge, 4096)  # What was sent when nothing sent it back.
+        threading.Thread(target=send_back, args=(bridge,), daemon=True).start()
+        self.assertTrue(self.run_tool(0, "ports", "--loopback", path)[0]["good"])
 
 
 class Values(Json):
@@ -360,7 +392,7 @@ class ZAfterAll(unittest.TestCase):
         for choice in SCHEMA["$defs"]["summary"]["oneOf"]:
             definition = SCHEMA["$defs"][choice["$ref"].rsplit("/", 1)[1]]
             kinds.add("summary of " + definition["properties"]["command"]["const"])
-        self.assertEqual(kinds, set(seen))
+        self.assertEqual(kinds, set(seen) | not_here)
 
     def test_every_key_was_seen(self):
         for kind, lines in seen.items():

@@ -13,6 +13,7 @@ void addCopiesCommand(CommandLine& program);
 void addMonitorCommand(CommandLine& program);
 void addParamsCommand(CommandLine& program);
 void addPlanCommand(CommandLine& program);
+void addPortsCommand(CommandLine& program);
 void addReadCommand(CommandLine& program);
 void addReplayCommand(CommandLine& program);
 void addScanCommand(CommandLine& program);
