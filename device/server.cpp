@@ -21,7 +21,7 @@ Server::Server(Device& device, Line& line, const LineTiming& timing, Trace trace
       timing_(timing),
       trace_(std::move(trace)),
       start_(std::chrono::steady_clock::now()),
-      framing_(timing.charTime, std::max(SHORTEST_SILENCE, timing.turnaround)),
+      framing_(timing.charTime, std::max(SHORTEST_SILENCE, timing.turnaround), device.protocol()),
       pacing_(timing.charTime) {}
 
 CommandResult Server::command(const std::string& line) {
@@ -67,7 +67,10 @@ void Server::receive() {
             carryOut(frame, input.clientGone);
         }
     }
-    if (input.clientGone) {
+    if (framing_.isLost()) {
+        line_.dropClient();
+    }
+    if (input.clientGone || framing_.isLost()) {
         forgetClient();
     }
 }

@@ -29,6 +29,7 @@ public:
 
     /// `timing` is all zero for a line whose bytes take no time of their own. Without `trace` nothing is
     /// traced.
+    /// The line's frames are those of the device's protocol.
     Server(Device& device, Line& line, const LineTiming& timing, Trace trace = {});
 
     /// The device's time: since the server was made, by the steady clock.

@@ -15,4 +15,13 @@ void renewCrc(Bytes& frame) {
     frame[frame.size() - 1] = static_cast<std::uint8_t>(crc >> 8);
 }
 
+Bytes bodyOf(const Bytes& frame, Protocol protocol) {
+    if (protocol == Protocol::Rtu) {
+        return frame;
+    }
+    Bytes body(frame.begin() + MBAP_HEAD, frame.end());
+    body.resize(body.size() + 2);
+    return body;
+}
+
 }  // namespace dx7sim

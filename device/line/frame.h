@@ -12,6 +12,20 @@ namespace dx7sim {
 
 using Bytes = std::vector<std::uint8_t>;
 
+/// How a line frames requests and replies.
+enum class Protocol {
+    /// Station, function code, data, CRC.
+    Rtu,
+    /// A head of MBAP_HEAD bytes (transaction id, protocol id 0, length of the rest), station, function code,
+    /// data.
+    ModbusTcp
+};
+constexpr std::size_t MBAP_HEAD = 6;
+
+/// The frame from its station on, with two bytes behind its data: what of a frame does not depend on the
+/// protocol has the same place in all of them.
+Bytes bodyOf(const Bytes& frame, Protocol protocol);
+
 /// The 16 bits at `at`, high byte first; both bytes are there.
 inline std::uint16_t wordAt(const Bytes& bytes, std::size_t at) {
     return static_cast<std::uint16_t>(bytes[at] << 8 | bytes[at + 1]);

@@ -46,9 +46,37 @@ std::optional<std::size_t> requestLength(const Bytes& bytes) {
     }
 }
 
+constexpr std::size_t SHORTEST_REST = 2;
+constexpr std::size_t LONGEST_REST = MODBUS_TCP_MAX_ADU_LENGTH - MBAP_HEAD;
+
+bool isMbapHead(const Bytes& bytes) {
+    const std::size_t rest = wordAt(bytes, 4);
+    return wordAt(bytes, 2) == 0 && rest >= SHORTEST_REST && rest <= LONGEST_REST;
+}
+
 }  // namespace
 
-Framing::Framing(Time charTime, Time silence) : charTime_(charTime), silence_(silence) {}
+Framing::Framing(Time charTime, Time silence, Protocol protocol)
+    : charTime_(charTime), silence_(silence), protocol_(protocol) {}
+
+// Length of the request that begins what is pending; none while it is not whole.
+std::optional<std::size_t> Framing::wholeRequest() {
+    if (protocol_ == Protocol::Rtu) {
+        const auto length = requestLength(pending_);
+        const bool whole = length && pending_.size() >= *length && endsInGoodCrc(pending_, *length);
+        return whole ? length : std::nullopt;
+    }
+    if (pending_.size() < MBAP_HEAD) {
+        return std::nullopt;
+    }
+    if (!isMbapHead(pending_)) {
+        lost_ = true;
+        drop();
+        return std::nullopt;
+    }
+    const std::size_t length = MBAP_HEAD + wordAt(pending_, 4);
+    return pending_.size() >= length ? std::optional<std::size_t>(length) : std::nullopt;
+}
 
 std::vector<ReceivedFrame> Framing::take(const Bytes& bytes, Time now) {
     if (pending_.empty()) {
@@ -58,25 +86,22 @@ std::vector<ReceivedFrame> Framing::take(const Bytes& bytes, Time now) {
     pending_.insert(pending_.end(), bytes.begin(), bytes.end());
 
     std::vector<ReceivedFrame> frames;
-    for (auto length = requestLength(pending_); length && pending_.size() >= *length;
-         length = requestLength(pending_)) {
-        if (!endsInGoodCrc(pending_, *length)) {
-            break;
-        }
+    while (const auto length = wholeRequest()) {
         frames.push_back(cut(*length));
     }
-    if (pending_.size() > LONGEST_FRAME) {
+    if (protocol_ == Protocol::Rtu && pending_.size() > LONGEST_FRAME) {
         drop();
     }
     return frames;
 }
 
 std::optional<Time> Framing::deadline() const {
-    return pending_.empty() ? std::nullopt : std::optional<Time>(last_ + silence_);
+    const bool silenceEnds = protocol_ == Protocol::Rtu && !pending_.empty();
+    return silenceEnds ? std::optional<Time>(last_ + silence_) : std::nullopt;
 }
 
 std::optional<ReceivedFrame> Framing::silence(Time now) {
-    if (pending_.empty() || now < last_ + silence_) {
+    if (protocol_ != Protocol::Rtu || pending_.empty() || now < last_ + silence_) {
         return std::nullopt;
     }
     if (pending_.size() >= SHORTEST_FRAME && endsInGoodCrc(pending_, pending_.size())) {
@@ -88,6 +113,7 @@ std::optional<ReceivedFrame> Framing::silence(Time now) {
 
 void Framing::reset() {
     pending_.clear();
+    lost_ = false;
 }
 
 ReceivedFrame Framing::cut(std::size_t length) {

@@ -26,13 +26,16 @@ struct ReceivedFrame {
 /// function code of unknown length), else it is noise, which is dropped and counted; so reception always
 /// starts afresh after a damaged request.
 ///
+/// A Modbus/TCP request is complete with the last byte of the length in its head. What has no such head is
+/// dropped with all that has come.
+///
 /// Bytes that arrive faster than the simulated line carries them count as still under way on it, up to 1024
 /// characters: a client that floods the line does not put it off for hours.
 class Framing {
 public:
     /// `charTime`: how long one character takes on the simulated line, 0 when bytes take no time. `silence`:
     /// how long nothing must arrive for the line to count as silent.
-    Framing(Time charTime, Time silence);
+    Framing(Time charTime, Time silence, Protocol protocol = Protocol::Rtu);
 
     /// Takes in bytes that arrived at `now` and returns the requests they complete.
     std::vector<ReceivedFrame> take(const Bytes& bytes, Time now);
@@ -46,19 +49,25 @@ public:
     /// Forgets what is pending, for a new client.
     void reset();
 
+    /// Modbus/TCP: what came has no head, so that nobody knows where the next request begins. Until reset().
+    bool isLost() const { return lost_; }
+
     /// Noise so far.
     std::size_t droppedBytes() const { return droppedBytes_; }
 
 private:
+    std::optional<std::size_t> wholeRequest();
     ReceivedFrame cut(std::size_t length);
     void drop();
 
     Time charTime_;
     Time silence_;
+    Protocol protocol_;
     Bytes pending_;
     Time first_{};
     Time last_{};
     std::size_t droppedBytes_ = 0;
+    bool lost_ = false;
 };
 
 }  // namespace dx7sim

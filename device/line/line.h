@@ -45,6 +45,9 @@ public:
     /// Sends without waiting. What the other end does not take is lost, as on a wire.
     virtual void send(const Bytes& bytes) = 0;
 
+    /// Sends the client away, where there is one. A line without connections has none.
+    virtual void dropClient() {}
+
     /// Where a client finds the line.
     virtual std::string name() const = 0;
 };
@@ -69,9 +72,10 @@ struct SerialSettings {
 /// Clients may come and go.
 std::unique_ptr<Line> openPty(const std::string& link);
 
-/// RTU frames on a TCP port of `address` (numeric), port 0 for any free one. One client at a time: a new one
+/// Frames on a TCP port of `address` (numeric), port 0 for any free one. One client at a time: a new one
 /// takes over, so that a client that vanished without a word does not block the line.
-std::unique_ptr<Line> openTcp(const std::string& address, int port);
+/// In its name the line has the protocol that it is to carry.
+std::unique_ptr<Line> openTcp(const std::string& address, int port, Protocol protocol = Protocol::Rtu);
 
 /// A serial port. It is locked against other programs that lock ports as this one does, such as dx7.
 std::unique_ptr<Line> openSerial(const std::string& path, const SerialSettings& settings);

@@ -18,23 +18,26 @@ using dx7common::systemReason;
 
 class TcpLine : public Line {
 public:
-    TcpLine(const std::string& address, int port);
+    TcpLine(const std::string& address, int port, Protocol protocol);
 
     std::vector<int> descriptors() const override;
     LineInput receive() override;
     void send(const Bytes& bytes) override;
-    std::string name() const override { return "tcp " + address_ + ":" + std::to_string(port_); }
+    void dropClient() override { client_.close(); }
+    std::string name() const override { return kind_ + address_ + ":" + std::to_string(port_); }
 
 private:
     void acceptClient(LineInput& input);
 
+    std::string kind_;
     std::string address_;
     int port_;
     FileDescriptor listener_;
     FileDescriptor client_;
 };
 
-TcpLine::TcpLine(const std::string& address, int port) : address_(address), port_(port) {
+TcpLine::TcpLine(const std::string& address, int port, Protocol protocol)
+    : kind_(protocol == Protocol::Rtu ? "tcp " : "modbus-tcp "), address_(address), port_(port) {
     const std::string what = address + ":" + std::to_string(port);
     sockaddr_in place{};
     place.sin_family = AF_INET;
@@ -96,8 +99,8 @@ void TcpLine::send(const Bytes& bytes) {
 
 }  // namespace
 
-std::unique_ptr<Line> openTcp(const std::string& address, int port) {
-    return std::make_unique<TcpLine>(address, port);
+std::unique_ptr<Line> openTcp(const std::string& address, int port, Protocol protocol) {
+    return std::make_unique<TcpLine>(address, port, protocol);
 }
 
 }  // namespace dx7sim

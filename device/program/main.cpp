@@ -55,6 +55,9 @@ std::unique_ptr<Line> openLine(const Options& options) {
     if (options.tcpPort) {
         return openTcp(options.bindAddress, *options.tcpPort);
     }
+    if (options.modbusTcpPort) {
+        return openTcp(options.bindAddress, *options.modbusTcpPort, Protocol::ModbusTcp);
+    }
     return options.pty.empty() ? openSerial(options.serial, options.serialSettings) : openPty(options.pty);
 }
 
@@ -152,7 +155,8 @@ int reporting(Output& output, Action action) {
 
 int runDevice(const Options& options) {
     Device device(options.stations, options.faults, options.seed, options.lateBy,
-                  options.moveAll ? Movement::All : Movement::Natural, options.copyAfter);
+                  options.moveAll ? Movement::All : Movement::Natural, options.copyAfter,
+                  protocolOf(options));
     // Before the signals are caught: they end a device that waits for a values file, as a pipe without a
     // writer.
     setInitialValues(device, options);

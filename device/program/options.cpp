@@ -20,6 +20,8 @@ constexpr const char* EXAMPLES =
     "      a device as station 1 on a pseudo-terminal; clients open /tmp/dx7\n"
     "  dx7-device --tcp 8888 --stations 1,2,9 --baud 9600\n"
     "      three stations, RTU frames over TCP on the loopback interface, at the pace of 9600 baud\n"
+    "  dx7-device --modbus-tcp 1502\n"
+    "      a device that speaks Modbus/TCP\n"
     "  dx7-device --pty /tmp/dx7 --fault drop=0.01,corrupt=0.01,late=0.02 --seed 7\n"
     "      a flaky line, flaky in the same way every time\n"
     "  dx7-device --pty /tmp/dx7 --values start.toml\n"
@@ -75,13 +77,16 @@ void addLineOptions(CommandLine& program, Options& options, RawTexts& raw) {
     line.add("--tcp", &options.tcpPort, "RTU frames over TCP on this port, 0 for any free one")
         .named("PORT")
         .check(plainNumber(0, 65535));
+    line.add("--modbus-tcp", &options.modbusTcpPort, "Modbus/TCP on this port, 0 for any free one")
+        .named("PORT")
+        .check(plainNumber(0, 65535));
     line.add("--serial", &options.serial, "Use a serial port").named("DEVICE").check(notEmpty);
-    program.add("--bind", &options.bindAddress, "Listen on this address with --tcp")
+    program.add("--bind", &options.bindAddress, "Listen on this address with --tcp and --modbus-tcp")
         .named("ADDRESS")
         .showDefault();
     program
         .add("--baud", &options.baud,
-             "Speed of the serial port (default 9600); with --pty and --tcp: pace bytes as a line of this "
+             "Speed of the serial port (default 9600); of the other lines: pace bytes as a line of this "
              "speed would (default: no pacing)")
         .named("N")
         .check(plainNumber(300, 4000000));
@@ -150,7 +155,7 @@ void settle(Options& options, const RawTexts& raw) {
 }  // namespace
 
 ChosenOptions parseCommandLine(int argc, const char* const* argv) {
-    CommandLine program("dx7-device", "A simulated field device that answers Modbus RTU requests.");
+    CommandLine program("dx7-device", "A simulated field device that answers Modbus RTU and Modbus/TCP requests.");
     program.version("dx7-device " DX7_VERSION);
     program.footer(EXAMPLES);
     Options options;

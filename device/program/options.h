@@ -18,6 +18,7 @@ struct Options {
     std::string pty;
     std::string serial;
     std::optional<int> tcpPort;
+    std::optional<int> modbusTcpPort;
     std::string bindAddress = "127.0.0.1";
     std::vector<int> stations{1};
     std::optional<int> baud;
@@ -30,6 +31,11 @@ struct Options {
     bool moveAll = false;
     bool trace = false;
 };
+
+/// Of the line.
+inline Protocol protocolOf(const Options& options) {
+    return options.modbusTcpPort ? Protocol::ModbusTcp : Protocol::Rtu;
+}
 
 /// What the command line led to: options to run with, or a text already printed and the exit code to end
 /// with.

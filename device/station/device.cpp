@@ -16,6 +16,22 @@ constexpr Time AFTER_FOREIGN = std::chrono::milliseconds(5);
 // Of the replies to another master, one in so many follows the right one.
 constexpr std::uint64_t ONE_AFTER_IN = 4;
 
+// A TCP connection repairs damage, and has no other master and no echo on it.
+void checkFaults(const FaultPlan& plan, Protocol protocol) {
+    constexpr std::pair<Fault, const char*> OF_SERIAL_LINES[] = {{Fault::Truncate, "truncate"},
+                                                                 {Fault::Corrupt, "corrupt"},
+                                                                 {Fault::Foreign, "foreign"},
+                                                                 {Fault::SecondMaster, "second-master"},
+                                                                 {Fault::Echo, "echo"}};
+    for (const auto& [fault, name] : OF_SERIAL_LINES) {
+        if (protocol == Protocol::ModbusTcp && plan.shareOf(fault) > 0) {
+            throw UsageError("the fault " + std::string(name) +
+                             " is one of serial lines, which a TCP connection does not have: use it with "
+                             "--pty, --serial or --tcp");
+        }
+    }
+}
+
 std::vector<Outgoing> inOrder(const Bytes& reply, const Bytes& other, std::uint64_t detail) {
     const bool after = detail % ONE_AFTER_IN == 0;
     return after ? std::vector<Outgoing>{{reply, {}}, {other, AFTER_FOREIGN}}
@@ -25,8 +41,9 @@ std::vector<Outgoing> inOrder(const Bytes& reply, const Bytes& other, std::uint6
 }  // namespace
 
 Device::Device(const std::vector<int>& stations, const FaultPlan& plan, std::uint64_t seed, Time lateBy,
-               Movement movement, Time copyAfter)
-    : faults_(plan, seed), lateBy_(lateBy), copyAfter_(copyAfter) {
+               Movement movement, Time copyAfter, Protocol protocol)
+    : engine_(protocol), faults_(plan, seed), lateBy_(lateBy), copyAfter_(copyAfter) {
+    checkFaults(plan, protocol);
     for (const int number : stations) {
         stations_[number].model = Model(movement, number);
         statistics_.stations[number];
@@ -52,8 +69,9 @@ std::vector<Outgoing> Device::echo(const Bytes& frame) {
 }
 
 std::vector<Outgoing> Device::replies(const Bytes& frame, Time now) {
-    const int number = frame[0];
-    const int functionCode = frame[1];
+    const Bytes body = bodyOf(frame, protocol());
+    const int number = body[0];
+    const int functionCode = body[1];
     if (number == MODBUS_BROADCAST_ADDRESS) {
         ++statistics_.broadcasts[functionCode];
         broadcast(frame, now);
@@ -85,7 +103,7 @@ std::vector<Outgoing> Device::answer(const Bytes& frame, Model& model, StationSt
     const FaultDecision decision = faults_.next();
     count(decision.fault);
     Answer answer = decision.fault == Fault::Exception
-                        ? Answer{true, engine_.exceptionReply(frame, faultExceptionCode(decision.detail))}
+                        ? Answer{true, engine_.exceptionReply(frame, faultExceptionCode(decision.detail)), 0}
                         : carryOut(frame, model, counts, now);
     if (!answer.accepted) {
         return {};
@@ -181,6 +199,7 @@ void Device::setSilent(int station, bool silent) {
 }
 
 void Device::setFaults(const FaultPlan& plan) {
+    checkFaults(plan, protocol());
     for (const int number : plan.silent) {
         requireStation(number);
     }

@@ -4,6 +4,7 @@
 #include <sys/socket.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <stdexcept>
 #include <string>
@@ -54,12 +55,7 @@ void setShortTimes(modbus_t* context) {
 
 }  // namespace
 
-int Answer::exceptionCode() const {
-    const bool isException = reply.size() == EXCEPTION_LENGTH && (reply[1] & dx7common::EXCEPTION_BIT) != 0;
-    return isException ? reply[2] : 0;
-}
-
-Engine::Engine() {
+Engine::Engine(Protocol protocol) : protocol_(protocol) {
     int ends[2];
     if (::socketpair(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0, ends) != 0) {
         throw std::system_error(errno, std::generic_category(), "cannot create a socket pair");
@@ -67,71 +63,106 @@ Engine::Engine() {
     outside_ = FileDescriptor(ends[0]);
     inside_ = FileDescriptor(ends[1]);
     ::fcntl(outside_.number(), F_SETFL, O_NONBLOCK);
-    // The device name is never opened: the context gets its descriptor from outside.
-    context_.reset(modbus_new_rtu("/dev/null", 9600, 'N', 8, 1));
+    // Neither the device name nor the address is ever opened: the context gets its descriptor from outside.
+    context_.reset(protocol == Protocol::Rtu ? modbus_new_rtu("/dev/null", 9600, 'N', 8, 1)
+                                             : modbus_new_tcp("127.0.0.1", MODBUS_TCP_DEFAULT_PORT));
     if (!context_ || modbus_set_socket(context_.get(), inside_.number()) != 0) {
         throw std::runtime_error("libmodbus gives no context: " + std::string(modbus_strerror(errno)));
     }
     setShortTimes(context_.get());
 }
 
+// Whether the engine takes it for a request: it is not too short, not too long for its function code, and its
+// CRC is right.
+bool Engine::receive(const Bytes& request) {
+    putIn(request);
+    Bytes received(MODBUS_MAX_ADU_LENGTH);
+    if (modbus_receive(context_.get(), received.data()) == static_cast<int>(request.size())) {
+        return true;
+    }
+    // What is left over must not lead the next request.
+    while (::recv(inside_.number(), received.data(), received.size(), MSG_DONTWAIT) > 0) {
+    }
+    return false;
+}
+
 Answer Engine::answer(const Bytes& request, Model& model, Time now) {
     if (request.size() < SHORTEST_REQUEST) {
         return {};
     }
-    const int station = request[0];
-    if (!isSupported(request[1])) {
+    const Bytes body = bodyOf(request, protocol_);
+    const int station = body[0];
+    if (!isSupported(body[1])) {
         // The engine cannot know the length of a foreign request, so it is not asked to receive it.
-        const bool whole = endsInGoodCrc(request, request.size());
-        return {whole, whole ? refusal(request, MODBUS_EXCEPTION_ILLEGAL_FUNCTION) : Bytes()};
+        const bool whole = protocol_ != Protocol::Rtu || endsInGoodCrc(request, request.size());
+        return {whole, whole ? refusal(request, MODBUS_EXCEPTION_ILLEGAL_FUNCTION) : Bytes(),
+                MODBUS_EXCEPTION_ILLEGAL_FUNCTION};
     }
     modbus_set_slave(context_.get(), station == MODBUS_BROADCAST_ADDRESS ? 1 : station);
-    putIn(request);
-    Bytes received(MODBUS_MAX_ADU_LENGTH);
-    const int length = modbus_receive(context_.get(), received.data());
-    if (length != static_cast<int>(request.size())) {
-        // Too short, too long for its function code, or a wrong CRC: what is left over must not lead the next
-        // request.
-        while (::recv(inside_.number(), received.data(), received.size(), MSG_DONTWAIT) > 0) {
-        }
+    if (!receive(request)) {
         return {};
     }
-    if (request[1] == MODBUS_FC_READ_EXCEPTION_STATUS) {
+    if (body[1] == MODBUS_FC_READ_EXCEPTION_STATUS) {
         return replyWithStatus(request, model, now);
     }
-    if (hasWrongByteCount(request)) {
-        return {true, refusal(request, MODBUS_EXCEPTION_ILLEGAL_DATA_VALUE)};
+    if (hasWrongByteCount(body)) {
+        return {true, refusal(request, MODBUS_EXCEPTION_ILLEGAL_DATA_VALUE),
+                MODBUS_EXCEPTION_ILLEGAL_DATA_VALUE};
     }
-    return replyFromMap(received, length, model, now);
+    return replyFromMap(request, model, now);
 }
 
-Answer Engine::replyFromMap(const Bytes& request, int requestLength, Model& model, Time now) {
-    Window window(request, model, now);
-    modbus_reply(context_.get(), request.data(), requestLength, window.mapping());
-    Answer answer{true, takeOut()};
-    if (answer.exceptionCode() == 0) {
+// What the engine has put out; to a broadcast nothing.
+Answer Engine::answered() {
+    Answer answer{true, takeOut(), 0};
+    if (!answer.reply.empty()) {
+        const Bytes body = bodyOf(answer.reply, protocol_);
+        const bool isException =
+            body.size() == EXCEPTION_LENGTH && (body[1] & dx7common::EXCEPTION_BIT) != 0;
+        answer.exception = isException ? body[2] : 0;
+    }
+    return answer;
+}
+
+Answer Engine::replyFromMap(const Bytes& request, Model& model, Time now) {
+    const Bytes body = bodyOf(request, protocol_);
+    Window window(body, model, now);
+    modbus_reply(context_.get(), request.data(), static_cast<int>(request.size()), window.mapping());
+    Answer answer = answered();
+    if (answer.exception == 0) {
         window.storeWritten(model, now);
+    }
+    if (body[0] == MODBUS_BROADCAST_ADDRESS) {
+        // Over Modbus/TCP the engine answers that, too.
+        answer.reply.clear();
     }
     return answer;
 }
 
 Answer Engine::replyWithStatus(const Bytes& request, const Model& model, Time now) {
-    if (request[0] == MODBUS_BROADCAST_ADDRESS) {
-        return {true, {}};
+    const Bytes body = bodyOf(request, protocol_);
+    if (body[0] == MODBUS_BROADCAST_ADDRESS) {
+        return {true, {}, 0};
     }
     // libmodbus leaves the content of this reply to the application; it still frames it.
     const std::uint8_t status = static_cast<std::uint8_t>(model.value({RegisterType::FAS, 0}, now));
-    const std::uint8_t raw[] = {request[0], request[1], status};
+    const std::uint8_t raw[] = {body[0], body[1], status};
     modbus_send_raw_request(context_.get(), raw, sizeof raw);
-    return {true, takeOut()};
+    Bytes reply = takeOut();
+    if (protocol_ == Protocol::ModbusTcp) {
+        // It gave it an id of its own.
+        std::copy_n(request.begin(), 2, reply.begin());
+    }
+    return {true, reply, 0};
 }
 
 Bytes Engine::refusal(const Bytes& request, int code) {
-    return request[0] == MODBUS_BROADCAST_ADDRESS ? Bytes() : exceptionReply(request, code);
+    const bool broadcast = bodyOf(request, protocol_)[0] == MODBUS_BROADCAST_ADDRESS;
+    return broadcast ? Bytes() : exceptionReply(request, code);
 }
 
 Bytes Engine::exceptionReply(const Bytes& request, int code) {
-    modbus_set_slave(context_.get(), request[0]);
+    modbus_set_slave(context_.get(), bodyOf(request, protocol_)[0]);
     modbus_reply_exception(context_.get(), request.data(), static_cast<unsigned>(code));
     return takeOut();
 }

@@ -27,11 +27,12 @@ namespace dx7sim {
 struct Answer {
     /// The engine took it for a request; otherwise it was damaged and nothing was done.
     bool accepted = false;
-    /// With CRC; empty for broadcasts and damaged requests.
+    /// A frame of the protocol; empty for broadcasts and damaged requests.
     Bytes reply;
+    /// Of the reply that refuses the request; 0 when it is none.
+    int exception = 0;
 
-    /// The exception code of the reply, 0 when it is none.
-    int exceptionCode() const;
+    int exceptionCode() const { return reply.empty() ? 0 : exception; }
 };
 
 /// A context of libmodbus and the socket pair it works on, two descriptors. It keeps nothing between requests
@@ -39,9 +40,11 @@ struct Answer {
 class Engine {
 public:
     /// Throws std::runtime_error when the system gives no socket pair or libmodbus no context.
-    Engine();
+    explicit Engine(Protocol protocol = Protocol::Rtu);
 
-    /// Carries out `request` (a whole frame of at least 4 bytes with CRC) as the station it is addressed to,
+    Protocol protocol() const { return protocol_; }
+
+    /// Carries out `request` (a whole frame of the protocol, of at least 4 bytes) as the station it is addressed to,
     /// or as any station for a broadcast. Function codes 1 to 7, 15 and 16 are the device's; others are
     /// answered with exception 1, reads and writes outside the map with 2, bad quantities and values with 3.
     /// Throws std::system_error when the request cannot be written into the socket pair.
@@ -55,13 +58,16 @@ private:
         void operator()(modbus_t* context) const { modbus_free(context); }
     };
 
-    Answer replyFromMap(const Bytes& request, int requestLength, Model& model, Time now);
+    bool receive(const Bytes& request);
+    Answer answered();
+    Answer replyFromMap(const Bytes& request, Model& model, Time now);
     Answer replyWithStatus(const Bytes& request, const Model& model, Time now);
     /// The exception reply, nothing for a broadcast.
     Bytes refusal(const Bytes& request, int code);
     void putIn(const Bytes& request);
     Bytes takeOut();
 
+    Protocol protocol_;
     dx7common::FileDescriptor outside_;
     dx7common::FileDescriptor inside_;
     std::unique_ptr<modbus_t, ContextDeleter> context_;

@@ -8,6 +8,7 @@
 #include "host/cli/output_files.h"
 #include "host/cli/stop_signal.h"
 #include "host/error.h"
+#include "host/exchange/mbap.h"
 #include "host/files/named_items.h"
 #include "host/files/wall_clock.h"
 
@@ -26,6 +27,18 @@ void warnOfItemsBeyond(const QVector<Point>& points) {
                            .arg(point.notation(), point.type.name, point.type.lowest, point.type.highest));
         }
     }
+}
+
+// What the first bytes that came, or none, say of the protocol of the other end; empty when nothing. `closed`:
+// by the other end.
+QString protocolHint(const LineSettings& settings, const QByteArray& firstBytes, bool closed) {
+    if (settings.carrier == Carrier::Tcp && (beginsLikeMbap(firstBytes) || (closed && firstBytes.isEmpty()))) {
+        return QStringLiteral("does this port speak Modbus/TCP? (--modbus-tcp)");
+    }
+    const bool strange = firstBytes.size() >= MBAP_BYTES && !beginsLikeMbap(firstBytes);
+    return settings.carrier == Carrier::ModbusTcp && strange
+               ? QStringLiteral("does this port carry RTU frames? (--tcp)")
+               : QString();
 }
 
 // After the reason why the line did not open: where a dx7 has the port, what can be done.
@@ -129,18 +142,43 @@ void Connection::hear() {
             events_.note(note);
         }
     };
-    events.notice = [this](const QString& sentence) {
-        if (notices_.add(sentence) && printNotices_) {
-            printError(sentence);
+    events.line = [this](bool open) {
+        if (!open) {
+            watchLoss();
         }
+        if (events_.line) {
+            events_.line(open);
+        }
+    };
+    events.notice = [this](const QString& sentence) {
+        say(sentence);
     };
     engine_->setEvents(events);
 }
 
 void Connection::take(const ExchangeNote& note) {
+    if (note.kind == ExchangeNote::Noise || note.kind == ExchangeNote::Damaged) {
+        say(protocolHint(settings_, loop_.exchange().firstBytes(), false));
+    }
     const QString notice = notices_.take(note);
     if (!notice.isEmpty() && printNotices_) {
         printError(notice);
+    }
+}
+
+// A notice that does not come from the exchange.
+void Connection::say(const QString& sentence) {
+    if (!sentence.isEmpty() && notices_.add(sentence) && printNotices_) {
+        printError(sentence);
+    }
+}
+
+// Such a loss may be a device that starts anew; one after the other is not.
+void Connection::watchLoss() {
+    const QString hint = protocolHint(settings_, loop_.exchange().firstBytes(), true);
+    silentLosses_ = hint.isEmpty() ? 0 : silentLosses_ + 1;
+    if (awaitsLostLine_) {
+        say(hint);
     }
 }
 
@@ -211,8 +249,11 @@ void Connection::breakOffStopped() {
 }
 
 void Connection::breakOffLost() {
+    const QString hint = protocolHint(settings_, loop_.exchange().firstBytes(), true);
     breakOff(QStringLiteral("the line was lost"),
-             QStringLiteral("%1 was lost: %2").arg(describeLine(settings_), line_->failure()));
+             QStringLiteral("%1 was lost: %2%3")
+                 .arg(describeLine(settings_), line_->failure(),
+                      hint.isEmpty() ? hint : QStringLiteral("; ") + hint));
 }
 
 void Connection::listenFirst() {

@@ -76,6 +76,11 @@ public:
     bool waitUntil(qint64 timeUs);
     /// Why operations were broken off, as a sentence; empty as long as they were not.
     const QString& breakReason() const { return breakReason_; }
+    /// The command waits for a lost line to come back: what its loss says of the other end is a notice.
+    void awaitLostLine() { awaitsLostLine_ = true; }
+    /// The other end of a TCP connection closed it again and again, and no byte has ever come: it speaks
+    /// another protocol.
+    bool closedAgainAndAgain() const { return silentLosses_ >= MOST_SILENT_LOSSES; }
     bool lineOpen() const { return runner_->lineOpen(); }
     /// Something was sent whose answer has not come.
     bool requestOut() const {
@@ -104,6 +109,8 @@ private:
     void breakOffLost();
     void watchSilence(const Transaction& transaction);
     void take(const ExchangeNote& note);
+    void say(const QString& sentence);
+    void watchLoss();
     void hear();
 
     SystemClock clock_;
@@ -121,6 +128,10 @@ private:
     bool printNotices_ = true;
     QString breakReason_;
     QString breakPhrase_;
+    static constexpr int MOST_SILENT_LOSSES = 5;
+    /// Losses in a row before any byte had come.
+    int silentLosses_ = 0;
+    bool awaitsLostLine_ = false;
     int silentOperations_ = 0;
     Abandon abandonAfter_ = Abandon::Never;
     QSet<int> silentStations_;

@@ -75,7 +75,13 @@ void addLineOptions(CommandLine& command, CommonOptions& options) {
     add("-c,--config", &options.filePath, "FILE", "A TOML file with the line and its tags").check(notEmpty);
     const auto& serial =
         add("--serial", &options.serialPort, "PORT", "Serial port or pseudo-terminal").check(notEmpty);
-    add("--tcp", &options.tcpAddress, "HOST[:PORT]", "RTU frames over TCP").excludes(serial).check(notEmpty);
+    const auto& tcp = add("--tcp", &options.tcpAddress, "HOST[:PORT]", "RTU frames over TCP")
+                          .excludes(serial)
+                          .check(notEmpty);
+    add("--modbus-tcp", &options.modbusTcpAddress, "HOST[:PORT]", "Modbus/TCP (default port 502)")
+        .excludes(serial)
+        .excludes(tcp)
+        .check(notEmpty);
     addSerialFormatOptions(command, options);
     command.add("--rs485", &options.rs485, "Set the kernel's RS-485 mode on the port").in("Line");
     add("--timeout", &options.timeoutMs, "MS", "Time for a reply to begin (default 500)").check(wholeNumber);
@@ -127,10 +133,12 @@ LineSettings lineSettings(const CommonOptions& options, const QString& driverPar
         settings.serialPort = text(options.serialPort);
     } else if (!options.tcpAddress.empty()) {
         setTcpAddress(settings, text(options.tcpAddress));
+    } else if (!options.modbusTcpAddress.empty()) {
+        setModbusTcpAddress(settings, text(options.modbusTcpAddress));
     } else if (needLine && settings.carrier == Carrier::None) {
-        throw UsageError(QStringLiteral("no line is given, use --serial PORT or --tcp HOST[:PORT]"));
+        throw UsageError(QStringLiteral("no line is given, use --serial PORT, --tcp HOST[:PORT] or --modbus-tcp HOST[:PORT]"));
     }
-    if (options.rs485 && settings.carrier == Carrier::Tcp) {
+    if (options.rs485 && isOverTcp(settings)) {
         throw UsageError(QStringLiteral("RS-485 mode needs a serial port (--serial PORT)"));
     }
     // The file's RS-485 mode belongs to the file's port.

@@ -26,6 +26,7 @@ struct CommonOptions {
     std::string filePath;
     std::string serialPort;
     std::string tcpAddress;
+    std::string modbusTcpAddress;
     std::optional<qint64> baud;
     std::optional<std::string> parity;
     std::optional<qint64> dataBits;

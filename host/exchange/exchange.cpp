@@ -35,8 +35,8 @@ void Exchange::reset() {
 }
 
 void Exchange::notSent() {
-    requestSent_ = requestSent_ && output() != request_;
-    if (phase_ == Phase::Query && output() == query_.bytes()) {
+    requestSent_ = requestSent_ && !traffic_.carries(request_);
+    if (phase_ == Phase::Query && traffic_.carries(query_.bytes())) {
         phase_ = Phase::Idle;
     }
 }
@@ -52,7 +52,7 @@ qint64 Exchange::clearUs() const {
 
 // When bytes that nothing awaits are the end of what they begin; empty without any.
 DueUs Exchange::flushUs() const {
-    if (!partial() || awaiting()) {
+    if (!partial() || awaiting() || traffic_.hasIds()) {
         return {};
     }
     return lastActivityUs() + std::max(PIECE_GAP_US, silentIntervalUs(settings_));
@@ -282,6 +282,14 @@ void Exchange::onDataDeadline(qint64 nowUs) {
 // The present request has no reply: a query tells whether one may still come.
 void Exchange::resolve(qint64 nowUs) {
     StationRecord& asked = station(*present_);
+    if (traffic_.hasIds()) {
+        // Whatever comes for it later has its id.
+        asked.owesData = false;
+        traffic_.awaitNothing();
+        rest(nowUs);
+        endWithoutReply();
+        return;
+    }
     asked.doubt();
     asked.disturbed = true;
     if (asked.isDeaf()) {
@@ -330,6 +338,9 @@ void Exchange::finishQuery(bool answered, qint64 nowUs) {
     traffic_.awaitNothing();
     StationRecord& asked = station(query_.station());
     const bool test = query_.close();
+    if (traffic_.hasIds()) {
+        asked.queries = 0;
+    }
     if (query_.purpose() == Purpose::Precede) {
         if (asked.owesData || asked.owesLike(request_)) {
             end(ExchangeEnd::Owed);

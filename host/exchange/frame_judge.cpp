@@ -24,6 +24,10 @@ Verdict FrameJudge::judge(FrameStream::Kind kind, const UnderWay& underWay, qint
     if (kind == FrameStream::Kind::Frame) {
         return judgeFrame(underWay, nowUs);
     }
+    if (kind == FrameStream::Kind::OtherId) {
+        countOtherId(nowUs);
+        return {};
+    }
     if (kind == FrameStream::Kind::Echo) {
         books_.note(ExchangeNote::Echo, byteAt(frame, 0));
         books_.stations.at(byteAt(frame, 0)).takeEcho(frame);
@@ -50,6 +54,9 @@ Verdict FrameJudge::judgeFrame(const UnderWay& underWay, qint64 nowUs) {
     }
     if (number > 0 && index) {
         return acceptQuery(number, *index, underWay, nowUs);
+    }
+    if (traffic_.hasIds()) {
+        return refuseUnderId(underWay);
     }
     putAside(underWay, nowUs);
     return {};
@@ -88,6 +95,9 @@ Verdict FrameJudge::holdReply(int number) {
     verdict.refusal = (byteAt(reply_, 1) & EXCEPTION_BIT) != 0;
     verdict.ticket = books_.window.hold(number, verdict.refusal);
     copies_.setTicket(*verdict.ticket);
+    if (traffic_.hasIds()) {
+        books_.window.settleStation(number, true);
+    }
     return verdict;
 }
 
@@ -191,6 +201,30 @@ void FrameJudge::putAside(const UnderWay& underWay, qint64 nowUs) {
     disturb(number, underWay);
 }
 
+// A reply that came after its time-out, or one that nobody asked for.
+void FrameJudge::countOtherId(qint64 nowUs) {
+    const int number = byteAt(traffic_.frame(), 0);
+    if (const std::optional<qint64> askedUs = traffic_.askedUs()) {
+        books_.stations.at(number).heardUs = nowUs;
+        books_.note(ExchangeNote::Late, number, nowUs - *askedUs);
+    } else {
+        books_.note(ExchangeNote::Surplus, number);
+    }
+}
+
+// It came under the id of what was asked, and does not answer that: nothing else will.
+Verdict FrameJudge::refuseUnderId(const UnderWay& underWay) {
+    const QByteArray& frame = traffic_.frame();
+    const int number = byteAt(frame, 0);
+    if (number == underWay.present && byteAt(frame, 1) == underWay.function) {
+        copyBytes(mismatch_, frame);
+    }
+    books_.note(ExchangeNote::Surplus, number);
+    Verdict verdict;
+    verdict.damaged = true;
+    return verdict;
+}
+
 Verdict FrameJudge::takeDamage(FrameStream::Kind kind, const UnderWay& underWay) {
     const QByteArray& frame = traffic_.frame();
     const bool like = kind == FrameStream::Kind::Damaged;
@@ -229,6 +263,9 @@ void FrameJudge::keepDamaged(int expectLen) {
 
 // Something else came in between; `more`: besides what was awaited, and not in place of it.
 void FrameJudge::disturb(std::optional<int> number, const UnderWay& underWay, bool more) {
+    if (traffic_.hasIds()) {
+        return;
+    }
     books_.window.disturb();
     copies_.suspect(std::min(timeoutUs(settings_) / 10, PIECE_GAP_US));
     // Nothing was asked of station 0 or of one that does not exist.

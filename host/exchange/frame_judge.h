@@ -79,6 +79,8 @@ private:
     Verdict acceptQuery(int number, int index, const UnderWay& underWay, qint64 nowUs);
     Verdict holdReply(int number);
     void putAside(const UnderWay& underWay, qint64 nowUs);
+    void countOtherId(qint64 nowUs);
+    Verdict refuseUnderId(const UnderWay& underWay);
     Verdict takeDamage(FrameStream::Kind kind, const UnderWay& underWay);
     void keepDamaged(int expectLen);
     void disturb(std::optional<int> number, const UnderWay& underWay, bool more = true);

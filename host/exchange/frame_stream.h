@@ -26,7 +26,9 @@ public:
         /// As many bytes as the awaited reply has, with its station and function code, but no good CRC.
         Damaged,
         /// Bytes outside of any frame.
-        Noise
+        Noise,
+        /// A frame under the id of an earlier request whose reply had not come, or of none (Modbus/TCP alone).
+        OtherId
     };
     struct Piece {
         Kind kind = Kind::Noise;

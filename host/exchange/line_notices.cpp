@@ -18,6 +18,12 @@ QString LineNotices::take(const ExchangeNote& note) {
                                       "not asked for")
                            .arg(*note.station));
         case ExchangeNote::Surplus:
+            if (hasIds_) {
+                return say(QStringLiteral("surplus"),
+                           QStringLiteral("station %1 sends replies that answer nothing it was asked; they are "
+                                          "dropped")
+                               .arg(*note.station));
+            }
             return say(QStringLiteral("surplus"),
                        QStringLiteral("more replies of station %1 come than it was asked for: another master "
                                       "is on this line, or the station answers the request before")

@@ -14,7 +14,8 @@ namespace dx7 {
 /// Turns what the exchange meets into sentences, each of them once. For one thread; nothing of it fails.
 class LineNotices {
 public:
-    explicit LineNotices(const LineSettings& settings) : timeoutMs_(settings.timeoutMs) {}
+    explicit LineNotices(const LineSettings& settings)
+        : timeoutMs_(settings.timeoutMs), hasIds_(settings.carrier == Carrier::ModbusTcp) {}
 
     /// A sentence when the note is worth one that has not been said: "station 1 answers after 0.8 s; raise
     /// --timeout (500 ms)". Empty otherwise.
@@ -28,6 +29,7 @@ private:
     QString say(const QString& key, const QString& sentence);
 
     int timeoutMs_;
+    bool hasIds_;
     QSet<QString> keys_;
     QStringList said_;
 };

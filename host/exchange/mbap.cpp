@@ -13,6 +13,8 @@ constexpr int LENGTH_AT = 4;
 // Unit and function code.
 constexpr int SHORTEST_REST = 2;
 constexpr int CRC_BYTES = 2;
+// With all of them due one is used again.
+constexpr int MOST_IDS = 0xFFFF;
 
 void appendWord(QByteArray& bytes, int word) {
     bytes.append(static_cast<char>(word >> 8));
@@ -41,14 +43,35 @@ QByteArray mbapFrame(quint16 id, const QByteArray& rtuFrame) {
 }
 
 bool beginsLikeMbap(const QByteArray& bytes) {
-    // An RTU frame of station 0 to 247 may begin with any two bytes, but two zeros follow in few of them.
-    return bytes.size() >= MBAP_BYTES + SHORTEST_REST && restLength(bytes) == bytes.size() - MBAP_BYTES &&
-           !endsWithCrc(bytes, 0, bytes.size());
+    return restLength(bytes) > 0;
 }
 
-QByteArray MbapStream::wrap(const QByteArray& rtuFrame) {
-    awaited_ = true;
-    return mbapFrame(++id_, rtuFrame);
+QByteArray MbapStream::wrap(const QByteArray& rtuFrame, qint64 nowUs) {
+    do {
+        ++id_;
+    } while (due_.contains(id_) && due_.size() <= MOST_IDS);
+    awaited_ = byteAt(rtuFrame, 0) != 0;
+    if (awaited_) {
+        due_[id_] = nowUs;
+    }
+    lost_ = false;
+    return mbapFrame(id_, rtuFrame);
+}
+
+void MbapStream::append(const char* bytes, int count) {
+    if (!lost_) {
+        buffer_.append(bytes, count);
+    }
+}
+
+MbapStream::Piece::Kind MbapStream::kindOf(quint16 id, qint64* askedUs) {
+    if (!due_.contains(id)) {
+        return Piece::Unasked;
+    }
+    *askedUs = due_.take(id);
+    const bool ours = awaited_ && id == id_;
+    awaited_ = awaited_ && !ours;
+    return ours ? Piece::Frame : Piece::Late;
 }
 
 std::optional<MbapStream::Piece> MbapStream::take() {
@@ -58,30 +81,29 @@ std::optional<MbapStream::Piece> MbapStream::take() {
     const int rest = restLength(buffer_);
     Piece piece;
     if (rest < 0) {
+        lost_ = true;
         piece.bytes.swap(buffer_);
         return piece;
     }
     if (buffer_.size() < MBAP_BYTES + rest) {
         return {};
     }
-    const bool ours = awaited_ && wordAt(buffer_, 0) == id_;
-    piece.kind = ours ? Piece::Frame : Piece::OtherId;
+    piece.kind = kindOf(static_cast<quint16>(wordAt(buffer_, 0)), &piece.askedUs);
     piece.bytes = buffer_.mid(MBAP_BYTES, rest);
     appendCrc(piece.bytes);
     buffer_.remove(0, MBAP_BYTES + rest);
-    awaited_ = awaited_ && !ours;
     return piece;
 }
 
 void MbapStream::reset() {
     buffer_.resize(0);
-    awaited_ = false;
+    awaited_ = lost_ = false;
+    due_.clear();
 }
 
 int MbapStream::missing() const {
     const int rest = std::max(restLength(buffer_), SHORTEST_REST);
-    const int wanted = buffer_.size() < MBAP_BYTES ? MBAP_BYTES + SHORTEST_REST : MBAP_BYTES + rest;
-    return std::max(wanted - buffer_.size(), 1);
+    return std::max(MBAP_BYTES + rest - buffer_.size(), 1);
 }
 
 }  // namespace dx7

@@ -24,9 +24,11 @@ void takeSetting(const TomlTable& line, const char* key, LineSettings& settings,
 void takeCarrier(const TomlTable& line, LineSettings& settings) {
     const auto serial = line.text("serial");
     const auto tcp = line.text("tcp");
+    const auto modbusTcp = line.text("modbus_tcp");
     settings.rs485 = line.flag("rs485").value_or(settings.rs485);
-    if (serial && tcp) {
-        line.refuse("tcp", QStringLiteral("a line is either serial or tcp"));
+    if ((serial && tcp) || (modbusTcp && (serial || tcp))) {
+        line.refuse(modbusTcp ? "modbus_tcp" : "tcp",
+                    QStringLiteral("a line is one of serial, tcp and modbus_tcp"));
     }
     if (serial) {
         if (serial->isEmpty()) {
@@ -36,9 +38,11 @@ void takeCarrier(const TomlTable& line, LineSettings& settings) {
         settings.serialPort = *serial;
     } else if (tcp) {
         line.blame("tcp", QString(), [&] { setTcpAddress(settings, *tcp); });
-        if (settings.rs485) {
-            line.refuse("rs485", QStringLiteral("RS-485 mode needs a serial port"));
-        }
+    } else if (modbusTcp) {
+        line.blame("modbus_tcp", QString(), [&] { setModbusTcpAddress(settings, *modbusTcp); });
+    }
+    if (settings.rs485 && (tcp || modbusTcp)) {
+        line.refuse("rs485", QStringLiteral("RS-485 mode needs a serial port"));
     }
 }
 
@@ -74,7 +78,7 @@ void LineFile::apply(LineSettings& settings) const {
         return;
     }
     const TomlTable line = file.table(*node, "line");
-    line.checkKeys({"serial", "tcp", "baud", "parity", "data_bits", "stop_bits", "rs485", "timeout", "late",
+    line.checkKeys({"serial", "tcp", "modbus_tcp", "baud", "parity", "data_bits", "stop_bits", "rs485", "timeout", "late",
                     "retries", "block", "gap", "echo"});
     takeCarrier(line, settings);
     takeSetting(line, "baud", settings, &LineSettings::baud);

@@ -21,9 +21,10 @@ std::unique_ptr<Line> makeLine(const LineSettings& settings) {
         case Carrier::Serial:
             return std::make_unique<SerialLine>(settings);
         case Carrier::Tcp:
+        case Carrier::ModbusTcp:
             return std::make_unique<TcpLine>(settings);
         default:
-            throw UsageError(QStringLiteral("no line is given, use --serial PORT or --tcp HOST[:PORT]"));
+            throw UsageError(QStringLiteral("no line is given, use --serial PORT, --tcp HOST[:PORT] or --modbus-tcp HOST[:PORT]"));
     }
 }
 

@@ -15,6 +15,7 @@ enum { FIELD_BAUD = 1, FIELD_DATA_BITS, FIELD_PARITY, FIELD_STOP_BITS, FIELD_POR
 
 constexpr int FASTEST_PACED_BAUD = 19200;
 constexpr int FAST_GAP_US = 1750;
+constexpr int MODBUS_TCP_PORT = 502;
 
 void takeNumber(const QStringList& fields, int index, int lowest, int highest, int* setting) {
     bool ok = false;
@@ -62,6 +63,24 @@ QString parityText(Parity parity) {
     }
 }
 
+void takeTcpAddress(LineSettings& settings, const QString& text) {
+    const int bracket = text.lastIndexOf(QLatin1Char(']'));
+    const int colon = text.lastIndexOf(QLatin1Char(':'));
+    const bool hasPort = colon > bracket && (bracket >= 0 || text.count(QLatin1Char(':')) == 1);
+    QString host = hasPort ? text.left(colon) : text;
+    if (host.startsWith(QLatin1Char('[')) && host.endsWith(QLatin1Char(']'))) {
+        host = host.mid(1, host.size() - 2);
+    }
+    if (host.isEmpty()) {
+        throw UsageError(QStringLiteral("\"%1\" names no host, use HOST or HOST:PORT").arg(text));
+    }
+    settings.tcpHost = host;
+    if (!hasPort) {
+        return;
+    }
+    settings.tcpPort = numberInRange(text.mid(colon + 1), "TCP port", 1, 65535);
+}
+
 }  // namespace
 
 void applyDriverDefaults(LineSettings& settings, const QString& driverParameter) {
@@ -101,21 +120,13 @@ EchoMode echoFromText(const QString& text) {
 
 void setTcpAddress(LineSettings& settings, const QString& text) {
     settings.carrier = Carrier::Tcp;
-    const int bracket = text.lastIndexOf(QLatin1Char(']'));
-    const int colon = text.lastIndexOf(QLatin1Char(':'));
-    const bool hasPort = colon > bracket && (bracket >= 0 || text.count(QLatin1Char(':')) == 1);
-    QString host = hasPort ? text.left(colon) : text;
-    if (host.startsWith(QLatin1Char('[')) && host.endsWith(QLatin1Char(']'))) {
-        host = host.mid(1, host.size() - 2);
-    }
-    if (host.isEmpty()) {
-        throw UsageError(QStringLiteral("\"%1\" names no host, use HOST or HOST:PORT").arg(text));
-    }
-    settings.tcpHost = host;
-    if (!hasPort) {
-        return;
-    }
-    settings.tcpPort = numberInRange(text.mid(colon + 1), "TCP port", 1, 65535);
+    takeTcpAddress(settings, text);
+}
+
+void setModbusTcpAddress(LineSettings& settings, const QString& text) {
+    settings.carrier = Carrier::ModbusTcp;
+    settings.tcpPort = MODBUS_TCP_PORT;
+    takeTcpAddress(settings, text);
 }
 
 double gapFromUser(double gapMs) {
@@ -150,7 +161,7 @@ int bitsPerCharacter(const LineSettings& settings) {
 }
 
 qint64 lineTimeUs(const LineSettings& settings, int bytes) {
-    if (settings.carrier == Carrier::Tcp || settings.baud <= 0) {
+    if (isOverTcp(settings) || settings.baud <= 0) {
         return 0;
     }
     return qint64(bytes) * bitsPerCharacter(settings) * 1000000 / settings.baud;
@@ -160,7 +171,7 @@ qint64 silentIntervalUs(const LineSettings& settings) {
     if (settings.gapMs) {
         return static_cast<qint64>(*settings.gapMs * 1000);
     }
-    if (settings.carrier == Carrier::Tcp) {
+    if (isOverTcp(settings)) {
         return 0;
     }
     if (settings.baud > FASTEST_PACED_BAUD) {
@@ -183,7 +194,9 @@ QString describeLine(const LineSettings& settings) {
                 .arg(parityText(settings.parity).left(1).toUpper())
                 .arg(settings.stopBits);
         case Carrier::Tcp:
-            return QStringLiteral("tcp %1:%2")
+        case Carrier::ModbusTcp:
+            return QStringLiteral("%1 %2:%3")
+                .arg(QLatin1String(settings.carrier == Carrier::Tcp ? "tcp" : "Modbus/TCP"))
                 .arg(settings.tcpHost.contains(QLatin1Char(':'))
                          ? QStringLiteral("[%1]").arg(settings.tcpHost)
                          : settings.tcpHost)

@@ -10,7 +10,14 @@
 namespace dx7 {
 
 /// What carries the bytes; None while no line is given.
-enum class Carrier { None, Serial, Tcp };
+enum class Carrier {
+    None,
+    Serial,
+    /// RTU frames in a TCP connection.
+    Tcp,
+    /// Modbus/TCP: a head with a transaction id in place of the CRC.
+    ModbusTcp
+};
 enum class Parity { None, Even, Odd };
 /// Whether the adapter sends back what is sent: found out, or known.
 enum class EchoMode { Auto, On, Off };
@@ -52,11 +59,18 @@ void applyDriverDefaults(LineSettings& settings, const QString& driverParameter)
 /// "none", "even" or "odd" (or their first letters), any case. Throws UsageError for anything else.
 Parity parityFromText(const QString& text);
 
+/// Whether a TCP connection carries the bytes.
+inline bool isOverTcp(const LineSettings& settings) {
+    return settings.carrier == Carrier::Tcp || settings.carrier == Carrier::ModbusTcp;
+}
+
 /// "auto", "on" or "off", any case. Throws UsageError for anything else.
 EchoMode echoFromText(const QString& text);
 
-/// Takes "HOST", "HOST:PORT" or "[IPV6]:PORT" apart into tcpHost and tcpPort. Throws UsageError.
+/// Takes "HOST", "HOST:PORT" or "[IPV6]:PORT" apart into carrier Tcp, tcpHost and tcpPort. Throws UsageError.
 void setTcpAddress(LineSettings& settings, const QString& text);
+/// The same with carrier ModbusTcp; its port is 502 when none is given.
+void setModbusTcpAddress(LineSettings& settings, const QString& text);
 
 /// A silent interval as the user gave it, in ms. Throws UsageError when it is not 0 to 10000.
 double gapFromUser(double gapMs);
@@ -81,7 +95,7 @@ qint64 silentIntervalUs(const LineSettings& settings);
 /// The property text for intf_initProperty.
 QByteArray propertyText(const LineSettings& settings, int linkId);
 
-/// "serial port /dev/ttyUSB0 (9600 8N1)" or "tcp 10.0.0.7:8888".
+/// "serial port /dev/ttyUSB0 (9600 8N1)", "tcp 10.0.0.7:8888" or "Modbus/TCP 10.0.0.7:502".
 QString describeLine(const LineSettings& settings);
 
 }  // namespace dx7

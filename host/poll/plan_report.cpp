@@ -40,7 +40,7 @@ std::optional<PlannedBlock> nextBlock(DriverSession& session, const LineSettings
     block.range = ItemRange{frame.station, frame.regType, frame.address, frame.count};
     block.request = QByteArray(reinterpret_cast<const char*>(frame.sendBuf), frame.sendLen);
     block.replyBytes = frame.expectLen;
-    if (settings.carrier != Carrier::Tcp) {
+    if (!isOverTcp(settings)) {
         block.lineUs = silentIntervalUs(settings) + lineTimeUs(settings, frame.sendLen + frame.expectLen);
     }
     QString info;

@@ -85,6 +85,22 @@ TEST_P(Replies, AreTheEngines) {
     EXPECT_EQ(answer.exceptionCode(), (expected[1] & 0x80) != 0 ? expected[2] : 0);
 }
 
+// The same behind a head with the request's id.
+TEST_P(Replies, AreTheSameOverModbusTcp) {
+    const auto framed = [](const Bytes& rest) {
+        Bytes frame = {0x12, 0x34, 0, 0, 0, static_cast<std::uint8_t>(rest.size())};
+        frame.insert(frame.end(), rest.begin(), rest.end());
+        return frame;
+    };
+    Engine engine(Protocol::ModbusTcp);
+    Model model;
+    const Answer answer = engine.answer(framed(GetParam().request), model, AT_START);
+    EXPECT_TRUE(answer.accepted);
+    const Bytes& expected = GetParam().reply;
+    EXPECT_EQ(answer.reply, framed(expected));
+    EXPECT_EQ(answer.exceptionCode(), (expected[1] & 0x80) != 0 ? expected[2] : 0);
+}
+
 INSTANTIATE_TEST_SUITE_P(Engine, Replies, testing::ValuesIn(REPLIES),
                          [](const auto& row) { return std::string(row.param.name); });
 

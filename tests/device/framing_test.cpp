@@ -52,6 +52,30 @@ TEST_F(FramingTest, PartsRequestsThatArriveTogether) {
     EXPECT_EQ(framing.deadline(), milliseconds(21));
 }
 
+TEST(FramingOfModbusTcp, GoesByTheLengthInTheHead) {
+    Framing framing{Time(), milliseconds(20), Protocol::ModbusTcp};
+    const Bytes request = {0, 1, 0, 0, 0, 6, 1, 3, 0xF3, 0x25, 0, 1};
+    EXPECT_TRUE(framing.take({request.begin(), request.begin() + 7}, milliseconds(1)).empty());
+    EXPECT_FALSE(framing.deadline()) << "no silence ends it";
+    EXPECT_FALSE(framing.silence(milliseconds(5000)));
+    const auto frames = framing.take(joined({request.begin() + 7, request.end()}, request), milliseconds(9000));
+    ASSERT_EQ(frames.size(), 2U);
+    EXPECT_EQ(frames[0].bytes, request);
+    EXPECT_EQ(frames[1].bytes, request);
+    EXPECT_FALSE(framing.isLost());
+}
+
+TEST(FramingOfModbusTcp, IsLostWhereThereIsNoHead) {
+    for (const Bytes& wrong : {READ, Bytes{0, 1, 0, 0, 0, 1, 1}, Bytes{0, 1, 0, 0, 1, 0, 1}}) {
+        Framing framing{Time(), milliseconds(20), Protocol::ModbusTcp};
+        EXPECT_TRUE(framing.take(wrong, milliseconds(1)).empty());
+        EXPECT_TRUE(framing.isLost());
+        EXPECT_EQ(framing.droppedBytes(), wrong.size());
+        framing.reset();
+        EXPECT_FALSE(framing.isLost());
+    }
+}
+
 // On a line that takes time, more arrives than it could carry.
 TEST(FramingOfAFlood, IsNeverMoreThan1024CharactersBehind) {
     const Time character = milliseconds(1);

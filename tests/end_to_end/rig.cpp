@@ -6,11 +6,20 @@
 #include <thread>
 
 std::string carrierName(const testing::TestParamInfo<Carrier>& info) {
-    return info.param == Carrier::Tcp ? "Tcp" : "PseudoTerminal";
+    switch (info.param) {
+        case Carrier::Tcp:
+            return "Tcp";
+        case Carrier::ModbusTcp:
+            return "ModbusTcp";
+        default:
+            return "PseudoTerminal";
+    }
 }
 
 void PrintTo(Carrier carrier, std::ostream* out) {
-    *out << (carrier == Carrier::Tcp ? "TCP" : "pseudo-terminal");
+    *out << (carrier == Carrier::Tcp         ? "TCP"
+             : carrier == Carrier::ModbusTcp ? "Modbus/TCP"
+                                             : "pseudo-terminal");
 }
 
 Rig::Rig(Carrier carrier, const Words& deviceOptions) : carrier_(carrier), deviceOptions_(deviceOptions) {
@@ -18,8 +27,9 @@ Rig::Rig(Carrier carrier, const Words& deviceOptions) : carrier_(carrier), devic
 }
 
 void Rig::startDevice() {
-    const bool tcp = carrier_ == Carrier::Tcp;
-    const Words place = tcp ? Words{"--tcp", std::to_string(port_)} : Words{"--pty", directory_.file("line")};
+    const bool tcp = carrier_ != Carrier::PseudoTerminal;
+    const Words place =
+        tcp ? Words{tcpOption(), std::to_string(port_)} : Words{"--pty", directory_.file("line")};
     device_ = std::make_unique<DeviceProcess>(place, deviceOptions_);
     if (tcp) {
         port_ = device_->tcpPort();
@@ -36,8 +46,8 @@ std::string Rig::stopDevice() {
 }
 
 Words Rig::line() const {
-    return carrier_ == Carrier::Tcp ? Words{"--tcp", "127.0.0.1:" + std::to_string(port_)}
-                                    : Words{"--serial", directory_.file("line")};
+    return carrier_ == Carrier::PseudoTerminal ? Words{"--serial", directory_.file("line")}
+                                               : Words{tcpOption(), "127.0.0.1:" + std::to_string(port_)};
 }
 
 Words Rig::command(const Words& words) const {
@@ -49,8 +59,12 @@ Words Rig::command(const Words& words) const {
 }
 
 std::unique_ptr<Client> Rig::client(int station) const {
-    return carrier_ == Carrier::Tcp ? std::make_unique<Client>(connectTo(port_), station)
-                                    : std::make_unique<Client>(directory_.file("line"), station);
+    if (carrier_ == Carrier::PseudoTerminal) {
+        return std::make_unique<Client>(directory_.file("line"), station);
+    }
+    const bool rtu = carrier_ == Carrier::Tcp;
+    return std::make_unique<Client>(connectTo(port_), station,
+                                    rtu ? Client::Protocol::Rtu : Client::Protocol::ModbusTcp);
 }
 
 const char* const dx7Program = DX7_PROGRAM;

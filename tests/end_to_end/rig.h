@@ -22,7 +22,7 @@ using namespace kit;
 using Words = std::vector<std::string>;
 using Json = nlohmann::json;
 
-enum class Carrier { PseudoTerminal, Tcp };
+enum class Carrier { PseudoTerminal, Tcp, ModbusTcp };
 
 /// The name of a parameterised test.
 std::string carrierName(const testing::TestParamInfo<Carrier>& info);
@@ -44,7 +44,7 @@ public:
 
     /// Of the device on TCP, running or not.
     int port() const { return port_; }
-    /// "--serial", PATH or "--tcp", HOST:PORT.
+    /// "--serial", PATH, or "--tcp" or "--modbus-tcp", HOST:PORT.
     Words line() const;
     /// The whole command line of a command on this line.
     Words command(const Words& words) const;
@@ -55,6 +55,8 @@ public:
     std::string file(const std::string& name) const { return directory_.file(name); }
 
 private:
+    const char* tcpOption() const { return carrier_ == Carrier::Tcp ? "--tcp" : "--modbus-tcp"; }
+
     TemporaryDirectory directory_;
     Carrier carrier_;
     Words deviceOptions_;

@@ -53,7 +53,7 @@ protected:
     Rig rig{GetParam()};
     std::string file = rig.file("line.toml");
 };
-INSTANTIATE_TEST_SUITE_P(Lines, TagRules, testing::Values(Carrier::PseudoTerminal, Carrier::Tcp),
+INSTANTIATE_TEST_SUITE_P(Lines, TagRules, testing::Values(Carrier::PseudoTerminal, Carrier::Tcp, Carrier::ModbusTcp),
                          carrierName);
 
 TEST_P(TagRules, NamesAreShownAndTaken) {

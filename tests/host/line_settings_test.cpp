@@ -33,6 +33,21 @@ TEST(LineSettings, TakesTheDriversDefaults) {
     EXPECT_EQ(settings.tcpPort, 8888);
 }
 
+TEST(LineSettings, ModbusTcpHasAPortOfItsOwn) {
+    LineSettings settings;
+    setModbusTcpAddress(settings, QStringLiteral("10.0.0.7"));
+    EXPECT_EQ(settings.carrier, Carrier::ModbusTcp);
+    EXPECT_EQ(settings.tcpPort, 502);
+    EXPECT_EQ(describeLine(settings), QStringLiteral("Modbus/TCP 10.0.0.7:502"));
+    EXPECT_EQ(lineTimeUs(settings, 100), 0);
+    EXPECT_EQ(silentIntervalUs(settings), 0);
+    setModbusTcpAddress(settings, QStringLiteral("[::1]:1502"));
+    EXPECT_EQ(settings.tcpPort, 1502);
+    setTcpAddress(settings, QStringLiteral("10.0.0.7:8888"));
+    EXPECT_EQ(settings.carrier, Carrier::Tcp);
+    EXPECT_FALSE(isOverTcp(LineSettings()));
+}
+
 TEST(LineSettings, SilentIntervalIsThreeAndAHalfCharacters) {
     EXPECT_EQ(silentIntervalUs(serial(9600)), 10 * 7 * 1000000 / 9600 / 2);
     EXPECT_EQ(silentIntervalUs(serial(19200)), 10 * 7 * 1000000 / 19200 / 2);

@@ -34,8 +34,8 @@ DeviceProcess::DeviceProcess(const std::vector<std::string>& line, const std::ve
 
 int DeviceProcess::tcpPort() const {
     // "ready on tcp 127.0.0.1:36969, stations 1"
-    const std::string beginning = "ready on tcp ";
-    return ready_.rfind(beginning, 0) == 0 ? std::atoi(ready_.c_str() + ready_.find(':') + 1) : 0;
+    const bool tcp = ready_.find("tcp ") != std::string::npos;
+    return tcp ? std::atoi(ready_.c_str() + ready_.find(':') + 1) : 0;
 }
 
 Finished DeviceProcess::stop() {

@@ -24,7 +24,7 @@ public:
 
     /// What it said: "ready on ...".
     const std::string& ready() const { return ready_; }
-    /// The port of "--tcp", "0"; 0 on another line.
+    /// The port of "--tcp", "0" or "--modbus-tcp", "0"; 0 on another line.
     int tcpPort() const;
 
     /// Ends it as Ctrl-C does.

@@ -33,7 +33,10 @@ Client::Client(const std::string& path, int station)
     setTimeout(REPLY_TIMEOUT_MS);
 }
 
-Client::Client(int socket, int station) : context_(modbus_new_rtu("/dev/null", 9600, 'N', 8, 1)) {
+// Neither the device name nor the address is opened.
+Client::Client(int socket, int station, Protocol protocol)
+    : context_(protocol == Protocol::Rtu ? modbus_new_rtu("/dev/null", 9600, 'N', 8, 1)
+                                         : modbus_new_tcp("127.0.0.1", MODBUS_TCP_DEFAULT_PORT)) {
     modbus_set_slave(context_, station);
     modbus_set_socket(context_, socket);
     setTimeout(REPLY_TIMEOUT_MS);

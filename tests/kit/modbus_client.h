@@ -22,8 +22,9 @@ class Client {
 public:
     /// Of a pseudo-terminal or serial port.
     explicit Client(const std::string& path, int station = 1);
-    /// Of a connected socket that carries RTU frames, which it closes at the end.
-    explicit Client(int socket, int station = 1);
+    /// Of a connected socket, which it closes at the end.
+    enum class Protocol { Rtu, ModbusTcp };
+    explicit Client(int socket, int station = 1, Protocol protocol = Protocol::Rtu);
     ~Client();
     Client(const Client&) = delete;
     Client& operator=(const Client&) = delete;

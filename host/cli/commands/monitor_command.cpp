@@ -140,7 +140,7 @@ void checkOptions(const MonitorOptions& options) {
 }
 
 void pollUntilDone(Connection& connection, const MonitorPrinter& printer, LiveTable* table) {
-    while (!printer.finished() && !(table != nullptr && table->quit())) {
+    while (!printer.finished() && !connection.closedAgainAndAgain() && !(table != nullptr && table->quit())) {
         if (table != nullptr) {
             // A value typed during the silence before a request is written by that request: the turn before
             // ended with the silence.
@@ -156,6 +156,7 @@ int runMonitor(const MonitorOptions& options) {
     const LineSettings settings = lineSettings(options, loaded.parameter(), true);
     const QVector<Point> points = loaded.points(options, options.items);
     Connection connection(loaded, settings, options);
+    connection.awaitLostLine();
     MonitorPrinter printer(connection, options);
     connection.engine().watch(points, connection.clock().nowUs());
     std::unique_ptr<LiveTable> table;
@@ -183,6 +184,11 @@ int runMonitor(const MonitorOptions& options) {
     table.reset();
     for (const QString& write : unfinished) {
         printError(write);
+    }
+    if (connection.closedAgainAndAgain()) {
+        printError(QStringLiteral("%1 is closed by the other end again and again before a byte has come: does "
+                                  "this port speak Modbus/TCP? (--modbus-tcp)")
+                       .arg(describeLine(settings)));
     }
     if (!fault.isEmpty()) {
         throw LineError(fault);

@@ -197,6 +197,7 @@ void printFileDifference(const FileDifference& difference, bool json) {
 int diffFiles(const ParamsOptions& options) {
     const std::pair<const char*, bool> useless[] = {{"--station", options.station.has_value()},
                                                     {"--tcp", !options.tcpAddress.empty()},
+                                                    {"--modbus-tcp", !options.modbusTcpAddress.empty()},
                                                     {"--serial", !options.serialPort.empty()},
                                                     {"--record", !options.recordPath.empty()}};
     for (const auto& [option, given] : useless) {
