@@ -6,9 +6,9 @@
 #include "host/cli/listening.h"
 #include "host/cli/output.h"
 #include "host/cli/output_files.h"
+#include "host/cli/protocol_hint.h"
 #include "host/cli/stop_signal.h"
 #include "host/error.h"
-#include "host/exchange/mbap.h"
 #include "host/files/named_items.h"
 #include "host/files/wall_clock.h"
 
@@ -27,18 +27,6 @@ void warnOfItemsBeyond(const QVector<Point>& points) {
                            .arg(point.notation(), point.type.name, point.type.lowest, point.type.highest));
         }
     }
-}
-
-// What the first bytes that came, or none, say of the protocol of the other end; empty when nothing. `closed`:
-// by the other end.
-QString protocolHint(const LineSettings& settings, const QByteArray& firstBytes, bool closed) {
-    if (settings.carrier == Carrier::Tcp && (beginsLikeMbap(firstBytes) || (closed && firstBytes.isEmpty()))) {
-        return QStringLiteral("does this port speak Modbus/TCP? (--modbus-tcp)");
-    }
-    const bool strange = firstBytes.size() >= MBAP_BYTES && !beginsLikeMbap(firstBytes);
-    return settings.carrier == Carrier::ModbusTcp && strange
-               ? QStringLiteral("does this port carry RTU frames? (--tcp)")
-               : QString();
 }
 
 // After the reason why the line did not open: where a dx7 has the port, what can be done.
@@ -95,23 +83,28 @@ QVector<WriteRequest> Driver::writes(const CommonOptions& options,
     return requests;
 }
 
+std::unique_ptr<Line> openLine(const LineSettings& settings, const CommonOptions& options) {
+    std::unique_ptr<Line> line = makeLine(settings);
+    line->setStopRequest(stopRequested);
+    if (!line->open()) {
+        throw UsageError(
+            QStringLiteral("%1 could not be opened: %2%3")
+                .arg(describeLine(settings), line->failure(), inUseHint(line->failure(), options)));
+    }
+    return line;
+}
+
 Connection::Connection(const Driver& loaded, const LineSettings& settings, const CommonOptions& options)
     : settings_(settings),
       listens_(settings.carrier == Carrier::Serial && !options.anyway),
       session_(loaded.library.functions(), propertyText(settings, 1)),
-      line_(makeLine(settings)),
       loop_(session_, settings),
       notices_(settings) {
     if (!options.recordPath.empty()) {
         checkRecordingPath(loaded, settings, options);
     }
     watchStopSignals();
-    line_->setStopRequest(stopRequested);
-    if (!line_->open()) {
-        throw UsageError(
-            QStringLiteral("%1 could not be opened: %2%3")
-                .arg(describeLine(settings), line_->failure(), inUseHint(line_->failure(), options)));
-    }
+    line_ = openLine(settings, options);
     loop_.exchange().setCounter(static_cast<quint16>(wallTimeUs()));
     if (!options.recordPath.empty()) {
         recorder_ = std::make_unique<Recorder>(text(options.recordPath), stopRequested);
@@ -150,9 +143,7 @@ void Connection::hear() {
             events_.line(open);
         }
     };
-    events.notice = [this](const QString& sentence) {
-        say(sentence);
-    };
+    events.notice = [this](const QString& sentence) { say(sentence); };
     engine_->setEvents(events);
 }
 
@@ -249,11 +240,8 @@ void Connection::breakOffStopped() {
 }
 
 void Connection::breakOffLost() {
-    const QString hint = protocolHint(settings_, loop_.exchange().firstBytes(), true);
     breakOff(QStringLiteral("the line was lost"),
-             QStringLiteral("%1 was lost: %2%3")
-                 .arg(describeLine(settings_), line_->failure(),
-                      hint.isEmpty() ? hint : QStringLiteral("; ") + hint));
+             lossText(settings_, line_->failure(), loop_.exchange().firstBytes()));
 }
 
 void Connection::listenFirst() {

@@ -39,6 +39,9 @@ struct Driver {
     ItemNotation notation;
 };
 
+/// Opens the line of the settings; a signal ends the wait for it. Throws UsageError when that fails.
+std::unique_ptr<Line> openLine(const LineSettings& settings, const CommonOptions& options);
+
 /// An opened line with everything that runs on it.
 class Connection {
 public:

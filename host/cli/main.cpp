@@ -165,6 +165,7 @@ int parseAndRun(int argc, char** argv) {
     addParamsCommand(program);
     addPlanCommand(program);
     addPortsCommand(program);
+    addRawCommand(program);
     addReplayCommand(program);
     addScanCommand(program);
     const QStringList words = wordsAfterProgram(argc, argv);

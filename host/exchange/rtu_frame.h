@@ -33,6 +33,8 @@ constexpr int WRITE_COIL = 5;
 constexpr int WRITE_REGISTER = 6;
 constexpr int WRITE_COILS = 15;
 constexpr int WRITE_REGISTERS = 16;
+/// It writes registers, and reads others.
+constexpr int READ_WRITE_REGISTERS = 23;
 constexpr int COIL_ON = 0xFF00;
 
 /// The two function codes that say nothing of any item.

@@ -8,7 +8,7 @@ namespace {
 
 // More than an adapter's latency timer and its packets.
 constexpr qint64 PATIENCE_US = 500000;
-constexpr qint64 LONGEST_WAIT_US = 50000;
+constexpr qint64 LOOPBACK_LOOK_US = 50000;
 constexpr int PIECE_BYTES = 64;
 constexpr int ALTERNATING_BYTES = 64;
 constexpr char ALTERNATING[] = {'\x55', '\x2A'};
@@ -39,7 +39,7 @@ private:
         result_.sent += piece.size();
         const qint64 endUs = poller_.nowUs() + lineTimeUs(settings_, piece.size()) + PATIENCE_US;
         while (goesOn() && poller_.nowUs() < endUs) {
-            poller_.wait(std::min(endUs, poller_.nowUs() + LONGEST_WAIT_US));
+            poller_.wait(std::min(endUs, poller_.nowUs() + LOOPBACK_LOOK_US));
             result_.lost = !line_.flush(poller_.nowUs()) || !take(piece, begin);
             result_.stopped = stopped_();
         }

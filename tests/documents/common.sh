@@ -41,7 +41,7 @@ finish() {
 }
 
 # shellcheck disable=SC2034 # the scripts that source this file use it
-dx7_commands=(monitor read write scan 'params save' 'params diff' 'params load' plan check copies types replay ports)
+dx7_commands=(monitor read write scan 'params save' 'params diff' 'params load' plan check copies types replay ports raw)
 
 # options_of PROGRAM [COMMAND...]: the options that its --help shows, one per line.
 options_of() {

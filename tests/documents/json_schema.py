@@ -309,6 +309,13 @@ class Watching(Json):
         damaged = self.on_device(1, "scan", "--stations", "1", *SHORT)
         self.assertEqual((["damaged", "summary"], 1), ([line["event"] for line in damaged], damaged[-1]["damaged"]))
 
+    def test_raw(self):
+        reply = self.on_device(0, "raw", "03", "F314", "0002", "--as", "u16")[0]
+        self.assertEqual([0xF314, 0xF315], [value["register"] for value in reply["values"]])
+        self.assertEqual(2, self.on_device(0, "raw", "03", "0000", "0001")[0]["exception"])
+        silent = self.on_device(1, "raw", "--station", "9", "03", "F314", "0001", *SHORT)[0]
+        self.assertEqual((None, True), (silent["reply"], "no reply" in silent["fault"]))
+
     def test_replay(self):
         file = self.folder / "line.pcap"
         self.on_device(1, "read", "F:3.0.20", "F:10.0.00", "F:3.0.20@9", "--record", file, *SHORT)

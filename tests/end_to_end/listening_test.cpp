@@ -94,6 +94,8 @@ TEST(Listening, AWriteNamesAnotherMasterAndSendsNothing) {
 
 TEST(Listening, AScanNamesItAndAsksNobody) {
     const BusyLine line(text({2, READ, 2, 1, 0x40}));
+    EXPECT_EQ(1, on(line, {"raw", "03F3250001"}).exitCode);
+    EXPECT_EQ(0, line.received());
     const Finished run = on(line, {"scan", "--stations", "1-3"});
     EXPECT_EQ(1, run.exitCode);
     EXPECT_EQ("0 of 0 asked stations answered (stopped)\n", run.output);

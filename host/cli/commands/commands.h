@@ -14,6 +14,7 @@ void addMonitorCommand(CommandLine& program);
 void addParamsCommand(CommandLine& program);
 void addPlanCommand(CommandLine& program);
 void addPortsCommand(CommandLine& program);
+void addRawCommand(CommandLine& program);
 void addReadCommand(CommandLine& program);
 void addReplayCommand(CommandLine& program);
 void addScanCommand(CommandLine& program);

@@ -62,12 +62,7 @@ void refuseSettings(const PortsOptions& options) {
 int runLoopback(const PortsOptions& options) {
     const LineSettings settings = loopbackSettings(options);
     watchStopSignals();
-    const std::unique_ptr<Line> line = makeLine(settings);
-    line->setStopRequest(stopRequested);
-    if (!line->open()) {
-        throw UsageError(
-            QStringLiteral("%1 could not be opened: %2").arg(describeLine(settings), line->failure()));
-    }
+    const std::unique_ptr<Line> line = openLine(settings, options);
     EpollPoller poller;
     poller.add(*line);
     QString fault = heardFirst(*line, poller, settings);
