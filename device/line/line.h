@@ -69,8 +69,9 @@ struct SerialSettings {
 
 /// A new pseudo-terminal; `link` becomes a symbolic link to the end for clients, and is removed in the end. A
 /// link to a pseudo-terminal that is there already is replaced, anything else is left alone and refused.
-/// Clients may come and go.
-std::unique_ptr<Line> openPty(const std::string& link);
+/// Clients may come and go. With `strict` what a client sends with another baud rate or number of stop bits
+/// does not arrive; its parity cannot be seen.
+std::unique_ptr<Line> openPty(const std::string& link, const SerialSettings* strict = nullptr);
 
 /// Frames on a TCP port of `address` (numeric), port 0 for any free one. One client at a time: a new one
 /// takes over, so that a client that vanished without a word does not block the line.

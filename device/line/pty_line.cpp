@@ -7,11 +7,13 @@
 #include <unistd.h>
 
 #include <cstring>
+#include <optional>
 
 #include "common/file_descriptor.h"
 #include "common/system_reason.h"
 #include "device/line/descriptor_io.h"
 #include "device/line/line.h"
+#include "device/line/port_speed.h"
 #include "device/line/usage_error.h"
 
 namespace dx7sim {
@@ -40,7 +42,7 @@ bool isPtyLink(const std::string& path) {
 
 class PtyLine : public Line {
 public:
-    explicit PtyLine(const std::string& link);
+    PtyLine(const std::string& link, const SerialSettings* strict);
     ~PtyLine() override;
 
     std::vector<int> descriptors() const override { return {device_.number(), watch_.number()}; }
@@ -53,16 +55,21 @@ private:
     void makeLink();
     void watchClients();
     void noteClients(LineInput& input);
+    bool clientHasSettings() const;
 
     std::string link_;
     std::string path_;
+    std::optional<SerialSettings> strict_;
     FileDescriptor device_;
     // Kept open so that the pseudo-terminal survives its clients: reading on would fail while there is none.
     FileDescriptor client_;
     FileDescriptor watch_;
 };
 
-PtyLine::PtyLine(const std::string& link) : link_(link) {
+PtyLine::PtyLine(const std::string& link, const SerialSettings* strict) : link_(link) {
+    if (strict != nullptr) {
+        strict_ = *strict;
+    }
     openPair();
     watchClients();
     makeLink();
@@ -128,7 +135,17 @@ LineInput PtyLine::receive() {
         // The next client may have come and asked in between.
         noteClients(input);
     }
+    if (strict_ && !clientHasSettings()) {
+        input.bytes.clear();
+    }
     return input;
+}
+
+// A pseudo-terminal has no line, but it keeps the settings that a client gives it; of these Linux clears the
+// parity.
+bool PtyLine::clientHasSettings() const {
+    const PortSpeed now = portSpeed(device_.number());
+    return now.baud == strict_->baud && now.stopBits == strict_->stopBits;
 }
 
 // A client that leaves takes the line's state with it: its unread replies and its claim to use the line
@@ -154,8 +171,8 @@ void PtyLine::noteClients(LineInput& input) {
 
 }  // namespace
 
-std::unique_ptr<Line> openPty(const std::string& link) {
-    return std::make_unique<PtyLine>(link);
+std::unique_ptr<Line> openPty(const std::string& link, const SerialSettings* strict) {
+    return std::make_unique<PtyLine>(link, strict);
 }
 
 }  // namespace dx7sim

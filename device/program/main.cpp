@@ -58,7 +58,10 @@ std::unique_ptr<Line> openLine(const Options& options) {
     if (options.modbusTcpPort) {
         return openTcp(options.bindAddress, *options.modbusTcpPort, Protocol::ModbusTcp);
     }
-    return options.pty.empty() ? openSerial(options.serial, options.serialSettings) : openPty(options.pty);
+    if (!options.serial.empty()) {
+        return openSerial(options.serial, options.serialSettings);
+    }
+    return openPty(options.pty, options.strictSettings ? &options.serialSettings : nullptr);
 }
 
 // A serial port takes its own time.

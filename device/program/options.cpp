@@ -90,6 +90,9 @@ void addLineOptions(CommandLine& program, Options& options, RawTexts& raw) {
              "speed would (default: no pacing)")
         .named("N")
         .check(plainNumber(300, 4000000));
+    program.add("--strict", &options.strictSettings,
+                "With --pty: take nothing from a client with another baud rate (9600 unless --baud says) or "
+                "number of stop bits");
     program.add("--parity", &raw.parity, "Parity: none, even or odd")
         .named("NAME")
         .oneOf({"none", "even", "odd"})
@@ -146,6 +149,9 @@ void settle(Options& options, const RawTexts& raw) {
     for (const std::string& faults : raw.faults) {
         parseFaults(faults, options.faults);
     }
+    if (options.strictSettings && options.pty.empty()) {
+        throw UsageError("--strict is of a pseudo-terminal's clients: use it with --pty");
+    }
     options.lateBy = std::chrono::milliseconds(raw.lateMs);
     options.copyAfter = std::chrono::milliseconds(raw.copyMs);
     options.serialSettings.baud = options.baud.value_or(options.serialSettings.baud);
@@ -155,7 +161,8 @@ void settle(Options& options, const RawTexts& raw) {
 }  // namespace
 
 ChosenOptions parseCommandLine(int argc, const char* const* argv) {
-    CommandLine program("dx7-device", "A simulated field device that answers Modbus RTU and Modbus/TCP requests.");
+    CommandLine program("dx7-device",
+                        "A simulated field device that answers Modbus RTU and Modbus/TCP requests.");
     program.version("dx7-device " DX7_VERSION);
     program.footer(EXAMPLES);
     Options options;

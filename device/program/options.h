@@ -28,6 +28,7 @@ struct Options {
     Time lateBy{};
     Time copyAfter{};
     std::string valuesFile;
+    bool strictSettings = false;
     bool moveAll = false;
     bool trace = false;
 };

@@ -37,18 +37,17 @@ struct Outgoing {
 class Device {
 public:
     /// `stations` are 1..247 and not empty. Stations that `plan` silences but that are not simulated throw
-    /// UsageError, and so do faults of a serial line for Modbus/TCP; std::runtime_error comes from the engine, which needs two descriptors. A late reply is
-    /// `lateBy` late, the copy of a reply `copyAfter` after its end; with 0 it follows at once, before
-    /// anything else.
+    /// UsageError, and so do faults of a serial line for Modbus/TCP; std::runtime_error comes from the
+    /// engine, which needs two descriptors. A late reply is `lateBy` late, the copy of a reply `copyAfter`
+    /// after its end; with 0 it follows at once, before anything else.
     Device(const std::vector<int>& stations, const FaultPlan& plan, std::uint64_t seed, Time lateBy,
-           Movement movement = Movement::Natural, Time copyAfter = Time(),
-           Protocol protocol = Protocol::Rtu);
+           Movement movement = Movement::Natural, Time copyAfter = Time(), Protocol protocol = Protocol::Rtu);
 
     Protocol protocol() const { return engine_.protocol(); }
 
-    /// Carries out a whole frame of the protocol, of at least 4 bytes, and returns what goes back, usually one frame or none.
-    /// An echo is among it only where not every byte is echoed. Throws std::system_error when the engine
-    /// cannot be given the frame.
+    /// Carries out a whole frame of the protocol, of at least 4 bytes, and returns what goes back, usually
+    /// one frame or none. An echo is among it only where not every byte is echoed. Throws std::system_error
+    /// when the engine cannot be given the frame.
     std::vector<Outgoing> handle(const Bytes& frame, Time now);
 
     /// Counts a request that came while too many replies waited; nothing else becomes of it.
@@ -67,8 +66,8 @@ public:
     /// The item's value by station, for one station or for all.
     std::map<int, std::uint16_t> values(const Target& target, Time now) const;
     void setSilent(int station, bool silent);
-    /// From now on faults are as often as in `plan`; what it says of silent stations adds to those. Those of a
-    /// serial line are refused for Modbus/TCP.
+    /// From now on faults are as often as in `plan`; what it says of silent stations adds to those. Those of
+    /// a serial line are refused for Modbus/TCP.
     void setFaults(const FaultPlan& plan);
 
     std::vector<int> stations() const;

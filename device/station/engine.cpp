@@ -117,8 +117,7 @@ Answer Engine::answered() {
     Answer answer{true, takeOut(), 0};
     if (!answer.reply.empty()) {
         const Bytes body = bodyOf(answer.reply, protocol_);
-        const bool isException =
-            body.size() == EXCEPTION_LENGTH && (body[1] & dx7common::EXCEPTION_BIT) != 0;
+        const bool isException = body.size() == EXCEPTION_LENGTH && (body[1] & dx7common::EXCEPTION_BIT) != 0;
         answer.exception = isException ? body[2] : 0;
     }
     return answer;

@@ -44,10 +44,10 @@ public:
 
     Protocol protocol() const { return protocol_; }
 
-    /// Carries out `request` (a whole frame of the protocol, of at least 4 bytes) as the station it is addressed to,
-    /// or as any station for a broadcast. Function codes 1 to 7, 15 and 16 are the device's; others are
-    /// answered with exception 1, reads and writes outside the map with 2, bad quantities and values with 3.
-    /// Throws std::system_error when the request cannot be written into the socket pair.
+    /// Carries out `request` (a whole frame of the protocol, of at least 4 bytes) as the station it is
+    /// addressed to, or as any station for a broadcast. Function codes 1 to 7, 15 and 16 are the device's;
+    /// others are answered with exception 1, reads and writes outside the map with 2, bad quantities and
+    /// values with 3. Throws std::system_error when the request cannot be written into the socket pair.
     Answer answer(const Bytes& request, Model& model, Time now);
 
     /// The exception reply `code` (1 to 8) to `request`, which is not carried out.

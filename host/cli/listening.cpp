@@ -58,23 +58,32 @@ QVector<HeardPiece> listen(Line& line, Poller& poller, const LineSettings& setti
     return pieces;
 }
 
-QString otherMasterText(const QVector<HeardPiece>& pieces) {
+QString heardText(const QVector<HeardPiece>& pieces) {
     const QStringList requests = saidBy(pieces, HeardPiece::Request);
-    const QStringList replies = saidBy(pieces, HeardPiece::Reply);
-    const QStringList& said = requests.isEmpty() ? replies : requests;
+    const QStringList said = requests.isEmpty() ? saidBy(pieces, HeardPiece::Reply) : requests;
     if (said.isEmpty()) {
         return QString();
     }
     const int left = said.size() - MOST_NAMED;
-    const QString more = left > 0 ? QStringLiteral(" and %1 more").arg(left) : QString();
-    const QString what = requests.isEmpty()
-                             ? QStringLiteral(", or the reply to an earlier program comes late: it says")
-                             : QStringLiteral(": it asks");
+    return QStringLiteral("it %1 \"%2\"%3")
+        .arg(QLatin1String(requests.isEmpty() ? "says" : "asks"),
+             said.mid(0, MOST_NAMED).join(QStringLiteral("\", \"")),
+             left > 0 ? QStringLiteral(" and %1 more").arg(left) : QString());
+}
+
+QString otherMasterText(const QVector<HeardPiece>& pieces) {
+    const QString heard = heardText(pieces);
+    if (heard.isEmpty()) {
+        return QString();
+    }
+    const bool asks = std::any_of(pieces.begin(), pieces.end(),
+                                  [](const HeardPiece& piece) { return piece.kind == HeardPiece::Request; });
+    const QString what = asks ? QString() : QStringLiteral(", or the reply to an earlier program comes late");
     return QStringLiteral(
-               "another master is on this line%1 \"%2\"%3; two masters disturb each other: end the other "
+               "another master is on this line%1: %2; two masters disturb each other: end the other "
                "one, or send "
                "all the same with --anyway")
-        .arg(what, said.mid(0, MOST_NAMED).join(QStringLiteral("\", \"")), more);
+        .arg(what, heard);
 }
 
 QString strayText(const QVector<HeardPiece>& pieces) {

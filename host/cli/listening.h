@@ -19,6 +19,9 @@ QVector<HeardPiece> listen(Line& line, Poller& poller, const LineSettings& setti
 /// "another master is on this line: ...", with what it asks for; empty when no frame was heard.
 QString otherMasterText(const QVector<HeardPiece>& pieces);
 
+/// What the frames that were heard ask for, or say; empty when none was heard.
+QString heardText(const QVector<HeardPiece>& pieces);
+
 /// "12 bytes without a valid CRC came ...": empty when none were heard.
 QString strayText(const QVector<HeardPiece>& pieces);
 

@@ -136,7 +136,8 @@ LineSettings lineSettings(const CommonOptions& options, const QString& driverPar
     } else if (!options.modbusTcpAddress.empty()) {
         setModbusTcpAddress(settings, text(options.modbusTcpAddress));
     } else if (needLine && settings.carrier == Carrier::None) {
-        throw UsageError(QStringLiteral("no line is given, use --serial PORT, --tcp HOST[:PORT] or --modbus-tcp HOST[:PORT]"));
+        throw UsageError(QStringLiteral(
+            "no line is given, use --serial PORT, --tcp HOST[:PORT] or --modbus-tcp HOST[:PORT]"));
     }
     if (options.rs485 && isOverTcp(settings)) {
         throw UsageError(QStringLiteral("RS-485 mode needs a serial port (--serial PORT)"));

@@ -1,5 +1,6 @@
 #include "host/cli/output.h"
 
+#include <algorithm>
 #include <cerrno>
 #include <cmath>
 #include <cstdio>
@@ -122,6 +123,18 @@ Json pointJson(const Point& point, const PointState& state) {
         json["since"] = isoTime(wallTimeOf(state.sinceUs));
     }
     return json;
+}
+
+QString shellWord(const QString& word) {
+    const auto plain = [](QChar character) {
+        return character.isLetterOrNumber() || QStringLiteral("/._-:+,@%").contains(character);
+    };
+    if (!word.isEmpty() && std::all_of(word.begin(), word.end(), plain)) {
+        return word;
+    }
+    QString quoted = word;
+    quoted.replace(QLatin1Char('\''), QLatin1String("'\\''"));
+    return QLatin1Char('\'') + quoted + QLatin1Char('\'');
 }
 
 QString msText(qint64 us) {

@@ -9,6 +9,7 @@
 #include "host/cli/stop_signal.h"
 #include "host/error.h"
 #include "host/exchange/rtu_frame.h"
+#include "host/line/port_task.h"
 
 namespace dx7::cli {
 
@@ -16,11 +17,14 @@ namespace {
 
 // So often a signal is looked for.
 constexpr qint64 SIGNAL_LOOK_US = 50000;
+// A port that does not get rid of its output is not waited for any longer.
+constexpr int CLOSING_MS = 2000;
 
 }  // namespace
 
 RawLine::RawLine(const Driver& loaded, const LineSettings& settings, const CommonOptions& options)
     : settings_(settings),
+      options_(options),
       listens_(settings.carrier == Carrier::Serial && !options.anyway),
       exchange_(settings) {
     if (!options.recordPath.empty()) {
@@ -36,11 +40,29 @@ RawLine::RawLine(const Driver& loaded, const LineSettings& settings, const Commo
     line_->expect(1);
 }
 
+void RawLine::reopen(const LineSettings& settings) {
+    if (line_) {
+        poller_.remove(*line_);
+        line_.reset();
+        awaitPortTasks(CLOSING_MS);
+    }
+    settings_ = settings;
+    line_ = openLine(settings, options_);
+    poller_.add(*line_);
+    line_->expect(1);
+    exchange_ = RawExchange(settings);
+    exchange_.setTap(recorder_.get());
+}
+
+QVector<HeardPiece> RawLine::hear() {
+    return listen(*line_, poller_, settings_, recorder_.get());
+}
+
 bool RawLine::listenFirst() {
     if (!listens_) {
         return true;
     }
-    const QVector<HeardPiece> heard = listen(*line_, poller_, settings_, recorder_.get());
+    const QVector<HeardPiece> heard = hear();
     const QString stray = strayText(heard);
     const QString master = otherMasterText(heard);
     for (const QString& said : {stray, master}) {

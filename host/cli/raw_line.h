@@ -6,6 +6,7 @@
 #include <memory>
 
 #include "host/cli/connection.h"
+#include "host/exchange/line_listener.h"
 #include "host/exchange/raw_exchange.h"
 
 namespace dx7::cli {
@@ -13,8 +14,14 @@ namespace dx7::cli {
 class RawLine {
 public:
     /// Opens the line, and the recording when the options name one. Throws UsageError as Connection does.
+    /// `options` outlives it.
     RawLine(const Driver& loaded, const LineSettings& settings, const CommonOptions& options);
 
+    /// Closes the line and opens it with other settings. Throws UsageError when that fails; then this is
+    /// the only call that is left.
+    void reopen(const LineSettings& settings);
+    /// What is heard on the line while nothing is sent; see listen().
+    QVector<HeardPiece> hear();
     /// Listens to a serial line first, unless the options say otherwise. False when another master was heard,
     /// or the line was lost; that was said.
     bool listenFirst();
@@ -33,6 +40,7 @@ private:
     RawEnd withoutDoubt(const RawEnd& end, const QByteArray& frame);
 
     LineSettings settings_;
+    const CommonOptions& options_;
     bool listens_;
     EpollPoller poller_;
     std::unique_ptr<Line> line_;

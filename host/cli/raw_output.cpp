@@ -11,7 +11,6 @@ namespace dx7::cli {
 namespace {
 
 constexpr int DATA_START = 3;
-constexpr int CRC_BYTES = 2;
 
 bool isException(const RawEnd& end) {
     return end.kind == RawEnd::Reply && (byteAt(end.bytes, 1) & EXCEPTION_BIT) != 0 &&

@@ -71,8 +71,9 @@ struct ExchangeEnd {
 /// that this was the reply to an earlier one. Where the adapter echoes, nothing that looks like the request
 /// counts before the echo has come. Station 0 owes nothing.
 ///
-/// Over Modbus/TCP all of this is needless: a reply names its request by the transaction id. It is good as soon
-/// as it has come; nothing is owed after a time-out; a frame under another id is counted, and disturbs nothing.
+/// Over Modbus/TCP all of this is needless: a reply names its request by the transaction id. It is good as
+/// soon as it has come; nothing is owed after a time-out; a frame under another id is counted, and disturbs
+/// nothing.
 ///
 /// This class sends and waits: requests, pauses, status queries and time-outs. Whose a frame is, its
 /// FrameJudge decides; the bytes of both directions are in its LineTraffic, with what is known of the
@@ -163,7 +164,9 @@ public:
     /// From now on, or no longer, query() alone asks the station for what it owes.
     void setProbed(int number, bool probed) { station(number).probed = probed; }
     /// The station answers requests, but neither kind of query; or none is needed.
-    bool deafToQueries(int station) const { return traffic_.hasIds() || books_.stations.at(station).isDeaf(); }
+    bool deafToQueries(int station) const {
+        return traffic_.hasIds() || books_.stations.at(station).isDeaf();
+    }
     /// The first bytes that ever came, for a look at what protocol they are of; some bytes are enough.
     const QByteArray& firstBytes() const { return traffic_.firstBytes(); }
     /// What the counter of the queries begins after, so that programs that follow each other differ.

@@ -27,7 +27,8 @@ public:
         Damaged,
         /// Bytes outside of any frame.
         Noise,
-        /// A frame under the id of an earlier request whose reply had not come, or of none (Modbus/TCP alone).
+        /// A frame under the id of an earlier request whose reply had not come, or of none (Modbus/TCP
+        /// alone).
         OtherId
     };
     struct Piece {

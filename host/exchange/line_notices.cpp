@@ -19,10 +19,11 @@ QString LineNotices::take(const ExchangeNote& note) {
                            .arg(*note.station));
         case ExchangeNote::Surplus:
             if (hasIds_) {
-                return say(QStringLiteral("surplus"),
-                           QStringLiteral("station %1 sends replies that answer nothing it was asked; they are "
-                                          "dropped")
-                               .arg(*note.station));
+                return say(
+                    QStringLiteral("surplus"),
+                    QStringLiteral("station %1 sends replies that answer nothing it was asked; they are "
+                                   "dropped")
+                        .arg(*note.station));
             }
             return say(QStringLiteral("surplus"),
                        QStringLiteral("more replies of station %1 come than it was asked for: another master "

@@ -12,7 +12,6 @@ constexpr int PROTOCOL_AT = 2;
 constexpr int LENGTH_AT = 4;
 // Unit and function code.
 constexpr int SHORTEST_REST = 2;
-constexpr int CRC_BYTES = 2;
 // With all of them due one is used again.
 constexpr int MOST_IDS = 0xFFFF;
 

@@ -17,6 +17,8 @@ using dx7common::EXCEPTION_FRAME_BYTES;
 using dx7common::LONGEST_FRAME_BYTES;
 using dx7common::SHORTEST_FRAME_BYTES;
 
+/// At the end of every frame.
+constexpr int CRC_BYTES = 2;
 /// A request with function code 8, and its answer.
 constexpr int DIAGNOSTIC_FRAME_BYTES = 8;
 /// The acknowledgement of a write.

@@ -9,7 +9,6 @@ namespace dx7 {
 namespace {
 
 constexpr int HEAD_BYTES = 3;
-constexpr int CRC_BYTES = 2;
 
 QString registerText(int number) {
     return QStringLiteral("0x%1")

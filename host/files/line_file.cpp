@@ -46,6 +46,12 @@ void takeCarrier(const TomlTable& line, LineSettings& settings) {
     }
 }
 
+// As a basic string of TOML.
+QString quoted(QString text) {
+    text.replace(QLatin1Char('\\'), QLatin1String("\\\\")).replace(QLatin1Char('"'), QLatin1String("\\\""));
+    return QLatin1Char('"') + text + QLatin1Char('"');
+}
+
 QStringList namesOf(const LineTag& tag) {
     QStringList names{tag.name};
     for (const Point& point : tag.points) {
@@ -78,8 +84,8 @@ void LineFile::apply(LineSettings& settings) const {
         return;
     }
     const TomlTable line = file.table(*node, "line");
-    line.checkKeys({"serial", "tcp", "modbus_tcp", "baud", "parity", "data_bits", "stop_bits", "rs485", "timeout", "late",
-                    "retries", "block", "gap", "echo"});
+    line.checkKeys({"serial", "tcp", "modbus_tcp", "baud", "parity", "data_bits", "stop_bits", "rs485",
+                    "timeout", "late", "retries", "block", "gap", "echo"});
     takeCarrier(line, settings);
     takeSetting(line, "baud", settings, &LineSettings::baud);
     takeSetting(line, "data_bits", settings, &LineSettings::dataBits);
@@ -130,6 +136,21 @@ QVector<LineTag> LineFile::tags(const ItemNotation& notation) const {
         tags += tag;
     }
     return tags;
+}
+
+QByteArray lineFileText(const LineSettings& settings, const QString& comment) {
+    QString text;
+    for (const QString& line : comment.split(QLatin1Char('\n'))) {
+        text += QStringLiteral("# ") + line + QLatin1Char('\n');
+    }
+    text +=
+        QStringLiteral("[line]\nserial = %1\nbaud = %2\nparity = \"%3\"\ndata_bits = %4\nstop_bits = %5\n")
+            .arg(quoted(settings.serialPort))
+            .arg(settings.baud)
+            .arg(parityText(settings.parity))
+            .arg(settings.dataBits)
+            .arg(settings.stopBits);
+    return text.toUtf8();
 }
 
 }  // namespace dx7

@@ -34,6 +34,10 @@ private:
     std::unique_ptr<Content> content_;
 };
 
+/// A line file for the port and the format of the settings, behind the comment, whose lines it begins with "#
+/// ". What else the settings hold is left to the defaults.
+QByteArray lineFileText(const LineSettings& settings, const QString& comment);
+
 }  // namespace dx7
 
 #endif

@@ -24,7 +24,8 @@ std::unique_ptr<Line> makeLine(const LineSettings& settings) {
         case Carrier::ModbusTcp:
             return std::make_unique<TcpLine>(settings);
         default:
-            throw UsageError(QStringLiteral("no line is given, use --serial PORT, --tcp HOST[:PORT] or --modbus-tcp HOST[:PORT]"));
+            throw UsageError(QStringLiteral(
+                "no line is given, use --serial PORT, --tcp HOST[:PORT] or --modbus-tcp HOST[:PORT]"));
     }
 }
 

@@ -51,18 +51,6 @@ void checkRange(const NumberSetting& number, qint64 value) {
     }
 }
 
-// "none", "even" or "odd".
-QString parityText(Parity parity) {
-    switch (parity) {
-        case Parity::Even:
-            return QStringLiteral("even");
-        case Parity::Odd:
-            return QStringLiteral("odd");
-        default:
-            return QStringLiteral("none");
-    }
-}
-
 void takeTcpAddress(LineSettings& settings, const QString& text) {
     const int bracket = text.lastIndexOf(QLatin1Char(']'));
     const int colon = text.lastIndexOf(QLatin1Char(':'));
@@ -93,6 +81,17 @@ void applyDriverDefaults(LineSettings& settings, const QString& driverParameter)
         settings.parity = parityFromText(fields.value(FIELD_PARITY));
     } catch (const UsageError&) {
         // An unknown parity leaves the default.
+    }
+}
+
+QString parityText(Parity parity) {
+    switch (parity) {
+        case Parity::Even:
+            return QStringLiteral("even");
+        case Parity::Odd:
+            return QStringLiteral("odd");
+        default:
+            return QStringLiteral("none");
     }
 }
 

@@ -56,6 +56,9 @@ struct LineSettings {
 /// parameters. Fields that are missing or make no sense leave the setting alone.
 void applyDriverDefaults(LineSettings& settings, const QString& driverParameter);
 
+/// "none", "even" or "odd".
+QString parityText(Parity parity);
+
 /// "none", "even" or "odd" (or their first letters), any case. Throws UsageError for anything else.
 Parity parityFromText(const QString& text);
 

@@ -58,7 +58,8 @@ TEST(FramingOfModbusTcp, GoesByTheLengthInTheHead) {
     EXPECT_TRUE(framing.take({request.begin(), request.begin() + 7}, milliseconds(1)).empty());
     EXPECT_FALSE(framing.deadline()) << "no silence ends it";
     EXPECT_FALSE(framing.silence(milliseconds(5000)));
-    const auto frames = framing.take(joined({request.begin() + 7, request.end()}, request), milliseconds(9000));
+    const auto frames =
+        framing.take(joined({request.begin() + 7, request.end()}, request), milliseconds(9000));
     ASSERT_EQ(frames.size(), 2U);
     EXPECT_EQ(frames[0].bytes, request);
     EXPECT_EQ(frames[1].bytes, request);

@@ -31,7 +31,7 @@ run_example() {
     command=${command//192.168.0.10/127.0.0.1:$port}
     bash -c "$command" >output 2>&1 || code=$?
     # tshark has something to say to root, and ends lines with blanks.
-    sed -i -e '/^Running as user "root"/d' -e 's/ *$//' output
+    sed -i -e '/^Running as user "root"/d' -e 's/ *$//' -e 's|\./line|/dev/ttyUSB0|g' output
     [ "$code" -eq "$expected" ] || wrong "$1: exit code $code: $(cat output)"
     cat output
 }
@@ -57,7 +57,7 @@ done <"$document" >printed
 normalised() {
     sed -E -e 's/^[0-9:.]{12}/TIME/' -e 's/"time":"[^"]*"/"time":TIME/' -e 's/"since":"[^"]*"/"since":TIME/' -e 's/\+ *[0-9.]+ ms/+T ms/' \
         -e 's/\([0-9.]+ ms\)/(T ms)/' -e 's/^[0-9.]+ s: [0-9]+ requests?, [0-9]+ good/T s: N requests, N good/' \
-        -e 's/(return query data ).*/\1COUNTER/' \
+        -e 's/^( *[0-9]+\/[0-9]+ +[0-9]+ 8N1 +)[0-9.]+ s/\1T s/' -e 's/(return query data ).*/\1COUNTER/' \
         -e 's/("(response_ms|seconds|min|median|p99|max|median_ms|max_ms|line_busy)":)[0-9.e-]+/\1N/g' \
         -e 's/^( +[0-9]+ +)[0-9.]+ /\1T /' "$1" | tr -s ' '
 }

@@ -309,6 +309,11 @@ class Watching(Json):
         damaged = self.on_device(1, "scan", "--stations", "1", *SHORT)
         self.assertEqual((["damaged", "summary"], 1), ([line["event"] for line in damaged], damaged[-1]["damaged"]))
 
+    def test_find(self):
+        lines = self.on_device(0, "scan", "--find", "--baud", "9600", "--stations", "1-3", *SHORT)
+        self.assertEqual(["settings"] * 3 + ["summary"], [line["event"] for line in lines])
+        self.assertEqual([1, 2], lines[0]["stations"])
+
     def test_raw(self):
         reply = self.on_device(0, "raw", "03", "F314", "0002", "--as", "u16")[0]
         self.assertEqual([0xF314, 0xF315], [value["register"] for value in reply["values"]])

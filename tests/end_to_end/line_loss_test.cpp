@@ -11,7 +11,8 @@ class LineLoss : public testing::TestWithParam<Carrier> {
 protected:
     Rig rig{GetParam(), {"--stations", "1"}};
 };
-INSTANTIATE_TEST_SUITE_P(Lines, LineLoss, testing::Values(Carrier::PseudoTerminal, Carrier::Tcp, Carrier::ModbusTcp),
+INSTANTIATE_TEST_SUITE_P(Lines, LineLoss,
+                         testing::Values(Carrier::PseudoTerminal, Carrier::Tcp, Carrier::ModbusTcp),
                          carrierName);
 
 TEST_P(LineLoss, EverythingTurnsNoLineAndRecoversByItself) {

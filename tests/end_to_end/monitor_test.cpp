@@ -11,7 +11,9 @@ class Monitor : public testing::TestWithParam<Carrier> {
 protected:
     Rig rig{GetParam(), {"--stations", "1,2"}};
 };
-INSTANTIATE_TEST_SUITE_P(Lines, Monitor, testing::Values(Carrier::PseudoTerminal, Carrier::Tcp, Carrier::ModbusTcp), carrierName);
+INSTANTIATE_TEST_SUITE_P(Lines, Monitor,
+                         testing::Values(Carrier::PseudoTerminal, Carrier::Tcp, Carrier::ModbusTcp),
+                         carrierName);
 
 TEST_P(Monitor, StopsAfterCountLinesOfValues) {
     const Finished run = rig.dx7({"monitor", "--json", "--count", "5", "AI:0", "F:0.0.00@2"});

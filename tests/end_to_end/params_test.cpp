@@ -14,7 +14,9 @@ protected:
     Rig rig{GetParam(), {"--stations", "1,2"}};
     std::string file = rig.file("parameters.toml");
 };
-INSTANTIATE_TEST_SUITE_P(Lines, Params, testing::Values(Carrier::PseudoTerminal, Carrier::Tcp, Carrier::ModbusTcp), carrierName);
+INSTANTIATE_TEST_SUITE_P(Lines, Params,
+                         testing::Values(Carrier::PseudoTerminal, Carrier::Tcp, Carrier::ModbusTcp),
+                         carrierName);
 
 TEST_P(Params, SavesTheGroupsWantedReadably) {
     rig.tell("set F:1.0.07@1=4711");
@@ -177,7 +179,8 @@ protected:
     Rig rig{GetParam(), {"--baud", "38400"}};
     std::string file = rig.file("parameters.toml");
 };
-INSTANTIATE_TEST_SUITE_P(Lines, Interrupted, testing::Values(Carrier::PseudoTerminal, Carrier::Tcp, Carrier::ModbusTcp),
+INSTANTIATE_TEST_SUITE_P(Lines, Interrupted,
+                         testing::Values(Carrier::PseudoTerminal, Carrier::Tcp, Carrier::ModbusTcp),
                          carrierName);
 
 TEST_P(Interrupted, ALoadIsFinishedByASecondRun) {

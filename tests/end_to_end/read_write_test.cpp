@@ -14,7 +14,8 @@ class ReadWrite : public testing::TestWithParam<Carrier> {
 protected:
     Rig rig{GetParam(), {"--stations", "1,2"}};
 };
-INSTANTIATE_TEST_SUITE_P(Lines, ReadWrite, testing::Values(Carrier::PseudoTerminal, Carrier::Tcp, Carrier::ModbusTcp),
+INSTANTIATE_TEST_SUITE_P(Lines, ReadWrite,
+                         testing::Values(Carrier::PseudoTerminal, Carrier::Tcp, Carrier::ModbusTcp),
                          carrierName);
 
 TEST_P(ReadWrite, ReadsInTheOrderGivenFromTheStationNamed) {

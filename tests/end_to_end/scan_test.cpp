@@ -9,7 +9,9 @@ class Scan : public testing::TestWithParam<Carrier> {
 protected:
     Rig rig{GetParam(), {"--stations", "2,5"}};
 };
-INSTANTIATE_TEST_SUITE_P(Lines, Scan, testing::Values(Carrier::PseudoTerminal, Carrier::Tcp, Carrier::ModbusTcp), carrierName);
+INSTANTIATE_TEST_SUITE_P(Lines, Scan,
+                         testing::Values(Carrier::PseudoTerminal, Carrier::Tcp, Carrier::ModbusTcp),
+                         carrierName);
 
 TEST_P(Scan, FindsTheStationsThatAnswer) {
     rig.tell("set FAS:0@2=0x41");

@@ -53,7 +53,8 @@ protected:
     Rig rig{GetParam()};
     std::string file = rig.file("line.toml");
 };
-INSTANTIATE_TEST_SUITE_P(Lines, TagRules, testing::Values(Carrier::PseudoTerminal, Carrier::Tcp, Carrier::ModbusTcp),
+INSTANTIATE_TEST_SUITE_P(Lines, TagRules,
+                         testing::Values(Carrier::PseudoTerminal, Carrier::Tcp, Carrier::ModbusTcp),
                          carrierName);
 
 TEST_P(TagRules, NamesAreShownAndTaken) {

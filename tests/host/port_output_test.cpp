@@ -4,6 +4,8 @@
 
 #include <QStringList>
 
+#include "host/cli/output.h"
+
 using namespace dx7;
 using namespace dx7::cli;
 
@@ -41,6 +43,13 @@ TEST(PortOutput, JsonHasAllOfIt) {
     EXPECT_EQ(portJson(twoPorts()[1]).dump(),
               R"({"event":"port","port":"/dev/ttyS0","adapter":null,"by_id":null,"latency_ms":null,)"
               R"("permitted":false,"group":"dialout","holders":[]})");
+}
+
+TEST(PortOutput, AWordForAShellIsQuotedWhereItMustBe) {
+    EXPECT_EQ(shellWord(QStringLiteral("/dev/ttyUSB0")), QStringLiteral("/dev/ttyUSB0"));
+    EXPECT_EQ(shellWord(QStringLiteral("a b")), QStringLiteral("'a b'"));
+    EXPECT_EQ(shellWord(QStringLiteral("it's")), QStringLiteral("'it'\\''s'"));
+    EXPECT_EQ(shellWord(QString()), QStringLiteral("''"));
 }
 
 struct Fault {

@@ -27,7 +27,8 @@ std::string taken(MbapStream& stream) {
 }
 
 TEST(Mbap, AFrameGoesOutBehindItsHeadWithoutACrc) {
-    EXPECT_EQ(mbapFrame(0x0102, frameOf("01 03 F3 20 00 02")), kit::hex("01 02 00 00 00 06 01 03 F3 20 00 02"));
+    EXPECT_EQ(mbapFrame(0x0102, frameOf("01 03 F3 20 00 02")),
+              kit::hex("01 02 00 00 00 06 01 03 F3 20 00 02"));
 }
 
 TEST(Mbap, AReplyUnderItsIdIsAnRtuFrame) {

@@ -186,9 +186,10 @@ int runMonitor(const MonitorOptions& options) {
         printError(write);
     }
     if (connection.closedAgainAndAgain()) {
-        printError(QStringLiteral("%1 is closed by the other end again and again before a byte has come: does "
-                                  "this port speak Modbus/TCP? (--modbus-tcp)")
-                       .arg(describeLine(settings)));
+        printError(
+            QStringLiteral("%1 is closed by the other end again and again before a byte has come: does "
+                           "this port speak Modbus/TCP? (--modbus-tcp)")
+                .arg(describeLine(settings)));
     }
     if (!fault.isEmpty()) {
         throw LineError(fault);

@@ -1,5 +1,6 @@
 #include "common/modbus_limits.h"
 #include "host/cli/commands/commands.h"
+#include "host/cli/commands/scan_options.h"
 #include "host/cli/connection.h"
 #include "host/cli/output.h"
 #include "host/cli/screen/progress.h"
@@ -11,10 +12,6 @@
 namespace dx7::cli {
 
 namespace {
-
-struct ScanOptions : CommonOptions {
-    std::string stations = "1-247";
-};
 
 void printStation(const QueryAnswer& answer, bool json) {
     const double ms = static_cast<double>(answer.afterUs) / 1000;
@@ -142,13 +139,27 @@ void awaitLateAnswers(Connection& connection, const LineSettings& settings, int 
     }
 }
 
+// What only a search takes.
+void refuseFindOptions(const ScanOptions& options) {
+    for (const auto& [name, given] : {std::pair<const char*, bool>{"--first", options.first},
+                                      {"--save", !options.file.empty()},
+                                      {"--force", options.force}}) {
+        if (given) {
+            throw UsageError(QStringLiteral("%1 is of the search for settings, use it with --find")
+                                 .arg(QLatin1String(name)));
+        }
+    }
+}
+
 int runScan(const ScanOptions& options) {
+    refuseFindOptions(options);
     const Driver loaded(options);
     LineSettings defaults;
     defaults.timeoutMs = 200;
     const LineSettings settings = lineSettings(options, loaded.parameter(), true, defaults);
-    const QVector<int> stations = numbersFromText(text(options.stations), "--stations",
-                                                  dx7common::LOWEST_STATION, dx7common::HIGHEST_STATION);
+    const QVector<int> stations =
+        numbersFromText(text(options.stations.empty() ? "1-247" : options.stations), "--stations",
+                        dx7common::LOWEST_STATION, dx7common::HIGHEST_STATION);
     Connection connection(loaded, settings, options);
     Progress progress(stations.size(), connection.clock());
     Course course;
@@ -197,7 +208,16 @@ int runScan(const ScanOptions& options) {
 void addScanCommand(CommandLine& program) {
     auto options = std::make_shared<ScanOptions>();
     CommandLine& command = program.addCommand("scan", "Finds out which stations answer the status query");
-    command.add("--stations", &options->stations, "Such as 1-247 (the default) or 1-10,20").named("LIST");
+    command.add("--stations", &options->stations, "Such as 1-10,20 (default 1-247, with --find 1-16)")
+        .named("LIST")
+        .check(notEmpty);
+    command.add("--find", &options->find,
+                "Find out baud rate and parity of a serial line, and which stations answer");
+    command.add("--first", &options->first, "With --find: end at the first find");
+    command.add("--save", &options->file, "With --find: write the settings found into this line file")
+        .named("FILE")
+        .check(notEmpty);
+    command.add("--force", &options->force, "With --save: replace FILE; the old one is kept as FILE.~1~");
     addDeviceOptions(command, *options);
     addAnywayOption(command, *options);
     command.footer(
@@ -207,10 +227,15 @@ void addScanCommand(CommandLine& program) {
         "Examples:\n"
         "  dx7 scan --serial /dev/ttyUSB0\n"
         "  dx7 scan --serial /dev/ttyUSB0 --stations 1-32 --timeout 100\n"
+        "  dx7 scan --serial /dev/ttyUSB0 --find --first --save line.toml\n"
         "A damaged answer is a hint and not a find. On a serial line 0.3 s are listened to first "
         "(--anyway).\n"
+        "--find tries baud rates and parities that are not given, the likely ones first. Each is listened "
+        "to\n"
+        "for 0.3 s: a master that is heard is a find, and nothing is sent; nor is it where anything else is "
+        "heard.\n"
         "Exit code 1 when no station answered.");
-    command.action([options] { return runScan(*options); });
+    command.action([options] { return options->find ? runFind(*options) : runScan(*options); });
 }
 
 }  // namespace dx7::cli
