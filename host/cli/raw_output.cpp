@@ -17,6 +17,17 @@ bool isException(const RawEnd& end) {
            end.bytes.size() == EXCEPTION_FRAME_BYTES;
 }
 
+Json valuesJson(const QVector<RegisterValue>& values, const ValueFormat& format) {
+    std::vector<Json> list;
+    for (const RegisterValue& value : values) {
+        const double number = valueNumber(format, value.raw);
+        list.push_back(Json{{"register", value.number},
+                            {"value", std::isfinite(number) ? Json(number) : Json(nullptr)},
+                            {"text", utf8(wordText(format, value.raw))}});
+    }
+    return list;
+}
+
 QString wordsOf(const RawEnd& end, const QByteArray& request) {
     return end.kind == RawEnd::Damaged
                ? describeFrame(RecordedFrame{0, false, end.bytes}, awaitedReply(request))
@@ -67,14 +78,6 @@ Json rawJson(const RawEnd& end, const QByteArray& request, const LineSettings& s
              const ValueFormat* format) {
     const QString fault = rawFault(end, request, settings);
     const bool came = !end.bytes.isEmpty();
-    std::vector<Json> values;
-    for (const RegisterValue& value :
-         format == nullptr ? QVector<RegisterValue>() : rawValues(end, request, *format)) {
-        const double number = valueNumber(*format, value.raw);
-        values.push_back(Json{{"register", value.number},
-                              {"value", std::isfinite(number) ? Json(number) : Json(nullptr)},
-                              {"text", utf8(wordText(*format, value.raw))}});
-    }
     Json json = eventJson("raw");
     json["time"] = isoTime();
     json["request"] = utf8(hexText(request));
@@ -82,7 +85,8 @@ Json rawJson(const RawEnd& end, const QByteArray& request, const LineSettings& s
     json["response_ms"] = came ? Json(static_cast<double>(end.afterUs) / 1000) : Json(nullptr);
     json["text"] = came ? Json(utf8(wordsOf(end, request))) : Json(nullptr);
     json["exception"] = isException(end) ? Json(byteAt(end.bytes, 2)) : Json(nullptr);
-    json["values"] = format == nullptr ? Json(nullptr) : Json(values);
+    json["values"] =
+        format == nullptr ? Json(nullptr) : valuesJson(rawValues(end, request, *format), *format);
     json["echoed"] = end.echoed;
     json["fault"] = fault.isEmpty() ? Json(nullptr) : Json(utf8(fault));
     return json;

@@ -118,7 +118,7 @@ QByteArray RawExchange::withoutEcho() const {
     if (settings_.echo == EchoMode::Off || !buffer_.startsWith(request_)) {
         return buffer_;
     }
-    const QByteArray after = buffer_.mid(request_.size());
+    QByteArray after = buffer_.mid(request_.size());
     if (settings_.echo == EchoMode::On) {
         return after;
     }
