@@ -86,6 +86,7 @@ bool RawLine::turn(qint64 untilUs) {
         return false;
     }
     if (!open) {
+        lost_ = true;
         printError(lossText(settings_, line_->failure(), exchange_.firstBytes()));
         return false;
     }

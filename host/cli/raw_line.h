@@ -30,6 +30,8 @@ public:
     std::optional<RawEnd> exchange(const QByteArray& frame);
     /// Drops what comes up to that time. False as exchange() is empty.
     bool waitUntil(qint64 timeUs);
+    /// It was lost, and that was said.
+    bool lost() const { return lost_; }
     qint64 nowUs() { return poller_.nowUs(); }
     /// Throws LineError when the disk may not have all of the recording.
     void closeRecording();
@@ -46,6 +48,7 @@ private:
     std::unique_ptr<Line> line_;
     std::unique_ptr<Recorder> recorder_;
     RawExchange exchange_;
+    bool lost_ = false;
 };
 
 }  // namespace dx7::cli

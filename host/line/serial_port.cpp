@@ -85,7 +85,10 @@ bool SerialPort::lockAndOpen(OpenedPort* failure, bool names) {
         return false;
     }
     if (!lock_.confirm(port_.number(), &why)) {
-        *failure = {nullptr, QString::fromStdString(why), true};
+        const QVector<PortHolder> holders = names ? holdersOf(path_) : QVector<PortHolder>();
+        const QString who =
+            holders.isEmpty() ? QString() : QStringLiteral("; it is held by ") + holdersText(holders);
+        *failure = {nullptr, QString::fromStdString(why) + who, true};
         return false;
     }
     return true;

@@ -3,6 +3,7 @@
 
 #include <fcntl.h>
 #include <gtest/gtest.h>
+#include <sys/file.h>
 #include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -156,6 +157,29 @@ TEST(PortAccess, APortInExclusiveUseNamesItsHolder) {
     }
     EXPECT_EQ(text,
               systemReason(EBUSY) + QStringLiteral("; it is held by host_tests (process %1)").arg(child));
+    ::kill(child, SIGKILL);
+    ::waitpid(child, nullptr, 0);
+}
+
+// As terminal programs do that know flock() alone.
+TEST(PortAccess, AProgramThatHasLockedThePortIsNamed) {
+    const PseudoTerminal terminal;
+    const pid_t child = ::fork();
+    if (child == 0) {
+        const dx7common::FileDescriptor held(terminal.path.c_str(), O_RDWR | O_NOCTTY);
+        ::flock(held.number(), LOCK_EX);
+        ::pause();
+        ::_exit(0);
+    }
+    OpenedPort opened;
+    do {
+        ::usleep(10000);
+        opened = openSerialPort(terminal.settings());
+    } while (opened.port);
+    EXPECT_EQ(
+        opened.failure.toStdString(),
+        "another program has locked it; it is held by host_tests (process " + std::to_string(child) + ")");
+    EXPECT_TRUE(opened.inUse);
     ::kill(child, SIGKILL);
     ::waitpid(child, nullptr, 0);
 }

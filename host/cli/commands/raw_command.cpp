@@ -172,7 +172,7 @@ int runRaw(const RawOptions& options) {
     if (line.listenFirst()) {
         printer.printRequest();
         const std::optional<qint64> count = options.repeat.empty() ? std::optional<qint64>(1) : options.count;
-        good = repeat(line, printer, request, std::max<qint64>(intervalUs, 1), count) > 0;
+        good = repeat(line, printer, request, std::max<qint64>(intervalUs, 1), count) > 0 && !line.lost();
     }
     line.closeRecording();
     return good ? EXIT_DONE : EXIT_FAILED;
