@@ -167,10 +167,10 @@ TEST(ExchangeIdsAtRandom, AGoodValueIsThatOfItsRequest) {
                 const QByteArray asked = rig.sent[taken++];
                 const QByteArray reply = asked.left(2) + mbapFrame(0, valueOf(1, wordAt(asked, 8))).mid(2);
                 for (unsigned copies = random() % 4; copies > 0; --copies) {
-                    underWay.emplace(rig.nowUs + random() % 900000, reply);
+                    underWay.emplace(rig.nowUs + qint64(random() % 900000), reply);
                 }
                 if (random() % 10 == 0) {
-                    underWay.emplace(rig.nowUs + random() % 900000,
+                    underWay.emplace(rig.nowUs + qint64(random() % 900000),
                                      mbapFrame(quint16(random()), valueOf(1, int(random() % 5000))));
                 }
             }
