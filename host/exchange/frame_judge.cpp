@@ -205,7 +205,9 @@ void FrameJudge::putAside(const UnderWay& underWay, qint64 nowUs) {
 void FrameJudge::countOtherId(qint64 nowUs) {
     const int number = byteAt(traffic_.frame(), 0);
     if (const std::optional<qint64> askedUs = traffic_.askedUs()) {
+        // The next one is waited for as long.
         books_.stations.at(number).heardUs = nowUs;
+        books_.stations.at(number).learnPace(nowUs - *askedUs);
         books_.note(ExchangeNote::Late, number, nowUs - *askedUs);
     } else {
         books_.note(ExchangeNote::Surplus, number);

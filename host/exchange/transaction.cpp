@@ -50,9 +50,10 @@ QString countText(qint64 count, const char* what) {
 
 QString noReplyText(const Transaction& transaction) {
     if (!transaction.mismatch.isEmpty()) {
-        return isWriteFunction(byteAt(transaction.request, 1))
-                   ? wrongEchoText(transaction.request, transaction.mismatch)
-                   : wrongLengthText(transaction.mismatch, transaction.frame.expectLen);
+        const bool echo = isWriteFunction(byteAt(transaction.request, 1)) &&
+                          transaction.mismatch.size() == transaction.frame.expectLen;
+        return echo ? wrongEchoText(transaction.request, transaction.mismatch)
+                    : wrongLengthText(transaction.mismatch, transaction.frame.expectLen);
     }
     if (!transaction.damaged.isEmpty()) {
         return damageOf(transaction.damaged, transaction.frame.expectLen) == Outcome::WrongCrc

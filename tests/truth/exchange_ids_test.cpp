@@ -73,6 +73,23 @@ TEST_F(ExchangeIds, NothingIsOwedAfterATimeOutAndTheLateReplyIsDropped) {
     EXPECT_FALSE(rig.exchange.disturbed());
 }
 
+// A station that is slower than the time-out is read all the same, as long as its operation has the time.
+TEST_F(ExchangeIds, AStationThatAnsweredLateIsWaitedForLonger) {
+    rig.begin(readOf(1, 5));
+    rig.pass(600);
+    rig.begin(readOf(1, 5), 7, false);
+    rig.pass(100);
+    rig.feed(under(rig.sent[0], valueOf(1, 5)));
+    rig.pass(500);
+    ASSERT_EQ(rig.ends.size(), 2);
+    rig.begin(readOf(1, 5), 7, false);
+    rig.pass(700);
+    EXPECT_EQ(rig.ends.size(), 2) << "up to 1.05 s";
+    rig.feed(under(rig.sent[2], valueOf(1, 5)));
+    ASSERT_EQ(rig.ends.size(), 3);
+    EXPECT_TRUE(rig.good(rig.lastTicket()));
+}
+
 TEST_F(ExchangeIds, ALateReplyBeforeTheNextRequestIsNoneOfIt) {
     rig.begin(readOf(1, 5));
     rig.pass(600);
