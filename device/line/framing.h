@@ -49,7 +49,7 @@ public:
     /// Forgets what is pending, for a new client.
     void reset();
 
-    /// Modbus/TCP: what came has no head, so that nobody knows where the next request begins. Until reset().
+    /// Bytes came that are no Modbus/TCP head, and the next request may begin anywhere. reset() ends that.
     bool isLost() const { return lost_; }
 
     /// Noise so far.

@@ -18,14 +18,10 @@ constexpr std::uint64_t ONE_AFTER_IN = 4;
 
 // A TCP connection repairs damage, and has no other master and no echo on it.
 void checkFaults(const FaultPlan& plan, Protocol protocol) {
-    constexpr std::pair<Fault, const char*> OF_SERIAL_LINES[] = {{Fault::Truncate, "truncate"},
-                                                                 {Fault::Corrupt, "corrupt"},
-                                                                 {Fault::Foreign, "foreign"},
-                                                                 {Fault::SecondMaster, "second-master"},
-                                                                 {Fault::Echo, "echo"}};
-    for (const auto& [fault, name] : OF_SERIAL_LINES) {
+    for (const Fault fault :
+         {Fault::Truncate, Fault::Corrupt, Fault::Foreign, Fault::SecondMaster, Fault::Echo}) {
         if (protocol == Protocol::ModbusTcp && plan.shareOf(fault) > 0) {
-            throw UsageError("the fault " + std::string(name) +
+            throw UsageError("the fault " + faultName(fault) +
                              " is one of serial lines, which a TCP connection does not have: use it with "
                              "--pty, --serial or --tcp");
         }

@@ -112,7 +112,7 @@ Answer Engine::answer(const Bytes& request, Model& model, Time now) {
     return replyFromMap(request, model, now);
 }
 
-// What the engine has put out; to a broadcast nothing.
+// What the engine has put out.
 Answer Engine::answered() {
     Answer answer{true, takeOut(), 0};
     if (!answer.reply.empty()) {

@@ -121,7 +121,7 @@ std::optional<RawEnd> RawLine::exchange(const QByteArray& frame) {
     return end && end->perhapsEcho ? withoutDoubt(*end, frame) : end;
 }
 
-// The answer to a status query is no echo of it. Where it comes back as it was sent, so did the frame.
+// An adapter that echoes the frame echoes a status query, too, and the answer to that is no echo.
 RawEnd RawLine::withoutDoubt(const RawEnd& end, const QByteArray& frame) {
     QByteArray query = frame.left(1);
     query.append(static_cast<char>(READ_EXCEPTION_STATUS));

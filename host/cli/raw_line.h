@@ -30,6 +30,8 @@ public:
     std::optional<RawEnd> exchange(const QByteArray& frame);
     /// Drops what comes up to that time. False as exchange() is empty.
     bool waitUntil(qint64 timeUs);
+    /// How often something came that answers nothing.
+    int dropped() const { return exchange_.dropped(); }
     /// It was lost, and that was said.
     bool lost() const { return lost_; }
     qint64 nowUs() { return poller_.nowUs(); }

@@ -10,7 +10,7 @@
 
 namespace dx7::cli {
 
-/// Why it is no reply that can be believed; empty when it is one.
+/// Why the reply cannot be believed, or did not come; empty when all is well.
 QString rawFault(const RawEnd& end, const QByteArray& request, const LineSettings& settings);
 /// The registers of the reply as values; empty where it has none.
 QVector<RegisterValue> rawValues(const RawEnd& end, const QByteArray& request, const ValueFormat& format);

@@ -201,7 +201,7 @@ void FrameJudge::putAside(const UnderWay& underWay, qint64 nowUs) {
     disturb(number, underWay);
 }
 
-// A reply that came after its time-out, or one that nobody asked for.
+// The reply came after its time-out, or answers no request.
 void FrameJudge::countOtherId(qint64 nowUs) {
     const int number = byteAt(traffic_.frame(), 0);
     if (const std::optional<qint64> askedUs = traffic_.askedUs()) {

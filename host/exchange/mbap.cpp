@@ -20,7 +20,7 @@ void appendWord(QByteArray& bytes, int word) {
     bytes.append(static_cast<char>(word & 0xFF));
 }
 
-// Of what follows the head; -1 where the bytes are no head, or not yet a whole one.
+// How many bytes follow the head; -1 where the bytes are no head, or only a part of one.
 int restLength(const QByteArray& bytes) {
     const int length = wordAt(bytes, LENGTH_AT);
     const bool head =

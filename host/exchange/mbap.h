@@ -36,8 +36,8 @@ public:
             Late,
             /// Under an id that no reply is due to.
             Unasked,
-            /// No head of Modbus/TCP: where the next frame begins nobody knows. What comes up to the next
-            /// request is dropped.
+            /// The bytes are no Modbus/TCP head, and the next frame may begin anywhere: what comes up to the
+            /// next request is dropped.
             Noise
         };
         Kind kind = Noise;

@@ -68,7 +68,7 @@ public:
     const std::optional<RawEnd>& end() const { return end_; }
     /// The line was lost, or opened anew.
     void reset();
-    /// Frames that came for no request, or for an earlier one (Modbus/TCP).
+    /// How often bytes came while no request was under way, or, over Modbus/TCP, a frame under another id.
     int dropped() const { return dropped_; }
     /// The first bytes that ever came.
     const QByteArray& firstBytes() const { return firstBytes_; }

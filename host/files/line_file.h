@@ -34,8 +34,8 @@ private:
     std::unique_ptr<Content> content_;
 };
 
-/// A line file for the port and the format of the settings, behind the comment, whose lines it begins with "#
-/// ". What else the settings hold is left to the defaults.
+/// A line file with the comment, the port and its baud rate, parity, data and stop bits. The other settings
+/// are left out.
 QByteArray lineFileText(const LineSettings& settings, const QString& comment);
 
 }  // namespace dx7

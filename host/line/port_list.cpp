@@ -80,8 +80,8 @@ std::optional<int> latencyOf(const QString& device) {
     return ms ? std::optional<int>(static_cast<int>(*ms)) : std::nullopt;
 }
 
-// Whether there is hardware behind the terminal. The kernel makes ports of the board in advance, and gives
-// those that are not there the type 0.
+// Whether the terminal has hardware. The kernel makes ports of the board in advance, and gives type 0 to
+// those that the board does not have.
 bool isPort(const QString& terminal) {
     const QString type = attribute(terminal + QStringLiteral("/type"));
     return QFileInfo::exists(terminal + QStringLiteral("/device")) && type != QLatin1String("0");

@@ -85,7 +85,7 @@ TEST_P(Replies, AreTheEngines) {
     EXPECT_EQ(answer.exceptionCode(), (expected[1] & 0x80) != 0 ? expected[2] : 0);
 }
 
-// The same behind a head with the request's id.
+// Modbus/TCP puts a head with the request's id before the same reply.
 TEST_P(Replies, AreTheSameOverModbusTcp) {
     const auto framed = [](const Bytes& rest) {
         Bytes frame = {0x12, 0x34, 0, 0, 0, static_cast<std::uint8_t>(rest.size())};

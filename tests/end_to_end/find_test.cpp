@@ -10,9 +10,11 @@
 #include <chrono>
 #include <csignal>
 #include <thread>
+#include <vector>
 
 #include "fragile_device.h"
 #include "rig.h"
+#include "tests/kit/crc.h"
 
 namespace {
 
@@ -115,12 +117,10 @@ TEST(FindUsage, IsOfSerialLines) {
     }
 }
 
-// A pseudo-terminal at whose other end a master polls at its own speed; at any other one its bytes are
-// nonsense. What is sent to it is counted.
-class PollingMaster {
+// A pseudo-terminal whose other end the test has.
+class OpenLine {
 public:
-    explicit PollingMaster(unsigned baud) : baud_(baud) {
-        end_ = ::posix_openpt(O_RDWR | O_NOCTTY | O_NONBLOCK);
+    OpenLine() : end_(::posix_openpt(O_RDWR | O_NOCTTY | O_NONBLOCK)) {
         ::grantpt(end_);
         ::unlockpt(end_);
         name_ = ::ptsname(end_);
@@ -131,18 +131,36 @@ public:
         raw.c_iflag = 0;
         raw.c_oflag = 0;
         ::ioctl(held_, TCSETS2, &raw);
-        thread_ = std::thread([this] { poll(); });
     }
+    ~OpenLine() {
+        ::close(held_);
+        ::close(end_);
+    }
+    OpenLine(const OpenLine&) = delete;
+    OpenLine& operator=(const OpenLine&) = delete;
+
+    int end() const { return end_; }
+    Words line() const { return {"--serial", name_}; }
+
+private:
+    int end_;
+    int held_ = -1;
+    std::string name_;
+};
+
+// A pseudo-terminal at whose other end a master polls at its own speed; at any other one its bytes are
+// nonsense. What is sent to it is counted.
+class PollingMaster {
+public:
+    explicit PollingMaster(unsigned baud) : baud_(baud), thread_([this] { poll(); }) {}
     ~PollingMaster() {
         over_ = true;
         thread_.join();
-        ::close(held_);
-        ::close(end_);
     }
     PollingMaster(const PollingMaster&) = delete;
     PollingMaster& operator=(const PollingMaster&) = delete;
 
-    Words line() const { return {"--serial", name_}; }
+    Words line() const { return terminal_.line(); }
     int received() const { return received_; }
 
 private:
@@ -151,29 +169,28 @@ private:
         static constexpr char NONSENSE[] = "\xE0\x1C\x80";
         while (!over_) {
             char buffer[256];
-            const ssize_t count = ::read(end_, buffer, sizeof buffer);
+            const ssize_t count = ::read(terminal_.end(), buffer, sizeof buffer);
             received_ += count > 0 ? static_cast<int>(count) : 0;
             termios2 now{};
-            ::ioctl(end_, TCGETS2, &now);
+            ::ioctl(terminal_.end(), TCGETS2, &now);
             const bool right = now.c_ospeed == baud_;
-            const ssize_t sent = right ? ::write(end_, REQUEST, 8) : ::write(end_, NONSENSE, 3);
+            const ssize_t sent =
+                right ? ::write(terminal_.end(), REQUEST, 8) : ::write(terminal_.end(), NONSENSE, 3);
             static_cast<void>(sent);
             std::this_thread::sleep_for(std::chrono::milliseconds(70));
         }
     }
 
     unsigned baud_;
-    int end_ = -1;
-    int held_ = -1;
-    std::string name_;
+    OpenLine terminal_;
     std::atomic<bool> over_{false};
     std::atomic<int> received_{0};
     std::thread thread_;
 };
 
-Finished findAt(const PollingMaster& master, Words more) {
-    Words words = dx7Words({"scan", "--find", "--stations", "1-2", "--timeout", "50"});
-    for (const Words& part : {master.line(), more}) {
+Finished findAt(const Words& line, const Words& more) {
+    Words words = dx7Words({"scan", "--find", "--timeout", "50"});
+    for (const Words& part : {line, more}) {
         words.insert(words.end(), part.begin(), part.end());
     }
     return runToEnd(words);
@@ -181,7 +198,7 @@ Finished findAt(const PollingMaster& master, Words more) {
 
 TEST(FindMaster, APanelThatPollsIsFoundWithoutSending) {
     const PollingMaster master(19200);
-    const Finished run = findAt(master, {});
+    const Finished run = findAt(master.line(), {"--stations", "1-2"});
     EXPECT_EQ(0, run.exitCode) << run.output << run.errors;
     EXPECT_TRUE(says(run.output, "without a valid CRC heard; nothing sent")) << run.output;
     EXPECT_TRUE(says(run.output, "19200 8N1")) << run.output;
@@ -193,13 +210,35 @@ TEST(FindMaster, APanelThatPollsIsFoundWithoutSending) {
 
 TEST(FindMaster, WhereNoSettingsFitNothingIsSentEither) {
     const PollingMaster master(31250);
-    const Finished run = findAt(master, {"--parity", "none"});
+    const Finished run = findAt(master.line(), {"--stations", "1-2", "--parity", "none"});
     EXPECT_EQ(1, run.exitCode);
     EXPECT_TRUE(says(run.output, "nothing found, but something speaks on this line")) << run.output;
     EXPECT_EQ(0, master.received());
-    const Finished anyway = findAt(master, {"--baud", "9600", "--parity", "none", "--anyway"});
+    const Finished anyway =
+        findAt(master.line(), {"--stations", "1-2", "--baud", "9600", "--parity", "none", "--anyway"});
     EXPECT_EQ(1, anyway.exitCode);
     EXPECT_LT(0, master.received());
+}
+
+// Station 3 speaks when station 1 is asked, and does not answer itself.
+TEST(FindStranger, AStationThatWasNotAskedIsNoFind) {
+    const OpenLine terminal;
+    std::atomic<bool> over{false};
+    std::thread stranger([&] {
+        while (!over) {
+            char query[64];
+            if (::read(terminal.end(), query, sizeof query) > 0 && query[0] == 1) {
+                const std::vector<std::uint8_t> answer = withCrc({3, 7, 0x11});
+                EXPECT_EQ(5, ::write(terminal.end(), answer.data(), answer.size()));
+            }
+            std::this_thread::sleep_for(std::chrono::milliseconds(1));
+        }
+    });
+    const Finished run = findAt(terminal.line(), {"--stations", "1,3", "--baud", "9600", "--parity", "none"});
+    over = true;
+    stranger.join();
+    EXPECT_EQ(1, run.exitCode) << run.output;
+    EXPECT_TRUE(says(run.output, "nothing found, but something speaks on this line")) << run.output;
 }
 
 }  // namespace

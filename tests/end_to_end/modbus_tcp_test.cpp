@@ -8,6 +8,7 @@
 
 #include <atomic>
 #include <csignal>
+#include <map>
 #include <thread>
 
 #include "fragile_device.h"
@@ -84,7 +85,15 @@ INSTANTIATE_TEST_SUITE_P(Device, ModbusTcpFaults,
                                          Order{"drop=0.2,late=0.2,duplicate=0.2", {"--late-by", "120"}},
                                          Order{"answer-before", {}}));
 
-// Every value tells which item it is, so a wrong one would show.
+// What the values of this item have in their high byte, which tells their items apart (dx7-device
+// --move-all).
+int highByteOf(const std::string& item) {
+    static const std::map<std::string, int> registers = {
+        {"F:0.0.01@1", 0xF001}, {"F:1.0.02@1", 0xF102}, {"F:2.0.03@1", 0xF203}, {"F:3.0.04@1", 0xF304}};
+    const int number = registers.at(item);
+    return (number % 256 + 89 * (number / 256) + 61) % 256;
+}
+
 TEST_P(ModbusTcpFaults, NoValueIsThatOfAnotherRequest) {
     Words options{"--move-all", "--fault", GetParam().faults};
     options.insert(options.end(), GetParam().options.begin(), GetParam().options.end());
@@ -97,6 +106,7 @@ TEST_P(ModbusTcpFaults, NoValueIsThatOfAnotherRequest) {
         EXPECT_FALSE(has(line, "quality", "doubtful")) << line;
         if (has(line, "quality", "good")) {
             ++good;
+            EXPECT_EQ(highByteOf(line.at("item")), line.at("value").get<int>() / 256) << line;
         }
     }
     const Json all = ofEvent(lines, "statistics").at("all");
@@ -120,34 +130,51 @@ TEST(ModbusTcpDevice, RefusesFaultsOfSerialLines) {
     EXPECT_TRUE(says(rig.tell("fault corrupt=1"), "is one of serial lines"));
 }
 
-// libmodbus's server, which shares no code with dx7-device's framing.
-class LibmodbusServer {
+// A free port of this computer.
+class Listener {
 public:
-    LibmodbusServer() : context_(modbus_new_tcp("127.0.0.1", 0)), map_(modbus_mapping_new(0, 0, 65536, 0)) {
-        listener_ = ::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
+    Listener() : number_(::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0)) {
         sockaddr_in place{};
         place.sin_family = AF_INET;
         place.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
         socklen_t size = sizeof place;
-        ::bind(listener_, reinterpret_cast<const sockaddr*>(&place), size);
-        ::listen(listener_, 1);
-        ::getsockname(listener_, reinterpret_cast<sockaddr*>(&place), &size);
+        ::bind(number_, reinterpret_cast<const sockaddr*>(&place), size);
+        ::listen(number_, 4);
+        ::getsockname(number_, reinterpret_cast<sockaddr*>(&place), &size);
         port_ = ntohs(place.sin_port);
+    }
+    ~Listener() { ::close(number_); }
+    Listener(const Listener&) = delete;
+    Listener& operator=(const Listener&) = delete;
+
+    int number() const { return number_; }
+    std::string address() const { return "127.0.0.1:" + std::to_string(port_); }
+    // Ends a call that waits for a client.
+    void stop() const { ::shutdown(number_, SHUT_RDWR); }
+
+private:
+    int number_;
+    int port_ = 0;
+};
+
+// libmodbus's server, which shares no code with dx7-device's framing.
+class LibmodbusServer {
+public:
+    LibmodbusServer() : context_(modbus_new_tcp("127.0.0.1", 0)), map_(modbus_mapping_new(0, 0, 65536, 0)) {
         thread_ = std::thread([this] { serve(); });
     }
     ~LibmodbusServer() {
-        ::shutdown(listener_, SHUT_RDWR);
+        listener_.stop();
         thread_.join();
-        ::close(listener_);
         modbus_mapping_free(map_);
         modbus_free(context_);
     }
-    std::string address() const { return "127.0.0.1:" + std::to_string(port_); }
+    std::string address() const { return listener_.address(); }
     std::uint16_t& registerAt(int number) { return map_->tab_registers[number]; }
 
 private:
     void serve() {
-        int listener = listener_;
+        int listener = listener_.number();
         while (modbus_tcp_accept(context_, &listener) >= 0) {
             std::uint8_t request[MODBUS_TCP_MAX_ADU_LENGTH];
             for (int length = modbus_receive(context_, request); length >= 0;
@@ -160,8 +187,7 @@ private:
 
     modbus_t* context_;
     modbus_mapping_t* map_;
-    int listener_ = -1;
-    int port_ = 0;
+    Listener listener_;
     std::thread thread_;
 };
 
@@ -183,29 +209,19 @@ public:
     enum class End { Close, Reset, Stay };
 
     OtherPort(std::string answer, End end) : answer_(std::move(answer)), end_(end) {
-        listener_ = ::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
-        sockaddr_in place{};
-        place.sin_family = AF_INET;
-        place.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-        socklen_t size = sizeof place;
-        ::bind(listener_, reinterpret_cast<const sockaddr*>(&place), size);
-        ::listen(listener_, 4);
-        ::getsockname(listener_, reinterpret_cast<sockaddr*>(&place), &size);
-        port_ = ntohs(place.sin_port);
         thread_ = std::thread([this] { serve(); });
     }
     ~OtherPort() {
         over_ = true;
-        ::shutdown(listener_, SHUT_RDWR);
+        listener_.stop();
         thread_.join();
-        ::close(listener_);
     }
-    std::string address() const { return "127.0.0.1:" + std::to_string(port_); }
+    std::string address() const { return listener_.address(); }
 
 private:
     void serve() {
-        for (int client = ::accept(listener_, nullptr, nullptr); client >= 0;
-             client = ::accept(listener_, nullptr, nullptr)) {
+        for (int client = ::accept(listener_.number(), nullptr, nullptr); client >= 0;
+             client = ::accept(listener_.number(), nullptr, nullptr)) {
             talk(client);
             if (end_ == End::Reset) {
                 const linger now{1, 0};
@@ -235,8 +251,7 @@ private:
     std::string answer_;
     End end_;
     std::atomic<bool> over_{false};
-    int listener_ = -1;
-    int port_ = 0;
+    Listener listener_;
     std::thread thread_;
 };
 

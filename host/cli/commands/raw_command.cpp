@@ -174,6 +174,10 @@ int runRaw(const RawOptions& options) {
         const std::optional<qint64> count = options.repeat.empty() ? std::optional<qint64>(1) : options.count;
         good = repeat(line, printer, request, std::max<qint64>(intervalUs, 1), count) > 0 && !line.lost();
     }
+    if (line.dropped() > 0) {
+        printError(QStringLiteral("%1 came that answers nothing, and was dropped")
+                       .arg(counted(line.dropped(), "piece")));
+    }
     line.closeRecording();
     return good ? EXIT_DONE : EXIT_FAILED;
 }

@@ -27,7 +27,7 @@ struct Trial {
     QVector<int> stations;
     /// What another master was heard to ask, as a sentence; empty where none was.
     QString master;
-    /// Bytes that were heard before anything was sent, and are no frame.
+    /// How many bytes came before anything was sent that are no frame.
     int strayBytes = 0;
     /// Stations in place of whose answer something damaged came.
     int damaged = 0;
@@ -73,6 +73,14 @@ QString trialText(const Trial& trial) {
     return said.isEmpty() ? QStringLiteral("nothing") : said.join(QStringLiteral("; "));
 }
 
+// The station whose answer to a status query came; 0 without one. One that answers late is heard in the place
+// of the next one.
+int answeringStation(const RawEnd& end) {
+    const bool frame = end.kind == RawEnd::Reply || end.kind == RawEnd::Foreign;
+    const bool answer = frame && (byteAt(end.bytes, 1) & ~EXCEPTION_BIT) == READ_EXCEPTION_STATUS;
+    return answer ? byteAt(end.bytes, 0) : 0;
+}
+
 QString secondsText(qint64 us) {
     return QStringLiteral("%1 s").arg(static_cast<double>(us) / 1e6, 0, 'f', 1);
 }
@@ -93,8 +101,6 @@ public:
           progress_(trials_.size() * stations.size(), clock_) {}
 
     void run();
-    int tried() const { return tried_; }
-    bool stopped() const { return stopped_; }
     const QVector<Trial>& finds() const { return finds_; }
     void closeRecording() { line_.closeRecording(); }
     void announce() const;
@@ -164,16 +170,15 @@ void Search::ask(Trial& trial) {
             stopped_ = true;
             return;
         }
-        // One that answers late is heard in the place of the next one.
-        const bool frame = end->kind == RawEnd::Reply || end->kind == RawEnd::Foreign;
-        const int station = frame ? byteAt(end->bytes, 0) : 0;
-        if (stations_.contains(station) && !trial.stations.contains(station)) {
+        const int station = answeringStation(*end);
+        if (stations_.mid(0, i + 1).contains(station) && !trial.stations.contains(station)) {
             trial.stations += station;
             if (options_.first) {
                 return;
             }
         }
         trial.damaged += end->kind == RawEnd::Damaged ? 1 : 0;
+        busy_ = busy_ || (end->kind == RawEnd::Foreign && !trial.stations.contains(station));
     }
 }
 
