@@ -3,6 +3,8 @@
 #include <algorithm>
 #include <vector>
 
+#include "common/modbus_limits.h"
+#include "host/exchange/frame_shape.h"
 #include "host/exchange/frame_stream.h"
 #include "host/exchange/rtu_frame.h"
 
@@ -15,75 +17,6 @@ constexpr int MOST_HEARD_BYTES = 65536;
 
 // Of a burst that is looked at as a whole.
 constexpr int MOST_TILED_BYTES = 600;
-
-constexpr int RUN_OVERHEAD_BYTES = 9;
-constexpr int MOST_BITS = 2000;
-constexpr int MOST_REPLY_BYTES = 250;
-
-bool within(int number, int lowest, int highest) {
-    return number >= lowest && number <= highest;
-}
-
-bool known(int function) {
-    return within(function, 1, DIAGNOSTICS) || function == WRITE_COILS || function == WRITE_REGISTERS;
-}
-
-// A frame that request and reply have alike: codes 5, 6 and 8. Its length, 0 where its fields cannot be.
-int alikeLength(int function, const QByteArray& bytes, int start) {
-    const int value = wordAt(bytes, start + 4);
-    const bool may = function == WRITE_REGISTER ||
-                     (function == WRITE_COIL && (value == 0 || value == COIL_ON)) ||
-                     (function == DIAGNOSTICS && byteAt(bytes, start + 2) == 0);
-    return may ? WRITE_REPLY_BYTES : 0;
-}
-
-// The length of the request that may begin at `start`; 0 where none can.
-int requestLength(const QByteArray& bytes, int start) {
-    const int function = byteAt(bytes, start + 1);
-    const int station = byteAt(bytes, start);
-    if (!within(station, isWriteFunction(function) ? 0 : 1, dx7common::HIGHEST_STATION)) {
-        return 0;
-    }
-    const int quantity = wordAt(bytes, start + 4);
-    if (readsBits(function) || readsWords(function)) {
-        return within(quantity, 1, readsBits(function) ? MOST_BITS : dx7common::MOST_REGISTERS)
-                   ? FIXED_REQUEST_BYTES
-                   : 0;
-    }
-    if (function == READ_EXCEPTION_STATUS) {
-        return STATUS_REQUEST_BYTES;
-    }
-    if (function == WRITE_COILS || function == WRITE_REGISTERS) {
-        const int count = byteAt(bytes, start + 6);
-        const int needed = function == WRITE_COILS ? (quantity + 7) / 8 : 2 * quantity;
-        return count > 0 && count == needed ? RUN_OVERHEAD_BYTES + count : 0;
-    }
-    return alikeLength(function, bytes, start);
-}
-
-// Likewise of a reply.
-int replyLength(const QByteArray& bytes, int start) {
-    const int function = byteAt(bytes, start + 1);
-    const int third = byteAt(bytes, start + 2);
-    if (!within(byteAt(bytes, start), 1, dx7common::HIGHEST_STATION)) {
-        return 0;
-    }
-    if ((function & EXCEPTION_BIT) != 0) {
-        const bool may = known(function & ~EXCEPTION_BIT) && within(third, 1, EXCEPTION_GATEWAY_TARGET);
-        return may ? int(EXCEPTION_FRAME_BYTES) : 0;
-    }
-    if (readsBits(function) || readsWords(function)) {
-        const bool may = within(third, 1, MOST_REPLY_BYTES) && (readsBits(function) || third % 2 == 0);
-        return may ? READ_OVERHEAD_BYTES + third : 0;
-    }
-    if (function == READ_EXCEPTION_STATUS) {
-        return EXCEPTION_FRAME_BYTES;
-    }
-    if (function == WRITE_COILS || function == WRITE_REGISTERS) {
-        return within(wordAt(bytes, start + 4), 1, MOST_BITS) ? WRITE_REPLY_BYTES : 0;
-    }
-    return alikeLength(function, bytes, start);
-}
 
 // `last`: the frame before, or null. Where both are possible, a reply follows its request.
 HeardPiece::Kind kindOf(bool request, bool reply, const QByteArray& bytes, const HeardPiece* last) {
@@ -111,8 +44,9 @@ HeardPiece frameAt(const QByteArray& burst, int start, bool alone, const HeardPi
     }
     const int rest = burst.size() - start;
     const bool unknown = alone && rest <= LONGEST_FRAME_BYTES &&
-                         !known(byteAt(burst, start + 1) & ~EXCEPTION_BIT) &&
-                         within(byteAt(burst, start), 1, dx7common::HIGHEST_STATION);
+                         !tellsItsLength(byteAt(burst, start + 1) & ~EXCEPTION_BIT) &&
+                         byteAt(burst, start) >= dx7common::LOWEST_STATION &&
+                         byteAt(burst, start) <= dx7common::HIGHEST_STATION;
     if (unknown && endsWithCrc(burst, start, rest)) {
         piece.bytes = burst.mid(start);
         piece.kind = kindOf(true, true, piece.bytes, last);
