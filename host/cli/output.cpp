@@ -125,6 +125,16 @@ Json pointJson(const Point& point, const PointState& state) {
     return json;
 }
 
+Json durationsJson(const LatencyHistogram& histogram) {
+    const auto milliseconds = [&](qint64 us) {
+        return histogram.count() > 0 ? Json(static_cast<double>(us) / 1000) : Json(nullptr);
+    };
+    return Json{{"min", milliseconds(histogram.minUs())},
+                {"median", milliseconds(histogram.percentileUs(50))},
+                {"p99", milliseconds(histogram.percentileUs(99))},
+                {"max", milliseconds(histogram.maxUs())}};
+}
+
 QString shellWord(const QString& word) {
     const auto plain = [](QChar character) {
         return character.isLetterOrNumber() || QStringLiteral("/._-:+,@%").contains(character);

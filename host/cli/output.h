@@ -52,6 +52,8 @@ Json numberJson(const ValueFormat& format, quint32 raw);
 void addQuality(Quality quality, const QString& fault, Json* json);
 /// The event "value": what is known of a point that is read.
 Json pointJson(const Point& point, const PointState& state);
+/// "min", "median", "p99" and "max" in ms; null where nothing was measured.
+Json durationsJson(const LatencyHistogram& histogram);
 /// As one word of a shell's command line: in quotes where that needs them.
 QString shellWord(const QString& word);
 /// Microseconds as milliseconds with two decimals.

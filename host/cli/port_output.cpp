@@ -1,8 +1,8 @@
 #include "host/cli/port_output.h"
 
 #include <QStringList>
-#include <algorithm>
 
+#include "host/cli/columns.h"
 #include "host/cli/output.h"
 
 namespace dx7::cli {
@@ -35,19 +35,10 @@ QStringList portLines(const QVector<PortInfo>& ports) {
     for (const PortInfo& port : ports) {
         rows += cells(port);
     }
-    QVector<int> widths(rows.first().size());
-    for (const QStringList& row : rows) {
-        for (int i = 0; i < row.size(); ++i) {
-            widths[i] = std::max(widths.at(i), row.at(i).size());
-        }
-    }
+    const QStringList texts = columnLines(rows);
     QStringList lines;
-    for (int i = 0; i < rows.size(); ++i) {
-        QString line;
-        for (int column = 0; column < widths.size(); ++column) {
-            line += rows.at(i).at(column).leftJustified(widths.at(column) + 2);
-        }
-        lines += line.trimmed();
+    for (int i = 0; i < texts.size(); ++i) {
+        lines += texts.at(i);
         if (i > 0 && !ports.at(i - 1).access.permitted) {
             lines += QStringLiteral("  no permission: ") + permissionText(ports.at(i - 1).access);
         }

@@ -160,7 +160,7 @@ int runMonitor(const MonitorOptions& options) {
     MonitorPrinter printer(connection, options);
     connection.engine().watch(points, connection.clock().nowUs());
     std::unique_ptr<LiveTable> table;
-    if (!options.json && !options.lines && !options.count && LiveTable::possible()) {
+    if (!options.json && !options.lines && !options.count && TerminalScreen::possible()) {
         QString why;
         table = LiveTable::open(connection, &why);
         if (!table) {

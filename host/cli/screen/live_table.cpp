@@ -1,14 +1,10 @@
 #include "host/cli/screen/live_table.h"
 
-#include <unistd.h>
-
 #include <algorithm>
-#include <clocale>
 
 #include "host/cli/screen/live_view.h"
 #include "host/cli/screen/screen_text.h"
 #include "host/cli/screen/statistics_output.h"
-#include "host/cli/screen/terminal_kind.h"
 #include "host/error.h"
 
 #define NCURSES_NOMACROS
@@ -27,47 +23,15 @@ constexpr int TITLE_LINES = 1;
 constexpr int HEAD_LINES = 2;
 constexpr int MESSAGE_LINES = 3;
 
-void putLine(int row, int width, const QString& text, bool reverse) {
-    if (reverse) {
-        attron(A_REVERSE);
-    }
-    // In the locale's own characters: those of another one would be shown as several each.
-    mvaddstr(row, 0, padded(elided(text, width), width).toLocal8Bit().constData());
-    if (reverse) {
-        attroff(A_REVERSE);
-    }
-}
-
 }  // namespace
 
 std::unique_ptr<LiveTable> LiveTable::open(Connection& connection, QString* why) {
-    std::setlocale(LC_CTYPE, "");
-    const QString name = QString::fromLocal8Bit(qgetenv("TERM"));
-    // Looked up before a screen is made: ncurses never gives back the memory of one that it cannot make.
-    const TerminalKind kind = terminalKind();
-    if (kind == TerminalKind::Unknown) {
-        *why = QStringLiteral("the terminal \"%1\" is unknown").arg(name);
-        return nullptr;
-    }
-    auto guard = std::make_unique<TerminalGuard>();
-    screen* const terminal = kind == TerminalKind::Screen ? newterm(nullptr, stdout, stdin) : nullptr;
-    if (terminal == nullptr) {
-        *why = QStringLiteral("the terminal \"%1\" cannot show a table").arg(name);
-        return nullptr;
-    }
-    TerminalGuard::setFarewell(farewellOfScreen());
-    return std::unique_ptr<LiveTable>(new LiveTable(connection, std::move(guard), terminal));
+    std::unique_ptr<TerminalScreen> screen = TerminalScreen::open(why);
+    return std::unique_ptr<LiveTable>(screen ? new LiveTable(connection, std::move(screen)) : nullptr);
 }
 
-LiveTable::LiveTable(Connection& connection, std::unique_ptr<TerminalGuard> guard, screen* terminal)
-    : guard_(std::move(guard)), terminal_(terminal), connection_(connection) {
-    cbreak();
-    noecho();
-    nonl();
-    keypad(stdscr, TRUE);
-    nodelay(stdscr, TRUE);
-    curs_set(0);
-    set_escdelay(50);
+LiveTable::LiveTable(Connection& connection, std::unique_ptr<TerminalScreen> screen)
+    : screen_(std::move(screen)), connection_(connection) {
     EngineEvents events;
     events.line = [this](bool open) {
         lineOpen_ = open;
@@ -84,8 +48,6 @@ LiveTable::LiveTable(Connection& connection, std::unique_ptr<TerminalGuard> guar
 
 LiveTable::~LiveTable() {
     connection_.setEvents({});
-    endwin();
-    delscreen(terminal_);
 }
 
 QStringList LiveTable::takeUnfinished() {
@@ -94,12 +56,8 @@ QStringList LiveTable::takeUnfinished() {
     return unfinished_;
 }
 
-bool LiveTable::possible() {
-    return isatty(STDIN_FILENO) != 0 && isatty(STDOUT_FILENO) != 0;
-}
-
 void LiveTable::serve() {
-    for (int key = getch(); key != ERR; key = getch()) {
+    for (int key = screen_->key(); key != TerminalScreen::NO_KEY; key = screen_->key()) {
         handleKey(key);
         drawNow_ = true;
     }
@@ -140,7 +98,7 @@ void LiveTable::handleTyping(int key) {
 
 void LiveTable::handleCommand(int key) {
     const int last = connection_.engine().table().size() - 1;
-    const int page = std::max(getmaxy(stdscr) - HEAD_LINES - 1, 1);
+    const int page = std::max(screen_->height() - HEAD_LINES - 1, 1);
     if (showStatistics_ && statistics_.scroll(key, page)) {
         return;
     }
@@ -259,18 +217,19 @@ QString LiveTable::selectedCause() const {
 }
 
 void LiveTable::draw() {
-    const int height = getmaxy(stdscr);
-    const int width = getmaxx(stdscr);
-    erase();
+    const int height = screen_->height();
+    const int width = screen_->width();
+    screen_->erase();
     const Counters& all = connection_.engine().statistics().all();
-    putLine(0, width,
-            heading(describeLine(connection_.settings()),
-                    QStringLiteral("%1  %2, %3 bad%4")
-                        .arg(QLatin1String(lineOpen_ ? "" : "  NO LINE"), counted(all.requests, "request"))
-                        .arg(all.bad())
-                        .arg(disturbanceText(all)),
-                    width),
-            false);
+    screen_->put(
+        0, width,
+        heading(describeLine(connection_.settings()),
+                QStringLiteral("%1  %2, %3 bad%4")
+                    .arg(QLatin1String(lineOpen_ ? "" : "  NO LINE"), counted(all.requests, "request"))
+                    .arg(all.bad())
+                    .arg(disturbanceText(all)),
+                width),
+        false);
     // The last column stays free: a character in the last place of all would scroll the window.
     const int foot = statusLines(width - 1).size();
     if (showStatistics_) {
@@ -281,9 +240,9 @@ void LiveTable::draw() {
     // What the keys do may have changed with what the statistics show; the number of lines has not.
     const QStringList status = statusLines(width - 1);
     for (int row = 0; row < status.size(); ++row) {
-        putLine(height - status.size() + row, width - 1, status.at(row), true);
+        screen_->put(height - status.size() + row, width - 1, status.at(row), true);
     }
-    refresh();
+    screen_->show();
 }
 
 void LiveTable::drawRows(int bottom, int width) {
@@ -296,11 +255,11 @@ void LiveTable::drawRows(int bottom, int width) {
     const TableLayout layout(rows, width);
     const int height = bottom - HEAD_LINES;
     first_ = firstVisible(selected_, first_, height);
-    putLine(1, width, layout.title(), false);
+    screen_->put(1, width, layout.title(), false);
     for (int row = 0; row < height && first_ + row < rows.size(); ++row) {
         const int point = first_ + row;
         const QString line = layout.line(rows.at(point), faultText(table.state(point), nowUs));
-        putLine(HEAD_LINES + row, width, line, point == selected_);
+        screen_->put(HEAD_LINES + row, width, line, point == selected_);
     }
 }
 
@@ -309,7 +268,7 @@ void LiveTable::drawStatistics(int bottom, int width) {
         statistics_.window(statisticsLines(connection_.engine().statistics(), connection_.clock().nowUs()),
                            bottom - TITLE_LINES, width);
     for (int row = 0; row < lines.size(); ++row) {
-        putLine(row + TITLE_LINES, width, lines.at(row), false);
+        screen_->put(row + TITLE_LINES, width, lines.at(row), false);
     }
 }
 

@@ -7,11 +7,8 @@
 
 #include "host/cli/connection.h"
 #include "host/cli/screen/scrolled_text.h"
+#include "host/cli/screen/terminal_screen.h"
 #include "host/cli/screen/typed_line.h"
-#include "host/cli/stop_signal.h"
-
-/// A terminal that ncurses, whose header has macros for many words, has taken over.
-struct screen;
 
 namespace dx7::cli {
 
@@ -27,16 +24,13 @@ public:
     /// stepped after that.
     QStringList takeUnfinished();
 
-    /// Whether standard input and output are a terminal.
-    static bool possible();
-
     /// Serves keys and draws anew when that is due.
     void serve();
     bool quit() const { return quit_; }
 
 private:
     Q_DISABLE_COPY(LiveTable)
-    LiveTable(Connection& connection, std::unique_ptr<TerminalGuard> guard, screen* terminal);
+    LiveTable(Connection& connection, std::unique_ptr<TerminalScreen> screen);
     void handleKey(int key);
     void handleTyping(int key);
     void handleCommand(int key);
@@ -51,8 +45,7 @@ private:
     QString selectedCause() const;
     QStringList statusLines(int width) const;
 
-    std::unique_ptr<TerminalGuard> guard_;
-    screen* terminal_;
+    std::unique_ptr<TerminalScreen> screen_;
     Connection& connection_;
     int selected_ = 0;
     int first_ = 0;

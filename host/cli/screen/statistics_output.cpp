@@ -81,11 +81,7 @@ Json countersJson(const Counters& c) {
                 {"exceptions", exceptions},
                 {"retries", c.retries},
                 {"failed_operations", c.failed},
-                {"response_ms",
-                 {{"min", durationJson(c.response, c.response.minUs())},
-                  {"median", durationJson(c.response, c.response.percentileUs(50))},
-                  {"p99", durationJson(c.response, c.response.percentileUs(99))},
-                  {"max", durationJson(c.response, c.response.maxUs())}}}};
+                {"response_ms", durationsJson(c.response)}};
 }
 
 Json statisticsJson(const Statistics& statistics, qint64 nowUs) {
