@@ -162,6 +162,7 @@ int parseAndRun(int argc, char** argv) {
     addTypesCommand(program);
     addCheckCommand(program);
     addCopiesCommand(program);
+    addListenCommand(program);
     addParamsCommand(program);
     addPlanCommand(program);
     addPortsCommand(program);

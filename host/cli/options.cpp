@@ -70,7 +70,7 @@ void addSerialFormatOptions(CommandLine& command, CommonOptions& options) {
     add("--stop-bits", &options.stopBits, "N", "1 or 2 (default: the driver's)").check(wholeNumber);
 }
 
-void addLineOptions(CommandLine& command, CommonOptions& options) {
+dx7common::CommandOption& addPortOptions(CommandLine& command, CommonOptions& options) {
     const auto add = lineOptionsOf(command);
     add("-c,--config", &options.filePath, "FILE", "A TOML file with the line and its tags").check(notEmpty);
     const auto& serial =
@@ -78,12 +78,19 @@ void addLineOptions(CommandLine& command, CommonOptions& options) {
     const auto& tcp = add("--tcp", &options.tcpAddress, "HOST[:PORT]", "RTU frames over TCP")
                           .excludes(serial)
                           .check(notEmpty);
-    add("--modbus-tcp", &options.modbusTcpAddress, "HOST[:PORT]", "Modbus/TCP (default port 502)")
-        .excludes(serial)
-        .excludes(tcp)
-        .check(notEmpty);
+    auto& modbusTcp =
+        add("--modbus-tcp", &options.modbusTcpAddress, "HOST[:PORT]", "Modbus/TCP (default port 502)")
+            .excludes(serial)
+            .excludes(tcp)
+            .check(notEmpty);
     addSerialFormatOptions(command, options);
     command.add("--rs485", &options.rs485, "Set the kernel's RS-485 mode on the port").in("Line");
+    return modbusTcp;
+}
+
+void addLineOptions(CommandLine& command, CommonOptions& options) {
+    addPortOptions(command, options);
+    const auto add = lineOptionsOf(command);
     add("--timeout", &options.timeoutMs, "MS", "Time for a reply to begin (default 500)").check(wholeNumber);
     // Of earlier versions; replies are proven instead.
     add("--late", &options.lateMs, "MS", "Accepted and ignored").check(wholeNumber).hide();

@@ -65,7 +65,10 @@ std::string anyNumber(const std::string& given);
 void addDriverOption(CommandLine& command, CommonOptions& options);
 /// Baud rate, parity, data and stop bits.
 void addSerialFormatOptions(CommandLine& command, CommonOptions& options);
-/// How the line is reached and treated; enough for a command that sends nothing.
+/// How the line is reached; enough for a command that sends nothing on it. Returns --modbus-tcp, which not
+/// every such command has a use for.
+dx7common::CommandOption& addPortOptions(CommandLine& command, CommonOptions& options);
+/// How the line is reached and treated; enough for a command that only plans what it would send.
 void addLineOptions(CommandLine& command, CommonOptions& options);
 void addRecordOption(CommandLine& command, CommonOptions& options);
 /// For a command that listens to the line first.

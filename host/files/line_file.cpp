@@ -143,13 +143,21 @@ QByteArray lineFileText(const LineSettings& settings, const QString& comment) {
     for (const QString& line : comment.split(QLatin1Char('\n'))) {
         text += QStringLiteral("# ") + line + QLatin1Char('\n');
     }
-    text +=
-        QStringLiteral("[line]\nserial = %1\nbaud = %2\nparity = \"%3\"\ndata_bits = %4\nstop_bits = %5\n")
-            .arg(quoted(settings.serialPort))
-            .arg(settings.baud)
-            .arg(parityText(settings.parity))
-            .arg(settings.dataBits)
-            .arg(settings.stopBits);
+    text += QStringLiteral("[line]\n");
+    if (isOverTcp(settings)) {
+        const bool bare = !settings.tcpHost.contains(QLatin1Char(':'));
+        const QString host = bare ? settings.tcpHost : QLatin1Char('[') + settings.tcpHost + QLatin1Char(']');
+        text += QStringLiteral("%1 = %2\n")
+                    .arg(QLatin1String(settings.carrier == Carrier::Tcp ? "tcp" : "modbus_tcp"),
+                         quoted(QStringLiteral("%1:%2").arg(host).arg(settings.tcpPort)));
+    } else {
+        text += QStringLiteral("serial = %1\n").arg(quoted(settings.serialPort));
+    }
+    text += QStringLiteral("baud = %1\nparity = \"%2\"\ndata_bits = %3\nstop_bits = %4\n")
+                .arg(settings.baud)
+                .arg(parityText(settings.parity))
+                .arg(settings.dataBits)
+                .arg(settings.stopBits);
     return text.toUtf8();
 }
 

@@ -37,6 +37,8 @@ struct LineSettings {
     int stopBits = 1;
     /// Ask the kernel to switch the transmitter (TIOCSRS485).
     bool rs485 = false;
+    /// Nothing is ever sent: the port is opened for reading alone.
+    bool listenOnly = false;
     QString tcpHost;
     int tcpPort = 8888;
     /// From the end of a request until its reply must have begun to fill; 1 to 600000.

@@ -16,6 +16,7 @@
 #include "host/error.h"
 #include "host/line/port_access.h"
 #include "host/line/port_lock_file.h"
+#include "host/line/request_to_send.h"
 #include "host/line/terminal_settings.h"
 
 namespace dx7 {
@@ -54,6 +55,7 @@ private:
     bool openNode(OpenedPort* failure);
     bool configure(OpenedPort* failure);
     bool enableRs485(OpenedPort* failure) const;
+    void holdTransmitter() const;
     void letOutputEnd() const;
 
     LineSettings settings_;
@@ -113,7 +115,8 @@ bool SerialPort::takeLockFile(OpenedPort* failure) {
 }
 
 bool SerialPort::openNode(OpenedPort* failure) {
-    if (port_.open(QFile::encodeName(path_), O_RDWR | O_NOCTTY | O_NONBLOCK)) {
+    const int access = settings_.listenOnly ? O_RDONLY : O_RDWR;
+    if (port_.open(QFile::encodeName(path_), access | O_NOCTTY | O_NONBLOCK)) {
         return true;
     }
     const int error = errno;
@@ -123,6 +126,7 @@ bool SerialPort::openNode(OpenedPort* failure) {
 }
 
 bool SerialPort::configure(OpenedPort* failure) {
+    holdTransmitter();
     before_ = terminalState(port_.number());
     if (!before_) {
         failure->failure = systemReason(errno);
@@ -133,7 +137,15 @@ bool SerialPort::configure(OpenedPort* failure) {
         failure->failure = QStringLiteral("its settings were refused: ") + systemReason(errno);
         return false;
     }
+    // A baud rate in place of none raises RTS once more.
+    holdTransmitter();
     return true;
+}
+
+void SerialPort::holdTransmitter() const {
+    if (settings_.listenOnly) {
+        lowerRts(port_.number());
+    }
 }
 
 bool SerialPort::enableRs485(OpenedPort* failure) const {
@@ -168,7 +180,8 @@ SerialPort::~SerialPort() {
     // Before it was set up it may be another program's.
     if (before_) {
         letOutputEnd();
-        setTerminalState(port_.number(), *before_);
+        // The system would send back what comes until the port is closed.
+        setTerminalState(port_.number(), settings_.listenOnly ? *withoutEcho(*before_) : *before_);
         ::ioctl(port_.number(), TIOCNXCL);
     }
     port_.close();

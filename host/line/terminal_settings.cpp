@@ -110,6 +110,14 @@ bool setTerminalState(int port, const termios2& state) {
     return ::ioctl(port, TCSETS, &old) == 0;
 }
 
+TerminalState withoutEcho(const termios2& state) {
+    auto silent = std::make_shared<termios2>(state);
+    silent->c_lflag &= ~tcflag_t(ECHO | ECHONL);
+    // Nor its signs that it is full.
+    silent->c_iflag &= ~tcflag_t(IXOFF | IMAXBEL);
+    return silent;
+}
+
 bool setUpTerminal(int port, const termios2& before, const LineSettings& settings) {
     if (!setTerminalState(port, lineState(before, settings))) {
         return false;

@@ -18,6 +18,8 @@ using TerminalState = std::shared_ptr<const termios2>;
 TerminalState terminalState(int port);
 /// False with `errno` when it was refused.
 bool setTerminalState(int port, const termios2& state);
+/// The same state, in which the system sends nothing by itself: no echo, and no sign that its buffer is full.
+TerminalState withoutEcho(const termios2& state);
 /// Gives the port the baud rate and format of the settings in place of those in `before`: raw, without flow
 /// control and modem lines; a character that came damaged is dropped. A read of no bytes means the end of the
 /// port from then on (VMIN is 1). Every baud rate is tried, also one without a name. False with `errno` when

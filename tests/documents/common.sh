@@ -16,18 +16,24 @@ clean_up() {
 }
 trap clean_up EXIT
 
+# await_word WORD FILE: until a line of the file has it.
+await_word() {
+    local patience=200
+    until grep -q "$1" "$2"; do
+        patience=$((patience - 1))
+        [ $patience -gt 0 ] || { cat "$2" >&2; exit 1; }
+        sleep 0.05
+    done
+}
+
 # start_device NAME OPTION...: the simulated device, ready; what it prints goes to NAME.log in the current folder.
 start_device() {
-    local name=$1 patience=200
+    local name=$1
     shift
     : >"$name.log"
     "$DX7_DEVICE" "$@" </dev/null >"$name.log" 2>&1 &
     started+=($!)
-    until grep -q '^ready' "$name.log"; do
-        patience=$((patience - 1))
-        [ $patience -gt 0 ] || { cat "$name.log" >&2; exit 1; }
-        sleep 0.05
-    done
+    await_word '^ready' "$name.log"
 }
 
 faults=0
@@ -41,7 +47,7 @@ finish() {
 }
 
 # shellcheck disable=SC2034 # the scripts that source this file use it
-dx7_commands=(monitor read write scan 'params save' 'params diff' 'params load' plan check copies types replay ports raw)
+dx7_commands=(monitor read write scan 'params save' 'params diff' 'params load' plan check copies types replay ports raw listen)
 
 # options_of PROGRAM [COMMAND...]: the options that its --help shows, one per line.
 options_of() {

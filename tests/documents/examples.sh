@@ -19,6 +19,12 @@ cat >values.toml <<'END'
 END
 start_device serial --pty ./line --values values.toml
 start_device network --tcp 0 --stations 1,2 --values values.toml
+# A line with a device on it and a panel that polls, and a place to listen from. Station 3 is not there.
+"${PYTHON:-python3}" -B "$SOURCES/tests/documents/bus.py" station listener --poll 010412000004 --poll 0103F3250001 \
+    --poll 030211200006 --poll 010300100002 >bus.log 2>&1 &
+started+=($!)
+await_word ready bus.log
+start_device shared --serial ./station --values values.toml
 port=$(sed -nE 's/^ready on tcp [^ ]*:([0-9]+),.*/\1/p' network.log)
 
 # run_example COMMAND: its output, with the sample's line in place of that of the document.
@@ -28,10 +34,11 @@ run_example() {
         expected=${1##*exit code }
     fi
     command=${command//\/dev\/ttyUSB0/.\/line}
+    command=${command//\/dev\/ttyUSB1/.\/listener}
     command=${command//192.168.0.10/127.0.0.1:$port}
     bash -c "$command" >output 2>&1 || code=$?
     # tshark has something to say to root, and ends lines with blanks.
-    sed -i -e '/^Running as user "root"/d' -e 's/ *$//' -e 's|\./line|/dev/ttyUSB0|g' output
+    sed -i -e '/^Running as user "root"/d' -e 's/ *$//' -e 's|\./line\b|/dev/ttyUSB0|g' -e 's|\./listener|/dev/ttyUSB1|g' output
     [ "$code" -eq "$expected" ] || wrong "$1: exit code $code: $(cat output)"
     cat output
 }
@@ -59,7 +66,10 @@ normalised() {
         -e 's/\([0-9.]+ ms\)/(T ms)/' -e 's/^[0-9.]+ s: [0-9]+ requests?, [0-9]+ good/T s: N requests, N good/' \
         -e 's/^( *[0-9]+\/[0-9]+ +[0-9]+ 8N1 +)[0-9.]+ s/\1T s/' -e 's/(return query data ).*/\1COUNTER/' \
         -e 's/("(response_ms|seconds|min|median|p99|max|median_ms|max_ms|line_busy)":)[0-9.e-]+/\1N/g' \
-        -e 's/^( +[0-9]+ +)[0-9.]+ /\1T /' "$1" | tr -s ' '
+        -e 's/^( +[0-9]+ +)[0-9.]+ /\1T /' \
+        -e '/^ +[0-9]+ +FC /{s/ [0-9]+ +([0-9.]+|-) +([0-9.]+|-) +([0-9.]+|-) +([0-9.]+|-) / N TIMES /;s/ [0-9]+ (refused|without)/ N \1/g}' \
+        -e '/^(station [0-9]+|[0-9.]+ s): /{s/[0-9]+ (requests|answered|refused|without)/N \1/g;s/[0-9.]+ (ms|s)\b/T \1/g}' \
+        -e 's/, [0-9]+ times, every [0-9.]+ ms/, N times, every T ms/' "$1" | tr -s ' '
 }
 if [ "${2:-}" = renew ]; then
     cp printed "$document"

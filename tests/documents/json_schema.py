@@ -9,6 +9,7 @@ import pathlib
 import re
 import signal
 import subprocess
+import sys
 import tempfile
 import threading
 import time
@@ -21,6 +22,10 @@ PATIENCE = 30  # s, for what takes moments
 SCHEMA = json.loads((pathlib.Path(os.environ["SOURCES"]) / "docs/dx7.schema.json").read_text())
 # Sent before the command's own options; what is silent is not waited for.
 SHORT = ["--timeout", "100", "--retries", "1"]
+
+# What a panel asks, without CRC: two items, one that is refused, a station that is not there, all stations; and a reply and
+# bytes that nobody asked for.
+POLLED = ("010412000004", "0103F3250001", "020300000001", "090300000001", "00051020FF00", "02030200FF", "!A5A5A5A5A5")
 
 validator = Draft202012Validator(SCHEMA)
 commands_run = set()
@@ -69,9 +74,9 @@ def send_back(bridge):
 class Device:
     """dx7-device on a pseudo-terminal of the folder."""
 
-    def __init__(self, folder, options=("--stations", "1,2")):
+    def __init__(self, folder, options=("--stations", "1,2"), line=None):
         self.line = str(folder / "line")
-        self.arguments = [os.environ["DX7_DEVICE"], "--pty", self.line, *options]
+        self.arguments = [os.environ["DX7_DEVICE"], *(line or ("--pty", self.line)), *options]
         self.start()
 
     def start(self):
@@ -320,6 +325,28 @@ class Watching(Json):
         self.assertEqual(2, self.on_device(0, "raw", "03", "0000", "0001")[0]["exception"])
         silent = self.on_device(1, "raw", "--station", "9", "03", "F314", "0001", *SHORT)[0]
         self.assertEqual((None, True), (silent["reply"], "no reply" in silent["fault"]))
+
+    def test_listen(self):
+        panel, listener, station = (str(self.folder / name) for name in ("panel", "listener", "station"))
+        bus = subprocess.Popen(
+            [sys.executable, "-B", str(pathlib.Path(__file__).with_name("bus.py")), panel, station, listener]
+            + [word for frame in POLLED for word in ("--poll", frame)],
+            stdout=subprocess.PIPE,
+            text=True,
+        )
+        self.addCleanup(bus.communicate)
+        self.addCleanup(bus.kill)
+        self.assertEqual("ready\n", bus.stdout.readline())
+        device = Device(self.folder, ("--stations", "1,2"), ("--serial", station))
+        self.addCleanup(device.stop)
+        lines = self.run_tool(0, "listen", "--serial", listener, "--seconds", "2", "--save", self.folder / "panel.toml")
+        kinds = {line.get("kind") for line in lines if line["event"] == "heard"}
+        self.assertLessEqual({"exchange", "unanswered", "broadcast", "orphan", "damage"}, kinds)
+        polled = {line["text"]: line for line in lines if line["event"] == "polled"}
+        self.assertEqual(["AI:0,4"], polled["station 1 read input registers: 0x1200, quantity 4"]["items"])
+        self.assertEqual(2, polled["station 2 read holding registers: 0x0000, quantity 1"]["exception"])
+        self.assertLessEqual({1, 2, 9}, {line["station"] for line in lines if line["event"] == "polled_station"})
+        self.assertEqual(0, lines[-1]["unlisted"])
 
     def test_replay(self):
         file = self.folder / "line.pcap"

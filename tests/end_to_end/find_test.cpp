@@ -1,8 +1,6 @@
 // dx7 scan --find: the settings of a line that nobody knows.
 #include <asm/ioctls.h>
 #include <asm/termbits.h>
-#include <fcntl.h>
-#include <stdlib.h>
 #include <sys/ioctl.h>
 #include <unistd.h>
 
@@ -15,6 +13,7 @@
 #include "fragile_device.h"
 #include "rig.h"
 #include "tests/kit/crc.h"
+#include "tests/kit/pseudo_terminal.h"
 
 namespace {
 
@@ -117,37 +116,6 @@ TEST(FindUsage, IsOfSerialLines) {
     }
 }
 
-// A pseudo-terminal whose other end the test has.
-class OpenLine {
-public:
-    OpenLine() : end_(::posix_openpt(O_RDWR | O_NOCTTY | O_NONBLOCK)) {
-        ::grantpt(end_);
-        ::unlockpt(end_);
-        name_ = ::ptsname(end_);
-        held_ = ::open(name_.c_str(), O_RDWR | O_NOCTTY);
-        termios2 raw{};
-        ::ioctl(held_, TCGETS2, &raw);
-        raw.c_lflag = 0;
-        raw.c_iflag = 0;
-        raw.c_oflag = 0;
-        ::ioctl(held_, TCSETS2, &raw);
-    }
-    ~OpenLine() {
-        ::close(held_);
-        ::close(end_);
-    }
-    OpenLine(const OpenLine&) = delete;
-    OpenLine& operator=(const OpenLine&) = delete;
-
-    int end() const { return end_; }
-    Words line() const { return {"--serial", name_}; }
-
-private:
-    int end_;
-    int held_ = -1;
-    std::string name_;
-};
-
 // A pseudo-terminal at whose other end a master polls at its own speed; at any other one its bytes are
 // nonsense. What is sent to it is counted.
 class PollingMaster {
@@ -160,7 +128,7 @@ public:
     PollingMaster(const PollingMaster&) = delete;
     PollingMaster& operator=(const PollingMaster&) = delete;
 
-    Words line() const { return terminal_.line(); }
+    Words line() const { return {"--serial", terminal_.name()}; }
     int received() const { return received_; }
 
 private:
@@ -182,7 +150,7 @@ private:
     }
 
     unsigned baud_;
-    OpenLine terminal_;
+    kit::PseudoTerminal terminal_;
     std::atomic<bool> over_{false};
     std::atomic<int> received_{0};
     std::thread thread_;
@@ -222,7 +190,7 @@ TEST(FindMaster, WhereNoSettingsFitNothingIsSentEither) {
 
 // Station 3 speaks when station 1 is asked, and does not answer itself.
 TEST(FindStranger, AStationThatWasNotAskedIsNoFind) {
-    const OpenLine terminal;
+    const kit::PseudoTerminal terminal;
     std::atomic<bool> over{false};
     std::thread stranger([&] {
         while (!over) {
@@ -234,7 +202,8 @@ TEST(FindStranger, AStationThatWasNotAskedIsNoFind) {
             std::this_thread::sleep_for(std::chrono::milliseconds(1));
         }
     });
-    const Finished run = findAt(terminal.line(), {"--stations", "1,3", "--baud", "9600", "--parity", "none"});
+    const Finished run =
+        findAt({"--serial", terminal.name()}, {"--stations", "1,3", "--baud", "9600", "--parity", "none"});
     over = true;
     stranger.join();
     EXPECT_EQ(1, run.exitCode) << run.output;

@@ -1,7 +1,4 @@
 // What scan and write do on a line where something is said before they have said anything.
-#include <fcntl.h>
-#include <stdlib.h>
-#include <termios.h>
 #include <unistd.h>
 
 #include <atomic>
@@ -11,63 +8,43 @@
 #include "fragile_device.h"
 #include "rig.h"
 #include "tests/kit/crc.h"
+#include "tests/kit/pseudo_terminal.h"
 
 namespace {
 
 /// A pseudo-terminal at whose other end the same bytes come every 60 ms; what is sent to it is counted.
 class BusyLine {
 public:
-    explicit BusyLine(const std::string& bytes) {
-        master_ = ::posix_openpt(O_RDWR | O_NOCTTY | O_NONBLOCK);
-        ::grantpt(master_);
-        ::unlockpt(master_);
-        name_ = ::ptsname(master_);
-        // Held open, so that the line is there before and after the program that is tested.
-        held_ = ::open(name_.c_str(), O_RDWR | O_NOCTTY);
-        termios raw{};
-        ::tcgetattr(held_, &raw);
-        ::cfmakeraw(&raw);
-        ::tcsetattr(held_, TCSANOW, &raw);
-        thread_ = std::thread([this, bytes] { run(bytes); });
-    }
+    explicit BusyLine(const std::string& bytes) : thread_([this, bytes] { run(bytes); }) {}
     ~BusyLine() {
         stop_ = true;
         thread_.join();
-        ::close(held_);
-        ::close(master_);
     }
     BusyLine(const BusyLine&) = delete;
     BusyLine& operator=(const BusyLine&) = delete;
 
-    Words line() const { return {"--serial", name_}; }
+    Words line() const { return {"--serial", terminal_.name()}; }
     int received() const { return received_; }
 
 private:
     void run(const std::string& bytes) {
         while (!stop_) {
             char buffer[512];
-            const ssize_t count = ::read(master_, buffer, sizeof buffer);
+            const ssize_t count = ::read(terminal_.end(), buffer, sizeof buffer);
             received_ += count > 0 ? static_cast<int>(count) : 0;
-            const ssize_t written = ::write(master_, bytes.data(), bytes.size());
+            const ssize_t written = ::write(terminal_.end(), bytes.data(), bytes.size());
             static_cast<void>(written);
             std::this_thread::sleep_for(std::chrono::milliseconds(60));
         }
     }
 
-    int master_ = -1;
-    int held_ = -1;
-    std::string name_;
+    kit::PseudoTerminal terminal_;
     std::atomic<bool> stop_{false};
     std::atomic<int> received_{0};
     std::thread thread_;
 };
 
-std::string text(const FragileDevice::Frame& content) {
-    const FragileDevice::Frame frame = kit::withCrc(content);
-    return std::string(frame.begin(), frame.end());
-}
-
-const std::string question = text({2, READ, 0xF3, 0x19, 0, 2});
+const std::string question = frameText({2, READ, 0xF3, 0x19, 0, 2});
 
 Finished on(const BusyLine& line, Words words) {
     const Words place = line.line();
@@ -93,7 +70,7 @@ TEST(Listening, AWriteNamesAnotherMasterAndSendsNothing) {
 }
 
 TEST(Listening, AScanNamesItAndAsksNobody) {
-    const BusyLine line(text({2, READ, 2, 1, 0x40}));
+    const BusyLine line(frameText({2, READ, 2, 1, 0x40}));
     EXPECT_EQ(1, on(line, {"raw", "03F3250001"}).exitCode);
     EXPECT_EQ(0, line.received());
     const Finished run = on(line, {"scan", "--stations", "1-3"});

@@ -77,6 +77,10 @@ TEST(LikelySettings, AreSavedAsALineFile) {
         lineFileText(settings, QStringLiteral("one\ntwo")).toStdString(),
         "# one\n# two\n[line]\nserial = \"/dev/serial/by-id/a \\\"b\\\\c\"\nbaud = 9600\nparity = \"none\"\n"
         "data_bits = 8\nstop_bits = 1\n");
+    setTcpAddress(settings, QStringLiteral("[::1]:8888"));
+    EXPECT_TRUE(lineFileText(settings, QString()).contains("[line]\ntcp = \"[::1]:8888\"\nbaud = 9600\n"));
+    setModbusTcpAddress(settings, QStringLiteral("10.0.0.7"));
+    EXPECT_TRUE(lineFileText(settings, QString()).contains("[line]\nmodbus_tcp = \"10.0.0.7:502\"\n"));
 }
 
 }  // namespace

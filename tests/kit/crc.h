@@ -6,6 +6,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <string>
 #include <type_traits>
 #include <utility>
 #include <vector>
@@ -37,6 +38,12 @@ Bytes withCrc(Bytes bytes) {
 /// The same of bytes in braces.
 inline std::vector<std::uint8_t> withCrc(std::vector<std::uint8_t> bytes) {
     return withCrc<std::vector<std::uint8_t>>(std::move(bytes));
+}
+
+/// A frame with its CRC as text.
+inline std::string frameText(const std::vector<std::uint8_t>& content) {
+    const std::vector<std::uint8_t> frame = withCrc(content);
+    return {frame.begin(), frame.end()};
 }
 
 }  // namespace kit

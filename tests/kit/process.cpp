@@ -1,12 +1,15 @@
 #include "tests/kit/process.h"
 
 #include <fcntl.h>
+#include <poll.h>
 #include <signal.h>
 #include <sys/prctl.h>
 #include <sys/wait.h>
 #include <time.h>
 #include <unistd.h>
 
+#include <algorithm>
+#include <array>
 #include <chrono>
 #include <fstream>
 #include <stdexcept>
@@ -31,6 +34,25 @@ struct Pipe {
         writeEnd = ends[1];
     }
 };
+
+// False at the end of the pipe.
+bool take(int fd, std::string* text) {
+    std::array<char, 4096> chunk{};
+    const ssize_t count = ::read(fd, chunk.data(), chunk.size());
+    text->append(chunk.data(), static_cast<std::size_t>(std::max<ssize_t>(count, 0)));
+    return count > 0;
+}
+
+void takeWhatIsThere(int fd, std::string* text) {
+    pollfd one{fd, POLLIN, 0};
+    while (::poll(&one, 1, 0) > 0 && take(fd, text)) {
+    }
+}
+
+void takeTheRest(int fd, std::string* text) {
+    while (take(fd, text)) {
+    }
+}
 
 [[noreturn]] void becomeProgram(const std::vector<std::string>& command) {
     ::prctl(PR_SET_PDEATHSIG, SIGKILL);
@@ -86,12 +108,9 @@ std::string Process::readLine(int patienceMs) {
     const auto until = Clock::now() + std::chrono::milliseconds(patienceMs);
     std::size_t end = buffer_.find('\n');
     while (end == std::string::npos && readable(output_, until)) {
-        char chunk[4096];
-        const ssize_t count = ::read(output_, chunk, sizeof chunk);
-        if (count <= 0) {
+        if (!take(output_, &buffer_)) {
             break;
         }
-        buffer_.append(chunk, static_cast<std::size_t>(count));
         end = buffer_.find('\n');
     }
     const std::string line = buffer_.substr(0, end == std::string::npos ? 0 : end);
@@ -133,6 +152,7 @@ long Process::residentKb() const {
     return resident * (::sysconf(_SC_PAGESIZE) / 1024);
 }
 
+// What is there is taken while the program runs: one whose output nobody reads stops when the pipe is full.
 Finished Process::finish(int patienceMs) {
     Finished result;
     const auto until = Clock::now() + std::chrono::milliseconds(patienceMs);
@@ -140,6 +160,8 @@ Finished Process::finish(int patienceMs) {
     pid_t ended = 0;
     while ((ended = ::waitpid(pid_, &status, WNOHANG)) == 0 && Clock::now() < until) {
         std::this_thread::sleep_for(std::chrono::milliseconds(5));
+        takeWhatIsThere(output_, &buffer_);
+        takeWhatIsThere(errors_, &result.errors);
     }
     if (ended == 0) {
         ::kill(pid_, SIGKILL);
@@ -148,19 +170,10 @@ Finished Process::finish(int patienceMs) {
         result.exitCode = WEXITSTATUS(status);
     }
     pid_ = -1;
-    result.output = buffer_ + readAll(output_);
-    result.errors = readAll(errors_);
+    takeTheRest(output_, &buffer_);
+    takeTheRest(errors_, &result.errors);
+    result.output = buffer_;
     return result;
-}
-
-std::string Process::readAll(int fd) {
-    std::string text;
-    char chunk[4096];
-    for (ssize_t count = ::read(fd, chunk, sizeof chunk); count > 0;
-         count = ::read(fd, chunk, sizeof chunk)) {
-        text.append(chunk, static_cast<std::size_t>(count));
-    }
-    return text;
 }
 
 Finished runToEnd(const std::vector<std::string>& command, int patienceMs) {

@@ -47,8 +47,6 @@ public:
     Finished finish(int patienceMs = PATIENCE_MS);
 
 private:
-    std::string readAll(int fd);
-
     pid_t pid_ = -1;
     int input_ = -1;
     int output_ = -1;

@@ -10,6 +10,7 @@ namespace dx7::cli {
 /// Each is in its own file and adds its command to the program.
 void addCheckCommand(CommandLine& program);
 void addCopiesCommand(CommandLine& program);
+void addListenCommand(CommandLine& program);
 void addMonitorCommand(CommandLine& program);
 void addParamsCommand(CommandLine& program);
 void addPlanCommand(CommandLine& program);
