@@ -12,7 +12,7 @@ namespace dx7::cli {
 namespace {
 
 // So often a signal is looked for.
-constexpr qint64 LONGEST_TURN_US = 50000;
+constexpr qint64 LISTEN_TURN_US = 50000;
 // What the system keeps of a port that nobody reads.
 constexpr int KEPT_BYTES = 4095;
 // Enough to read all that a port kept from the time before.
@@ -55,7 +55,7 @@ bool ListenLine::run(std::optional<qint64> untilUs, const std::function<bool()>&
 }
 
 bool ListenLine::turn(std::optional<qint64> untilUs) {
-    qint64 wakeUs = poller_.nowUs() + LONGEST_TURN_US;
+    qint64 wakeUs = poller_.nowUs() + LISTEN_TURN_US;
     if (const DueUs dueUs = parser_.nextDueUs()) {
         wakeUs = std::min(wakeUs, *dueUs);
     }

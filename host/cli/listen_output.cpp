@@ -14,39 +14,68 @@ QString orDash(const LatencyHistogram& histogram, qint64 us) {
     return histogram.count() > 0 ? msText(us) : QStringLiteral("-");
 }
 
-// "3 without a reply, 1 damaged"; empty when all is well.
-QString failuresText(const HeardCounts& counts, int exceptionCode) {
-    QStringList failures;
-    const auto add = [&](qint64 count, const QString& what) {
-        if (count > 0) {
-            failures += QStringLiteral("%1 %2").arg(count).arg(what);
+struct Failure {
+    qint64 count;
+    QString what;
+};
+
+// Those that there were.
+QVector<Failure> failuresOf(const HeardCounts& counts, int exceptionCode) {
+    const QString refused = exceptionCode == 0
+                                ? QStringLiteral("refused")
+                                : QStringLiteral("refused (%1)").arg(exceptionName(exceptionCode));
+    QVector<Failure> failures;
+    for (const Failure& failure :
+         {Failure{counts.unanswered, QStringLiteral("without a reply")},
+          Failure{counts.doubtful, QStringLiteral("with a reply that may be to the one before")},
+          Failure{counts.damaged, QStringLiteral("damaged")}, Failure{counts.refused, refused}}) {
+        if (failure.count > 0) {
+            failures += failure;
         }
-    };
-    add(counts.unanswered, QStringLiteral("without a reply"));
-    add(counts.doubtful, QStringLiteral("with a reply that may be to the one before"));
-    add(counts.damaged, QStringLiteral("damaged"));
-    add(counts.refused, exceptionCode == 0
-                            ? QStringLiteral("refused")
-                            : QStringLiteral("refused (%1)").arg(exceptionName(exceptionCode)));
-    return failures.join(QStringLiteral(", "));
+    }
+    return failures;
+}
+
+// "3 without a reply, 1 damaged"; empty when all is well.
+QString failuresText(const HeardCounts& counts) {
+    QStringList texts;
+    for (const Failure& failure : failuresOf(counts, 0)) {
+        texts += QStringLiteral("%1 %2").arg(failure.count).arg(failure.what);
+    }
+    return texts.join(QStringLiteral(", "));
+}
+
+// "damaged"; of several "without a reply: 3, damaged: 1".
+QString reasonsText(const HeardRequest& request) {
+    if (byteAt(request.frame, 0) == 0) {
+        return QStringLiteral("to all stations");
+    }
+    const QVector<Failure> failures = failuresOf(request.counts, request.exceptionCode);
+    if (failures.size() == 1) {
+        return failures.first().what;
+    }
+    QStringList texts;
+    for (const Failure& failure : failures) {
+        texts += QStringLiteral("%1: %2").arg(failure.what).arg(failure.count);
+    }
+    return texts.join(QStringLiteral(", "));
 }
 
 QStringList requestCells(const HeardRequest& request, const RegisterIndex& index) {
     const LatencyHistogram& every = request.intervals;
     const LatencyHistogram& reply = request.counts.replyTimes;
-    const int station = byteAt(request.frame, 0);
-    const QString failures = station == 0 ? QStringLiteral("to all stations")
-                                          : failuresText(request.counts, request.exceptionCode);
+    const HeardCounts& counts = request.counts;
     const QString items = itemsText(index.items(request.frame).items);
-    return {QString::number(station),
+    return {QString::number(byteAt(request.frame, 0)),
             requestName(request.frame),
-            QString::number(request.counts.requests),
+            QString::number(counts.requests),
+            QString::number(counts.unanswered + counts.doubtful + counts.damaged + counts.refused),
             orDash(every, every.percentileUs(50)),
             orDash(every, every.maxUs()),
             orDash(reply, reply.percentileUs(50)),
             orDash(reply, reply.maxUs()),
             items.isEmpty() ? QStringLiteral("-") : items,
-            failures.isEmpty() ? QStringLiteral("-") : failures};
+            reasonsText(request)};
 }
 
 Json hexOrNull(const QByteArray& bytes) {
@@ -137,7 +166,7 @@ QString stationText(int number, const HeardStation& station) {
         text += QStringLiteral(" after %1 ms (median), %2 ms at most")
                     .arg(msText(reply.percentileUs(50)), msText(reply.maxUs()));
     }
-    const QString failures = failuresText(counts, 0);
+    const QString failures = failuresText(counts);
     text += failures.isEmpty() ? QString() : QStringLiteral("; ") + failures;
     if (station.orphans > 0) {
         text += QStringLiteral("; %1 to no request that was heard")
@@ -176,7 +205,7 @@ QString listenSum(const BusWatch& watch, qint64 us) {
                        .arg(counted(all.requests, "request"),
                             counted(static_cast<qint64>(watch.stations().size()), "station"))
                        .arg(all.answered);
-    const QString failures = failuresText(all, 0);
+    const QString failures = failuresText(all);
     text += failures.isEmpty() ? QString() : QStringLiteral(", ") + failures;
     if (watch.broadcasts() > 0) {
         text += QStringLiteral("; %1").arg(counted(watch.broadcasts(), "broadcast"));
@@ -192,13 +221,13 @@ QStringList requestLines(const BusWatch& watch, const RegisterIndex& index) {
         return {};
     }
     QVector<QStringList> rows{{QStringLiteral("STATION"), QStringLiteral("REQUEST"), QStringLiteral("COUNT"),
-                               QStringLiteral("EVERY ms"), QStringLiteral("GAP ms"),
+                               QStringLiteral("FAILED"), QStringLiteral("EVERY ms"), QStringLiteral("GAP ms"),
                                QStringLiteral("REPLY ms"), QStringLiteral("MAX ms"), QStringLiteral("ITEMS"),
-                               QStringLiteral("FAILED")}};
+                               QStringLiteral("WHY")}};
     for (const auto& entry : watch.requests()) {
         rows += requestCells(entry.second, index);
     }
-    return columnLines(rows, {0, 2, 3, 4, 5, 6});
+    return columnLines(rows, {0, 2, 3, 4, 5, 6, 7});
 }
 
 QStringList stationLines(const BusWatch& watch) {

@@ -67,7 +67,7 @@ normalised() {
         -e 's/^( *[0-9]+\/[0-9]+ +[0-9]+ 8N1 +)[0-9.]+ s/\1T s/' -e 's/(return query data ).*/\1COUNTER/' \
         -e 's/("(response_ms|seconds|min|median|p99|max|median_ms|max_ms|line_busy)":)[0-9.e-]+/\1N/g' \
         -e 's/^( +[0-9]+ +)[0-9.]+ /\1T /' \
-        -e '/^ +[0-9]+ +FC /{s/ [0-9]+ +([0-9.]+|-) +([0-9.]+|-) +([0-9.]+|-) +([0-9.]+|-) / N TIMES /;s/ [0-9]+ (refused|without)/ N \1/g}' \
+        -e '/^ +[0-9]+ +FC /{s/ [0-9]+ +[0-9]+ +([0-9.]+|-) +([0-9.]+|-) +([0-9.]+|-) +([0-9.]+|-) / N N TIMES /}' \
         -e '/^(station [0-9]+|[0-9.]+ s): /{s/[0-9]+ (requests|answered|refused|without)/N \1/g;s/[0-9.]+ (ms|s)\b/T \1/g}' \
         -e 's/, [0-9]+ times, every [0-9.]+ ms/, N times, every T ms/' "$1" | tr -s ' '
 }

@@ -24,8 +24,8 @@ void PrintTo(const Line& line, std::ostream* out) {
 
 class ListenToABus : public testing::TestWithParam<Line> {};
 INSTANTIATE_TEST_SUITE_P(Masters, ListenToABus,
-                         testing::Values(Line{"mbpoll_at_9600", 9600, true, 0},
-                                         Line{"mbpoll_at_115200", 115200, true, 0},
+                         testing::Values(Line{"mbpoll_at_9600", 9600, true, 0.01},
+                                         Line{"mbpoll_at_115200", 115200, true, 0.01},
                                          Line{"monitor_at_9600", 9600, false, 0.01},
                                          Line{"monitor_at_115200", 115200, false, 0.01}),
                          [](const auto& row) { return std::string(row.param.name); });
@@ -132,7 +132,8 @@ TEST_P(ListenToABus, UndamagedTransactionsArePairedRight) {
     const Line line = GetParam();
     const Bus bus(line.baud, line.damage, 5);
     const DeviceProcess device({"--serial", bus.port(Bus::Station)},
-                               {"--baud", std::to_string(line.baud), "--stations", "1,2"});
+                               {"--baud", std::to_string(line.baud), "--stations", "1,2", "--fault",
+                                line.mbpoll ? "exception=0.02" : "exception=0.02,drop=0.01"});
     Process listener(dx7Words(
         {"listen", "--json", "--serial", bus.port(Bus::Listener), "--baud", std::to_string(line.baud)}));
     ASSERT_TRUE(eventually([&] { return catches(listener.id(), SIGINT); }));

@@ -1,3 +1,5 @@
+#include <unistd.h>
+
 #include "host/cli/commands/commands.h"
 #include "host/cli/listen_line.h"
 #include "host/cli/listen_output.h"
@@ -153,6 +155,10 @@ int runListen(const ListenOptions& options) {
         printError(rts);
     }
     std::unique_ptr<ListenView> view = viewOf(options, settings, listening.watch(), index);
+    if (!view && ::isatty(STDERR_FILENO) != 0) {
+        printError(
+            QStringLiteral("listening to %1; Ctrl-C ends it with a summary").arg(describeLine(settings)));
+    }
     QString fault;
     bool good = listenToEnd(options, settings, listening, view.get(), &fault);
     view.reset();

@@ -38,12 +38,12 @@ std::unique_ptr<TerminalScreen> TerminalScreen::open(QString* why) {
 }
 
 TerminalScreen::TerminalScreen(std::unique_ptr<TerminalGuard> guard, screen* terminal)
-    : guard_(std::move(guard)), terminal_(terminal) {
+    : guard_(std::move(guard)), terminal_(terminal), window_(stdscr) {
     cbreak();
     noecho();
     nonl();
-    keypad(stdscr, TRUE);
-    nodelay(stdscr, TRUE);
+    keypad(window_, TRUE);
+    nodelay(window_, TRUE);
     curs_set(0);
     set_escdelay(ESCAPE_DELAY_MS);
 }
@@ -57,36 +57,36 @@ bool TerminalScreen::possible() {
     return isatty(STDIN_FILENO) != 0 && isatty(STDOUT_FILENO) != 0;
 }
 
-int TerminalScreen::key() const {
-    const int key = getch();
+int TerminalScreen::key() {
+    const int key = wgetch(window_);
     return key == ERR ? NO_KEY : key;
 }
 
 int TerminalScreen::height() const {
-    return getmaxy(stdscr);
+    return getmaxy(window_);
 }
 
 int TerminalScreen::width() const {
-    return getmaxx(stdscr);
+    return getmaxx(window_);
 }
 
-void TerminalScreen::erase() const {
-    ::erase();
+void TerminalScreen::erase() {
+    werase(window_);
 }
 
-void TerminalScreen::put(int row, int columns, const QString& text, bool reverse) const {
+void TerminalScreen::put(int row, int columns, const QString& text, bool reverse) {
     if (reverse) {
-        attron(A_REVERSE);
+        wattron(window_, A_REVERSE);
     }
     // In the locale's own characters: those of another one would be shown as several each.
-    mvaddstr(row, 0, padded(elided(text, columns), columns).toLocal8Bit().constData());
+    mvwaddstr(window_, row, 0, padded(elided(text, columns), columns).toLocal8Bit().constData());
     if (reverse) {
-        attroff(A_REVERSE);
+        wattroff(window_, A_REVERSE);
     }
 }
 
-void TerminalScreen::show() const {
-    refresh();
+void TerminalScreen::show() {
+    wrefresh(window_);
 }
 
 }  // namespace dx7::cli

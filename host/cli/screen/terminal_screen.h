@@ -8,8 +8,9 @@
 
 #include "host/cli/stop_signal.h"
 
-/// A terminal that ncurses, whose header has macros for many words, has taken over.
+/// A terminal that ncurses, whose header has macros for many words, has taken over, and its window.
 struct screen;
+struct _win_st;
 
 namespace dx7::cli {
 
@@ -25,15 +26,15 @@ public:
 
     /// The next key that was typed, as ncurses numbers them; NO_KEY where there is none. Does not wait.
     static constexpr int NO_KEY = -1;
-    int key() const;
+    int key();
     int height() const;
     int width() const;
 
     /// Begins a new picture, which show() shows.
-    void erase() const;
+    void erase();
     /// A whole line of `columns`, cut where it must be.
-    void put(int row, int columns, const QString& text, bool reverse = false) const;
-    void show() const;
+    void put(int row, int columns, const QString& text, bool reverse = false);
+    void show();
 
 private:
     Q_DISABLE_COPY(TerminalScreen)
@@ -41,6 +42,7 @@ private:
 
     std::unique_ptr<TerminalGuard> guard_;
     screen* terminal_;
+    _win_st* window_;
 };
 
 }  // namespace dx7::cli
