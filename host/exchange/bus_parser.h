@@ -32,7 +32,7 @@ struct BusEvent {
         Broadcast,
         /// A reply to no request that was heard.
         Orphan,
-        /// Bytes without a valid CRC that are no reply (`damaged`).
+        /// Bytes without a valid CRC that are no reply (`damaged`), at most as many as a frame has.
         Damage
     };
     Kind kind = Damage;
@@ -111,7 +111,7 @@ private:
     LineSettings settings_;
     qint64 gapUs_;
     FrameTap* tap_ = nullptr;
-    /// A frame or a silence was heard.
+    /// A frame or a silence was heard, or more than a frame.
     bool begun_ = false;
     /// Of the last call.
     qint64 nowUs_ = 0;

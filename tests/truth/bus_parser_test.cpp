@@ -105,6 +105,11 @@ TEST(BusParser, AFrameOfAnUnknownCodeBeginsBehindAFrameOrSilence) {
     EXPECT_EQ(heard(read + QByteArray(3, '\x55') + UNKNOWN), "unanswered 8, damage 10");
 }
 
+TEST(BusParser, NoiseThatNeverEndsIsToldInParts) {
+    EXPECT_EQ(heard(QByteArray(1000, '\xFF') + readOf(1, 5) + valueOf(1, 7)),
+              "damage 256, damage 256, damage 232, exchange 8 7");
+}
+
 // The same bytes again are the acknowledgement as a rule; what comes after a timeout is the next attempt.
 TEST(BusParser, AWriteThatIsRepeatedAfterATimeoutIsNoReply) {
     BusParser parser(lineOf(9600));
