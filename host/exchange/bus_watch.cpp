@@ -11,6 +11,8 @@ namespace {
 
 // No master gives a station less time.
 constexpr qint64 HURRIED_US = 10000;
+// Less than any master waits for a reply.
+constexpr qint64 GOOD_TIME_US = 40000;
 // A second reply follows the first one within this time.
 constexpr qint64 DOUBLED_US = 200000;
 // So often, and at least once in so many, is no chance on a line with damage of its own.
@@ -23,7 +25,7 @@ constexpr int ADDRESS_END = 4;
 constexpr int QUANTITY_END = 6;
 
 QString timesText(qint64 count) {
-    return QStringLiteral("%1 times").arg(count);
+    return count == 1 ? QStringLiteral("once") : QStringLiteral("%1 times").arg(count);
 }
 
 bool isSign(qint64 count, qint64 of) {
@@ -109,7 +111,7 @@ void BusWatch::watchHurry(const BusEvent& event) {
     const qint64 beginUs = event.requestUs - lineTimeUs(settings_, event.request.size());
     const bool other = !unanswered_.isEmpty() && unanswered_ != event.request;
     const bool hurried = other && beginUs - unansweredUs_ < HURRIED_US;
-    crossed_ += hurried || event.kind == BusEvent::Doubtful ? 1 : 0;
+    hurried_ += hurried || event.kind == BusEvent::Doubtful ? 1 : 0;
     unanswered_ = event.kind == BusEvent::Unanswered ? event.request : QByteArray();
     unansweredUs_ = event.requestUs;
 }
@@ -121,16 +123,22 @@ void BusWatch::takeOrphan(const BusEvent& event) {
         ++station.doubled;
     } else if (unanswered_.left(CODE_END) == event.reply.left(CODE_END) &&
                awaitedReply(unanswered_).length == event.reply.size()) {
-        ++crossed_;
+        const qint64 afterUs = event.replyUs - unansweredUs_ - lineTimeUs(settings_, event.reply.size());
+        // The other request took its time on the line, too.
+        crossed_ += afterUs < GOOD_TIME_US + lineTimeUs(settings_, FIXED_REQUEST_BYTES) ? 1 : 0;
     }
 }
 
 QStringList BusWatch::signs() const {
     QStringList signs;
-    if (isSign(crossed_, all_.requests)) {
+    if (crossed_ > 0) {
+        signs += QStringLiteral(
+                     "two masters on this line? A request came while the one before was being answered, %1")
+                     .arg(timesText(crossed_));
+    } else if (isSign(hurried_, all_.requests)) {
         signs += QStringLiteral(
                      "two masters on this line? A request came before the one before could be answered, %1")
-                     .arg(timesText(crossed_));
+                     .arg(timesText(hurried_));
     }
     for (const auto& [number, station] : stations_) {
         const HeardCounts& counts = station.counts;

@@ -84,8 +84,9 @@ private:
     qint64 strayBytes_ = 0;
     qint64 unlisted_ = 0;
     bool begun_ = false;
-    /// Requests that came before the one before could be answered, and replies to one that another one had
-    /// followed already.
+    /// Requests that came so soon that the one before can hardly have been answered.
+    qint64 hurried_ = 0;
+    /// Replies in good time to a request that another one had followed already: no single master asks so.
     qint64 crossed_ = 0;
     /// The last reply, and the request after it that has none.
     QByteArray reply_;

@@ -90,15 +90,43 @@ TEST_F(Listener, AWriteIsTheSameOneWhateverItWrites) {
     EXPECT_EQ(2, watch.all().requests);
 }
 
-TEST_F(Listener, TwoMastersAreSeenByRequestsThatCross) {
+// No master asks something else while it is being answered.
+TEST_F(Listener, TwoMastersAreSeenByOneReplyThatCrosses) {
+    say(readOf(2, 5), 50);
+    say(valueOf(2, 7), 15);
+    say(readOf(1, 5), 50);
+    say(readOf(2, 5), 12);
+    say(valueOf(1, 7), 15);
+    say(valueOf(2, 7), 15);
+    end();
+    ASSERT_EQ(1, watch.signs().size());
+    EXPECT_EQ(watch.signs().first(),
+              QStringLiteral(
+                  "two masters on this line? A request came while the one before was being answered, once"));
+}
+
+TEST_F(Listener, TwoMastersAreSeenByRequestsInAHurry) {
     for (int i = 0; i < 3; ++i) {
+        EXPECT_EQ(QStringList(), watch.signs());
         say(readOf(1, 5), 50);
         say(readOf(2, 5), 12);
-        say(valueOf(1, 7), 15);
+        say(valueOf(2, 7), 15);
     }
     end();
     ASSERT_EQ(1, watch.signs().size());
     EXPECT_TRUE(watch.signs().first().startsWith(QStringLiteral("two masters on this line?")));
+}
+
+// Its time-out is short, and the reply comes late.
+TEST_F(Listener, AMasterThatDoesNotWaitForALateReplyIsOne) {
+    for (int i = 0; i < 5; ++i) {
+        say(readOf(1, 5), 50);
+        say(readOf(2, 5), 60);
+        say(valueOf(1, 7), 15);
+        say(valueOf(2, 7), 15);
+    }
+    end();
+    EXPECT_EQ(QStringList(), watch.signs());
 }
 
 TEST_F(Listener, AnImpatientMasterIsOne) {
