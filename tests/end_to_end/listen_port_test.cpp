@@ -54,7 +54,7 @@ TEST(ListenPort, IsOpenedForReadingAloneAndLeftWithoutEcho) {
 }
 
 Finished onAPortWithRts(const Words& command, const std::string& more) {
-    Words words{"/usr/bin/env", "LD_PRELOAD=" DX7_RTS_KERNEL, more,
+    Words words{"/usr/bin/env", "LD_PRELOAD=" DX7_SERIAL_KERNEL, more,
                 // Of a build with that sanitizer, which wants to be the first.
                 "ASAN_OPTIONS=verify_asan_link_order=0"};
     words.insert(words.end(), command.begin(), command.end());

@@ -1,5 +1,5 @@
 // --rs485 asks the kernel for its RS-485 mode. Pseudo-terminals have none, so an ioctl loaded before the C
-// library's (rs485_kernel.cpp) grants it and writes down what was asked for.
+// library's (serial_kernel.cpp) grants it and writes down what was asked for.
 #include <linux/serial.h>
 
 #include <filesystem>
@@ -20,7 +20,7 @@ protected:
 
     /// A command of dx7 on such a kernel.
     Words command(const Words& words) const {
-        Words all{"/usr/bin/env", "LD_PRELOAD=" DX7_RS485_KERNEL, "DX7_RS485_RECORD=" + record,
+        Words all{"/usr/bin/env", "LD_PRELOAD=" DX7_SERIAL_KERNEL, "DX7_RS485_RECORD=" + record,
                   // Of a build with that sanitizer, which wants to be the first.
                   "ASAN_OPTIONS=verify_asan_link_order=0"};
         const Words dx7 = rig.command(words);

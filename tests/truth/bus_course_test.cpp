@@ -12,13 +12,6 @@ using namespace truth;
 
 namespace {
 
-LineSettings lineOf(int baud) {
-    LineSettings settings;
-    settings.carrier = Carrier::Serial;
-    settings.baud = baud;
-    return settings;
-}
-
 // What became of the transactions of a line.
 struct Course {
     int undamaged = 0;
@@ -37,7 +30,11 @@ struct Truth {
 class Talk {
 public:
     Talk(unsigned seed, int baud, int pieceUs)
-        : random_(seed), settings_(lineOf(baud)), parser_(settings_), watch_(settings_), pieceUs_(pieceUs) {}
+        : random_(seed),
+          settings_(serialSettings(baud)),
+          parser_(settings_),
+          watch_(settings_),
+          pieceUs_(pieceUs) {}
 
     Course run(int transactions) {
         for (int i = 0; i < transactions; ++i) {

@@ -10,13 +10,6 @@ using namespace truth;
 
 namespace {
 
-LineSettings lineOf(int baud) {
-    LineSettings settings;
-    settings.carrier = Carrier::Serial;
-    settings.baud = baud;
-    return settings;
-}
-
 // "exchange 8 7, damage 3": the kinds and lengths of what was heard.
 std::string said(const std::vector<BusEvent>& events) {
     static const char* const names[] = {"exchange",      "doubtful",  "unanswered", "pending",
@@ -32,7 +25,7 @@ std::string said(const std::vector<BusEvent>& events) {
 }
 
 std::string heard(const QByteArray& bytes, int chunk = 1000) {
-    BusParser parser(lineOf(9600));
+    BusParser parser(serialSettings());
     qint64 nowUs = 0;
     for (int i = 0; i < bytes.size(); i += chunk) {
         parser.feed(bytes.constData() + i, std::min(chunk, bytes.size() - i), nowUs += 1000);
@@ -89,7 +82,7 @@ TEST(BusParser, FindsItsWayBackAfterDamage) {
 }
 
 TEST(BusParser, AFrameOfAnUnknownCodeEndsWhereAPieceDoes) {
-    BusParser parser(lineOf(9600));
+    BusParser parser(serialSettings());
     const QByteArray reply = frameOf("05 2B 0E 01 01 00 00 01 00 03 41 42 43");
     parser.feed(UNKNOWN.constData(), UNKNOWN.size(), 1000);
     parser.feed(reply.constData(), 6, 20000);
@@ -112,7 +105,7 @@ TEST(BusParser, NoiseThatNeverEndsIsToldInParts) {
 
 // The same bytes again are the acknowledgement as a rule; what comes after a timeout is the next attempt.
 TEST(BusParser, AWriteThatIsRepeatedAfterATimeoutIsNoReply) {
-    BusParser parser(lineOf(9600));
+    BusParser parser(serialSettings());
     qint64 nowUs = 0;
     const auto say = [&](const QByteArray& bytes, qint64 afterUs) {
         parser.feed(bytes.constData(), bytes.size(), nowUs += afterUs);
@@ -134,7 +127,7 @@ TEST(BusParser, AWriteThatIsRepeatedAfterATimeoutIsNoReply) {
 TEST(BusParser, AReplyThatFitsTwoRequestsIsDoubtful) {
     EXPECT_EQ(heard(readOf(1, 5) + readOf(1, 6) + valueOf(1, 7)), "unanswered 8, doubtful 8 7");
     EXPECT_EQ(heard(readOf(1, 5) + readOf(1, 5) + valueOf(1, 7)), "unanswered 8, exchange 8 7") << "the same";
-    BusParser patient(lineOf(9600));
+    BusParser patient(serialSettings());
     const auto say = [&](const QByteArray& bytes, qint64 nowUs) {
         patient.feed(bytes.constData(), bytes.size(), nowUs);
     };
@@ -145,7 +138,7 @@ TEST(BusParser, AReplyThatFitsTwoRequestsIsDoubtful) {
 }
 
 TEST(BusParser, SilenceDecidesWhatMoreBytesCouldNot) {
-    BusParser parser(lineOf(9600));
+    BusParser parser(serialSettings());
     EXPECT_FALSE(parser.nextDueUs());
     const QByteArray half = readOf(1, 5).left(6);
     parser.feed(half.constData(), half.size(), 1000);
@@ -161,14 +154,14 @@ TEST(BusParser, SilenceDecidesWhatMoreBytesCouldNot) {
 
 // What comes when listening ends is not to blame for that.
 TEST(BusParser, TheEndDamagesNothing) {
-    BusParser parser(lineOf(9600));
+    BusParser parser(serialSettings());
     const QByteArray read = readOf(1, 5);
     parser.feed(read.constData(), read.size(), 1000);
     const QByteArray half = valueOf(1, 7).left(4);
     parser.feed(half.constData(), half.size(), 9000);
     parser.finish();
     EXPECT_EQ(said(parser.takeEvents()), "pending 8");
-    BusParser patient(lineOf(9600));
+    BusParser patient(serialSettings());
     patient.feed(read.constData(), read.size(), 1000);
     patient.advance(300000);
     patient.finish();

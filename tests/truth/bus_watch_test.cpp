@@ -32,12 +32,6 @@ protected:
         return watch.requests().at(requestKey(frame));
     }
 
-    static LineSettings serialSettings() {
-        LineSettings settings;
-        settings.carrier = Carrier::Serial;
-        return settings;
-    }
-
     LineSettings settings = serialSettings();
     qint64 nowUs = 0;
     BusParser parser{settings};

@@ -48,6 +48,13 @@ inline int kindOf(const QByteArray& query) {
     return dx7::byteAt(query, 1);
 }
 
+inline dx7::LineSettings serialSettings(int baud = 9600) {
+    dx7::LineSettings settings;
+    settings.carrier = dx7::Carrier::Serial;
+    settings.baud = baud;
+    return settings;
+}
+
 inline dx7::LineSettings tcpSettings() {
     dx7::LineSettings settings;
     settings.carrier = dx7::Carrier::Tcp;

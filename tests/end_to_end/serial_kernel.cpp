@@ -1,6 +1,8 @@
-// Loaded before the C library: a kernel whose serial ports know the RS-485 mode, which pseudo-terminals do
-// not. What a program asks for goes into the file named by DX7_RS485_RECORD, a line each: port, flags, both
-// delays. Everything else is left to the real ioctl.
+// Loaded before the C library: a kernel whose serial ports know what pseudo-terminals do not.
+//
+// The RS-485 mode: what a program asks for goes into the file named by DX7_RS485_RECORD, a line each: port,
+// flags, both delays. An RTS line: it is high when a port is opened, and can be lowered unless DX7_RTS_STUCK
+// is set. Everything else is left to the real ioctl.
 #include <dlfcn.h>
 #include <fcntl.h>
 #include <linux/serial.h>
@@ -33,6 +35,18 @@ int recordMode(int descriptor, const serial_rs485& mode) {
     return 0;
 }
 
+int modemLines = TIOCM_DTR | TIOCM_RTS;
+
+// TIOCMGET and TIOCMBIC.
+int useModemLines(unsigned long request, int* lines) {
+    if (request == TIOCMGET) {
+        *lines = modemLines;
+    } else if (std::getenv("DX7_RTS_STUCK") == nullptr) {
+        modemLines &= ~*lines;
+    }
+    return 0;
+}
+
 }  // namespace
 
 extern "C" int ioctl(int descriptor, unsigned long request, ...) noexcept {
@@ -42,6 +56,9 @@ extern "C" int ioctl(int descriptor, unsigned long request, ...) noexcept {
     va_end(arguments);
     if (request == TIOCSRS485) {
         return recordMode(descriptor, *static_cast<const serial_rs485*>(argument));
+    }
+    if ((request == TIOCMGET || request == TIOCMBIC) && ::isatty(descriptor) != 0) {
+        return useModemLines(request, static_cast<int*>(argument));
     }
     using Ioctl = int (*)(int, unsigned long, ...);
     static const auto real = reinterpret_cast<Ioctl>(::dlsym(RTLD_NEXT, "ioctl"));
