@@ -9,8 +9,8 @@
 
 namespace {
 
-// A piece begins with a byte of these parts: how many bytes it has, whether its CRC is put behind them, and
-// the silence before it.
+// The first byte of a piece says how many bytes follow, whether their CRC does, too, and how long the silence
+// before the piece is.
 constexpr unsigned LENGTH_MASK = 0x1F;
 constexpr unsigned CRC_FLAG = 0x20;
 constexpr unsigned SILENCE_SHIFT = 6;

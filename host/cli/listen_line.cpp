@@ -13,7 +13,7 @@ namespace {
 
 // So often a signal is looked for.
 constexpr qint64 LISTEN_TURN_US = 50000;
-// What the system keeps of a port that nobody reads.
+// The system keeps so many bytes of a port that nobody reads.
 constexpr int KEPT_BYTES = 4095;
 // Enough to read all that a port kept from the time before.
 constexpr qint64 DROP_US = 50000;

@@ -16,8 +16,8 @@ struct PolledFile {
     int items = 0;
 };
 
-/// The line with a tag for each run of items that a request reads, each item once. What shares a register
-/// with a tag, what is written and what is no item of the driver's is a comment. `comment` begins the file.
+/// The line with a tag for each run of items that a request reads, each item once. Other types in a tag's
+/// registers, writes, and registers that belong to no item are comments. `comment` begins the file.
 PolledFile polledFile(const BusWatch& watch, const RegisterIndex& index, const LineSettings& settings,
                       const QString& comment);
 

@@ -121,7 +121,8 @@ std::optional<RawEnd> RawLine::exchange(const QByteArray& frame) {
     return end && end->perhapsEcho ? withoutDoubt(*end, frame) : end;
 }
 
-// An adapter that echoes the frame echoes a status query, too, and the answer to that is no echo.
+// An adapter that echoes the frame echoes a status query, too; the station's answer to that differs from the
+// query.
 RawEnd RawLine::withoutDoubt(const RawEnd& end, const QByteArray& frame) {
     QByteArray query = frame.left(1);
     query.append(static_cast<char>(READ_EXCEPTION_STATUS));

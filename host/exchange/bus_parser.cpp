@@ -193,7 +193,7 @@ void BusParser::takeStray() {
     stray_.bytes += buffer_.at(0);
     stray_.endUs = timeAt(1);
     drop(1);
-    // So many are no end of a frame, and a line that is never silent must not fill the memory.
+    // No frame ends after so many, and a line that is never silent must not fill the memory.
     if (stray_.bytes.size() == LONGEST_FRAME_BYTES) {
         keepStrays();
         begun_ = true;

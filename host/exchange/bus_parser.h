@@ -32,7 +32,7 @@ struct BusEvent {
         Broadcast,
         /// A reply to no request that was heard.
         Orphan,
-        /// Bytes without a valid CRC that are no reply (`damaged`), at most as many as a frame has.
+        /// Bytes without a valid CRC in the place of no reply (`damaged`); LONGEST_FRAME_BYTES at most.
         Damage
     };
     Kind kind = Damage;

@@ -15,7 +15,7 @@ constexpr qint64 HURRIED_US = 10000;
 constexpr qint64 GOOD_TIME_US = 40000;
 // A second reply follows the first one within this time.
 constexpr qint64 DOUBLED_US = 200000;
-// So often, and at least once in so many, is no chance on a line with damage of its own.
+// Damage feigns a sign now and then: a true one comes so often, and once in so many requests at least.
 constexpr int FEW = 3;
 constexpr int SIGN_IN = 200;
 // One damaged reply in so many is more than a line makes.

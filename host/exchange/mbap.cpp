@@ -20,7 +20,7 @@ void appendWord(QByteArray& bytes, int word) {
     bytes.append(static_cast<char>(word & 0xFF));
 }
 
-// How many bytes follow the head; -1 where the bytes are no head, or only a part of one.
+// The number of bytes that follow the head; -1 without a whole head.
 int restLength(const QByteArray& bytes) {
     const int length = wordAt(bytes, LENGTH_AT);
     const bool head =

@@ -29,7 +29,7 @@ struct PolledItems {
     QVector<ItemRun> items;
     /// The other types that share such a register.
     QVector<ItemRun> others;
-    /// Runs of registers that are no item's: the first one and their count.
+    /// Runs of registers that belong to no item: the first one and their count.
     QVector<QPair<int, int>> foreign;
 };
 

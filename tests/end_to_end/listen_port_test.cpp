@@ -1,6 +1,5 @@
 // dx7 listen and its port: opened for reading alone, and nothing is sent on a TCP connection.
 #include <fcntl.h>
-#include <netinet/in.h>
 #include <poll.h>
 #include <sys/socket.h>
 #include <termios.h>
@@ -17,6 +16,7 @@
 #include "rig.h"
 #include "tests/kit/crc.h"
 #include "tests/kit/pseudo_terminal.h"
+#include "tests/kit/tcp_listener.h"
 
 namespace {
 
@@ -78,34 +78,23 @@ TEST(ListenPort, HasItsRtsLoweredAndItIsSaidWhatTheSystemDidBefore) {
 // A gateway that hands on what is said on its line, both directions of it, to the one who connects.
 class Gateway {
 public:
-    Gateway() : listener_(::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0)) {
-        sockaddr_in address{};
-        address.sin_family = AF_INET;
-        address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-        socklen_t size = sizeof address;
-        ::bind(listener_, reinterpret_cast<sockaddr*>(&address), size);
-        ::listen(listener_, 1);
-        ::getsockname(listener_, reinterpret_cast<sockaddr*>(&address), &size);
-        place_ = "127.0.0.1:" + std::to_string(ntohs(address.sin_port));
-        thread_ = std::thread([this] { handOn(); });
-    }
+    Gateway() : thread_([this] { handOn(); }) {}
     ~Gateway() {
         over_ = true;
         thread_.join();
-        ::close(listener_);
     }
     Gateway(const Gateway&) = delete;
     Gateway& operator=(const Gateway&) = delete;
 
-    const std::string& place() const { return place_; }
+    std::string address() const { return listener_.address(); }
     long received() const { return received_; }
 
 private:
     void handOn() {
-        pollfd caller{listener_, POLLIN, 0};
+        pollfd caller{listener_.number(), POLLIN, 0};
         while (!over_ && ::poll(&caller, 1, 50) == 0) {
         }
-        const int client = ::accept4(listener_, nullptr, nullptr, SOCK_NONBLOCK | SOCK_CLOEXEC);
+        const int client = ::accept4(listener_.number(), nullptr, nullptr, SOCK_NONBLOCK | SOCK_CLOEXEC);
         const std::string said = frameText({1, 4, 0x12, 0, 0, 1}) + frameText({1, 4, 2, 1, 0x0F});
         while (!over_) {
             std::array<char, 64> bytes{};
@@ -117,8 +106,7 @@ private:
         ::close(client);
     }
 
-    int listener_;
-    std::string place_;
+    TcpListener listener_;
     std::atomic<bool> over_{false};
     std::atomic<long> received_{0};
     std::thread thread_;
@@ -129,10 +117,10 @@ TEST(ListenOverTcp, HearsWhatAGatewayHandsOn) {
     const std::string file = directory.file("panel.toml");
     const Gateway gateway;
     const Finished run =
-        runToEnd(dx7Words({"listen", "--tcp", gateway.place(), "--seconds", "1", "--save", file}));
+        runToEnd(dx7Words({"listen", "--tcp", gateway.address(), "--seconds", "1", "--save", file}));
     EXPECT_EQ(0, run.exitCode) << run.errors;
     EXPECT_TRUE(says(run.output, "      1  FC 4 1200")) << run.output;
-    EXPECT_TRUE(says(readFile(file), "tcp = \"" + gateway.place() + "\"\n")) << readFile(file);
+    EXPECT_TRUE(says(readFile(file), "tcp = \"" + gateway.address() + "\"\n")) << readFile(file);
     EXPECT_EQ(0, gateway.received());
 }
 

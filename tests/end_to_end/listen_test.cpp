@@ -151,7 +151,8 @@ TEST_F(Listen, WhatIsNoItemAndWhatIsWrittenStaysAComment) {
     EXPECT_TRUE(says(saved, "# station 1 FC 6 E325, once\n# written: F:3.0.25\n")) << saved;
     EXPECT_TRUE(says(saved, "# written: DO:1\n")) << saved;
     EXPECT_FALSE(says(saved, "[[tag]]")) << saved;
-    EXPECT_EQ(0, runToEnd(dx7Words({"read", "-c", file, "--help"})).exitCode);
+    const Finished plan = runToEnd(dx7Words({"plan", "-c", file, "AI:0"}));
+    EXPECT_EQ(0, plan.exitCode) << plan.errors;
 }
 
 TEST_F(Listen, RecordsWhatItHears) {

@@ -13,6 +13,7 @@
 
 #include "fragile_device.h"
 #include "rig.h"
+#include "tests/kit/tcp_listener.h"
 
 namespace {
 
@@ -130,33 +131,6 @@ TEST(ModbusTcpDevice, RefusesFaultsOfSerialLines) {
     EXPECT_TRUE(says(rig.tell("fault corrupt=1"), "is one of serial lines"));
 }
 
-// A free port of this computer.
-class Listener {
-public:
-    Listener() : number_(::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0)) {
-        sockaddr_in place{};
-        place.sin_family = AF_INET;
-        place.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-        socklen_t size = sizeof place;
-        ::bind(number_, reinterpret_cast<const sockaddr*>(&place), size);
-        ::listen(number_, 4);
-        ::getsockname(number_, reinterpret_cast<sockaddr*>(&place), &size);
-        port_ = ntohs(place.sin_port);
-    }
-    ~Listener() { ::close(number_); }
-    Listener(const Listener&) = delete;
-    Listener& operator=(const Listener&) = delete;
-
-    int number() const { return number_; }
-    std::string address() const { return "127.0.0.1:" + std::to_string(port_); }
-    // Ends a call that waits for a client.
-    void stop() const { ::shutdown(number_, SHUT_RDWR); }
-
-private:
-    int number_;
-    int port_ = 0;
-};
-
 // libmodbus's server, which shares no code with dx7-device's framing.
 class LibmodbusServer {
 public:
@@ -187,7 +161,7 @@ private:
 
     modbus_t* context_;
     modbus_mapping_t* map_;
-    Listener listener_;
+    kit::TcpListener listener_;
     std::thread thread_;
 };
 
@@ -251,7 +225,7 @@ private:
     std::string answer_;
     End end_;
     std::atomic<bool> over_{false};
-    Listener listener_;
+    kit::TcpListener listener_;
     std::thread thread_;
 };
 

@@ -6,9 +6,9 @@
 #include "host/cli/output.h"
 #include "host/cli/output_files.h"
 #include "host/cli/polled_file.h"
+#include "host/cli/saved_file.h"
 #include "host/cli/screen/listen_view.h"
 #include "host/error.h"
-#include "host/files/whole_file.h"
 
 namespace dx7::cli {
 
@@ -26,13 +26,10 @@ void checkListenOptions(const ListenOptions& options, const LineSettings& settin
     if (options.seconds && !(*options.seconds > 0)) {
         throw UsageError(QStringLiteral("--seconds is %1, it must be above 0").arg(*options.seconds));
     }
-    if (options.force && options.file.empty()) {
-        throw UsageError(QStringLiteral("--force replaces the file of --save, use it with --save FILE"));
-    }
     if (settings.carrier == Carrier::ModbusTcp) {
         throw UsageError(
-            QStringLiteral("a Modbus/TCP connection carries what its own client asks and nothing else: there "
-                           "is nothing to listen to; listen to the serial line behind the server (--serial "
+            QStringLiteral("a Modbus/TCP connection carries only what its own client asks, so there is "
+                           "nothing else to hear; listen to the serial line behind the server (--serial "
                            "PORT)"));
     }
 }
@@ -86,12 +83,9 @@ bool save(const ListenOptions& options, const LineSettings& settings, ListenLine
                                 .arg(describeLine(settings), QString::fromStdString(isoTime()),
                                      listenSum(watch, listening.heardUs()));
     const PolledFile polled = polledFile(watch, index, settings, comment);
-    const QString kept =
-        writeWholeFile(file, polled.content, options.force ? Existing::Keep : Existing::Refuse);
+    const QString before = saveFile(options, polled.content, options.force);
     if (!options.json) {
-        tell(QStringLiteral("%1 saved in %2%3")
-                 .arg(counted(polled.items, "item"), file,
-                      kept.isEmpty() ? QString() : QStringLiteral("; the one before is ") + kept));
+        tell(QStringLiteral("%1 saved in %2%3").arg(counted(polled.items, "item"), file, before));
     }
     return true;
 }
@@ -140,10 +134,7 @@ int runListen(const ListenOptions& options) {
     LineSettings settings = lineSettings(options, loaded.parameter(), true);
     settings.listenOnly = true;
     checkListenOptions(options, settings);
-    if (!options.file.empty()) {
-        checkFilePath(loaded, settings, options);
-        checkWholeFile(text(options.file), options.force ? Existing::Keep : Existing::Refuse);
-    }
+    checkSavedFile(loaded, settings, options, options.force);
     if (!options.recordPath.empty()) {
         checkRecordingPath(loaded, settings, options);
     }

@@ -2,14 +2,13 @@
 #include "host/cli/commands/scan_options.h"
 #include "host/cli/listening.h"
 #include "host/cli/output.h"
-#include "host/cli/output_files.h"
 #include "host/cli/raw_line.h"
+#include "host/cli/saved_file.h"
 #include "host/cli/screen/progress.h"
 #include "host/cli/stop_signal.h"
 #include "host/error.h"
 #include "host/exchange/likely_settings.h"
 #include "host/exchange/rtu_frame.h"
-#include "host/files/whole_file.h"
 #include "host/items/number_ranges.h"
 
 namespace dx7::cli {
@@ -27,7 +26,7 @@ struct Trial {
     QVector<int> stations;
     /// What another master was heard to ask, as a sentence; empty where none was.
     QString master;
-    /// How many bytes came before anything was sent that are no frame.
+    /// Bytes outside of any frame that came before anything was sent.
     int strayBytes = 0;
     /// Stations in place of whose answer something damaged came.
     int damaged = 0;
@@ -281,22 +280,16 @@ void save(const ScanOptions& options, const QVector<Trial>& finds) {
         comment += formatName(find.settings) + QStringLiteral(": ") + trialText(find);
     }
     const QByteArray content = lineFileText(finds.first().settings, comment.join(QLatin1Char('\n')));
-    const QString kept =
-        writeWholeFile(text(options.file), content, options.force ? Existing::Keep : Existing::Refuse);
+    const QString before = saveFile(options, content, options.force);
     if (!options.json) {
-        tell(QStringLiteral("%1 saved%2")
-                 .arg(text(options.file),
-                      kept.isEmpty() ? QString() : QStringLiteral("; the one before is ") + kept));
+        tell(QStringLiteral("%1 saved%2").arg(text(options.file), before));
     }
 }
 
-void checkFind(const ScanOptions& options, const LineSettings& settings) {
+void checkFind(const LineSettings& settings) {
     if (settings.carrier != Carrier::Serial) {
         throw UsageError(QStringLiteral(
             "--find tries the settings of a serial port (--serial PORT); a TCP connection has none"));
-    }
-    if (options.force && options.file.empty()) {
-        throw UsageError(QStringLiteral("--force replaces the file of --save, use it with --save FILE"));
     }
 }
 
@@ -307,14 +300,11 @@ int runFind(const ScanOptions& options) {
     LineSettings defaults;
     defaults.timeoutMs = FIND_TIMEOUT_MS;
     const LineSettings settings = lineSettings(options, loaded.parameter(), true, defaults);
-    checkFind(options, settings);
+    checkFind(settings);
     const QVector<int> stations =
         numbersFromText(text(options.stations.empty() ? "1-16" : options.stations), "--stations",
                         dx7common::LOWEST_STATION, dx7common::HIGHEST_STATION);
-    if (!options.file.empty()) {
-        checkFilePath(loaded, settings, options);
-        checkWholeFile(text(options.file), options.force ? Existing::Keep : Existing::Refuse);
-    }
+    checkSavedFile(loaded, settings, options, options.force);
     Search search(options, loaded, settings, stations);
     search.announce();
     search.run();
