@@ -1,5 +1,6 @@
 #include "host/duration_text.h"
 
+#include <algorithm>
 #include <optional>
 
 #include "host/error.h"
@@ -45,6 +46,26 @@ qint64 durationUs(const QString& text, const char* what, qint64 lowestUs) {
                              .arg(static_cast<double>(lowestUs) / 1e3));
     }
     return static_cast<qint64>(*us);
+}
+
+QString durationText(qint64 us) {
+    const auto text = [&](double unitUs, const char* unit) {
+        return QString::number(static_cast<double>(us / 1000 * 1000) / unitUs, 'g', 15) + QLatin1String(unit);
+    };
+    constexpr qint64 TENTH_US = 100000;
+    constexpr qint64 MINUTE_US = 60000000;
+    if (us >= MINUTE_US && us % (MINUTE_US / 10) == 0) {
+        return us % (60 * MINUTE_US) == 0 ? text(3600e6, "h") : text(60e6, "min");
+    }
+    return us >= 1000000 && us % TENTH_US == 0 ? text(1e6, "s") : text(1e3, "ms");
+}
+
+qint64 roundedUpUs(qint64 us) {
+    qint64 unitUs = 1000;
+    while (us > 99 * unitUs) {
+        unitUs *= 10;
+    }
+    return std::max<qint64>((us + unitUs - 1) / unitUs, 1) * unitUs;
 }
 
 }  // namespace dx7

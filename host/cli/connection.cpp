@@ -120,9 +120,15 @@ void Connection::setEvents(EngineEvents events) {
     hear();
 }
 
+void Connection::setReading(std::function<void(const Reading&)> reading) {
+    reading_ = std::move(reading);
+    hear();
+}
+
 // The connection is told first, then the command.
 void Connection::hear() {
     EngineEvents events = events_;
+    events.reading = reading_;
     events.transaction = [this](const Transaction& transaction) {
         watchSilence(transaction);
         if (events_.transaction) {

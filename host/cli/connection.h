@@ -63,6 +63,8 @@ public:
     PollEngine& engine() { return *engine_; }
     /// Sets what the command is told; the connection listens, too. Replaces what was set before.
     void setEvents(EngineEvents events);
+    /// Every reading is told, whatever events are set.
+    void setReading(std::function<void(const Reading&)> reading);
     const LineNotices& notices() const { return notices_; }
     /// Notices are not printed as they come.
     void keepNotices() { printNotices_ = false; }
@@ -128,6 +130,7 @@ private:
     std::unique_ptr<LineRunner> runner_;
     LineNotices notices_;
     EngineEvents events_;
+    std::function<void(const Reading&)> reading_;
     bool printNotices_ = true;
     QString breakReason_;
     QString breakPhrase_;

@@ -34,6 +34,7 @@ public:
     /// The member of this name, which is added as null where there is none. Of objects only.
     Json& operator[](const std::string& name);
 
+    bool isNull() const { return std::holds_alternative<std::nullptr_t>(value_); }
     /// In one line.
     std::string dump() const;
 

@@ -116,8 +116,9 @@ void addQuality(Quality quality, const QString& fault, Json* json) {
     }
 }
 
-Json pointJson(const Point& point, const PointState& state) {
-    Json json = itemJson("value", isoTime(wallTimeOf(state)), point, state.raw);
+Json pointJson(const QString& line, const Point& point, const PointState& state, qint64 wallUs) {
+    Json json = itemJson("value", isoTime(wallUs), point, state.raw);
+    json["line"] = utf8(line);
     addQuality(state.quality, state.fault, &json);
     if (!state.fault.isEmpty()) {
         json["since"] = isoTime(wallTimeOf(state.sinceUs));

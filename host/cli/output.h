@@ -50,8 +50,9 @@ Json itemJson(const char* event, const std::string& time, const Point& point, st
 Json numberJson(const ValueFormat& format, quint32 raw);
 /// Adds quality, and fault unless it is empty.
 void addQuality(Quality quality, const QString& fault, Json* json);
-/// The event "value": what is known of a point that is read.
-Json pointJson(const Point& point, const PointState& state);
+/// The event "value": what is known of a point that is read on the line of this name, at this time
+/// (wallTimeOf()).
+Json pointJson(const QString& line, const Point& point, const PointState& state, qint64 wallUs);
 /// "min", "median", "p99" and "max" in ms; null where nothing was measured.
 Json durationsJson(const LatencyHistogram& histogram);
 /// As one word of a shell's command line: in quotes where that needs them.

@@ -42,6 +42,12 @@ void checkRecordingPath(const Driver& loaded, const LineSettings& settings, cons
                                               QVector<Used>{{text(options.file), "the parameter file"}});
 }
 
+void checkLogPath(const Driver& loaded, const LineSettings& settings, const CommonOptions& options,
+                  const QString& path) {
+    refuseClash(path,
+                inputs(loaded, settings, options) + QVector<Used>{{text(options.recordPath), "the recording"}});
+}
+
 void checkFilePath(const Driver& loaded, const LineSettings& settings, const CommonOptions& options) {
     refuseClash(text(options.file), inputs(loaded, settings, options));
 }

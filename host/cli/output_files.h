@@ -12,6 +12,10 @@ namespace dx7::cli {
 /// second names of a file are known.
 void checkRecordingPath(const Driver& loaded, const LineSettings& settings, const CommonOptions& options);
 
+/// The same for the file of a log, which is not the recording either.
+void checkLogPath(const Driver& loaded, const LineSettings& settings, const CommonOptions& options,
+                  const QString& path);
+
 /// The same for FILE as what the command writes, but for the recording.
 void checkFilePath(const Driver& loaded, const LineSettings& settings, const CommonOptions& options);
 

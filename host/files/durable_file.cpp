@@ -5,6 +5,7 @@
 
 #include <cerrno>
 #include <climits>
+#include <cstdio>
 
 #include "common/file_descriptor.h"
 
@@ -13,6 +14,22 @@ namespace dx7 {
 namespace {
 
 constexpr int MOST_LINKS = 40;
+constexpr mode_t OWNER_ONLY = 0600;
+
+// An empty file takes the name first, which refuses one that is taken.
+bool renameToReserved(const QByteArray& from, const QByteArray& to) {
+    const dx7common::FileDescriptor reserved(to, O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW, OWNER_ONLY);
+    if (!reserved.isOpen()) {
+        return false;
+    }
+    if (std::rename(from.constData(), to.constData()) == 0) {
+        return true;
+    }
+    const int error = errno;
+    ::unlink(to.constData());
+    errno = error;
+    return false;
+}
 
 }  // namespace
 
@@ -38,6 +55,20 @@ bool syncFile(int descriptor) {
         result = ::fsync(descriptor);
     } while (result != 0 && errno == EINTR);
     return result == 0;
+}
+
+bool renameToNew(const QByteArray& from, const QByteArray& to) {
+    bool done = ::renameat2(AT_FDCWD, from.constData(), AT_FDCWD, to.constData(), RENAME_NOREPLACE) == 0;
+    if (!done && (errno == EINVAL || errno == ENOSYS)) {
+        // The file system has no such operation; linking refuses a name that is taken as well.
+        done = ::link(from.constData(), to.constData()) == 0;
+        if (done) {
+            ::unlink(from.constData());
+        } else if (errno != EEXIST) {
+            return renameToReserved(from, to);
+        }
+    }
+    return done;
 }
 
 bool syncFolderOf(const QByteArray& path) {

@@ -17,6 +17,9 @@ namespace dx7 {
 bool writeBytes(int descriptor, const char* bytes, size_t count);
 /// Content and size of a regular file are on the disk.
 bool syncFile(int descriptor);
+/// The file takes the name where nothing has it; false with EEXIST where something has. On a file system
+/// that can neither link nor refuse that is not a single step.
+bool renameToNew(const QByteArray& from, const QByteArray& to);
 /// The names in the folder of `path` are on the disk. True as well where the file system has no such
 /// operation (EINVAL, ENOSYS, EOPNOTSUPP): nothing more can be done there.
 bool syncFolderOf(const QByteArray& path);

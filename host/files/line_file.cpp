@@ -21,6 +21,17 @@ void takeSetting(const TomlTable& line, const char* key, LineSettings& settings,
     });
 }
 
+void takeName(const TomlTable& line, LineSettings& settings) {
+    const QString name = line.text("name").value_or(settings.name);
+    if (line.has("name") && name.isEmpty()) {
+        line.refuse("name", QStringLiteral("the line's name is empty"));
+    }
+    if (hasControlCharacter(name)) {
+        line.refuse("name", QStringLiteral("the line's name holds a control character"));
+    }
+    settings.name = name;
+}
+
 void takeCarrier(const TomlTable& line, LineSettings& settings) {
     const auto serial = line.text("serial");
     const auto tcp = line.text("tcp");
@@ -84,8 +95,9 @@ void LineFile::apply(LineSettings& settings) const {
         return;
     }
     const TomlTable line = file.table(*node, "line");
-    line.checkKeys({"serial", "tcp", "modbus_tcp", "baud", "parity", "data_bits", "stop_bits", "rs485",
+    line.checkKeys({"name", "serial", "tcp", "modbus_tcp", "baud", "parity", "data_bits", "stop_bits", "rs485",
                     "timeout", "late", "retries", "block", "gap", "echo"});
+    takeName(line, settings);
     takeCarrier(line, settings);
     takeSetting(line, "baud", settings, &LineSettings::baud);
     takeSetting(line, "data_bits", settings, &LineSettings::dataBits);
@@ -145,11 +157,9 @@ QByteArray lineFileText(const LineSettings& settings, const QString& comment) {
     }
     text += QStringLiteral("[line]\n");
     if (isOverTcp(settings)) {
-        const bool bare = !settings.tcpHost.contains(QLatin1Char(':'));
-        const QString host = bare ? settings.tcpHost : QLatin1Char('[') + settings.tcpHost + QLatin1Char(']');
         text += QStringLiteral("%1 = %2\n")
                     .arg(QLatin1String(settings.carrier == Carrier::Tcp ? "tcp" : "modbus_tcp"),
-                         quoted(QStringLiteral("%1:%2").arg(host).arg(settings.tcpPort)));
+                         quoted(tcpAddressText(settings)));
     } else {
         text += QStringLiteral("serial = %1\n").arg(quoted(settings.serialPort));
     }

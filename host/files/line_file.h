@@ -18,7 +18,7 @@ public:
     explicit LineFile(const QString& path);
     ~LineFile();
 
-    /// Takes the table [line] of the file over into `settings`: serial or tcp, baud, parity, data_bits,
+    /// Takes the table [line] of the file over into `settings`: name, serial or tcp, baud, parity, data_bits,
     /// stop_bits, rs485, echo, timeout, retries, block, gap; `late` is accepted for old files and has no
     /// effect. Throws UsageError with line and column for the first fault of the
     /// file; what was taken before that stays in `settings`.

@@ -1,6 +1,7 @@
 #include "host/files/line_tag.h"
 
 #include "common/modbus_limits.h"
+#include "host/duration_text.h"
 #include "host/files/toml_file.h"
 #include "host/number_text.h"
 
@@ -159,6 +160,15 @@ void takeLimits(const TomlTable& table, const QString& prefix, Point& point) {
     take("step", setStep);
 }
 
+void takeInterval(const TomlTable& table, const QString& prefix, Point& point) {
+    const auto interval = table.text("interval");
+    table.blame("interval", prefix, [&] {
+        if (interval) {
+            point.intervalUs = durationUs(*interval, "interval", SHORTEST_INTERVAL_US);
+        }
+    });
+}
+
 QString tagName(const TomlTable& table) {
     QString name = neededText(table, "name");
     if (name.isEmpty()) {
@@ -174,7 +184,7 @@ QString tagName(const TomlTable& table) {
 
 LineTag readTag(const TomlTable& table, const ItemNotation& notation) {
     table.checkKeys({"name", "type", "address", "station", "count", "format", "scale", "unit", "min", "max",
-                     "step", "readonly", "verify", "enum", "bits"});
+                     "step", "readonly", "verify", "enum", "bits", "interval"});
     const QString name = tagName(table);
     const QString prefix = QStringLiteral("tag \"%1\": ").arg(name);
     Point point;
@@ -197,6 +207,7 @@ LineTag readTag(const TomlTable& table, const ItemNotation& notation) {
     takeLimits(table, prefix, point);
     point.readOnlyBy = table.flag("readonly").value_or(false) ? table.path() : QString();
     point.verify = table.flag("verify");
+    takeInterval(table, prefix, point);
     LineTag tag{name, {}};
     for (int i = 0; i < count; ++i) {
         checkFormat();

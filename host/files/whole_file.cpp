@@ -52,8 +52,6 @@ public:
     bool renameTo(const QByteArray& path);
     // The same where nothing has that name; false with EEXIST where something has.
     bool renameToNew(const QByteArray& path);
-    // The same on a file system that cannot link or refuse: not a single step.
-    bool renameToReserved(const QByteArray& path);
 
     const QByteArray& path() const { return path_; }
     bool exists() const { return !path_.isEmpty(); }
@@ -90,35 +88,11 @@ bool SideFile::renameTo(const QByteArray& path) {
 }
 
 bool SideFile::renameToNew(const QByteArray& path) {
-    bool done = ::renameat2(AT_FDCWD, path_.constData(), AT_FDCWD, path.constData(), RENAME_NOREPLACE) == 0;
-    if (!done && (errno == EINVAL || errno == ENOSYS)) {
-        // The file system has no such operation; linking refuses a name that is taken as well.
-        done = ::link(path_.constData(), path.constData()) == 0;
-        if (done) {
-            ::unlink(path_.constData());
-        } else if (errno != EEXIST) {
-            return renameToReserved(path);
-        }
-    }
-    if (done) {
-        path_.clear();
-    }
-    return done;
-}
-
-// An empty file takes the name first, which refuses one that is taken.
-bool SideFile::renameToReserved(const QByteArray& path) {
-    dx7common::FileDescriptor reserved(path, O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW, OWNER_ONLY);
-    if (!reserved.isOpen()) {
+    if (!dx7::renameToNew(path_, path)) {
         return false;
     }
-    if (renameTo(path)) {
-        return true;
-    }
-    const int error = errno;
-    ::unlink(path.constData());
-    errno = error;
-    return false;
+    path_.clear();
+    return true;
 }
 
 // In a folder such as /tmp only root and the owners of file and folder may replace a file.

@@ -19,6 +19,9 @@ namespace dx7 {
 
 class TagRules;
 
+/// The shortest interval of polling, in microseconds.
+constexpr qint64 SHORTEST_INTERVAL_US = 1000;
+
 /// One value that is shown: one item, or two for a 32-bit value.
 struct Point {
     /// The user's name for it; its notation when it has none.
@@ -27,6 +30,8 @@ struct Point {
     int station = 1;
     int address = 0;
     ValueFormat format;
+    /// How often it is polled, in microseconds, SHORTEST_INTERVAL_US at least; without it as often as the line allows.
+    std::optional<qint64> intervalUs;
     /// The file by which a tag is read-only; empty when it is not.
     QString readOnlyBy;
     /// Whether a write of it must read back equal (true), or is not read back at all (false). Without it its

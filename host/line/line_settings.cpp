@@ -183,6 +183,20 @@ QByteArray propertyText(const LineSettings& settings, int linkId) {
     return QStringLiteral("%1#0#0#%2#%3").arg(linkId).arg(settings.retries).arg(settings.block).toLatin1();
 }
 
+QString tcpAddressText(const LineSettings& settings) {
+    const bool bare = !settings.tcpHost.contains(QLatin1Char(':'));
+    return QStringLiteral("%1:%2")
+        .arg(bare ? settings.tcpHost : QLatin1Char('[') + settings.tcpHost + QLatin1Char(']'))
+        .arg(settings.tcpPort);
+}
+
+QString lineName(const LineSettings& settings) {
+    if (!settings.name.isEmpty()) {
+        return settings.name;
+    }
+    return isOverTcp(settings) ? tcpAddressText(settings) : settings.serialPort;
+}
+
 QString describeLine(const LineSettings& settings) {
     switch (settings.carrier) {
         case Carrier::Serial:
@@ -194,12 +208,8 @@ QString describeLine(const LineSettings& settings) {
                 .arg(settings.stopBits);
         case Carrier::Tcp:
         case Carrier::ModbusTcp:
-            return QStringLiteral("%1 %2:%3")
-                .arg(QLatin1String(settings.carrier == Carrier::Tcp ? "tcp" : "Modbus/TCP"))
-                .arg(settings.tcpHost.contains(QLatin1Char(':'))
-                         ? QStringLiteral("[%1]").arg(settings.tcpHost)
-                         : settings.tcpHost)
-                .arg(settings.tcpPort);
+            return QLatin1String(settings.carrier == Carrier::Tcp ? "tcp " : "Modbus/TCP ") +
+                   tcpAddressText(settings);
         default:
             return QStringLiteral("no line");
     }

@@ -25,6 +25,8 @@ enum class EchoMode { Auto, On, Off };
 /// How the device is reached and how the loop treats it. The line's own values are defaults until
 /// applyDriverDefaults() puts the driver's in their place. Plain values; the functions here keep nothing.
 struct LineSettings {
+    /// What its users call it; empty when they have no name for it.
+    QString name;
     Carrier carrier = Carrier::None;
     /// Path or name of the port.
     QString serialPort;
@@ -77,6 +79,9 @@ void setTcpAddress(LineSettings& settings, const QString& text);
 /// The same with carrier ModbusTcp; its port is 502 when none is given.
 void setModbusTcpAddress(LineSettings& settings, const QString& text);
 
+/// "HOST:PORT" or "[IPV6]:PORT" of a line over TCP.
+QString tcpAddressText(const LineSettings& settings);
+
 /// A silent interval as the user gave it, in ms. Throws UsageError when it is not 0 to 10000.
 double gapFromUser(double gapMs);
 
@@ -102,6 +107,9 @@ QByteArray propertyText(const LineSettings& settings, int linkId);
 
 /// "serial port /dev/ttyUSB0 (9600 8N1)", "tcp 10.0.0.7:8888" or "Modbus/TCP 10.0.0.7:502".
 QString describeLine(const LineSettings& settings);
+
+/// What the user calls it: its name, else "/dev/ttyUSB0" or "10.0.0.7:8888".
+QString lineName(const LineSettings& settings);
 
 }  // namespace dx7
 

@@ -33,10 +33,14 @@ QVector<int> HeldReads::lastItems() const {
     return items;
 }
 
-void HeldReads::settle(quint64 ticket, bool good, ValueTable& table, std::vector<int>* changed) {
+void HeldReads::settle(quint64 ticket, bool good, ValueTable& table, std::vector<int>* changed,
+                       std::vector<Reading>* readings) {
     for (std::size_t i = first_; i < held_.size(); ++i) {
         if (held_[i].ticket == ticket) {
             table.settle(itemsOf(held_[i]), good, changed);
+            if (readings != nullptr) {
+                table.addReadings(itemsOf(held_[i]), good, readings);
+            }
             held_[i].ticket.reset();
             break;
         }

@@ -21,8 +21,9 @@ public:
     /// The items of the read that was held last; to be called before settle().
     QVector<int> lastItems() const;
     /// Hands the read with this ticket, if there is one, to the table and lets go of it. Appends the points
-    /// whose told() changed.
-    void settle(quint64 ticket, bool good, ValueTable& table, std::vector<int>* changed);
+    /// whose told() changed, and the readings unless that is null.
+    void settle(quint64 ticket, bool good, ValueTable& table, std::vector<int>* changed,
+                std::vector<Reading>* readings);
 
 private:
     struct Held {

@@ -33,6 +33,8 @@ void LineRunner::prepare() {
     if (!ensureLine()) {
         const qint64 lookUs = poller_.nowUs() + LOOK_US;
         dueUs_ = opening_ ? lookUs : std::max(backoff_.nextUs(), poller_.nowUs());
+        engine_.advanceWithoutLine(poller_.nowUs());
+        dueUs_ = sooner(dueUs_, engine_.dueWithoutLineUs());
         return;
     }
     engine_.advance(poller_.nowUs());

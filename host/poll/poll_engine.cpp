@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <limits>
+#include <set>
 #include <utility>
 
 namespace dx7 {
@@ -58,7 +59,7 @@ PollEngine::PollEngine(DriverSession& session, CommLoop& loop, const LineSetting
 
 void PollEngine::watch(const QVector<Point>& points, qint64 nowUs) {
     table_.setPoints(points, nowUs);
-    polling_.watch(points);
+    polling_.watch(points, nowUs);
     for (const Point& point : points) {
         loop_.exchange().setProbed(point.station, false);
     }
@@ -133,6 +134,10 @@ bool PollEngine::begin(qint64 nowUs) {
     Exchange& exchange = loop_.exchange();
     if (loop_.betweenOperations()) {
         const Turn turn = concluding_ ? Turn() : polling_.next(nowUs);
+        if (turn.begins) {
+            reportUnread(turn.unread, nowUs);
+            tellNotices();
+        }
         if (probe(turn, nowUs)) {
             return true;
         }
@@ -196,7 +201,17 @@ bool PollEngine::probe(const Turn& turn, qint64 nowUs) {
 // The wait for a query is over.
 void PollEngine::endQuery(qint64 nowUs) {
     if (const std::optional<int> silent = queries_.end()) {
-        polling_.endProbe(*silent, nowUs);
+        failProbe(*silent, nowUs);
+    }
+}
+
+// A silent station did not answer.
+void PollEngine::failProbe(int station, qint64 nowUs) {
+    polling_.endProbe(station, nowUs);
+    for (int i = 0; events_.reading && i < table_.size(); ++i) {
+        if (table_.points().at(i).station == station && !table_.points().at(i).intervalUs) {
+            events_.reading(table_.attempt(i, nowUs));
+        }
     }
 }
 
@@ -315,7 +330,14 @@ void PollEngine::failRead(const Transaction& transaction, const ItemRange& range
     const bool planned =
         transaction.frame.opKind == TAG_CYCLIC || (active_ && current_.kind == Operation::Alone);
     if (!refused || !planned) {
-        reportPoints(table_.fail(range, outcomeText(transaction), refused, transaction.endUs), events_.value);
+        fail(range, outcomeText(transaction), refused, transaction.endUs);
+    }
+}
+
+void PollEngine::fail(const ItemRange& range, const QString& fault, bool refused, qint64 nowUs) {
+    reportPoints(table_.fail(range, fault, refused, nowUs), events_.value);
+    if (events_.reading) {
+        reportReadings(table_.attempts(range, nowUs));
     }
 }
 
@@ -347,7 +369,7 @@ void PollEngine::failRefused(const Transaction& transaction) {
         range.address = 0;
         range.count = std::numeric_limits<int>::max();
     }
-    reportPoints(table_.fail(range, outcomeText(transaction), true, transaction.endUs), events_.value);
+    fail(range, outcomeText(transaction), true, transaction.endUs);
 }
 
 void PollEngine::onCycleEnd(qint64 nowUs) {
@@ -401,7 +423,7 @@ void PollEngine::onOperationEnd(const Transaction& transaction) {
         if (answered_) {
             onAlive(station);
         } else {
-            polling_.endProbe(station, transaction.endUs);
+            failProbe(station, transaction.endUs);
         }
     } else if (current_.kind == Operation::Alone) {
         endAlone(transaction);
@@ -424,6 +446,10 @@ void PollEngine::onOperationEnd(const Transaction& transaction) {
 void PollEngine::endAlone(const Transaction& transaction) {
     polling_.endAlone(current_.range, readEnd(transaction), probing_, transaction.endUs);
     failRefused(transaction);
+    tellNotices();
+}
+
+void PollEngine::tellNotices() {
     for (const QString& notice : polling_.takeNotices()) {
         if (events_.notice) {
             events_.notice(notice);
@@ -443,8 +469,10 @@ void PollEngine::takeValues(const Transaction& transaction, const ItemRange& ran
 
 void PollEngine::onSettled(quint64 ticket, bool good) {
     changed_.clear();
-    heldReads_.settle(ticket, good, table_, &changed_);
+    readings_.clear();
+    heldReads_.settle(ticket, good, table_, &changed_, events_.reading ? &readings_ : nullptr);
     reportPoints(changed_, events_.value);
+    reportReadings(readings_);
     heldOperations_.settle(ticket, good);
 }
 
@@ -457,12 +485,38 @@ void PollEngine::reportPoints(const Points& points, const std::function<void(int
     }
 }
 
+void PollEngine::reportReadings(const std::vector<Reading>& readings) const {
+    for (const Reading& reading : readings) {
+        events_.reading(reading);
+    }
+}
+
+void PollEngine::reportUnread(const QVector<ItemRange>& entries, qint64 nowUs) const {
+    // A value of two items is one.
+    std::set<int> points;
+    for (int i = 0; events_.reading && i < entries.size(); ++i) {
+        for (const Reading& reading : table_.attempts(entries.at(i), nowUs)) {
+            points.insert(reading.point);
+        }
+    }
+    for (const int point : points) {
+        events_.reading(table_.attempt(point, nowUs));
+    }
+}
+
+void PollEngine::advanceWithoutLine(qint64 nowUs) {
+    reportUnread(polling_.missed(nowUs), nowUs);
+}
+
 void PollEngine::lineLost(qint64 nowUs) {
     polling_.lineLost();
     queries_.lineLost(loop_.exchange().awaiting());
     HeldOperations held = std::exchange(heldOperations_, {});
     loop_.lineLost();
     reportPoints(table_.lineLost(nowUs), events_.value);
+    for (int i = 0; events_.reading && i < table_.size(); ++i) {
+        events_.reading(table_.attempt(i, nowUs));
+    }
     if (events_.line) {
         events_.line(false);
     }

@@ -36,6 +36,9 @@ struct EngineEvents {
     std::function<void(int point)> value;
     /// A point has a new value that is not proven yet.
     std::function<void(int point)> fresh;
+    /// Every reading that is settled, and every attempt that failed: of an item with an interval at each of
+    /// its times, of another one whenever it is asked.
+    std::function<void(const Reading&)> reading;
     /// Every request that ended.
     std::function<void(const Transaction&)> transaction;
     /// Everything else that was met on the line.
@@ -99,6 +102,10 @@ public:
     DueUs nextDueUs(qint64 nowUs) const;
     void lineLost(qint64 nowUs);
     void lineBack(qint64 nowUs);
+    /// In place of advance() while the line is lost: tells what falls due of items with an interval.
+    void advanceWithoutLine(qint64 nowUs);
+    /// When that has something to do; empty when it never does.
+    DueUs dueWithoutLineUs() const { return polling_.missedUs(); }
 
     /// Where the bytes to send are, and what is awaited: for who runs the line.
     Exchange& exchange() { return loop_.exchange(); }
@@ -107,6 +114,8 @@ public:
     const StationHealth& health() const { return polling_.health(); }
     const RefusedItems& refused() const { return polling_.refused(); }
     const PollPlan& plan() const { return polling_.plan(); }
+    /// How the intervals were kept, in ascending order.
+    QVector<IntervalTurns> turns() const { return polling_.turns(); }
 
 private:
     bool begin(qint64 nowUs);
@@ -127,6 +136,11 @@ private:
     void takeValues(const Transaction& transaction, const ItemRange& range);
     template <typename Points>
     static void reportPoints(const Points& points, const std::function<void(int point)>& report);
+    void reportReadings(const std::vector<Reading>& readings) const;
+    void reportUnread(const QVector<ItemRange>& entries, qint64 nowUs) const;
+    void fail(const ItemRange& range, const QString& fault, bool refused, qint64 nowUs);
+    void failProbe(int station, qint64 nowUs);
+    void tellNotices();
     void handOver(const Turn& turn, qint64 nowUs);
     void begin(const Operation& operation);
     void endAlone(const Transaction& transaction);
@@ -159,6 +173,7 @@ private:
     HeldOperations heldOperations_;
     /// Kept for its memory.
     std::vector<int> changed_;
+    std::vector<Reading> readings_;
 };
 
 }  // namespace dx7

@@ -6,35 +6,73 @@ namespace dx7 {
 
 namespace {
 
-// The entries of stations that are not silent.
-QVector<ItemRange> audible(const QVector<ItemRange>& entries, const QVector<int>& silent) {
-    if (silent.isEmpty()) {
-        return entries;
+bool asked(const TurnSituation& now, const ItemRange& entry) {
+    return !now.stations.dead().contains(entry.station) && !now.refused.leftOut(entry);
+}
+
+// The entries that are due, of stations that are not silent.
+QVector<ItemRange> dueEntries(const TurnSituation& now) {
+    const QVector<int>& silent = now.stations.dead();
+    if (silent.isEmpty() && !now.schedule.hasIntervals()) {
+        return now.entries;
     }
     QVector<ItemRange> left;
-    left.reserve(entries.size());
-    for (const ItemRange& entry : entries) {
-        if (!silent.contains(entry.station)) {
+    left.reserve(now.entries.size());
+    for (int i = 0; i < now.entries.size(); ++i) {
+        if (now.schedule.due(i, now.nowUs) && !silent.contains(now.entries.at(i).station)) {
+            left += now.entries.at(i);
+        }
+    }
+    return left;
+}
+
+EntryLists lists(const TurnSituation& now) {
+    const QVector<ItemRange> entries = dueEntries(now);
+    return now.refused.empty() ? EntryLists{entries} : now.refused.lists(entries);
+}
+
+QVector<ItemRange> unread(const TurnSituation& now) {
+    QVector<ItemRange> left;
+    const bool allAsked = now.refused.empty() && now.stations.dead().isEmpty();
+    for (int i = 0; now.schedule.hasIntervals() && !allAsked && i < now.entries.size(); ++i) {
+        const ItemRange& entry = now.entries.at(i);
+        if (now.schedule.hasInterval(i) && now.schedule.due(i, now.nowUs) && !asked(now, entry)) {
             left += entry;
         }
     }
     return left;
 }
 
-EntryLists lists(const TurnSituation& now, const QVector<int>& silent) {
-    const QVector<ItemRange> entries = audible(now.entries, silent);
-    return now.refused.empty() ? EntryLists{entries} : now.refused.lists(entries);
+bool anythingToPoll(const TurnSituation& now) {
+    return std::any_of(now.entries.begin(), now.entries.end(),
+                       [&](const ItemRange& entry) { return asked(now, entry); });
 }
 
-bool anythingToPoll(const TurnSituation& now, const QVector<int>& silent) {
-    return std::any_of(now.entries.begin(), now.entries.end(), [&](const ItemRange& entry) {
-        return !silent.contains(entry.station) && !now.refused.leftOut(entry);
-    });
+// Something is polled in every turn.
+bool polledAlways(const TurnSituation& now) {
+    if (!now.schedule.hasIntervals()) {
+        return anythingToPoll(now);
+    }
+    for (int i = 0; now.schedule.hasOthers() && i < now.entries.size(); ++i) {
+        if (!now.schedule.hasInterval(i) && asked(now, now.entries.at(i))) {
+            return true;
+        }
+    }
+    return false;
+}
+
+// When the next turn begins after the one before.
+DueUs nextBeginUs(const TurnSituation& now) {
+    if (polledAlways(now)) {
+        return now.nowUs;
+    }
+    const DueUs dueUs = now.schedule.nextUs();
+    return dueUs ? DueUs(std::max(*dueUs, now.nowUs)) : dueUs;
 }
 
 // When probes may begin: at once while the line is idle.
-qint64 probesFromUs(const TurnSituation& now, const QVector<int>& silent) {
-    return anythingToPoll(now, silent) ? now.probes.fromUs() : 0;
+qint64 probesFromUs(const TurnSituation& now) {
+    return anythingToPoll(now) ? now.probes.fromUs() : 0;
 }
 
 }  // namespace
@@ -42,17 +80,19 @@ qint64 probesFromUs(const TurnSituation& now, const QVector<int>& silent) {
 Turn pollTurn(const TurnSituation& now) {
     Turn turn;
     const QVector<int>& silent = now.stations.dead();
-    if (now.turnOver) {
-        turn.lists = lists(now, silent);
+    turn.begins = now.turnOver && nextBeginUs(now) == now.nowUs;
+    if (turn.begins) {
+        turn.lists = lists(now);
+        turn.unread = unread(now);
     }
     if (now.refused.empty() && silent.isEmpty()) {
         return turn;
     }
-    const bool polls = anythingToPoll(now, silent);
+    const bool polls = anythingToPoll(now);
     if (now.searchInTurn || !polls) {
         turn.read = now.refused.next(silent);
     }
-    if (!turn.read && now.nowUs >= probesFromUs(now, silent)) {
+    if (!turn.read && now.nowUs >= probesFromUs(now)) {
         const DueUs itemUs = now.refused.nextDueUs(silent);
         const DueUs stationUs = now.stations.nextProbeUs();
         if (sooner(itemUs, stationUs).value_or(now.nowUs + 1) <= now.nowUs) {
@@ -67,19 +107,19 @@ Turn pollTurn(const TurnSituation& now) {
 
 DueUs nextTurnUs(const TurnSituation& now) {
     const QVector<int>& silent = now.stations.dead();
-    if (now.turnOver && anythingToPoll(now, silent)) {
-        return now.nowUs;
+    DueUs dueUs = now.turnOver ? nextBeginUs(now) : DueUs();
+    if (dueUs == now.nowUs) {
+        return dueUs;
     }
-    DueUs dueUs;
     if (now.refused.empty() && silent.isEmpty()) {
         return dueUs;
     }
     if (now.refused.next(silent)) {
-        dueUs = now.nowUs;
+        return now.nowUs;
     }
     for (const DueUs probeUs : {now.stations.nextProbeUs(), now.refused.nextDueUs(silent)}) {
         if (probeUs) {
-            dueUs = sooner(dueUs, std::max(*probeUs, probesFromUs(now, silent)));
+            dueUs = sooner(dueUs, std::max(*probeUs, probesFromUs(now)));
         }
     }
     return dueUs;

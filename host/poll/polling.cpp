@@ -2,8 +2,9 @@
 
 namespace dx7 {
 
-void Polling::watch(const QVector<Point>& points) {
+void Polling::watch(const QVector<Point>& points, qint64 nowUs) {
     entries_ = pollEntries(points);
+    schedule_.watch(points, entries_, nowUs);
     refused_.watch(points);
     for (const Point& point : points) {
         health_.add(point.station);
@@ -18,11 +19,15 @@ Turn Polling::next(qint64 nowUs) {
         cycleStartUs_.reset();
         watchChanged_ = false;
     }
+    if (turn.begins) {
+        schedule_.begin(nowUs);
+    }
     if (!nothingIn(turn.lists)) {
         plan_.begin(turn.lists);
     } else if (!plan_.underWay()) {
         plan_.clear();
         cycleStartUs_.reset();
+        schedule_.end(nowUs);
     }
     return turn;
 }
@@ -48,6 +53,7 @@ std::optional<qint64> Polling::cycleUs(qint64 nowUs) const {
 
 QVector<int> Polling::cycleEnded(qint64 nowUs) {
     cycleStartUs_ = nowUs;
+    schedule_.end(nowUs);
     return health_.cycleEnd(nowUs);
 }
 
@@ -71,6 +77,18 @@ bool Polling::heard(int station) {
 void Polling::lineBack(qint64 nowUs) {
     health_.lineBack(nowUs);
     refused_.lineBack(nowUs);
+    schedule_.lineBack(nowUs);
+}
+
+QVector<ItemRange> Polling::missed(qint64 nowUs) {
+    QVector<ItemRange> due;
+    for (int i = 0; schedule_.hasIntervals() && i < entries_.size(); ++i) {
+        if (schedule_.hasInterval(i) && schedule_.due(i, nowUs)) {
+            due += entries_.at(i);
+        }
+    }
+    schedule_.pass(nowUs);
+    return due;
 }
 
 }  // namespace dx7

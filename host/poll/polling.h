@@ -24,7 +24,7 @@ public:
     Polling(DriverSession& session, qint64 silenceUs) : plan_(session), silenceUs_(silenceUs) {}
 
     /// Polls these points from the next turn on, in place of those before.
-    void watch(const QVector<Point>& points);
+    void watch(const QVector<Point>& points, qint64 nowUs);
 
     /// What comes next. A turn that may begin is handed to the driver, which must be between operations;
     /// between turns it has no plan.
@@ -35,7 +35,9 @@ public:
     const PollPlan& plan() const { return plan_; }
     const StationHealth& health() const { return health_; }
     const RefusedItems& refused() const { return refused_; }
-    QStringList takeNotices() { return refused_.takeNotices(); }
+    /// How the intervals were kept.
+    QVector<IntervalTurns> turns() const { return schedule_.turns(); }
+    QStringList takeNotices() { return refused_.takeNotices() + schedule_.takeNotices(); }
 
     /// A request of the turn that was sent at `sentUs` ended; it may be repeated.
     void tried(int station, bool answered, qint64 sentUs);
@@ -58,16 +60,21 @@ public:
     bool heard(int station);
 
     void lineLost() { cycleStartUs_.reset(); }
+    /// While the line is lost: the entries with an interval that are due, and are not asked.
+    QVector<ItemRange> missed(qint64 nowUs);
+    /// When missed() gives something.
+    DueUs missedUs() const { return schedule_.nextUs(); }
     void lineBack(qint64 nowUs);
 
 private:
     TurnSituation situation(qint64 nowUs) const {
-        return TurnSituation{
-            nowUs, entries_, health_, refused_, probes_, !plan_.underWay() || watchChanged_, searchInTurn_};
+        return TurnSituation{nowUs,    entries_, schedule_,    health_,
+                             refused_, probes_,  !plan_.underWay() || watchChanged_, searchInTurn_};
     }
 
     /// What is watched, item by item.
     QVector<ItemRange> entries_;
+    PollSchedule schedule_;
     PollPlan plan_;
     StationHealth health_;
     RefusedItems refused_;

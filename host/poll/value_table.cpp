@@ -68,7 +68,7 @@ void ValueTable::setPoints(const QVector<Point>& points, qint64 nowUs) {
         Entry fresh;
         fresh.state.fault = fresh.told.fault = QStringLiteral("never read");
         fresh.state.sinceUs = fresh.told.sinceUs = nowUs;
-        fresh.items = fresh.goodItems = Items(static_cast<std::size_t>(point.items()));
+        fresh.items = fresh.goodItems = fresh.readItems = Items(static_cast<std::size_t>(point.items()));
         entries_.push_back(fresh);
         if (typeIndex(point.type.name) < 0) {
             typeNames_.push_back(point.type.name);
@@ -213,6 +213,52 @@ bool ValueTable::settleItem(Entry& known, const Point& point, int item, quint16 
         known.state = known.told;
     }
     return news;
+}
+
+void ValueTable::addReadings(const ReadItems& read, bool good, std::vector<Reading>* readings) {
+    for (const Place& place : placesIn(read.range)) {
+        Entry& known = entry(place.point);
+        const Point& point = points_.at(place.point);
+        Reading reading;
+        reading.point = place.point;
+        reading.state.readUs = reading.state.sinceUs = read.readUs;
+        if (read.skip != nullptr && shownAsPending(*read.skip, point.type, place.station, place.address)) {
+            reading.state.fault = QStringLiteral("not known: it was being written");
+        } else {
+            known.readItems[static_cast<std::size_t>(place.item)] =
+                read.items[place.address - read.range.address];
+            known.readDoubtful = known.readDoubtful || !good;
+            reading.state.raw = rawOf(point.format, known.readItems);
+            if (!reading.state.raw) {
+                continue;
+            }
+            reading.state.quality = known.readDoubtful ? Quality::Doubtful : Quality::Good;
+            reading.state.fault = known.readDoubtful ? doubtText() : QString();
+        }
+        readings->push_back(reading);
+        std::fill(known.readItems.begin(), known.readItems.end(), std::nullopt);
+        known.readDoubtful = false;
+    }
+}
+
+Reading ValueTable::attempt(int point, qint64 nowUs) const {
+    Reading reading;
+    reading.point = point;
+    reading.state.fault = told(point).fault;
+    if (reading.state.fault.isEmpty()) {
+        // It was good before; what its station refuses of its block is being searched for.
+        reading.state.fault = QStringLiteral("not read");
+    }
+    reading.state.readUs = reading.state.sinceUs = nowUs;
+    return reading;
+}
+
+std::vector<Reading> ValueTable::attempts(const ItemRange& range, qint64 nowUs) const {
+    std::vector<Reading> readings;
+    for (const int point : pointsIn(range)) {
+        readings.push_back(attempt(point, nowUs));
+    }
+    return readings;
 }
 
 QVector<int> ValueTable::pointsIn(const ItemRange& range) const {

@@ -44,6 +44,13 @@ struct PointState {
     qint64 sinceUs = 0;
 };
 
+/// One reading of a point, or an attempt at it: a good or doubtful value, or bad, without one, and why.
+/// `readUs` and `sinceUs` are the time of either.
+struct Reading {
+    int point = 0;
+    PointState state;
+};
+
 /// Items of one reply, with the time at which they were read.
 struct ReadItems {
     ItemRange range;
@@ -76,6 +83,15 @@ public:
     void arrive(const ReadItems& read, std::vector<int>* changed);
     /// The items that arrive() took are good, or doubtful. Appends the points whose told() changed.
     void settle(const ReadItems& read, bool good, std::vector<int>* changed);
+    /// Appends what the items, settled as good or doubtful, say of each point of which all items have been
+    /// settled since it was here last: every reading once, whatever came after it. A point that the driver
+    /// shows as pending is bad. To be called after settle().
+    void addReadings(const ReadItems& read, bool good, std::vector<Reading>* readings);
+    /// Of each point in `range`, an attempt that brought nothing and ended at `nowUs`, with the fault of
+    /// told().
+    std::vector<Reading> attempts(const ItemRange& range, qint64 nowUs) const;
+    /// Of one point.
+    Reading attempt(int point, qint64 nowUs) const;
     /// A read of `range` failed for good: what was good is stale, or bad when the station `refused` it.
     /// Returns the points whose told() changed.
     QVector<int> fail(const ItemRange& range, const QString& fault, bool refused, qint64 nowUs);
@@ -104,6 +120,9 @@ private:
         Items items;
         /// Likewise the settled ones.
         Items goodItems;
+        /// Those of the next reading: settled as good, or as they came, and doubtful then.
+        Items readItems;
+        bool readDoubtful = false;
 
         /// The point is this one item, which is known and told as good with this value: the usual case, for
         /// which nothing need be worked out again.

@@ -26,4 +26,25 @@ TEST(DurationText, RefusesTheRest) {
     }
 }
 
+TEST(DurationText, ShowsWhatUsersType) {
+    struct Row {
+        qint64 us;
+        const char* text;
+    };
+    for (const Row& row : {Row{1000, "1ms"}, Row{390000, "390ms"}, Row{1000000, "1s"}, Row{1500000, "1.5s"},
+                           Row{1234000, "1234ms"}, Row{60000000, "1min"}, Row{90000000, "1.5min"},
+                           Row{100000000, "100s"}, Row{3600000000, "1h"}, Row{5400000000, "90min"}}) {
+        EXPECT_EQ(durationText(row.us), QString::fromLatin1(row.text));
+        EXPECT_EQ(durationUs(durationText(row.us), "--interval", 1000), row.us);
+    }
+    EXPECT_EQ(durationText(1999), QStringLiteral("1ms"));
+}
+
+TEST(DurationText, RoundsUpToTwoDigits) {
+    for (const auto& [us, rounded] : {std::pair<qint64, qint64>{1, 1000}, {1000, 1000}, {1001, 2000},
+                                      {99000, 99000}, {99001, 100000}, {380001, 390000}, {1234000, 1300000}}) {
+        EXPECT_EQ(roundedUpUs(us), rounded) << us;
+    }
+}
+
 }  // namespace

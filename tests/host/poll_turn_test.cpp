@@ -17,6 +17,7 @@ protected:
     void watch(const char* items) {
         const QVector<Point> points = notation().points(QString::fromLatin1(items).split(QLatin1Char(' ')));
         entries = pollEntries(points);
+        schedule.watch(points, entries, 0);
         refused.watch(points);
         for (const Point& point : points) {
             stations.add(point.station);
@@ -30,13 +31,14 @@ protected:
         ASSERT_TRUE(stations.isDead(station));
     }
     TurnSituation at(qint64 nowUs, bool turnOver = true, bool searchInTurn = true) const {
-        return TurnSituation{nowUs, entries, stations, refused, probes, turnOver, searchInTurn};
+        return TurnSituation{nowUs, entries, schedule, stations, refused, probes, turnOver, searchInTurn};
     }
     Turn turn(qint64 nowUs, bool turnOver = true, bool searchInTurn = true) const {
         return pollTurn(at(nowUs, turnOver, searchInTurn));
     }
 
     QVector<ItemRange> entries;
+    PollSchedule schedule;
     StationHealth stations;
     RefusedItems refused;
     ProbeBudget probes;

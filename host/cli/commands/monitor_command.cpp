@@ -6,6 +6,8 @@
 #include "host/cli/screen/live_table.h"
 #include "host/cli/screen/statistics_output.h"
 #include "host/cli/stop_signal.h"
+#include "host/cli/value_log.h"
+#include "host/duration_text.h"
 #include "host/error.h"
 #include "host/files/wall_clock.h"
 
@@ -20,6 +22,8 @@ struct MonitorOptions : CommonOptions {
     bool stats = false;
     bool lines = false;
     bool fresh = false;
+    std::optional<std::string> interval;
+    LogOptions log;
 };
 
 /// Prints a line per changed value, and the summary.
@@ -28,10 +32,17 @@ public:
     MonitorPrinter(Connection& connection, const MonitorOptions& options)
         : connection_(connection), options_(options), startUs_(connection.clock().nowUs()) {}
 
-    void listen() {
+    /// With a log, JSON has its rows.
+    void listen(ValueLog* log) {
         EngineEvents events;
         const ValueTable& table = connection_.engine().table();
-        events.value = [this, &table](int point) { printValue(point, table.told(point)); };
+        if (log != nullptr && options_.json) {
+            log->setRow([this](const Point& point, const PointState& state, qint64 wallUs) {
+                printRow(point, state, wallUs);
+            });
+        } else {
+            events.value = [this, &table](int point) { printValue(point, table.told(point)); };
+        }
         if (options_.fresh) {
             events.fresh = [this, &table](int point) { printValue(point, table.state(point)); };
         }
@@ -71,6 +82,9 @@ public:
             summary["bad"] = all.bad();
             summary["changes"] = changes;
             print(summary);
+            for (const IntervalTurns& turns : connection_.engine().turns()) {
+                printTurns(turns);
+            }
             return;
         }
         print(QStringLiteral("%1 s: %2, %3 good and %4 bad replies, %5")
@@ -79,9 +93,39 @@ public:
                   .arg(all.good)
                   .arg(all.bad())
                   .arg(counted(changes, "change")));
+        for (const IntervalTurns& turns : connection_.engine().turns()) {
+            printTurns(turns);
+        }
     }
 
 private:
+    void printTurns(const IntervalTurns& turns) const {
+        if (options_.json) {
+            Json json = eventJson("interval");
+            json["interval_ms"] = static_cast<double>(turns.intervalUs) / 1000;
+            json["turns"] = turns.turns;
+            json["late"] = turns.late;
+            json["achievable_ms"] =
+                turns.achievableUs > 0 ? Json(static_cast<double>(turns.achievableUs) / 1000) : Json(nullptr);
+            print(json);
+            return;
+        }
+        QString text = QStringLiteral("interval %1: %2, ")
+                           .arg(durationText(turns.intervalUs), counted(turns.turns, "turn"));
+        text += turns.late == 0 ? QStringLiteral("none late") : QStringLiteral("%1 late").arg(turns.late);
+        if (turns.achievableUs > 0) {
+            text += QStringLiteral("; %1 would be kept").arg(durationText(turns.achievableUs));
+        }
+        print(text);
+    }
+
+    void printRow(const Point& point, const PointState& state, qint64 wallUs) {
+        if (!options_.count || lines_ < *options_.count) {
+            ++lines_;
+            print(pointJson(lineName(connection_.settings()), point, state, wallUs));
+        }
+    }
+
     void printValue(int index, const PointState& state) {
         if (options_.count && lines_ >= *options_.count) {
             return;
@@ -90,7 +134,7 @@ private:
         printed_.insert(index);
         ++lines_;
         if (options_.json) {
-            print(pointJson(point, state));
+            print(pointJson(lineName(connection_.settings()), point, state, wallTimeOf(state)));
             return;
         }
         QString value = state.raw ? valueWithUnit(point.format, point.type, *state.raw) : QStringLiteral("-");
@@ -137,9 +181,21 @@ void checkOptions(const MonitorOptions& options) {
     if (options.count && *options.count < 1) {
         throw UsageError(QStringLiteral("--count is %1, it must be at least 1").arg(*options.count));
     }
+    checkLogOptions(options.log);
 }
 
-void pollUntilDone(Connection& connection, const MonitorPrinter& printer, LiveTable* table) {
+// With the interval of --interval where a tag has none of its own.
+QVector<Point> withIntervals(QVector<Point> points, const MonitorOptions& options) {
+    if (options.interval) {
+        const qint64 us = durationUs(text(*options.interval), "--interval", SHORTEST_INTERVAL_US);
+        for (Point& point : points) {
+            point.intervalUs = point.intervalUs.value_or(us);
+        }
+    }
+    return points;
+}
+
+void pollUntilDone(Connection& connection, const MonitorPrinter& printer, LiveTable* table, ValueLog* log) {
     while (!printer.finished() && !connection.closedAgainAndAgain() && !(table != nullptr && table->quit())) {
         if (table != nullptr) {
             // A value typed during the silence before a request is written by that request: the turn before
@@ -147,6 +203,9 @@ void pollUntilDone(Connection& connection, const MonitorPrinter& printer, LiveTa
             table->serve();
         }
         connection.step();
+        if (log != nullptr) {
+            log->flush();
+        }
     }
 }
 
@@ -154,8 +213,15 @@ int runMonitor(const MonitorOptions& options) {
     checkOptions(options);
     const Driver loaded(options);
     const LineSettings settings = lineSettings(options, loaded.parameter(), true);
-    const QVector<Point> points = loaded.points(options, options.items);
+    const QVector<Point> points = withIntervals(loaded.points(options, options.items), options);
+    std::unique_ptr<ValueLog> log;
+    if (!options.log.path.empty()) {
+        log = std::make_unique<ValueLog>(loaded, settings, options, options.log, points);
+    }
     Connection connection(loaded, settings, options);
+    if (log) {
+        connection.setReading([&log](const Reading& reading) { log->take(reading); });
+    }
     connection.awaitLostLine();
     MonitorPrinter printer(connection, options);
     connection.engine().watch(points, connection.clock().nowUs());
@@ -168,17 +234,24 @@ int runMonitor(const MonitorOptions& options) {
         }
     }
     if (!table) {
-        printer.listen();
+        printer.listen(log.get());
     }
     QString fault;
     try {
-        pollUntilDone(connection, printer, table.get());
+        pollUntilDone(connection, printer, table.get(), log.get());
     } catch (const LineError& error) {
         fault = error.text();
     }
-    const QStringList unfinished = table ? table->takeUnfinished() : QStringList();
-    if (!table && fault.isEmpty()) {
+    // What a table is writing ends unfinished: nothing is proven after that.
+    const bool proves = table ? log && connection.engine().pendingOperations() == 0 : true;
+    if (fault.isEmpty() && proves) {
         connection.conclude();
+    }
+    const QStringList unfinished = table ? table->takeUnfinished() : QStringList();
+    if (fault.isEmpty() && log) {
+        log->takeNeverRead(connection.engine().table(), connection.clock().nowUs());
+    }
+    if (!table && fault.isEmpty() && !(log && options.json)) {
         printer.printNeverRead();
     }
     table.reset();
@@ -193,6 +266,9 @@ int runMonitor(const MonitorOptions& options) {
     }
     if (!fault.isEmpty()) {
         throw LineError(fault);
+    }
+    if (log) {
+        log->close();
     }
     printer.printSummary();
     if (options.stats) {
@@ -219,6 +295,10 @@ void addMonitorCommand(CommandLine& program) {
                 "A line per change on a terminal, too, instead of the live table");
     command.add("--fresh", &options->fresh,
                 "Print values at once, too, before they are proven to be no other request's");
+    command.add("--interval", &options->interval, "Poll each item so often; a tag's own interval goes first")
+        .check(notEmpty)
+        .named("TIME");
+    addLogOptions(command, options->log);
     command.add("--stats", &options->stats, "Print the statistics of the line at the end");
     addDeviceOptions(command, *options);
     command.footer(
@@ -227,6 +307,7 @@ void addMonitorCommand(CommandLine& program) {
         "  dx7 monitor --serial /dev/ttyUSB0 --seconds 60 F:3.0.25@1 F:3.0.25@2\n"
         "  dx7 monitor --tcp 192.168.0.10:8888 --json AI:0/signed/scale=0.1/unit=Hz\n"
         "  dx7 monitor -c line.toml --stats\n"
+        "  dx7 monitor -c line.toml --interval 1s --log values.csv --log-rotate 24h\n"
         "On a terminal a live table is shown: arrow keys select, w writes, s shows statistics, q quits.\n"
         "Exit code 1 when no reply was good at all.");
     command.action([options] { return runMonitor(*options); });

@@ -12,9 +12,9 @@ struct ReadOptions : CommonOptions {
     std::vector<std::string> items;
 };
 
-void printPoint(const ReadOptions& options, const Point& point, const PointState& state) {
+void printPoint(const ReadOptions& options, const QString& line, const Point& point, const PointState& state) {
     if (options.json) {
-        print(pointJson(point, state));
+        print(pointJson(line, point, state, wallTimeOf(state)));
     } else {
         const QString mark = state.quality == Quality::Good
                                  ? QString()
@@ -37,14 +37,14 @@ int runRead(const ReadOptions& options) {
     for (int i = 0; i < points.size(); ++i) {
         PointState state = read.table().state(i);
         if (state.quality == Quality::Good) {
-            printPoint(options, points.at(i), state);
+            printPoint(options, lineName(settings), points.at(i), state);
             ++done;
             continue;
         }
         good = false;
         state.fault = read.fault(i);
         if (options.json || state.raw) {
-            printPoint(options, points.at(i), state);
+            printPoint(options, lineName(settings), points.at(i), state);
         }
         printError(QStringLiteral("%1 %2: %3")
                        .arg(points.at(i).name,
