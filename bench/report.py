@@ -172,6 +172,13 @@ def memory(results):
     return table(["heap, bytes per item", "items", "data areas and hints", "polling plan", "together"], rows)
 
 
+def interval(results):
+    rows = [[result["way"], *held(100 * result["share"], 0.3 if result["way"] == "--interval 1s" else None,
+                                  f"{100 * result['share']:.2f} %", "0.3 %"),
+             f"{result['requests']:.1f}"] for result in results]
+    return table(["40 items at 9600 baud", "of a processor", "at most", "", "requests per second"], rows)
+
+
 def start(results):
     rows = []
     for result in results:
@@ -181,7 +188,7 @@ def start(results):
     return table(["a single run", "processor time, ms", "at most", "", "wall time, ms", "this one / mbpoll", "at most", ""], rows)
 
 
-PARTS = {part.__name__: part for part in (transaction, walk, plan, memory, line, monitor, reaction, start)}
+PARTS = {part.__name__: part for part in (transaction, walk, plan, memory, line, monitor, reaction, interval, start)}
 
 
 def read(path):

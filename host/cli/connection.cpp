@@ -16,7 +16,8 @@ namespace dx7::cli {
 
 namespace {
 
-constexpr qint64 LONGEST_TURN_US = 50000;
+// A signal that comes just before a wait does not end it.
+constexpr qint64 LONGEST_TURN_US = 250000;
 constexpr qint64 LAST_PROOF_US = 3000000;
 
 // The driver reads the first item of the group after the last one; the table has none there.
@@ -193,8 +194,8 @@ void Connection::closeRecording() {
     }
 }
 
-void Connection::step() {
-    runner_->turn(clock_.nowUs() + LONGEST_TURN_US);
+void Connection::step(qint64 untilUs) {
+    runner_->turn(std::min(clock_.nowUs() + LONGEST_TURN_US, untilUs));
 }
 
 void Connection::conclude() {
@@ -202,7 +203,7 @@ void Connection::conclude() {
     // What is under way has its time, and so has its proof.
     const qint64 untilUs = clock_.nowUs() + 2 * operationTimeUs(settings_) + LAST_PROOF_US;
     while (runner_->lineOpen() && !engine_->concluded() && clock_.nowUs() < untilUs) {
-        step();
+        step(untilUs);
     }
 }
 

@@ -100,8 +100,8 @@ public:
     void abandonAfterFailure(bool abandon) { abandonAfter_ = abandon ? Abandon::Failure : Abandon::Never; }
     /// Stations with such an operation.
     const QSet<int>& silentStations() const { return silentStations_; }
-    /// One turn of the line; at most 50 ms.
-    void step();
+    /// One turn of the line, up to `untilUs` on clock(); at most 250 ms.
+    void step(qint64 untilUs);
     /// Proves what is held, when nothing new is to be begun; a lost line ends that.
     void conclude();
 

@@ -44,8 +44,8 @@ void checkRecordingPath(const Driver& loaded, const LineSettings& settings, cons
 
 void checkLogPath(const Driver& loaded, const LineSettings& settings, const CommonOptions& options,
                   const QString& path) {
-    refuseClash(path,
-                inputs(loaded, settings, options) + QVector<Used>{{text(options.recordPath), "the recording"}});
+    refuseClash(
+        path, inputs(loaded, settings, options) + QVector<Used>{{text(options.recordPath), "the recording"}});
 }
 
 void checkFilePath(const Driver& loaded, const LineSettings& settings, const CommonOptions& options) {

@@ -33,7 +33,8 @@ public:
     /// `wallUs` is the time of the row, in microseconds since 1970, UTC.
     using Row = std::function<void(const Point& point, const PointState& state, qint64 wallUs)>;
 
-    /// Opens the file for readings of these points. Throws UsageError, also when it is one that the command reads or records into.
+    /// Opens the file for readings of these points. Throws UsageError, also when it is one that the command
+    /// reads or records into.
     ValueLog(const Driver& loaded, const LineSettings& settings, const CommonOptions& common,
              const LogOptions& options, const QVector<Point>& points);
     ~ValueLog();

@@ -95,8 +95,8 @@ void LineFile::apply(LineSettings& settings) const {
         return;
     }
     const TomlTable line = file.table(*node, "line");
-    line.checkKeys({"name", "serial", "tcp", "modbus_tcp", "baud", "parity", "data_bits", "stop_bits", "rs485",
-                    "timeout", "late", "retries", "block", "gap", "echo"});
+    line.checkKeys({"name", "serial", "tcp", "modbus_tcp", "baud", "parity", "data_bits", "stop_bits",
+                    "rs485", "timeout", "late", "retries", "block", "gap", "echo"});
     takeName(line, settings);
     takeCarrier(line, settings);
     takeSetting(line, "baud", settings, &LineSettings::baud);

@@ -19,7 +19,8 @@ struct LineTag {
 };
 
 /// The tag of a table [[tag]]: name, type, address, and if given station, count, format, scale, unit, min,
-/// max, step, readonly, verify, enum, bits and interval. Throws UsageError with line and column for whatever is wrong.
+/// max, step, readonly, verify, enum, bits and interval. Throws UsageError with line and column for whatever
+/// is wrong.
 LineTag readTag(const TomlTable& table, const ItemNotation& notation);
 
 }  // namespace dx7

@@ -108,9 +108,10 @@ LogRotation logRotation(const QString& text, const char* what) {
         try {
             rotation.periodUs = durationUs(text, what, LEAST_PERIOD_US);
         } catch (const UsageError&) {
-            throw UsageError(QStringLiteral("%1 is \"%2\", write a size of 1kB at least (500kB, 10MB, 1GB) or a "
-                                            "time of 1s at least (10min, 1h, 24h)")
-                                 .arg(QLatin1String(what), text));
+            throw UsageError(
+                QStringLiteral("%1 is \"%2\", write a size of 1kB at least (500kB, 10MB, 1GB) or a "
+                               "time of 1s at least (10min, 1h, 24h)")
+                    .arg(QLatin1String(what), text));
         }
         return rotation;
     }
@@ -185,9 +186,8 @@ void LogFile::open() {
 bool LogFile::isInPlace() const {
     struct stat opened = {};
     struct stat named = {};
-    return !regular_ ||
-           (::fstat(file_.number(), &opened) == 0 && ::stat(path_.constData(), &named) == 0 &&
-            opened.st_dev == named.st_dev && opened.st_ino == named.st_ino);
+    return !regular_ || (::fstat(file_.number(), &opened) == 0 && ::stat(path_.constData(), &named) == 0 &&
+                         opened.st_dev == named.st_dev && opened.st_ino == named.st_ino);
 }
 
 void LogFile::begin() {

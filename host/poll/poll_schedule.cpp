@@ -62,10 +62,11 @@ void PollSchedule::watch(const QVector<Point>& points, const QVector<ItemRange>&
     }
     for (const ItemRange& entry : entries) {
         const auto found = shortest.find(keyOf(entry));
-        intervalOf_ += found == shortest.end()
-                           ? -1
-                           : static_cast<int>(std::lower_bound(lengths.begin(), lengths.end(), found->second) -
-                                              lengths.begin());
+        intervalOf_ +=
+            found == shortest.end()
+                ? -1
+                : static_cast<int>(std::lower_bound(lengths.begin(), lengths.end(), found->second) -
+                                   lengths.begin());
     }
 }
 
@@ -112,7 +113,8 @@ void PollSchedule::begin(qint64 nowUs) {
         if (interval.late) {
             interval.addSpan(nowUs - interval.beganUs);
             counts.achievableUs = roundedUpUs(*std::max_element(
-                interval.spansUs.begin(), interval.spansUs.begin() + std::min(interval.spans, interval.spansUs.size())));
+                interval.spansUs.begin(),
+                interval.spansUs.begin() + std::min(interval.spans, interval.spansUs.size())));
         }
         const qint64 missed = (nowUs - interval.dueUs) / counts.intervalUs;
         counts.turns += 1 + missed;
@@ -122,8 +124,9 @@ void PollSchedule::begin(qint64 nowUs) {
         interval.underWay = true;
         if (interval.lateTurns >= TURNS_TO_NOTICE && !interval.noticed) {
             interval.noticed = true;
-            notices_ += QStringLiteral("the line cannot keep an interval of %1: %2 turns in a row were late; an "
-                                       "interval of %3 would be kept")
+            notices_ += QStringLiteral(
+                            "the line cannot keep an interval of %1: %2 turns in a row were late; an "
+                            "interval of %3 would be kept")
                             .arg(durationText(counts.intervalUs))
                             .arg(interval.lateTurns)
                             .arg(durationText(counts.achievableUs));

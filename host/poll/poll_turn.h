@@ -48,9 +48,9 @@ struct Turn {
     std::optional<int> station;
 };
 
-/// Pure. A turn has the entries that are due; silent stations and refused items are left out of the lists. A search shares the line evenly with
-/// the plan; probes of silent stations and of refused items take turns within their budget, or as they fall
-/// due while nothing else is to be polled.
+/// Pure. A turn has the entries that are due; silent stations and refused items are left out of the lists. A
+/// search shares the line evenly with the plan; probes of silent stations and of refused items take turns
+/// within their budget, or as they fall due while nothing else is to be polled.
 Turn pollTurn(const TurnSituation& now);
 
 /// When pollTurn() gives something, if nothing happens before; empty when it never does.

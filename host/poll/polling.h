@@ -68,8 +68,9 @@ public:
 
 private:
     TurnSituation situation(qint64 nowUs) const {
-        return TurnSituation{nowUs,    entries_, schedule_,    health_,
-                             refused_, probes_,  !plan_.underWay() || watchChanged_, searchInTurn_};
+        return TurnSituation{
+            nowUs,        entries_, schedule_, health_, refused_, probes_, !plan_.underWay() || watchChanged_,
+            searchInTurn_};
     }
 
     /// What is watched, item by item.

@@ -44,7 +44,7 @@ void PrintTo(const Fault& fault, std::ostream* out) {
 }
 
 bool FailingDisk::isRepeated(const std::string& step) {
-    const std::set<std::string> repeated{"create", "open", "write", "fsync", "close", "unlink"};
+    const std::set<std::string> repeated{"create", "open", "write", "fsync", "fdatasync", "close", "unlink"};
     return GetParam().error < 0 || (GetParam().error == EINTR && repeated.count(step) > 0);
 }
 

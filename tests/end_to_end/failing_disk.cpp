@@ -10,6 +10,7 @@
 #include <sys/syscall.h>
 #include <unistd.h>
 
+#include <atomic>
 #include <cerrno>
 #include <climits>
 #include <csignal>
@@ -62,11 +63,11 @@ void tell(const char* step) {
 
 // The error of this step; 0 when it does not fail.
 int errorOf(const char* step) {
-    static long steps = 0;
+    static std::atomic<long> steps{0};
     const char* number = std::getenv("DX7_DISK_STEP");
     const char* error = std::getenv("DX7_DISK_ERROR");
-    ++steps;
-    if (number == nullptr || error == nullptr || std::atol(number) != steps) {
+    const long own = ++steps;
+    if (number == nullptr || error == nullptr || std::atol(number) != own) {
         return 0;
     }
     tell(step);

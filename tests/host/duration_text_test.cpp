@@ -41,8 +41,13 @@ TEST(DurationText, ShowsWhatUsersType) {
 }
 
 TEST(DurationText, RoundsUpToTwoDigits) {
-    for (const auto& [us, rounded] : {std::pair<qint64, qint64>{1, 1000}, {1000, 1000}, {1001, 2000},
-                                      {99000, 99000}, {99001, 100000}, {380001, 390000}, {1234000, 1300000}}) {
+    for (const auto& [us, rounded] : {std::pair<qint64, qint64>{1, 1000},
+                                      {1000, 1000},
+                                      {1001, 2000},
+                                      {99000, 99000},
+                                      {99001, 100000},
+                                      {380001, 390000},
+                                      {1234000, 1300000}}) {
         EXPECT_EQ(roundedUpUs(us), rounded) << us;
     }
 }

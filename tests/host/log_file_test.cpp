@@ -57,8 +57,9 @@ TEST(CsvRow, QuotesWhatNeedsIt) {
     EXPECT_EQ(csvRow({QStringLiteral("a"), QString(), QStringLiteral("b c")}), "a,,b c");
     EXPECT_EQ(csvRow({QStringLiteral("a,b"), QStringLiteral("say \"x\""), QStringLiteral("1\n2")}),
               "\"a,b\",\"say \"\"x\"\"\",\"1\n2\"");
-    EXPECT_EQ(csvRow({QString::fromUtf8("°C")}), "\xC2\xB0"
-                                                 "C");
+    EXPECT_EQ(csvRow({QString::fromUtf8("°C")}),
+              "\xC2\xB0"
+              "C");
 }
 
 TEST(CsvRow, FieldsComeBack) {
@@ -183,7 +184,8 @@ TEST_F(LogFileTest, RotatesAtMultiplesOfATime) {
         log.add(rowAt(timeUs), timeUs);
         log.close();
     }
-    EXPECT_EQ(names(), (QStringList{QStringLiteral("log-20260131T120000.123Z.csv"), QStringLiteral("log.csv")}));
+    EXPECT_EQ(names(),
+              (QStringList{QStringLiteral("log-20260131T120000.123Z.csv"), QStringLiteral("log.csv")}));
     EXPECT_EQ(read().count('\n'), 3);
 }
 
@@ -264,13 +266,16 @@ TEST_F(LogFileTest, AFullDiskAtTheStartIsSaid) {
 }
 
 TEST_F(LogFileTest, TakesSizesAndTimesForTheRotation) {
-    const auto rotation = [](const char* text) { return logRotation(QString::fromLatin1(text), "--log-rotate"); };
+    const auto rotation = [](const char* text) {
+        return logRotation(QString::fromLatin1(text), "--log-rotate");
+    };
     EXPECT_EQ(rotation("1kB").mostBytes, 1000);
     EXPECT_EQ(rotation("1.5MB").mostBytes, 1500000);
     EXPECT_EQ(rotation("2GB").mostBytes, 2000000000);
     EXPECT_EQ(rotation("24h").periodUs, 86400 * SECOND);
     EXPECT_FALSE(rotation("24h").mostBytes);
-    for (const char* text : {"", "10", "0kB", "0.5kB", "-1MB", "1e99GB", "100ms", "1d", "1 MB", "MB", "1mb"}) {
+    for (const char* text :
+         {"", "10", "0kB", "0.5kB", "-1MB", "1e99GB", "100ms", "1d", "1 MB", "MB", "1mb"}) {
         EXPECT_THROW(rotation(text), UsageError) << text;
     }
 }

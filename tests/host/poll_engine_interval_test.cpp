@@ -143,7 +143,8 @@ TEST_F(PollEngineInterval, ASilentStationHasAReadingAtEachOfItsTimes) {
         EXPECT_FALSE(reading.state.fault.isEmpty());
     }
     for (int i = 1; i < failed.size(); ++i) {
-        EXPECT_LE(failed.at(i).state.sinceUs - failed.at(i - 1).state.sinceUs, 2 * SECOND) << "a gap at " << i;
+        EXPECT_LE(failed.at(i).state.sinceUs - failed.at(i - 1).state.sinceUs, 2 * SECOND)
+            << "a gap at " << i;
     }
     EXPECT_GE(readingsOf(0).size(), 28) << "the other one goes on";
 }

@@ -116,9 +116,10 @@ TEST_F(PollScheduleTest, NamesTheIntervalThatTheLastTurnsWouldHaveKept) {
     }
     schedule.begin(nowUs);
     EXPECT_EQ(only().achievableUs, 1300000) << "up to the moment when the next could begin, rounded up";
-    EXPECT_EQ(schedule.takeNotices(),
-              QStringList{QStringLiteral("the line cannot keep an interval of 1s: 3 turns in a row were late; "
-                                         "an interval of 1.3s would be kept")});
+    EXPECT_EQ(
+        schedule.takeNotices(),
+        QStringList{QStringLiteral("the line cannot keep an interval of 1s: 3 turns in a row were late; "
+                                   "an interval of 1.3s would be kept")});
 }
 
 TEST_F(PollScheduleTest, SaysSoOnceUntilItIsKeptAgain) {

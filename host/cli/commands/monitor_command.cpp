@@ -1,4 +1,5 @@
 #include <QSet>
+#include <algorithm>
 
 #include "host/cli/commands/commands.h"
 #include "host/cli/connection.h"
@@ -14,6 +15,9 @@
 namespace dx7::cli {
 
 namespace {
+
+// How long a key waits at most.
+constexpr qint64 SERVE_US = 50000;
 
 struct MonitorOptions : CommonOptions {
     std::vector<std::string> items;
@@ -52,9 +56,14 @@ public:
     }
 
     bool finished() const {
-        const double seconds = static_cast<double>(connection_.clock().nowUs() - startUs_) / 1e6;
-        return stopRequested() || (options_.seconds && seconds >= *options_.seconds) ||
+        return stopRequested() || connection_.clock().nowUs() >= endUs() ||
                (options_.count && lines_ >= *options_.count);
+    }
+    /// Of --seconds, on the clock of the connection.
+    qint64 endUs() const {
+        constexpr double LONGEST_SECONDS = 1e9;
+        return startUs_ + static_cast<qint64>(
+                              1e6 * std::min(options_.seconds.value_or(LONGEST_SECONDS), LONGEST_SECONDS));
     }
 
     /// Every item of which nothing could be told.
@@ -82,9 +91,6 @@ public:
             summary["bad"] = all.bad();
             summary["changes"] = changes;
             print(summary);
-            for (const IntervalTurns& turns : connection_.engine().turns()) {
-                printTurns(turns);
-            }
             return;
         }
         print(QStringLiteral("%1 s: %2, %3 good and %4 bad replies, %5")
@@ -93,6 +99,10 @@ public:
                   .arg(all.good)
                   .arg(all.bad())
                   .arg(counted(changes, "change")));
+    }
+
+    /// How each interval was kept.
+    void printIntervals() const {
         for (const IntervalTurns& turns : connection_.engine().turns()) {
             printTurns(turns);
         }
@@ -202,7 +212,9 @@ void pollUntilDone(Connection& connection, const MonitorPrinter& printer, LiveTa
             // ended with the silence.
             table->serve();
         }
-        connection.step();
+        // Keys are not waited for.
+        const qint64 serveUs = connection.clock().nowUs() + SERVE_US;
+        connection.step(table != nullptr ? std::min(serveUs, printer.endUs()) : printer.endUs());
         if (log != nullptr) {
             log->flush();
         }
@@ -271,6 +283,7 @@ int runMonitor(const MonitorOptions& options) {
         log->close();
     }
     printer.printSummary();
+    printer.printIntervals();
     if (options.stats) {
         printStatistics(connection.engine().statistics(), connection.clock().nowUs(), options.json);
     }

@@ -12,7 +12,8 @@ struct ReadOptions : CommonOptions {
     std::vector<std::string> items;
 };
 
-void printPoint(const ReadOptions& options, const QString& line, const Point& point, const PointState& state) {
+void printPoint(const ReadOptions& options, const QString& line, const Point& point,
+                const PointState& state) {
     if (options.json) {
         print(pointJson(line, point, state, wallTimeOf(state)));
     } else {

@@ -135,7 +135,7 @@ void awaitLateAnswers(Connection& connection, const LineSettings& settings, int 
     const qint64 leftUs = (qint64(std::max(settings.retries, 1)) - 1) * settings.timeoutMs * 1000;
     const qint64 endUs = connection.clock().nowUs() + leftUs;
     while (missing > 0 && connection.clock().nowUs() < endUs && !stopRequested() && connection.lineOpen()) {
-        connection.step();
+        connection.step(endUs);
     }
 }
 
