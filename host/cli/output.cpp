@@ -90,9 +90,11 @@ Json numberJson(const ValueFormat& format, quint32 raw) {
     return fraction ? Json(number) : Json(static_cast<qint64>(number));
 }
 
-Json itemJson(const char* event, const std::string& time, const Point& point, std::optional<quint32> raw) {
+Json itemJson(const char* event, const std::string& time, const QString& line, const Point& point,
+              std::optional<quint32> raw) {
     Json json = eventJson(event);
     json["time"] = time;
+    json["line"] = utf8(line);
     json["name"] = utf8(point.name);
     json["item"] = utf8(point.notation());
     json["station"] = point.station;
@@ -117,8 +119,7 @@ void addQuality(Quality quality, const QString& fault, Json* json) {
 }
 
 Json pointJson(const QString& line, const Point& point, const PointState& state, qint64 wallUs) {
-    Json json = itemJson("value", isoTime(wallUs), point, state.raw);
-    json["line"] = utf8(line);
+    Json json = itemJson("value", isoTime(wallUs), line, point, state.raw);
     addQuality(state.quality, state.fault, &json);
     if (!state.fault.isEmpty()) {
         json["since"] = isoTime(wallTimeOf(state.sinceUs));

@@ -43,9 +43,11 @@ std::string utf8(const QString& text);
 Json eventJson(const char* event);
 /// The last object of a command that ends with one; "command" says which, and so its other keys.
 Json summaryJson(const char* command);
-/// What an item that is read and one that is written have in common: event, time, name, item, station, type,
-/// address, value and text (null without a value), unit and format (when there is one).
-Json itemJson(const char* event, const std::string& time, const Point& point, std::optional<quint32> raw);
+/// What an item that is read and one that is written have in common: event, time, line, name, item, station,
+/// type, address, value and text (null without a value), unit and format (when there is one). `line` is the
+/// name of its line.
+Json itemJson(const char* event, const std::string& time, const QString& line, const Point& point,
+              std::optional<quint32> raw);
 /// The value as a number, scaled when the format is; null for one that JSON lacks.
 Json numberJson(const ValueFormat& format, quint32 raw);
 /// Adds quality, and fault unless it is empty.

@@ -35,7 +35,7 @@ for command in "${dx7_commands[@]}"; do
     # An option takes a value just when --help shows one.
     # shellcheck disable=SC2086
     while read -r option value; do
-        if [[ $value =~ ^([A-Z]+|[a-z]+(\|[a-z]+)+)(\[|[[:space:]]|$) ]]; then
+        if [[ $value =~ ^([A-Z]+(\|[A-Z]+)*|[a-z]+(\|[a-z]+)+)(\[|[[:space:]]|$) ]]; then
             _dx7_value "$option" '' || wrong "$command $option takes a value, the completion knows none"
         elif _dx7_value "$option" ''; then
             wrong "$command $option takes no value, the completion thinks so"

@@ -62,7 +62,7 @@ while IFS= read -r line; do
 done <"$document" >printed
 
 normalised() {
-    sed -E -e 's/^[0-9:.]{12}/TIME/' -e 's/"time":"[^"]*"/"time":TIME/' -e 's/"since":"[^"]*"/"since":TIME/' -e 's/\+ *[0-9.]+ ms/+T ms/' \
+    sed -E -e 's/^[0-9:.]{12}/TIME/' -e 's/^[0-9]{4}-[0-9:.T-]+Z,/TIME,/' -e 's/"time":"[^"]*"/"time":TIME/' -e 's/"since":"[^"]*"/"since":TIME/' -e 's/\+ *[0-9.]+ ms/+T ms/' \
         -e 's/\([0-9.]+ ms\)/(T ms)/' -e 's/^[0-9.]+ s: [0-9]+ requests?, [0-9]+ good/T s: N requests, N good/' \
         -e 's/^( *[0-9]+\/[0-9]+ +[0-9]+ 8N1 +)[0-9.]+ s/\1T s/' -e 's/(return query data ).*/\1COUNTER/' \
         -e 's/("(response_ms|seconds|min|median|p99|max|median_ms|max_ms|line_busy)":)[0-9.e-]+/\1N/g' \

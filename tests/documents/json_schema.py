@@ -270,6 +270,9 @@ class Watching(Json):
         self.assertEqual(["value", "value", "summary", "statistics"], [line["event"] for line in lines])
         refused = self.on_device(1, "monitor", "--count", "1", "F:10.0.00", *SHORT)
         self.assertEqual("bad", refused[0]["quality"])
+        for interval in ("10ms", "200ms"):
+            self.on_device(0, "monitor", "--seconds", "0.5", "--interval", interval, "--log", str(self.folder / "log.csv"),
+                           "AI:0@1-3", *SHORT)
         self.device.tell("fault exception=0.5,drop=0.2")
         self.on_device(0, "monitor", "--seconds", "0.5", "--stats", "AI:0", "DI:1", "F:3.0.25@2", *SHORT)
 

@@ -13,7 +13,7 @@ tags=$(grep -c '^\[\[tag\]\]' line.toml)
 values=$("$DX7" read -c line.toml) || wrong "reading all tags failed"
 names=$(sed -E 's/ = .*//' <<<"$values")
 same "the sample's tags and what is read" "$names" \
-    "$(sed -nE '/^name = "outputs"/d; s/^name = "(.*)"/\1/p' line.toml; printf 'outputs[0]\noutputs[1]\n')"
+    "$(sed -nE '/^\[line\]/,/^$/d; /^name = "outputs"/d; s/^name = "(.*)"/\1/p' line.toml; printf 'outputs[0]\noutputs[1]\n')"
 # The commands in its head.
 "$DX7" plan -c line.toml >/dev/null || wrong "plan"
 "$DX7" monitor -c line.toml --stats --seconds 0.3 >/dev/null || wrong "monitor"
@@ -29,7 +29,7 @@ same "the sample's tags and what is read" "$names" \
     wrong "names: $("$DX7" read -c line.toml control status)"
 ! "$DX7" write -c line.toml "rated current=1" 2>/dev/null || wrong "what is read-only is written"
 ! "$DX7" write -c line.toml "ramp time=700" 2>/dev/null || wrong "what is out of range is written"
-for key in name type address station count format scale unit min max step readonly verify enum bits; do
+for key in name type address station count format scale unit min max step readonly verify enum bits interval; do
     grep -q "^$key = " line.toml || wrong "the sample has no tag with $key"
 done
 finish "the sample line file is in order"

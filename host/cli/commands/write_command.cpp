@@ -59,7 +59,7 @@ int runWrite(const WriteOptions& options) {
     bool good = true;
     for (WriteJob& job : jobs) {
         carryOut(connection, job);
-        good = report(job, options.json) && good;
+        good = report(connection, job, options.json) && good;
     }
     reportBreak(connection, jobs);
     connection.closeRecording();

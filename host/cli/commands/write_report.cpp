@@ -145,10 +145,10 @@ Quality qualityOf(Fate fate) {
 }
 
 // The job's point number `index`, with the keys of a value that was read and what has become of it.
-Json writtenJson(const WriteJob& job, int index) {
+Json writtenJson(const QString& line, const WriteJob& job, int index) {
     const ValueFate& known = job.values.at(index);
     const Point& point = job.points.at(index);
-    Json json = itemJson("written", isoTime(known.endUs), point, job.raw(index));
+    Json json = itemJson("written", isoTime(known.endUs), line, point, job.raw(index));
     const bool unknown = known.fate == Fate::Acknowledged || known.fate == Fate::Unknown;
     json["written"] = unknown ? Json(nullptr) : Json(known.fate == Fate::Written);
     json["verified"] = known.fate == Fate::Written;
@@ -159,10 +159,10 @@ Json writtenJson(const WriteJob& job, int index) {
 }
 
 // False when one of them could not be said on standard output.
-bool tellJson(const WriteJob& job) {
+bool tellJson(const QString& line, const WriteJob& job) {
     bool told = true;
     for (int i = 0; i < job.points.size(); ++i) {
-        told = tell(writtenJson(job, i)) && told;
+        told = tell(writtenJson(line, job, i)) && told;
     }
     return told;
 }
@@ -193,10 +193,10 @@ QString assignmentText(const WriteJob& job) {
     return QStringLiteral("%1 = %2").arg(job.request.name, valuesText(job));
 }
 
-bool report(const WriteJob& job, bool json) {
+bool report(const Connection& connection, const WriteJob& job, bool json) {
     bool told = true;
     if (json) {
-        told = tellJson(job);
+        told = tellJson(lineName(connection.settings()), job);
     } else if (job.done()) {
         told = tell(assignmentText(job) + QLatin1Char(' ') + successText(job));
     }

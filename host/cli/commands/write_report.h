@@ -8,7 +8,7 @@
 namespace dx7::cli {
 
 /// Says what has become of a write. False when it is not done, or could not be said on standard output.
-bool report(const WriteJob& job, bool json);
+bool report(const Connection& connection, const WriteJob& job, bool json);
 
 /// Says on standard error why not all was written, and how to go on: what broke the writes off, or the
 /// stations that did not answer. Nothing when neither is so.
