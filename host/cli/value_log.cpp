@@ -81,7 +81,7 @@ ValueLog::ValueLog(const Driver& loaded, const LineSettings& settings, const Com
 
 // What ended the run before close() is said already; the rows are worth another try.
 ValueLog::~ValueLog() {
-    if (closed_) {
+    if (ended_) {
         return;
     }
     try {
@@ -91,8 +91,14 @@ ValueLog::~ValueLog() {
     }
 }
 
+void ValueLog::flush() {
+    ended_ = true;
+    file_.flush();
+    ended_ = false;
+}
+
 void ValueLog::close() {
-    closed_ = true;
+    ended_ = true;
     file_.close();
 }
 
@@ -107,11 +113,13 @@ void ValueLog::take(const Reading& reading) {
     }
     const Point& point = points_.at(reading.point);
     const qint64 wallUs = wallTimeOf(state);
+    ended_ = true;
     file_.add(csvRow({isoUtcTime(wallUs), line_, point.name, point.notation(), QString::number(point.station),
                       valueField(point, state),
                       state.raw ? valueText(point.format, point.type, *state.raw) : QString(),
                       qualityText(state.quality), state.fault}),
               wallUs);
+    ended_ = false;
     if (row_) {
         row_(point, state, wallUs);
     }

@@ -45,7 +45,7 @@ public:
     /// A row for each item of the table that had none.
     void takeNeverRead(const ValueTable& table, qint64 nowUs);
     /// Hands on what was taken.
-    void flush() { file_.flush(); }
+    void flush();
     /// The disk has all rows when this returns. No reading may follow.
     void close();
 
@@ -58,7 +58,8 @@ private:
     const bool changes_;
     const QVector<Point> points_;
     LogFile file_;
-    bool closed_ = false;
+    /// close() was called, or the file failed.
+    bool ended_ = false;
     Row row_;
     /// By point.
     std::vector<Last> last_;

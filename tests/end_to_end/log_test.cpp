@@ -322,6 +322,7 @@ TEST_F(LogFileUse, AFullDiskEndsTheRunAndLeavesWholeRows) {
         EXPECT_EQ(1, run.exitCode);
         EXPECT_NE(std::string::npos, run.errors.find("log.csv cannot be written any more: File too large"))
             << run.errors;
+        EXPECT_EQ(1, std::count(run.errors.begin(), run.errors.end(), '\n')) << run.errors;
         EXPECT_GE(logRows(readFile(log)).size(), 5U);
     }
 }

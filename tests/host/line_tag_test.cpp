@@ -116,7 +116,7 @@ INSTANTIATE_TEST_SUITE_P(
                     Fault{"maximum = 1",
                           "5:1: key \"maximum\" is unknown, here are name, type, address, station, count, "
                           "format, scale, unit, "
-                          "min, max, step, readonly, verify, enum, bits"}));
+                          "min, max, step, readonly, verify, enum, bits, interval"}));
 
 INSTANTIATE_TEST_SUITE_P(
     Names, FaultOfATag,

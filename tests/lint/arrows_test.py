@@ -76,7 +76,7 @@ class Arrows(Sources):
     def test_the_driver_is_for_one_room(self):
         self.assert_clean("host/driver/a.h", '#include "korvalent_dx7.h"')
         self.assert_found("host/poll/a.h", '#include "korvalent_dx7.h"',
-                          "korvalent_dx7.h: host/poll includes host/line, host/driver, host/items and host/exchange "
+                          "korvalent_dx7.h: host/poll includes host, host/line, host/driver, host/items and host/exchange "
                           "beside itself")
 
 
