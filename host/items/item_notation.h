@@ -30,7 +30,8 @@ struct Point {
     int station = 1;
     int address = 0;
     ValueFormat format;
-    /// How often it is polled, in microseconds, SHORTEST_INTERVAL_US at least; without it as often as the line allows.
+    /// How often it is polled, in microseconds, SHORTEST_INTERVAL_US at least; without it as often as the
+    /// line allows.
     std::optional<qint64> intervalUs;
     /// The file by which a tag is read-only; empty when it is not.
     QString readOnlyBy;
