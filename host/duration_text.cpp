@@ -49,8 +49,9 @@ qint64 durationUs(const QString& text, const char* what, qint64 lowestUs) {
 }
 
 QString durationText(qint64 us) {
-    const auto text = [&](double unitUs, const char* unit) {
-        return QString::number(static_cast<double>(us / 1000 * 1000) / unitUs, 'g', 15) + QLatin1String(unit);
+    const qint64 wholeUs = us - us % 1000;
+    const auto text = [wholeUs](double unitUs, const char* unit) {
+        return QString::number(static_cast<double>(wholeUs) / unitUs, 'g', 15) + QLatin1String(unit);
     };
     constexpr qint64 TENTH_US = 100000;
     constexpr qint64 MINUTE_US = 60000000;

@@ -14,11 +14,11 @@ namespace dx7 {
 namespace {
 
 constexpr int MOST_LINKS = 40;
-constexpr mode_t OWNER_ONLY = 0600;
+constexpr mode_t RESERVED_MODE = 0600;
 
 // An empty file takes the name first, which refuses one that is taken.
 bool renameToReserved(const QByteArray& from, const QByteArray& to) {
-    const dx7common::FileDescriptor reserved(to, O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW, OWNER_ONLY);
+    const dx7common::FileDescriptor reserved(to, O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW, RESERVED_MODE);
     if (!reserved.isOpen()) {
         return false;
     }

@@ -15,7 +15,7 @@ constexpr int TURNS_TO_NOTICE = 3;
 
 using EntryKey = std::tuple<int, QString, int>;
 
-EntryKey keyOf(const ItemRange& entry) {
+EntryKey entryKey(const ItemRange& entry) {
     return {entry.station, entry.regType, entry.address};
 }
 
@@ -49,6 +49,7 @@ void PollSchedule::watch(const QVector<Point>& points, const QVector<ItemRange>&
         return;
     }
     std::vector<qint64> lengths;
+    lengths.reserve(shortest.size());
     for (const auto& item : shortest) {
         lengths.push_back(item.second);
     }
@@ -61,7 +62,7 @@ void PollSchedule::watch(const QVector<Point>& points, const QVector<ItemRange>&
         intervals_.push_back(interval);
     }
     for (const ItemRange& entry : entries) {
-        const auto found = shortest.find(keyOf(entry));
+        const auto found = shortest.find(entryKey(entry));
         intervalOf_ +=
             found == shortest.end()
                 ? -1
