@@ -450,7 +450,9 @@ void PollEngine::endAlone(const Transaction& transaction) {
 }
 
 void PollEngine::tellNotices() {
-    for (const QString& notice : polling_.takeNotices()) {
+    // A list that may be changed would part from the empty one that all share.
+    const QStringList notices = polling_.takeNotices();
+    for (const QString& notice : notices) {
         if (events_.notice) {
             events_.notice(notice);
         }

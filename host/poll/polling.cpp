@@ -70,14 +70,6 @@ void Polling::endProbe(int station, qint64 nowUs) {
     probes_.spent(ownUs_, nowUs + silenceUs_);
 }
 
-QStringList Polling::takeNotices() {
-    QStringList notices = refused_.takeNotices();
-    if (schedule_.hasIntervals()) {
-        notices += schedule_.takeNotices();
-    }
-    return notices;
-}
-
 bool Polling::heard(int station) {
     return health_.isDead(station) && health_.probed(station, true, 0);
 }

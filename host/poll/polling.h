@@ -37,7 +37,7 @@ public:
     const RefusedItems& refused() const { return refused_; }
     /// How the intervals were kept.
     QVector<IntervalTurns> turns() const { return schedule_.turns(); }
-    QStringList takeNotices();
+    QStringList takeNotices() { return refused_.takeNotices() + schedule_.takeNotices(); }
 
     /// A request of the turn that was sent at `sentUs` ended; it may be repeated.
     void tried(int station, bool answered, qint64 sentUs);
