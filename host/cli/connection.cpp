@@ -195,7 +195,18 @@ void Connection::closeRecording() {
 }
 
 void Connection::step(qint64 untilUs) {
-    runner_->turn(std::min(clock_.nowUs() + LONGEST_TURN_US, untilUs));
+    turn([] { return true; }, untilUs);
+}
+
+// What ends before the wait needs none.
+void Connection::turn(const std::function<bool()>& goesOn, qint64 untilUs) {
+    runner_->prepare();
+    if (runner_->lineOpen() && !goesOn()) {
+        return;
+    }
+    const qint64 latestUs = std::min(clock_.nowUs() + LONGEST_TURN_US, untilUs);
+    poller_.wait(std::min(runner_->nextDueUs().value_or(latestUs), latestUs));
+    runner_->take();
 }
 
 void Connection::conclude() {
@@ -203,7 +214,7 @@ void Connection::conclude() {
     // What is under way has its time, and so has its proof.
     const qint64 untilUs = clock_.nowUs() + 2 * operationTimeUs(settings_) + LAST_PROOF_US;
     while (runner_->lineOpen() && !engine_->concluded() && clock_.nowUs() < untilUs) {
-        step(untilUs);
+        turn([this] { return !engine_->concluded(); }, untilUs);
     }
 }
 
@@ -222,7 +233,7 @@ bool Connection::runWhile(const std::function<bool()>& goesOn, qint64 untilUs) {
                 breakOffStopped();
                 break;
             }
-            runner_->turn(std::min(clock_.nowUs() + LONGEST_TURN_US, untilUs));
+            turn(goesOn, untilUs);
             if (!runner_->lineOpen() && !stopRequested()) {
                 breakOffLost();
             }

@@ -109,6 +109,7 @@ private:
     enum class Abandon { Never, Silence, Failure };
     Q_DISABLE_COPY(Connection)
     bool runWhile(const std::function<bool()>& goesOn, qint64 untilUs);
+    void turn(const std::function<bool()>& goesOn, qint64 untilUs);
     void breakOff(const QString& phrase, const QString& reason);
     void breakOffStopped();
     void breakOffLost();
