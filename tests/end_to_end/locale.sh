@@ -51,7 +51,7 @@ refuse() {
 expect 'AI:0@1 = 27.1 °C' "$DX7" read --serial ./line --gap 5.5 AI:0/scale=0.1/unit=°C
 expect 'ramp = 12.5 s written and verified' "$DX7" write -c line.toml --verify ramp=12.5
 expect 'ramp = 12.5 s' "$DX7" read -c line.toml ramp
-expect '{"event":"value","time":TIME,"name":"ramp","item":"F:3.0.20@1","station":1,"type":"F","address":"3.0.20","value":12.5,"text":"12.5","unit":"s","format":"scale=0.1/unit=s","quality":"good"}' \
+expect '{"event":"value","time":TIME,"line":"./line","name":"ramp","item":"F:3.0.20@1","station":1,"type":"F","address":"3.0.20","value":12.5,"text":"12.5","unit":"s","format":"scale=0.1/unit=s","quality":"good"}' \
     bash -c '"$DX7" read --json -c line.toml ramp | sed -E "s/(\"time\":)\"[^\"]*\"/\1TIME/"'
 refuse 'it must be 0.0 to 6553.5 s' "$DX7" write -c line.toml ramp=6553.6
 expect 'F:3.0.30@1 = 2.5 V written and verified' "$DX7" write --verify --serial ./line F:3.0.30/f32/unit=V=2.5
