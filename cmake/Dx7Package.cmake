@@ -61,11 +61,17 @@ if(TARGET dx7)
       install(FILES "${page}" DESTINATION "${CMAKE_INSTALL_MANDIR}/man1" COMPONENT tools)
     endif()
   endforeach()
+  # bash and fish look for a file with the program's name, zsh reads which programs a file is for.
   foreach(program dx7 dx7-device)
-    install(FILES "${PROJECT_SOURCE_DIR}/docs/completion/${program}"
+    install(FILES "${PROJECT_SOURCE_DIR}/docs/completion/dx7.bash" RENAME ${program}
       DESTINATION "${CMAKE_INSTALL_DATADIR}/bash-completion/completions" COMPONENT tools)
+    install(FILES "${PROJECT_SOURCE_DIR}/docs/completion/dx7.fish" RENAME ${program}.fish
+      DESTINATION "${CMAKE_INSTALL_DATADIR}/fish/vendor_completions.d" COMPONENT tools)
   endforeach()
-  install(FILES "${PROJECT_SOURCE_DIR}/docs/line.toml"
+  install(FILES "${PROJECT_SOURCE_DIR}/docs/completion/_dx7"
+    DESTINATION "${CMAKE_INSTALL_DATADIR}/zsh/vendor-completions" COMPONENT tools)
+  install(FILES "${PROJECT_SOURCE_DIR}/docs/line.toml" "${PROJECT_SOURCE_DIR}/docs/plant.toml"
+    "${PROJECT_SOURCE_DIR}/docs/drive.toml"
     DESTINATION "${CMAKE_INSTALL_DATADIR}/doc/dx7-tools/examples" COMPONENT tools)
   install(FILES "${PROJECT_SOURCE_DIR}/docs/dx7.schema.json"
     DESTINATION "${CMAKE_INSTALL_DATADIR}/doc/dx7-tools" COMPONENT tools)

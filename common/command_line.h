@@ -14,6 +14,8 @@
 #include <variant>
 #include <vector>
 
+#include "common/value_offer.h"
+
 namespace dx7common {
 
 /// Where a value goes, and so what is taken; borrowed until CommandLine::read() has returned. A bool is a
@@ -55,6 +57,11 @@ struct CommandOption {
     bool defaultShown = false;
     /// A vector takes several values by naming the option several times only.
     bool oneValueEach = false;
+    /// Common values, which a shell offers where there are no choices.
+    std::vector<std::string> suggestions;
+    /// What a shell offers instead. Without any of these, the names of files for a value called FILE, PATH or
+    /// DEVICE.
+    ValueOffer offer;
 
     /// The name of the value in the help.
     CommandOption& named(std::string value) { return valueName = std::move(value), *this; }
@@ -66,6 +73,9 @@ struct CommandOption {
     CommandOption& check(ValueCheck taken) { return checks.push_back(std::move(taken)), *this; }
     /// Takes these words alone.
     CommandOption& oneOf(std::vector<std::string> words) { return choices = std::move(words), *this; }
+    /// Has a shell offer these values, or those of a function.
+    CommandOption& suggest(std::vector<std::string> words) { return suggestions = std::move(words), *this; }
+    CommandOption& suggest(ValueOffer function) { return offer = std::move(function), *this; }
     /// Takes numbers from `lowest` to `highest` alone.
     CommandOption& within(int lowest, int highest) { return range = WholeRange{lowest, highest}, *this; }
     CommandOption& within(double lowest, double highest) {

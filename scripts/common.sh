@@ -46,7 +46,7 @@ build_packages=(
 test_packages=(
     libgtest-dev libgmock-dev librapidcheck-dev libqt5serialbus5-dev libqt5serialport5-dev
     mbpoll tmux tshark valgrind binutils man-db
-    bash-completion bsdutils locales python3 python3-jsonschema
+    bash-completion zsh fish bsdutils locales python3 python3-jsonschema
 )
 # shellcheck disable=SC2034
 sanitizer_packages=(clang libclang-rt-14-dev)

@@ -2,7 +2,7 @@
 
 #include <iostream>
 
-#include "common/command_line.h"
+#include "common/completion.h"
 #include "common/exit_codes.h"
 #include "common/printable.h"
 #include "device/line/usage_error.h"
@@ -59,6 +59,16 @@ std::string notEmpty(const std::string& text) {
     return text.empty() ? std::string("is an empty text") : std::string();
 }
 
+// The last one of a list.
+dx7common::Offer offerFaults(const dx7common::Typed& typed) {
+    const std::string before = typed.word.substr(0, typed.word.rfind(',') + 1);
+    dx7common::Offer offer;
+    for (const std::string& fault : faultWords()) {
+        offer.words.push_back({before + fault, {}});
+    }
+    return offer;
+}
+
 // What takes more than a conversion.
 struct RawTexts {
     std::string station;
@@ -83,13 +93,15 @@ void addLineOptions(CommandLine& program, Options& options, RawTexts& raw) {
     line.add("--serial", &options.serial, "Use a serial port").named("DEVICE").check(notEmpty);
     program.add("--bind", &options.bindAddress, "Listen on this address with --tcp and --modbus-tcp")
         .named("ADDRESS")
+        .suggest({"127.0.0.1", "0.0.0.0", "::1"})
         .showDefault();
     program
         .add("--baud", &options.baud,
              "Speed of the serial port (default 9600); of the other lines: pace bytes as a line of this "
              "speed would (default: no pacing)")
         .named("N")
-        .check(plainNumber(300, 4000000));
+        .check(plainNumber(300, 4000000))
+        .suggest({"1200", "2400", "4800", "9600", "19200", "38400", "57600", "115200"});
     program.add("--strict", &options.strictSettings,
                 "With --pty: take nothing from a client with another baud rate (9600 unless --baud says) or "
                 "number of stop bits");
@@ -100,6 +112,7 @@ void addLineOptions(CommandLine& program, Options& options, RawTexts& raw) {
     program.add("--stop-bits", &options.serialSettings.stopBits, "Stop bits: 1 or 2")
         .named("N")
         .check(plainNumber(1, 2))
+        .suggest({"1", "2"})
         .showDefault();
 }
 
@@ -121,7 +134,8 @@ void addDeviceOptions(CommandLine& program, Options& options, RawTexts& raw) {
         .add("--fault", &raw.faults,
              "Faults to make, as drop=0.01,echo; a SHARE is one from 0 to 1 of the requests: " + faultForms())
         .named("LIST")
-        .takeOneEach();
+        .takeOneEach()
+        .suggest(offerFaults);
     program.add("--seed", &options.seed, "The faults of this seed are the same every time")
         .named("N")
         .check(wholeNumber)
@@ -170,6 +184,10 @@ ChosenOptions parseCommandLine(int argc, const char* const* argv) {
     addLineOptions(program, options, raw);
     addDeviceOptions(program, options, raw);
     try {
+        if (const auto answer = dx7common::answerToShell(program, argc, argv)) {
+            std::cout << *answer << std::flush;
+            return {std::nullopt, dx7common::EXIT_DONE};
+        }
         if (const auto asked = program.read(argc, argv).asked) {
             std::cout << *asked << std::flush;
             return {std::nullopt, dx7common::EXIT_DONE};

@@ -108,6 +108,14 @@ std::string faultName(Fault fault) {
     return fault == Fault::None ? "none" : FORMS[static_cast<std::size_t>(fault)].name;
 }
 
+std::vector<std::string> faultWords() {
+    std::vector<std::string> words;
+    for (const Form& form : FORMS) {
+        words.push_back(form.name + std::string(*form.value == '=' ? "=" : ""));
+    }
+    return words;
+}
+
 std::string faultForms() {
     std::string text;
     for (const Form& form : FORMS) {

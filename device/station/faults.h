@@ -8,6 +8,7 @@
 #include <random>
 #include <set>
 #include <string>
+#include <vector>
 
 #include "device/line/device_time.h"
 #include "device/line/frame.h"
@@ -54,6 +55,8 @@ constexpr auto FIRST_STREAM_FAULTS = static_cast<std::size_t>(Fault::Duplicate);
 /// The word of a fault in `--fault` and in the summary.
 std::string faultName(Fault fault);
 
+/// Every fault as it begins, as "drop=", "answer-before".
+std::vector<std::string> faultWords();
 /// Every fault as it is written, as "drop=SHARE, delay=MS, echo[=SHARE]".
 std::string faultForms();
 

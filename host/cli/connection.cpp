@@ -20,6 +20,15 @@ namespace {
 constexpr qint64 LONGEST_TURN_US = 250000;
 constexpr qint64 LAST_PROOF_US = 3000000;
 
+// After the reason why the line did not open: where a dx7 has the port, what can be done.
+QString inUseHint(const QString& failure, const CommonOptions& options) {
+    return failure.contains(QLatin1String("in use by dx7 (process "))
+               ? QStringLiteral("; ") + QLatin1String(options.inUseHint)
+               : QString();
+}
+
+}  // namespace
+
 // The driver reads the first item of the group after the last one; the table has none there.
 void warnOfItemsBeyond(const QVector<Point>& points) {
     for (const Point& point : points) {
@@ -29,15 +38,6 @@ void warnOfItemsBeyond(const QVector<Point>& points) {
         }
     }
 }
-
-// After the reason why the line did not open: where a dx7 has the port, what can be done.
-QString inUseHint(const QString& failure, const CommonOptions& options) {
-    return failure.contains(QLatin1String("in use by dx7 (process "))
-               ? QStringLiteral("; ") + QLatin1String(options.inUseHint)
-               : QString();
-}
-
-}  // namespace
 
 Driver::Driver(const CommonOptions& options)
     : library(text(options.driverPath)), notation(library.functions()) {}
@@ -50,7 +50,14 @@ QString Driver::parameter() const {
 
 QVector<LineTag> Driver::tags(const CommonOptions& options) const {
     const LineFile* file = options.lineFile();
-    return file == nullptr ? QVector<LineTag>() : file->tags(notation);
+    QVector<LineTag> own;
+    const int line = options.chosenLine();
+    for (const LineTag& tag : file == nullptr ? QVector<LineTag>() : file->tags(notation)) {
+        if (tag.line == line) {
+            own += tag;
+        }
+    }
+    return own;
 }
 
 QVector<Point> Driver::points(const CommonOptions& options, const std::vector<std::string>& arguments) const {

@@ -32,12 +32,15 @@ struct Driver {
     QVector<WriteRequest> writes(const CommonOptions& options,
                                  const std::vector<std::string>& arguments) const;
 
-    /// The tags of the file of -c. Throws UsageError.
+    /// The tags of the file of -c that are of the chosen line. Throws UsageError.
     QVector<LineTag> tags(const CommonOptions& options) const;
 
     DriverLibrary library;
     ItemNotation notation;
 };
+
+/// Warns of points beyond the driver's table.
+void warnOfItemsBeyond(const QVector<Point>& points);
 
 /// Opens the line of the settings; a signal ends the wait for it. Throws UsageError when that fails.
 std::unique_ptr<Line> openLine(const LineSettings& settings, const CommonOptions& options);

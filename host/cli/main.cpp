@@ -6,6 +6,7 @@
 #include <csignal>
 #include <cstdio>
 
+#include "common/completion.h"
 #include "common/standard_descriptors.h"
 #include "common/timer_slack.h"
 #include "host/cli/commands/commands.h"
@@ -169,6 +170,10 @@ int parseAndRun(int argc, char** argv) {
     addRawCommand(program);
     addReplayCommand(program);
     addScanCommand(program);
+    if (const auto answer = dx7common::answerToShell(program, argc, argv)) {
+        std::fputs(answer->c_str(), stdout);
+        return EXIT_DONE;
+    }
     const QStringList words = wordsAfterProgram(argc, argv);
     checkCommandName(program, QStringLiteral("dx7"), words);
     try {

@@ -1,9 +1,11 @@
 #include "host/cli/options.h"
 
 #include <QRegularExpression>
+#include <algorithm>
 #include <cmath>
 #include <limits>
 
+#include "host/cli/value_offers.h"
 #include "host/error.h"
 #include "host/number_text.h"
 
@@ -22,6 +24,61 @@ auto lineOptionsOf(CommandLine& command) {
                       const char* help) -> dx7common::CommandOption& {
         return command.add(names, target, help).named(value).in("Line");
     };
+}
+
+// Of the tag that is named, or written to, by an argument.
+std::optional<int> lineOfArgument(const LineFile& file, const QString& argument) {
+    const std::optional<int> line = file.lineOfTag(argument);
+    const int equals = argument.lastIndexOf(QLatin1Char('='));
+    return line || equals < 0 ? line : file.lineOfTag(argument.left(equals));
+}
+
+QString lineList(const LineFile& file, const QVector<int>& lines) {
+    QStringList names;
+    for (const int line : lines) {
+        names += file.lines().at(line);
+    }
+    return names.join(QStringLiteral(", "));
+}
+
+// Those of the tags that are named, in the file's order.
+QVector<int> linesNamed(const LineFile& file, const std::vector<std::string>& arguments) {
+    QVector<int> lines;
+    for (const std::string& argument : arguments) {
+        const std::optional<int> line = lineOfArgument(file, text(argument));
+        if (line && !lines.contains(*line)) {
+            lines += *line;
+        }
+    }
+    std::sort(lines.begin(), lines.end());
+    return lines;
+}
+
+// The line called `asked` (empty: none is), else that of the tags which are named.
+int chosenOf(const LineFile& file, const QString& asked, const std::vector<std::string>* named) {
+    const QVector<int> lines = named == nullptr  ? QVector<int>()
+                               : !named->empty() ? linesNamed(file, *named)
+                               : asked.isEmpty() ? file.linesWithTags()
+                                                 : QVector<int>();
+    if (!asked.isEmpty()) {
+        const int line = file.lineNamed(asked);
+        for (const int other : lines) {
+            if (other != line) {
+                throw UsageError(QStringLiteral("--line is %1, and tags of %2 are named")
+                                     .arg(asked, lineList(file, {other})));
+            }
+        }
+        return line;
+    }
+    if (lines.size() > 1) {
+        throw UsageError(QStringLiteral("the tags are of several lines, name one with --line: %1")
+                             .arg(lineList(file, lines)));
+    }
+    if (lines.isEmpty() && file.lines().size() > 1) {
+        throw UsageError(QStringLiteral("%1 has several lines, name one with --line: %2")
+                             .arg(file.paths().first(), file.lines().join(QStringLiteral(", "))));
+    }
+    return lines.isEmpty() ? 0 : lines.first();
 }
 
 }  // namespace
@@ -51,6 +108,14 @@ const LineFile* CommonOptions::lineFile() const {
     return lineFile_.get();
 }
 
+int CommonOptions::chosenLine() const {
+    const LineFile* const lines = lineFile();
+    if (lines == nullptr && !lineName.empty()) {
+        throw UsageError(QStringLiteral("--line names a line of a file, name the file with -c"));
+    }
+    return lines == nullptr ? 0 : chosenOf(*lines, text(lineName), named);
+}
+
 void addDriverOption(CommandLine& command, CommonOptions& options) {
     command
         .add("--driver", &options.driverPath,
@@ -64,17 +129,33 @@ void addJsonOption(CommandLine& command, CommonOptions& options) {
 
 void addSerialFormatOptions(CommandLine& command, CommonOptions& options) {
     const auto add = lineOptionsOf(command);
-    add("--baud", &options.baud, "N", "Baud rate (default: the driver's)").check(wholeNumber);
-    add("--parity", &options.parity, "NAME", "none, even or odd (default: the driver's)");
-    add("--data-bits", &options.dataBits, "N", "7 or 8 (default: the driver's)").check(wholeNumber);
-    add("--stop-bits", &options.stopBits, "N", "1 or 2 (default: the driver's)").check(wholeNumber);
+    add("--baud", &options.baud, "N", "Baud rate (default: the driver's)")
+        .check(wholeNumber)
+        .suggest({"1200", "2400", "4800", "9600", "19200", "38400", "57600", "115200"});
+    add("--parity", &options.parity, "NAME", "none, even or odd (default: the driver's)")
+        .suggest({"none", "even", "odd"});
+    add("--data-bits", &options.dataBits, "N", "7 or 8 (default: the driver's)")
+        .check(wholeNumber)
+        .suggest({"7", "8"});
+    add("--stop-bits", &options.stopBits, "N", "1 or 2 (default: the driver's)")
+        .check(wholeNumber)
+        .suggest({"1", "2"});
+}
+
+void addFileOptions(CommandLine& command, CommonOptions& options) {
+    const auto add = lineOptionsOf(command);
+    add("-c,--config", &options.filePath, "FILE", "A TOML file with lines and their tags").check(notEmpty);
+    add("--line", &options.lineName, "NAME", "The line of the file, by its name")
+        .check(notEmpty)
+        .suggest(lineOffer());
 }
 
 dx7common::CommandOption& addPortOptions(CommandLine& command, CommonOptions& options) {
     const auto add = lineOptionsOf(command);
-    add("-c,--config", &options.filePath, "FILE", "A TOML file with the line and its tags").check(notEmpty);
-    const auto& serial =
-        add("--serial", &options.serialPort, "PORT", "Serial port or pseudo-terminal").check(notEmpty);
+    addFileOptions(command, options);
+    const auto& serial = add("--serial", &options.serialPort, "PORT", "Serial port or pseudo-terminal")
+                             .check(notEmpty)
+                             .suggest(portOffer());
     const auto& tcp = add("--tcp", &options.tcpAddress, "HOST[:PORT]", "RTU frames over TCP")
                           .excludes(serial)
                           .check(notEmpty);
@@ -98,7 +179,8 @@ void addLineOptions(CommandLine& command, CommonOptions& options) {
         "How often a request is sent at most; retries x timeout bounds an operation (default 3)")
         .check(wholeNumber);
     add("--echo", &options.echo, "auto|on|off",
-        "Whether the adapter sends back what is sent (default auto: find out)");
+        "Whether the adapter sends back what is sent (default auto: find out)")
+        .suggest({"auto", "on", "off"});
     add("--block", &options.block, "N", "Most items in one request, 1 to 125 (default 64)")
         .check(wholeNumber);
     add("--gap", &options.gapMs, "MS", "Silence before a request (default 3.5 characters; 0 over TCP)")
@@ -133,7 +215,9 @@ LineSettings lineSettings(const CommonOptions& options, const QString& driverPar
     LineSettings settings = defaults;
     applyDriverDefaults(settings, driverParameter);
     if (const LineFile* file = options.lineFile()) {
-        file->apply(settings);
+        file->apply(settings, options.chosenLine());
+    } else {
+        options.chosenLine();
     }
     if (!options.serialPort.empty()) {
         settings.carrier = Carrier::Serial;
@@ -170,6 +254,17 @@ LineSettings lineSettings(const CommonOptions& options, const QString& driverPar
     }
     if (options.parity) {
         settings.parity = parityFromText(text(*options.parity));
+    }
+    checkSettings(settings);
+    return settings;
+}
+
+LineSettings fileSettings(const CommonOptions& options, const QString& driverParameter, int line) {
+    LineSettings settings;
+    applyDriverDefaults(settings, driverParameter);
+    options.lineFile()->apply(settings, line);
+    if (settings.carrier == Carrier::None) {
+        settings.carrier = Carrier::Serial;
     }
     checkSettings(settings);
     return settings;

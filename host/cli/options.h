@@ -24,6 +24,10 @@ using dx7common::EXIT_USAGE;
 struct CommonOptions {
     std::string driverPath;
     std::string filePath;
+    /// The line of the file, by its name.
+    std::string lineName;
+    /// The items, tags or writes that the command line names; null for a command that takes none. Borrowed.
+    const std::vector<std::string>* named = nullptr;
     std::string serialPort;
     std::string tcpAddress;
     std::string modbusTcpAddress;
@@ -50,6 +54,9 @@ struct CommonOptions {
 
     /// The file of -c, read when it is first asked for; null when there is none. Throws UsageError.
     const LineFile* lineFile() const;
+    /// The index of the line in that file: the one of --line, else the only one, else that of the tags which
+    /// are named. 0 without a file. Throws UsageError when that is not one line.
+    int chosenLine() const;
 
 private:
     mutable std::shared_ptr<const LineFile> lineFile_;
@@ -63,6 +70,8 @@ std::string wholeNumber(const std::string& given);
 std::string anyNumber(const std::string& given);
 
 void addDriverOption(CommandLine& command, CommonOptions& options);
+/// The file with lines and tags, and which of its lines.
+void addFileOptions(CommandLine& command, CommonOptions& options);
 /// Baud rate, parity, data and stop bits.
 void addSerialFormatOptions(CommandLine& command, CommonOptions& options);
 /// How the line is reached; enough for a command that sends nothing on it. Returns --modbus-tcp, which not
@@ -81,6 +90,10 @@ void addDeviceOptions(CommandLine& command, CommonOptions& options);
 /// checked. Throws UsageError. A line is demanded when `needLine`.
 LineSettings lineSettings(const CommonOptions& options, const QString& driverParameter, bool needLine,
                           const LineSettings& defaults = {});
+
+/// The same of the line with this index in the file alone, whatever else is on the command line; a line of no
+/// kind is taken as a serial one. For what opens none.
+LineSettings fileSettings(const CommonOptions& options, const QString& driverParameter, int line);
 
 QString text(const std::string& argument);
 QStringList texts(const std::vector<std::string>& arguments);

@@ -30,9 +30,15 @@ void refuseClash(const QString& output, const QVector<Used>& uses) {
 }
 
 QVector<Used> inputs(const Driver& loaded, const LineSettings& settings, const CommonOptions& options) {
-    return {{text(options.filePath), "the file of -c"},
-            {loaded.library.loadedFile(), "the driver library"},
-            {settings.carrier == Carrier::Serial ? settings.serialPort : QString(), "the port of the line"}};
+    QVector<Used> used{
+        {text(options.filePath), "the file of -c"},
+        {loaded.library.loadedFile(), "the driver library"},
+        {settings.carrier == Carrier::Serial ? settings.serialPort : QString(), "the port of the line"}};
+    const LineFile* const file = options.lineFile();
+    for (const QString& path : file == nullptr ? QStringList() : file->paths().mid(1)) {
+        used += Used{path, "a file that the file of -c includes"};
+    }
+    return used;
 }
 
 }  // namespace

@@ -42,7 +42,8 @@ void addLogOptions(CommandLine& command, LogOptions& options) {
     command
         .add("--log-rotate", &options.rotate,
              "Begin a new file before one is larger (10MB), or after a time (24h)")
-        .named("SIZE|TIME");
+        .named("SIZE|TIME")
+        .suggest({"1MB", "10MB", "100MB", "1h", "24h"});
     command.add("--log-keep", &options.keep, "Keep so many of the files before, and remove older ones")
         .check(wholeNumber)
         .named("N");

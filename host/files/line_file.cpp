@@ -1,8 +1,10 @@
 #include "host/files/line_file.h"
 
 #include <QSet>
+#include <algorithm>
 
 #include "host/files/line_tag.h"
+#include "host/files/plant_tables.h"
 #include "host/files/toml_file.h"
 
 namespace dx7 {
@@ -19,17 +21,6 @@ void takeSetting(const TomlTable& line, const char* key, LineSettings& settings,
             setNumber(settings, setting, *value);
         }
     });
-}
-
-void takeName(const TomlTable& line, LineSettings& settings) {
-    const QString name = line.text("name").value_or(settings.name);
-    if (line.has("name") && name.isEmpty()) {
-        line.refuse("name", QStringLiteral("the line's name is empty"));
-    }
-    if (hasControlCharacter(name)) {
-        line.refuse("name", QStringLiteral("the line's name holds a control character"));
-    }
-    settings.name = name;
 }
 
 void takeCarrier(const TomlTable& line, LineSettings& settings) {
@@ -63,6 +54,19 @@ QString quoted(QString text) {
     return QLatin1Char('"') + text + QLatin1Char('"');
 }
 
+// A text or a whole number of a table that is not checked yet; empty for anything else.
+QString rawText(const TomlTable& table, const char* key) {
+    const toml::node* node = table.node(key);
+    if (node == nullptr) {
+        return {};
+    }
+    if (const auto text = node->value_exact<std::string>()) {
+        return tomlText(*text);
+    }
+    const auto number = node->value_exact<int64_t>();
+    return number ? QString::number(*number) : QString();
+}
+
 QStringList namesOf(const LineTag& tag) {
     QStringList names{tag.name};
     for (const Point& point : tag.points) {
@@ -73,31 +77,92 @@ QStringList namesOf(const LineTag& tag) {
     return names;
 }
 
+// Adds the tag's names to those that are taken.
+void claimNames(const TomlTable& table, const LineTag& tag, QSet<QString>& taken) {
+    for (const QString& name : namesOf(tag)) {
+        if (taken.contains(name)) {
+            table.refuse(QStringLiteral("the name \"%1\" is taken already").arg(name));
+        }
+        taken.insert(name);
+    }
+}
+
 }  // namespace
 
-struct LineFile::Content {
-    toml::table file;
-    TomlTable top;
-
-    Content(const QString& path, const QByteArray& text) : file(parseToml(path, text)), top(path, file) {}
-};
-
-LineFile::LineFile(const QString& path) : content_(new Content(path, readTomlText(path))) {
-    content_->top.checkKeys({"line", "tag"});
+LineFile::LineFile(const QString& path) : tables_(std::make_unique<PlantTables>(path)) {
+    for (const PlantTables::Tag& tag : tables_->tags()) {
+        const QString name = tag.place.prefix + rawText(tag.table, "name");
+        lineOfTag_.insert(name, tag.line);
+        if (tag.table.has("count")) {
+            lineOfRow_.insert(name, tag.line);
+        }
+    }
 }
 
 LineFile::~LineFile() = default;
 
-void LineFile::apply(LineSettings& settings) const {
-    const TomlTable& file = content_->top;
-    const toml::node* node = file.node("line");
-    if (node == nullptr) {
+QStringList LineFile::lines() const {
+    QStringList names;
+    for (const PlantTables::Line& line : tables_->lines()) {
+        names += line.name;
+    }
+    return names;
+}
+
+int LineFile::lineNamed(const QString& name) const {
+    return tables_->lineNamed(name);
+}
+
+std::optional<int> LineFile::lineOfTag(const QString& name) const {
+    // "out[1]" is a point of "out", or a tag that is called so.
+    const auto own = lineOfTag_.constFind(name);
+    if (own != lineOfTag_.constEnd()) {
+        return *own;
+    }
+    const int bracket = name.endsWith(QLatin1Char(']')) ? name.lastIndexOf(QLatin1Char('[')) : -1;
+    const auto row = bracket < 0 ? lineOfRow_.constEnd() : lineOfRow_.constFind(name.left(bracket));
+    return row == lineOfRow_.constEnd() ? std::nullopt : std::optional<int>(*row);
+}
+
+QVector<LineFile::NamedTag> LineFile::namedTags() const {
+    QVector<NamedTag> named;
+    for (const PlantTables::Tag& tag : tables_->tags()) {
+        const QString name = rawText(tag.table, "name");
+        if (!name.isEmpty()) {
+            const QString station =
+                tag.place.station ? QString::number(*tag.place.station) : rawText(tag.table, "station");
+            named += NamedTag{tag.place.prefix + name,
+                              rawText(tag.table, "type") + QLatin1Char(':') + rawText(tag.table, "address") +
+                                  QLatin1Char('@') + (station.isEmpty() ? QStringLiteral("1") : station),
+                              tag.line};
+        }
+    }
+    return named;
+}
+
+QVector<int> LineFile::linesWithTags() const {
+    QVector<int> found;
+    for (const PlantTables::Tag& tag : tables_->tags()) {
+        if (!found.contains(tag.line)) {
+            found += tag.line;
+        }
+    }
+    std::sort(found.begin(), found.end());
+    return found;
+}
+
+QStringList LineFile::paths() const {
+    return tables_->paths();
+}
+
+void LineFile::apply(LineSettings& settings, int index) const {
+    if (tables_->lines().empty()) {
         return;
     }
-    const TomlTable line = file.table(*node, "line");
+    const TomlTable& line = tables_->lines()[static_cast<std::size_t>(index)].table;
     line.checkKeys({"name", "serial", "tcp", "modbus_tcp", "baud", "parity", "data_bits", "stop_bits",
                     "rs485", "timeout", "late", "retries", "block", "gap", "echo"});
-    takeName(line, settings);
+    settings.name = tables_->lines()[static_cast<std::size_t>(index)].name;
     takeCarrier(line, settings);
     takeSetting(line, "baud", settings, &LineSettings::baud);
     takeSetting(line, "data_bits", settings, &LineSettings::dataBits);
@@ -121,31 +186,37 @@ void LineFile::apply(LineSettings& settings) const {
 }
 
 QVector<LineTag> LineFile::tags(const ItemNotation& notation) const {
-    const TomlTable& file = content_->top;
-    const toml::node* node = file.node("tag");
-    if (node == nullptr) {
-        return {};
-    }
-    if (!node->is_array()) {
-        file.refuse("tag", QStringLiteral("write every tag as a table of its own: [[tag]]"));
-    }
+    return tags(notation, nullptr);
+}
+
+QVector<LineTag> LineFile::tags(const ItemNotation& notation, QStringList* faults) const {
     QVector<LineTag> tags;
     QSet<QString> names;
+    QSet<QString> told;
     int points = 0;
-    for (const toml::node& element : *node->as_array()) {
-        const LineTag tag = readTag(file.table(element, "tag"), notation);
-        for (const QString& name : namesOf(tag)) {
-            if (names.contains(name)) {
-                file.refuse(element.source(), QStringLiteral("the name \"%1\" is taken already").arg(name));
+    for (const PlantTables::Tag& source : tables_->tags()) {
+        try {
+            LineTag tag = readTag(source.table, source.place, notation);
+            tag.line = source.line;
+            claimNames(source.table, tag, names);
+            points += tag.points.size();
+            if (points > MOST_POINTS) {
+                source.table.refuse(
+                    QStringLiteral("there are more than %1 items up to here").arg(MOST_POINTS));
             }
-            names.insert(name);
+            tags += tag;
+        } catch (const UsageError& error) {
+            if (faults == nullptr || points > MOST_POINTS) {
+                throw;
+            }
+            QString fault = error.text();
+            // A template has one for each of its stations; the first is told.
+            const int before = told.size();
+            told.insert(fault.remove(source.place.prefix));
+            if (told.size() > before) {
+                *faults += error.text();
+            }
         }
-        points += tag.points.size();
-        if (points > MOST_POINTS) {
-            file.refuse(element.source(),
-                        QStringLiteral("there are more than %1 items up to here").arg(MOST_POINTS));
-        }
-        tags += tag;
     }
     return tags;
 }

@@ -182,15 +182,16 @@ QString tagName(const TomlTable& table) {
 
 }  // namespace
 
-LineTag readTag(const TomlTable& table, const ItemNotation& notation) {
-    table.checkKeys({"name", "type", "address", "station", "count", "format", "scale", "unit", "min", "max",
-                     "step", "readonly", "verify", "enum", "bits", "interval"});
-    const QString name = tagName(table);
+LineTag readTag(const TomlTable& table, const TagPlace& place, const ItemNotation& notation) {
+    table.checkKeys({"name", "type", "address", "line", "station", "count", "format", "scale", "unit", "min",
+                     "max", "step", "readonly", "verify", "enum", "bits", "interval"});
+    const QString name = place.prefix + tagName(table);
     const QString prefix = QStringLiteral("tag \"%1\": ").arg(name);
     Point point;
     const QString typeName = neededText(table, "type");
     table.blame("type", prefix, [&] { point.type = notation.type(typeName); });
-    point.station = wholeNumber(table, "station", dx7common::LOWEST_STATION, dx7common::HIGHEST_STATION, 1);
+    point.station = place.station.value_or(
+        wholeNumber(table, "station", dx7common::LOWEST_STATION, dx7common::HIGHEST_STATION, 1));
     const bool counted = table.has("count");
     const int count = wholeNumber(table, "count", 1, HIGHEST_TAG_COUNT, 1);
     point.format = tagFormat(table, prefix);
@@ -208,7 +209,8 @@ LineTag readTag(const TomlTable& table, const ItemNotation& notation) {
     point.readOnlyBy = table.flag("readonly").value_or(false) ? table.path() : QString();
     point.verify = table.flag("verify");
     takeInterval(table, prefix, point);
-    LineTag tag{name, {}};
+    LineTag tag;
+    tag.name = name;
     for (int i = 0; i < count; ++i) {
         checkFormat();
         point.name = counted ? QStringLiteral("%1[%2]").arg(name).arg(i) : name;

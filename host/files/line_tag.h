@@ -4,6 +4,7 @@
 #define DX7_HOST_LINE_TAG_H
 
 #include <QVector>
+#include <optional>
 
 #include "host/items/item_notation.h"
 
@@ -11,17 +12,27 @@ namespace dx7 {
 
 class TomlTable;
 
+/// What the place of a tag in its file says of it.
+struct TagPlace {
+    /// Before its name: that of its device, as "conveyor 1/". Empty for one that is no device's.
+    QString prefix;
+    /// The device's; without it the tag says its own.
+    std::optional<int> station;
+};
+
 /// A name of the file and the points that it means.
 struct LineTag {
     QString name;
+    /// Index of its line in the file; 0 where that has none.
+    int line = 0;
     /// One; of a tag with a count so many, "name[0]", "name[1]" and so on.
     QVector<Point> points;
 };
 
-/// The tag of a table [[tag]]: name, type, address, and if given station, count, format, scale, unit, min,
-/// max, step, readonly, verify, enum, bits and interval. Throws UsageError with line and column for whatever
-/// is wrong.
-LineTag readTag(const TomlTable& table, const ItemNotation& notation);
+/// The tag of a table [[tag]]: name, type, address, and if given line, station, count, format, scale, unit,
+/// min, max, step, readonly, verify, enum, bits and interval. Throws UsageError with line and column for
+/// whatever is wrong.
+LineTag readTag(const TomlTable& table, const TagPlace& place, const ItemNotation& notation);
 
 }  // namespace dx7
 

@@ -142,6 +142,20 @@ ValueFormat formatFromOptions(const QStringList& options) {
     return format;
 }
 
+QStringList formatWords() {
+    QStringList words;
+    const NamedFormat* before = nullptr;
+    for (const NamedFormat& named : NAMED_FORMATS) {
+        // A second name follows the first.
+        if (before == nullptr || named.presentation != before->presentation || named.wide != before->wide) {
+            words += QLatin1String(named.name);
+        }
+        before = &named;
+    }
+    return words +
+           QStringList{QStringLiteral("low-first"), QStringLiteral("scale="), QStringLiteral("unit=")};
+}
+
 QString formatText(const ValueFormat& format) {
     QStringList options;
     for (const NamedFormat& named : NAMED_FORMATS) {

@@ -59,6 +59,9 @@ bool hasControlCharacter(const QString& text);
 /// nearest name, and for one that says again what was said.
 void applyFormatOption(ValueFormat& format, const QString& option);
 
+/// The options, each by its first name; what takes a value ends with "=".
+QStringList formatWords();
+
 /// The format that the options of an item text or of a file's key make together.
 ValueFormat formatFromOptions(const QStringList& options);
 

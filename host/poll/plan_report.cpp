@@ -52,9 +52,12 @@ std::optional<PlannedBlock> nextBlock(DriverSession& session, const LineSettings
 
 QVector<PlannedBlock> explainPlan(DriverSession& session, const ItemNotation& notation,
                                   const QVector<Point>& points, const LineSettings& settings) {
+    QVector<PlannedBlock> blocks;
+    if (points.isEmpty()) {
+        return blocks;
+    }
     PollPlan plan(session);
     plan.begin({pollEntries(points)});
-    QVector<PlannedBlock> blocks;
     bool cycleOver = false;
     while (!cycleOver) {
         const std::optional<PlannedBlock> next = nextBlock(session, settings);

@@ -26,6 +26,9 @@ started+=($!)
 await_word ready bus.log
 start_device shared --serial ./station --values values.toml
 port=$(sed -nE 's/^ready on tcp [^ ]*:([0-9]+),.*/\1/p' network.log)
+# The samples, of lines that are here.
+sed -e 's|/dev/ttyUSB0|./line|' -e "s|192.168.0.10:8888|127.0.0.1:$port|" "$SOURCES/docs/plant.toml" >plant.toml
+cp "$SOURCES/docs/drive.toml" .
 
 # run_example COMMAND: its output, with the sample's line in place of that of the document.
 run_example() {

@@ -184,6 +184,26 @@ class WithoutALine(Json):
         self.assertEqual(["block"] * 3 + ["summary"], [line["event"] for line in plan])
         self.assertIsNone(self.run_tool(0, "plan", "F:3.0.25", "--tcp", "127.0.0.1")[1]["cycle_ms"])
 
+    def test_check_of_a_file(self):
+        file = self.folder / "plant.toml"
+        file.write_text(
+            'line = [{ name = "north", serial = "/dev/ttyUSB0" }, { name = "south", tcp = "10.0.0.7" }]\n'
+            'device = [{ name = "fan", line = "north", stations = [1, 2], tag = [\n'
+            '  { name = "speed", type = "AI", address = 0, interval = "500ms" }, { name = "all", type = "FAS", address = 0 },\n'
+            '  { name = "again", type = "FAS", address = 0 }, { name = "a", type = "AI", address = 3, count = 1 },\n'
+            '  { name = "b", type = "FIN", address = 0 }] }, { name = "pump", line = "south", tag = [\n'
+            '  { name = "speed", type = "AI", address = 0, interval = "1s" }] }]\n'
+        )
+        checked = self.run_tool(0, "check", "-c", file)
+        self.assertEqual([0.5, None, 1], [line["interval_ms"] and line["interval_ms"] / 1000 for line in checked if line["event"] == "cost"])
+        self.assertEqual(["fan 1/all", "fan 1/again"], next(line["tags"] for line in checked if line["event"] == "shared"))
+        self.assertIn("1203", [line["register"] for line in checked if line["event"] == "shared"])
+        self.assertEqual([None, None], [line["share"] for line in checked if line.get("line") == "south"])
+        file.write_text(file.read_text().replace('"500ms"', '"1ms"'))
+        self.assertFalse(self.run_tool(1, "check", "-c", file, "--line", "north")[-1]["kept"])
+        file.write_text(file.read_text().replace('"FAS"', '"FAX"'))
+        self.assertEqual(2, self.run_tool(2, "check", "-c", file)[-1]["faults"])
+
     def test_a_dry_run(self):
         requests = self.run_tool(0, "write", "--dry-run", "F:3.0.09,2=1,2", "DO:1@0=1")
         self.assertEqual(["request"] * 3, [line["event"] for line in requests])

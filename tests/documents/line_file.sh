@@ -1,5 +1,6 @@
 #!/usr/bin/env bash
-# The sample docs/line.toml: every key is accepted, those that are commented out, too, and its tags can be used.
+# The samples docs/line.toml and docs/plant.toml: every key is accepted, those that are commented out, too, and the tags can be
+# used.
 source "$(dirname "${BASH_SOURCE[0]}")/common.sh"
 cd "$work"
 
@@ -32,4 +33,18 @@ same "the sample's tags and what is read" "$names" \
 for key in name type address station count format scale unit min max step readonly verify enum bits interval; do
     grep -q "^$key = " line.toml || wrong "the sample has no tag with $key"
 done
-finish "the sample line file is in order"
+# The sample of a plant, with a file that its devices include; the commands in its head.
+start_device plant --tcp 0 --stations 1,2
+port=$(sed -nE 's/^ready on tcp [^ ]*:([0-9]+),.*/\1/p' plant.log)
+sed -e 's|"/dev/ttyUSB0"|"./line"|' -e "s|192.168.0.10:8888|127.0.0.1:$port|" "$SOURCES/docs/plant.toml" >plant.toml
+cp "$SOURCES/docs/drive.toml" .
+"$DX7" check -c plant.toml >checked || wrong "check of the plant: $(cat checked)"
+grep -q '^plant.toml: 2 lines, 11 tags, 11 items, no fault$' checked || wrong "check of the plant says $(cat checked)"
+"$DX7" read -c plant.toml "conveyor 1/speed" >/dev/null || wrong "conveyor 1"
+"$DX7" monitor -c plant.toml --line north --log north.csv --seconds 0.3 >/dev/null || wrong "monitor of a line"
+grep -q '^[^,]*,north,conveyor 1/speed,AI:0@1,1,' north.csv || wrong "the log has $(cat north.csv)"
+"$DX7" write -c plant.toml "pump/ramp time=12.5" >/dev/null || wrong "pump"
+"$DX7" scan -c plant.toml --line south --stations 1-2 >/dev/null || wrong "scan of a line"
+same "the plant's tags" "$("$DX7" read -c plant.toml --line south | sed -E 's/ = .*//')" \
+    $'pump/speed\npump/status\npump/ramp time\npump/flow\ngate open'
+finish "the sample files are in order"

@@ -101,22 +101,22 @@ TEST_P(FaultOfATag, IsNamedWithItsPlace) {
 
 INSTANTIATE_TEST_SUITE_P(
     Limits, FaultOfATag,
-    testing::Values(Fault{"min = \"low\"", "5:7: min is not a number"},
-                    Fault{"min = 5\nmax = 4", "6:7: tag \"a\": max: min 5 is more than max 4"},
-                    Fault{"step = 0", "5:8: tag \"a\": step: step 0 is not more than 0"},
-                    Fault{"max = 65536",
-                          "5:7: tag \"a\": max: value 65536 for F is out of range, it must be 0 to 65535"},
-                    Fault{"scale = 0.1\nunit = \"s\"\nmin = 0.05",
-                          "7:7: tag \"a\": min: value 0.05 for F is not a multiple of its scale 0.1, the "
-                          "nearest are 0.0 and "
-                          "0.1 s"},
-                    Fault{"min = 0.5", "5:7: tag \"a\": min: value 0.5 for F is not a whole number"},
-                    Fault{"readonly = 1", "5:12: readonly is not true or false"},
-                    Fault{"verify = \"yes\"", "5:10: verify is not true or false"},
-                    Fault{"maximum = 1",
-                          "5:1: key \"maximum\" is unknown, here are name, type, address, station, count, "
-                          "format, scale, unit, "
-                          "min, max, step, readonly, verify, enum, bits, interval"}));
+    testing::Values(
+        Fault{"min = \"low\"", "5:7: min is not a number"},
+        Fault{"min = 5\nmax = 4", "6:7: tag \"a\": max: min 5 is more than max 4"},
+        Fault{"step = 0", "5:8: tag \"a\": step: step 0 is not more than 0"},
+        Fault{"max = 65536", "5:7: tag \"a\": max: value 65536 for F is out of range, it must be 0 to 65535"},
+        Fault{"scale = 0.1\nunit = \"s\"\nmin = 0.05",
+              "7:7: tag \"a\": min: value 0.05 for F is not a multiple of its scale 0.1, the "
+              "nearest are 0.0 and "
+              "0.1 s"},
+        Fault{"min = 0.5", "5:7: tag \"a\": min: value 0.5 for F is not a whole number"},
+        Fault{"readonly = 1", "5:12: readonly is not true or false"},
+        Fault{"verify = \"yes\"", "5:10: verify is not true or false"},
+        Fault{"maximum = 1",
+              "5:1: key \"maximum\" is unknown, here are name, type, address, line, station, count, "
+              "format, scale, unit, "
+              "min, max, step, readonly, verify, enum, bits, interval"}));
 
 INSTANTIATE_TEST_SUITE_P(
     Names, FaultOfATag,

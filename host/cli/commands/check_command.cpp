@@ -1,6 +1,8 @@
+#include "host/cli/commands/check_file.h"
 #include "host/cli/commands/commands.h"
 #include "host/cli/connection.h"
 #include "host/cli/output.h"
+#include "host/cli/value_offers.h"
 #include "host/error.h"
 #include "host/poll/wire_access.h"
 
@@ -78,6 +80,18 @@ void printPoint(const Point& first, int count, const Access& access, bool json) 
 
 int runCheck(const CheckOptions& options) {
     const Driver loaded(options);
+    if (options.lineFile() != nullptr) {
+        if (!options.items.empty()) {
+            throw UsageError(QStringLiteral("check looks at a file (-c) or at items, not at both"));
+        }
+        return checkFile(loaded, options);
+    }
+    if (options.items.empty()) {
+        throw UsageError(QStringLiteral(
+            "nothing is named to be checked: write TYPE:ADDRESS[,COUNT][@STATION[-LAST]], or name a "
+            "file (-c FILE)"));
+    }
+    options.chosenLine();
     DriverSession session(loaded.library.functions(), propertyText(LineSettings(), 1));
     bool valid = true;
     for (const std::string& item : options.items) {
@@ -106,16 +120,23 @@ int runCheck(const CheckOptions& options) {
 void addCheckCommand(CommandLine& program) {
     auto options = std::make_shared<CheckOptions>();
     CommandLine& command =
-        program.addCommand("check", "Checks addresses, and says what the driver makes of others");
-    command.add("items", &options->items, "TYPE:ADDRESS[,COUNT][@STATION[-LAST]]").demand().named("ITEM");
+        program.addCommand("check", "Checks addresses, or a whole file (-c), without a line");
+    command.add("items", &options->items, "TYPE:ADDRESS[,COUNT][@STATION[-LAST]]")
+        .named("ITEM")
+        .suggest(itemOffer(ItemWords::Plain));
     addDriverOption(command, *options);
     addJsonOption(command, *options);
+    addFileOptions(command, *options);
     command.footer(
         "Examples:\n"
         "  dx7 check F:3.0.25\n"
         "  dx7 check DO:1,2 AI:0,4 F:F.0.55\n"
+        "  dx7 check -c plant.toml\n"
         "Function codes are decimal and registers hexadecimal, as on the wire.\n"
-        "Exit code 2 when one of them is not valid. A panel's host may take more: what the driver alone "
+        "Of a file: each fault, tags that read the same register, and what polling costs each line at its "
+        "intervals.\n"
+        "Exit code 2 when anything is not valid, 1 when a line cannot keep its intervals. A panel's host may "
+        "take more: what the driver alone "
         "takes,\n"
         "such as F:F.#.55, is named.");
     command.action([options] { return runCheck(*options); });

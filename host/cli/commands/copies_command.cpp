@@ -1,6 +1,7 @@
 #include "host/cli/commands/commands.h"
 #include "host/cli/connection.h"
 #include "host/cli/output.h"
+#include "host/cli/value_offers.h"
 #include "host/error.h"
 
 namespace dx7::cli {
@@ -76,7 +77,10 @@ void addCopiesCommand(CommandLine& program) {
     auto options = std::make_shared<CopiesOptions>();
     CommandLine& command =
         program.addCommand("copies", "Shows the addresses that the driver gives copies of an object");
-    command.add("item", &options->item, "TYPE:ADDRESS of the first one").demand().named("ITEM");
+    command.add("item", &options->item, "TYPE:ADDRESS of the first one")
+        .demand()
+        .named("ITEM")
+        .suggest(itemOffer(ItemWords::Plain));
     command.add("copies", &options->copies, "How many, the first one included, at most 1000")
         .demand()
         .check(wholeNumber)

@@ -8,6 +8,7 @@
 #include "host/cli/screen/statistics_output.h"
 #include "host/cli/stop_signal.h"
 #include "host/cli/value_log.h"
+#include "host/cli/value_offers.h"
 #include "host/duration_text.h"
 #include "host/error.h"
 #include "host/files/wall_clock.h"
@@ -296,10 +297,12 @@ int runMonitor(const MonitorOptions& options) {
 
 void addMonitorCommand(CommandLine& program) {
     auto options = std::make_shared<MonitorOptions>();
+    options->named = &options->items;
     CommandLine& command = program.addCommand("monitor", "Polls items and shows every change, until Ctrl-C");
     command
         .add("items", &options->items, "TYPE:ADDRESS[,COUNT][@STATION[-LAST]][/FORMAT...], or names of tags")
-        .named("ITEM");
+        .named("ITEM")
+        .suggest(itemOffer(ItemWords::Read));
     command.add("--seconds", &options->seconds, "Stop after so many seconds").check(anyNumber).named("N");
     command.add("--count", &options->count, "Stop after so many lines of values")
         .check(wholeNumber)
@@ -310,7 +313,8 @@ void addMonitorCommand(CommandLine& program) {
                 "Print values at once, too, before they are proven to be no other request's");
     command.add("--interval", &options->interval, "Poll each item so often; a tag's own interval goes first")
         .check(notEmpty)
-        .named("TIME");
+        .named("TIME")
+        .suggest({"100ms", "500ms", "1s", "10s", "1min"});
     addLogOptions(command, options->log);
     command.add("--stats", &options->stats, "Print the statistics of the line at the end");
     addDeviceOptions(command, *options);

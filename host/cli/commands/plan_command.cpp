@@ -1,6 +1,7 @@
 #include "host/cli/commands/commands.h"
 #include "host/cli/connection.h"
 #include "host/cli/output.h"
+#include "host/cli/value_offers.h"
 #include "host/exchange/rtu_frame.h"
 #include "host/poll/plan_report.h"
 
@@ -101,9 +102,11 @@ int runPlan(const PlanOptions& options) {
 
 void addPlanCommand(CommandLine& program) {
     auto options = std::make_shared<PlanOptions>();
+    options->named = &options->items;
     CommandLine& command = program.addCommand("plan", "Shows the requests that the driver would poll with");
     command.add("items", &options->items, "TYPE:ADDRESS[,COUNT][@STATION[-LAST]], or names of tags")
-        .named("ITEM");
+        .named("ITEM")
+        .suggest(itemOffer(ItemWords::Read));
     addDriverOption(command, *options);
     addJsonOption(command, *options);
     addLineOptions(command, *options);

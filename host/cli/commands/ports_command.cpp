@@ -4,6 +4,7 @@
 #include "host/cli/output.h"
 #include "host/cli/port_output.h"
 #include "host/cli/stop_signal.h"
+#include "host/cli/value_offers.h"
 #include "host/error.h"
 
 namespace dx7::cli {
@@ -93,6 +94,7 @@ void addPortsCommand(CommandLine& program) {
         program.addCommand("ports", "Lists the serial ports, who has them open, and tests one");
     command.add("--loopback", &options->loopbackPort, "Test this port, whose TX and RX are bridged")
         .named("PORT")
+        .suggest(portOffer())
         .check(notEmpty);
     addDriverOption(command, *options);
     addJsonOption(command, *options);

@@ -195,9 +195,11 @@ void addRawCommand(CommandLine& program) {
     command.add("--frame", &options->frame, "The bytes begin with the station");
     command.add("--as", &options->as, "Show registers as u16, s16, hex, u32, s32, f32, ...; as f32/low-first")
         .named("FORMAT")
+        .suggest({"u16", "s16", "hex", "u32", "s32", "f32", "hex32"})
         .check(notEmpty);
     command.add("--repeat", &options->repeat, "Again and again, such as 1s or 500ms, until Ctrl-C")
         .named("INTERVAL")
+        .suggest({"100ms", "500ms", "1s", "10s", "1min"})
         .check(notEmpty);
     command.add("--count", &options->count, "With --repeat: so often").check(wholeNumber).named("N");
     addDeviceOptions(command, *options);

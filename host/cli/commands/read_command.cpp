@@ -1,6 +1,7 @@
 #include "host/cli/commands/commands.h"
 #include "host/cli/connection.h"
 #include "host/cli/output.h"
+#include "host/cli/value_offers.h"
 #include "host/error.h"
 #include "host/poll/one_shot_read.h"
 
@@ -66,10 +67,12 @@ int runRead(const ReadOptions& options) {
 
 void addReadCommand(CommandLine& program) {
     auto options = std::make_shared<ReadOptions>();
+    options->named = &options->items;
     CommandLine& command = program.addCommand("read", "Reads items once");
     command
         .add("items", &options->items, "TYPE:ADDRESS[,COUNT][@STATION[-LAST]][/FORMAT...], or names of tags")
-        .named("ITEM");
+        .named("ITEM")
+        .suggest(itemOffer(ItemWords::Read));
     addDeviceOptions(command, *options);
     command.footer(
         "Examples:\n"

@@ -1,6 +1,7 @@
 #include "host/cli/commands/commands.h"
 #include "host/cli/commands/write_preview.h"
 #include "host/cli/commands/write_report.h"
+#include "host/cli/value_offers.h"
 #include "host/error.h"
 
 namespace dx7::cli {
@@ -70,6 +71,7 @@ int runWrite(const WriteOptions& options) {
 
 void addWriteCommand(CommandLine& program) {
     auto options = std::make_shared<WriteOptions>();
+    options->named = &options->items;
     options->inUseHint =
         "where that is dx7 monitor with its live table, the key w writes there; else end it first";
     CommandLine& command = program.addCommand("write", "Writes items, in the order given");
@@ -78,7 +80,8 @@ void addWriteCommand(CommandLine& program) {
              "TYPE:ADDRESS[,COUNT][@STATION[-LAST]][/FORMAT...]=VALUE[,VALUE...], or TAG=VALUE[,VALUE...]; "
              "as many values as the count, 1 without")
         .demand()
-        .named("ITEM=VALUE");
+        .named("ITEM=VALUE")
+        .suggest(itemOffer(ItemWords::Written));
     const auto& verify = command.add("--verify", &options->verify,
                                      "Fail unless every value reads back equal, of CW, DO and the like, too");
     command.add("--no-verify", &options->noVerify, "Read nothing back: an acknowledgement is enough")
