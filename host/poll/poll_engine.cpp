@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <limits>
-#include <set>
 #include <utility>
 
 namespace dx7 {
@@ -48,6 +47,7 @@ PollEngine::PollEngine(DriverSession& session, CommLoop& loop, const LineSetting
     : session_(session),
       loop_(loop),
       settings_(settings),
+      values_(events_),
       polling_(session, silentIntervalUs(settings)),
       statistics_(nowUs) {
     CommLoop::Observers observers;
@@ -58,7 +58,7 @@ PollEngine::PollEngine(DriverSession& session, CommLoop& loop, const LineSetting
 }
 
 void PollEngine::watch(const QVector<Point>& points, qint64 nowUs) {
-    table_.setPoints(points, nowUs);
+    values_.watch(points, nowUs);
     polling_.watch(points, nowUs);
     for (const Point& point : points) {
         loop_.exchange().setProbed(point.station, false);
@@ -135,7 +135,7 @@ bool PollEngine::begin(qint64 nowUs) {
     if (loop_.betweenOperations()) {
         const Turn turn = concluding_ ? Turn() : polling_.next(nowUs);
         if (turn.begins) {
-            reportUnread(turn.unread, nowUs);
+            values_.unread(turn.unread, nowUs);
             tellNotices();
         }
         if (probe(turn, nowUs)) {
@@ -178,7 +178,7 @@ bool PollEngine::probe(const Turn& turn, qint64 nowUs) {
         return false;
     }
     const int station = *turn.station;
-    const auto& points = table_.points();
+    const auto& points = table().points();
     const auto* const point = std::find_if(
         points.begin(), points.end(), [&](const Point& candidate) { return candidate.station == station; });
     polling_.beginOwn(nowUs);
@@ -208,11 +208,7 @@ void PollEngine::endQuery(qint64 nowUs) {
 // A silent station did not answer.
 void PollEngine::failProbe(int station, qint64 nowUs) {
     polling_.endProbe(station, nowUs);
-    for (int i = 0; events_.reading && i < table_.size(); ++i) {
-        if (table_.points().at(i).station == station && !table_.points().at(i).intervalUs) {
-            events_.reading(table_.attempt(i, nowUs));
-        }
-    }
+    values_.silent(station, nowUs);
 }
 
 DueUs PollEngine::nextDueUs(qint64 nowUs) const {
@@ -249,7 +245,7 @@ void PollEngine::countOthers() {
             last = station;
         }
     };
-    for (const Point& point : table_.points()) {
+    for (const Point& point : table().points()) {
         consider(point.station);
     }
     if (active_) {
@@ -271,7 +267,7 @@ void PollEngine::handOver(const Turn& turn, qint64 nowUs) {
         queue_.pop_front();
         begin(next);
     } else if (turn.read && !queries_.queued()) {
-        const auto& points = table_.points();
+        const auto& points = table().points();
         const auto* const point = std::find_if(points.begin(), points.end(), [&](const Point& candidate) {
             return candidate.type.name == turn.read->regType;
         });
@@ -330,14 +326,7 @@ void PollEngine::failRead(const Transaction& transaction, const ItemRange& range
     const bool planned =
         transaction.frame.opKind == TAG_CYCLIC || (active_ && current_.kind == Operation::Alone);
     if (!refused || !planned) {
-        fail(range, outcomeText(transaction), refused, transaction.endUs);
-    }
-}
-
-void PollEngine::fail(const ItemRange& range, const QString& fault, bool refused, qint64 nowUs) {
-    reportPoints(table_.fail(range, fault, refused, nowUs), events_.value);
-    if (events_.reading) {
-        reportReadings(table_.attempts(range, nowUs));
+        values_.fail(range, outcomeText(transaction), refused, transaction.endUs);
     }
 }
 
@@ -369,7 +358,7 @@ void PollEngine::failRefused(const Transaction& transaction) {
         range.address = 0;
         range.count = std::numeric_limits<int>::max();
     }
-    fail(range, outcomeText(transaction), true, transaction.endUs);
+    values_.fail(range, outcomeText(transaction), true, transaction.endUs);
 }
 
 void PollEngine::onCycleEnd(qint64 nowUs) {
@@ -380,7 +369,7 @@ void PollEngine::onCycleEnd(qint64 nowUs) {
     for (const int station : polling_.cycleEnded(nowUs)) {
         countOthers();
         loop_.exchange().setProbed(station, true);
-        reportPoints(table_.failStation(station, silenceCauses_.value(station), nowUs), events_.value);
+        values_.failStation(station, silenceCauses_.value(station), nowUs);
         if (events_.station) {
             events_.station(station, false);
         }
@@ -434,7 +423,7 @@ void PollEngine::onOperationEnd(const Transaction& transaction) {
     const Operation ended = current_;
     Transaction last = transaction;
     if (last.good() && ended.kind == Operation::Read) {
-        last.items = heldReads_.lastItems();
+        last.items = values_.lastItems();
     }
     if (last.ticket && last.answered()) {
         heldOperations_.hold(ended, last);
@@ -461,53 +450,17 @@ void PollEngine::tellNotices() {
 
 void PollEngine::takeValues(const Transaction& transaction, const ItemRange& range) {
     const bool writing = active_ && current_.kind == Operation::Write;
-    const ReadItems read =
-        heldReads_.hold(session_, range, itemBytes(transaction.frame), writing ? &current_.range : nullptr,
-                        transaction.endUs, transaction.ticket.value_or(0));
-    changed_.clear();
-    table_.arrive(read, &changed_);
-    reportPoints(changed_, events_.fresh);
+    values_.arrived(session_, range, itemBytes(transaction.frame), writing ? &current_.range : nullptr,
+                    transaction.endUs, transaction.ticket.value_or(0));
 }
 
 void PollEngine::onSettled(quint64 ticket, bool good) {
-    changed_.clear();
-    readings_.clear();
-    heldReads_.settle(ticket, good, table_, &changed_, events_.reading ? &readings_ : nullptr);
-    reportPoints(changed_, events_.value);
-    reportReadings(readings_);
+    values_.settle(ticket, good);
     heldOperations_.settle(ticket, good);
 }
 
-template <typename Points>
-void PollEngine::reportPoints(const Points& points, const std::function<void(int point)>& report) {
-    if (report) {
-        for (const int point : points) {
-            report(point);
-        }
-    }
-}
-
-void PollEngine::reportReadings(const std::vector<Reading>& readings) const {
-    for (const Reading& reading : readings) {
-        events_.reading(reading);
-    }
-}
-
-void PollEngine::reportUnread(const QVector<ItemRange>& entries, qint64 nowUs) const {
-    // A value of two items is one.
-    std::set<int> points;
-    for (int i = 0; events_.reading && i < entries.size(); ++i) {
-        for (const Reading& reading : table_.attempts(entries.at(i), nowUs)) {
-            points.insert(reading.point);
-        }
-    }
-    for (const int point : points) {
-        events_.reading(table_.attempt(point, nowUs));
-    }
-}
-
 void PollEngine::advanceWithoutLine(qint64 nowUs) {
-    reportUnread(polling_.missed(nowUs), nowUs);
+    values_.unread(polling_.missed(nowUs), nowUs);
 }
 
 void PollEngine::lineLost(qint64 nowUs) {
@@ -515,10 +468,7 @@ void PollEngine::lineLost(qint64 nowUs) {
     queries_.lineLost(loop_.exchange().awaiting());
     HeldOperations held = std::exchange(heldOperations_, {});
     loop_.lineLost();
-    reportPoints(table_.lineLost(nowUs), events_.value);
-    for (int i = 0; events_.reading && i < table_.size(); ++i) {
-        events_.reading(table_.attempt(i, nowUs));
-    }
+    values_.lineLost(nowUs);
     if (events_.line) {
         events_.line(false);
     }
@@ -526,7 +476,7 @@ void PollEngine::lineLost(qint64 nowUs) {
 }
 
 void PollEngine::lineBack(qint64 nowUs) {
-    table_.lineBack(nowUs);
+    values_.lineBack(nowUs);
     polling_.lineBack(nowUs);
     if (events_.line) {
         events_.line(true);

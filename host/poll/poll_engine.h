@@ -6,54 +6,17 @@
 
 #include <QMap>
 #include <deque>
-#include <functional>
 
 #include "host/exchange/comm_loop.h"
 #include "host/exchange/statistics.h"
 #include "host/exchange/status_queries.h"
+#include "host/poll/engine_events.h"
 #include "host/poll/held_operations.h"
-#include "host/poll/held_reads.h"
 #include "host/poll/operation.h"
 #include "host/poll/polling.h"
-#include "host/poll/value_table.h"
+#include "host/poll/value_reports.h"
 
 namespace dx7 {
-
-/// The answer to a status query that query() asked for.
-struct QueryAnswer {
-    int station = 0;
-    /// The status byte.
-    int status = 0;
-    /// Above 0: the station refused.
-    int exceptionCode = 0;
-    /// From the end of the query to the last byte of its answer.
-    qint64 afterUs = 0;
-};
-
-/// What a program that shows values gets.
-struct EngineEvents {
-    /// The table's told() of a point changed.
-    std::function<void(int point)> value;
-    /// A point has a new value that is not proven yet.
-    std::function<void(int point)> fresh;
-    /// Every reading that is settled, and every attempt that failed: of an item with an interval at each of
-    /// its times, of another one whenever it is asked.
-    std::function<void(const Reading&)> reading;
-    /// Every request that ended.
-    std::function<void(const Transaction&)> transaction;
-    /// Everything else that was met on the line.
-    std::function<void(const ExchangeNote&)> note;
-    /// A status query was answered, in time or late.
-    std::function<void(const QueryAnswer&)> answer;
-    /// A station was taken out of the plan or is back in it.
-    std::function<void(int station, bool alive)> station;
-    /// The line was lost or is back.
-    std::function<void(bool open)> line;
-    /// A cycle of the plan is over.
-    std::function<void()> cycle;
-    /// Something was found out about a station, as a sentence.
-    std::function<void(const QString&)> notice;
-};
 
 /// Stepwise: it takes time and bytes in and gives bytes and the next due time out, and waits for nothing.
 /// One-off operations are handed to the driver one after the other, so that the end of each is known for
@@ -109,7 +72,7 @@ public:
 
     /// Where the bytes to send are, and what is awaited: for who runs the line.
     Exchange& exchange() { return loop_.exchange(); }
-    const ValueTable& table() const { return table_; }
+    const ValueTable& table() const { return values_.table(); }
     const Statistics& statistics() const { return statistics_; }
     const StationHealth& health() const { return polling_.health(); }
     const RefusedItems& refused() const { return polling_.refused(); }
@@ -134,11 +97,6 @@ private:
     void onCycleEnd(qint64 nowUs);
     void onAlive(int station);
     void takeValues(const Transaction& transaction, const ItemRange& range);
-    template <typename Points>
-    static void reportPoints(const Points& points, const std::function<void(int point)>& report);
-    void reportReadings(const std::vector<Reading>& readings) const;
-    void reportUnread(const QVector<ItemRange>& entries, qint64 nowUs) const;
-    void fail(const ItemRange& range, const QString& fault, bool refused, qint64 nowUs);
     void failProbe(int station, qint64 nowUs);
     void tellNotices();
     void handOver(const Turn& turn, qint64 nowUs);
@@ -150,7 +108,7 @@ private:
     CommLoop& loop_;
     LineSettings settings_;
     EngineEvents events_;
-    ValueTable table_;
+    ValueReports values_;
     Polling polling_;
     Statistics statistics_;
     std::deque<Operation> queue_;
@@ -169,11 +127,7 @@ private:
     qint64 stalledUntilUs_ = 0;
     /// Why each station's last read failed; empty for one that has answered.
     QMap<int, QString> silenceCauses_;
-    HeldReads heldReads_;
     HeldOperations heldOperations_;
-    /// Kept for its memory.
-    std::vector<int> changed_;
-    std::vector<Reading> readings_;
 };
 
 }  // namespace dx7
