@@ -7,6 +7,7 @@
 
 #include "host/cli/value_offers.h"
 #include "host/error.h"
+#include "host/files/named_items.h"
 #include "host/number_text.h"
 
 namespace dx7::cli {
@@ -54,6 +55,20 @@ QVector<int> linesNamed(const LineFile& file, const std::vector<std::string>& ar
     return lines;
 }
 
+// A name that is misspelt tells nothing of its line.
+void refuseUnknownName(const LineFile& file, const std::vector<std::string>& arguments) {
+    for (const std::string& argument : arguments) {
+        const QString name = text(argument).left(text(argument).lastIndexOf(QLatin1Char('=')));
+        if (!name.contains(QLatin1Char(':'))) {
+            QStringList tags;
+            for (const LineFile::NamedTag& tag : file.namedTags()) {
+                tags += tag.name;
+            }
+            refuseName(name, tags);
+        }
+    }
+}
+
 // The line called `asked` (empty: none is), else that of the tags which are named.
 int chosenOf(const LineFile& file, const QString& asked, const std::vector<std::string>* named) {
     const QVector<int> lines = named == nullptr  ? QVector<int>()
@@ -75,6 +90,9 @@ int chosenOf(const LineFile& file, const QString& asked, const std::vector<std::
                              .arg(lineList(file, lines)));
     }
     if (lines.isEmpty() && file.lines().size() > 1) {
+        if (named != nullptr) {
+            refuseUnknownName(file, *named);
+        }
         throw UsageError(QStringLiteral("%1 has several lines, name one with --line: %2")
                              .arg(file.paths().first(), file.lines().join(QStringLiteral(", "))));
     }
@@ -259,10 +277,10 @@ LineSettings lineSettings(const CommonOptions& options, const QString& driverPar
     return settings;
 }
 
-LineSettings fileSettings(const CommonOptions& options, const QString& driverParameter, int line) {
+LineSettings fileSettings(const LineFile& file, const QString& driverParameter, int line) {
     LineSettings settings;
     applyDriverDefaults(settings, driverParameter);
-    options.lineFile()->apply(settings, line);
+    file.apply(settings, line);
     if (settings.carrier == Carrier::None) {
         settings.carrier = Carrier::Serial;
     }

@@ -89,7 +89,8 @@ void claimNames(const TomlTable& table, const LineTag& tag, QSet<QString>& taken
 
 }  // namespace
 
-LineFile::LineFile(const QString& path) : tables_(std::make_unique<PlantTables>(path)) {
+LineFile::LineFile(const QString& path, QStringList* faults)
+    : tables_(std::make_unique<PlantTables>(path, faults)) {
     for (const PlantTables::Tag& tag : tables_->tags()) {
         const QString name = tag.place.prefix + rawText(tag.table, "name");
         lineOfTag_.insert(name, tag.line);

@@ -19,7 +19,7 @@ class PlantTables;
 class LineFile {
 public:
     /// Throws UsageError as PlantTables does.
-    explicit LineFile(const QString& path);
+    explicit LineFile(const QString& path, QStringList* faults = nullptr);
     ~LineFile();
 
     /// The names of its lines, in their order; empty for one without a name. None without a line.

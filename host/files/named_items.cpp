@@ -5,6 +5,21 @@
 
 namespace dx7 {
 
+namespace {
+
+// As a part of a sentence; empty without one.
+QString nearestTag(const QString& nearest) {
+    return nearest.isNull() ? QString() : QStringLiteral("; the nearest tag is \"%1\"").arg(nearest);
+}
+
+}  // namespace
+
+void refuseName(const QString& typed, const QStringList& tags) {
+    throw UsageError(QStringLiteral("\"%1\" is neither an item (TYPE:ADDRESS[,COUNT][@STATION[-LAST]]) nor a "
+                                    "tag of the file%2")
+                         .arg(typed, nearestTag(nearestName(tags, typed))));
+}
+
 NamedItems::NamedItems(const ItemNotation& notation, const QVector<LineTag>& tags) : notation_(notation) {
     QVector<Point> points;
     for (const LineTag& tag : tags) {
@@ -66,18 +81,11 @@ void NamedItems::refuse(const QString& typed, const QString& fault) const {
     if (byName_.isEmpty() || typed.isEmpty()) {
         throw UsageError(fault);
     }
-    const QString nearest = nearestName(byName_.keys(), typed);
-    const bool item = typed.contains(QLatin1Char(':'));
-    if (item && (nearest.isNull() || !nearest.contains(QLatin1Char(':')))) {
-        throw UsageError(fault);
+    if (!typed.contains(QLatin1Char(':'))) {
+        refuseName(typed, byName_.keys());
     }
-    const QString hint =
-        nearest.isNull() ? QString() : QStringLiteral("; the nearest tag is \"%1\"").arg(nearest);
-    throw UsageError(
-        item ? fault + hint
-             : QStringLiteral("\"%1\" is neither an item (TYPE:ADDRESS[,COUNT][@STATION[-LAST]]) nor a "
-                              "tag of the file%2")
-                   .arg(typed, hint));
+    const QString nearest = nearestName(byName_.keys(), typed);
+    throw UsageError(nearest.contains(QLatin1Char(':')) ? fault + nearestTag(nearest) : fault);
 }
 
 }  // namespace dx7

@@ -11,6 +11,9 @@
 
 namespace dx7 {
 
+/// Throws the UsageError of a text that is neither an item nor one of the tags, with the nearest of these.
+[[noreturn]] void refuseName(const QString& typed, const QStringList& tags);
+
 /// Items and tags by the texts that users type. All functions throw UsageError with a sentence that names the
 /// text, the fault, and the nearest tag. It calls the driver, so on the thread of its session.
 class NamedItems {

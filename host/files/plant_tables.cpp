@@ -91,9 +91,27 @@ struct PlantTables::Device {
     QVector<TagPlace> places;
 };
 
-PlantTables::PlantTables(const QString& path) {
+PlantTables::PlantTables(const QString& path, QStringList* faults) : faults_(faults) {
     readFile(path, {});
     resolveLines();
+    faults_ = nullptr;
+}
+
+// A step with a fault ends, and so does the reading where faults are not collected.
+template <typename Step>
+void PlantTables::attempt(const Step& step) {
+    if (faults_ == nullptr) {
+        step();
+        return;
+    }
+    try {
+        step();
+    } catch (const UsageError& error) {
+        // A template is read for each of its devices.
+        if (!faults_->contains(error.text())) {
+            *faults_ += error.text();
+        }
+    }
 }
 
 const toml::table& PlantTables::content(const QString& path, const QString& identity) {
@@ -110,16 +128,20 @@ const toml::table& PlantTables::content(const QString& path, const QString& iden
 void PlantTables::readFile(const QString& path, const Chain& chain) {
     const QString identity = identityOf(path);
     const TomlTable file(path, content(path, identity));
-    file.checkKeys({"include", "line", "tag", "device"});
+    attempt([&] { file.checkKeys({"include", "line", "tag", "device"}); });
     const Chain own = chain + QStringList{identity};
-    include(file, own, [&](const QString& included) { readFile(included, own); });
-    readLines(file);
-    for (const TomlTable& tag : tablesOf(file, "tag", "[[tag]]")) {
-        pending_.push_back(Pending{Tag{tag, TagPlace(), 0}, tag});
-    }
-    for (const TomlTable& device : tablesOf(file, "device", "[[device]]")) {
-        readDevice(device, own);
-    }
+    attempt([&] { include(file, own, [&](const QString& included) { readFile(included, own); }); });
+    attempt([&] { readLines(file); });
+    attempt([&] {
+        for (const TomlTable& tag : tablesOf(file, "tag", "[[tag]]")) {
+            pending_.push_back(Pending{Tag{tag, TagPlace(), 0}, tag});
+        }
+    });
+    attempt([&] {
+        for (const TomlTable& device : tablesOf(file, "device", "[[device]]")) {
+            attempt([&] { readDevice(device, own); });
+        }
+    });
 }
 
 // Calls `read` with each file that the table includes, by a path from here.
@@ -133,32 +155,36 @@ void PlantTables::include(const TomlTable& table, const Chain& chain, const Read
         table.refuse("include", QStringLiteral("include is not a list of files, as [\"drive.toml\"]"));
     }
     for (const toml::node& element : *node->as_array()) {
-        const auto name = element.value_exact<std::string>();
-        if (!name || name->empty()) {
-            table.refuse(element.source(),
-                         QStringLiteral("include: what is included is not the name of a file"));
-        }
-        if (++includes_ > MOST_INCLUDES) {
-            table.refuse(element.source(),
-                         QStringLiteral("more than %1 files are included up to here").arg(MOST_INCLUDES));
-        }
-        const QString folder = QFileInfo(table.path()).path();
-        const QString named = tomlText(*name);
-        const QString path = QDir::isAbsolutePath(named) || folder == QLatin1String(".")
-                                 ? named
-                                 : QDir::cleanPath(folder + QLatin1Char('/') + named);
-        if (chain.contains(identityOf(path))) {
-            table.refuse(element.source(), QStringLiteral("%1 is included by itself").arg(path));
-        }
-        const QFileInfo file(path);
-        if (file.exists() && !file.isFile()) {
-            table.refuse(element.source(), QStringLiteral("%1 is not a file").arg(path));
-        }
-        if (!byIdentity_.contains(identityOf(path)) && !(file.exists() && file.isReadable())) {
-            table.blame(element.source(), QString(), [&] { readTomlText(path); });
-        }
-        read(path);
+        attempt([&] { read(includedPath(table, element, chain)); });
     }
+}
+
+// The path from here of what is included.
+QString PlantTables::includedPath(const TomlTable& table, const toml::node& element, const Chain& chain) {
+    const auto name = element.value_exact<std::string>();
+    if (!name || name->empty()) {
+        table.refuse(element.source(), QStringLiteral("include: what is included is not the name of a file"));
+    }
+    if (++includes_ > MOST_INCLUDES) {
+        table.refuse(element.source(),
+                     QStringLiteral("more than %1 files are included up to here").arg(MOST_INCLUDES));
+    }
+    const QString folder = QFileInfo(table.path()).path();
+    const QString named = tomlText(*name);
+    const QString path = QDir::isAbsolutePath(named) || folder == QLatin1String(".")
+                             ? named
+                             : QDir::cleanPath(folder + QLatin1Char('/') + named);
+    if (chain.contains(identityOf(path))) {
+        table.refuse(element.source(), QStringLiteral("%1 is included by itself").arg(path));
+    }
+    const QFileInfo file(path);
+    if (file.exists() && !file.isFile()) {
+        table.refuse(element.source(), QStringLiteral("%1 is not a file").arg(path));
+    }
+    if (!byIdentity_.contains(identityOf(path)) && !(file.exists() && file.isReadable())) {
+        table.blame(element.source(), QString(), [&] { readTomlText(path); });
+    }
+    return path;
 }
 
 void PlantTables::readLines(const TomlTable& file) {
@@ -168,7 +194,7 @@ void PlantTables::readLines(const TomlTable& file) {
         return;
     }
     for (const TomlTable& line : tablesOf(file, "line", "[[line]]")) {
-        addLine(line, true);
+        attempt([&] { addLine(line, true); });
     }
 }
 
@@ -226,7 +252,8 @@ void PlantTables::readTags(const TomlTable& file, const Device& device) {
         for (const TomlTable& tag : tags) {
             for (const char* key : {"station", "line"}) {
                 if (tag.has(key)) {
-                    tag.refuse(key, QStringLiteral("%1 is the device's to say").arg(QLatin1String(key)));
+                    tag.refuse(key,
+                               QStringLiteral("the device says %1, not its tags").arg(QLatin1String(key)));
                 }
             }
             if (pending_.size() >= MOST_TAG_TABLES) {
@@ -262,14 +289,17 @@ void PlantTables::resolveLines() {
         names += line.name;
     }
     for (Pending& pending : pending_) {
-        const auto line = pending.owner.text("line");
-        if (line) {
-            pending.owner.blame("line", QString(), [&] { pending.tag.line = lineNamed(*line); });
-        } else if (lines_.size() > 1) {
-            pending.owner.refuse(QStringLiteral("there are several lines, say which: line = \"%1\" (or %2)")
-                                     .arg(names.first(), names.mid(1).join(QStringLiteral(", "))));
-        }
-        tags_.push_back(pending.tag);
+        attempt([&] {
+            const auto line = pending.owner.text("line");
+            if (line) {
+                pending.owner.blame("line", QString(), [&] { pending.tag.line = lineNamed(*line); });
+            } else if (lines_.size() > 1) {
+                pending.owner.refuse(
+                    QStringLiteral("there are several lines, say which: line = \"%1\" (or %2)")
+                        .arg(names.first(), names.mid(1).join(QStringLiteral(", "))));
+            }
+            tags_.push_back(pending.tag);
+        });
     }
     pending_.clear();
 }

@@ -36,8 +36,9 @@ public:
     /// Throws UsageError, with file, line and column of the first fault, for what cannot be read or is not
     /// valid TOML, unknown keys of files and devices, files that include themselves, lines without a name
     /// where there are several, names of lines and devices that are taken, and tags of no line or of an
-    /// unknown one.
-    explicit PlantTables(const QString& path);
+    /// unknown one. With `faults` these go there instead, what has one is left out, and only a file that
+    /// cannot be read itself is thrown.
+    explicit PlantTables(const QString& path, QStringList* faults = nullptr);
 
     const std::vector<Line>& lines() const { return lines_; }
     const std::vector<Tag>& tags() const { return tags_; }
@@ -59,8 +60,11 @@ private:
     void readDevice(const TomlTable& table, const Chain& chain);
     void readTags(const TomlTable& file, const Device& device);
     void readTemplate(const QString& path, const Chain& chain, const Device& device);
+    template <typename Step>
+    void attempt(const Step& step);
     template <typename Read>
     void include(const TomlTable& table, const Chain& chain, const Read& read);
+    QString includedPath(const TomlTable& table, const toml::node& element, const Chain& chain);
     void resolveLines();
 
     /// A tag whose line is not looked up yet.
@@ -70,6 +74,8 @@ private:
         TomlTable owner;
     };
 
+    /// Null when the first fault is thrown.
+    QStringList* faults_;
     std::list<toml::table> files_;
     QHash<QString, const toml::table*> byIdentity_;
     QStringList paths_;

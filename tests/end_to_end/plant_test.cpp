@@ -59,6 +59,11 @@ TEST_F(Plant, WhereThatIsNotPlainItIsAsked) {
         EXPECT_EQ(2, run.exitCode);
         EXPECT_EQ("dx7: the tags are of several lines, name one with --line: north, south\n", run.errors);
     }
+    EXPECT_EQ(
+        "dx7: \"pump/sped\" is neither an item (TYPE:ADDRESS[,COUNT][@STATION[-LAST]]) nor a tag of the "
+        "file; "
+        "the nearest tag is \"pump/speed\"\n",
+        dx7({"write", "pump/sped=3"}).errors);
     for (const Words& words : {Words{"read", "AI:0"}, Words{"scan"}, Words{"raw", "07"}}) {
         const Finished run = dx7(words);
         EXPECT_EQ(2, run.exitCode);
@@ -151,6 +156,14 @@ TEST_F(Plant, ACheckFindsWhatCannotWork) {
     EXPECT_EQ(2, wrong.exitCode);
     EXPECT_EQ(2, std::count(wrong.errors.begin(), wrong.errors.end(), '\n')) << wrong.errors;
     EXPECT_NE(std::string::npos, wrong.errors.find("plant.toml:")) << wrong.errors;
+}
+
+TEST_F(Plant, TwoLinesOnOnePortAreAFault) {
+    writeFile(file,
+              "[[line]]\nname = \"a\"\nserial = \"/dev/x\"\n[[line]]\nname = \"b\"\nserial = \"/dev/x\"\n");
+    const Finished run = dx7({"check"});
+    EXPECT_EQ(2, run.exitCode);
+    EXPECT_EQ("dx7: line \"b\" has the serial port of line \"a\": /dev/x\n", run.errors);
 }
 
 TEST_F(Plant, OfALineWithAFaultNoCostIsShown) {

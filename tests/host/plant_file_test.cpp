@@ -214,8 +214,8 @@ TEST_F(PlantFile, ItsFaultsAreNamedWithFileLineAndColumn) {
              {device + device, "plant.toml:4:8: the device's name \"d\" is taken already"},
              {device + "colour = 1\n",
               "plant.toml:3:1: key \"colour\" is unknown, here are name, line, station"},
-             {device + inDevice + "station = 3\n", "plant.toml:7:11: station is the device's to say"},
-             {device + inDevice + "line = \"a\"\n", "plant.toml:7:8: line is the device's to say"},
+             {device + inDevice + "station = 3\n", "plant.toml:7:11: the device says station, not its tags"},
+             {device + inDevice + "line = \"a\"\n", "plant.toml:7:8: the device says line, not its tags"},
              {device + "stations = [1, 2]\n" + inDevice + "format = \"x\"\n",
               "plant.toml:8:10: tag \"d 1/x\": "},
              {device + inDevice + inDevice, "plant.toml:7:1: the name \"d/x\" is taken already"},
@@ -231,7 +231,7 @@ TEST_F(PlantFile, ItsFaultsAreNamedWithFileLineAndColumn) {
              {device + "include = [\"line.toml\"]\n",
               "line.toml:1:2: key \"line\" is unknown, here are include, tag"},
              {device + "include = [\"template.toml\"]\n",
-              "template.toml:5:11: station is the device's to say"},
+              "template.toml:5:11: the device says station, not its tags"},
          }) {
         const std::string refused = refusalOf(content);
         EXPECT_EQ(refused.substr(0, std::string(refusal).size()), refusal) << refused << "\nof\n" << content;
@@ -247,6 +247,53 @@ TEST_F(PlantFile, AllFaultsOfTagsAreFound) {
     ASSERT_EQ(faults.size(), 2);
     EXPECT_TRUE(faults.at(0).contains(QStringLiteral("plant.toml:3:8: tag \"a\"")));
     EXPECT_TRUE(faults.at(1).contains(QStringLiteral("plant.toml:12:11: tag \"b\"")));
+}
+
+TEST_F(PlantFile, AllFaultsOfTheFileAreFound) {
+    write("bad.toml", "[[tag");
+    write("plant.toml", R"(include = ["none.toml", "plant.toml"]
+speed = 1
+[[line]]
+name = "north"
+[[line]]
+[[line]]
+name = "north"
+[[device]]
+name = "a"
+line = "north"
+include = ["bad.toml"]
+[[device]]
+name = "b"
+include = ["bad.toml"]
+[[device]]
+name = "c"
+stations = [0]
+[[device]]
+name = "d"
+line = "north"
+[[device.tag]]
+name = "valid"
+type = "AI"
+address = 0
+[[tag]]
+name = "e"
+line = "nroth"
+)");
+    QStringList faults;
+    const LineFile file(folder.filePath(QStringLiteral("plant.toml")), &faults);
+    EXPECT_EQ(file.lines(), QStringList{QStringLiteral("north")});
+    ASSERT_EQ(file.tags(notation(), &faults).size(), 1);
+    QStringList places;
+    for (const QString& fault : faults) {
+        places += QFileInfo(fault.section(QLatin1Char(':'), 0, 0)).fileName() + QLatin1Char(':') +
+                  fault.section(QLatin1Char(':'), 1, 1);
+    }
+    EXPECT_EQ(places.join(QLatin1Char(' ')),
+              QStringLiteral(
+                  "plant.toml:2 plant.toml:1 plant.toml:1 plant.toml:5 plant.toml:7 bad.toml:1 plant.toml:17 "
+                  "plant.toml:27"))
+        << faults.join(QLatin1Char('\n')).toStdString();
+    EXPECT_THROW(LineFile(folder.filePath(QStringLiteral("none.toml")), &faults), UsageError);
 }
 
 TEST_F(PlantFile, AFaultOfATemplateIsToldOnce) {

@@ -80,7 +80,7 @@ void printPoint(const Point& first, int count, const Access& access, bool json) 
 
 int runCheck(const CheckOptions& options) {
     const Driver loaded(options);
-    if (options.lineFile() != nullptr) {
+    if (!options.filePath.empty()) {
         if (!options.items.empty()) {
             throw UsageError(QStringLiteral("check looks at a file (-c) or at items, not at both"));
         }

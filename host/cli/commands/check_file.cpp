@@ -143,16 +143,27 @@ void printFindings(const CheckedLine& line) {
     }
 }
 
+// A port has one master.
+void refuseSharedPort(const std::vector<CheckedLine>& lines, std::size_t last) {
+    const LineSettings& settings = lines[last].settings;
+    for (std::size_t i = 0; i < last && !settings.serialPort.isEmpty(); ++i) {
+        if (lines[i].settings.serialPort == settings.serialPort) {
+            throw UsageError(QStringLiteral("line \"%1\" has the serial port of line \"%2\": %3")
+                                 .arg(settings.name, lines[i].settings.name, settings.serialPort));
+        }
+    }
+}
+
 // The lines with the tags that have no fault; what has one goes to `*faults`.
-std::vector<CheckedLine> checkedLines(const Driver& loaded, const CommonOptions& options,
+std::vector<CheckedLine> checkedLines(const Driver& loaded, const LineFile& file, const QString& lineAsked,
                                       QStringList* faults) {
-    const LineFile& file = *options.lineFile();
     // -1 for all.
-    const int only = options.lineName.empty() ? -1 : file.lineNamed(text(options.lineName));
+    const int only = lineAsked.isEmpty() ? -1 : file.lineNamed(lineAsked);
     std::vector<CheckedLine> lines(static_cast<std::size_t>(std::max(file.lines().size(), 1)));
     for (std::size_t i = 0; i < lines.size(); ++i) {
         try {
-            lines[i].settings = fileSettings(options, loaded.parameter(), static_cast<int>(i));
+            lines[i].settings = fileSettings(file, loaded.parameter(), static_cast<int>(i));
+            refuseSharedPort(lines, i);
         } catch (const UsageError& error) {
             *faults += error.text();
             lines[i].isValid = false;
@@ -169,7 +180,8 @@ std::vector<CheckedLine> checkedLines(const Driver& loaded, const CommonOptions&
 
 int checkFile(const Driver& loaded, const CommonOptions& options) {
     QStringList faults;
-    std::vector<CheckedLine> lines = checkedLines(loaded, options, &faults);
+    const LineFile file(text(options.filePath), &faults);
+    std::vector<CheckedLine> lines = checkedLines(loaded, file, text(options.lineName), &faults);
     int tags = 0;
     int items = 0;
     bool kept = true;
@@ -182,7 +194,9 @@ int checkFile(const Driver& loaded, const CommonOptions& options) {
         if (line.isValid) {
             DriverSession session(loaded.library.functions(), propertyText(line.settings, 1));
             line.costs = intervalCosts(session, loaded.notation, line.points, line.settings);
-            line.cycle = cycleCost(session, loaded.notation, line.points, line.settings);
+            line.cycle = line.costs.size() == 1
+                             ? line.costs.front()
+                             : cycleCost(session, loaded.notation, line.points, line.settings);
             line.shared = sharedRegisters(session, line.points);
             kept = kept && line.keeps();
         }
@@ -207,8 +221,8 @@ int checkFile(const Driver& loaded, const CommonOptions& options) {
             printFindings(line);
         }
         print(QStringLiteral("%1: %2, %3, %4%5")
-                  .arg(options.lineFile()->paths().first(), counted(qint64(lines.size()), "line"),
-                       counted(tags, "tag"), counted(items, "item"),
+                  .arg(file.paths().first(), counted(qint64(lines.size()), "line"), counted(tags, "tag"),
+                       counted(items, "item"),
                        faults.isEmpty() ? QStringLiteral(", no fault")
                                         : QStringLiteral(", ") + counted(faults.size(), "fault")));
     }
