@@ -88,7 +88,7 @@ int runCheck(const CheckOptions& options) {
     }
     if (options.items.empty()) {
         throw UsageError(QStringLiteral(
-            "nothing is named to be checked: write TYPE:ADDRESS[,COUNT][@STATION[-LAST]], or name a "
+            "no item is given to be checked: write TYPE:ADDRESS[,COUNT][@STATION[-LAST]], or name a "
             "file (-c FILE)"));
     }
     options.chosenLine();
