@@ -20,6 +20,16 @@ namespace {
 constexpr qint64 LONGEST_TURN_US = 250000;
 constexpr qint64 LAST_PROOF_US = 3000000;
 
+// Why the file gives no items, as a part of a sentence; empty where no file is named.
+QString withoutTags(const CommonOptions& options) {
+    const LineFile* file = options.lineFile();
+    const QString line = file == nullptr ? QString() : file->lines().value(options.chosenLine());
+    return file == nullptr ? QString()
+           : line.isEmpty()
+               ? QStringLiteral(", and %1 has no tags").arg(file->paths().first())
+               : QStringLiteral(", and line \"%1\" of %2 has no tags").arg(line, file->paths().first());
+}
+
 // After the reason why the line did not open: where a dx7 has the port, what can be done.
 QString inUseHint(const QString& failure, const CommonOptions& options) {
     return failure.contains(QLatin1String("in use by dx7 (process "))
@@ -70,9 +80,11 @@ QVector<Point> Driver::points(const CommonOptions& options, const std::vector<st
     if (!arguments.empty()) {
         chosen = withoutRepetitions(chosen);
     } else if (all.isEmpty()) {
-        throw UsageError(QStringLiteral(
-            "no items are given, write TYPE:ADDRESS[,COUNT][@STATION[-LAST]], or name a file with "
-            "tags (-c FILE)"));
+        throw UsageError(
+            QStringLiteral(
+                "no items are given%1, write TYPE:ADDRESS[,COUNT][@STATION[-LAST]], or name a file "
+                "with tags (-c FILE)")
+                .arg(withoutTags(options)));
     }
     for (const LineTag& tag : arguments.empty() ? all : QVector<LineTag>()) {
         chosen += tag.points;

@@ -91,7 +91,8 @@ void addDeviceOptions(CommandLine& command, CommonOptions& options);
 LineSettings lineSettings(const CommonOptions& options, const QString& driverParameter, bool needLine,
                           const LineSettings& defaults = {});
 
-/// Those of the line with this index in the file; a line of no kind is taken as a serial one. For what opens none.
+/// Those of the line with this index in the file; a line of no kind is taken as a serial one. For what opens
+/// none.
 LineSettings fileSettings(const LineFile& file, const QString& driverParameter, int line);
 
 QString text(const std::string& argument);

@@ -220,6 +220,7 @@ void PlantTables::readDevice(const TomlTable& table, const Chain& chain) {
         table.refuse("name", QStringLiteral("the device's name \"%1\" is taken already").arg(name));
     }
     devices_ += name;
+    deviceTables_.push_back(table);
     if (table.has("station") && table.has("stations")) {
         table.refuse("stations", QStringLiteral("a device has station or stations"));
     }
@@ -288,16 +289,24 @@ void PlantTables::resolveLines() {
     for (const Line& line : lines_) {
         names += line.name;
     }
+    const auto lineOf = [&](const TomlTable& owner) {
+        int found = 0;
+        const auto line = owner.text("line");
+        if (line) {
+            owner.blame("line", QString(), [&] { found = lineNamed(*line); });
+        } else if (lines_.size() > 1) {
+            owner.refuse(QStringLiteral("there are several lines, say which: line = \"%1\" (or %2)")
+                             .arg(names.first(), names.mid(1).join(QStringLiteral(", "))));
+        }
+        return found;
+    };
+    // A device may have no tags.
+    for (const TomlTable& device : deviceTables_) {
+        attempt([&] { lineOf(device); });
+    }
     for (Pending& pending : pending_) {
         attempt([&] {
-            const auto line = pending.owner.text("line");
-            if (line) {
-                pending.owner.blame("line", QString(), [&] { pending.tag.line = lineNamed(*line); });
-            } else if (lines_.size() > 1) {
-                pending.owner.refuse(
-                    QStringLiteral("there are several lines, say which: line = \"%1\" (or %2)")
-                        .arg(names.first(), names.mid(1).join(QStringLiteral(", "))));
-            }
+            pending.tag.line = lineOf(pending.owner);
             tags_.push_back(pending.tag);
         });
     }

@@ -82,6 +82,7 @@ private:
     int includes_ = 0;
     std::vector<Line> lines_;
     QStringList devices_;
+    std::vector<TomlTable> deviceTables_;
     std::vector<Pending> pending_;
     std::vector<Tag> tags_;
 };

@@ -177,6 +177,9 @@ TEST_F(Plant, OfALineWithAFaultNoCostIsShown) {
     EXPECT_EQ(1, std::count(run.output.begin(), run.output.end(), '\n')) << run.output;
     writeFile(file, "");
     EXPECT_EQ(file + ": 1 line, 0 tags, 0 items, no fault\n", dx7({"check"}).output);
+    writeFile(file, "[line]\nname = \"a\"\nserial = \"/dev/x\"\n");
+    EXPECT_NE(std::string::npos, dx7({"read"}).errors.find("no items are given, and line \"a\" of " + file +
+                                                           " has no tags, write"));
 }
 
 }  // namespace

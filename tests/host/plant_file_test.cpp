@@ -196,6 +196,8 @@ TEST_F(PlantFile, ItsFaultsAreNamedWithFileLineAndColumn) {
              {two + tag + "line = \"c\"\n", "plant.toml:11:8: there is no line \"c\", the lines are a, b"},
              {tag + "line = \"c\"\n",
               "plant.toml:5:8: there is no line \"c\": no line of the file has a name"},
+             {two + device, "plant.toml:7:1: there are several lines, say which"},
+             {two + device + "line = \"c\"\n", "plant.toml:9:8: there is no line \"c\""},
              {"[[line]]\nserial = \"a\"\n", "plant.toml:1:1: the line has no name"},
              {"[[line]]\nname = \"\"\nserial = \"a\"\n", "plant.toml:2:8: the line's name is empty"},
              {"[[line]]\nname = \"a\\nb\"\n", "plant.toml:2:8: the line's name holds a control character"},
