@@ -110,6 +110,7 @@ std::string faultName(Fault fault) {
 
 std::vector<std::string> faultWords() {
     std::vector<std::string> words;
+    words.reserve(FORMS.size());
     for (const Form& form : FORMS) {
         words.push_back(form.name + std::string(*form.value == '=' ? "=" : ""));
     }

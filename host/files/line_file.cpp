@@ -156,34 +156,34 @@ QStringList LineFile::paths() const {
     return tables_->paths();
 }
 
-void LineFile::apply(LineSettings& settings, int index) const {
+void LineFile::apply(LineSettings& settings, int line) const {
     if (tables_->lines().empty()) {
         return;
     }
-    const TomlTable& line = tables_->lines()[static_cast<std::size_t>(index)].table;
-    line.checkKeys({"name", "serial", "tcp", "modbus_tcp", "baud", "parity", "data_bits", "stop_bits",
-                    "rs485", "timeout", "late", "retries", "block", "gap", "echo"});
-    settings.name = tables_->lines()[static_cast<std::size_t>(index)].name;
-    takeCarrier(line, settings);
-    takeSetting(line, "baud", settings, &LineSettings::baud);
-    takeSetting(line, "data_bits", settings, &LineSettings::dataBits);
-    takeSetting(line, "stop_bits", settings, &LineSettings::stopBits);
-    takeSetting(line, "timeout", settings, &LineSettings::timeoutMs);
+    const TomlTable& table = tables_->lines()[static_cast<std::size_t>(line)].table;
+    table.checkKeys({"name", "serial", "tcp", "modbus_tcp", "baud", "parity", "data_bits", "stop_bits",
+                     "rs485", "timeout", "late", "retries", "block", "gap", "echo"});
+    settings.name = tables_->lines()[static_cast<std::size_t>(line)].name;
+    takeCarrier(table, settings);
+    takeSetting(table, "baud", settings, &LineSettings::baud);
+    takeSetting(table, "data_bits", settings, &LineSettings::dataBits);
+    takeSetting(table, "stop_bits", settings, &LineSettings::stopBits);
+    takeSetting(table, "timeout", settings, &LineSettings::timeoutMs);
     // Without effect since replies are proven; files of earlier versions have it.
-    line.integer("late");
-    takeSetting(line, "retries", settings, &LineSettings::retries);
-    takeSetting(line, "block", settings, &LineSettings::block);
-    const auto gap = line.number("gap");
-    const auto parity = line.text("parity");
-    const auto echo = line.text("echo");
-    line.blame("gap", QString(), [&] {
+    table.integer("late");
+    takeSetting(table, "retries", settings, &LineSettings::retries);
+    takeSetting(table, "block", settings, &LineSettings::block);
+    const auto gap = table.number("gap");
+    const auto parity = table.text("parity");
+    const auto echo = table.text("echo");
+    table.blame("gap", QString(), [&] {
         if (gap) {
             settings.gapMs = gapFromUser(*gap);
         }
     });
-    line.blame("parity", QString(),
-               [&] { settings.parity = parity ? parityFromText(*parity) : settings.parity; });
-    line.blame("echo", QString(), [&] { settings.echo = echo ? echoFromText(*echo) : settings.echo; });
+    table.blame("parity", QString(),
+                [&] { settings.parity = parity ? parityFromText(*parity) : settings.parity; });
+    table.blame("echo", QString(), [&] { settings.echo = echo ? echoFromText(*echo) : settings.echo; });
 }
 
 QVector<LineTag> LineFile::tags(const ItemNotation& notation) const {

@@ -94,7 +94,6 @@ struct PlantTables::Device {
 PlantTables::PlantTables(const QString& path, QStringList* faults) : faults_(faults) {
     readFile(path, {});
     resolveLines();
-    faults_ = nullptr;
 }
 
 // A step with a fault ends, and so does the reading where faults are not collected.
@@ -169,11 +168,13 @@ QString PlantTables::includedPath(const TomlTable& table, const toml::node& elem
         table.refuse(element.source(),
                      QStringLiteral("more than %1 files are included up to here").arg(MOST_INCLUDES));
     }
-    const QString folder = QFileInfo(table.path()).path();
+    // A pipe is in no folder of the user's.
+    const QFileInfo including(table.path());
+    const QString folder = including.isFile() ? including.path() : QStringLiteral(".");
     const QString named = tomlText(*name);
-    const QString path = QDir::isAbsolutePath(named) || folder == QLatin1String(".")
-                             ? named
-                             : QDir::cleanPath(folder + QLatin1Char('/') + named);
+    QString path = QDir::isAbsolutePath(named) || folder == QLatin1String(".")
+                       ? named
+                       : QDir::cleanPath(folder + QLatin1Char('/') + named);
     if (chain.contains(identityOf(path))) {
         table.refuse(element.source(), QStringLiteral("%1 is included by itself").arg(path));
     }
@@ -311,6 +312,7 @@ void PlantTables::resolveLines() {
         });
     }
     pending_.clear();
+    faults_ = nullptr;
 }
 
 }  // namespace dx7

@@ -40,6 +40,8 @@ sed -e 's|"/dev/ttyUSB0"|"./line"|' -e "s|192.168.0.10:8888|127.0.0.1:$port|" "$
 cp "$SOURCES/docs/drive.toml" .
 "$DX7" check -c plant.toml >checked || wrong "check of the plant: $(cat checked)"
 grep -q '^plant.toml: 2 lines, 11 tags, 11 items, no fault$' checked || wrong "check of the plant says $(cat checked)"
+"$DX7" check -c <(cat plant.toml) >piped || wrong "check of a pipe"
+same "the plant through a pipe" "$(grep -v no.fault piped)" "$(grep -v no.fault checked)"
 "$DX7" read -c plant.toml "conveyor 1/speed" >/dev/null || wrong "conveyor 1"
 "$DX7" monitor -c plant.toml --line north --log north.csv --seconds 0.3 >/dev/null || wrong "monitor of a line"
 grep -q '^[^,]*,north,conveyor 1/speed,AI:0@1,1,' north.csv || wrong "the log has $(cat north.csv)"
