@@ -18,9 +18,9 @@ constexpr const char* COMPLETION_ARGUMENT = "__complete";
 /// arguments. All candidates begin with that word.
 Offer complete(const CommandLine& program, const std::vector<std::string>& words);
 
-/// The answer to the shells: a line "words", or "files" when names of files are offered as well; and a line
-/// for each candidate, its text and what is said of it behind a tabulator. Candidates with control characters
-/// are left out.
+/// The answer to the shells. Its first line is "words", or "files" when the shell adds names of files. Each
+/// candidate has a line: its text, and after a tab the words on it. Candidates with control characters are
+/// left out.
 std::string completionText(const Offer& offer);
 
 /// The answer to arguments (argc and argv as main() has them) that begin with COMPLETION_ARGUMENT; empty for

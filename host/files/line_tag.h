@@ -14,7 +14,7 @@ class TomlTable;
 
 /// What the place of a tag in its file says of it.
 struct TagPlace {
-    /// Before its name: that of its device, as "conveyor 1/". Empty for one that is no device's.
+    /// What its name begins with, as "conveyor 1/". Empty for a tag outside a device.
     QString prefix;
     /// The device's; without it the tag says its own.
     std::optional<int> station;
